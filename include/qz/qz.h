@@ -1,0 +1,20 @@
+#pragma once
+
+/// @file
+/// Everything that the library offers, for programs that don't mind the compile time.
+
+#include <qz/SystemError.h>
+#include <qz/qzDataStream.h>
+#include <qz/qzDirUtils.h>
+#include <qz/qzExport.h>
+#include <qz/qzIoDevice.h>
+#include <qz/qzIoDeviceBroadcast.h>
+#include <qz/qzIoDeviceDummy.h>
+#include <qz/qzIoDeviceFileStream.h>
+#include <qz/qzIoDeviceStdStreamProxy.h>
+#include <qz/qzLog.h>
+#include <qz/qzLogObject.h>
+#include <qz/qzStringUtils.h>
+#include <qz/qzSystem.h>
+#include <qz/qzSystemUtils.h>
+#include <qz/qzThread.h>

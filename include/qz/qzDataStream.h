@@ -1,0 +1,284 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <qz/qzExport.h>
+
+namespace qz {
+
+class qzIoDevice;
+
+/// Writes numbers, strings and bytes to a device, and reads them back.
+///
+/// The format has no tags: a value takes exactly its bytes, and reader and writer must agree on
+/// order, types and endianness. Numbers are two's complement or IEEE 754; a `bool` is 0x00 or 0xFF
+/// and reads as true from any byte but 0; a string or byte vector is a 32-bit byte count with the
+/// bytes behind it, so that one may be read as the other.
+///
+/// Nothing throws but a failed allocation. After a batch ask `isOk()`; `getErrorMsg()` has the
+/// words of the device. Threads: one thread uses a stream and its device at a time.
+class QZ_API qzDataStream {
+public:
+    /// The byte order of numbers and lengths. Any value but `BigEndian` acts as `LittleEndian`.
+    enum Endianness : int {
+        LittleEndian = 0,  ///< Least significant byte first.
+        BigEndian = 1,     ///< Most significant byte first.
+    };
+
+    /// Makes a stream without a device, which is not ok and fails every number.
+    qzDataStream() = default;
+    /// Makes a stream over `device`, as `setIoDevice` does.
+    qzDataStream(qzIoDevice* device, Endianness endianness);
+    /// Makes a stream over `device`, as `setIoDevice` does.
+    qzDataStream(qzIoDevice& device, Endianness endianness);
+    /// Forgets the device, which stays.
+    ~qzDataStream();
+    qzDataStream(const qzDataStream&) = delete;
+    qzDataStream& operator=(const qzDataStream&) = delete;
+
+    /// Starts the stream anew over `device`, which is not owned and must outlive its use here.
+    void setIoDevice(qzIoDevice* device, Endianness endianness);
+    /// Chooses the byte order of what follows.
+    void setEndianness(Endianness endianness);
+    /// The byte order as it was set.
+    Endianness getEndianness() const { return mEndianness; }
+
+    /// Tells whether all went well so far, on the stream and on the device.
+    bool isOk() const;
+    /// Ends the ok state until the next `setIoDevice`.
+    /// @param text replaces the stream's error text only if there is one already, which no
+    ///     operation of the stream itself sets; so the words of a failure don't show.
+    void setError(const std::string& text);
+    /// The device's error text; behind ", " if the stream has a text of its own.
+    std::string getErrorMsg() const;
+
+    /// @name One value of a fixed width, as it lies in memory
+    /// Each returns whether the full width moved; false without a device. A big-endian read
+    /// reverses the destination also when it failed.
+    /// @{
+    bool write1Byte(const char* data);         ///< Writes a byte.
+    bool read1Byte(char* data);                ///< Reads a byte.
+    bool write2BytesLittleEndian(char* data);  ///< Writes 2 bytes as they lie.
+    bool write4BytesLittleEndian(char* data);  ///< Writes 4 bytes as they lie.
+    bool write8BytesLittleEndian(char* data);  ///< Writes 8 bytes as they lie.
+    bool read2BytesLittleEndian(char* data);   ///< Reads 2 bytes as they lie.
+    bool read4BytesLittleEndian(char* data);   ///< Reads 4 bytes as they lie.
+    bool read8BytesLittleEndian(char* data);   ///< Reads 8 bytes as they lie.
+    bool write2BytesBigEndian(char* data);     ///< Writes 2 bytes reversed.
+    bool write4BytesBigEndian(char* data);     ///< Writes 4 bytes reversed.
+    bool write8BytesBigEndian(char* data);     ///< Writes 8 bytes reversed.
+    bool read2BytesBigEndian(char* data);      ///< Reads 2 bytes and reverses them.
+    bool read4BytesBigEndian(char* data);      ///< Reads 4 bytes and reverses them.
+    bool read8BytesBigEndian(char* data);      ///< Reads 8 bytes and reverses them.
+    /// @}
+
+    /// @name Numbers
+    /// They try the device also on a stream that is not ok any more.
+    /// @{
+    qzDataStream& operator<<(bool value);             ///< Writes 0xFF or 0x00.
+    qzDataStream& operator<<(char value);             ///< Writes 1 byte.
+    qzDataStream& operator<<(unsigned char value);    ///< Writes 1 byte.
+    qzDataStream& operator<<(short value);            ///< Writes 2 bytes.
+    qzDataStream& operator<<(unsigned short value);   ///< Writes 2 bytes.
+    qzDataStream& operator<<(int value);              ///< Writes 4 bytes.
+    qzDataStream& operator<<(unsigned int value);     ///< Writes 4 bytes.
+    qzDataStream& operator<<(long value);             ///< Writes 8 bytes.
+    qzDataStream& operator<<(unsigned long value);    ///< Writes 8 bytes.
+    qzDataStream& operator<<(float value);            ///< Writes 4 bytes.
+    qzDataStream& operator<<(double value);           ///< Writes 8 bytes.
+    qzDataStream& operator>>(bool& value);            ///< Reads 1 byte; false on failure.
+    qzDataStream& operator>>(char& value);            ///< Reads 1 byte.
+    qzDataStream& operator>>(unsigned char& value);   ///< Reads 1 byte.
+    qzDataStream& operator>>(short& value);           ///< Reads 2 bytes.
+    qzDataStream& operator>>(unsigned short& value);  ///< Reads 2 bytes.
+    qzDataStream& operator>>(int& value);             ///< Reads 4 bytes.
+    qzDataStream& operator>>(unsigned int& value);    ///< Reads 4 bytes.
+    qzDataStream& operator>>(long& value);            ///< Reads 8 bytes.
+    qzDataStream& operator>>(unsigned long& value);   ///< Reads 8 bytes.
+    qzDataStream& operator>>(float& value);           ///< Reads 4 bytes.
+    qzDataStream& operator>>(double& value);          ///< Reads 8 bytes.
+    /// @}
+
+    /// @name Texts and bytes
+    /// They do nothing on a stream that is not ok, and fail beyond 4 GiB less a byte. A failed read
+    /// leaves the destination empty. A damaged count is taken at its word: up to 4 GiB are
+    /// allocated for it, and given back.
+    /// @{
+    qzDataStream& operator<<(std::string_view text);           ///< Writes a text.
+    qzDataStream& operator<<(const std::string& text);         ///< Writes a text.
+    qzDataStream& operator<<(const char* text);                ///< Writes a terminated text.
+    qzDataStream& operator<<(const std::vector<char>& bytes);  ///< Writes bytes.
+    qzDataStream& operator>>(std::string& text);               ///< Reads a text.
+    qzDataStream& operator>>(std::vector<char>& bytes);        ///< Reads bytes.
+    /// @}
+
+    /// Writes bytes with no count ahead of them; nothing on a stream that is not ok.
+    /// @return whether the stream is still ok.
+    bool writeRawData(const char* data, unsigned long size);
+    /// Reads bytes with no count ahead of them; nothing on a stream that is not ok.
+    /// @return the bytes read; fewer than `size` end the ok state.
+    unsigned long readRawBytes(char* data, unsigned long size);
+
+private:
+    friend class qzDataStreamTestPeer;
+
+    using MoveNumber = bool (qzDataStream::*)(char*);
+
+    template <typename T>
+    qzDataStream& writeNumber(MoveNumber move, T value);
+    template <typename T>
+    qzDataStream& readNumber(MoveNumber move, T& value);
+    void setWriteError();
+    void setReadError();
+    unsigned long moveToDevice(const char* data, unsigned long size);
+    unsigned long moveFromDevice(char* data, unsigned long size);
+    template <typename Bytes>
+    void readCounted(Bytes& bytes);
+
+    qzIoDevice* mDevice = nullptr;
+    MoveNumber mWrite2Bytes = nullptr;
+    MoveNumber mWrite4Bytes = nullptr;
+    MoveNumber mWrite8Bytes = nullptr;
+    MoveNumber mRead2Bytes = nullptr;
+    MoveNumber mRead4Bytes = nullptr;
+    MoveNumber mRead8Bytes = nullptr;
+    std::string mErrorText;
+    Endianness mEndianness = LittleEndian;
+    bool mOk = false;
+};
+
+// The bodies of the number operators follow; inline, a value costs one indirect call and one of
+// the device.
+
+template <typename T>
+qzDataStream& qzDataStream::writeNumber(MoveNumber move, T value)
+{
+    if (move == nullptr || !(this->*move)(reinterpret_cast<char*>(&value))) setWriteError();
+    return *this;
+}
+
+template <typename T>
+qzDataStream& qzDataStream::readNumber(MoveNumber move, T& value)
+{
+    if (move == nullptr || !(this->*move)(reinterpret_cast<char*>(&value))) setReadError();
+    return *this;
+}
+
+inline qzDataStream& qzDataStream::operator<<(bool value)
+{
+    return *this << static_cast<char>(value ? -1 : 0);
+}
+
+inline qzDataStream& qzDataStream::operator<<(char value)
+{
+    if (!write1Byte(&value)) setWriteError();
+    return *this;
+}
+
+inline qzDataStream& qzDataStream::operator<<(unsigned char value)
+{
+    return *this << static_cast<char>(value);
+}
+
+inline qzDataStream& qzDataStream::operator<<(short value)
+{
+    return writeNumber(mWrite2Bytes, value);
+}
+
+inline qzDataStream& qzDataStream::operator<<(unsigned short value)
+{
+    return writeNumber(mWrite2Bytes, value);
+}
+
+inline qzDataStream& qzDataStream::operator<<(int value)
+{
+    return writeNumber(mWrite4Bytes, value);
+}
+
+inline qzDataStream& qzDataStream::operator<<(unsigned int value)
+{
+    return writeNumber(mWrite4Bytes, value);
+}
+
+inline qzDataStream& qzDataStream::operator<<(long value)
+{
+    return writeNumber(mWrite8Bytes, value);
+}
+
+inline qzDataStream& qzDataStream::operator<<(unsigned long value)
+{
+    return writeNumber(mWrite8Bytes, value);
+}
+
+inline qzDataStream& qzDataStream::operator<<(float value)
+{
+    return writeNumber(mWrite4Bytes, value);
+}
+
+inline qzDataStream& qzDataStream::operator<<(double value)
+{
+    return writeNumber(mWrite8Bytes, value);
+}
+
+inline qzDataStream& qzDataStream::operator>>(bool& value)
+{
+    char byte = 0;
+    *this >> byte;
+    value = byte != 0;
+    return *this;
+}
+
+inline qzDataStream& qzDataStream::operator>>(char& value)
+{
+    if (!read1Byte(&value)) setReadError();
+    return *this;
+}
+
+inline qzDataStream& qzDataStream::operator>>(unsigned char& value)
+{
+    return *this >> reinterpret_cast<char&>(value);
+}
+
+inline qzDataStream& qzDataStream::operator>>(short& value)
+{
+    return readNumber(mRead2Bytes, value);
+}
+
+inline qzDataStream& qzDataStream::operator>>(unsigned short& value)
+{
+    return readNumber(mRead2Bytes, value);
+}
+
+inline qzDataStream& qzDataStream::operator>>(int& value)
+{
+    return readNumber(mRead4Bytes, value);
+}
+
+inline qzDataStream& qzDataStream::operator>>(unsigned int& value)
+{
+    return readNumber(mRead4Bytes, value);
+}
+
+inline qzDataStream& qzDataStream::operator>>(long& value)
+{
+    return readNumber(mRead8Bytes, value);
+}
+
+inline qzDataStream& qzDataStream::operator>>(unsigned long& value)
+{
+    return readNumber(mRead8Bytes, value);
+}
+
+inline qzDataStream& qzDataStream::operator>>(float& value)
+{
+    return readNumber(mRead4Bytes, value);
+}
+
+inline qzDataStream& qzDataStream::operator>>(double& value)
+{
+    return readNumber(mRead8Bytes, value);
+}
+
+}  // namespace qz

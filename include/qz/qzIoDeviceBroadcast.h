@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <qz/qzExport.h>
+#include <qz/qzIoDevice.h>
+
+namespace qz {
+
+/// Writes the same bytes to several devices, in their order.
+class QZ_API qzIoDeviceBroadcast : public qzIoDevice {
+public:
+    /// Makes a fan-out to `devices`, which are not owned and must live as long as this one; the
+    /// vector is copied.
+    explicit qzIoDeviceBroadcast(const std::vector<qzIoDevice*>& devices);
+    ~qzIoDeviceBroadcast() override;
+
+    /// Not possible: puts the device in error and gives 0.
+    unsigned long readBytes(char* dst, unsigned long size) override;
+    /// Writes to each device until one takes less or has an error. The devices ahead of that one
+    /// have the bytes then, and those behind it don't. Without devices every write is taken.
+    unsigned long writeBytes(const char* src, unsigned long size) override;
+    /// Not possible: reports it as CRITICAL and gives false.
+    bool atEnd() const override;
+    /// Tells whether this device or any that it writes to is in error.
+    bool hasDeviceError() const override;
+    /// The own text, then those of the devices in error; empty while the own text is empty, also
+    /// when one of the devices is in error.
+    std::string getDeviceErrorMsg() const override;
+
+private:
+    std::vector<qzIoDevice*> mDevices;
+};
+
+}  // namespace qz

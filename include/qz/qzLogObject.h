@@ -1,0 +1,197 @@
+#pragma once
+
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include <qz/qzExport.h>
+#include <qz/qzLog.h>
+
+namespace qz {
+
+class SystemError;
+
+/// One report: build it on the stack, stream the text into it, and let it go out of scope.
+///
+/// The destructor hands the text to the log, or drops the report when the text is empty. A report
+/// whose type is switched off costs the test of a flag: its insertions are not even formatted.
+/// Without a logger (before the library's start and after its stop) the line goes to standard
+/// output, or with a system-log tag to the system log and the standard error stream.
+///
+/// The text follows the process's global C++ locale. The entry's time is that of construction. An
+/// exception while the report is handed over ends the process.
+/// Threads: an object belongs to the thread that made it.
+class qzLogObject {
+public:
+    /// Begins a report.
+    /// @param type how serious it is; `qzLog::Unknown` switches the object off.
+    /// @param synchronous waits in the destructor until the entry is out.
+    explicit qzLogObject(qzLog::EntryType type, bool synchronous = false);
+    /// Begins a report with a sub-type and a system-log tag; null for none.
+    qzLogObject(qzLog::EntryType type, bool synchronous, const char* subType,
+                const char* systemLogTag);
+    /// Sends the report.
+    ~qzLogObject();
+    qzLogObject(const qzLogObject&) = delete;
+    qzLogObject& operator=(const qzLogObject&) = delete;
+
+    /// Names the channel of the report; null for none. Ignored by a switched-off report.
+    qzLogObject& setSubType(const char* subType);
+    /// Sends the report to the system log too, under this title; null for not. Ignored by a
+    /// switched-off report.
+    qzLogObject& setSystemLogTag(const char* systemLogTag);
+
+    /// Inserts a value as a standard stream does.
+    template <typename T>
+    qzLogObject& operator<<(const T& value);
+    /// Inserts a text; null reads as "[NullPtr]".
+    qzLogObject& operator<<(const char* text);
+    /// Inserts a text; null reads as "[NullPtr]".
+    qzLogObject& operator<<(char* text) { return *this << static_cast<const char*>(text); }
+    /// Inserts a text.
+    qzLogObject& operator<<(const std::string& text);
+    /// Inserts a number.
+    qzLogObject& operator<<(unsigned long value);
+    /// Applies a manipulator such as `std::hex`.
+    qzLogObject& operator<<(std::ios_base& (*manipulator)(std::ios_base&));
+    /// Applies a manipulator such as `std::endl`.
+    qzLogObject& operator<<(std::ostream& (*manipulator)(std::ostream&));
+
+private:
+    friend class qzLogObjectTestPeer;
+
+    bool isOff() const { return mType == qzLog::Unknown; }
+
+    // What a report that is on does; out of line, so that one that is off stays small.
+    QZ_API void begin(qzLog::EntryType type, qzLog* log) noexcept;
+    QZ_API void send() noexcept;
+    QZ_API std::ostream& editStream();
+    QZ_API void insert(const char* text);
+    QZ_API void insert(const std::string& text);
+    QZ_API void insert(unsigned long value);
+    QZ_API void insert(const SystemError& error);
+    QZ_API static void assign(std::unique_ptr<std::string>& field, const char* text);
+
+    std::string mThreadId;
+    std::unique_ptr<std::string> mSubType;
+    std::unique_ptr<std::string> mSystemLogTag;
+    qzLog* mLog = nullptr;  // null when the entry doesn't go to the logger
+    std::unique_ptr<std::ostringstream> mStream;
+    int mType = qzLog::Unknown;
+    long mTimeMs = 0;
+    bool mSynchronous;
+};
+
+inline qzLogObject::qzLogObject(qzLog::EntryType type, bool synchronous) : mSynchronous(synchronous)
+{
+    qzLog* log = qzLog::msInstance;
+    if (log == nullptr || log->isTypeEnabled(type)) begin(type, log);
+}
+
+inline qzLogObject::qzLogObject(qzLog::EntryType type, bool synchronous, const char* subType,
+                                const char* systemLogTag)
+    : qzLogObject(type, synchronous)
+{
+    setSubType(subType);
+    setSystemLogTag(systemLogTag);
+}
+
+inline qzLogObject::~qzLogObject()
+{
+    if (mStream != nullptr) send();
+}
+
+inline qzLogObject& qzLogObject::setSubType(const char* subType)
+{
+    if (!isOff()) assign(mSubType, subType);
+    return *this;
+}
+
+inline qzLogObject& qzLogObject::setSystemLogTag(const char* systemLogTag)
+{
+    if (!isOff()) assign(mSystemLogTag, systemLogTag);
+    return *this;
+}
+
+template <typename T>
+qzLogObject& qzLogObject::operator<<(const T& value)
+{
+    if (!isOff()) editStream() << value;
+    return *this;
+}
+
+/// Inserts the text of a system error.
+template <>
+inline qzLogObject& qzLogObject::operator<< <SystemError>(const SystemError& error)
+{
+    if (!isOff()) insert(error);
+    return *this;
+}
+
+inline qzLogObject& qzLogObject::operator<<(const char* text)
+{
+    if (!isOff()) insert(text);
+    return *this;
+}
+
+inline qzLogObject& qzLogObject::operator<<(const std::string& text)
+{
+    if (!isOff()) insert(text);
+    return *this;
+}
+
+inline qzLogObject& qzLogObject::operator<<(unsigned long value)
+{
+    if (!isOff()) insert(value);
+    return *this;
+}
+
+inline qzLogObject& qzLogObject::operator<<(std::ios_base& (*manipulator)(std::ios_base&))
+{
+    if (!isOff()) editStream() << manipulator;
+    return *this;
+}
+
+inline qzLogObject& qzLogObject::operator<<(std::ostream& (*manipulator)(std::ostream&))
+{
+    if (!isOff()) editStream() << manipulator;
+    return *this;
+}
+
+/// Begins a DEV report; `subType` and `systemLogTag` may be null for none.
+inline qzLogObject logDev(const char* subType = nullptr, const char* systemLogTag = nullptr)
+{
+    return qzLogObject(qzLog::Dev, /*synchronous=*/false, subType, systemLogTag);
+}
+
+/// Begins a TRACE report; `subType` and `systemLogTag` may be null for none.
+inline qzLogObject logTrace(const char* subType = nullptr, const char* systemLogTag = nullptr)
+{
+    return qzLogObject(qzLog::Trace, /*synchronous=*/false, subType, systemLogTag);
+}
+
+/// Begins a DEBUG report; `subType` and `systemLogTag` may be null for none.
+inline qzLogObject logDebug(const char* subType = nullptr, const char* systemLogTag = nullptr)
+{
+    return qzLogObject(qzLog::Debug, /*synchronous=*/false, subType, systemLogTag);
+}
+
+/// Begins an INFO report; `subType` and `systemLogTag` may be null for none.
+inline qzLogObject logInfo(const char* subType = nullptr, const char* systemLogTag = nullptr)
+{
+    return qzLogObject(qzLog::Info, /*synchronous=*/false, subType, systemLogTag);
+}
+
+/// Begins a WARNING report, synchronous; `subType` and `systemLogTag` may be null for none.
+inline qzLogObject logWarning(const char* subType = nullptr, const char* systemLogTag = nullptr)
+{
+    return qzLogObject(qzLog::Warning, /*synchronous=*/true, subType, systemLogTag);
+}
+
+/// Begins a CRITICAL report, synchronous; `subType` and `systemLogTag` may be null for none.
+inline qzLogObject logCritical(const char* subType = nullptr, const char* systemLogTag = nullptr)
+{
+    return qzLogObject(qzLog::Critical, /*synchronous=*/true, subType, systemLogTag);
+}
+
+}  // namespace qz
