@@ -1,0 +1,60 @@
+#include <charconv>
+
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <qz/qzSystemUtils.h>
+#include <qz/qzThread.h>
+
+#include "Relaxed.h"
+
+namespace qz {
+
+namespace {
+
+// A cell that the kernel zeroes in a child, whichever call made the fork (Linux 4.14 on); null
+// where it can't. It saves a log line the 120 ns of `getpid`, and lives until the process ends, as
+// reports may still come from the last destructors.
+long* makeCellWipedOnFork()
+{
+    void* page =
+        ::mmap(nullptr, sizeof(long), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (page == MAP_FAILED) return nullptr;
+    if (::madvise(page, sizeof(long), MADV_WIPEONFORK) == 0) return static_cast<long*>(page);
+    ::munmap(page, sizeof(long));
+    return nullptr;
+}
+
+std::string makeThreadIdText()
+{
+    char digits[24];
+    const auto end = std::to_chars(digits, digits + sizeof digits, ::syscall(SYS_gettid)).ptr;
+    return {digits, end};
+}
+
+}  // namespace
+
+long qzSystemUtils::GetCurrentProcessID()
+{
+    static long* const cell = makeCellWipedOnFork();
+    if (cell == nullptr) return ::getpid();
+    const long known = relaxedLoad(*cell);
+    if (known != 0) return known;
+    const long asked = ::getpid();
+    relaxedStore(*cell, asked);
+    return asked;
+}
+
+long qzSystemUtils::GetParentProcessID()
+{
+    return ::getppid();
+}
+
+const std::string& qzThread::CurrentThreadId()
+{
+    thread_local const std::string text = makeThreadIdText();
+    return text;
+}
+
+}  // namespace qz

@@ -1,0 +1,78 @@
+#include <qz/qzSystem.h>
+
+#include <qz/qzLog.h>
+#include <qz/qzLogObject.h>
+#include <qz/qzStringUtils.h>
+#include <qz/qzSystemUtils.h>
+
+#include "LoadTimeObjects.h"
+#include "Relaxed.h"
+
+// The start and the stop of the library, a line a service. A service's place is fixed: callers rely
+// on what stands already when it comes up, and on what still stands when it goes down.
+
+namespace qz {
+
+namespace {
+
+enum InitState : int { StateNothing = 0, StateLight = 1, StateFull = 2 };
+
+// Written while the host is alone, read by every thread.
+InitState gInitState = StateNothing;
+long gFullInitProcessId = 0;
+
+void startLight()
+{
+    relaxedStore(gInitState, StateLight);
+    qzLog::createInstance(/*threadSafe=*/false);
+    qzStringUtils::InitializeStringUtils();
+}
+
+void startFull()
+{
+    relaxedStore(gInitState, StateFull);
+    relaxedStore(gFullInitProcessId, qzSystemUtils::GetCurrentProcessID());
+}
+
+void stop()
+{
+    qzStringUtils::TerminateStringUtils();
+    qzLog::destroyInstance();
+    relaxedStore(gInitState, StateNothing);
+}
+
+}  // namespace
+
+void initializeQzSystem(InitType type, bool /*probeMainDisk*/)
+{
+    if (type != LightInit && type != FullInit) return;
+    if (gLightCounter.incrementInitCounter()) startLight();
+    if (type != FullInit) return;
+    if (gFullCounter.incrementInitCounter()) startFull();
+}
+
+void terminateQzSystem()
+{
+    if (!gLightCounter.decrementInitCounter()) return;
+    gFullCounter.clearInitCounter();
+    stop();
+}
+
+bool IsQzSystemThreadSafe()
+{
+    CheckIfProcessForkAfterThreadSafeInit();
+    return relaxedLoad(gInitState) == StateFull;
+}
+
+void CheckIfProcessForkAfterThreadSafeInit()
+{
+    const long fullInitProcessId = relaxedLoad(gFullInitProcessId);
+    if (fullInitProcessId == 0 || relaxedLoad(gInitState) != StateFull) return;
+    const long processId = qzSystemUtils::GetCurrentProcessID();
+    if (processId == fullInitProcessId) return;
+    // The recorded id stays, so that each later check says it again: the threads stay gone, too.
+    logCritical(nullptr, "qzSystem") << "Detect process fork after thread initialization from "
+                                     << fullInitProcessId << " to " << processId;
+}
+
+}  // namespace qz

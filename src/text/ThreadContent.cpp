@@ -1,0 +1,126 @@
+#include "ThreadContent.h"
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+
+#include <langinfo.h>
+#include <locale.h>
+
+#include <utf8.h>
+
+namespace qz::text {
+
+namespace {
+
+const char* const kIgnore = "//TRANSLIT//IGNORE";
+const char* const kWide = "WCHAR_T";
+
+struct FreeLocale {
+    void operator()(__locale_struct* locale) const { ::freelocale(locale); }
+};
+
+// The set that nl_langinfo would name if the process took the environment's locale. A locale object
+// tells it without the switch of the process's locale, which other threads would see. A thread with
+// a locale of its own sees that one, and a broken environment leaves the locale as it is.
+std::string nameOfLocalSet()
+{
+    if (::uselocale(nullptr) != LC_GLOBAL_LOCALE) return ::nl_langinfo(CODESET);
+    const std::unique_ptr<__locale_struct, FreeLocale> environment(
+        ::newlocale(LC_ALL_MASK, "", nullptr));
+    if (environment == nullptr) return ::nl_langinfo(CODESET);
+    return ::nl_langinfo_l(CODESET, environment.get());
+}
+
+// Where the 128 ASCII characters in a row come back as they are, any text of them does.
+bool keepsAscii(const Converter& converter)
+{
+    char ascii[128];
+    for (int i = 0; i < 128; ++i) {
+        ascii[i] = static_cast<char>(i);
+    }
+    char output[2 * sizeof ascii];
+    std::size_t written = 0;
+    return converter.convert(ascii, sizeof ascii, output, sizeof output, written) &&
+           written == sizeof ascii && std::memcmp(ascii, output, sizeof ascii) == 0;
+}
+
+const char* findNonAscii(const char* begin, const char* end)
+{
+    constexpr std::uint64_t kHighBits = 0x8080808080808080;
+    std::uint64_t block = 0;
+    for (; end - begin >= static_cast<std::ptrdiff_t>(sizeof block); begin += sizeof block) {
+        std::memcpy(&block, begin, sizeof block);
+        if ((block & kHighBits) != 0) break;
+    }
+    while (begin != end && static_cast<unsigned char>(*begin) < 0x80)
+        ++begin;
+    return begin;
+}
+
+}  // namespace
+
+Converter::Converter(const std::string& to, const std::string& from)
+    : mDescriptor(::iconv_open((to + kIgnore).c_str(), from.c_str()))
+{
+}
+
+Converter::~Converter()
+{
+    if (isOpen()) ::iconv_close(mDescriptor);
+}
+
+bool Converter::convert(const char* input, std::size_t inputSize, char* output,
+                        std::size_t outputSize, std::size_t& written) const
+{
+    char* in = const_cast<char*>(input);  // iconv's signature is older than const
+    std::size_t room = outputSize;
+    const bool done = ::iconv(mDescriptor, &in, &inputSize, &output, &room) != std::size_t(-1);
+    written = outputSize - room;
+    return done;
+}
+
+bool ByteConverter::keeps(const std::string& text) const
+{
+    if (!keepsAscii) return false;
+    const char* const end = text.data() + text.size();
+    const char* const rest = findNonAscii(text.data(), end);
+    // The system's converter lets some ill-formed texts through changed, so that only well-formed
+    // ones may pass it by.
+    return rest == end || (keepsUtf8 && utf8::is_valid(rest, end));
+}
+
+ThreadContent::ThreadContent()
+{
+    const std::string names[kSetCount] = {nameOfLocalSet(), "UTF-8", "US-ASCII"};
+    for (int set = 0; set < kSetCount; ++set) {
+        mToWide[set] = Converter(kWide, names[set]);
+    }
+    for (int set = 0; set < kSetCount; ++set) {
+        mFromWide[set] = Converter(names[set], kWide);
+    }
+    for (int from = 0; from < kSetCount; ++from) {
+        for (int to = 0; to < kSetCount; ++to) {
+            if (from == to) continue;
+            ByteConverter& between = mBetween[from][to];
+            between.converter = Converter(names[to], names[from]);
+            between.keepsAscii = between.converter.isOpen() && keepsAscii(between.converter);
+            between.keepsUtf8 = names[from] == "UTF-8" && names[to] == "UTF-8";
+        }
+    }
+}
+
+const ByteConverter* ThreadContent::getBetween(int from, int to) const
+{
+    if (from < 0 || from >= kSetCount || to < 0 || to >= kSetCount) return nullptr;
+    const ByteConverter& between = mBetween[from][to];
+    return between.converter.isOpen() ? &between : nullptr;
+}
+
+const Converter* ThreadContent::getFromWide(int to) const
+{
+    if (to < 0 || to >= kSetCount) return nullptr;
+    return mFromWide[to].isOpen() ? &mFromWide[to] : nullptr;
+}
+
+}  // namespace qz::text

@@ -1,0 +1,63 @@
+#include <memory>
+
+#include <qz/qzStringUtils.h>
+
+#include "ThreadContent.h"
+#include "ThreadContentKey.h"
+
+namespace qz {
+
+namespace {
+
+// Log lines and paths fit in here and spare an allocation.
+constexpr std::size_t kStackSize = 1024;
+
+// Runs the converter once with room for `outputSize` bytes, and takes the last byte that it wrote
+// off: the terminator, where the input carries one.
+std::string convertOnce(const text::Converter& converter, const void* input, std::size_t inputSize,
+                        std::size_t outputSize)
+{
+    char onStack[kStackSize];
+    std::unique_ptr<char[]> onHeap;
+    if (outputSize > kStackSize) onHeap.reset(new char[outputSize]);
+    char* const output = onHeap != nullptr ? onHeap.get() : onStack;
+    std::size_t written = 0;
+    if (!converter.convert(static_cast<const char*>(input), inputSize, output, outputSize,
+                           written) ||
+        written == 0) {
+        return {};
+    }
+    return {output, written - 1};
+}
+
+}  // namespace
+
+std::string qzStringUtils::convertCharset(const std::string& text, qzCharSet from, qzCharSet to)
+{
+    const text::ThreadContent* const content = text::getThreadContent();
+    if (content == nullptr) return {};
+    const text::ByteConverter* const between = content->getBetween(from, to);
+    if (between == nullptr) return {};
+    if (between->keeps(text)) return text;
+    const std::size_t inputSize = text.size() + 1;
+    return convertOnce(between->converter, text.c_str(), inputSize, inputSize * 2);
+}
+
+std::string qzStringUtils::convertTo8Bits(const std::wstring& text, qzCharSet to)
+{
+    const text::ThreadContent* const content = text::getThreadContent();
+    const text::Converter* const fromWide = content != nullptr ? content->getFromWide(to) : nullptr;
+    if (fromWide == nullptr) return {};
+    // Characters counted as bytes, as callers know it.
+    const std::size_t inputSize = text.size() + 1;
+    return convertOnce(*fromWide, text.c_str(), inputSize, inputSize * 4);
+}
+
+std::wstring qzStringUtils::convertToUnicode(const std::string& /*text*/, qzCharSet /*from*/)
+{
+    // The converter would be given as many bytes of room as of input, where each character takes
+    // four: it runs out of room for every text, the terminator of the empty one included.
+    return {};
+}
+
+}  // namespace qz

@@ -1,0 +1,120 @@
+#include <cstdlib>
+#include <memory>
+
+#include <locale.h>
+#include <pthread.h>
+
+#include <qz/qzStringUtils.h>
+
+#include "TextServices.h"
+#include "ThreadContent.h"
+#include "ThreadContentKey.h"
+
+namespace qz {
+
+__locale_struct** qzStringUtils::msCLocale = nullptr;
+std::locale* qzStringUtils::msCplusLocale = nullptr;
+unsigned int* qzStringUtils::msThreadContent = nullptr;
+
+namespace {
+
+static_assert(std::is_same_v<pthread_key_t, unsigned int>, "msThreadContent is declared as such");
+
+unsigned gGeneration = 0;  // written at start and stop only
+
+struct FreeLocaleCell {
+    void operator()(__locale_struct** cell) const
+    {
+        if (*cell != nullptr) ::freelocale(*cell);
+        std::free(cell);
+    }
+};
+using LocaleCell = std::unique_ptr<__locale_struct*, FreeLocaleCell>;
+
+struct DeleteKeyCell {
+    void operator()(pthread_key_t* cell) const
+    {
+        ::pthread_key_delete(*cell);
+        delete cell;
+    }
+};
+using KeyCell = std::unique_ptr<pthread_key_t, DeleteKeyCell>;
+
+LocaleCell makeLocaleCell()
+{
+    auto* const cell = static_cast<__locale_struct**>(std::malloc(sizeof(__locale_struct*)));
+    if (cell != nullptr) *cell = ::newlocale(LC_ALL_MASK, "C", nullptr);
+    return LocaleCell(cell);
+}
+
+void deleteThreadContent(void* content)
+{
+    delete static_cast<text::ThreadContent*>(content);
+}
+
+KeyCell makeKeyCell()
+{
+    auto cell = std::make_unique<pthread_key_t>(0);
+    if (::pthread_key_create(cell.get(), deleteThreadContent) != 0) return nullptr;
+    return KeyCell(cell.release());
+}
+
+}  // namespace
+
+bool text::areServicesUp()
+{
+    return qzStringUtils::msThreadContent != nullptr;
+}
+
+unsigned text::getServicesGeneration()
+{
+    return gGeneration;
+}
+
+const text::ThreadContent* text::getThreadContent()
+{
+    if (!areServicesUp()) return nullptr;
+    const pthread_key_t key = *qzStringUtils::msThreadContent;
+    if (const void* known = ::pthread_getspecific(key)) {
+        return static_cast<const ThreadContent*>(known);
+    }
+    auto made = std::make_unique<ThreadContent>();
+    if (::pthread_setspecific(key, made.get()) != 0) return nullptr;
+    return made.release();
+}
+
+bool qzStringUtils::InitializeStringUtils()
+{
+    if (msCLocale != nullptr) return false;
+    LocaleCell cLocale = makeLocaleCell();
+    if (cLocale == nullptr) return false;
+    KeyCell key = makeKeyCell();
+    if (key == nullptr) return false;
+    auto cplusLocale = std::make_unique<std::locale>("C");
+    msCLocale = cLocale.release();
+    msThreadContent = key.release();
+    msCplusLocale = cplusLocale.release();
+    ++gGeneration;
+    InitializeForThread();
+    return true;
+}
+
+bool qzStringUtils::TerminateStringUtils()
+{
+    if (msCLocale == nullptr) return false;
+    LocaleCell{std::exchange(msCLocale, nullptr)};
+    delete std::exchange(msCplusLocale, nullptr);
+    ++gGeneration;
+    if (msThreadContent == nullptr) return true;
+    deleteThreadContent(::pthread_getspecific(*msThreadContent));
+    ::pthread_setspecific(*msThreadContent, nullptr);
+    KeyCell{std::exchange(msThreadContent, nullptr)};
+    return true;
+}
+
+void qzStringUtils::InitializeForThread()
+{
+    text::getThreadContent();
+}
+
+}  // namespace qz
