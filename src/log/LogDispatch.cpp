@@ -1,0 +1,59 @@
+#include <iostream>
+#include <utility>
+
+#include <qz/qzLog.h>
+#include <qz/qzSystemUtils.h>
+#include <qz/qzThread.h>
+
+#include "LogLine.h"
+#include "qzLogParameters.h"
+
+namespace qz {
+
+void writeLine(std::ostream& out, std::string_view prefix, std::string_view message)
+{
+    std::string line;
+    line.reserve(prefix.size() + message.size() + 1);
+    line.append(prefix).append(message) += '\n';
+    out.write(line.data(), static_cast<std::streamsize>(line.size())).flush();
+}
+
+namespace {
+
+bool isSwitchedOff(const qzLogParameters& parameters, const qzLog::LogEntry& entry)
+{
+    return entry.type == qzLog::Debug && !entry.subType.empty() &&
+           parameters.subTypeBlacklist.count(entry.subType) != 0;
+}
+
+void writePendingNotice(qzLogParameters& parameters)
+{
+    std::list<qzLog::LogEntry> batch(1);
+    qzLog::LogEntry& notice = batch.front();
+    notice.type = qzLog::Debug;
+    notice.message = std::exchange(parameters.pendingNotice, {});
+    notice.timeMs = qzSystemUtils::GetMSecElapsedSinceEpoch();
+    notice.threadId = qzThread::CurrentThreadId();
+    qzLog::WriteImpl(parameters, batch);
+}
+
+}  // namespace
+
+void qzLog::WriteImpl(qzLogParameters& parameters, std::list<LogEntry>& batch)
+{
+    for (LogEntry& entry : batch) {
+        if (isSwitchedOff(parameters, entry)) return;
+        if (entry.type == Debug && !parameters.pendingNotice.empty()) {
+            writePendingNotice(parameters);
+        }
+        entry.computeLogPrefix(true);
+        if (parameters.echoToConsole || parameters.consoleFallback) {
+            writeLine(std::cout, entry.prefix, entry.message);
+        }
+    }
+    if (parameters.customHandler != nullptr) {
+        parameters.customHandler(batch, parameters.customHandlerData);
+    }
+}
+
+}  // namespace qz

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <set>
+#include <string>
+
+#include <qz/qzLog.h>
+
+namespace qz {
+
+/// The settings that a batch of entries is written under.
+struct qzLogParameters {
+    qzLog::CustomHandler customHandler = nullptr;
+    void* customHandlerData = nullptr;
+    std::set<std::string> subTypeBlacklist;  // switched-off sub-types of DEBUG entries
+    std::string pendingNotice;               // goes out ahead of the next DEBUG entry
+    int fileFlags = 0;
+    int maxFileCount = 0;
+    long maxFileSize = 0;
+    qzLog::TimeRotationInterval timeRotation = qzLog::RotateNever;
+    bool echoToConsole = true;
+    bool consoleFallback = false;  // set when the file can't be written
+    bool rotationPending = false;
+    std::string folder;
+    std::string baseName;
+    std::string extension;
+    std::string requestedPath;
+    std::string currentFileUtf8;
+    std::string currentFileLocal;
+};
+
+}  // namespace qz
