@@ -1,0 +1,279 @@
+#include <qz/qzDataStream.h>
+
+#include <cstdint>
+#include <cstring>
+#include <limits>
+
+#include <qz/qzIoDevice.h>
+
+namespace qz {
+
+namespace {
+
+// The host is little-endian, so only the big-endian functions reverse anything.
+
+std::uint16_t reversed(std::uint16_t value)
+{
+    return __builtin_bswap16(value);
+}
+
+std::uint32_t reversed(std::uint32_t value)
+{
+    return __builtin_bswap32(value);
+}
+
+std::uint64_t reversed(std::uint64_t value)
+{
+    return __builtin_bswap64(value);
+}
+
+template <typename Number>
+void reverseInPlace(char* data)
+{
+    Number value;
+    std::memcpy(&value, data, sizeof value);
+    value = reversed(value);
+    std::memcpy(data, &value, sizeof value);
+}
+
+}  // namespace
+
+qzDataStream::qzDataStream(qzIoDevice* device, Endianness endianness)
+{
+    setIoDevice(device, endianness);
+}
+
+qzDataStream::qzDataStream(qzIoDevice& device, Endianness endianness)
+    : qzDataStream(&device, endianness)
+{
+}
+
+qzDataStream::~qzDataStream() = default;
+
+void qzDataStream::setIoDevice(qzIoDevice* device, Endianness endianness)
+{
+    mOk = true;
+    mDevice = device;
+    mErrorText.clear();
+    setEndianness(endianness);
+}
+
+void qzDataStream::setEndianness(Endianness endianness)
+{
+    const bool isBig = endianness == BigEndian;
+    mWrite2Bytes =
+        isBig ? &qzDataStream::write2BytesBigEndian : &qzDataStream::write2BytesLittleEndian;
+    mWrite4Bytes =
+        isBig ? &qzDataStream::write4BytesBigEndian : &qzDataStream::write4BytesLittleEndian;
+    mWrite8Bytes =
+        isBig ? &qzDataStream::write8BytesBigEndian : &qzDataStream::write8BytesLittleEndian;
+    mRead2Bytes =
+        isBig ? &qzDataStream::read2BytesBigEndian : &qzDataStream::read2BytesLittleEndian;
+    mRead4Bytes =
+        isBig ? &qzDataStream::read4BytesBigEndian : &qzDataStream::read4BytesLittleEndian;
+    mRead8Bytes =
+        isBig ? &qzDataStream::read8BytesBigEndian : &qzDataStream::read8BytesLittleEndian;
+    mEndianness = endianness;
+}
+
+bool qzDataStream::isOk() const
+{
+    return mOk && (mDevice == nullptr || mDevice->good());
+}
+
+void qzDataStream::setError(const std::string& text)
+{
+    mOk = false;
+    // Only a text that is there already is replaced: callers know the words of the device alone.
+    if (mErrorText.empty() || text.empty()) return;
+    mErrorText = text;
+}
+
+std::string qzDataStream::getErrorMsg() const
+{
+    std::string text = mErrorText;
+    if (mDevice == nullptr || mDevice->good()) return text;
+    if (!text.empty()) text += ", ";
+    return text + mDevice->getDeviceErrorMsg();
+}
+
+void qzDataStream::setWriteError()
+{
+    setError("Write error");
+}
+
+void qzDataStream::setReadError()
+{
+    setError("Read error");
+}
+
+unsigned long qzDataStream::moveToDevice(const char* data, unsigned long size)
+{
+    return mDevice != nullptr ? mDevice->writeBytes(data, size) : 0;
+}
+
+unsigned long qzDataStream::moveFromDevice(char* data, unsigned long size)
+{
+    return mDevice != nullptr ? mDevice->readBytes(data, size) : 0;
+}
+
+bool qzDataStream::write1Byte(const char* data)
+{
+    return moveToDevice(data, 1) == 1;
+}
+
+bool qzDataStream::read1Byte(char* data)
+{
+    return moveFromDevice(data, 1) == 1;
+}
+
+bool qzDataStream::write2BytesLittleEndian(char* data)
+{
+    return moveToDevice(data, 2) == 2;
+}
+
+bool qzDataStream::write4BytesLittleEndian(char* data)
+{
+    return moveToDevice(data, 4) == 4;
+}
+
+bool qzDataStream::write8BytesLittleEndian(char* data)
+{
+    return moveToDevice(data, 8) == 8;
+}
+
+bool qzDataStream::read2BytesLittleEndian(char* data)
+{
+    return moveFromDevice(data, 2) == 2;
+}
+
+bool qzDataStream::read4BytesLittleEndian(char* data)
+{
+    return moveFromDevice(data, 4) == 4;
+}
+
+bool qzDataStream::read8BytesLittleEndian(char* data)
+{
+    return moveFromDevice(data, 8) == 8;
+}
+
+bool qzDataStream::write2BytesBigEndian(char* data)
+{
+    char copy[2];
+    std::memcpy(copy, data, sizeof copy);
+    reverseInPlace<std::uint16_t>(copy);
+    return moveToDevice(copy, 2) == 2;
+}
+
+bool qzDataStream::write4BytesBigEndian(char* data)
+{
+    char copy[4];
+    std::memcpy(copy, data, sizeof copy);
+    reverseInPlace<std::uint32_t>(copy);
+    return moveToDevice(copy, 4) == 4;
+}
+
+bool qzDataStream::write8BytesBigEndian(char* data)
+{
+    char copy[8];
+    std::memcpy(copy, data, sizeof copy);
+    reverseInPlace<std::uint64_t>(copy);
+    return moveToDevice(copy, 8) == 8;
+}
+
+bool qzDataStream::read2BytesBigEndian(char* data)
+{
+    const bool moved = moveFromDevice(data, 2) == 2;
+    reverseInPlace<std::uint16_t>(data);
+    return moved;
+}
+
+bool qzDataStream::read4BytesBigEndian(char* data)
+{
+    const bool moved = moveFromDevice(data, 4) == 4;
+    reverseInPlace<std::uint32_t>(data);
+    return moved;
+}
+
+bool qzDataStream::read8BytesBigEndian(char* data)
+{
+    const bool moved = moveFromDevice(data, 8) == 8;
+    reverseInPlace<std::uint64_t>(data);
+    return moved;
+}
+
+qzDataStream& qzDataStream::operator<<(std::string_view text)
+{
+    if (!mOk) return *this;
+    if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
+        setError("Trying to write 4GB+ string");
+        return *this;
+    }
+    *this << static_cast<unsigned int>(text.size());
+    if (text.empty()) return *this;
+    // The bytes are tried also when the count has failed; a device in error moves none of them.
+    if (moveToDevice(text.data(), text.size()) != text.size()) {
+        setError("Fail to write string data");
+    }
+    return *this;
+}
+
+qzDataStream& qzDataStream::operator<<(const std::string& text)
+{
+    return *this << std::string_view(text);
+}
+
+qzDataStream& qzDataStream::operator<<(const char* text)
+{
+    return *this << std::string_view(text);
+}
+
+qzDataStream& qzDataStream::operator<<(const std::vector<char>& bytes)
+{
+    return *this << std::string_view(bytes.data(), bytes.size());
+}
+
+// A string is read in place, as a failure leaves it empty in any case.
+template <typename Bytes>
+void qzDataStream::readCounted(Bytes& bytes)
+{
+    bytes.clear();
+    if (!mOk) return;
+    unsigned int count = 0;
+    *this >> count;
+    if (mOk && count != 0) {
+        bytes.resize(count);
+        if (moveFromDevice(bytes.data(), count) != count) setReadError();
+    }
+    // A damaged count may have taken 4 GiB; they go back.
+    if (!mOk) Bytes().swap(bytes);
+}
+
+qzDataStream& qzDataStream::operator>>(std::string& text)
+{
+    readCounted(text);
+    return *this;
+}
+
+qzDataStream& qzDataStream::operator>>(std::vector<char>& bytes)
+{
+    readCounted(bytes);
+    return *this;
+}
+
+bool qzDataStream::writeRawData(const char* data, unsigned long size)
+{
+    if (!mOk) return false;
+    if (moveToDevice(data, size) != size) setWriteError();
+    return mOk;
+}
+
+unsigned long qzDataStream::readRawBytes(char* data, unsigned long size)
+{
+    if (size == 0 || data == nullptr || !mOk) return 0;
+    const unsigned long count = moveFromDevice(data, size);
+    if (count != size) setReadError();
+    return count;
+}
+
+}  // namespace qz

@@ -1,0 +1,100 @@
+#include <qz/qzIoDeviceStdStreamProxy.h>
+
+#include <istream>
+#include <ostream>
+
+#include "StreamState.h"
+
+namespace qz {
+
+namespace {
+
+// A stream whose owner asked it to throw has its state set before it does, and that is looked at.
+template <typename Work>
+void quietly(Work work)
+{
+    try {
+        work();
+    } catch (const std::ios_base::failure&) {
+    }
+}
+
+// Here any value but the first two counts from the end.
+std::ios_base::seekdir toDirection(qzIoDeviceRandomAccess::SeekStart start)
+{
+    std::ios_base::seekdir direction = std::ios_base::end;
+    toSeekDirection(start, direction);
+    return direction;
+}
+
+}  // namespace
+
+qzIoDeviceStdStreamProxy::qzIoDeviceStdStreamProxy(std::istream* input)
+    : qzIoDeviceRandomAccess(DataWayRead), mInput(input)
+{
+}
+
+qzIoDeviceStdStreamProxy::qzIoDeviceStdStreamProxy(std::ostream* output)
+    : qzIoDeviceRandomAccess(DataWayWrite), mOutput(output)
+{
+}
+
+qzIoDeviceStdStreamProxy::~qzIoDeviceStdStreamProxy() = default;
+
+unsigned long qzIoDeviceStdStreamProxy::readBytes(char* dst, unsigned long size)
+{
+    if (hasOwnError() || mInput == nullptr) return 0;
+    quietly([&] { mInput->read(dst, static_cast<std::streamsize>(size)); });
+    const auto count = static_cast<unsigned long>(mInput->gcount());
+    ReadOutcome outcome = ReadOutcome::Moved;
+    quietly([&] { outcome = settleAfterRead(*mInput, count, size); });
+    if (outcome == ReadOutcome::Broken) {
+        setDeviceError("std sub stream is in error after a read : istream bad bit is set");
+        return 0;
+    }
+    return count;
+}
+
+unsigned long qzIoDeviceStdStreamProxy::writeBytes(const char* src, unsigned long size)
+{
+    if (hasOwnError() || mOutput == nullptr) return 0;
+    quietly([&] { mOutput->write(src, static_cast<std::streamsize>(size)); });
+    if (mOutput->fail()) {
+        setDeviceError(
+            "std sub stream is in error after a write : ostream fail and/or bad bit is set");
+        return 0;
+    }
+    return good() ? size : 0;
+}
+
+bool qzIoDeviceStdStreamProxy::atEnd() const
+{
+    if (mInput == nullptr) return false;
+    bool isEnd = true;  // what a look that throws has found
+    quietly([&] { isEnd = isAtEnd(*mInput); });
+    return isEnd;
+}
+
+bool qzIoDeviceStdStreamProxy::seek(long offset, SeekStart start)
+{
+    if (mInput == nullptr && mOutput == nullptr) return false;
+    const std::ios_base::seekdir direction = toDirection(start);
+    quietly([&] {
+        if (mInput != nullptr) mInput->seekg(offset, direction);
+        if (mOutput != nullptr) mOutput->seekp(offset, direction);
+    });
+    return true;
+}
+
+long qzIoDeviceStdStreamProxy::getCurrentPos() const
+{
+    if (mInput == nullptr && mOutput == nullptr) return 0;
+    long position = -1;
+    quietly([&] {
+        if (mInput != nullptr) position = mInput->tellg();
+        if (mOutput != nullptr) position = mOutput->tellp();
+    });
+    return position;
+}
+
+}  // namespace qz
