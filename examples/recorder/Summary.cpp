@@ -1,0 +1,73 @@
+#include "Summary.h"
+
+#include <algorithm>
+#include <iomanip>
+#include <iostream>
+#include <string>
+
+#include <qz/qzSystemUtils.h>
+
+namespace recorder {
+
+namespace {
+
+constexpr int kNameWidth = 24;
+constexpr int kValueWidth = 14;
+
+void printRow(const std::string& name, const std::string& value)
+{
+    std::cout << "  " << std::left << std::setw(kNameWidth) << name << std::right
+              << std::setw(kValueWidth) << value << '\n';
+}
+
+// In units of 10^6 bytes; a run below a millisecond counts as one.
+std::string formatRate(const Way& way)
+{
+    const unsigned long bytesPerMs = way.counts.bytesIn / std::max(way.durationMs, 1UL);
+    return std::to_string(bytesPerMs / 1000) + "." + std::to_string(bytesPerMs / 100 % 10) +
+           " MB/s";
+}
+
+}  // namespace
+
+EntryCounter::EntryCounter()
+{
+    qz::qzLog::msInstance->installCustomHandler(Count, this);
+}
+
+EntryCounter::~EntryCounter()
+{
+    qz::qzLog::msInstance->installCustomHandler(nullptr, nullptr);
+}
+
+void EntryCounter::Count(std::list<qz::qzLog::LogEntry>& batch, void* counter)
+{
+    for (const qz::qzLog::LogEntry& entry : batch) {
+        ++static_cast<EntryCounter*>(counter)->mCounts[entry.type];
+    }
+}
+
+void printSummary(const Way& written, const Way& readBack, const EntryCounter& entries)
+{
+    const std::string rule = "  " + std::string(kNameWidth + kValueWidth, '-') + "\n";
+    std::cout << '\n' << rule;
+    printRow("files", std::to_string(written.counts.files));
+    printRow("records", std::to_string(written.counts.records));
+    printRow("bytes in", std::to_string(written.counts.bytesIn));
+    printRow("bytes out", std::to_string(written.counts.bytesOut));
+    printRow("written at", formatRate(written));
+    printRow("read back at", formatRate(readBack));
+    const unsigned long resident =
+        qz::qzSystemUtils::GetUsedRamQuantityInBytes(qz::qzSystemUtils::RamResident);
+    printRow("resident memory", std::to_string(resident / 1024) + " KiB");
+    std::cout << rule;
+    printRow("DEV entries", std::to_string(entries.getCount(qz::qzLog::Dev)));
+    printRow("TRACE entries", std::to_string(entries.getCount(qz::qzLog::Trace)));
+    printRow("DEBUG entries", std::to_string(entries.getCount(qz::qzLog::Debug)));
+    printRow("INFO entries", std::to_string(entries.getCount(qz::qzLog::Info)));
+    printRow("WARNING entries", std::to_string(entries.getCount(qz::qzLog::Warning)));
+    printRow("CRITICAL entries", std::to_string(entries.getCount(qz::qzLog::Critical)));
+    std::cout << rule << std::flush;
+}
+
+}  // namespace recorder
