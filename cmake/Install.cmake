@@ -1,0 +1,66 @@
+# What `cmake --install` copies, in the components that become packages: Runtime, Development and
+# Documentation.
+
+include(CMakePackageConfigHelpers)
+
+set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/qzSystem)
+
+install(TARGETS qzSystem EXPORT qzSystemTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        COMPONENT Runtime NAMELINK_COMPONENT Development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
+install(FILES ${publicHeaders}
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qz COMPONENT Development)
+
+# --- CMake package ---------------------------------------------------------------------------
+
+install(EXPORT qzSystemTargets
+    NAMESPACE qzSystem:: DESTINATION ${packageDir} COMPONENT Development)
+configure_package_config_file(cmake/qzSystemConfig.cmake.in qzSystemConfig.cmake
+    INSTALL_DESTINATION ${packageDir} NO_SET_AND_CHECK_MACRO)
+# The SONAME holds major and minor version, so this is what can stand for what.
+write_basic_package_version_file(qzSystemConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES
+    ${CMAKE_CURRENT_BINARY_DIR}/qzSystemConfig.cmake
+    ${CMAKE_CURRENT_BINARY_DIR}/qzSystemConfigVersion.cmake
+    DESTINATION ${packageDir} COMPONENT Development)
+
+# --- pkg-config ------------------------------------------------------------------------------
+
+if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR})
+    set(pcLibDir ${CMAKE_INSTALL_LIBDIR})
+else()
+    set(pcLibDir "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
+endif()
+if(IS_ABSOLUTE ${CMAKE_INSTALL_INCLUDEDIR})
+    set(pcIncludeDir ${CMAKE_INSTALL_INCLUDEDIR})
+else()
+    set(pcIncludeDir "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+endif()
+# The prefix is settled at the time of the install, as `cmake --install --prefix` may move it.
+set(pcPrefix "@pcPrefix@")
+configure_file(cmake/qzSystem.pc.in qzSystem.pc.in @ONLY)
+install(CODE "
+    set(pcPrefix \"\${CMAKE_INSTALL_PREFIX}\")
+    configure_file(${CMAKE_CURRENT_BINARY_DIR}/qzSystem.pc.in
+        ${CMAKE_CURRENT_BINARY_DIR}/qzSystem.pc @ONLY)"
+    COMPONENT Development)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/qzSystem.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
+
+# --- Documents -------------------------------------------------------------------------------
+
+set(docDir ${CMAKE_INSTALL_DATAROOTDIR}/doc)
+# Debian wants a licence in the folder of each package.
+install(FILES LICENSE DESTINATION ${docDir}/libqzsystem3.0 RENAME copyright COMPONENT Runtime)
+install(FILES LICENSE DESTINATION ${docDir}/libqzsystem-dev RENAME copyright
+    COMPONENT Development)
+
+file(GLOB guides CONFIGURE_DEPENDS docs/*.md)
+list(FILTER guides EXCLUDE REGEX "/mainpage\\.md$")
+install(FILES LICENSE DESTINATION ${docDir}/libqzsystem-doc RENAME copyright
+    COMPONENT Documentation)
+install(FILES README.md ${guides} DESTINATION ${docDir}/libqzsystem-doc COMPONENT Documentation)
+# Doxygen's pages, when the target qzSystemDocs has made them.
+install(DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/html DESTINATION ${docDir}/libqzsystem-doc
+    COMPONENT Documentation OPTIONAL)
