@@ -1,6 +1,5 @@
 #pragma once
 
-#include <iosfwd>
 #include <memory>
 #include <string>
 
@@ -64,12 +63,14 @@ public:
 private:
     friend class qzIoDeviceFileStreamTestPeer;
 
+    class Stream;  // a standard file stream with a buffer of its own
+
     unsigned long readFromStream(char* dst, unsigned long size);
     unsigned long writeToStream(const char* src, unsigned long size);
     bool seekWriting(long offset, SeekStart start);
     bool seekReading(long offset, SeekStart start);
 
-    std::unique_ptr<std::fstream> mStream;  // null when closed
+    std::unique_ptr<Stream> mStream;  // null when closed
     std::string mFilePath;
     long mPosition = 0;
     bool mIsOpen = false;

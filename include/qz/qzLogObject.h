@@ -60,32 +60,60 @@ public:
 private:
     friend class qzLogObjectTestPeer;
 
+    // What only a report that is on fills. One that is off has nothing to free in here.
+    struct Report {
+        std::string threadId;
+        std::unique_ptr<std::string> subType;
+        std::unique_ptr<std::string> systemLogTag;
+        qzLog* log = nullptr;  // null when the entry doesn't go to the logger
+        std::unique_ptr<std::ostringstream> stream;
+    };
+    struct Decided {
+        int type;  // `qzLog::Unknown` for a report that is off
+    };
+
+    static Decided decide(qzLog::EntryType type);
+    qzLogObject(Decided decided, bool synchronous);
+
     bool isOff() const { return mType == qzLog::Unknown; }
 
     // What a report that is on does; out of line, so that one that is off stays small.
-    QZ_API void begin(qzLog::EntryType type, qzLog* log) noexcept;
-    QZ_API void send() noexcept;
+    QZ_API void begin() noexcept;
+    QZ_API void end() noexcept;
     QZ_API std::ostream& editStream();
     QZ_API void insert(const char* text);
     QZ_API void insert(const std::string& text);
     QZ_API void insert(unsigned long value);
     QZ_API void insert(const SystemError& error);
     QZ_API static void assign(std::unique_ptr<std::string>& field, const char* text);
+    void send();
 
-    std::string mThreadId;
-    std::unique_ptr<std::string> mSubType;
-    std::unique_ptr<std::string> mSystemLogTag;
-    qzLog* mLog = nullptr;  // null when the entry doesn't go to the logger
-    std::unique_ptr<std::ostringstream> mStream;
-    int mType = qzLog::Unknown;
+    union {
+        Report mReport;  // made empty with the object, but freed by `end` alone
+    };
+    int mType;
     long mTimeMs = 0;
     bool mSynchronous;
 };
 
-inline qzLogObject::qzLogObject(qzLog::EntryType type, bool synchronous) : mSynchronous(synchronous)
+// The level is asked before the object comes into being. Asked later, the atomic read would be a
+// barrier between the object's first stores and its tests, and the compiler could drop neither: so
+// all that is left of a report that is off is the test of the level's flag.
+inline qzLogObject::Decided qzLogObject::decide(qzLog::EntryType type)
 {
-    qzLog* log = qzLog::msInstance;
-    if (log == nullptr || log->isTypeEnabled(type)) begin(type, log);
+    const qzLog* const log = qzLog::msInstance;
+    return {log == nullptr || log->isTypeEnabled(type) ? type : qzLog::Unknown};
+}
+
+inline qzLogObject::qzLogObject(Decided decided, bool synchronous)
+    : mReport(), mType(decided.type), mSynchronous(synchronous)
+{
+    if (!isOff()) begin();
+}
+
+inline qzLogObject::qzLogObject(qzLog::EntryType type, bool synchronous)
+    : qzLogObject(decide(type), synchronous)
+{
 }
 
 inline qzLogObject::qzLogObject(qzLog::EntryType type, bool synchronous, const char* subType,
@@ -98,18 +126,18 @@ inline qzLogObject::qzLogObject(qzLog::EntryType type, bool synchronous, const c
 
 inline qzLogObject::~qzLogObject()
 {
-    if (mStream != nullptr) send();
+    if (!isOff()) end();
 }
 
 inline qzLogObject& qzLogObject::setSubType(const char* subType)
 {
-    if (!isOff()) assign(mSubType, subType);
+    if (!isOff()) assign(mReport.subType, subType);
     return *this;
 }
 
 inline qzLogObject& qzLogObject::setSystemLogTag(const char* systemLogTag)
 {
-    if (!isOff()) assign(mSystemLogTag, systemLogTag);
+    if (!isOff()) assign(mReport.systemLogTag, systemLogTag);
     return *this;
 }
 

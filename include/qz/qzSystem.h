@@ -27,7 +27,7 @@ QZ_API void initializeQzSystem(InitType type, bool probeMainDisk = false);
 /// Undoes one start; the last one takes all services down, whatever the strength of the starts.
 ///
 /// There is no guard against a stop without a start: it makes the count of starts wrap around, and
-/// no later start brings the services up again.
+/// the next start brings no services up.
 /// Threads: call it while no other thread uses the library.
 QZ_API void terminateQzSystem();
 

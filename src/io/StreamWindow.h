@@ -1,9 +1,32 @@
 #pragma once
 
+#include <cstdint>
 #include <cstring>
 #include <streambuf>
 
 namespace qz {
+
+/// Copies bytes; a few of them (a number, a short text) without the call that costs more than they.
+inline void copyBytes(char* to, const char* from, unsigned long size)
+{
+    if (size < 4 || size > 16) {
+        std::memcpy(to, from, size);
+    } else if (size < 8) {  // two halves, which overlap in the middle
+        std::uint32_t head;
+        std::uint32_t tail;
+        std::memcpy(&head, from, sizeof head);
+        std::memcpy(&tail, from + size - sizeof tail, sizeof tail);
+        std::memcpy(to, &head, sizeof head);
+        std::memcpy(to + size - sizeof tail, &tail, sizeof tail);
+    } else {
+        std::uint64_t head;
+        std::uint64_t tail;
+        std::memcpy(&head, from, sizeof head);
+        std::memcpy(&tail, from + size - sizeof tail, sizeof tail);
+        std::memcpy(to, &head, sizeof head);
+        std::memcpy(to + size - sizeof tail, &tail, sizeof tail);
+    }
+}
 
 /// Moves bytes that lie within a stream's own buffer without a call of the stream.
 ///
@@ -15,8 +38,9 @@ public:
     static bool tryRead(std::streambuf& buffer, char* dst, unsigned long size)
     {
         const char* const next = (buffer.*kReadNext)();
-        if (static_cast<unsigned long>((buffer.*kReadEnd)() - next) < size) return false;
-        std::memcpy(dst, next, size);
+        const auto held = static_cast<unsigned long>((buffer.*kReadEnd)() - next);
+        if (size == 0 || held < size) return false;  // there may be no buffer yet
+        copyBytes(dst, next, size);
         (buffer.*kReadSkip)(static_cast<int>(size));
         return true;
     }
@@ -26,7 +50,7 @@ public:
     {
         char* const next = (buffer.*kWriteNext)();
         if (static_cast<unsigned long>((buffer.*kWriteEnd)() - next) <= size) return false;
-        std::memcpy(next, src, size);
+        copyBytes(next, src, size);
         (buffer.*kWriteSkip)(static_cast<int>(size));
         return true;
     }

@@ -97,12 +97,12 @@ std::string qzDataStream::getErrorMsg() const
     return text + mDevice->getDeviceErrorMsg();
 }
 
-void qzDataStream::setWriteError()
+[[gnu::cold]] void qzDataStream::setWriteError()
 {
     setError("Write error");
 }
 
-void qzDataStream::setReadError()
+[[gnu::cold]] void qzDataStream::setReadError()
 {
     setError("Read error");
 }
@@ -237,16 +237,19 @@ qzDataStream& qzDataStream::operator<<(const std::vector<char>& bytes)
 template <typename Bytes>
 void qzDataStream::readCounted(Bytes& bytes)
 {
-    bytes.clear();
-    if (!mOk) return;
     unsigned int count = 0;
-    *this >> count;
-    if (mOk && count != 0) {
-        bytes.resize(count);
-        if (moveFromDevice(bytes.data(), count) != count) setReadError();
+    if (mOk) *this >> count;
+    if (!mOk || count == 0) {
+        bytes.clear();
+        return;
     }
-    // A damaged count may have taken 4 GiB; they go back.
-    if (!mOk) Bytes().swap(bytes);
+    if (bytes.size() != count) {  // else all of it is written over, and needs no zeros first
+        bytes.clear();
+        bytes.resize(count);
+    }
+    if (moveFromDevice(bytes.data(), count) == count) return;
+    setReadError();
+    Bytes().swap(bytes);  // a damaged count may have taken 4 GiB; they go back
 }
 
 qzDataStream& qzDataStream::operator>>(std::string& text)

@@ -92,8 +92,10 @@ bool qzIoDeviceRandomAccess::loadFullFileContent(std::vector<char>& out)
     if (!good()) return false;
     const long position = getCurrentPos();
     if (!seek(0, SeekFromEnd)) return false;
-    const auto size = static_cast<unsigned long>(getCurrentPos());
-    if (!seek(0, SeekFromBegin)) return false;
+    const long end = getCurrentPos();
+    // A file that is only read takes an impossible move for none, and has no position then.
+    if (end < 0 || !seek(0, SeekFromBegin)) return false;
+    const auto size = static_cast<unsigned long>(end);
     out.resize(size);
     if (readBytes(out.data(), size) != size) return false;
     return seek(position, SeekFromBegin) && good();

@@ -2,8 +2,20 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 namespace qz {
+
+namespace {
+
+// Adds an offset to a position, which is never negative, so that only the upper limit can be met.
+long addWithinLimits(long position, long offset)
+{
+    constexpr long kLargest = std::numeric_limits<long>::max();
+    return offset > kLargest - position ? kLargest : position + offset;
+}
+
+}  // namespace
 
 qzIoDeviceByteContainerReadOnly::qzIoDeviceByteContainerReadOnly(const char* data,
                                                                  unsigned long size)
@@ -41,10 +53,10 @@ bool qzIoDeviceByteContainerReadOnly::seek(long offset, SeekStart start)
             target = offset;
             break;
         case SeekFromCurrent:
-            target += offset;
+            target = addWithinLimits(target, offset);
             break;
         case SeekFromEnd:
-            target = size + offset;
+            target = addWithinLimits(size, offset);
             break;
         default:
             setDeviceError("seek unhandled enum");

@@ -43,7 +43,18 @@ std::string makeOpenError(const std::string& path, bool isFailed, bool isBad)
            (isBad ? '1' : '0') + ")";
 }
 
+struct FileBuffer {
+    char bytes[32768];  // a quarter of the system calls of the standard size, for small writes
+};
+
 }  // namespace
+
+// The base with the buffer comes first, so that the stream is gone before it. Final, so that a look
+// at the state needs no virtual table.
+class qzIoDeviceFileStream::Stream final : private FileBuffer, public std::fstream {
+public:
+    Stream() { rdbuf()->pubsetbuf(bytes, sizeof bytes); }
+};
 
 qzIoDeviceFileStream::qzIoDeviceFileStream() : qzIoDeviceRandomAccess(DataWayNone) {}
 
@@ -71,7 +82,7 @@ bool qzIoDeviceFileStream::open(DataWay way, bool truncate)
         setDeviceError(makeOpenError(mFilePath, false, false));
         return false;
     }
-    mStream = std::make_unique<std::fstream>();
+    mStream = std::make_unique<Stream>();
     mStream->open(qzStringUtils::convertCharset(mFilePath, qzStringUtils::CharSetUtf8,
                                                 qzStringUtils::CharSetLocal),
                   mode);

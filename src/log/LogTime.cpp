@@ -4,6 +4,7 @@
 
 #include <langinfo.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <qz/qzSystemUtils.h>
 
@@ -34,20 +35,65 @@ private:
     char mName[40] = {};
 };
 
-// What the C library knows of the process's zone. The names are compared by address, since equal
-// names share one there.
-struct HeldZone {
-    const char* standardName = nullptr;
-    const char* summerName = nullptr;
-    long offset = 0;
-    int hasSummerTime = 0;
-
-    static HeldZone ofProcess() { return {::tzname[0], ::tzname[1], ::timezone, ::daylight}; }
+// The entry of TZ in the environment. Zones of the same names may have different rules, so that the
+// names alone don't tell them apart. To find TZ takes 30 ns, to see that it is as it was 2 ns.
+class HeldZoneVariable {
+public:
+    bool hold()
+    {
+        mEnvironment = ::environ;
+        mSlot = mEnvironment;
+        if (mSlot == nullptr) return false;
+        while (*mSlot != nullptr && std::strncmp(*mSlot, "TZ=", 3) != 0)
+            ++mSlot;
+        mEntry = *mSlot;
+        mEntryBefore = getEntryBefore();
+        const std::size_t size = mEntry != nullptr ? std::strlen(mEntry) + 1 : 0;
+        if (size > sizeof mText) return false;
+        if (size != 0) std::memcpy(mText, mEntry, size);
+        return true;
+    }
+    // Without a TZ the slot is the end of the environment, which another entry would have moved.
     bool isCurrent() const
     {
-        return standardName == ::tzname[0] && summerName == ::tzname[1] && offset == ::timezone &&
-               hasSummerTime == ::daylight;
+        return ::environ == mEnvironment && *mSlot == mEntry && getEntryBefore() == mEntryBefore &&
+               (mEntry == nullptr || std::strcmp(mEntry, mText) == 0);
     }
+
+private:
+    const char* getEntryBefore() const { return mSlot != mEnvironment ? mSlot[-1] : nullptr; }
+
+    char** mEnvironment = nullptr;
+    char** mSlot = nullptr;
+    const char* mEntry = nullptr;
+    const char* mEntryBefore = nullptr;
+    char mText[64] = {};
+};
+
+// What the C library knows of the process's zone. The names are compared by address, since equal
+// names share one there.
+class HeldZone {
+public:
+    bool hold()
+    {
+        mStandardName = ::tzname[0];
+        mSummerName = ::tzname[1];
+        mOffset = ::timezone;
+        mHasSummerTime = ::daylight;
+        return mVariable.hold();
+    }
+    bool isCurrent() const
+    {
+        return mStandardName == ::tzname[0] && mSummerName == ::tzname[1] &&
+               mOffset == ::timezone && mHasSummerTime == ::daylight && mVariable.isCurrent();
+    }
+
+private:
+    const char* mStandardName = nullptr;
+    const char* mSummerName = nullptr;
+    long mOffset = 0;
+    int mHasSummerTime = 0;
+    HeldZoneVariable mVariable;
 };
 
 // The text of the last second on this thread. It is valid while all that it was made from is as it
@@ -60,25 +106,33 @@ public:
         return mIsHeld && second == mSecond && mGeneration == text::getServicesGeneration() &&
                mZone.isCurrent() && mDay.isCurrent() && mMonth.isCurrent();
     }
-    void appendTo(std::string& text) const { text.append(mText, mSize); }
+    std::string_view getText() const { return {mText, mSize}; }
 
-    // `zone` is the one from before the text was made: where it has changed since, nobody knows
-    // which of the two the text shows.
-    void hold(long second, const HeldZone& zone, const std::string& text)
+    // Makes the text, and holds it when it may come again. Where the zone has changed meanwhile,
+    // nobody knows which of the two the text shows. An empty text is that of a failure, which may
+    // pass.
+    std::string make(long second)
     {
-        mIsHeld = false;
-        tm parts = {};
-        if (text.size() > sizeof mText || ::localtime_r(&second, &parts) == nullptr) return;
-        if (!zone.isCurrent()) return;
-        mSecond = second;
-        mGeneration = text::getServicesGeneration();
-        mZone = zone;
-        std::memcpy(mText, text.data(), text.size());
-        mSize = text.size();
-        mIsHeld = mDay.hold(ABDAY_1 + parts.tm_wday) && mMonth.hold(ABMON_1 + parts.tm_mon);
+        const bool isZoneHeld = mZone.hold();
+        std::string text =
+            qzSystemUtils::ConvertSecElapsedSinceEpochToString(second, kLogTimeFormat, true);
+        mIsHeld = isZoneHeld && hold(second, text) && mZone.isCurrent();
+        return text;
     }
 
 private:
+    bool hold(long second, const std::string& text)
+    {
+        tm parts = {};
+        if (text.empty() || text.size() > sizeof mText) return false;
+        if (::localtime_r(&second, &parts) == nullptr) return false;
+        mSecond = second;
+        mGeneration = text::getServicesGeneration();
+        std::memcpy(mText, text.data(), text.size());
+        mSize = text.size();
+        return mDay.hold(ABDAY_1 + parts.tm_wday) && mMonth.hold(ABMON_1 + parts.tm_mon);
+    }
+
     bool mIsHeld = false;
     long mSecond = 0;
     unsigned mGeneration = 0;
@@ -91,18 +145,12 @@ private:
 
 }  // namespace
 
-void appendLogTime(std::string& text, long second)
+std::string_view getLogTime(long second, std::string& made)
 {
     thread_local HeldTime held;
-    if (held.isCurrent(second)) {
-        held.appendTo(text);
-        return;
-    }
-    const HeldZone zone = HeldZone::ofProcess();
-    const std::string made =
-        qzSystemUtils::ConvertSecElapsedSinceEpochToString(second, kLogTimeFormat, true);
-    held.hold(second, zone, made);
-    text += made;
+    if (held.isCurrent(second)) return held.getText();
+    made = held.make(second);
+    return made;
 }
 
 }  // namespace qz

@@ -11,33 +11,42 @@
 
 namespace qz {
 
-void qzLogObject::begin(qzLog::EntryType type, qzLog* log) noexcept
+void qzLogObject::begin() noexcept
 {
-    mType = type;
-    mLog = log;
+    mReport.log = qzLog::msInstance;
     mTimeMs = qzSystemUtils::GetMSecElapsedSinceEpoch();
     // Only verbose logs name the thread, so that the others needn't ask for it.
-    if (log != nullptr && log->isTypeEnabled(qzLog::Debug)) mThreadId = qzThread::CurrentThreadId();
+    if (mReport.log != nullptr && mReport.log->isTypeEnabled(qzLog::Debug)) {
+        mReport.threadId = qzThread::CurrentThreadId();
+    }
 }
 
-void qzLogObject::send() noexcept
+void qzLogObject::end() noexcept
 {
+    if (mReport.stream != nullptr) send();
+    mReport.~Report();
+}
+
+void qzLogObject::send()
+{
+    qzLog* const log = mReport.log;
+    const bool hasTag = mReport.systemLogTag != nullptr;
     qzLog::LogEntry entry;
-    entry.message = std::move(*mStream).str();
+    entry.message = std::move(*mReport.stream).str();
     if (entry.message.empty()) return;
-    if (mSubType != nullptr) entry.subType = std::move(*mSubType);
-    if (mSystemLogTag != nullptr) entry.systemLogTag = std::move(*mSystemLogTag);
-    entry.threadId = mThreadId;
+    if (mReport.subType != nullptr) entry.subType = std::move(*mReport.subType);
+    if (hasTag) entry.systemLogTag = std::move(*mReport.systemLogTag);
+    entry.threadId = mReport.threadId;
     entry.timeMs = mTimeMs;
     entry.type = mType;
-    if (mLog != nullptr && mSystemLogTag == nullptr) {
-        mLog->Write(entry, mSynchronous);  // computes the prefix by itself
+    if (log != nullptr && !hasTag) {
+        log->Write(entry, mSynchronous);  // computes the prefix by itself
         return;
     }
     entry.computeLogPrefix(true);
-    if (mSystemLogTag != nullptr) {
-        qzLog::WriteToSystemLog(entry, /*echoToStdErr=*/mLog == nullptr);
-        if (mLog != nullptr) mLog->Write(entry, mSynchronous);
+    if (hasTag) {
+        qzLog::WriteToSystemLog(entry, /*echoToStdErr=*/log == nullptr);
+        if (log != nullptr) log->Write(entry, mSynchronous);
         return;
     }
     writeLine(std::cout, entry.prefix, entry.message);
@@ -45,8 +54,8 @@ void qzLogObject::send() noexcept
 
 std::ostream& qzLogObject::editStream()
 {
-    if (mStream == nullptr) mStream = std::make_unique<std::ostringstream>();
-    return *mStream;
+    if (mReport.stream == nullptr) mReport.stream = std::make_unique<std::ostringstream>();
+    return *mReport.stream;
 }
 
 void qzLogObject::insert(const char* text)

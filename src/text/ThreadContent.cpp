@@ -45,17 +45,28 @@ bool keepsAscii(const Converter& converter)
            written == sizeof ascii && std::memcmp(ascii, output, sizeof ascii) == 0;
 }
 
-const char* findNonAscii(const char* begin, const char* end)
+std::uint64_t readBlock(const char* text)
+{
+    std::uint64_t block = 0;
+    std::memcpy(&block, text, sizeof block);
+    return block;
+}
+
+// Skips ASCII, and stops at the first other byte or at most 7 bytes ahead of it.
+const char* skipAscii(const char* begin, const char* end)
 {
     constexpr std::uint64_t kHighBits = 0x8080808080808080;
-    std::uint64_t block = 0;
-    for (; end - begin >= static_cast<std::ptrdiff_t>(sizeof block); begin += sizeof block) {
-        std::memcpy(&block, begin, sizeof block);
-        if ((block & kHighBits) != 0) break;
+    constexpr std::ptrdiff_t kBlock = sizeof kHighBits;
+    if (end - begin < kBlock) {
+        while (begin != end && static_cast<unsigned char>(*begin) < 0x80)
+            ++begin;
+        return begin;
     }
-    while (begin != end && static_cast<unsigned char>(*begin) < 0x80)
-        ++begin;
-    return begin;
+    for (; end - begin > kBlock; begin += kBlock) {
+        if ((readBlock(begin) & kHighBits) != 0) return begin;
+    }
+    // The last block overlaps the one before, so that no byte is looked at alone.
+    return (readBlock(end - kBlock) & kHighBits) != 0 ? begin : end;
 }
 
 }  // namespace
@@ -84,10 +95,28 @@ bool ByteConverter::keeps(const std::string& text) const
 {
     if (!keepsAscii) return false;
     const char* const end = text.data() + text.size();
-    const char* const rest = findNonAscii(text.data(), end);
+    const char* const rest = skipAscii(text.data(), end);
     // The system's converter lets some ill-formed texts through changed, so that only well-formed
     // ones may pass it by.
     return rest == end || (keepsUtf8 && utf8::is_valid(rest, end));
+}
+
+bool ByteConverter::tryLatin1(const std::string& text, std::string& result) const
+{
+    if (!isLatin1) return false;
+    result.resize(text.size());
+    char* out = result.data();
+    const char* const end = text.data() + text.size();
+    for (const char* in = text.data(); in != end; ++in, ++out) {
+        const auto byte = static_cast<unsigned char>(*in);
+        *out = static_cast<char>(byte);
+        if (byte < 0x80) continue;
+        // U+0080 to U+00FF are two bytes each, and the first of them has their two high bits.
+        if ((byte != 0xC2 && byte != 0xC3) || ++in == end || (*in & 0xC0) != 0x80) return false;
+        *out = static_cast<char>((byte & 3U) << 6U | (static_cast<unsigned>(*in) & 0x3FU));
+    }
+    result.resize(static_cast<std::size_t>(out - result.data()));
+    return true;
 }
 
 ThreadContent::ThreadContent()
@@ -105,16 +134,10 @@ ThreadContent::ThreadContent()
             ByteConverter& between = mBetween[from][to];
             between.converter = Converter(names[to], names[from]);
             between.keepsAscii = between.converter.isOpen() && keepsAscii(between.converter);
+            between.isLatin1 = names[from] == "UTF-8" && names[to] == "ISO-8859-1";
             between.keepsUtf8 = names[from] == "UTF-8" && names[to] == "UTF-8";
         }
     }
-}
-
-const ByteConverter* ThreadContent::getBetween(int from, int to) const
-{
-    if (from < 0 || from >= kSetCount || to < 0 || to >= kSetCount) return nullptr;
-    const ByteConverter& between = mBetween[from][to];
-    return between.converter.isOpen() ? &between : nullptr;
 }
 
 const Converter* ThreadContent::getFromWide(int to) const

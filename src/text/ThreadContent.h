@@ -42,8 +42,12 @@ struct ByteConverter {
     Converter converter;
     bool keepsAscii = false;
     bool keepsUtf8 = false;
+    bool isLatin1 = false;  // from UTF-8 to ISO-8859-1
 
     bool keeps(const std::string& text) const;
+    /// Converts a text all of whose characters are in Latin-1, in `result`. @return false for any
+    /// other, which is the converter's business.
+    bool tryLatin1(const std::string& text, std::string& result) const;
 };
 
 /// The converters of one thread. A descriptor holds state, so threads can't share them.
@@ -55,10 +59,17 @@ public:
     ThreadContent();
 
     /// Each gives null where there is no open converter, as for two equal sets.
-    const ByteConverter* getBetween(int from, int to) const;
+    const ByteConverter* getBetween(int from, int to) const
+    {
+        if (!isSet(from) || !isSet(to)) return nullptr;
+        const ByteConverter& between = mBetween[from][to];
+        return between.converter.isOpen() ? &between : nullptr;
+    }
     const Converter* getFromWide(int to) const;
 
 private:
+    static bool isSet(int set) { return static_cast<unsigned>(set) < kSetCount; }
+
     Converter mToWide[kSetCount];  // opened with the rest; no conversion gets as far as to use it
     Converter mFromWide[kSetCount];
     ByteConverter mBetween[kSetCount][kSetCount];  // [from][to], none on the diagonal

@@ -39,6 +39,8 @@ std::string qzStringUtils::convertCharset(const std::string& text, qzCharSet fro
     const text::ByteConverter* const between = content->getBetween(from, to);
     if (between == nullptr) return {};
     if (between->keeps(text)) return text;
+    std::string latin1;
+    if (between->tryLatin1(text, latin1)) return latin1;
     const std::size_t inputSize = text.size() + 1;
     return convertOnce(between->converter, text.c_str(), inputSize, inputSize * 2);
 }
