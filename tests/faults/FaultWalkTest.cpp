@@ -1,0 +1,307 @@
+// Runs each scenario with each of its system calls, and each of its allocations, failing once.
+
+#include <cerrno>
+#include <cstdlib>
+#include <map>
+#include <ostream>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "support/ChildProcess.h"
+#include "support/ScratchFolder.h"
+
+namespace qz {
+
+using support::ChildResult;
+using support::ScratchFolder;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsSubsetOf;
+using ::testing::IsSupersetOf;
+
+namespace {
+
+using Outcomes = std::set<std::string>;
+
+// A call that a scenario makes and the error that it fails with. What the scenario then comes to,
+// over all the times that it makes the call, holds all that must come up, and nothing else but what
+// may: how often a call is made is the library's own affair, and a fast road may spare some.
+struct CallRow {
+    std::string call;
+    int error;
+    Outcomes must;
+    Outcomes may = {};
+};
+
+struct Scenario {
+    std::string name;
+    std::string locale;
+    std::string goodOutcome;
+    std::vector<CallRow> calls;
+    Outcomes allocations;  // empty for a scenario whose allocations are failed elsewhere
+};
+
+void PrintTo(const Scenario& scenario, std::ostream* out)
+{
+    *out << scenario.name;
+}
+
+const std::string kReadError = "std sub stream bad bit is set after a read";
+const std::string kWriteError = "std sub stream fail bit is set after a write";
+const std::string kSeekError = "std sub stream is in error after a seekp";
+const std::string kOpenError = "failed to open file: 'FILE' (bits 10)";
+const char* const kUp = "log, full, local text '\xc3\xa9', down";
+const char* const kAllEntries = "entries 3, dated 3, timed 3, console good";
+const char* const kOneUntimed = "entries 3, dated 3, timed 2, console good";
+
+const Scenario kScenarios[] = {
+    {"start_stop",
+     "C.UTF-8",
+     kUp,
+     {
+         {"newlocale",
+          ENOMEM,
+          {"log, full, no number locale, local text '\xc3\xa9', down",
+           "log, full, local text '?', down"}},
+         {"pthread_key_create", EAGAIN, {"log, full, no text services, down"}},
+         {"pthread_setspecific", ENOMEM, {kUp}},
+         {"iconv_open", EMFILE, {kUp, "log, full, local text '', down"}},
+         {"iconv", EILSEQ, {}, {kUp}},
+         {"iconv_close", EBADF, {kUp}},
+         {"mmap", ENOMEM, {}, {kUp}},
+         {"madvise", EINVAL, {}, {kUp}},
+     },
+     {"std::bad_alloc", kUp, "log, full, no text services, down", "log, full, local text '?', down",
+      "log, full, local text '', down"}},
+
+    {"charset",
+     "de_DE.ISO-8859-1",
+     "up",
+     {
+         {"newlocale", ENOMEM, {"up", "up without 01 other 10 'caf?' without long"}},
+         {"pthread_key_create", EAGAIN, {"not up"}},
+         {"pthread_setspecific", ENOMEM, {"up"}},
+         {"iconv_open",
+          EMFILE,
+          {"up", "up without wide0", "up without wide1", "up without wide2",
+           "up without 01 without long", "up without 02", "up without 10", "up without 12",
+           "up without 20", "up without 21"}},
+         {"iconv",
+          E2BIG,
+          {},
+          {"up", "up without 01", "up without 10", "up without wide0", "up without wide1",
+           "up without wide2", "up without long"}},
+         {"iconv_close", EBADF, {"up"}},
+     },
+     {"std::bad_alloc", "not up", "up", "up without 01 other 10 'caf?' without long",
+      "up without 01 without long", "up without 02", "up without 10", "up without 12",
+      "up without 20", "up without 21", "up without wide0", "up without wide1",
+      "up without wide2"}},
+
+    {"log_dispatch",
+     "C.UTF-8",
+     kAllEntries,
+     {
+         {"fwrite", ENOSPC, {"entries 3, dated 3, timed 3, console bad"}},
+         {"fflush", ENOSPC, {"entries 3, dated 3, timed 3, console bad"}},
+         // One failure costs one entry its time, and none of those after it.
+         {"strftime", ENOMEM, {kOneUntimed}, {kAllEntries}},
+         {"localtime_r", EOVERFLOW, {kOneUntimed}, {kAllEntries}},
+         {"gettimeofday", EFAULT, {"entries 3, dated 2, timed 3, console good"}},
+     },
+     {}},
+
+    {"file_device",
+     "C.UTF-8",
+     "all done",
+     {
+         // A file that can't be looked at is taken for missing, and made anew.
+         {"stat", EIO, {"read ahead of the change: "}},
+         {"fopen",
+          EMFILE,
+          {"open to write: " + kOpenError, "open to read: " + kOpenError,
+           "open to change: " + kOpenError}},
+         {"read",
+          EIO,
+          {"small read: " + kReadError, "large read: " + kReadError, "load: " + kReadError,
+           "read ahead of the change: " + kReadError},
+          // The look for the end takes a failed read for the end.
+          {"all done", "look: " + kReadError}},
+         {"write",
+          ENOSPC,
+          {"seek to look: " + kSeekError},
+          {"flush: " + kWriteError, "large write: " + kWriteError, "seek to write: " + kSeekError}},
+         {"writev", ENOSPC, {}, {"large write: " + kWriteError}},
+         // A failed move of the place to read is no error in itself; what comes next is short.
+         {"lseek",
+          EIO,
+          {"load: ", "seek to write: " + kSeekError, "seek to change: " + kSeekError,
+           "seek to look: " + kSeekError},
+          {"all done", "look: ", "change: " + kWriteError}},
+         {"fclose", EIO, {"all done"}},
+         {"read", EINTR, {"all done"}},
+         {"write", EINTR, {"all done"}},
+         {"writev", EINTR, {}, {"all done"}},
+     },
+     {"std::bad_alloc", "open to write: " + kOpenError, "open to read: " + kOpenError,
+      "open to change: " + kOpenError}},
+
+    {"data_stream",
+     "C.UTF-8",
+     "all equal",
+     {
+         {"fopen", EMFILE, {"write: " + kOpenError, "read: " + kOpenError}},
+         {"read", EIO, {"read: " + kReadError}},
+         {"write", ENOSPC, {"write: " + kWriteError}},
+         {"writev", ENOSPC, {}, {"write: " + kWriteError}},
+         {"fclose", EIO, {"all equal"}},
+         {"read", EINTR, {"all equal"}},
+         {"write", EINTR, {"all equal"}},
+         {"writev", EINTR, {}, {"all equal"}},
+     },
+     {"std::bad_alloc", "write: " + kOpenError, "read: " + kOpenError}},
+};
+
+struct Fault {
+    std::string call = {};
+    long occurrence = 0;
+    int error = 0;
+};
+
+// The environment under which a scenario runs with the preload library.
+std::map<std::string, std::optional<std::string>> makeEnvironment(const Scenario& scenario)
+{
+    const char* asanOptions = std::getenv("ASAN_OPTIONS");
+    const std::string ahead = asanOptions != nullptr ? std::string(asanOptions) + ":" : "";
+    return {{"LOCPATH", QZ_TEST_LOCPATH},
+            {"LC_ALL", scenario.locale},
+            {"TZ", "UTC0"},
+            // It takes a library ahead of its own for a mistake.
+            {"ASAN_OPTIONS", ahead + "verify_asan_link_order=0"}};
+}
+
+ChildResult runScenario(const Scenario& scenario, const std::string& argument)
+{
+    support::ProgramRun run;
+    run.program = QZ_TEST_SCENARIOS_DIR "/scenario_" + scenario.name;
+    run.environment = makeEnvironment(scenario);
+    run.arguments = {argument};
+    return runProgram(run);
+}
+
+ChildResult runWithFault(const Scenario& scenario, const Fault& fault,
+                         const std::string& countsPath)
+{
+    support::ProgramRun run;
+    run.program = QZ_TEST_SCENARIOS_DIR "/scenario_" + scenario.name;
+    run.environment = makeEnvironment(scenario);
+    run.environment["LD_PRELOAD"] = QZ_TEST_FAULTS_LIBRARY;
+    run.environment["QZ_FAULT_CALL"] = fault.call;
+    run.environment["QZ_FAULT_OCCURRENCE"] = std::to_string(fault.occurrence);
+    run.environment["QZ_FAULT_ERRNO"] = std::to_string(fault.error);
+    run.environment["QZ_FAULT_COUNTS"] = countsPath;
+    return runProgram(run);
+}
+
+// The outcomes that a run printed; a run that crashed or kept a descriptor reads differently.
+Outcomes takeOutcomes(const ChildResult& result)
+{
+    Outcomes outcomes;
+    std::istringstream lines(result.out);
+    std::string line;
+    std::string last;
+    const std::string mark = "outcome: ";
+    while (std::getline(lines, line)) {
+        if (line.rfind(mark, 0) == 0) outcomes.insert(line.substr(mark.size()));
+        last = line;
+    }
+    if (result.getEnd() != "exit 0") outcomes.insert(result.getEnd() + ' ' + result.err);
+    if (last != "descriptors kept: 0") outcomes.insert(last);
+    return outcomes;
+}
+
+std::map<std::string, long> countCalls(const Scenario& scenario)
+{
+    const ScratchFolder folder;
+    runWithFault(scenario, Fault(), folder.getPath("counts"));
+    std::map<std::string, long> counts;
+    std::istringstream lines(folder.read("counts"));
+    std::string call;
+    long count = 0;
+    while (lines >> call >> count)
+        counts[call] = count;
+    return counts;
+}
+
+class FaultWalk : public ::testing::TestWithParam<Scenario> {};
+
+TEST_P(FaultWalk, FindsTheGoodOutcomeWithoutAFault)
+{
+    EXPECT_THAT(takeOutcomes(runWithFault(GetParam(), Fault(), "/dev/null")),
+                ElementsAre(GetParam().goodOutcome));
+}
+
+TEST_P(FaultWalk, KnowsEachCallOfTheScenario)
+{
+    std::set<std::string> calls;
+    for (const auto& [call, count] : countCalls(GetParam())) {
+        calls.insert(call);
+    }
+    std::set<std::string> known;
+    for (const CallRow& row : GetParam().calls) {
+        known.insert(row.call);
+    }
+    EXPECT_THAT(calls, IsSubsetOf(known));
+}
+
+TEST_P(FaultWalk, FindsTheOutcomesOfItsTableWhenACallFails)
+{
+    std::map<std::string, long> counts = countCalls(GetParam());
+    for (const CallRow& row : GetParam().calls) {
+        Outcomes outcomes;
+        for (long occurrence = 1; occurrence <= counts[row.call]; ++occurrence) {
+            const Fault fault{row.call, occurrence, row.error};
+            outcomes.merge(takeOutcomes(runWithFault(GetParam(), fault, "/dev/null")));
+        }
+        Outcomes allowed = row.must;
+        allowed.insert(row.may.begin(), row.may.end());
+        EXPECT_THAT(outcomes, IsSupersetOf(row.must)) << row.call;
+        EXPECT_THAT(outcomes, IsSubsetOf(allowed)) << row.call;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Scenarios, FaultWalk, ::testing::ValuesIn(kScenarios),
+                         [](const auto& row) { return row.param.name; });
+
+// What a log object's destructor can't allocate ends the process, so that scenario is not here.
+std::vector<Scenario> getScenariosOfAllocations()
+{
+    std::vector<Scenario> scenarios;
+    for (const Scenario& scenario : kScenarios) {
+        if (!scenario.allocations.empty()) scenarios.push_back(scenario);
+    }
+    return scenarios;
+}
+
+class AllocationWalk : public ::testing::TestWithParam<Scenario> {};
+
+// A sanitizer keeps the malloc family from failing, so that some outcomes stay away under it.
+TEST_P(AllocationWalk, FindsOutcomesOfItsTableOnly)
+{
+    const Outcomes outcomes = takeOutcomes(runScenario(GetParam(), "--allocations"));
+    EXPECT_THAT(outcomes, IsSubsetOf(GetParam().allocations));
+    EXPECT_THAT(outcomes, Contains("std::bad_alloc"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Scenarios, AllocationWalk,
+                         ::testing::ValuesIn(getScenariosOfAllocations()),
+                         [](const auto& row) { return row.param.name; });
+
+}  // namespace
+
+}  // namespace qz

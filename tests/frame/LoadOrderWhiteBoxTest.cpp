@@ -1,0 +1,50 @@
+// The load-time objects of the library stand in the order of their priorities: objects of the test
+// with priorities between look at them while they are being made.
+
+#include "frame/LoadOrder.h"
+
+#include <gtest/gtest.h>
+
+#include "frame/LibInitCounterTestPeer.h"
+#include "frame/LoadTimeObjects.h"
+
+namespace qz {
+
+namespace {
+
+using Peer = impl::LibInitCounterTestPeer;
+
+// A counter has its name from the moment that it is made; before, its memory is zero.
+struct Look {
+    bool seesLightCounter = !Peer::getName(gLightCounter).empty();
+    bool seesFullCounter = !Peer::getName(gFullCounter).empty();
+};
+
+[[gnu::init_priority(QZ_LOAD_LIGHT_COUNTER - 1)]] const Look gAheadOfLightCounter;
+[[gnu::init_priority(QZ_LOAD_LIGHT_COUNTER + 1)]] const Look gBehindLightCounter;
+[[gnu::init_priority(QZ_LOAD_FULL_COUNTER - 1)]] const Look gAheadOfFullCounter;
+[[gnu::init_priority(QZ_LOAD_FULL_COUNTER + 1)]] const Look gBehindFullCounter;
+const Look gWithoutPriority;
+
+}  // namespace
+
+TEST(LoadOrderTest, MakesTheLightCounterAtItsPlace)
+{
+    EXPECT_FALSE(gAheadOfLightCounter.seesLightCounter);
+    EXPECT_TRUE(gBehindLightCounter.seesLightCounter);
+}
+
+TEST(LoadOrderTest, MakesTheFullCounterBehindTheLightOne)
+{
+    EXPECT_FALSE(gBehindLightCounter.seesFullCounter);
+    EXPECT_FALSE(gAheadOfFullCounter.seesFullCounter);
+    EXPECT_TRUE(gBehindFullCounter.seesFullCounter);
+}
+
+TEST(LoadOrderTest, MakesAllAheadOfOrdinaryObjects)
+{
+    EXPECT_TRUE(gWithoutPriority.seesLightCounter);
+    EXPECT_TRUE(gWithoutPriority.seesFullCounter);
+}
+
+}  // namespace qz

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstddef>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include <qz/qzDataStream.h>
+#include <qz/qzIoDevice.h>
+#include <qz/qzIoDeviceFileStream.h>
+
+namespace qz {
+
+using Offsets = std::vector<std::ptrdiff_t>;
+
+/// How many bytes behind the start of an object one of its fields stands.
+template <typename Object, typename Field>
+std::ptrdiff_t findOffset(const Object& object, const Field& field)
+{
+    return reinterpret_cast<const char*>(&field) - reinterpret_cast<const char*>(&object);
+}
+
+/// Looks into a device.
+class qzIoDeviceTestPeer {
+public:
+    static Offsets getOffsets(const qzIoDevice& device)
+    {
+        return {findOffset(device, device.mErrorMessage), findOffset(device, device.mDataWay),
+                findOffset(device, device.mError)};
+    }
+};
+
+/// Looks into a file device.
+class qzIoDeviceFileStreamTestPeer {
+public:
+    static Offsets getOffsets(const qzIoDeviceFileStream& device)
+    {
+        return {findOffset(device, device.mStream), findOffset(device, device.mFilePath),
+                findOffset(device, device.mPosition), findOffset(device, device.mIsOpen)};
+    }
+    static bool hasStream(const qzIoDeviceFileStream& device) { return device.mStream != nullptr; }
+    /// Puts a buffer of the test in the place of the open file.
+    static void replaceBuffer(qzIoDeviceFileStream& device, std::streambuf* buffer)
+    {
+        // The stream's class is the device's own affair; what matters here is its standard base,
+        // which stands first in it.
+        reinterpret_cast<std::fstream*>(device.mStream.get())->std::ios::rdbuf(buffer);
+    }
+};
+
+/// Looks into a data stream.
+class qzDataStreamTestPeer {
+public:
+    static Offsets getOffsets(const qzDataStream& stream)
+    {
+        return {findOffset(stream, stream.mDevice),      findOffset(stream, stream.mWrite2Bytes),
+                findOffset(stream, stream.mWrite4Bytes), findOffset(stream, stream.mWrite8Bytes),
+                findOffset(stream, stream.mRead2Bytes),  findOffset(stream, stream.mRead4Bytes),
+                findOffset(stream, stream.mRead8Bytes),  findOffset(stream, stream.mErrorText),
+                findOffset(stream, stream.mEndianness),  findOffset(stream, stream.mOk)};
+    }
+    /// Gives the stream the text that none of its own operations gives it.
+    static void setErrorText(qzDataStream& stream, const std::string& text)
+    {
+        stream.mErrorText = text;
+    }
+};
+
+}  // namespace qz

@@ -1,0 +1,648 @@
+#include <qz/qzDataStream.h>
+
+#include <functional>
+#include <limits>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <qz/qzIoDeviceBroadcast.h>
+#include <qz/qzIoDeviceFileStream.h>
+#include <qz/qzIoDeviceStdStreamProxy.h>
+#include <qz/qzSystemUtils.h>
+
+#include "io/DeviceTestPeers.h"
+#include "support/Allocations.h"
+#include "support/DeviceStub.h"
+#include "support/LibraryStart.h"
+#include "support/LogCapture.h"
+
+namespace qz {
+
+using support::DeviceStub;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+constexpr auto kLittle = qzDataStream::LittleEndian;
+constexpr auto kBig = qzDataStream::BigEndian;
+
+// One operation on a stream, told by name.
+struct Operation {
+    const char* name;
+    std::function<void(qzDataStream&)> run;
+    unsigned long size;  // bytes on the wire
+};
+
+// Writes a value of type T.
+template <typename T>
+void writeOne(qzDataStream& stream)
+{
+    stream << T{};
+}
+
+template <typename T>
+void readOne(qzDataStream& stream)
+{
+    T value{};
+    stream >> value;
+}
+
+const Operation kNumberWrites[] = {
+    {"Bool", writeOne<bool>, 1},
+    {"Char", writeOne<char>, 1},
+    {"UnsignedChar", writeOne<unsigned char>, 1},
+    {"Short", writeOne<short>, 2},
+    {"UnsignedShort", writeOne<unsigned short>, 2},
+    {"Int", writeOne<int>, 4},
+    {"UnsignedInt", writeOne<unsigned int>, 4},
+    {"Long", writeOne<long>, 8},
+    {"UnsignedLong", writeOne<unsigned long>, 8},
+    {"Float", writeOne<float>, 4},
+    {"Double", writeOne<double>, 8},
+};
+
+const Operation kNumberReads[] = {
+    {"Bool", readOne<bool>, 1},
+    {"Char", readOne<char>, 1},
+    {"UnsignedChar", readOne<unsigned char>, 1},
+    {"Short", readOne<short>, 2},
+    {"UnsignedShort", readOne<unsigned short>, 2},
+    {"Int", readOne<int>, 4},
+    {"UnsignedInt", readOne<unsigned int>, 4},
+    {"Long", readOne<long>, 8},
+    {"UnsignedLong", readOne<unsigned long>, 8},
+    {"Float", readOne<float>, 4},
+    {"Double", readOne<double>, 8},
+};
+
+const Operation kTextWrites[] = {
+    {"String", [](qzDataStream& stream) { stream << std::string("abc"); }, 7},
+    {"StringView", [](qzDataStream& stream) { stream << std::string_view("abc"); }, 7},
+    {"TerminatedText", [](qzDataStream& stream) { stream << "abc"; }, 7},
+    {"Bytes", [](qzDataStream& stream) { stream << std::vector<char>(3, 'x'); }, 7},
+    {"EmptyString", [](qzDataStream& stream) { stream << std::string(); }, 4},
+    {"RawBytes", [](qzDataStream& stream) { stream.writeRawData("abc", 3); }, 3},
+};
+
+const Operation kTextReads[] = {
+    {"String", readOne<std::string>, 7},
+    {"Bytes", readOne<std::vector<char>>, 7},
+    {"RawBytes",
+     [](qzDataStream& stream) {
+         char bytes[7];
+         stream.readRawBytes(bytes, sizeof bytes);
+     },
+     7},
+};
+
+const std::string kText("\3\0\0\0abc", 7);
+const std::string kBigText("\0\0\0\3abc", 7);
+
+std::string nameOf(const ::testing::TestParamInfo<Operation>& row)
+{
+    return row.param.name;
+}
+
+}  // namespace
+
+class qzDataStreamOperation : public ::testing::TestWithParam<Operation> {
+protected:
+    // Runs the row's operation over a device that stops after each number of bytes below the row's
+    // size, and after it gives an error or doesn't.
+    void expectFailureAtEveryByte(const std::string& little, const std::string& big)
+    {
+        for (unsigned long bytes = 0; bytes < GetParam().size; ++bytes) {
+            for (const char* error : {"", "broken"}) {
+                for (const auto endianness : {kLittle, kBig}) {
+                    DeviceStub device(endianness == kBig ? big : little);
+                    device.stopAfter(bytes);
+                    device.setErrorOfShortMoves(error);
+                    qzDataStream stream(device, endianness);
+                    GetParam().run(stream);
+                    EXPECT_FALSE(stream.isOk()) << bytes << error;
+                    EXPECT_EQ(stream.getErrorMsg(), error) << bytes;
+                }
+            }
+        }
+    }
+
+    support::LibraryStart mLibrary;
+    DeviceStub mDevice;
+    qzDataStream mStream{mDevice, kLittle};
+};
+
+class qzDataStreamWriteOfANumber : public qzDataStreamOperation {};
+class qzDataStreamReadOfANumber : public qzDataStreamOperation {};
+class qzDataStreamWriteOfAText : public qzDataStreamOperation {};
+class qzDataStreamReadOfAText : public qzDataStreamOperation {};
+
+TEST_P(qzDataStreamWriteOfANumber, FailsAtEveryByte)
+{
+    expectFailureAtEveryByte({}, {});
+}
+
+TEST_P(qzDataStreamWriteOfANumber, StillTriesTheDeviceAfterAnError)
+{
+    mStream.setError("x");
+    GetParam().run(mStream);
+    EXPECT_EQ(mDevice.getContent().size(), GetParam().size);
+    EXPECT_FALSE(mStream.isOk()) << "a write that went well repairs nothing";
+}
+
+TEST_P(qzDataStreamWriteOfANumber, FailsWithoutADevice)
+{
+    qzDataStream stream;
+    GetParam().run(stream);
+    EXPECT_FALSE(stream.isOk());
+    stream.setIoDevice(nullptr, kBig);
+    EXPECT_TRUE(stream.isOk());
+    GetParam().run(stream);
+    EXPECT_FALSE(stream.isOk());
+    EXPECT_EQ(stream.getErrorMsg(), "");
+}
+
+TEST_P(qzDataStreamReadOfANumber, FailsAtEveryByte)
+{
+    expectFailureAtEveryByte("12345678", "12345678");
+}
+
+TEST_P(qzDataStreamReadOfANumber, StillTriesTheDeviceAfterAnError)
+{
+    DeviceStub device("12345678");
+    mStream.setIoDevice(&device, kBig);
+    mStream.setError("x");
+    GetParam().run(mStream);
+    EXPECT_EQ(device.getCurrentPos(), static_cast<long>(GetParam().size));
+    EXPECT_FALSE(mStream.isOk());
+}
+
+TEST_P(qzDataStreamReadOfANumber, FailsWithoutADevice)
+{
+    qzDataStream stream;
+    GetParam().run(stream);
+    EXPECT_FALSE(stream.isOk());
+    stream.setIoDevice(nullptr, kLittle);
+    GetParam().run(stream);
+    EXPECT_FALSE(stream.isOk());
+}
+
+TEST_P(qzDataStreamWriteOfAText, FailsAtEveryByte)
+{
+    expectFailureAtEveryByte({}, {});
+}
+
+TEST_P(qzDataStreamWriteOfAText, DoesNothingAfterAnError)
+{
+    mStream.setError("x");
+    GetParam().run(mStream);
+    EXPECT_THAT(mDevice.getCalls(), IsEmpty());
+    EXPECT_FALSE(mStream.isOk());
+}
+
+TEST_P(qzDataStreamWriteOfAText, DoesNothingWithoutADevice)
+{
+    qzDataStream stream;
+    GetParam().run(stream);
+    EXPECT_FALSE(stream.isOk());
+}
+
+TEST_P(qzDataStreamWriteOfAText, FailsOverANullDevice)
+{
+    qzDataStream stream(nullptr, kLittle);
+    GetParam().run(stream);
+    EXPECT_FALSE(stream.isOk());
+}
+
+TEST_P(qzDataStreamReadOfAText, FailsAtEveryByte)
+{
+    expectFailureAtEveryByte(kText, kBigText);
+}
+
+TEST_P(qzDataStreamReadOfAText, DoesNothingAfterAnError)
+{
+    DeviceStub device(kText);
+    mStream.setIoDevice(&device, kLittle);
+    mStream.setError("x");
+    GetParam().run(mStream);
+    EXPECT_THAT(device.getCalls(), IsEmpty());
+}
+
+TEST_P(qzDataStreamReadOfAText, FailsOverANullDevice)
+{
+    qzDataStream stream(nullptr, kLittle);
+    GetParam().run(stream);
+    EXPECT_FALSE(stream.isOk());
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, qzDataStreamWriteOfANumber, ::testing::ValuesIn(kNumberWrites),
+                         nameOf);
+INSTANTIATE_TEST_SUITE_P(Rows, qzDataStreamReadOfANumber, ::testing::ValuesIn(kNumberReads),
+                         nameOf);
+INSTANTIATE_TEST_SUITE_P(Rows, qzDataStreamWriteOfAText, ::testing::ValuesIn(kTextWrites), nameOf);
+INSTANTIATE_TEST_SUITE_P(Rows, qzDataStreamReadOfAText, ::testing::ValuesIn(kTextReads), nameOf);
+
+// --- The state and the words of a failure
+
+class qzDataStreamFailure : public ::testing::Test {
+protected:
+    // A stream over a device with these bytes.
+    qzDataStream& readFrom(const std::string& bytes, qzDataStream::Endianness endianness = kLittle)
+    {
+        mSource = std::make_unique<DeviceStub>(bytes);
+        mStream.setIoDevice(mSource.get(), endianness);
+        return mStream;
+    }
+
+    support::LibraryStart mLibrary;
+    DeviceStub mDevice;
+    std::unique_ptr<DeviceStub> mSource;
+    qzDataStream mStream{mDevice, kLittle};
+};
+
+TEST_F(qzDataStreamFailure, OfAStreamWithoutADeviceIsThereFromTheBegin)
+{
+    const qzDataStream stream;
+    EXPECT_FALSE(stream.isOk());
+    EXPECT_EQ(stream.getErrorMsg(), "");
+    EXPECT_EQ(stream.getEndianness(), kLittle);
+}
+
+TEST_F(qzDataStreamFailure, KeepsItsWordsToItself)
+{
+    mStream.setError("Write error");
+    EXPECT_FALSE(mStream.isOk());
+    EXPECT_EQ(mStream.getErrorMsg(), "");
+}
+
+TEST_F(qzDataStreamFailure, ReplacesATextThatIsThere)
+{
+    qzDataStreamTestPeer::setErrorText(mStream, "old");
+    mStream.setError("");
+    EXPECT_EQ(mStream.getErrorMsg(), "old") << "an empty text replaces nothing";
+    EXPECT_FALSE(mStream.isOk());
+    mStream.setError("new");
+    EXPECT_EQ(mStream.getErrorMsg(), "new");
+}
+
+TEST_F(qzDataStreamFailure, ShowsTheDevicesWordsBehindItsOwn)
+{
+    qzDataStreamTestPeer::setErrorText(mStream, "own");
+    EXPECT_EQ(mStream.getErrorMsg(), "own");
+    mDevice.setDeviceError("device");
+    EXPECT_EQ(mStream.getErrorMsg(), "own, device");
+    mStream.setIoDevice(&mDevice, kLittle);
+    EXPECT_EQ(mStream.getErrorMsg(), "device") << "a new start empties the stream's text";
+}
+
+TEST_F(qzDataStreamFailure, OfTheDeviceShowsWithoutOneOfTheStream)
+{
+    mDevice.setDeviceError("device");
+    EXPECT_FALSE(mStream.isOk());
+    EXPECT_EQ(mStream.getErrorMsg(), "device");
+    mDevice.clearDeviceError();
+    EXPECT_TRUE(mStream.isOk()) << "the stream itself had not failed";
+}
+
+TEST_F(qzDataStreamFailure, OfADeviceBehindADeviceShowsWithoutAText)
+{
+    qzIoDeviceBroadcast broadcast({&mDevice});
+    mStream.setIoDevice(&broadcast, kLittle);
+    mDevice.setDeviceError("x");
+    EXPECT_FALSE(mStream.isOk());
+    EXPECT_EQ(mStream.getErrorMsg(), "");
+}
+
+TEST_F(qzDataStreamFailure, StaysWhenTheDeviceRecovers)
+{
+    mDevice.stopAfter(0);
+    mStream << 1;
+    mDevice.stopAfter(100);
+    mStream << 2;
+    EXPECT_FALSE(mStream.isOk());
+    mStream.setIoDevice(&mDevice, kLittle);
+    EXPECT_TRUE(mStream.isOk());
+}
+
+TEST_F(qzDataStreamFailure, PastTheEndOfTheDeviceHasNoWords)
+{
+    int value = 0;
+    readFrom("abc") >> value;
+    EXPECT_FALSE(mStream.isOk());
+    EXPECT_EQ(mStream.getErrorMsg(), "");
+}
+
+TEST_F(qzDataStreamFailure, LeavesANumberPartlyFilled)
+{
+    int value = 0x01010101;
+    readFrom("\x22\x33") >> value;
+    EXPECT_EQ(value, 0x01013322);
+}
+
+TEST_F(qzDataStreamFailure, LeavesABigEndianNumberReversed)
+{
+    int value = 0x04030201;
+    readFrom("", kBig) >> value;
+    EXPECT_EQ(value, 0x01020304);
+}
+
+TEST_F(qzDataStreamFailure, LeavesACharacterAsItWas)
+{
+    char value = 'x';
+    unsigned char other = 'y';
+    readFrom("") >> value >> other;
+    EXPECT_EQ(value, 'x');
+    EXPECT_EQ(other, 'y');
+}
+
+TEST_F(qzDataStreamFailure, LeavesABoolFalse)
+{
+    bool value = true;
+    readFrom("") >> value;
+    EXPECT_FALSE(value);
+}
+
+TEST_F(qzDataStreamFailure, StillWritesATextWhoseCountFailed)
+{
+    mDevice.shortenTo(3);
+    mStream << std::string("abcd");
+    EXPECT_THAT(mDevice.getCalls(), ElementsAre("write 4 -> 3", "write 4 -> 3"));
+    EXPECT_FALSE(mStream.isOk());
+}
+
+TEST_F(qzDataStreamFailure, StopsTextsButNotNumbersBehindIt)
+{
+    mDevice.stopAfter(0);
+    mStream << 1;
+    mDevice.clearCalls();
+    mStream << std::string("abc") << std::vector<char>(3);
+    EXPECT_THAT(mDevice.getCalls(), IsEmpty());
+    mStream << 2;
+    EXPECT_THAT(mDevice.getCalls(), ElementsAre("write 4 -> 0"));
+}
+
+TEST_F(qzDataStreamFailure, EmptiesTextsThatAreReadBehindIt)
+{
+    std::string text = "old";
+    std::vector<char> bytes(3, 'x');
+    readFrom(kText + kText).setError("x");
+    mStream >> text >> bytes;
+    EXPECT_EQ(text, "");
+    EXPECT_THAT(bytes, IsEmpty());
+    EXPECT_THAT(mSource->getCalls(), IsEmpty());
+}
+
+TEST_F(qzDataStreamFailure, EmptiesATextThatCameShort)
+{
+    std::string text = "old";
+    std::vector<char> bytes(3, 'x');
+    readFrom(std::string("\5\0\0\0abc", 7)) >> text;
+    EXPECT_EQ(text, "");
+    EXPECT_FALSE(mStream.isOk());
+    readFrom(std::string("\5\0\0\0abc", 7)) >> bytes;
+    EXPECT_THAT(bytes, IsEmpty());
+    EXPECT_FALSE(mStream.isOk());
+}
+
+TEST_F(qzDataStreamFailure, EmptiesATextThatCameShortIntoOneOfItsSize)
+{
+    std::string text = "12345";
+    std::vector<char> bytes(5, 'x');
+    readFrom(std::string("\5\0\0\0abc", 7)) >> text;
+    EXPECT_EQ(text, "");
+    readFrom(std::string("\5\0\0\0abc", 7)) >> bytes;
+    EXPECT_THAT(bytes, IsEmpty());
+    EXPECT_FALSE(mStream.isOk());
+}
+
+TEST_F(qzDataStreamFailure, ReadsNoBytesBehindAShortCount)
+{
+    std::string text = "old";
+    readFrom(std::string("\1\0\0", 3)) >> text;
+    EXPECT_THAT(mSource->getCalls(), ElementsAre("read 4 -> 3"));
+    EXPECT_EQ(text, "");
+}
+
+TEST_F(qzDataStreamFailure, GivesFalseForRawBytes)
+{
+    mDevice.stopAfter(2);
+    EXPECT_FALSE(mStream.writeRawData("abc", 3));
+    EXPECT_EQ(mDevice.getContent(), "ab");
+    EXPECT_FALSE(mStream.writeRawData("abc", 3));
+    EXPECT_FALSE(mStream.writeRawData("", 0));
+    char byte = 'x';
+    EXPECT_EQ(mStream.readRawBytes(&byte, 1), 0U);
+    EXPECT_THAT(mDevice.getCalls(), ElementsAre("write 3 -> 2"));
+}
+
+TEST_F(qzDataStreamFailure, OfAReadOfNothingIsNone)
+{
+    char byte = 'x';
+    mStream.setError("x");
+    EXPECT_EQ(mStream.readRawBytes(&byte, 0), 0U);
+    mStream.setIoDevice(&mDevice, kLittle);
+    EXPECT_EQ(mStream.readRawBytes(&byte, 0), 0U);
+    EXPECT_TRUE(mStream.isOk());
+}
+
+TEST_F(qzDataStreamFailure, TakesItsRoadFromTheDiskToTheLog)
+{
+    qzIoDeviceFileStream file("/dev/full", qzIoDevice::DataWayWrite, false);
+    const support::LogCapture log(LogLevelAll);
+    mStream.setIoDevice(&file, kLittle);
+    EXPECT_FALSE(mStream.writeRawData(std::string(100000, 'x').data(), 100000));
+    EXPECT_FALSE(mStream.isOk());
+    EXPECT_EQ(mStream.getErrorMsg(), "std sub stream fail bit is set after a write");
+    EXPECT_THAT(log.getLines(), ElementsAre("TRACE(iodevice) qzIoDevice error : std sub stream "
+                                            "fail bit is set after a write"));
+}
+
+// --- Counts beyond reason
+
+TEST_F(qzDataStreamFailure, RefusesATextBeyond4GiB)
+{
+    // No byte of it is looked at.
+    const std::string_view huge("x", 0x100000000UL);
+    mStream << huge;
+    EXPECT_FALSE(mStream.isOk());
+    EXPECT_EQ(mStream.getErrorMsg(), "");
+    EXPECT_THAT(mDevice.getCalls(), IsEmpty());
+}
+
+TEST_F(qzDataStreamFailure, RefusesTheLargestText)
+{
+    mStream << std::string_view("x", std::numeric_limits<std::size_t>::max() / 2);
+    EXPECT_FALSE(mStream.isOk());
+    EXPECT_THAT(mDevice.getCalls(), IsEmpty());
+}
+
+TEST_F(qzDataStreamFailure, NamesATextBeyond4GiB)
+{
+    qzDataStreamTestPeer::setErrorText(mStream, "old");
+    mStream << std::string_view("x", 0x100000000UL);
+    EXPECT_EQ(mStream.getErrorMsg(), "Trying to write 4GB+ string");
+}
+
+// A sink that looks at sizes only.
+class SizeSink : public DeviceStub {
+public:
+    unsigned long writeBytes(const char* /*src*/, unsigned long size) override
+    {
+        mSizes.push_back(size);
+        return size;
+    }
+    const std::vector<unsigned long>& getSizes() const { return mSizes; }
+
+private:
+    std::vector<unsigned long> mSizes;
+};
+
+TEST_F(qzDataStreamFailure, TakesATextOf4GiBLessAByte)
+{
+    SizeSink sink;
+    mStream.setIoDevice(&sink, kLittle);
+    mStream << std::string_view("x", 0xFFFFFFFFUL);
+    EXPECT_TRUE(mStream.isOk());
+    EXPECT_THAT(sink.getSizes(), ElementsAre(4U, 0xFFFFFFFFUL));
+}
+
+// Each failure has its words, which show where the stream has a text already.
+TEST_F(qzDataStreamFailure, NamesAFailedWrite)
+{
+    mDevice.stopAfter(0);
+    qzDataStreamTestPeer::setErrorText(mStream, "old");
+    mStream << 1;
+    EXPECT_EQ(mStream.getErrorMsg(), "Write error");
+    qzDataStreamTestPeer::setErrorText(mStream, "old");
+    mStream << 'c';
+    EXPECT_EQ(mStream.getErrorMsg(), "Write error");
+    mStream.setIoDevice(&mDevice, kLittle);
+    qzDataStreamTestPeer::setErrorText(mStream, "old");
+    mStream.writeRawData("a", 1);
+    EXPECT_EQ(mStream.getErrorMsg(), "Write error");
+}
+
+TEST_F(qzDataStreamFailure, NamesAFailedRead)
+{
+    int number = 0;
+    char byte = 0;
+    std::string text;
+    readFrom("");
+    qzDataStreamTestPeer::setErrorText(mStream, "old");
+    mStream >> number;
+    EXPECT_EQ(mStream.getErrorMsg(), "Read error");
+    qzDataStreamTestPeer::setErrorText(mStream, "old");
+    mStream >> byte;
+    EXPECT_EQ(mStream.getErrorMsg(), "Read error");
+    readFrom(std::string("\5\0\0\0abc", 7));
+    qzDataStreamTestPeer::setErrorText(mStream, "old");
+    mStream >> text;
+    EXPECT_EQ(mStream.getErrorMsg(), "Read error");
+    readFrom("");
+    qzDataStreamTestPeer::setErrorText(mStream, "old");
+    mStream.readRawBytes(&byte, 1);
+    EXPECT_EQ(mStream.getErrorMsg(), "Read error");
+}
+
+TEST_F(qzDataStreamFailure, NamesAFailedText)
+{
+    mDevice.stopAfter(5);
+    qzDataStreamTestPeer::setErrorText(mStream, "old");
+    mStream << std::string("abc");
+    EXPECT_EQ(mStream.getErrorMsg(), "Fail to write string data");
+}
+
+// The thread sanitizer takes several times the memory that a program does.
+#ifdef __SANITIZE_THREAD__
+constexpr unsigned int kDamagedCounts[] = {500000000};
+#else
+constexpr unsigned int kDamagedCounts[] = {1000000000, 0xFFFFFFFF};
+#endif
+
+class qzDataStreamDamagedCount : public ::testing::TestWithParam<unsigned int> {
+protected:
+    template <typename Bytes>
+    static void expectFailureWithoutMemory()
+    {
+        DeviceStub device;
+        qzDataStream(device, kBig) << GetParam();
+        device << "short";
+        device.seek(0, DeviceStub::SeekFromBegin);
+        qzDataStream stream(device, kBig);
+        Bytes bytes;
+        const unsigned long before =
+            qzSystemUtils::GetUsedRamQuantityInBytes(qzSystemUtils::RamResident);
+        stream >> bytes;
+        const unsigned long after =
+            qzSystemUtils::GetUsedRamQuantityInBytes(qzSystemUtils::RamResident);
+        EXPECT_FALSE(stream.isOk());
+        EXPECT_EQ(stream.getErrorMsg(), "");
+        EXPECT_TRUE(bytes.empty());
+        EXPECT_LT(bytes.capacity(), 100U);
+        EXPECT_LT(after, before + GetParam() / 2) << "the memory was not given back";
+    }
+
+    support::LibraryStart mLibrary;
+};
+
+TEST_P(qzDataStreamDamagedCount, EndsAString)
+{
+    expectFailureWithoutMemory<std::string>();
+}
+
+TEST_P(qzDataStreamDamagedCount, EndsABytesVector)
+{
+    expectFailureWithoutMemory<std::vector<char>>();
+}
+
+INSTANTIATE_TEST_SUITE_P(Counts, qzDataStreamDamagedCount, ::testing::ValuesIn(kDamagedCounts));
+
+// --- No memory
+
+class qzDataStreamNoMemory : public ::testing::Test {
+protected:
+    // Reads 784 bytes with each allocation failing in turn.
+    template <typename Bytes>
+    void expectBadAllocFromTheReadAlone()
+    {
+        std::istringstream source(std::string("\x10\x03\0\0", 4) + std::string(784, 'x'));
+        qzIoDeviceStdStreamProxy device(&source);
+        qzDataStream stream;
+        Bytes bytes{'o', 'l', 'd'};
+        const std::size_t failures = support::failEachAllocation(
+            [&] {
+                bytes = {'o', 'l', 'd'};
+                device.seek(0, qzIoDeviceStdStreamProxy::SeekFromBegin);
+                stream.setIoDevice(&device, kLittle);
+                stream >> bytes;
+            },
+            [&](const support::AllocationFailure& failure) {
+                EXPECT_TRUE(failure.threwBadAlloc);
+                EXPECT_TRUE(bytes.empty());
+                EXPECT_TRUE(stream.isOk()) << "the device gave all that it was asked for";
+            });
+        EXPECT_GE(failures, 1U);
+        EXPECT_EQ(bytes, Bytes(784, 'x'));
+        EXPECT_TRUE(stream.isOk());
+    }
+
+    support::LibraryStart mLibrary;
+};
+
+TEST_F(qzDataStreamNoMemory, PassesThroughTheReadOfAString)
+{
+    expectBadAllocFromTheReadAlone<std::string>();
+}
+
+TEST_F(qzDataStreamNoMemory, PassesThroughTheReadOfABytesVector)
+{
+    expectBadAllocFromTheReadAlone<std::vector<char>>();
+}
+
+}  // namespace qz

@@ -1,0 +1,597 @@
+#include <qz/qzIoDeviceFileStream.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <numeric>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "io/FileDeviceFixture.h"
+#include "support/DeviceStub.h"
+#include "support/Files.h"
+#include "support/LogCapture.h"
+
+namespace qz {
+
+using ::testing::ElementsAre;
+
+class qzIoDeviceFileStreamTest : public FileDeviceFixture {
+protected:
+    static constexpr auto kOutside = static_cast<qzIoDeviceRandomAccess::SeekStart>(3);
+};
+
+// --- Reading
+
+TEST_F(qzIoDeviceFileStreamTest, ReadsInPieces)
+{
+    openOver("abcdef", kRead);
+    EXPECT_EQ(read(2), "ab");
+    EXPECT_EQ(mDevice.getCurrentPos(), 2);
+    EXPECT_EQ(read(0), "");
+    EXPECT_EQ(read(4), "cdef");
+    EXPECT_EQ(mDevice.getCurrentPos(), 6);
+    EXPECT_TRUE(mDevice.good());
+}
+
+TEST_F(qzIoDeviceFileStreamTest, GivesAShortCountAtTheEndWithoutAnError)
+{
+    openOver("abc", kRead);
+    EXPECT_EQ(read(10), "abc");
+    EXPECT_TRUE(mDevice.good());
+    EXPECT_TRUE(mDevice.atEnd());
+    EXPECT_EQ(mDevice.getCurrentPos(), 3);
+}
+
+TEST_F(qzIoDeviceFileStreamTest, GivesNothingBehindTheEndWithoutAnError)
+{
+    openOver("abc", kRead);
+    read(10);
+    EXPECT_EQ(read(10), "");
+    EXPECT_EQ(read(0), "");
+    EXPECT_TRUE(mDevice.good());
+    EXPECT_TRUE(mDevice.atEnd());
+    EXPECT_EQ(mDevice.getCurrentPos(), 3);
+}
+
+TEST_F(qzIoDeviceFileStreamTest, ReadsOnAfterASeekBackFromTheEnd)
+{
+    openOver("abc", kRead);
+    read(10);
+    read(10);
+    EXPECT_TRUE(mDevice.seek(1, kBegin));
+    EXPECT_FALSE(mDevice.atEnd());
+    EXPECT_EQ(read(10), "bc");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, ReadsZeroBytesInTheContent)
+{
+    const std::string content("a\0\0b\n\r\xFF", 7);
+    openOver(content, kRead);
+    EXPECT_EQ(read(7), content);
+}
+
+TEST_F(qzIoDeviceFileStreamTest, ReadsNothingInError)
+{
+    openOver("abc", kRead);
+    mDevice.setDeviceError("x");
+    EXPECT_EQ(read(1), "");
+    EXPECT_EQ(mDevice.getCurrentPos(), 0);
+    mDevice.clearDeviceError();
+    EXPECT_EQ(read(1), "a") << "the stream itself was not touched";
+}
+
+TEST_F(qzIoDeviceFileStreamTest, ReadsAndWritesNothingWhileClosed)
+{
+    EXPECT_EQ(read(1), "");
+    EXPECT_EQ(write("a"), 0U);
+    EXPECT_TRUE(mDevice.good());
+    EXPECT_FALSE(mDevice.atEnd());
+}
+
+TEST_F(qzIoDeviceFileStreamTest, ReadsAndWritesByTheWayThatIsDeclared)
+{
+    openOver("abc", kBoth);
+    mDevice.changeSupportedDataWay(kWrite);
+    EXPECT_EQ(read(1), "");
+    EXPECT_EQ(write("X"), 1U);
+    mDevice.changeSupportedDataWay(kRead);
+    EXPECT_EQ(read(1), "b");
+    EXPECT_EQ(write("X"), 0U);
+    mDevice.changeSupportedDataWay(kNone);
+    EXPECT_EQ(read(1), "");
+    EXPECT_EQ(write("X"), 0U);
+    EXPECT_TRUE(mDevice.good());
+}
+
+// --- Writing
+
+TEST_F(qzIoDeviceFileStreamTest, WritesInPieces)
+{
+    mDevice.open(mPath, kWrite, true);
+    EXPECT_EQ(write("ab"), 2U);
+    EXPECT_EQ(write(""), 0U);
+    EXPECT_EQ(write(std::string("\0c", 2)), 2U);
+    EXPECT_EQ(mDevice.getCurrentPos(), 4);
+    mDevice.close();
+    EXPECT_EQ(onDisk(), std::string("ab\0c", 4));
+}
+
+TEST_F(qzIoDeviceFileStreamTest, WritesNothingInError)
+{
+    mDevice.open(mPath, kWrite, true);
+    mDevice.setDeviceError("x");
+    EXPECT_EQ(write("ab"), 0U);
+    EXPECT_EQ(mDevice.getCurrentPos(), 0);
+    mDevice.close();
+    EXPECT_EQ(onDisk(), "");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, KeepsASmallWriteUntilTheFlush)
+{
+    mDevice.open(mPath, kWrite, true);
+    write("abc");
+    EXPECT_EQ(onDisk(), "");
+    EXPECT_TRUE(mDevice.flush());
+    EXPECT_EQ(onDisk(), "abc");
+    write("def");
+    EXPECT_TRUE(mDevice.close());
+    EXPECT_EQ(onDisk(), "abcdef");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, HandsASmallWriteOutAtASeek)
+{
+    mDevice.open(mPath, kWrite, true);
+    write("abc");
+    mDevice.seek(0, kBegin);
+    EXPECT_EQ(onDisk(), "abc");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, OverwritesInPlace)
+{
+    openOver("abcdef", kBoth);
+    mDevice.seek(2, kBegin);
+    EXPECT_EQ(write("XY"), 2U);
+    EXPECT_EQ(mDevice.getCurrentPos(), 4);
+    mDevice.close();
+    EXPECT_EQ(onDisk(), "abXYef");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, WritesWhereTheReadStopped)
+{
+    openOver("abcdef", kBoth);
+    read(2);
+    write("XY");
+    EXPECT_EQ(read(1), "e");
+    mDevice.close();
+    EXPECT_EQ(onDisk(), "abXYef");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, WritesAfterAReadThatMetTheEnd)
+{
+    openOver("abc", kBoth);
+    EXPECT_EQ(read(10), "abc");
+    EXPECT_EQ(write("de"), 2U) << "a write after the end must not be dropped in silence";
+    EXPECT_TRUE(mDevice.close());
+    EXPECT_EQ(onDisk(), "abcde");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, WritesALargeBlockAfterAReadThatMetTheEnd)
+{
+    openOver("abc", kBoth);
+    read(10);
+    const std::string block(20000, 'x');
+    EXPECT_EQ(write(block), block.size());
+    mDevice.close();
+    EXPECT_EQ(onDisk(), "abc" + block);
+}
+
+TEST_F(qzIoDeviceFileStreamTest, FailsAWriteAfterAReadThatGaveNothing)
+{
+    openOver("abc", kBoth);
+    read(10);
+    read(10);
+    EXPECT_EQ(write("de"), 0U);
+    EXPECT_EQ(error(), "std sub stream fail bit is set after a write");
+    EXPECT_EQ(mDevice.getCurrentPos(), 5) << "the position moves ahead of the look at the state";
+}
+
+TEST_F(qzIoDeviceFileStreamTest, WritesAgainAfterASeekFromWhereAReadGaveNothing)
+{
+    openOver("abc", kBoth);
+    read(10);
+    read(10);
+    EXPECT_TRUE(mDevice.seek(0, kCurrent));
+    EXPECT_EQ(write("de"), 2U);
+    mDevice.close();
+    EXPECT_EQ(onDisk(), "abcde");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, MovesEverySmallSizeByteForByte)
+{
+    std::string bytes(70, ' ');
+    std::iota(bytes.begin(), bytes.end(), '0');
+    openOver("", kBoth);
+    for (unsigned long size = 0; size <= bytes.size(); ++size) {
+        EXPECT_EQ(write(bytes.substr(0, size)), size);
+    }
+    mDevice.seek(0, kBegin);
+    for (unsigned long size = 0; size <= bytes.size(); ++size) {
+        EXPECT_EQ(read(size), bytes.substr(0, size));
+    }
+    EXPECT_TRUE(mDevice.atEnd());
+}
+
+// --- atEnd
+
+TEST_F(qzIoDeviceFileStreamTest, IsAtTheEndOfAnEmptyFile)
+{
+    openOver("", kRead);
+    EXPECT_TRUE(mDevice.atEnd());
+    EXPECT_EQ(read(1), "");
+    EXPECT_TRUE(mDevice.good());
+}
+
+TEST_F(qzIoDeviceFileStreamTest, LooksAheadForTheEnd)
+{
+    openOver("abc", kRead);
+    EXPECT_FALSE(mDevice.atEnd());
+    EXPECT_EQ(read(3), "abc");
+    EXPECT_TRUE(mDevice.atEnd());
+    EXPECT_EQ(mDevice.getCurrentPos(), 3);
+}
+
+TEST_F(qzIoDeviceFileStreamTest, SeesNoMoreOfAFileThatGrowsBehindItsEnd)
+{
+    openOver("abc", kRead);
+    read(10);
+    mFolder.write("file", "abcdef");
+    EXPECT_TRUE(mDevice.atEnd());
+    EXPECT_EQ(read(10), "");
+    EXPECT_TRUE(mDevice.seek(3, kBegin));
+    EXPECT_EQ(read(10), "def");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, SeesNoMoreOfAFileThatGrowsOnceItSaidThatItEnds)
+{
+    openOver("abc", kRead);
+    read(3);
+    EXPECT_TRUE(mDevice.atEnd());
+    mFolder.write("file", "abcdef");
+    EXPECT_TRUE(mDevice.atEnd()) << "the end that was seen stays";
+    EXPECT_EQ(read(10), "");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, IsAtTheEndWhereItOnlyWrites)
+{
+    mDevice.open(mPath, kWrite, true);
+    EXPECT_TRUE(mDevice.atEnd());
+    EXPECT_TRUE(mDevice.atEnd());
+    EXPECT_EQ(write("ab"), 2U) << "a question must not change what a later write does";
+    EXPECT_TRUE(mDevice.atEnd());
+    EXPECT_EQ(write("cd"), 2U);
+    EXPECT_TRUE(mDevice.close());
+    EXPECT_EQ(onDisk(), "abcd");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, IsAtTheEndWhereItAppends)
+{
+    openOver("abc", kWrite);
+    EXPECT_TRUE(mDevice.atEnd());
+    EXPECT_EQ(write("de"), 2U);
+    EXPECT_TRUE(mDevice.close());
+    EXPECT_EQ(onDisk(), "abcde");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, WritesOnAfterTheQuestionForTheEnd)
+{
+    openOver("abc", kBoth);
+    read(3);
+    EXPECT_TRUE(mDevice.atEnd());
+    EXPECT_EQ(write("de"), 2U);
+    EXPECT_TRUE(mDevice.atEnd());
+    EXPECT_EQ(write(std::string(9000, 'x')), 9000U);
+    EXPECT_TRUE(mDevice.close());
+    EXPECT_EQ(onDisk(), "abcde" + std::string(9000, 'x'));
+}
+
+TEST_F(qzIoDeviceFileStreamTest, WritesInTheMiddleAfterTheQuestionForTheEnd)
+{
+    openOver("abcdef", kBoth);
+    read(2);
+    EXPECT_FALSE(mDevice.atEnd());
+    EXPECT_EQ(write("XY"), 2U);
+    EXPECT_FALSE(mDevice.atEnd());
+    EXPECT_EQ(read(9), "ef");
+    mDevice.close();
+    EXPECT_EQ(onDisk(), "abXYef");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, IsAtTheEndInErrorAsBefore)
+{
+    openOver("abc", kRead);
+    mDevice.setDeviceError("x");
+    EXPECT_FALSE(mDevice.atEnd());
+    mDevice.seek(0, kEnd);
+    EXPECT_TRUE(mDevice.atEnd());
+}
+
+// --- flush
+
+TEST_F(qzIoDeviceFileStreamTest, FlushesNothingWhileClosed)
+{
+    EXPECT_TRUE(mDevice.flush());
+    mDevice.setDeviceError("x");
+    EXPECT_FALSE(mDevice.flush());
+}
+
+TEST_F(qzIoDeviceFileStreamTest, FlushesInErrorToo)
+{
+    mDevice.open(mPath, kWrite, true);
+    write("abc");
+    mDevice.setDeviceError("x");
+    EXPECT_FALSE(mDevice.flush());
+    EXPECT_EQ(onDisk(), "abc");
+}
+
+// --- seek
+
+struct SeekRow {
+    const char* name;
+    qzIoDevice::DataWay way;
+    long offset;
+    int start;
+    bool result;
+    long position;      // afterwards; it was 2 of 6 before
+    const char* error;  // empty for none
+    const char* read;   // what a read gives then, where the way allows one
+};
+
+constexpr auto kReadWay = qzIoDevice::DataWayRead;
+constexpr auto kBothWay = qzIoDevice::DataWayReadWrite;
+const char* const kPutError = "std sub stream is in error after a seekp";
+
+const SeekRow kSeekRows[] = {
+    {"ReadFromBegin", kReadWay, 4, 0, true, 4, "", "ef"},
+    {"ReadFromCurrent", kReadWay, 1, 1, true, 3, "", "def"},
+    {"ReadBackFromCurrent", kReadWay, -2, 1, true, 0, "", "abcdef"},
+    {"ReadNowhere", kReadWay, 0, 1, true, 2, "", "cdef"},
+    {"ReadFromEnd", kReadWay, -1, 2, true, 5, "", "f"},
+    {"ReadToTheEnd", kReadWay, 0, 2, true, 6, "", ""},
+    {"ReadBeyondTheEnd", kReadWay, 10, 2, true, 16, "", ""},
+    {"ReadAheadOfTheBegin", kReadWay, -1, 0, true, -1, "", ""},
+    {"ReadOutsideTheEnum", kReadWay, 4, 3, true, -1, "", ""},
+    {"BothFromBegin", kBothWay, 4, 0, true, 4, "", "ef"},
+    {"BothFromCurrent", kBothWay, 1, 1, true, 3, "", "def"},
+    {"BothBackFromCurrent", kBothWay, -2, 1, true, 0, "", "abcdef"},
+    {"BothFromEnd", kBothWay, -1, 2, true, 5, "", "f"},
+    {"BothToTheEnd", kBothWay, 0, 2, true, 6, "", ""},
+    {"BothBeyondTheEnd", kBothWay, 10, 2, true, 16, "", ""},
+    {"BothAheadOfTheBegin", kBothWay, -1, 0, false, -1, kPutError, ""},
+    {"BothOutsideTheEnum", kBothWay, 4, 3, true, 2, "", "cdef"},
+    {"BothNegativeEnum", kBothWay, 4, -1, true, 2, "", "cdef"},
+};
+
+class qzIoDeviceFileStreamSeek : public FileDeviceFixture,
+                                 public ::testing::WithParamInterface<SeekRow> {};
+
+TEST_P(qzIoDeviceFileStreamSeek, MovesAsItsRow)
+{
+    openOver("abcdef", GetParam().way);
+    read(2);
+    const auto start = static_cast<qzIoDeviceRandomAccess::SeekStart>(GetParam().start);
+    EXPECT_EQ(mDevice.seek(GetParam().offset, start), GetParam().result);
+    EXPECT_EQ(mDevice.getCurrentPos(), GetParam().position);
+    EXPECT_EQ(error(), GetParam().error);
+    EXPECT_EQ(read(100), GetParam().read);
+}
+
+TEST_P(qzIoDeviceFileStreamSeek, MovesFromTheEndStateToo)
+{
+    openOver("abcdef", GetParam().way);
+    read(2);
+    const auto start = static_cast<qzIoDeviceRandomAccess::SeekStart>(GetParam().start);
+    if (start == kCurrent) mDevice.seek(-4, kEnd);
+    if (start != kCurrent) read(100);
+    EXPECT_EQ(mDevice.seek(GetParam().offset, start), GetParam().result);
+    EXPECT_EQ(error(), GetParam().error);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, qzIoDeviceFileStreamSeek, ::testing::ValuesIn(kSeekRows),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST_F(qzIoDeviceFileStreamTest, RecoversFromAnImpossibleMoveByTheNextOne)
+{
+    openOver("abc", kRead);
+    mDevice.seek(-1, kBegin);
+    EXPECT_TRUE(mDevice.seek(1, kBegin));
+    EXPECT_EQ(read(9), "bc");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, RecoversFromAnImpossibleMoveOnceTheErrorIsCleared)
+{
+    openOver("abc", kBoth);
+    EXPECT_FALSE(mDevice.seek(-1, kBegin));
+    mDevice.clearDeviceError();
+    EXPECT_TRUE(mDevice.seek(1, kBegin));
+    EXPECT_EQ(read(9), "bc");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, StaysBrokenByAnImpossibleMoveWhereItOnlyWrites)
+{
+    mDevice.open(mPath, kWrite, true);
+    EXPECT_FALSE(mDevice.seek(-1, kBegin));
+    EXPECT_EQ(error(), kPutError);
+    mDevice.clearDeviceError();
+    EXPECT_FALSE(mDevice.seek(0, kBegin)) << "only a way that reads too resets the stream's state";
+}
+
+TEST_F(qzIoDeviceFileStreamTest, MovesWhereItOnlyWrites)
+{
+    mDevice.open(mPath, kWrite, true);
+    write("abcdef");
+    EXPECT_TRUE(mDevice.seek(-4, kEnd));
+    EXPECT_EQ(mDevice.getCurrentPos(), 2);
+    write("X");
+    EXPECT_TRUE(mDevice.seek(1, kCurrent));
+    EXPECT_EQ(mDevice.getCurrentPos(), 4);
+    write("Y");
+    EXPECT_TRUE(mDevice.seek(7, kOutside));
+    EXPECT_EQ(mDevice.getCurrentPos(), 5);
+    mDevice.close();
+    EXPECT_EQ(onDisk(), "abXdYf");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, FillsTheGapOfASeekBeyondTheEndWithZeros)
+{
+    openOver("ab", kBoth);
+    EXPECT_TRUE(mDevice.seek(4, kBegin));
+    write("c");
+    mDevice.close();
+    EXPECT_EQ(onDisk(), std::string("ab\0\0c", 5));
+}
+
+TEST_F(qzIoDeviceFileStreamTest, MovesInErrorButSaysNo)
+{
+    openOver("abc", kRead);
+    mDevice.setDeviceError("x");
+    EXPECT_FALSE(mDevice.seek(2, kBegin));
+    EXPECT_EQ(mDevice.getCurrentPos(), 2);
+    EXPECT_EQ(error(), "x");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, CannotMoveWhileClosed)
+{
+    EXPECT_FALSE(mDevice.seek(0, kBegin));
+    EXPECT_EQ(error(), "File is not open");
+    EXPECT_EQ(mDevice.getCurrentPos(), 0);
+}
+
+TEST_F(qzIoDeviceFileStreamTest, MovesNothingWithoutAWay)
+{
+    openOver("abc", kRead);
+    read(1);
+    mDevice.changeSupportedDataWay(kNone);
+    EXPECT_TRUE(mDevice.seek(0, kBegin));
+    EXPECT_EQ(mDevice.getCurrentPos(), 1);
+    mDevice.setDeviceError("x");
+    EXPECT_FALSE(mDevice.seek(0, kBegin));
+    EXPECT_EQ(mDevice.getCurrentPos(), 1);
+}
+
+TEST_F(qzIoDeviceFileStreamTest, WritesAndReadsBeyond4GiB)
+{
+    constexpr long kFar = 5L * 1024 * 1024 * 1024 + 3;
+    openOver("", kBoth);
+    EXPECT_TRUE(mDevice.seek(kFar, kBegin));
+    EXPECT_EQ(mDevice.getCurrentPos(), kFar);
+    EXPECT_EQ(write("far"), 3U);
+    EXPECT_EQ(mDevice.getCurrentPos(), kFar + 3);
+    EXPECT_TRUE(mDevice.seek(-3, kCurrent));
+    EXPECT_EQ(read(10), "far");
+    EXPECT_TRUE(mDevice.seek(-4, kEnd));
+    EXPECT_EQ(mDevice.getCurrentPos(), kFar - 1);
+    EXPECT_EQ(read(10), std::string("\0far", 4));
+    mDevice.close();
+    struct stat status = {};
+    ASSERT_EQ(::stat(mPath.c_str(), &status), 0);
+    EXPECT_EQ(status.st_size, kFar + 3);
+}
+
+TEST_F(qzIoDeviceFileStreamTest, ReadsBeyond4GiBWhereItOnlyReads)
+{
+    constexpr long kFar = 5L * 1024 * 1024 * 1024;
+    mFolder.write("file", "");
+    ASSERT_EQ(::truncate(mPath.c_str(), kFar), 0);
+    ASSERT_TRUE(mDevice.open(mPath, kRead, false));
+    EXPECT_TRUE(mDevice.seek(-2, kEnd));
+    EXPECT_EQ(mDevice.getCurrentPos(), kFar - 2);
+    EXPECT_EQ(read(10), std::string(2, '\0'));
+    EXPECT_EQ(mDevice.getCurrentPos(), kFar);
+}
+
+// --- What the base class makes of a file
+
+TEST_F(qzIoDeviceFileStreamTest, LoadsTheWholeFile)
+{
+    const std::string content(100000, 'x');
+    openOver(content, kRead);
+    read(10);
+    std::vector<char> loaded;
+    EXPECT_TRUE(mDevice.loadFullFileContent(loaded));
+    EXPECT_EQ(std::string(loaded.begin(), loaded.end()), content);
+    EXPECT_EQ(mDevice.getCurrentPos(), 10);
+}
+
+TEST_F(qzIoDeviceFileStreamTest, LoadsAnEmptyFileIntoAVectorWithoutMemory)
+{
+    openOver("", kRead);
+    std::vector<char> loaded;
+    EXPECT_TRUE(mDevice.loadFullFileContent(loaded));
+    EXPECT_TRUE(loaded.empty());
+}
+
+TEST_F(qzIoDeviceFileStreamTest, MovesNoBytesFromOrToNullPointers)
+{
+    openOver("abc", kBoth);
+    EXPECT_EQ(mDevice.readBytes(nullptr, 0), 0U);
+    EXPECT_EQ(mDevice.writeBytes(nullptr, 0), 0U);
+    EXPECT_EQ(write("X"), 1U);
+    EXPECT_EQ(mDevice.writeBytes(nullptr, 0), 0U);
+    EXPECT_TRUE(mDevice.good());
+}
+
+TEST_F(qzIoDeviceFileStreamTest, LoadsNothingWhileClosed)
+{
+    std::vector<char> loaded;
+    EXPECT_FALSE(mDevice.loadFullFileContent(loaded));
+    EXPECT_EQ(error(), "File is not open");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, LoadsNothingFromAFileThatHasNoSize)
+{
+    ASSERT_TRUE(mDevice.open("/proc/self/status", kRead, false));
+    std::vector<char> loaded;
+    EXPECT_FALSE(mDevice.loadFullFileContent(loaded));
+}
+
+TEST_F(qzIoDeviceFileStreamTest, LoadsWhatAnAppendingDeviceMayNotReadAsAFailure)
+{
+    openOver("abc", kWrite);
+    std::vector<char> loaded;
+    EXPECT_FALSE(mDevice.loadFullFileContent(loaded));
+    EXPECT_TRUE(mDevice.good());
+}
+
+TEST_F(qzIoDeviceFileStreamTest, CopiesItselfToAnotherDevice)
+{
+    openOver("abcdef", kRead);
+    read(2);
+    support::DeviceStub destination;
+    unsigned long written = 0;
+    EXPECT_TRUE(mDevice.writeBackToDevice(destination, &written, nullptr));
+    EXPECT_EQ(written, 4U);
+    EXPECT_EQ(destination.getContent(), "cdef");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, SkipsByReading)
+{
+    openOver(std::string(5000, 'x'), kRead);
+    EXPECT_EQ(mDevice.skipBytes(10000), 5000U);
+    EXPECT_EQ(mDevice.getCurrentPos(), 5000);
+    EXPECT_TRUE(mDevice.good());
+}
+
+TEST_F(qzIoDeviceFileStreamTest, ReportsAFailedOpenAsTrace)
+{
+    const support::LogCapture log(LogLevelAll);
+    mDevice.open(mPath, kRead, false);
+    EXPECT_THAT(log.getLines(),
+                ElementsAre("TRACE(iodevice) qzIoDevice error : failed to open file: '" + mPath +
+                            "' (bits 10)"));
+}
+
+}  // namespace qz

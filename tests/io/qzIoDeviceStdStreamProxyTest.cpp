@@ -1,0 +1,343 @@
+#include <qz/qzIoDeviceStdStreamProxy.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/LibraryStart.h"
+#include "support/ScratchFolder.h"
+
+namespace qz {
+
+namespace {
+
+constexpr auto kBegin = qzIoDeviceRandomAccess::SeekFromBegin;
+constexpr auto kCurrent = qzIoDeviceRandomAccess::SeekFromCurrent;
+constexpr auto kEnd = qzIoDeviceRandomAccess::SeekFromEnd;
+constexpr auto kOutside = static_cast<qzIoDeviceRandomAccess::SeekStart>(3);
+constexpr auto kNegative = static_cast<qzIoDeviceRandomAccess::SeekStart>(-1);
+
+const char* const kReadError = "std sub stream is in error after a read : istream bad bit is set";
+const char* const kWriteError =
+    "std sub stream is in error after a write : ostream fail and/or bad bit is set";
+
+}  // namespace
+
+class qzIoDeviceStdStreamProxyTest : public ::testing::Test {
+protected:
+    std::string read(unsigned long size)
+    {
+        std::string bytes(size, '?');
+        bytes.resize(mInput.readBytes(bytes.data(), size));
+        return bytes;
+    }
+    unsigned long write(const std::string& bytes)
+    {
+        return mOutput.writeBytes(bytes.data(), bytes.size());
+    }
+
+    support::LibraryStart mLibrary;
+    std::istringstream mSource{"abcdef"};
+    std::ostringstream mSink;
+    qzIoDeviceStdStreamProxy mInput{&mSource};
+    qzIoDeviceStdStreamProxy mOutput{&mSink};
+};
+
+TEST_F(qzIoDeviceStdStreamProxyTest, ReadsFromTheStream)
+{
+    EXPECT_EQ(read(2), "ab");
+    EXPECT_EQ(read(0), "");
+    EXPECT_EQ(read(3), "cde");
+    EXPECT_TRUE(mInput.good());
+    EXPECT_TRUE(mSource.good());
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, ReadsFromWhereTheStreamIs)
+{
+    mSource.get();
+    EXPECT_EQ(read(2), "bc");
+    EXPECT_EQ(mSource.get(), 'd');
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, GivesAShortCountAtTheEndWithoutAnError)
+{
+    EXPECT_EQ(read(10), "abcdef");
+    EXPECT_TRUE(mInput.good());
+    EXPECT_EQ(mSource.rdstate(), std::ios::eofbit) << "a short read at the end is no failure";
+    EXPECT_TRUE(mInput.atEnd());
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, GivesNothingBehindTheEndWithoutAnError)
+{
+    read(10);
+    EXPECT_EQ(read(10), "");
+    EXPECT_TRUE(mInput.good());
+    EXPECT_EQ(mSource.rdstate(), std::ios::eofbit | std::ios::failbit);
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, MarksTheEndInAStreamThatHadFailedBefore)
+{
+    mSource.setstate(std::ios::failbit);
+    EXPECT_EQ(read(3), "");
+    EXPECT_TRUE(mInput.good());
+    EXPECT_EQ(mSource.rdstate(), std::ios::eofbit | std::ios::failbit);
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, FailsToReadFromABadStream)
+{
+    mSource.setstate(std::ios::badbit);
+    EXPECT_EQ(read(3), "");
+    EXPECT_EQ(mInput.getDeviceErrorMsg(), kReadError);
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, ReadsNothingInError)
+{
+    mInput.setDeviceError("x");
+    EXPECT_EQ(read(3), "");
+    EXPECT_EQ(mSource.tellg(), 0);
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, ReadsZeroBytesInTheContent)
+{
+    const std::string content("a\0b", 3);
+    mSource.str(content);
+    EXPECT_EQ(read(3), content);
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, WritesToTheStream)
+{
+    EXPECT_EQ(write("ab"), 2U);
+    EXPECT_EQ(write(""), 0U);
+    EXPECT_EQ(write(std::string("\0c", 2)), 2U);
+    EXPECT_EQ(mSink.str(), std::string("ab\0c", 4));
+    EXPECT_TRUE(mOutput.good());
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, FailsToWriteToAStreamThatFailed)
+{
+    mSink.setstate(std::ios::failbit);
+    EXPECT_EQ(write("ab"), 0U);
+    EXPECT_EQ(mOutput.getDeviceErrorMsg(), kWriteError);
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, FailsToWriteToABadStream)
+{
+    mSink.setstate(std::ios::badbit);
+    EXPECT_EQ(write("ab"), 0U);
+    EXPECT_EQ(mOutput.getDeviceErrorMsg(), kWriteError);
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, FailsToWriteToAFullDisk)
+{
+    std::ofstream full("/dev/full");
+    qzIoDeviceStdStreamProxy device(&full);
+    const std::string block(100000, 'x');
+    EXPECT_EQ(device.writeBytes(block.data(), block.size()), 0U);
+    EXPECT_EQ(device.getDeviceErrorMsg(), kWriteError);
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, WritesNothingInError)
+{
+    mOutput.setDeviceError("x");
+    EXPECT_EQ(write("ab"), 0U);
+    EXPECT_EQ(mSink.str(), "");
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, MovesOnlyTheOtherWayRound)
+{
+    char byte = 'x';
+    EXPECT_EQ(mOutput.readBytes(&byte, 1), 0U);
+    EXPECT_EQ(mInput.writeBytes(&byte, 1), 0U);
+    EXPECT_TRUE(mOutput.good());
+    EXPECT_TRUE(mInput.good());
+    EXPECT_EQ(byte, 'x');
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, ReadsByItsStreamWhateverWayIsDeclared)
+{
+    mInput.changeSupportedDataWay(qzIoDevice::DataWayNone);
+    EXPECT_EQ(read(2), "ab");
+    mOutput.changeSupportedDataWay(qzIoDevice::DataWayNone);
+    EXPECT_EQ(write("ab"), 2U);
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, LooksAheadForTheEnd)
+{
+    EXPECT_FALSE(mInput.atEnd());
+    read(6);
+    EXPECT_TRUE(mInput.atEnd());
+    EXPECT_EQ(mSource.rdstate(), std::ios::eofbit);
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, IsNeverAtTheEndOfAnOutput)
+{
+    EXPECT_FALSE(mOutput.atEnd());
+    mSink.setstate(std::ios::eofbit);
+    EXPECT_FALSE(mOutput.atEnd());
+}
+
+struct ProxySeekRow {
+    const char* name;
+    long offset;
+    qzIoDeviceRandomAccess::SeekStart start;
+    long position;  // afterwards; it was 2 of 6 before
+};
+
+constexpr ProxySeekRow kProxySeekRows[] = {
+    {"FromBegin", 4, kBegin, 4},
+    {"FromCurrent", 1, kCurrent, 3},
+    {"BackFromCurrent", -2, kCurrent, 0},
+    {"FromEnd", -1, kEnd, 5},
+    {"ToTheEnd", 0, kEnd, 6},
+    {"OutsideTheEnumFromEnd", -2, kOutside, 4},
+    {"NegativeEnumFromEnd", -3, kNegative, 3},
+};
+
+class qzIoDeviceStdStreamProxySeek : public qzIoDeviceStdStreamProxyTest,
+                                     public ::testing::WithParamInterface<ProxySeekRow> {};
+
+TEST_P(qzIoDeviceStdStreamProxySeek, MovesTheInput)
+{
+    read(2);
+    EXPECT_TRUE(mInput.seek(GetParam().offset, GetParam().start));
+    EXPECT_EQ(mInput.getCurrentPos(), GetParam().position);
+    EXPECT_EQ(mSource.tellg(), GetParam().position);
+    EXPECT_EQ(read(100),
+              std::string("abcdef").substr(static_cast<unsigned long>(GetParam().position)));
+}
+
+TEST_P(qzIoDeviceStdStreamProxySeek, MovesTheOutput)
+{
+    write("abcdef");
+    mOutput.seek(2, kBegin);
+    EXPECT_TRUE(mOutput.seek(GetParam().offset, GetParam().start));
+    EXPECT_EQ(mOutput.getCurrentPos(), GetParam().position);
+    EXPECT_EQ(mSink.tellp(), GetParam().position);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, qzIoDeviceStdStreamProxySeek, ::testing::ValuesIn(kProxySeekRows),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST_F(qzIoDeviceStdStreamProxyTest, SaysYesToAMoveThatTheStreamRefuses)
+{
+    EXPECT_TRUE(mInput.seek(-1, kBegin));
+    EXPECT_TRUE(mInput.good());
+    EXPECT_TRUE(mSource.fail());
+    EXPECT_EQ(mInput.getCurrentPos(), -1);
+    EXPECT_TRUE(mOutput.seek(-1, kBegin));
+    EXPECT_TRUE(mOutput.good());
+    EXPECT_EQ(mOutput.getCurrentPos(), -1);
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, MovesInErrorToo)
+{
+    mInput.setDeviceError("x");
+    EXPECT_TRUE(mInput.seek(3, kBegin));
+    EXPECT_EQ(mInput.getCurrentPos(), 3);
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, MovesBackFromTheEnd)
+{
+    read(10);
+    read(10);
+    mSource.clear(std::ios::eofbit);
+    EXPECT_TRUE(mInput.seek(1, kBegin));
+    EXPECT_EQ(read(10), "bcdef");
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, DoesNothingWithoutAStream)
+{
+    char byte = 'x';
+    qzIoDeviceStdStreamProxy input(static_cast<std::istream*>(nullptr));
+    qzIoDeviceStdStreamProxy output(static_cast<std::ostream*>(nullptr));
+    for (qzIoDeviceStdStreamProxy* device : {&input, &output}) {
+        EXPECT_EQ(device->readBytes(&byte, 1), 0U);
+        EXPECT_EQ(device->writeBytes(&byte, 1), 0U);
+        EXPECT_FALSE(device->atEnd());
+        EXPECT_FALSE(device->seek(0, kBegin));
+        EXPECT_EQ(device->getCurrentPos(), 0);
+        EXPECT_TRUE(device->good());
+    }
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, LoadsAWholeStream)
+{
+    read(2);
+    std::vector<char> content;
+    EXPECT_TRUE(mInput.loadFullFileContent(content));
+    EXPECT_EQ(std::string(content.begin(), content.end()), "abcdef");
+    EXPECT_EQ(mSource.tellg(), 2);
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, LoadsNothingFromAStreamThatCannotMove)
+{
+    mSource.setstate(std::ios::failbit);
+    std::vector<char> content;
+    EXPECT_FALSE(mInput.loadFullFileContent(content));
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, LeavesTheStreamToItsOwner)
+{
+    const support::ScratchFolder folder;
+    std::ofstream file(folder.getPath("file"));
+    {
+        qzIoDeviceStdStreamProxy device(&file);
+        device << "abc";
+    }
+    EXPECT_TRUE(file.is_open());
+    file << "def" << std::flush;
+    EXPECT_EQ(folder.read("file"), "abcdef");
+}
+
+// --- Streams whose owner asked them to throw
+
+class qzIoDeviceStdStreamProxyThrowing : public qzIoDeviceStdStreamProxyTest {
+protected:
+    void SetUp() override
+    {
+        mSource.exceptions(std::ios::badbit | std::ios::failbit | std::ios::eofbit);
+        mSink.exceptions(std::ios::badbit | std::ios::failbit | std::ios::eofbit);
+    }
+};
+
+TEST_F(qzIoDeviceStdStreamProxyThrowing, ReadsToTheEnd)
+{
+    EXPECT_EQ(read(10), "abcdef");
+    EXPECT_EQ(read(10), "");
+    EXPECT_TRUE(mInput.good());
+    EXPECT_TRUE(mInput.atEnd());
+}
+
+TEST_F(qzIoDeviceStdStreamProxyThrowing, LooksAheadForTheEnd)
+{
+    EXPECT_FALSE(mInput.atEnd());
+    read(6);
+    EXPECT_TRUE(mInput.atEnd());
+}
+
+TEST_F(qzIoDeviceStdStreamProxyThrowing, FailsToReadFromABadStream)
+{
+    EXPECT_THROW(mSource.setstate(std::ios::badbit), std::ios::failure);
+    EXPECT_EQ(read(1), "");
+    EXPECT_EQ(mInput.getDeviceErrorMsg(), kReadError);
+}
+
+TEST_F(qzIoDeviceStdStreamProxyThrowing, FailsToWriteToABadStream)
+{
+    EXPECT_THROW(mSink.setstate(std::ios::badbit), std::ios::failure);
+    EXPECT_EQ(write("a"), 0U);
+    EXPECT_EQ(mOutput.getDeviceErrorMsg(), kWriteError);
+}
+
+TEST_F(qzIoDeviceStdStreamProxyThrowing, SaysYesToAMoveThatTheStreamRefuses)
+{
+    EXPECT_TRUE(mInput.seek(-1, kBegin));
+    EXPECT_EQ(mInput.getCurrentPos(), -1);
+    EXPECT_TRUE(mOutput.seek(-1, kBegin));
+    EXPECT_EQ(mOutput.getCurrentPos(), -1);
+}
+
+}  // namespace qz

@@ -1,0 +1,104 @@
+// Prints the system calls by which services come up and go down, each with what stands already: L
+// for the log, F for the full state.
+
+#include <dlfcn.h>
+#include <iconv.h>
+#include <locale.h>
+#include <pthread.h>
+#include <syslog.h>
+
+#include <cstring>
+#include <iostream>
+
+#include <qz/qzLog.h>
+#include <qz/qzSystem.h>
+
+namespace {
+
+// Asked for at each call: a sanitizer may call before function-local statics work.
+template <typename Function>
+Function findReal(const char* name)
+{
+    return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
+}
+
+bool gIsWatching = false;
+locale_t gCLocale = nullptr;
+
+void note(const char* call)
+{
+    if (!gIsWatching) return;
+    std::cout << call << (qz::qzLog::msInstance != nullptr ? " L" : "")
+              << (qz::IsQzSystemThreadSafe() ? " F" : "") << '\n';
+}
+
+}  // namespace
+
+extern "C" {
+
+void openlog(const char* identity, int options, int facility)
+{
+    const bool isPlain = identity == nullptr && options == 0 && facility == LOG_USER;
+    note(isPlain ? "openlog" : "openlog with other arguments");
+}
+
+locale_t newlocale(int categories, const char* name, locale_t base) noexcept
+{
+    using Make = locale_t (*)(int, const char*, locale_t);
+    const auto realMake = findReal<Make>("newlocale");
+    const locale_t made = realMake(categories, name, base);
+    if (gIsWatching && gCLocale == nullptr && std::strcmp(name, "C") == 0) {
+        const bool isPlain = categories == LC_ALL_MASK && base == nullptr;
+        note(isPlain ? "newlocale" : "newlocale with other arguments");
+        gCLocale = made;
+    }
+    return made;
+}
+
+void freelocale(locale_t locale) noexcept
+{
+    const auto realFree = findReal<void (*)(locale_t)>("freelocale");
+    if (locale == gCLocale) note("freelocale");
+    realFree(locale);
+}
+
+int pthread_key_create(pthread_key_t* key, void (*cleanUp)(void*)) noexcept
+{
+    using Create = int (*)(pthread_key_t*, void (*)(void*));
+    const auto realCreate = findReal<Create>("pthread_key_create");
+    note(cleanUp != nullptr ? "pthread_key_create" : "pthread_key_create without clean-up");
+    return realCreate(key, cleanUp);
+}
+
+int pthread_key_delete(pthread_key_t key) noexcept
+{
+    const auto realDelete = findReal<int (*)(pthread_key_t)>("pthread_key_delete");
+    note("pthread_key_delete");
+    return realDelete(key);
+}
+
+iconv_t iconv_open(const char* to, const char* from)
+{
+    const auto realOpen = findReal<iconv_t (*)(const char*, const char*)>("iconv_open");
+    note("iconv_open");
+    return realOpen(to, from);
+}
+
+int iconv_close(iconv_t descriptor)
+{
+    const auto realClose = findReal<int (*)(iconv_t)>("iconv_close");
+    note("iconv_close");
+    return realClose(descriptor);
+}
+
+}  // extern "C"
+
+int main()
+{
+    gIsWatching = true;
+    qz::initializeQzSystem(qz::FullInit);
+    std::cout << "started\n";
+    qz::terminateQzSystem();
+    gIsWatching = false;
+    return 0;
+}

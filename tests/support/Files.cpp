@@ -1,0 +1,46 @@
+#include "support/Files.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace qz::support {
+
+std::string readFile(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw std::runtime_error("can't read " + path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void writeFile(const std::string& path, const std::string& content)
+{
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file << content;
+    file.close();
+    if (!file) throw std::runtime_error("can't write " + path);
+}
+
+std::size_t countOpenDescriptors()
+{
+    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+    const auto count = std::distance(begin(descriptors), end(descriptors));
+    // The walk holds a descriptor of its own.
+    return static_cast<std::size_t>(count) - 1;
+}
+
+std::string toHex(const std::string& bytes)
+{
+    static constexpr char kDigits[] = "0123456789abcdef";
+    std::string text;
+    for (const char byte : bytes) {
+        const auto value = static_cast<unsigned char>(byte);
+        if (!text.empty()) text += ' ';
+        text += kDigits[value / 16];
+        text += kDigits[value % 16];
+    }
+    return text;
+}
+
+}  // namespace qz::support
