@@ -1,0 +1,269 @@
+#!/usr/bin/env python3
+"""Runs the benchmark programs of a build and prints one table a subject.
+
+A row holds our median against the medians of the peers, measured in the same run with all
+repetitions in random order. The ratio is our time over that of the fastest peer; the goal is the
+most that it may be.
+"""
+
+import argparse
+import datetime
+import json
+import os
+import pathlib
+import platform
+import re
+import statistics
+import subprocess
+import sys
+
+OURS = "qz"
+EMPTY = "frame"
+
+# Subject, heading, and its rows with their goals; None for a figure that stands alone.
+SUBJECTS = {
+    "log": ("Log", {
+        "switched-off report, 5 insertions": 0.5,
+        "prefix of a line": 0.25,
+    }),
+    "serialiser": ("Binary serialiser: 1,000,000 records of int, double, 12-byte string", {
+        "write to memory": 0.9,
+        "read from memory": 1.0,
+        "write to a file": 0.85,
+        "read from a file": 0.9,
+    }),
+    "device": ("File device: 64 MiB on tmpfs", {
+        "write 4 KiB each": 1.05,
+        "read 4 KiB each": 1.05,
+        "write 64 B each": 0.8,
+        "read 64 B each": 0.8,
+    }),
+    "charset": ("Character sets: a path of 60 bytes", {
+        "ASCII, local set UTF-8": 0.5,
+        "accents, local set UTF-8": 1.1,
+        "ASCII, local set Latin-1": 0.32,
+        "accents, local set Latin-1": 1.15,
+    }),
+    "start": ("Start and load", {
+        "light start and stop": None,
+        "full start and stop": None,
+        "a program that does nothing": None,
+    }),
+}
+
+
+def run_program(build, subject, options, environment):
+    """Runs one program; returns what it wrote as JSON."""
+    command = [
+        str(build / "bench" / f"bench_{subject}"),
+        "--benchmark_format=json",
+        "--benchmark_enable_random_interleaving=true",
+        f"--benchmark_repetitions={options.repetitions}",
+        f"--benchmark_min_time={options.min_time}",
+    ]
+    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+                          env={**os.environ, **environment})
+    if done.returncode != 0:
+        sys.exit(f"{' '.join(command)} failed:\n{done.stderr}")
+    return json.loads(done.stdout)
+
+
+def charset_environments(build):
+    """The program reads its local character set once, so each set takes a run."""
+    yield {"LC_ALL": "C.UTF-8"}
+    locales = build / "bench" / "locales"
+    if locales.is_dir():
+        yield {"LC_ALL": "de_DE.ISO-8859-1", "LOCPATH": str(locales)}
+    else:
+        print("No Latin-1 locale in this build: its rows are left out.")
+
+
+def readelf(option, path):
+    return subprocess.run(["readelf", "-W", option, str(path)], stdout=subprocess.PIPE, text=True,
+                          check=True, env={**os.environ, "LC_ALL": "C"}).stdout
+
+
+def held_memory(program):
+    """Resident and own KiB of the program that does nothing: the middle one of some runs."""
+    runs = [subprocess.run([program, "tell"], stdout=subprocess.PIPE, text=True, check=True).stdout
+            for _ in range(9)]
+    return [statistics.median(column) for column in zip(*(map(int, run.split()) for run in runs))]
+
+
+def load_facts(build):
+    """What loading the shared object takes besides time."""
+    library = build / "libqzSystem.so"
+    if not library.exists():
+        return {}
+    relocations = re.findall(r"\bR_X86_64_(\w+)", readelf("-r", library))
+    dynamic = readelf("-d", library)
+    ours, runtime = (held_memory(build / "bench" / f"bench_nothing_{kind}")
+                     for kind in (OURS, "runtime"))
+    kinds = ", ".join(f"{relocations.count(kind)} {kind}" for kind in sorted(set(relocations)))
+    return {
+        "relocations": f"{len(relocations)} ({kinds})",
+        "libraries needed": ", ".join(re.findall(r"\(NEEDED\).*\[(.*)\]", dynamic)),
+        "file": f"{library.resolve().stat().st_size // 1024} KiB",
+        "resident memory that loading adds to that of the C++ runtime":
+            f"{ours[0] - runtime[0]:.0f} KiB, of that the process's own {ours[1] - runtime[1]:.0f}",
+    }
+
+
+def measure(build, subject, options):
+    """Runs a subject's program as often as it takes; returns one JSON document."""
+    environments = charset_environments(build) if subject == "charset" else [{}]
+    documents = [run_program(build, subject, options, each) for each in environments]
+    whole = documents[0]
+    for more in documents[1:]:
+        whole["benchmarks"] += more["benchmarks"]
+    if subject == "start":
+        whole["facts"] = load_facts(build)
+    return whole
+
+
+def medians(document):
+    """The median time in ns of each contender: {row: {contender: time}}."""
+    times = {}
+    scale = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
+    for entry in document["benchmarks"]:
+        if entry["run_type"] != "iteration":
+            continue
+        name = entry["run_name"]
+        # Wall time counts where other processes do the work, and the thread's own elsewhere.
+        clock = "real_time" if name.endswith("/real_time") else "cpu_time"
+        row, contender = name.removesuffix("/real_time").split("/")
+        samples = times.setdefault(row, {}).setdefault(contender, [])
+        samples.append(entry[clock] * scale[entry["time_unit"]])
+    return {row: {contender: statistics.median(samples) for contender, samples in found.items()}
+            for row, found in times.items()}
+
+
+def time_text(nanoseconds):
+    for unit, size in (("ms", 1e6), ("us", 1e3)):
+        if nanoseconds >= size:
+            return f"{nanoseconds / size:.3g} {unit}" if nanoseconds < 999.5 * size \
+                else f"{nanoseconds / size:.0f} {unit}"
+    return f"{nanoseconds:.3g} ns"
+
+
+def table_of(subject, document):
+    """The table of a subject as rows of text, the headings first."""
+    times = medians(document)
+    goals = SUBJECTS[subject][1]
+    peers = []
+    for row in goals:
+        for contender in times.get(row, {}):
+            if contender not in (OURS, *peers):
+                peers.append(contender)
+    table = [["", OURS, *peers, "fastest peer", "ratio", "goal", ""]]
+    for row, goal in goals.items():
+        found = times.get(row)
+        if found is None or OURS not in found:
+            continue
+        line = [row] + [time_text(found[who]) if who in found else "-" for who in (OURS, *peers)]
+        rivals = {who: time for who, time in found.items() if who != OURS}
+        if goal is None or not rivals:
+            line += ["", "", "" if goal is None else f"{goal:g}", ""]
+        else:
+            fastest = min(rivals, key=rivals.get)
+            ratio = found[OURS] / rivals[fastest]
+            line += [fastest, f"{ratio:.2f}", f"{goal:g}", "ok" if ratio <= goal else "over"]
+        table.append(line)
+    empty = times.get("empty loop", {}).get(EMPTY)
+    if empty is not None:
+        table.append(["an empty loop", time_text(empty)] + [""] * (len(table[0]) - 2))
+    # Columns that hold nothing under their heading go.
+    used = [index for index in range(len(table[0])) if any(line[index] for line in table[1:])]
+    table = [[line[index] for index in used] for line in table]
+    return table
+
+
+def markdown_of(table):
+    lines = ["| " + " | ".join(line) + " |" for line in table]
+    lines.insert(1, "|" + "|".join([" --- "] + [" ---: "] * (len(table[0]) - 1)) + "|")
+    return "\n".join(lines)
+
+
+def print_table(table):
+    widths = [max(len(line[index]) for line in table) for index in range(len(table[0]))]
+    for line in table:
+        cells = [cell.ljust(width) if index == 0 else cell.rjust(width)
+                 for index, (cell, width) in enumerate(zip(line, widths))]
+        print("  ".join(cells).rstrip())
+
+
+def machine_text():
+    model = "unknown processor"
+    with open("/proc/cpuinfo", encoding="utf-8") as info:
+        for line in info:
+            if line.startswith("model name"):
+                model = line.split(":", 1)[1].strip()
+                break
+    return f"{model}, {os.cpu_count()} processors, Linux {platform.release()}"
+
+
+def compiler_text(build):
+    """Compiler and flags as the build's cache has them."""
+    cache = dict(re.findall(r"^(\w+):\w+=(.*)$", (build / "CMakeCache.txt").read_text(), re.M))
+    kind = cache.get("CMAKE_BUILD_TYPE", "")
+    version = subprocess.run([cache["CMAKE_CXX_COMPILER"], "--version"], stdout=subprocess.PIPE,
+                             text=True, check=True).stdout.splitlines()[0]
+    flags = " ".join(filter(None, (cache.get("CMAKE_CXX_FLAGS"),
+                                   cache.get(f"CMAKE_CXX_FLAGS_{kind.upper()}"))))
+    return f"{version}, {kind} ({flags})"
+
+
+def write_markdown(path, build, options, documents):
+    """Writes the page of all subjects that have been measured in this build."""
+    command = f"bench/run.py --repetitions {options.repetitions} --min-time {options.min_time:g}"
+    parts = [
+        "# Speed",
+        "Our median time beside the medians of the peers, taken in one run on the same data with "
+        "the repetitions in random order. The ratio is our time over that of the fastest peer; "
+        "the goal is the most that it is to be.",
+        f"- date: {datetime.date.today().isoformat()}\n"
+        f"- machine: {machine_text()}\n"
+        f"- compiler: {compiler_text(build)}\n"
+        f"- command: `{command}`, which `./dev bench` calls",
+    ]
+    for subject, document in documents.items():
+        parts += [f"## {SUBJECTS[subject][0]}", markdown_of(table_of(subject, document))]
+        if document.get("facts"):
+            parts.append("\n".join(f"- {name}: {text}" for name, text in document["facts"].items()))
+    path.parent.mkdir(parents=True, exist_ok=True)
+    path.write_text("\n\n".join(parts) + "\n", encoding="utf-8")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__,
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--build", required=True, type=pathlib.Path, help="the build folder")
+    parser.add_argument("--markdown", type=pathlib.Path, metavar="FILE",
+                        help="also write a page of all subjects with results in the build folder")
+    parser.add_argument("--repetitions", type=int, default=7)
+    parser.add_argument("--min-time", type=float, default=0.2, help="seconds a repetition")
+    parser.add_argument("subjects", nargs="*", metavar="SUBJECT", help=", ".join(SUBJECTS))
+    options = parser.parse_args()
+    unknown = set(options.subjects) - set(SUBJECTS)
+    if unknown:
+        parser.error(f"no such subject: {', '.join(sorted(unknown))}")
+
+    build = options.build.resolve()
+    for subject in options.subjects or SUBJECTS:
+        document = measure(build, subject, options)
+        (build / f"{subject}.json").write_text(json.dumps(document, indent=1), encoding="utf-8")
+        print(SUBJECTS[subject][0])
+        print_table(table_of(subject, document))
+        for name, text in document.get("facts", {}).items():
+            print(f"{name}: {text}")
+        print()
+
+    if options.markdown:
+        results = {subject: build / f"{subject}.json" for subject in SUBJECTS}
+        write_markdown(options.markdown, build, options,
+                       {subject: json.loads(path.read_text()) for subject, path in results.items()
+                        if path.exists()})
+
+
+if __name__ == "__main__":
+    main()
