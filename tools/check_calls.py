@@ -1,0 +1,158 @@
+#!/usr/bin/env python3
+"""Every exported function is called by at least one test: check_calls.py SHARED-OBJECT
+
+The measure is textual: a test names the class and calls a function of that name. A test is a .cpp
+file below tests/ together with the headers of the tests that it includes. Private functions are left
+out, for their callers are the inline bodies in the headers.
+"""
+
+import pathlib
+import re
+import subprocess
+import sys
+
+from cpp_text import ROOT, Token, sources, tokens
+
+NAMESPACES = ("qz", "impl", "rc", "concurrent", "exception")
+OPERATOR = re.compile(r"operator\s*(\W+?|\(\))$")
+
+
+def exported_functions(library: str) -> set[tuple[str, str]]:
+    """The exported functions as pairs of class (empty for none) and name."""
+    output = subprocess.run(
+        [ROOT / "tools/exported_symbols.sh", library], check=True, capture_output=True, text=True
+    ).stdout
+    functions = set()
+    for symbol in output.splitlines():
+        if re.match(r"(vtable|typeinfo|VTT|construction|guard|non-virtual|virtual)\b", symbol):
+            continue
+        name = without_arguments(symbol)
+        if name is None:  # a variable: a test names it as it names a function
+            name = symbol
+        scopes = re.sub(r"\[abi:\w+\]", "", name).split("::")
+        while len(scopes) > 1 and scopes[0] in NAMESPACES:
+            scopes.pop(0)
+        functions.add(("::".join(scopes[:-1]), scopes[-1]))
+    return functions
+
+
+def without_arguments(symbol: str) -> str | None:
+    """What stands ahead of a function's argument list; None for a variable."""
+    match = re.match(r"(.*?(?:operator\(\)|operator\W+?)?)\(", symbol)
+    return match.group(1) if match else None
+
+
+class AccessReader:
+    """Finds out which functions of the public headers may be called from outside."""
+
+    def __init__(self) -> None:
+        self.callable: set[tuple[str, str]] = set()
+
+    def read(self, path: pathlib.Path) -> None:
+        stream = list(tokens(path.read_text()))
+        scopes: list[tuple[str, str]] = []  # class name, access; an empty name for other braces
+        pending: tuple[str, str] | None = None
+        for i, token in enumerate(stream):
+            if token.text in ("class", "struct") and token.kind == "name":
+                pending = self.class_head(stream, i) or pending
+            elif token.text == ";":
+                pending = None
+            elif token.text == "{":
+                scopes.append(pending or ("", ""))
+                pending = None
+            elif token.text == "}":
+                if scopes:
+                    scopes.pop()
+            elif scopes and scopes[-1][0]:
+                self.in_class(stream, i, scopes)
+
+    @staticmethod
+    def class_head(stream: list[Token], i: int) -> tuple[str, str] | None:
+        names = []
+        for token in stream[i + 1 :]:
+            if token.kind != "name":
+                break
+            names.append(token.text)
+        names = [name for name in names if name not in ("QZ_API", "final")]
+        if not names:
+            return None
+        return names[-1], "public" if stream[i].text == "struct" else "private"
+
+    def in_class(self, stream: list[Token], i: int, scopes: list[tuple[str, str]]) -> None:
+        token = stream[i]
+        name, access = scopes[-1]
+        following = stream[i + 1].text if i + 1 < len(stream) else ""
+        if token.text in ("public", "protected", "private") and following == ":":
+            scopes[-1] = (name, token.text)
+        elif access != "private" and token.kind == "name":
+            owner = "::".join(scope for scope, _ in scopes if scope)
+            self.callable.add((owner, token.text))
+
+
+class Test:
+    """The words of one test, with those of the headers that it includes."""
+
+    def __init__(self, path: pathlib.Path) -> None:
+        self.names: set[str] = set()
+        self.called: set[str] = set()
+        self.operators: set[str] = set()
+        self.read(path, set())
+
+    def read(self, path: pathlib.Path, seen: set[pathlib.Path]) -> None:
+        if path in seen:
+            return
+        seen.add(path)
+        text = path.read_text()
+        stream = list(tokens(text))
+        before = ""
+        for token, following in zip(stream, stream[1:]):
+            if token.kind == "name":
+                self.names.add(token.text)
+                # Class::function without a list of arguments is a row in a table of calls.
+                if following.text in ("(", "<") or before == "::":
+                    self.called.add(token.text)
+            elif token.kind == "other":
+                self.operators.add(token.text)
+            before = token.text
+        for name in re.findall(r'^\s*#\s*include\s*"([^"]+)"', text, re.MULTILINE):
+            for base in (path.parent, ROOT / "tests"):
+                if (base / name).is_file():
+                    self.read((base / name).resolve(), seen)
+
+    def calls(self, owner: str, function: str) -> bool:
+        class_name = owner.rpartition("::")[2]
+        if class_name and class_name not in self.names:
+            return False
+        operator = OPERATOR.match(function)
+        if operator:
+            return operator.group(1) in self.operators
+        if function.lstrip("~") == class_name:
+            return True
+        return function in self.called
+
+
+def main() -> int:
+    functions = exported_functions(sys.argv[1])
+    access = AccessReader()
+    for path in sources("include"):
+        access.read(path)
+    tests = [Test(path) for path in sources("tests") if path.suffix == ".cpp"]
+    names = set().union(*(test.names for test in tests))
+    missing = []
+    count = 0
+    for owner, function in sorted(functions):
+        is_special = function.lstrip("~") == owner.rpartition("::")[2] or function.startswith("operator")
+        if owner and not is_special and (owner, function) not in access.callable:
+            continue
+        count += 1
+        is_variable = function.startswith("ms") and function in names
+        if not is_variable and not any(test.calls(owner, function) for test in tests):
+            missing.append(f"{owner}::{function}" if owner else function)
+    for name in missing:
+        print(f"no test calls {name}")
+    print(f"{count} exported functions, {len(missing)} without a test")
+    return 1 if missing else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

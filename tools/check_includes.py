@@ -1,0 +1,121 @@
+#!/usr/bin/env python3
+"""The folders of src/ have an order, and a file includes only what stands in its own or a lower one.
+
+Private headers and public ones count alike: a public header belongs to the folder that implements
+it. An upward include is an error unless upward-includes.txt lists it, with its reason; a line there
+that isn't needed any more is an error too. No public header includes a system header, or a private
+one.
+"""
+
+import pathlib
+import re
+import sys
+
+from cpp_text import ROOT, read_exceptions, relative, sources
+
+EXCEPTIONS = "upward-includes.txt"
+
+# text and frame call each other, so they share the lowest level.
+LEVELS = {
+    "text": 0,
+    "frame": 0,
+    "log": 1,
+    "io": 2,
+    "variant": 3,
+    "filesystem": 4,
+    "concurrency": 5,
+    "system": 6,
+}
+
+# The public headers whose implementation doesn't bear their name, and those without any.
+FOLDER_OF_HEADER = {
+    "qzDirUtils.h": "filesystem",
+    "qzExport.h": "frame",
+    "qzSystemUtils.h": "frame",
+    "qzThread.h": "frame",
+}
+
+# Includes everything, so nothing inside may include it.
+UMBRELLA = "qz.h"
+
+INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.MULTILINE)
+
+# A header of the system ends in .h or stands in a folder; the standard library's do neither.
+STANDARD_HEADER = re.compile(r"[a-z_0-9]+")
+
+
+def folder_of_public(name: str) -> str | None:
+    """The folder of src/ that implements a public header."""
+    if name in FOLDER_OF_HEADER:
+        return FOLDER_OF_HEADER[name]
+    stem = pathlib.Path(name).stem
+    paths = [path for path in sources("src") if path.suffix == ".cpp"]
+    named = [path for path in paths if path.stem == stem]
+    # A big class has several files, which begin with its name.
+    folders = {path.parent.name for path in named or paths if path.name.startswith(stem)}
+    return folders.pop() if len(folders) == 1 else None
+
+
+def folder_of_include(path: pathlib.Path, quote: str, name: str) -> str | None:
+    """The folder that an include leads to; None for the standard library and the system."""
+    if name.startswith("qz/"):
+        folder = folder_of_public(pathlib.Path(name).name)
+        if folder is None:
+            raise LookupError(f"<{name}> belongs to no folder; tools/check_includes.py may name it")
+        return folder
+    if quote == "<":
+        return None
+    for base in (path.parent, ROOT / "src"):
+        found = (base / name).resolve()
+        if found.is_file():
+            return found.relative_to(ROOT / "src").parts[0]
+    raise LookupError(f'"{name}" is no private header')
+
+
+def check_sources(exceptions: dict[str, str]) -> list[str]:
+    problems = []
+    used = set()
+    for path in sources("src"):
+        own = path.relative_to(ROOT / "src").parts[0]
+        for quote, name in INCLUDE.findall(path.read_text()):
+            try:
+                if own not in LEVELS:
+                    raise LookupError(f"src/{own} has no place in the order")
+                folder = folder_of_include(path, quote, name)
+            except LookupError as error:
+                problems.append(f"{relative(path)}: {error}")
+                continue
+            if folder is None or LEVELS[folder] <= LEVELS[own]:
+                continue
+            line = f"{relative(path)} {name}"
+            if line in exceptions:
+                used.add(line)
+            else:
+                problems.append(f"{relative(path)}: {name} leads up from {own} to {folder}")
+    problems += [
+        f"tools/{EXCEPTIONS}: not needed any more: {line}" for line in sorted(set(exceptions) - used)
+    ]
+    return problems
+
+
+def check_public_headers() -> list[str]:
+    problems = []
+    for path in sources("include"):
+        for quote, name in INCLUDE.findall(path.read_text()):
+            if name.startswith("qz/") and quote == "<":
+                if name == f"qz/{UMBRELLA}":
+                    problems.append(f"{relative(path)}: includes <{name}>, which includes all")
+            elif quote == '"' or not STANDARD_HEADER.fullmatch(name):
+                problems.append(f"{relative(path)}: {name} has no place in a public header")
+    return problems
+
+
+def main() -> int:
+    problems = check_sources(read_exceptions(EXCEPTIONS)) + check_public_headers()
+    for problem in problems:
+        print(problem)
+    return 1 if problems else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

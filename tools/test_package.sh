@@ -1,0 +1,116 @@
+#!/bin/bash
+# Builds and runs the consumer of tests/package/ against what was installed only, with CMake and with
+# pkg-config, as C++17 and as C++20: against an install of the shared library, one of the static
+# library, and the unpacked Debian packages. `./dev package` builds what it takes.
+
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+readonly packages=$PWD/build/package/packages
+# Out of the project, so that nothing is found by chance.
+work=$(mktemp -d)
+readonly work
+trap 'rm -rf "$work"' EXIT
+
+quietly()
+{
+    "$@" >"$work/log" 2>&1 || {
+        cat "$work/log"
+        echo "Failed: $*"
+        return 1
+    }
+}
+
+# --- The consumer ----------------------------------------------------------------------------
+
+# with_cmake PREFIX STANDARD
+with_cmake()
+{
+    local build=$work/cmake
+    rm -rf "$build"
+    quietly cmake -S "$work/consumer" -B "$build" -G Ninja -DCMAKE_PREFIX_PATH="$1" \
+        -DCMAKE_CXX_STANDARD="$2" -DCMAKE_CXX_EXTENSIONS=OFF
+    quietly cmake --build "$build"
+    quietly ctest --test-dir "$build" --no-tests=error --output-on-failure
+    if [[ $(grep -c -e '-fnon-call-exceptions.* -c ' "$build/compile_commands.json") != 1 ]]; then
+        echo "The flag -fnon-call-exceptions belongs to one of the two programs"
+        return 1
+    fi
+    echo "    C++$2 with CMake"
+}
+
+# with_pkg_config PREFIX STANDARD [LINK-OPTION...]; the caller tells pkg-config where to look
+with_pkg_config()
+{
+    local prefix=$1 standard=$2 flags
+    shift 2
+    read -ra flags <<<"$(pkg-config --cflags --libs qzSystem)"
+    quietly g++ "-std=c++$standard" "$work/consumer/consumer.cpp" "${flags[@]}" "$@" \
+        -o "$work/consumer/program"
+    quietly env LD_LIBRARY_PATH="$(dirname "$(find "$prefix" -name 'libqzSystem.*' | head -n 1)")" \
+        "$work/consumer/program" "$work/consumer.bin"
+    echo "    C++$standard with pkg-config"
+}
+
+test_consumer()
+{
+    local prefix=$1 standard
+    cp -r tests/package "$work/consumer"
+    for standard in 17 20; do
+        with_cmake "$prefix" $standard
+        with_pkg_config "$prefix" $standard
+    done
+    rm -rf "$work/consumer"
+}
+
+# --- What it is tested against ---------------------------------------------------------------
+
+install_library()
+{
+    local name=$1
+    shift
+    quietly cmake --preset install -B "build/install-$name" -DCMAKE_INSTALL_PREFIX="$work/$name" "$@"
+    quietly cmake --build "build/install-$name"
+    quietly cmake --install "build/install-$name"
+}
+
+test_install()
+{
+    local name=$1
+    echo "Installed, $name library"
+    install_library "$@"
+    PKG_CONFIG_LIBDIR=$work/$name/lib/pkgconfig test_consumer "$work/$name"
+}
+
+test_debian_packages()
+{
+    local root=$work/root package library
+    echo "Debian packages"
+    for package in "$packages"/*.deb; do
+        dpkg-deb -x "$package" "$root"
+    done
+    library=$(find "$root" -name 'libqzSystem.so.3.0')
+    export PKG_CONFIG_SYSROOT_DIR=$root PKG_CONFIG_LIBDIR=${library%/*}/pkgconfig
+    test_consumer "$root/usr"
+    unset PKG_CONFIG_SYSROOT_DIR PKG_CONFIG_LIBDIR
+}
+
+# What these tags ask for belongs to an upload to Debian, which this isn't; the last one is about
+# scripts of CPack's own making.
+readonly not_ours=(no-changelog initial-upload-closes-no-bugs copyright-without-copyright-notice
+    no-symbols-control-file wrong-name-for-upstream-changelog maintscript-calls-ldconfig)
+
+lint_debian_packages()
+{
+    echo "Lintian"
+    local tags
+    tags=$(IFS=, && echo "${not_ours[*]}")
+    # Not the package with the debug information, which is all CPack's own making.
+    lintian --allow-root --fail-on error,warning --suppress-tags "$tags" "$packages"/*.deb
+}
+
+ls -l "$packages"
+lint_debian_packages
+test_debian_packages
+test_install shared
+test_install static -DBUILD_SHARED_LIBS=OFF
