@@ -17,7 +17,7 @@ namespace recorder {
 namespace {
 
 constexpr const char* kChannel = "recorder";
-constexpr unsigned long kReportEvery = 1024 * 1024;
+constexpr unsigned long kReportEvery = 1024UL * 1024;
 
 // The device knows that a file can't be opened or read; the system knows why.
 std::string findReason(const qz::qzIoDeviceFileStream& device)

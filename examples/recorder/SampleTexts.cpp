@@ -12,8 +12,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uintmax_t kWantedBytes = 5 * 1024 * 1024;
-constexpr std::uintmax_t kLargestFile = 4 * 1024 * 1024;
+constexpr std::uintmax_t kWantedBytes = 5UL * 1024 * 1024;
+constexpr std::uintmax_t kLargestFile = 4UL * 1024 * 1024;
 constexpr std::uintmax_t kSmallestFile = 1024;
 
 using SizedPath = std::pair<std::uintmax_t, std::string>;

@@ -5,3 +5,6 @@
 
 /// Put on an exported class or function.
 #define QZ_API __attribute__((visibility("default")))
+
+/// Put on what an exported class keeps to itself.
+#define QZ_LOCAL __attribute__((visibility("hidden")))

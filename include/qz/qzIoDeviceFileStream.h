@@ -63,7 +63,7 @@ public:
 private:
     friend class qzIoDeviceFileStreamTestPeer;
 
-    class Stream;  // a standard file stream with a buffer of its own
+    class QZ_LOCAL Stream;  // a standard file stream with a buffer of its own
 
     unsigned long readFromStream(char* dst, unsigned long size);
     unsigned long writeToStream(const char* src, unsigned long size);

@@ -150,9 +150,9 @@ qzLogObject& qzLogObject::operator<<(const T& value)
 
 /// Inserts the text of a system error.
 template <>
-inline qzLogObject& qzLogObject::operator<< <SystemError>(const SystemError& error)
+inline qzLogObject& qzLogObject::operator<< <SystemError>(const SystemError& value)
 {
-    if (!isOff()) insert(error);
+    if (!isOff()) insert(value);
     return *this;
 }
 

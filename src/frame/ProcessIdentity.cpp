@@ -29,7 +29,8 @@ long* makeCellWipedOnFork()
 std::string makeThreadIdText()
 {
     char digits[24];
-    const auto end = std::to_chars(digits, digits + sizeof digits, ::syscall(SYS_gettid)).ptr;
+    auto* const end =
+        std::to_chars(digits, digits + sizeof digits, ::syscall(SYS_gettid)).ptr;
     return {digits, end};
 }
 

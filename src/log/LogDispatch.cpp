@@ -23,7 +23,7 @@ namespace {
 bool isSwitchedOff(const qzLogParameters& parameters, const qzLog::LogEntry& entry)
 {
     return entry.type == qzLog::Debug && !entry.subType.empty() &&
-           parameters.subTypeBlacklist.count(entry.subType) != 0;
+           parameters.subTypeBlacklist.contains(entry.subType);
 }
 
 void writePendingNotice(qzLogParameters& parameters)

@@ -32,7 +32,7 @@ struct FreeLocaleCell {
 using LocaleCell = std::unique_ptr<__locale_struct*, FreeLocaleCell>;
 
 struct DeleteKeyCell {
-    void operator()(pthread_key_t* cell) const
+    void operator()(const pthread_key_t* cell) const
     {
         ::pthread_key_delete(*cell);
         delete cell;
@@ -102,13 +102,13 @@ bool qzStringUtils::InitializeStringUtils()
 bool qzStringUtils::TerminateStringUtils()
 {
     if (msCLocale == nullptr) return false;
-    LocaleCell{std::exchange(msCLocale, nullptr)};
+    FreeLocaleCell()(std::exchange(msCLocale, nullptr));
     delete std::exchange(msCplusLocale, nullptr);
     ++gGeneration;
     if (msThreadContent == nullptr) return true;
     deleteThreadContent(::pthread_getspecific(*msThreadContent));
     ::pthread_setspecific(*msThreadContent, nullptr);
-    KeyCell{std::exchange(msThreadContent, nullptr)};
+    DeleteKeyCell()(std::exchange(msThreadContent, nullptr));
     return true;
 }
 
