@@ -29,8 +29,7 @@ long* makeCellWipedOnFork()
 std::string makeThreadIdText()
 {
     char digits[24];
-    auto* const end =
-        std::to_chars(digits, digits + sizeof digits, ::syscall(SYS_gettid)).ptr;
+    auto* const end = std::to_chars(digits, digits + sizeof digits, ::syscall(SYS_gettid)).ptr;
     return {digits, end};
 }
 

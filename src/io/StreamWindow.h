@@ -49,7 +49,8 @@ public:
     static bool tryWrite(std::streambuf& buffer, const char* src, unsigned long size)
     {
         char* const next = (buffer.*kWriteNext)();
-        if (static_cast<unsigned long>((buffer.*kWriteEnd)() - next) <= size) return false;
+        const auto room = static_cast<unsigned long>((buffer.*kWriteEnd)() - next);
+        if (size == 0 || room <= size) return false;  // nothing may come with a null address
         copyBytes(next, src, size);
         (buffer.*kWriteSkip)(static_cast<int>(size));
         return true;
