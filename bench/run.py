@@ -118,6 +118,11 @@ def measure(build, subject, options):
         whole["benchmarks"] += more["benchmarks"]
     if subject == "start":
         whole["facts"] = load_facts(build)
+    whole["run"] = {
+        "date": datetime.date.today().isoformat(),
+        "command": f"bench/run.py --repetitions {options.repetitions} "
+                   f"--min-time {options.min_time:g} {subject}",
+    }
     return whole
 
 
@@ -213,21 +218,22 @@ def compiler_text(build):
     return f"{version}, {kind} ({flags})"
 
 
-def write_markdown(path, build, options, documents):
+def write_markdown(path, build, documents):
     """Writes the page of all subjects that have been measured in this build."""
-    command = f"bench/run.py --repetitions {options.repetitions} --min-time {options.min_time:g}"
     parts = [
         "# Speed",
         "Our median time beside the medians of the peers, taken in one run on the same data with "
         "the repetitions in random order. The ratio is our time over that of the fastest peer; "
-        "the goal is the most that it is to be.",
-        f"- date: {datetime.date.today().isoformat()}\n"
-        f"- machine: {machine_text()}\n"
-        f"- compiler: {compiler_text(build)}\n"
-        f"- command: `{command}`, which `./dev bench` calls",
+        "the goal is the most that it is to be. `./dev bench` measures all of it anew.",
+        f"- machine: {machine_text()}\n- compiler: {compiler_text(build)}",
     ]
     for subject, document in documents.items():
-        parts += [f"## {SUBJECTS[subject][0]}", markdown_of(table_of(subject, document))]
+        run = document["run"]
+        parts += [
+            f"## {SUBJECTS[subject][0]}",
+            markdown_of(table_of(subject, document)),
+            f"Measured on {run['date']} by `{run['command']}`.",
+        ]
         if document.get("facts"):
             parts.append("\n".join(f"- {name}: {text}" for name, text in document["facts"].items()))
     path.parent.mkdir(parents=True, exist_ok=True)
@@ -260,7 +266,7 @@ def main():
 
     if options.markdown:
         results = {subject: build / f"{subject}.json" for subject in SUBJECTS}
-        write_markdown(options.markdown, build, options,
+        write_markdown(options.markdown, build,
                        {subject: json.loads(path.read_text()) for subject, path in results.items()
                         if path.exists()})
 

@@ -1,10 +1,23 @@
 #include "records.h"
 
+#include <climits>
 #include <cstdint>
+
+#include <malloc.h>
 
 namespace bench {
 
 namespace {
+
+// The process keeps the memory that a pass gives back. By itself malloc returns the large blocks of
+// some passes to the system, and the price of fresh pages, which is half of the whole and the same
+// for everyone, would come and go with the order of the cases.
+bool keepMemory()
+{
+    return ::mallopt(M_MMAP_MAX, 0) == 1 && ::mallopt(M_TRIM_THRESHOLD, INT_MAX) == 1;
+}
+
+const Check kKeepsMemory("malloc keeps its memory", keepMemory);
 
 std::vector<Record> makeRecords()
 {

@@ -5,10 +5,9 @@
 #include <vector>
 
 #include <qz/qzExport.h>
+#include <qz/qzIoDevice.h>
 
 namespace qz {
-
-class qzIoDevice;
 
 /// Writes numbers, strings and bytes to a device, and reads them back.
 ///
@@ -131,6 +130,7 @@ private:
     template <typename T>
     qzDataStream& readNumber(MoveNumber move, T& value);
     void setWriteError();
+    void setTextError(unsigned long size);
     void setReadError();
     unsigned long moveToDevice(const char* data, unsigned long size);
     unsigned long moveFromDevice(char* data, unsigned long size);
@@ -220,6 +220,26 @@ inline qzDataStream& qzDataStream::operator<<(float value)
 inline qzDataStream& qzDataStream::operator<<(double value)
 {
     return writeNumber(mWrite8Bytes, value);
+}
+
+inline qzDataStream& qzDataStream::operator<<(std::string_view text)
+{
+    if (!mOk) return *this;
+    const unsigned long size = text.size();
+    if (size > 0xFFFFFFFF) {
+        setTextError(size);
+        return *this;
+    }
+    *this << static_cast<unsigned int>(size);
+    if (size == 0) return *this;
+    // The bytes are tried also when the count has failed; a device in error moves none of them.
+    if (mDevice == nullptr || mDevice->writeBytes(text.data(), size) != size) setTextError(size);
+    return *this;
+}
+
+inline qzDataStream& qzDataStream::operator<<(const std::string& text)
+{
+    return *this << std::string_view(text);
 }
 
 inline qzDataStream& qzDataStream::operator>>(bool& value)

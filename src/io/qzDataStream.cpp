@@ -4,8 +4,6 @@
 #include <cstring>
 #include <limits>
 
-#include <qz/qzIoDevice.h>
-
 namespace qz {
 
 namespace {
@@ -202,25 +200,10 @@ bool qzDataStream::read8BytesBigEndian(char* data)
     return moved;
 }
 
-qzDataStream& qzDataStream::operator<<(std::string_view text)
+[[gnu::cold]] void qzDataStream::setTextError(unsigned long size)
 {
-    if (!mOk) return *this;
-    if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
-        setError("Trying to write 4GB+ string");
-        return *this;
-    }
-    *this << static_cast<unsigned int>(text.size());
-    if (text.empty()) return *this;
-    // The bytes are tried also when the count has failed; a device in error moves none of them.
-    if (moveToDevice(text.data(), text.size()) != text.size()) {
-        setError("Fail to write string data");
-    }
-    return *this;
-}
-
-qzDataStream& qzDataStream::operator<<(const std::string& text)
-{
-    return *this << std::string_view(text);
+    const bool isTooLong = size > std::numeric_limits<std::uint32_t>::max();
+    setError(isTooLong ? "Trying to write 4GB+ string" : "Fail to write string data");
 }
 
 qzDataStream& qzDataStream::operator<<(const char* text)

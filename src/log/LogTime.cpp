@@ -1,5 +1,6 @@
 #include "LogTime.h"
 
+#include <cstdlib>
 #include <cstring>
 
 #include <langinfo.h>
@@ -53,6 +54,12 @@ public:
         if (size != 0) std::memcpy(mText, mEntry, size);
         return true;
     }
+    bool hasSameText() const
+    {
+        const char* const zone = std::getenv("TZ");
+        const bool hadZone = mEntry != nullptr;
+        return (zone != nullptr) == hadZone && (!hadZone || std::strcmp(zone, mText + 3) == 0);
+    }
     // Without a TZ the slot is the end of the environment, which another entry would have moved.
     bool isCurrent() const
     {
@@ -74,21 +81,26 @@ private:
 // names share one there.
 class HeldZone {
 public:
+    // Declines a TZ that changed while the names stayed: tzset may still be to come, or have been,
+    // and nothing else would tell.
     bool hold()
     {
+        if (hasSameNames() && !mVariable.hasSameText()) return false;
         mStandardName = ::tzname[0];
         mSummerName = ::tzname[1];
         mOffset = ::timezone;
         mHasSummerTime = ::daylight;
         return mVariable.hold();
     }
-    bool isCurrent() const
-    {
-        return mStandardName == ::tzname[0] && mSummerName == ::tzname[1] &&
-               mOffset == ::timezone && mHasSummerTime == ::daylight && mVariable.isCurrent();
-    }
+    bool isCurrent() const { return hasSameNames() && mVariable.isCurrent(); }
 
 private:
+    bool hasSameNames() const
+    {
+        return mStandardName == ::tzname[0] && mSummerName == ::tzname[1] &&
+               mOffset == ::timezone && mHasSummerTime == ::daylight;
+    }
+
     const char* mStandardName = nullptr;
     const char* mSummerName = nullptr;
     long mOffset = 0;
@@ -113,6 +125,7 @@ public:
     // pass.
     std::string make(long second)
     {
+        mIsHeld = false;
         const bool isZoneHeld = mZone.hold();
         std::string text =
             qzSystemUtils::ConvertSecElapsedSinceEpochToString(second, kLogTimeFormat, true);

@@ -11,6 +11,7 @@
 #include <iostream>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -140,6 +141,36 @@ TEST(LogTimeTest, KeepsTheOldZoneUntilItIsSet)
     const support::EnvironmentVariable unset("TZ", "CET-1");
     EXPECT_EQ(makePrefix(kMarchMs), before);
     EXPECT_EQ(makePrefix(kMarchMs + 1000), makeReference(kMarchMs + 1000));
+}
+
+TEST(LogTimeTest, ShowsAZoneThatIsSetAfterALineCameInBetween)
+{
+    const LibraryStart library;
+    const TimeZoneGuard first("EST5EDT,M3.2.0,M11.1.0");
+    const std::string before = makePrefix(kMarchMs);
+    const support::EnvironmentVariable announced("TZ", "EST5EDT,M4.1.0,M10.5.0");
+    EXPECT_EQ(makePrefix(kMarchMs), before);
+    EXPECT_EQ(makePrefix(kMarchMs), before);
+    ::tzset();
+    EXPECT_EQ(makePrefix(kMarchMs), makeReference(kMarchMs));
+    EXPECT_NE(makeReference(kMarchMs), before) << "the pair proves nothing";
+}
+
+TEST(LogTimeTest, ShowsAZoneWhoseFirstLineFoundNoMemory)
+{
+    const LibraryStart library;
+    const TimeZoneGuard first("UTC0");
+    makePrefix(kMarchMs);
+    const std::string before = makePrefix(kMarchMs);
+    const TimeZoneGuard second("CET-1");
+    {
+        qzLog::LogEntry entry;
+        entry.timeMs = kMarchMs;
+        const support::AllocationFault fault(1);
+        EXPECT_THROW(entry.computeLogPrefix(true), std::bad_alloc);
+    }
+    EXPECT_EQ(makePrefix(kMarchMs), makeReference(kMarchMs));
+    EXPECT_NE(makeReference(kMarchMs), before);
 }
 
 TEST(LogTimeTest, ShowsALocaleOfTheProcessInTheSameSecond)
