@@ -1,0 +1,71 @@
+#!/bin/bash
+# What the recorder promises to its users. recorder_test.sh RECORDER
+
+set -euo pipefail
+
+readonly recorder=$1
+folder=$(mktemp -d)
+readonly folder
+trap 'rm -rf "$folder"' EXIT
+cd "$folder"
+
+fail()
+{
+    echo "recorder: $*" >&2
+    exit 1
+}
+
+# expect STATUS ARGUMENT...: runs the recorder; its output is in `out`.
+expect()
+{
+    local wanted=$1 status=0
+    shift
+    "$recorder" "$@" >out 2>&1 || status=$?
+    ((status == wanted)) || fail "status $status instead of $wanted for: $* ($(cat out))"
+}
+
+expect_line() { grep -q -- "$1" out || fail "no line with '$1' in: $(cat out)"; }
+
+printf 'one\ntwo\n\nlast without a line end' >text
+printf 'a\0b\n\xff\n' >bytes
+: >empty
+
+for endian in little big; do
+    expect 0 --endian "$endian" --output "$endian.rec" text bytes empty
+    expect_line '^ *files *3$'
+    expect_line '^ *records *6$'
+    expect_line '^ *bytes in *38$'
+done
+# A record is 8 + 8 bytes, a count of 4, and the text.
+[[ $(stat -c %s little.rec) == $((6 * 20 + 38)) ]] || fail "the recording has another size"
+[[ $(od -An -tx1 -j16 -N4 little.rec) == " 04 00 00 00" ]] || fail "the count isn't little-endian"
+[[ $(od -An -tx1 -j16 -N4 big.rec) == " 00 00 00 04" ]] || fail "the count isn't big-endian"
+
+expect 1 --output /dev/full text
+expect_line 'TRACE(iodevice).*qzIoDevice error : std sub stream fail bit is set after a write'
+expect_line "CRITICAL(recorder).*cannot write '/dev/full': std sub stream fail bit is set"
+
+expect 1 missing text /
+expect_line "cannot record 'missing': System error : '(2) ENOENT"
+expect_line "cannot record '/': System error : '(21) EISDIR"
+expect_line '^ *records *4$'
+
+expect 2 --endian middle
+expect_line "option '--endian' can't be 'middle'"
+expect 2 --output
+expect_line "option '--output' wants a value"
+expect 0 --help
+
+# An interruption leaves neither the recording nor its draft. The pipe keeps the recorder waiting.
+mkfifo pipe
+mkdir kept
+"$recorder" --output kept/interrupted.rec text pipe >out 2>&1 &
+exec 3>pipe
+echo line >&3
+until grep -q "text' ends at record" out; do sleep 0.05; done
+kill -TERM $!
+exec 3>&-
+status=0
+wait $! || status=$?
+((status == 143)) || fail "status $status instead of 143 after an interruption"
+[[ -z $(ls -A kept) ]] || fail "an interruption left $(ls kept)"
