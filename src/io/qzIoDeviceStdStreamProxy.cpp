@@ -1,5 +1,7 @@
 #include <qz/qzIoDeviceStdStreamProxy.h>
 
+#include <cxxabi.h>
+
 #include <istream>
 #include <ostream>
 
@@ -10,12 +12,16 @@ namespace qz {
 namespace {
 
 // A stream whose owner asked it to throw has its state set before it does, and that is looked at.
+// What its buffer throws may come through as it is: from reads and writes if the owner asked for
+// it, from moves and tells of an output always.
 template <typename Work>
 void quietly(Work work)
 {
     try {
         work();
-    } catch (const std::ios_base::failure&) {
+    } catch (const abi::__forced_unwind&) {  // the thread is being cancelled
+        throw;
+    } catch (...) {
     }
 }
 
