@@ -265,6 +265,16 @@ TEST_F(qzIoDeviceFileStreamTest, SeesNoMoreOfAFileThatGrowsOnceItSaidThatItEnds)
     EXPECT_EQ(read(10), "");
 }
 
+TEST_F(qzIoDeviceFileStreamTest, LooksAnewForTheEndWhereItWritesToo)
+{
+    openOver("abc", kBoth);
+    read(3);
+    EXPECT_TRUE(mDevice.atEnd());
+    mFolder.write("file", "abcdef");
+    EXPECT_FALSE(mDevice.atEnd()) << "a question leaves no state behind";
+    EXPECT_EQ(read(3), "def");
+}
+
 TEST_F(qzIoDeviceFileStreamTest, IsAtTheEndWhereItOnlyWrites)
 {
     mDevice.open(mPath, kWrite, true);
