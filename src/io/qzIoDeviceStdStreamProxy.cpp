@@ -49,7 +49,7 @@ qzIoDeviceStdStreamProxy::~qzIoDeviceStdStreamProxy() = default;
 
 unsigned long qzIoDeviceStdStreamProxy::readBytes(char* dst, unsigned long size)
 {
-    if (hasOwnError() || mInput == nullptr) return 0;
+    if (!good() || mInput == nullptr) return 0;
     quietly([&] { mInput->read(dst, static_cast<std::streamsize>(size)); });
     const auto count = static_cast<unsigned long>(mInput->gcount());
     ReadOutcome outcome = ReadOutcome::Moved;
@@ -63,7 +63,7 @@ unsigned long qzIoDeviceStdStreamProxy::readBytes(char* dst, unsigned long size)
 
 unsigned long qzIoDeviceStdStreamProxy::writeBytes(const char* src, unsigned long size)
 {
-    if (hasOwnError() || mOutput == nullptr) return 0;
+    if (!good() || mOutput == nullptr) return 0;
     quietly([&] { mOutput->write(src, static_cast<std::streamsize>(size)); });
     if (mOutput->fail()) {
         setDeviceError(

@@ -319,6 +319,8 @@ TEST_F(qzDataStreamFailure, OfADeviceBehindADeviceShowsWithoutAText)
     EXPECT_EQ(mStream.getErrorMsg(), "");
 }
 
+namespace {
+
 // Says that it is in error whenever it is asked, and moves its bytes all the same.
 class Tireless : public DeviceStub {
 public:
@@ -343,6 +345,8 @@ public:
 private:
     bool mIsBroken = true;
 };
+
+}  // namespace
 
 TEST_F(qzDataStreamFailure, OfTheDeviceAloneStopsNoWrite)
 {

@@ -97,6 +97,8 @@ TEST_F(qzIoDeviceStdStreamProxyTest, LeavesTheStateOfAFailedStreamToAReadOfNothi
     EXPECT_EQ(mSource.rdstate(), std::ios::failbit) << "no end was met";
 }
 
+namespace {
+
 // Does something when its bytes are moved.
 class MeddlingBuffer : public std::stringbuf {
 public:
@@ -131,6 +133,8 @@ protected:
 private:
     std::function<void()> mMeddle;
 };
+
+}  // namespace
 
 TEST_F(qzIoDeviceStdStreamProxyTest, GivesNothingOfAReadThatLeavesTheStreamBad)
 {
@@ -207,6 +211,29 @@ TEST_F(qzIoDeviceStdStreamProxyTest, WritesNothingInError)
     mOutput.setDeviceError("x");
     EXPECT_EQ(write("ab"), 0U);
     EXPECT_EQ(mSink.str(), "");
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, MovesByAnOverriddenErrorState)
+{
+    class OwnErrorState : public qzIoDeviceStdStreamProxy {
+    public:
+        using qzIoDeviceStdStreamProxy::qzIoDeviceStdStreamProxy;
+        bool hasDeviceError() const override { return isInError; }
+        bool isInError = true;
+    };
+    OwnErrorState input(static_cast<std::istream*>(&mSource));
+    OwnErrorState output(static_cast<std::ostream*>(&mSink));
+    char byte = 'x';
+    EXPECT_EQ(input.readBytes(&byte, 1), 0U);
+    EXPECT_EQ(mSource.tellg(), 0);
+    EXPECT_EQ(output.writeBytes("a", 1), 0U);
+    EXPECT_EQ(mSink.str(), "");
+    input.isInError = false;
+    input.setDeviceError("x");
+    EXPECT_EQ(input.readBytes(&byte, 1), 1U);
+    output.isInError = false;
+    output.setDeviceError("x");
+    EXPECT_EQ(output.writeBytes("a", 1), 1U);
 }
 
 TEST_F(qzIoDeviceStdStreamProxyTest, MovesOnlyTheOtherWayRound)

@@ -84,6 +84,8 @@ TEST_F(qzIoDeviceTest, TakesItsOwnTextAsAMessage)
     EXPECT_EQ(mDevice.getDeviceErrorMsg(), "first");
 }
 
+namespace {
+
 // Has an error state of its own, as a device over others has.
 class OwnErrorState : public DeviceStub {
 public:
@@ -99,6 +101,8 @@ public:
     bool isInError = false;
     bool failsToRead = false;
 };
+
+}  // namespace
 
 TEST_F(qzIoDeviceTest, IsGoodWhenAnOverriddenErrorStateSaysSo)
 {
