@@ -163,6 +163,17 @@ TEST_P(ByteSearchForms, GivesUpWhereEveryPlaceLooksLikeTheNeedle)
     EXPECT_LT(job.position, 2000U) << "this is no longer linear";
 }
 
+TEST_P(ByteSearchForms, LosesNoPlaceWhereItGivesUp)
+{
+    std::string needle(40, 'a');
+    needle[1] = 'b';
+    for (std::size_t before = 0; before < 200; ++before) {
+        const std::string text = std::string(before, 'a') + needle;
+        ASSERT_EQ(findAll(text, needle), Places{before});
+        ASSERT_EQ(findFolded(text, needle, 0), before);
+    }
+}
+
 TEST_P(ByteSearchForms, GivesUpSoonerWhereLongPiecesAreAlike)
 {
     const std::string text(8000, 'a');
