@@ -14,6 +14,7 @@
 #include <qz/qzIoDeviceStdStreamProxy.h>
 #include <qz/qzLog.h>
 #include <qz/qzLogObject.h>
+#include <qz/qzMathUtils.h>
 #include <qz/qzStringUtils.h>
 #include <qz/qzSystem.h>
 #include <qz/qzSystemUtils.h>
