@@ -3,6 +3,7 @@
 /// @file
 /// Everything that the library offers, for programs that don't mind the compile time.
 
+#include <qz/AsciiTableBuilder.h>
 #include <qz/SystemError.h>
 #include <qz/qzDataStream.h>
 #include <qz/qzDirUtils.h>
