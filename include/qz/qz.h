@@ -16,7 +16,9 @@
 #include <qz/qzLog.h>
 #include <qz/qzLogObject.h>
 #include <qz/qzMathUtils.h>
+#include <qz/qzSimdConstants.h>
 #include <qz/qzStringUtils.h>
 #include <qz/qzSystem.h>
 #include <qz/qzSystemUtils.h>
+#include <qz/qzSystemVersion.h>
 #include <qz/qzThread.h>
