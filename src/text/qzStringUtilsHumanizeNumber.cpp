@@ -28,8 +28,8 @@ constexpr Prefix kLargePrefixes[] = {
 };
 
 constexpr Prefix kSmallPrefixes[] = {
-    {1e-3, 0x1p-10, "m"},  {1e-6, 0x1p-20, "\u00b5"}, {1e-9, 0x1p-30, "n"},  {1e-12, 0x1p-40, "p"},
-    {1e-15, 0x1p-50, "f"}, {1e-18, 0x1p-60, "a"},     {1e-21, 0x1p-70, "z"}, {1e-24, 0x1p-80, "y"},
+    {1e-3, 0x1p-10, "m"},  {1e-6, 0x1p-20, "µ"},  {1e-9, 0x1p-30, "n"},  {1e-12, 0x1p-40, "p"},
+    {1e-15, 0x1p-50, "f"}, {1e-18, 0x1p-60, "a"}, {1e-21, 0x1p-70, "z"}, {1e-24, 0x1p-80, "y"},
 };
 
 // Divides a magnitude by its prefix, whose letter it returns.

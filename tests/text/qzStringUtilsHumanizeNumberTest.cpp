@@ -133,7 +133,7 @@ constexpr RealRow kRealRows[] = {
 
     {"DecimalMilli", 1e-3, kDecimal, "1m"},
     {"BelowMilli", 999e-6, kDecimal, "999\xC2\xB5"},
-    {"Micro", 1e-6, kDecimal, "1\xC2\xB5"},
+    {"Micro", 1e-6, kDecimal, "1µ"},
     {"BelowMicro", 999e-9, kDecimal, "999n"},
     {"Nano", 1e-9, kDecimal, "1n"},
     {"BelowNano", 999e-12, kDecimal, "999p"},
