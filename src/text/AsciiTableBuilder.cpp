@@ -6,8 +6,9 @@
 #include <utility>
 #include <vector>
 
+#include <qz/qzStringUtils.h>
+
 #include "BoxGlyphs.h"
-#include "CodePointCount.h"
 
 namespace qz {
 
@@ -62,7 +63,7 @@ void widen(Widths& widths, const Row& row)
         ++column;
         ++span;
         if (cell.fused) continue;
-        const std::size_t needed = text::countCodePoints(cell.content) + 2;
+        const std::size_t needed = qzStringUtils::CountUtf8Char(cell.content) + 2;
         const std::size_t share = (needed + span - 1) / span;
         for (; span > 0; --span)
             widths[column - span] = std::max(widths[column - span], share);
@@ -80,7 +81,7 @@ Widths measureColumns(const Rows& rows)
 // The frame of the title, but for its lower line. A wide title widens the last column.
 void appendTitle(std::string& text, const std::string& title, Widths& widths)
 {
-    const std::size_t length = text::countCodePoints(title);
+    const std::size_t length = qzStringUtils::CountUtf8Char(title);
     std::size_t lineLength = std::accumulate(widths.begin(), widths.end(), 1 + widths.size());
     if (lineLength < length + 2) {
         widths.back() += length + 2 - lineLength;
@@ -127,7 +128,7 @@ void appendCells(std::string& text, const Widths& widths, const Row& row)
             text.append(width, ' ').append("│");
             continue;
         }
-        const std::size_t blanks = width + extra - text::countCodePoints(cell->content);
+        const std::size_t blanks = width + extra - qzStringUtils::CountUtf8Char(cell->content);
         const std::size_t left = extra == 0 ? 1 : blanks / 2;
         text.append(left, ' ').append(cell->content).append(blanks - left, ' ').append("│");
         extra = 0;
