@@ -5,6 +5,7 @@
 
 #include <qz/AsciiTableBuilder.h>
 #include <qz/SystemError.h>
+#include <qz/qzByteArrayLowFootprint.h>
 #include <qz/qzDataStream.h>
 #include <qz/qzDirUtils.h>
 #include <qz/qzExport.h>

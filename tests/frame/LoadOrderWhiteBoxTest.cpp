@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <qz/qzByteArrayLowFootprint.h>
 #include <qz/qzSimdConstants.h>
 
 #include "frame/LibInitCounterTestPeer.h"
@@ -24,6 +25,8 @@ struct Look {
 
 // What is there without being made: seen by the first object that a program may have.
 struct FirstLook {
+    bool seesByteArrays =
+        qzByteArrayLowFootprint::sNull.isNull() && !qzByteArrayLowFootprint::sEmpty.isNull();
     bool seesSimdConstants =
         sSSEOne.lanes[3] == 1 && sMaskTable[15].lanes[3] == 0xFFFFFFFF && sOffset[4] == 3;
 };
@@ -39,6 +42,7 @@ const Look gWithoutPriority;
 
 TEST(LoadOrderTest, HasConstantsAheadOfEverything)
 {
+    EXPECT_TRUE(gFirst.seesByteArrays);
     EXPECT_TRUE(gFirst.seesSimdConstants);
 }
 
