@@ -4,6 +4,7 @@
 /// Everything that the library offers, for programs that don't mind the compile time.
 
 #include <qz/AsciiTableBuilder.h>
+#include <qz/SoftwareVersionInfoForStream.h>
 #include <qz/SystemError.h>
 #include <qz/qzByteArrayLowFootprint.h>
 #include <qz/qzDataStream.h>

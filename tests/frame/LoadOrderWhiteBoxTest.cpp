@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <qz/SoftwareVersionInfoForStream.h>
 #include <qz/qzByteArrayLowFootprint.h>
 #include <qz/qzSimdConstants.h>
 
@@ -17,10 +18,12 @@ namespace {
 
 using Peer = impl::LibInitCounterTestPeer;
 
-// A counter has its name from the moment that it is made; before, its memory is zero.
+// A counter has its name from the moment that it is made, and the record its description; before,
+// the memory is zero.
 struct Look {
     bool seesLightCounter = !Peer::getName(gLightCounter).empty();
     bool seesFullCounter = !Peer::getName(gFullCounter).empty();
+    bool seesVersionRecord = !GetSoftwareVersionForStream().description.empty();
 };
 
 // What is there without being made: seen by the first object that a program may have.
@@ -36,6 +39,8 @@ struct FirstLook {
 [[gnu::init_priority(QZ_LOAD_LIGHT_COUNTER + 1)]] const Look gBehindLightCounter;
 [[gnu::init_priority(QZ_LOAD_FULL_COUNTER - 1)]] const Look gAheadOfFullCounter;
 [[gnu::init_priority(QZ_LOAD_FULL_COUNTER + 1)]] const Look gBehindFullCounter;
+[[gnu::init_priority(QZ_LOAD_VERSION_RECORD - 1)]] const Look gAheadOfVersionRecord;
+[[gnu::init_priority(QZ_LOAD_VERSION_RECORD + 1)]] const Look gBehindVersionRecord;
 const Look gWithoutPriority;
 
 }  // namespace
@@ -59,10 +64,18 @@ TEST(LoadOrderTest, MakesTheFullCounterBehindTheLightOne)
     EXPECT_TRUE(gBehindFullCounter.seesFullCounter);
 }
 
+TEST(LoadOrderTest, MakesTheVersionRecordBehindTheCounters)
+{
+    EXPECT_FALSE(gBehindFullCounter.seesVersionRecord);
+    EXPECT_FALSE(gAheadOfVersionRecord.seesVersionRecord);
+    EXPECT_TRUE(gBehindVersionRecord.seesVersionRecord);
+}
+
 TEST(LoadOrderTest, MakesAllAheadOfOrdinaryObjects)
 {
     EXPECT_TRUE(gWithoutPriority.seesLightCounter);
     EXPECT_TRUE(gWithoutPriority.seesFullCounter);
+    EXPECT_TRUE(gWithoutPriority.seesVersionRecord);
 }
 
 }  // namespace qz
