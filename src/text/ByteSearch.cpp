@@ -38,11 +38,26 @@ std::size_t findHard(std::string_view text, std::string_view needle, std::size_t
     return static_cast<std::size_t>(static_cast<const char*>(found) - text.data());
 }
 
-std::size_t findByte(std::string_view text, char byte, std::size_t from)
+// Goes from one place of the first byte to the next, which is the fastest way while that is a rare
+// one, and gives up when it isn't.
+SearchEnd searchFirstByte(SearchJob& job, std::size_t& place)
 {
-    const void* const found = std::memchr(text.data() + from, byte, text.size() - from);
-    if (found == nullptr) return std::string_view::npos;
-    return static_cast<std::size_t>(static_cast<const char*>(found) - text.data());
+    constexpr std::size_t kSlack = 512;
+    constexpr std::size_t kPrice = 128;  // bytes that must be passed on average with each step
+    const std::size_t start = job.position;
+    const std::size_t starts = job.size - job.needleSize + 1;
+    for (std::size_t price = 0; price <= kSlack + (job.position - start); price += kPrice) {
+        const void* const found =
+            std::memchr(job.text + job.position, job.needle[0], starts - job.position);
+        if (found == nullptr) return SearchEnd::Exhausted;
+        const auto* const text = static_cast<const char*>(found);
+        place = static_cast<std::size_t>(text - job.text);
+        if (std::memcmp(text, job.needle, job.needleSize) == 0) return SearchEnd::Full;
+        job.position = place + 1;
+        // Pieces of a long needle might be compared again and again.
+        price += job.needleSize / 16;
+    }
+    return SearchEnd::TooHard;
 }
 
 // The table of the thread's locale, which `tolower` itself reads.
@@ -64,18 +79,14 @@ std::string makeLowered(const std::int32_t* lowered, std::string_view text)
     return result;
 }
 
-// Collects the bytes that are lowered to `wanted`. @return false when there are more than two.
-bool findSources(const std::int32_t* lowered, char wanted, BytePair& sources)
+FoldedBytes makeFoldedBytes(const std::int32_t* lowered)
 {
-    int count = 0;
-    for (int value = 0; value < 256; ++value) {
-        const auto byte = static_cast<char>(value);
-        if (lower(lowered, byte) != wanted) continue;
-        if (count == 0) sources.one = byte;
-        sources.other = byte;
-        ++count;
+    FoldedBytes folded = {lowered, {}};
+    for (int byte = 0; byte < 256; ++byte) {
+        const auto to = static_cast<std::uint8_t>(lowered[byte]);
+        folded.otherBits[to] = static_cast<std::uint8_t>(folded.otherBits[to] | (byte ^ to));
     }
-    return count <= 2;
+    return folded;
 }
 
 // Letter by letter, for texts that aren't worth more.
@@ -98,18 +109,14 @@ std::size_t findLowered(std::string_view text, std::string_view needle, std::siz
     constexpr std::size_t kWorthATable = 256;
     if (text.size() - from < kWorthATable) return findLoweredSlowly(text, needle, from, lowered);
     SearchJob job = makeJob(text, needle, from);
-    FoldedBytes folded = {lowered, {}, {}};
-    if (findSources(lowered, needle.front(), folded.first) &&
-        findSources(lowered, needle.back(), folded.last)) {
-        std::size_t place = 0;
-        switch (searchFolded(job, folded, &place).end) {
-            case SearchEnd::Full:
-                return place;
-            case SearchEnd::Exhausted:
-                return std::string_view::npos;
-            case SearchEnd::TooHard:
-                break;
-        }
+    std::size_t place = 0;
+    switch (searchFolded(job, makeFoldedBytes(lowered), &place).end) {
+        case SearchEnd::Full:
+            return place;
+        case SearchEnd::Exhausted:
+            return std::string_view::npos;
+        case SearchEnd::TooHard:
+            break;
     }
     const std::string rest = makeLowered(lowered, text.substr(job.position));
     const std::size_t found = findHard(rest, needle, 0);
@@ -131,15 +138,13 @@ std::size_t find(std::string_view text, std::string_view needle, std::size_t fro
 {
     std::size_t place = 0;
     if (isDecidedBySize(text, needle, from, place)) return place;
-    if (needle.size() == 1) return findByte(text, needle.front(), from);
     SearchJob job = makeJob(text, needle, from);
-    switch (search(job, &place, 1).end) {
-        case SearchEnd::Full:
-            return place;
-        case SearchEnd::Exhausted:
-            return std::string_view::npos;
-        case SearchEnd::TooHard:
-            break;
+    SearchEnd end = searchFirstByte(job, place);
+    if (end == SearchEnd::TooHard) end = search(job, &place, 1).end;
+    switch (end) {
+        case SearchEnd::Full: return place;
+        case SearchEnd::Exhausted: return std::string_view::npos;
+        case SearchEnd::TooHard: break;
     }
     return findHard(text, needle, job.position);
 }

@@ -38,6 +38,14 @@ public:
 
     /// The high bit of each byte, the first byte lowest.
     std::uint64_t highBits() const { return static_cast<unsigned>(_mm_movemask_epi8(mBytes)); }
+    void store(char* bytes) const { _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), mBytes); }
+    /// The sum of all bytes, unsigned.
+    std::size_t sum() const
+    {
+        const __m128i halves = _mm_sad_epu8(mBytes, _mm_setzero_si128());
+        const __m128i high = _mm_unpackhi_epi64(halves, halves);
+        return static_cast<std::size_t>(_mm_cvtsi128_si64(_mm_add_epi64(halves, high)));
+    }
 
 #ifdef __SSSE3__
     /// For each byte, which must be below 16, what stands at that place in `table`.

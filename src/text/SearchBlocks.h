@@ -2,10 +2,10 @@
 
 // The search by vectors, for files that are compiled for one level of the processor each.
 //
-// It looks at the first and the last byte of the needle in 64 places at once, and compares the
-// needle only where both stand. Each such place that turns out to be none has its price. As long
-// as the sum of prices stays below the bytes that were passed, the search is worth it and its time
-// linear; after that it gives up.
+// It looks at three bytes of the needle in 64 places at once, the first, the last and the one in
+// the middle, and compares the needle only where all stand. Each such place that turns out to be
+// none has its price. As long as the sum of prices stays below the bytes that were passed, the
+// search is worth it and its time linear; after that it gives up.
 
 #include <cstring>
 
@@ -16,17 +16,45 @@ namespace qz::text {
 
 namespace {
 
+/// The places in the needle that are looked at first.
+struct ProbedBytes {
+    explicit ProbedBytes(const SearchJob& job)
+        : middle(job.needleSize / 2), last(job.needleSize - 1)
+    {
+    }
+    std::size_t middle;
+    std::size_t last;
+};
+
 /// Compares bytes as they are.
 template <typename Vector>
 class ExactProbe {
 public:
     explicit ExactProbe(const SearchJob& job)
-        : mFirst(Vector::fill(job.needle[0])), mLast(Vector::fill(job.needle[job.needleSize - 1]))
+        : mPlaces(job),
+          mFirst(Vector::fill(job.needle[0])),
+          mMiddle(Vector::fill(job.needle[mPlaces.middle])),
+          mLast(Vector::fill(job.needle[mPlaces.last])),
+          mTextEnd(job.text + job.size),
+          mHeadBits((1U << (job.needleSize < kHead ? job.needleSize : kHead)) - 1)
     {
+        char head[kHead] = {};
+        std::memcpy(head, job.needle, job.needleSize < kHead ? job.needleSize : kHead);
+        mHead = Vector16::load(head);
     }
-    Vector compareEnds(const char* first, const char* last) const
+
+    /// Marks each of the places from `text` on that may have the needle.
+    Vector compareProbes(const char* text) const
     {
-        return (Vector::load(first) == mFirst) & (Vector::load(last) == mLast);
+        return (Vector::load(text) == mFirst) & (Vector::load(text + mPlaces.last) == mLast) &
+               (Vector::load(text + mPlaces.middle) == mMiddle);
+    }
+    /// Compares the first `size` bytes, at most 16. This is done so often that the call of another
+    /// function for it would show.
+    bool hasHead(const char* text, const char* needle, std::size_t size) const
+    {
+        if (static_cast<std::size_t>(mTextEnd - text) < kHead) return isSame(text, needle, size);
+        return ((Vector16::load(text) == mHead).highBits() & mHeadBits) == mHeadBits;
     }
     bool isSame(const char* text, const char* needle, std::size_t size) const
     {
@@ -34,28 +62,38 @@ public:
     }
 
 private:
+    static constexpr std::size_t kHead = Vector16::kSize;
+
+    ProbedBytes mPlaces;
     Vector mFirst;
+    Vector mMiddle;
     Vector mLast;
+    const char* mTextEnd;
+    std::uint64_t mHeadBits;
+    Vector16 mHead;
 };
 
 /// Compares bytes of the text, lowered, with those of the needle.
 template <typename Vector>
 class FoldedProbe {
 public:
-    explicit FoldedProbe(const FoldedBytes& folded)
-        : mLowered(folded.lowered),
-          mFirst(Vector::fill(folded.first.one)),
-          mOtherFirst(Vector::fill(folded.first.other)),
-          mLast(Vector::fill(folded.last.one)),
-          mOtherLast(Vector::fill(folded.last.other))
+    FoldedProbe(const SearchJob& job, const FoldedBytes& folded)
+        : mPlaces(job),
+          mLowered(folded.lowered),
+          mFirst(folded, job.needle[0]),
+          mMiddle(folded, job.needle[mPlaces.middle]),
+          mLast(folded, job.needle[mPlaces.last])
     {
     }
-    Vector compareEnds(const char* first, const char* last) const
+
+    Vector compareProbes(const char* text) const
     {
-        const Vector atFirst = Vector::load(first);
-        const Vector atLast = Vector::load(last);
-        return ((atFirst == mFirst) | (atFirst == mOtherFirst)) &
-               ((atLast == mLast) | (atLast == mOtherLast));
+        return mFirst.compare(text) & mLast.compare(text + mPlaces.last) &
+               mMiddle.compare(text + mPlaces.middle);
+    }
+    bool hasHead(const char* text, const char* needle, std::size_t size) const
+    {
+        return isSame(text, needle, size);
     }
     bool isSame(const char* text, const char* needle, std::size_t size) const
     {
@@ -67,11 +105,30 @@ public:
     }
 
 private:
+    /// A byte together with all that are lowered to it, and perhaps some more.
+    class Letter {
+    public:
+        Letter(const FoldedBytes& folded, char lowered)
+        {
+            const std::uint8_t bits = folded.otherBits[static_cast<unsigned char>(lowered)];
+            mOtherBits = Vector::fill(bits);
+            mWanted = Vector::fill(lowered | bits);
+        }
+        Vector compare(const char* text) const
+        {
+            return (Vector::load(text) | mOtherBits) == mWanted;
+        }
+
+    private:
+        Vector mOtherBits;
+        Vector mWanted;
+    };
+
+    ProbedBytes mPlaces;
     const std::int32_t* mLowered;
-    Vector mFirst;
-    Vector mOtherFirst;
-    Vector mLast;
-    Vector mOtherLast;
+    Letter mFirst;
+    Letter mMiddle;
+    Letter mLast;
 };
 
 template <typename Vector, typename Probe>
@@ -106,48 +163,45 @@ private:
     {
         if (starts >= kBlock) {
             const std::size_t done = kBlock - left;
-            return takePlaces(starts - kBlock, findEnds(starts - kBlock) >> done << done, starts);
+            return takePlaces(starts - kBlock, findProbes(starts - kBlock) >> done << done, starts);
         }
-        return takePlaces(mJob.position, findFewerEnds(mJob.position, left), starts);
+        return takePlaces(mJob.position, findFewerProbes(mJob.position, left), starts);
     }
 
     bool takeBlock()
     {
         const std::size_t base = mJob.position;
-        return takePlaces(base, findEnds(base), base + kBlock);
+        return takePlaces(base, findProbes(base), base + kBlock);
     }
 
-    // A bit for each of 64 places that have the needle's first and last byte.
-    std::uint64_t findEnds(std::size_t base) const
+    // A bit for each of 64 places that may have the needle.
+    std::uint64_t findProbes(std::size_t base) const
     {
         constexpr std::size_t kVectors = kBlock / Vector::kSize;
-        const char* const first = mJob.text + base;
-        const char* const last = first + (mJob.needleSize - 1);
-        Vector ends[kVectors];
-        Vector any = ends[0] = mProbe.compareEnds(first, last);
+        const char* const text = mJob.text + base;
+        Vector probes[kVectors];
+        Vector any = probes[0] = mProbe.compareProbes(text);
         for (std::size_t i = 1; i < kVectors; ++i) {
-            ends[i] = mProbe.compareEnds(first + i * Vector::kSize, last + i * Vector::kSize);
-            any = any | ends[i];
+            probes[i] = mProbe.compareProbes(text + i * Vector::kSize);
+            any = any | probes[i];
         }
         if (any.highBits() == 0) return 0;
         std::uint64_t bits = 0;
         for (std::size_t i = 0; i < kVectors; ++i)
-            bits |= ends[i].highBits() << i * Vector::kSize;
+            bits |= probes[i].highBits() << i * Vector::kSize;
         return bits;
     }
 
     // The same for fewer places; behind the last whole vector of them by the first byte alone.
-    std::uint64_t findFewerEnds(std::size_t base, std::size_t count) const
+    std::uint64_t findFewerProbes(std::size_t base, std::size_t count) const
     {
-        const char* const first = mJob.text + base;
+        const char* const text = mJob.text + base;
         std::uint64_t bits = 0;
         std::size_t i = 0;
-        for (; count - i >= Vector::kSize; i += Vector::kSize) {
-            const char* const last = first + i + (mJob.needleSize - 1);
-            bits |= mProbe.compareEnds(first + i, last).highBits() << i;
-        }
+        for (; count - i >= Vector::kSize; i += Vector::kSize)
+            bits |= mProbe.compareProbes(text + i).highBits() << i;
         for (; i < count; ++i) {
-            if (mProbe.isSame(first + i, mJob.needle, 1)) bits |= std::uint64_t(1) << i;
+            if (mProbe.isSame(text + i, mJob.needle, 1)) bits |= std::uint64_t(1) << i;
         }
         return bits;
     }
@@ -176,7 +230,7 @@ private:
     {
         const char* const text = mJob.text + place;
         const std::size_t head = mJob.needleSize < kHead ? mJob.needleSize : kHead;
-        if (!mProbe.isSame(text, mJob.needle, head)) {
+        if (!mProbe.hasHead(text, mJob.needle, head)) {
             mPrice += kHeadPrice;
             return false;
         }
@@ -212,7 +266,7 @@ SearchResult searchByBlocks(SearchJob& job, std::size_t* places, std::size_t roo
 template <typename Vector>
 SearchResult searchFoldedByBlocks(SearchJob& job, const FoldedBytes& folded, std::size_t* place)
 {
-    const FoldedProbe<Vector> probe(folded);
+    const FoldedProbe<Vector> probe(job, folded);
     return BlockSearch<Vector, FoldedProbe<Vector>>(job, probe, place, 1).run();
 }
 

@@ -27,17 +27,12 @@ struct SearchResult {
     std::size_t count;
 };
 
-/// A byte together with another one that counts as the same, or with itself.
-struct BytePair {
-    char one;
-    char other;
-};
-
 /// What a search needs to know that takes certain bytes for the same.
 struct FoldedBytes {
-    const std::int32_t* lowered;  // for each byte
-    BytePair first;               // of the needle
-    BytePair last;
+    const std::int32_t* lowered;  // each byte
+    /// For each of the bytes of the needle that are looked at first: the bits in which those that
+    /// are lowered to it differ from it.
+    std::uint8_t otherBits[256];
 };
 
 // The forms of the search, one for each level of the processor: they write the next places, up to

@@ -181,13 +181,34 @@ struct Utf8Block {
     Vector vectors[kVectors];
 };
 
+/// Skips ASCII at the beginning of a text, all of it or up to 256 bytes less.
+template <typename Vector>
+const char* skipAscii(const char* begin, const char* end)
+{
+    constexpr std::size_t kStep = 256;
+    constexpr std::size_t kLine = 64;
+    if (static_cast<std::size_t>(end - begin) < kStep + kLine) return begin;
+    // No vector is to lie in two lines of the cache.
+    if (!Utf8Block<Vector>(begin).isAscii()) return begin;
+    begin += kLine - reinterpret_cast<std::uintptr_t>(begin) % kLine;
+    for (; static_cast<std::size_t>(end - begin) >= kStep; begin += kStep) {
+        Vector all = Vector::load(begin);
+        for (std::size_t i = Vector::kSize; i < kStep; i += Vector::kSize)
+            all = all | Vector::load(begin + i);
+        if (all.highBits() != 0) break;
+    }
+    return begin;
+}
+
 /// Counts the code points of a text; `kNotUtf8` when it isn't well formed.
 template <typename Vector>
 std::size_t countUtf8ByBlocks(const char* begin, const char* end)
 {
     using Block = Utf8Block<Vector>;
+    const char* const ascii = skipAscii<Vector>(begin, end);
+    auto count = static_cast<std::size_t>(ascii - begin);
+    begin = ascii;
     Utf8Checker<Vector> checker;
-    std::size_t count = 0;
     for (; static_cast<std::size_t>(end - begin) >= Block::kSize; begin += Block::kSize) {
         const Block block(begin);
         if (block.isAscii()) {
