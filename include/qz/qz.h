@@ -7,6 +7,7 @@
 #include <qz/qzDataStream.h>
 #include <qz/qzDirUtils.h>
 #include <qz/qzExport.h>
+#include <qz/qzIniFile.h>
 #include <qz/qzIoDevice.h>
 #include <qz/qzIoDeviceBroadcast.h>
 #include <qz/qzIoDeviceDummy.h>
@@ -18,3 +19,4 @@
 #include <qz/qzSystem.h>
 #include <qz/qzSystemUtils.h>
 #include <qz/qzThread.h>
+#include <qz/qzVariant.h>

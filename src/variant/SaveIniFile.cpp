@@ -1,0 +1,114 @@
+#include <fstream>
+
+#include <qz/qzDirUtils.h>
+#include <qz/qzIniFile.h>
+#include <qz/qzLogObject.h>
+#include <qz/qzStringUtils.h>
+
+#include "IniText.h"
+
+namespace qz {
+
+namespace {
+
+using Map = qzVariant::qzVariantMapImpl;
+
+constexpr char kSeparator = '/';
+constexpr const char* kTopSection = "General";
+
+class IniWriter {
+public:
+    explicit IniWriter(const std::string& path)
+        : mStream(qzStringUtils::convertCharset(path, qzStringUtils::CharSetUtf8,
+                                                qzStringUtils::CharSetLocal),
+                  std::ios::binary | std::ios::out | std::ios::trunc)
+    {
+    }
+
+    bool isOpen() const { return mStream.is_open(); }
+
+    /// @return false at the first value that has no text.
+    bool write(const Map& map) { return writeTop(map) && writeSections(map); }
+
+private:
+    bool writeTop(const Map& map)
+    {
+        writeHeader(kTopSection);
+        for (const auto& [key, value] : map)
+            if (value.getMap() == nullptr && !writeEntry(key, value)) return false;
+        const auto general = map.find(kTopSection);
+        return general == map.end() || writeContent(general->second);
+    }
+
+    bool writeSections(const Map& map)
+    {
+        for (const auto& [key, value] : map) {
+            if (value.getMap() == nullptr || key == kTopSection) continue;
+            writeLine("\n");
+            writeHeader(key);
+            if (!writeContent(value)) return false;
+        }
+        return true;
+    }
+
+    // Of a value that is no map there is nothing left to write.
+    bool writeContent(const qzVariant& section)
+    {
+        if (section.getMap() == nullptr) return true;
+        Map flat;
+        section.getMap()->toFlattenMap(flat, kSeparator);
+        for (const auto& [key, value] : flat)
+            if (!writeEntry(key, value)) return false;
+        return true;
+    }
+
+    bool writeEntry(const std::string& key, const qzVariant& value)
+    {
+        mLine.clear();
+        if (!variant::appendIniLine(key, value, mLine)) {
+            logWarning() << "saveVariantToIni unsupported variant type (" << value.getType()
+                         << ") for key " << key;
+            return false;
+        }
+        writeLine(mLine);
+        return true;
+    }
+
+    void writeHeader(const std::string& section) { writeLine("[" + section + "]\n"); }
+    void writeLine(const std::string& line) { mStream << line << std::flush; }
+
+    std::ofstream mStream;
+    std::string mLine;
+};
+
+void overwrite(Map& target, const Map& source)
+{
+    Map flat;
+    source.toFlattenMap(flat, kSeparator);
+    for (auto& [path, value] : flat)
+        target.editValuePath(path.c_str(), qzVariant::sNullVariant, kSeparator) = std::move(value);
+}
+
+bool save(const std::string& path, const Map& map)
+{
+    IniWriter writer(path);
+    return writer.isOpen() && writer.write(map);
+}
+
+}  // namespace
+
+bool SaveIniFile(const std::string& path, const qzVariant::qzVariantMapImpl& map, bool merge)
+{
+    if (!merge || !qzDirUtils::FileExistsUtf8(path)) return save(path, map);
+    Map present;
+    if (!LoadIniFile(path, present)) {
+        logWarning() << "Fail to load " << path;
+        return false;
+    }
+    Map merged;
+    overwrite(merged, present);
+    overwrite(merged, map);
+    return save(path, merged);
+}
+
+}  // namespace qz

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <memory>
+
+#include <qz/qzVariant.h>
+
+namespace qz {
+
+namespace variant {
+
+/// A map on the heap, as a variant owns it. The link strings maps together that wait for their end.
+struct MapBox : qzVariant::qzVariantMapImpl {
+    using qzVariantMapImpl::qzVariantMapImpl;
+
+    MapBox* next = nullptr;
+};
+
+/// A list on the heap, as a variant owns it.
+struct ListBox : qzVariant::qzVariantListImpl {
+    using qzVariantListImpl::qzVariantListImpl;
+
+    ListBox* next = nullptr;
+};
+
+}  // namespace variant
+
+/// What the library's own code does with the inside of a variant.
+struct impl::VariantAccess {
+    using Type = qzVariant::Type;
+    using Cell = qzVariant::Cell;
+
+    static const Cell& getCell(const qzVariant& variant) { return variant.mCell; }
+    static Cell& editCell(qzVariant& variant) { return variant.mCell; }
+    static void setType(qzVariant& variant, Type type) { variant.mType = type; }
+
+    /// Hands a map over to a variant that owns nothing.
+    static void giveMap(qzVariant& variant, std::unique_ptr<variant::MapBox> box)
+    {
+        variant.mCell.map = box.release();
+        variant.mType = qzVariant::MAP;
+    }
+    /// Hands a list over to a variant that owns nothing.
+    static void giveList(qzVariant& variant, std::unique_ptr<variant::ListBox> box)
+    {
+        variant.mCell.list = box.release();
+        variant.mType = qzVariant::LIST;
+    }
+
+    /// Takes the map out of a `MAP` and leaves it empty.
+    static variant::MapBox* takeMap(qzVariant& variant)
+    {
+        auto* const box = static_cast<variant::MapBox*>(variant.mCell.map);
+        forget(variant);
+        return box;
+    }
+    /// Takes the list out of a `LIST` and leaves it empty.
+    static variant::ListBox* takeList(qzVariant& variant)
+    {
+        auto* const box = static_cast<variant::ListBox*>(variant.mCell.list);
+        forget(variant);
+        return box;
+    }
+    /// Takes what a `STRING` holds and leaves an empty one.
+    static std::string takeString(qzVariant& variant)
+    {
+        return std::exchange(*variant.mCell.string, std::string());
+    }
+    /// Makes an empty value of a key that is larger than all keys of the map.
+    static qzVariant& appendEntry(qzVariant::qzVariantMapImpl& map, const std::string& key)
+    {
+        return map.mEntries.try_emplace(map.mEntries.end(), key)->second;
+    }
+
+private:
+    static void forget(qzVariant& variant)
+    {
+        variant.mCell = Cell();
+        variant.mType = qzVariant::UNKNOWN;
+    }
+};
+
+namespace variant {
+
+using impl::VariantAccess;
+using Map = qzVariant::qzVariantMapImpl;
+using List = qzVariant::qzVariantListImpl;
+
+inline bool isContainer(const qzVariant& variant)
+{
+    return variant.getType() == qzVariant::MAP || variant.getType() == qzVariant::LIST;
+}
+
+}  // namespace variant
+
+}  // namespace qz
