@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <initializer_list>
 #include <iosfwd>
 #include <map>
@@ -16,8 +15,52 @@
 namespace qz {
 
 namespace impl {
+
 struct VariantAccess;
-}
+class VariantNodes;
+
+/// Orders keys by their bytes, and the shorter of two that begin alike first.
+struct VariantKeyLess {
+    using is_transparent = void;
+    bool operator()(std::string_view left, std::string_view right) const;
+};
+
+/// Takes the nodes of one map from blocks that the map owns, and lets trees be copied and ended
+/// without recursion.
+template <typename T>
+struct VariantNodeAllocator {
+    using value_type = T;
+    using propagate_on_container_move_assignment = std::true_type;
+    using propagate_on_container_swap = std::true_type;
+
+    VariantNodeAllocator() = default;
+    explicit VariantNodeAllocator(VariantNodes* blocks) : nodes(blocks) {}
+    template <typename Other>
+    VariantNodeAllocator(const VariantNodeAllocator<Other>& other) : nodes(other.nodes)
+    {
+    }
+
+    T* allocate(std::size_t count);
+    void deallocate(T* memory, std::size_t count);
+    template <typename Entry>
+    void construct(Entry* entry, const Entry& source);
+    template <typename Entry, typename... Arguments>
+    void construct(Entry* entry, Arguments&&... arguments);
+    template <typename Entry>
+    void destroy(Entry* entry);
+    friend bool operator==(VariantNodeAllocator left, VariantNodeAllocator right)
+    {
+        return left.nodes == right.nodes;
+    }
+    friend bool operator!=(VariantNodeAllocator left, VariantNodeAllocator right)
+    {
+        return left.nodes != right.nodes;
+    }
+
+    VariantNodes* nodes = nullptr;
+};
+
+}  // namespace impl
 
 /// A value that carries its type: a number, a text, a small array of doubles, a map or a list of
 /// values, or an object of the caller's.
@@ -258,7 +301,8 @@ private:
 /// caller chooses. There is no escape for the separator, and empty keys are ordinary ones: the path
 /// "" is the key "", and "a//b" has an empty key in the middle.
 class QZ_API qzVariant::qzVariantMapImpl {
-    using Entries = std::map<std::string, qzVariant, std::less<>>;
+    using Allocator = impl::VariantNodeAllocator<std::pair<const std::string, qzVariant>>;
+    using Entries = std::map<std::string, qzVariant, impl::VariantKeyLess, Allocator>;
 
 public:
     using key_type = Entries::key_type;              ///< The keys.
@@ -302,17 +346,17 @@ public:
     /// Tells whether there are no entries.
     bool empty() const { return mEntries.empty(); }
     /// The entry of `key`, or `end()`.
-    iterator find(std::string_view key) { return mEntries.find(key); }
+    iterator find(std::string_view key);
     /// The entry of `key`, or `end()`.
-    const_iterator find(std::string_view key) const { return mEntries.find(key); }
+    const_iterator find(std::string_view key) const;
     /// 1 if there is an entry of `key`, else 0.
-    size_type count(std::string_view key) const { return mEntries.count(key); }
+    size_type count(std::string_view key) const { return find(key) != end() ? 1 : 0; }
     /// The value of `key`, made empty if it is missing.
     qzVariant& operator[](std::string_view key);
     /// Removes the entry of `key`. @return how many were removed, 0 or 1.
     size_type erase(std::string_view key);
     /// Removes an entry. @return the one behind it.
-    iterator erase(const_iterator position) { return mEntries.erase(position); }
+    iterator erase(const_iterator position);
     /// Removes all entries.
     void clear() noexcept;
 

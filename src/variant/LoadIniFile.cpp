@@ -1,14 +1,9 @@
-#include <algorithm>
-#include <cerrno>
-
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <qz/qzIniFile.h>
 #include <qz/qzLogObject.h>
 #include <qz/qzStringUtils.h>
 
 #include "IniText.h"
+#include "LocalFile.h"
 #include "VariantPath.h"
 
 namespace qz {
@@ -20,43 +15,6 @@ using variant::IniLine;
 
 constexpr char kSeparator = '/';
 constexpr std::string_view kTopSection = "General";
-constexpr std::size_t kBlockSize = 64 * 1024;
-
-class InputFile {
-public:
-    explicit InputFile(const std::string& localPath)
-        : mDescriptor(::open(localPath.c_str(), O_RDONLY | O_CLOEXEC))
-    {
-    }
-    ~InputFile()
-    {
-        if (isOpen()) ::close(mDescriptor);
-    }
-    InputFile(const InputFile&) = delete;
-    InputFile& operator=(const InputFile&) = delete;
-
-    bool isOpen() const { return mDescriptor >= 0; }
-
-    /// All that can be read.
-    std::string read() const
-    {
-        std::string content;
-        std::size_t size = 0;
-        for (;;) {
-            if (content.size() - size < kBlockSize)
-                content.resize(content.size() + std::max(kBlockSize, size));
-            const ssize_t got = ::read(mDescriptor, &content[size], content.size() - size);
-            if (got < 0 && errno == EINTR) continue;
-            if (got <= 0) break;
-            size += static_cast<std::size_t>(got);
-        }
-        content.resize(size);
-        return content;
-    }
-
-private:
-    const int mDescriptor;
-};
 
 // Puts the lines of a file into a tree.
 class IniReader {
@@ -142,8 +100,8 @@ private:
 
 bool LoadIniFile(const std::string& path, qzVariant::qzVariantMapImpl& map)
 {
-    const InputFile file(qzStringUtils::convertCharset(path, qzStringUtils::CharSetUtf8,
-                                                       qzStringUtils::CharSetLocal));
+    const variant::InputFile file(qzStringUtils::convertCharset(path, qzStringUtils::CharSetUtf8,
+                                                                qzStringUtils::CharSetLocal));
     if (!file.isOpen()) return false;
     IniReader(path, map).read(file.read());
     return true;

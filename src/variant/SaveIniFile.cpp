@@ -1,4 +1,4 @@
-#include <fstream>
+#include <algorithm>
 
 #include <qz/qzDirUtils.h>
 #include <qz/qzIniFile.h>
@@ -6,6 +6,8 @@
 #include <qz/qzStringUtils.h>
 
 #include "IniText.h"
+#include "LocalFile.h"
+#include "VariantAccess.h"
 
 namespace qz {
 
@@ -16,16 +18,22 @@ using Map = qzVariant::qzVariantMapImpl;
 constexpr char kSeparator = '/';
 constexpr const char* kTopSection = "General";
 
+// Such a map is its own flat form.
+bool isFlat(const Map& map)
+{
+    return std::none_of(map.begin(), map.end(),
+                        [](const auto& entry) { return variant::isContainer(entry.second); });
+}
+
 class IniWriter {
 public:
     explicit IniWriter(const std::string& path)
-        : mStream(qzStringUtils::convertCharset(path, qzStringUtils::CharSetUtf8,
-                                                qzStringUtils::CharSetLocal),
-                  std::ios::binary | std::ios::out | std::ios::trunc)
+        : mFile(qzStringUtils::convertCharset(path, qzStringUtils::CharSetUtf8,
+                                              qzStringUtils::CharSetLocal))
     {
     }
 
-    bool isOpen() const { return mStream.is_open(); }
+    bool isOpen() const { return mFile.isOpen(); }
 
     /// @return false at the first value that has no text.
     bool write(const Map& map) { return writeTop(map) && writeSections(map); }
@@ -44,7 +52,7 @@ private:
     {
         for (const auto& [key, value] : map) {
             if (value.getMap() == nullptr || key == kTopSection) continue;
-            writeLine("\n");
+            mFile.write("\n");
             writeHeader(key);
             if (!writeContent(value)) return false;
         }
@@ -55,9 +63,15 @@ private:
     bool writeContent(const qzVariant& section)
     {
         if (section.getMap() == nullptr) return true;
+        if (isFlat(*section.getMap())) return writeEntries(*section.getMap());
         Map flat;
         section.getMap()->toFlattenMap(flat, kSeparator);
-        for (const auto& [key, value] : flat)
+        return writeEntries(flat);
+    }
+
+    bool writeEntries(const Map& map)
+    {
+        for (const auto& [key, value] : map)
             if (!writeEntry(key, value)) return false;
         return true;
     }
@@ -70,14 +84,13 @@ private:
                          << ") for key " << key;
             return false;
         }
-        writeLine(mLine);
+        mFile.write(mLine);
         return true;
     }
 
-    void writeHeader(const std::string& section) { writeLine("[" + section + "]\n"); }
-    void writeLine(const std::string& line) { mStream << line << std::flush; }
+    void writeHeader(const std::string& section) { mFile.write("[" + section + "]\n"); }
 
-    std::ofstream mStream;
+    variant::OutputFile mFile;
     std::string mLine;
 };
 

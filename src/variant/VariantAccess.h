@@ -65,11 +65,16 @@ struct impl::VariantAccess {
     {
         return std::exchange(*variant.mCell.string, std::string());
     }
-    /// Makes an empty value of a key that is larger than all keys of the map.
-    static qzVariant& appendEntry(qzVariant::qzVariantMapImpl& map, const std::string& key)
+    /// The memory of the map's nodes; null before the first entry.
+    static VariantNodes* getNodes(const qzVariant::qzVariantMapImpl& map)
     {
-        return map.mEntries.try_emplace(map.mEntries.end(), key)->second;
+        return map.mEntries.get_allocator().nodes;
     }
+    /// Gives memory to a map without entries that has none.
+    static void setNodes(qzVariant::qzVariantMapImpl& map, VariantNodes* nodes);
+    /// Copies the entries of another map into one without any, node by node.
+    static void copyEntries(const qzVariant::qzVariantMapImpl& source,
+                            qzVariant::qzVariantMapImpl& target);
 
 private:
     static void forget(qzVariant& variant)

@@ -146,6 +146,7 @@ std::string toClassicText(long value)
 
 std::string toText(const qzVariant& value)
 {
+    if (value.getType() == qzVariant::STRING) return *value.getString();
     if (isContainer(value)) return walk(value, " ");
     std::string out;
     LeafText().append(value, out);

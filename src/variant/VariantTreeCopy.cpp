@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "VariantNodes.h"
 #include "VariantTree.h"
 
 namespace qz::variant {
@@ -20,15 +21,18 @@ struct Gap {
     qzVariant* target;
 };
 
-class Copier {
+class Copier final : private impl::VariantVisitor {
 public:
     /// Copies a leaf; of a container the shell, whose content follows with `run`.
-    void copy(const qzVariant& source, qzVariant& target);
+    void copy(const qzVariant& source, qzVariant& target) override;
 
     void fill(const Map& source, Map& target)
     {
-        for (const auto& [key, value] : source)
-            copy(value, VariantAccess::appendEntry(target, key));
+        if (source.empty()) return;
+        auto* const nodes = impl::VariantNodes::create(source.size());
+        VariantAccess::setNodes(target, nodes);
+        const impl::VisitorScope scope(*nodes, *this);
+        VariantAccess::copyEntries(source, target);
     }
     void fill(const List& source, List& target)
     {
@@ -49,6 +53,9 @@ public:
     }
 
 private:
+    // What a failure leaves behind has nothing but leaves and shells.
+    void detach(qzVariant&) override {}
+
     std::vector<Gap> mGaps;
 };
 

@@ -1,3 +1,4 @@
+#include "VariantNodes.h"
 #include "VariantTree.h"
 
 namespace qz::variant {
@@ -7,7 +8,7 @@ namespace {
 // Takes containers apart one at a time: the containers in it are strung onto the waiting ones
 // before it goes, so each goes without children, and the depth of a tree costs neither stack nor
 // memory.
-class Demolition {
+class Demolition final : private impl::VariantVisitor {
 public:
     void add(MapBox* map)
     {
@@ -25,8 +26,7 @@ public:
         while (mMaps != nullptr || mLists != nullptr) {
             if (mMaps != nullptr) {
                 const std::unique_ptr<MapBox> map(std::exchange(mMaps, mMaps->next));
-                for (auto& entry : *map)
-                    detach(entry.second);
+                if (auto* const nodes = VariantAccess::getNodes(*map)) nodes->visitor = this;
             } else {
                 const std::unique_ptr<ListBox> list(std::exchange(mLists, mLists->next));
                 for (qzVariant& element : *list)
@@ -36,7 +36,8 @@ public:
     }
 
 private:
-    void detach(qzVariant& child)
+    void copy(const qzVariant&, qzVariant&) override {}
+    void detach(qzVariant& child) override
     {
         if (child.getType() == qzVariant::MAP) add(VariantAccess::takeMap(child));
         if (child.getType() == qzVariant::LIST) add(VariantAccess::takeList(child));

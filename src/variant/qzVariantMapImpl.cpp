@@ -1,5 +1,6 @@
 #include <qz/qzVariant.h>
 
+#include "VariantNodes.h"
 #include "VariantPath.h"
 #include "VariantText.h"
 #include "VariantTree.h"
@@ -8,28 +9,50 @@ namespace qz {
 
 namespace {
 
+constexpr std::size_t kFirstNodes = 2;
+
 // The entry that a caller without a path edits, as a reference has to be returned.
 constexpr std::string_view kFallbackKey = "avoidcrashkey";
 
 }  // namespace
 
+void impl::VariantAccess::setNodes(qzVariant::qzVariantMapImpl& map, VariantNodes* nodes)
+{
+    using Map = qzVariant::qzVariantMapImpl;
+    map.mEntries = Map::Entries(Map::Allocator(nodes));
+}
+
+void impl::VariantAccess::copyEntries(const qzVariant::qzVariantMapImpl& source,
+                                      qzVariant::qzVariantMapImpl& target)
+{
+    using Map = qzVariant::qzVariantMapImpl;
+    target.mEntries = Map::Entries(source.mEntries, target.mEntries.get_allocator());
+}
+
 using Map = qzVariant::qzVariantMapImpl;
 
 Map::qzVariantMapImpl() = default;
 
-Map::qzVariantMapImpl(std::initializer_list<value_type> entries) : mEntries(entries) {}
+Map::qzVariantMapImpl(std::initializer_list<value_type> entries)
+{
+    for (const auto& [key, value] : entries)
+        if (count(key) == 0) (*this)[key] = value;
+}
 
 Map::qzVariantMapImpl(const qzVariantMapImpl& other)
 {
     variant::copyChildren(other, *this);
 }
 
-Map::qzVariantMapImpl(qzVariantMapImpl&& other) noexcept : mEntries(std::move(other.mEntries))
+Map::qzVariantMapImpl(qzVariantMapImpl&& other) noexcept
 {
-    other.mEntries.clear();
+    mEntries.swap(other.mEntries);
 }
 
-Map::~qzVariantMapImpl() = default;
+Map::~qzVariantMapImpl()
+{
+    clear();
+}
 
 Map& Map::operator=(const qzVariantMapImpl& other)
 {
@@ -45,11 +68,24 @@ Map& Map::operator=(qzVariantMapImpl&& other) noexcept
     return *this;
 }
 
+Map::iterator Map::find(std::string_view key)
+{
+    return mEntries.find(key);
+}
+
+Map::const_iterator Map::find(std::string_view key) const
+{
+    return mEntries.find(key);
+}
+
 qzVariant& Map::operator[](std::string_view key)
 {
     const auto position = mEntries.lower_bound(key);
     if (position != mEntries.end() && position->first == key) return position->second;
-    return mEntries.emplace_hint(position, key, sNullVariant)->second;
+    if (impl::VariantAccess::getNodes(*this) != nullptr)
+        return mEntries.try_emplace(position, std::string(key))->second;
+    impl::VariantAccess::setNodes(*this, impl::VariantNodes::create(kFirstNodes));
+    return mEntries.try_emplace(mEntries.end(), std::string(key))->second;
 }
 
 Map::size_type Map::erase(std::string_view key)
@@ -60,9 +96,18 @@ Map::size_type Map::erase(std::string_view key)
     return 1;
 }
 
+Map::iterator Map::erase(const_iterator position)
+{
+    return mEntries.erase(position);
+}
+
 void Map::clear() noexcept
 {
-    mEntries.clear();
+    // Values may look at this map again while they go.
+    Entries old;
+    old.swap(mEntries);
+    old.clear();
+    impl::VariantNodes::destroy(old.get_allocator().nodes);
 }
 
 const qzVariant* Map::findPathImpl(const char* path, char separator, PathSearchPolicy policy) const
