@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <locale>
 #include <string>
+#include <string_view>
 
 #include <qz/qzExport.h>
 
@@ -17,6 +19,14 @@ public:
         CharSetLocal = 0,  ///< That of the process's environment, as a thread first saw it.
         CharSetUtf8 = 1,   ///< UTF-8.
         CharSetAscii = 2,  ///< US-ASCII.
+    };
+
+    /// What `compareSoftwareVersion` finds.
+    enum VersionCompare : int {
+        VersionCompareInvalid = 1,  ///< A text isn't a version, or there was nothing to compare.
+        VersionCompareEqual = 2,    ///< Equal in the components that were compared.
+        VersionCompareLower = 3,    ///< The first version is the lower one.
+        VersionCompareHigher = 4,   ///< The first version is the higher one.
     };
 
     qzStringUtils() = delete;
@@ -44,6 +54,123 @@ public:
     /// Reads the character set of the environment by way of `setlocale`, so it must not run beside
     /// another call of that. Does nothing while the text services are down.
     static void InitializeForThread();
+
+    // --- Search
+
+    /// Tells whether `text` begins with `prefix`, byte for byte; every text begins with "".
+    static bool StartsWith(const std::string& text, const std::string& prefix);
+    static bool StartsWith(const std::string_view& text, const std::string_view& prefix);
+    /// The same for literals, which would suit both others alike.
+    static bool StartsWith(const char* text, const char* prefix)
+    {
+        return StartsWith(std::string_view(text), std::string_view(prefix));
+    }
+
+    /// Finds the first place of `what` at or after the byte `pos`, in time linear in both texts.
+    ///
+    /// An empty `what` is found at `pos`, as long as that isn't past the end.
+    /// @return an index into `text`; `std::string::npos` when there is none.
+    static std::size_t FindCaseSensitive(const std::string& text, const std::string& what,
+                                         std::size_t pos);
+    /// The same, where bytes are equal that the C library's `tolower` makes equal: in the calling
+    /// thread's locale, and one by one, so that letters of several bytes keep their case.
+    static std::size_t FindCaseInsensitive(const std::string& text, const std::string& what,
+                                           std::size_t pos);
+    /// Tells whether `what` occurs in `text`; an empty `what` always does. Without
+    /// `caseSensitive`, bytes compare as in `FindCaseInsensitive`.
+    static bool Contains(const std::string& text, const std::string& what, bool caseSensitive);
+
+    /// Finds the first place of a pattern in two buffers that are one text, the second following
+    /// the first: for callers that stream through double buffers.
+    /// @param whatBegin the pattern, up to `whatEnd`; it must not be empty.
+    /// @param found becomes the start of the place; null when there is none.
+    /// @return 0 when there is none, 1 when it lies wholly in the first buffer, 2 when it lies
+    ///     wholly in the second one, 3 when it starts in the first and ends in the second.
+    static int FindFirstAstrideBuffers(const char* begin1, const char* end1, const char* begin2,
+                                       const char* end2, const char* whatBegin, const char* whatEnd,
+                                       const char*& found);
+
+    // --- UTF-8
+
+    /// Tells whether the bytes are well-formed UTF-8: no overlong form, no surrogate, nothing past
+    /// U+10FFFF, no sequence cut short. An empty text is.
+    static bool IsUtf8String(const std::string& text);
+    /// Counts the code points.
+    /// @return 0 for a text that isn't well formed, as for an empty one.
+    static std::size_t CountUtf8Char(const std::string& text);
+    /// Makes UTF-8 of a text that may be UTF-8 already, or else is in the local character set.
+    ///
+    /// A text that can't be converted, as every broken UTF-8 where the local set is UTF-8, gives an
+    /// empty one. Needs the text services.
+    /// @param replacement stands for each byte beyond ASCII where the conversion gave something
+    /// that
+    ///     isn't UTF-8 either.
+    static std::string UnknownEncodingToUtf8(const std::string& text, char replacement);
+
+    // --- Clean texts
+
+    /// Tells whether there is a control byte below 0x20 other than tab, line feed and carriage
+    /// return. 0x7F and all bytes beyond ASCII count as printable.
+    static bool ContainsAsciiNonPrintableChar(const char* data, std::size_t length);
+    static bool ContainsAsciiNonPrintableChar(const std::string& text);
+    /// Appends the bytes that `ContainsAsciiNonPrintableChar` calls printable to `out`, which must
+    /// not hold `data` itself.
+    static void RemoveAsciiNonPrintableChar(const char* data, std::size_t length, std::string& out);
+    /// Writes the entities of XML for quotes, apostrophes, ampersands, less-than and greater-than
+    /// signs in place. What is an entity already is escaped once more: "&amp;" to "&amp;amp;".
+    static void EscapeXmlString(std::string& text);
+
+    /// Replaces all places of `from`, left to right; what `to` brings in is not looked at again.
+    /// Takes time linear in the text and the result.
+    /// @param from must not be empty: std::length_error is thrown, as no text would be long enough.
+    /// @return how many there were.
+    static unsigned int ReplaceAllOccurrences(std::string& text, const std::string& from,
+                                              const std::string& to);
+
+    // --- Words and plain numbers
+
+    /// Reads "t", "true", "1", "on" as true and "f", "false", "0", "off" as false, in any case and
+    /// with blanks around them.
+    /// @param value becomes false where no such word stands.
+    /// @return whether `text` is such a word.
+    static bool parseBool(const std::string_view& text, bool& value);
+    static bool parseBool(const char* data, std::size_t length, bool& value);
+
+    /// Writes a number in decimal digits, filled with "0" in front up to `width` bytes. The sign of
+    /// a negative one comes after the filling: -5 in 4 bytes is "00-5".
+    static std::string fromInt(int value, int width);
+    static std::string fromUInt64(unsigned long value, int width);
+
+    // --- Order and versions
+
+    /// Tells whether `a` comes before `b`, by bytes: "a10" comes before "a2". The name and the flag
+    /// are those of a platform with an order of its own; callers rely on the plain one here.
+    /// @param caseSensitive changes nothing.
+    /// @return 1 if it does, otherwise 0; never a negative number.
+    static int CompareUTF8Natural(const std::string& a, const std::string& b, bool caseSensitive);
+    /// The same by wide characters. A null text with a length throws std::logic_error.
+    /// @param lengthA in characters, as `lengthB`.
+    static int CompareUTF16Natural(const wchar_t* a, unsigned long lengthA, const wchar_t* b,
+                                   unsigned long lengthB, bool caseSensitive);
+    /// Is false for every pair, so that a sort with it takes all texts for equal and orders
+    /// nothing: it waits for a -1 that `CompareUTF8Natural` never returns, and callers are used to
+    /// that.
+    static bool UTF8NaturalSortFunction(const std::string& a, const std::string& b);
+    /// Is false for every pair, as `UTF8NaturalSortFunction`.
+    static bool UTF8NaturalSortFunctionCaseInsensitive(const std::string& a, const std::string& b);
+
+    /// Compares versions such as "1.2.3", component by component, as numbers of 32 bits.
+    ///
+    /// Blanks around a version and all from the first space in it on don't count: "1.2 beta" is
+    /// "1.2". Components are decimal, "0x10" is hexadecimal and "010" octal; an empty one is 0.
+    /// As many components are compared as `b` has: "1.2.3" equals "1.2", while "1.2" is lower than
+    /// "1.2.3".
+    /// @param maxComponents how many are looked at, at most.
+    /// @return one of `VersionCompare`.
+    static int compareSoftwareVersion(const std::string& a, const std::string& b,
+                                      unsigned long maxComponents);
+
+    // --- Character sets
 
     /// Converts a text between two character sets; NUL bytes inside pass.
     ///

@@ -1,0 +1,175 @@
+#include "ByteSearch.h"
+
+#include <cstring>
+#include <string>
+
+#include <ctype.h>
+
+#include "SearchLevels.h"
+#include "SimdLevel.h"
+
+namespace qz::text {
+
+namespace {
+
+SearchJob makeJob(std::string_view text, std::string_view needle, std::size_t from)
+{
+    return {text.data(), text.size(), needle.data(), needle.size(), from};
+}
+
+SearchResult search(SearchJob& job, std::size_t* places, std::size_t room)
+{
+    return getSimdLevel() == SimdLevel::Avx2 ? searchAvx2(job, places, room)
+                                             : searchSse2(job, places, room);
+}
+
+SearchResult searchFolded(SearchJob& job, const FoldedBytes& folded, std::size_t* place)
+{
+    return getSimdLevel() == SimdLevel::Avx2 ? searchFoldedAvx2(job, folded, place)
+                                             : searchFoldedSse2(job, folded, place);
+}
+
+// Never slower than linear, whatever the texts are like.
+std::size_t findHard(std::string_view text, std::string_view needle, std::size_t from)
+{
+    const void* const found =
+        ::memmem(text.data() + from, text.size() - from, needle.data(), needle.size());
+    if (found == nullptr) return std::string_view::npos;
+    return static_cast<std::size_t>(static_cast<const char*>(found) - text.data());
+}
+
+std::size_t findByte(std::string_view text, char byte, std::size_t from)
+{
+    const void* const found = std::memchr(text.data() + from, byte, text.size() - from);
+    if (found == nullptr) return std::string_view::npos;
+    return static_cast<std::size_t>(static_cast<const char*>(found) - text.data());
+}
+
+// The table of the thread's locale, which `tolower` itself reads.
+const std::int32_t* getLowered()
+{
+    return *::__ctype_tolower_loc();
+}
+
+char lower(const std::int32_t* lowered, char byte)
+{
+    return static_cast<char>(lowered[static_cast<unsigned char>(byte)]);
+}
+
+std::string makeLowered(const std::int32_t* lowered, std::string_view text)
+{
+    std::string result(text);
+    for (char& byte : result)
+        byte = lower(lowered, byte);
+    return result;
+}
+
+// Collects the bytes that are lowered to `wanted`. @return false when there are more than two.
+bool findSources(const std::int32_t* lowered, char wanted, BytePair& sources)
+{
+    int count = 0;
+    for (int value = 0; value < 256; ++value) {
+        const auto byte = static_cast<char>(value);
+        if (lower(lowered, byte) != wanted) continue;
+        if (count == 0) sources.one = byte;
+        sources.other = byte;
+        ++count;
+    }
+    return count <= 2;
+}
+
+// Letter by letter, for texts that aren't worth more.
+std::size_t findLoweredSlowly(std::string_view text, std::string_view needle, std::size_t from,
+                              const std::int32_t* lowered)
+{
+    for (std::size_t place = from; place + needle.size() <= text.size(); ++place) {
+        std::size_t i = 0;
+        while (i < needle.size() && lower(lowered, text[place + i]) == needle[i])
+            ++i;
+        if (i == needle.size()) return place;
+    }
+    return std::string_view::npos;
+}
+
+std::size_t findLowered(std::string_view text, std::string_view needle, std::size_t from,
+                        const std::int32_t* lowered)
+{
+    // Below this size the look through the table costs more than the search.
+    constexpr std::size_t kWorthATable = 256;
+    if (text.size() - from < kWorthATable) return findLoweredSlowly(text, needle, from, lowered);
+    SearchJob job = makeJob(text, needle, from);
+    FoldedBytes folded = {lowered, {}, {}};
+    if (findSources(lowered, needle.front(), folded.first) &&
+        findSources(lowered, needle.back(), folded.last)) {
+        std::size_t place = 0;
+        switch (searchFolded(job, folded, &place).end) {
+            case SearchEnd::Full:
+                return place;
+            case SearchEnd::Exhausted:
+                return std::string_view::npos;
+            case SearchEnd::TooHard:
+                break;
+        }
+    }
+    const std::string rest = makeLowered(lowered, text.substr(job.position));
+    const std::size_t found = findHard(rest, needle, 0);
+    return found != std::string_view::npos ? job.position + found : found;
+}
+
+bool isDecidedBySize(std::string_view text, std::string_view needle, std::size_t from,
+                     std::size_t& result)
+{
+    result = std::string_view::npos;
+    if (from > text.size()) return true;
+    if (needle.empty()) result = from;
+    return needle.empty() || needle.size() > text.size() - from;
+}
+
+}  // namespace
+
+std::size_t find(std::string_view text, std::string_view needle, std::size_t from)
+{
+    std::size_t place = 0;
+    if (isDecidedBySize(text, needle, from, place)) return place;
+    if (needle.size() == 1) return findByte(text, needle.front(), from);
+    SearchJob job = makeJob(text, needle, from);
+    switch (search(job, &place, 1).end) {
+        case SearchEnd::Full:
+            return place;
+        case SearchEnd::Exhausted:
+            return std::string_view::npos;
+        case SearchEnd::TooHard:
+            break;
+    }
+    return findHard(text, needle, job.position);
+}
+
+std::size_t findIgnoringCase(std::string_view text, std::string_view needle, std::size_t from)
+{
+    std::size_t place = 0;
+    if (isDecidedBySize(text, needle, from, place)) return place;
+    const std::int32_t* const lowered = getLowered();
+    return findLowered(text, makeLowered(lowered, needle), from, lowered);
+}
+
+std::size_t MatchFinder::next(std::size_t* places, std::size_t room)
+{
+    std::size_t count = 0;
+    if (!mIsHard) {
+        SearchJob job = makeJob(mText, mNeedle, mPosition);
+        const SearchResult result = search(job, places, room);
+        mPosition = job.position;
+        if (result.end != SearchEnd::TooHard) return result.count;
+        mIsHard = true;
+        count = result.count;
+    }
+    for (; count < room; ++count) {
+        const std::size_t place = findHard(mText, mNeedle, mPosition);
+        if (place == std::string_view::npos) break;
+        places[count] = place;
+        mPosition = place + mNeedle.size();
+    }
+    return count;
+}
+
+}  // namespace qz::text

@@ -1,0 +1,17 @@
+#include "SimdLevel.h"
+
+namespace qz::text {
+
+SimdLevel detectSimdLevel()
+{
+    __builtin_cpu_init();
+    // Some of the first processors with look-ups don't count bits, which the levels need as well.
+    if (!__builtin_cpu_supports("popcnt")) return SimdLevel::Sse2;
+    if (__builtin_cpu_supports("avx2")) return SimdLevel::Avx2;
+    if (__builtin_cpu_supports("ssse3")) return SimdLevel::Ssse3;
+    return SimdLevel::Sse2;
+}
+
+const SimdLevel impl::gSimdLevel = detectSimdLevel();
+
+}  // namespace qz::text

@@ -1,0 +1,27 @@
+#pragma once
+
+namespace qz::text {
+
+/// The vector instructions that the processor has beyond those of every x86-64 (SSE2). Each level
+/// includes the ones before.
+enum class SimdLevel {
+    Sse2,
+    Ssse3,  ///< With a table look-up in the bytes of a vector, and a count of bits.
+    Avx2,   ///< The same on vectors of 32 bytes, which the system saves too.
+};
+
+/// Asks the processor.
+SimdLevel detectSimdLevel();
+
+namespace impl {
+/// Set at load. Whoever comes earlier reads the zero there and takes the level that always works.
+extern const SimdLevel gSimdLevel;
+}  // namespace impl
+
+/// The level of this machine.
+inline SimdLevel getSimdLevel()
+{
+    return impl::gSimdLevel;
+}
+
+}  // namespace qz::text

@@ -1,0 +1,216 @@
+#pragma once
+
+// The scan of UTF-8 by range tables, for files that are compiled for a level that can look up
+// tables in vectors; see J. Keiser and D. Lemire, "Validating UTF-8 in less than one instruction
+// per byte".
+//
+// Whether two bytes can follow each other is decided by three half bytes: both of the first byte
+// and the high one of the second. Each of them selects a set of faults that it allows, and a fault
+// in all three sets has happened. What is left for two steps back and three is where continuation
+// bytes have to be; the set counts two of them in a row as a fault, and those are struck out.
+
+#include <cstring>
+
+#include "ByteVectors.h"
+#include "Utf8Levels.h"
+
+namespace qz::text {
+
+namespace {
+
+enum Fault : unsigned {
+    TooShort = 1U << 0U,         // a lead byte, and then no continuation
+    TooLong = 1U << 1U,          // a continuation after ASCII
+    Overlong3 = 1U << 2U,        // E0 80 to E0 9F
+    TooLarge = 1U << 3U,         // F4 90 and on
+    Surrogate = 1U << 4U,        // ED A0 to ED BF
+    Overlong2 = 1U << 5U,        // C0 and C1
+    TooLarge1000 = 1U << 6U,     // F5 and on with 80 to 8F
+    Overlong4 = 1U << 6U,        // F0 80 to F0 8F; no lead byte has both
+    TwoContinuations = 1U << 7U  // right after a longer lead byte only
+};
+// Faults that the low half of the first byte has no say in.
+constexpr unsigned kAnyLow = TooShort | TooLong | TwoContinuations;
+constexpr unsigned kBeyond = kAnyLow | TooLarge | TooLarge1000;
+
+constexpr unsigned kContinued = TooLong | TwoContinuations | Overlong2;
+
+alignas(16) constexpr std::uint8_t kFirstHigh[16] = {
+    TooLong,
+    TooLong,
+    TooLong,
+    TooLong,
+    TooLong,
+    TooLong,
+    TooLong,
+    TooLong,  // 0 to 7
+    TwoContinuations,
+    TwoContinuations,
+    TwoContinuations,
+    TwoContinuations,                                // 8 to B
+    TooShort | Overlong2,                            // C
+    TooShort,                                        // D
+    TooShort | Overlong3 | Surrogate,                // E
+    TooShort | TooLarge | TooLarge1000 | Overlong4,  // F
+};
+alignas(16) constexpr std::uint8_t kFirstLow[16] = {
+    kAnyLow | Overlong2 | Overlong3 | Overlong4,  // 0
+    kAnyLow | Overlong2,                          // 1
+    kAnyLow,
+    kAnyLow,             // 2, 3
+    kAnyLow | TooLarge,  // 4
+    kBeyond,
+    kBeyond,
+    kBeyond,
+    kBeyond,
+    kBeyond,
+    kBeyond,
+    kBeyond,
+    kBeyond,              // 5 to C
+    kBeyond | Surrogate,  // D
+    kBeyond,
+    kBeyond,  // E, F
+};
+alignas(16) constexpr std::uint8_t kSecondHigh[16] = {
+    TooShort,
+    TooShort,
+    TooShort,
+    TooShort,
+    TooShort,
+    TooShort,
+    TooShort,
+    TooShort,                                           // 0 to 7
+    kContinued | Overlong3 | Overlong4 | TooLarge1000,  // 8
+    kContinued | Overlong3 | TooLarge,                  // 9
+    kContinued | Surrogate | TooLarge,
+    kContinued | Surrogate | TooLarge,  // A, B
+    TooShort,
+    TooShort,
+    TooShort,
+    TooShort,  // C to F
+};
+
+/// Takes a text vector by vector, and remembers what the next one needs.
+template <typename Vector>
+class Utf8Checker {
+public:
+    void takeAscii()
+    {
+        mFaults = mFaults | mUnfinished;
+        mBefore = mUnfinished = Vector::fill(0);
+    }
+
+    void take(Vector bytes)
+    {
+        const Vector first = bytes.template earlier<1>(mBefore);
+        const Vector pairFaults = first.highNibbles().lookUpIn(kFirstHigh) &
+                                  (first & Vector::fill(0x0F)).lookUpIn(kFirstLow) &
+                                  bytes.highNibbles().lookUpIn(kSecondHigh);
+        // These have the high bit where the lead byte of three or four stands two back, or that of
+        // four stands three back: just there two continuation bytes in a row are right.
+        const Vector ofThree =
+            bytes.template earlier<2>(mBefore).minusSaturated(Vector::fill(0xE0 - 0x80));
+        const Vector ofFour =
+            bytes.template earlier<3>(mBefore).minusSaturated(Vector::fill(0xF0 - 0x80));
+        mFaults = mFaults | (((ofThree | ofFour) & Vector::fill(TwoContinuations)) ^ pairFaults);
+        mBefore = bytes;
+        mUnfinished = bytes.minusSaturated(getFinishedLimits());
+    }
+
+    bool hasFault() const
+    {
+        return ((mFaults | mUnfinished) == Vector::fill(0)).highBits() != kAll;
+    }
+    /// Tells about a fault without a sequence that the vector to come may finish.
+    bool hasSureFault() const { return (mFaults == Vector::fill(0)).highBits() != kAll; }
+
+private:
+    static constexpr std::uint64_t kAll = (std::uint64_t(1) << Vector::kSize) - 1;
+
+    /// What the last three bytes of a vector are at most if no sequence goes on behind it.
+    static Vector getFinishedLimits()
+    {
+        alignas(Vector::kSize) static constexpr Limits kLimits;
+        return Vector::load(kLimits.bytes);
+    }
+    struct Limits {
+        char bytes[Vector::kSize] = {};
+        constexpr Limits()
+        {
+            for (char& byte : bytes)
+                byte = static_cast<char>(0xFF);
+            bytes[Vector::kSize - 3] = static_cast<char>(0xF0 - 1);
+            bytes[Vector::kSize - 2] = static_cast<char>(0xE0 - 1);
+            bytes[Vector::kSize - 1] = static_cast<char>(0xC0 - 1);
+        }
+    };
+
+    Vector mFaults = Vector::fill(0);
+    Vector mBefore = Vector::fill(0);
+    Vector mUnfinished = Vector::fill(0);
+};
+
+/// Vectors that are looked at together.
+template <typename Vector>
+struct Utf8Block {
+    static constexpr std::size_t kVectors = 64 / Vector::kSize;
+    static constexpr std::size_t kSize = 64;
+
+    explicit Utf8Block(const char* bytes)
+    {
+        for (std::size_t i = 0; i < kVectors; ++i)
+            vectors[i] = Vector::load(bytes + i * Vector::kSize);
+    }
+    bool isAscii() const
+    {
+        Vector all = vectors[0];
+        for (std::size_t i = 1; i < kVectors; ++i)
+            all = all | vectors[i];
+        return all.highBits() == 0;
+    }
+    /// The bytes that begin a code point: all but the continuation bytes, -128 to -65.
+    std::size_t countStarts() const
+    {
+        const Vector last = Vector::fill(-65);
+        std::uint64_t bits = 0;
+        for (std::size_t i = 0; i < kVectors; ++i)
+            bits |= (vectors[i] > last).highBits() << i * Vector::kSize;
+        return static_cast<std::size_t>(__builtin_popcountll(bits));
+    }
+
+    Vector vectors[kVectors];
+};
+
+/// Counts the code points of a text; `kNotUtf8` when it isn't well formed.
+template <typename Vector>
+std::size_t countUtf8ByBlocks(const char* begin, const char* end)
+{
+    using Block = Utf8Block<Vector>;
+    Utf8Checker<Vector> checker;
+    std::size_t count = 0;
+    for (; static_cast<std::size_t>(end - begin) >= Block::kSize; begin += Block::kSize) {
+        const Block block(begin);
+        if (block.isAscii()) {
+            checker.takeAscii();
+            count += Block::kSize;
+            continue;
+        }
+        for (const Vector& vector : block.vectors)
+            checker.take(vector);
+        if (checker.hasSureFault()) return kNotUtf8;
+        count += block.countStarts();
+    }
+    // The rest in a block of its own, filled up with NULs, which finish nothing that is unfinished.
+    const auto rest = static_cast<std::size_t>(end - begin);
+    char bytes[Block::kSize] = {};
+    if (rest != 0) std::memcpy(bytes, begin, rest);
+    const Block block(bytes);
+    for (const Vector& vector : block.vectors)
+        checker.take(vector);
+    if (checker.hasFault()) return kNotUtf8;
+    return count + block.countStarts() - (Block::kSize - rest);
+}
+
+}  // namespace
+
+}  // namespace qz::text
