@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <qz/qzByteArrayLowFootprint.h>
+#include <qz/qzSimdConstants.h>
+
 #include "frame/LibInitCounterTestPeer.h"
 #include "frame/LoadTimeObjects.h"
 
@@ -20,6 +23,15 @@ struct Look {
     bool seesFullCounter = !Peer::getName(gFullCounter).empty();
 };
 
+// What is there without being made: seen by the first object that a program may have.
+struct FirstLook {
+    bool seesByteArrays =
+        qzByteArrayLowFootprint::sNull.isNull() && !qzByteArrayLowFootprint::sEmpty.isNull();
+    bool seesSimdConstants =
+        sSSEOne.lanes[3] == 1 && sMaskTable[15].lanes[3] == 0xFFFFFFFF && sOffset[4] == 3;
+};
+
+[[gnu::init_priority(101)]] const FirstLook gFirst;
 [[gnu::init_priority(QZ_LOAD_LIGHT_COUNTER - 1)]] const Look gAheadOfLightCounter;
 [[gnu::init_priority(QZ_LOAD_LIGHT_COUNTER + 1)]] const Look gBehindLightCounter;
 [[gnu::init_priority(QZ_LOAD_FULL_COUNTER - 1)]] const Look gAheadOfFullCounter;
@@ -27,6 +39,12 @@ struct Look {
 const Look gWithoutPriority;
 
 }  // namespace
+
+TEST(LoadOrderTest, HasConstantsAheadOfEverything)
+{
+    EXPECT_TRUE(gFirst.seesByteArrays);
+    EXPECT_TRUE(gFirst.seesSimdConstants);
+}
 
 TEST(LoadOrderTest, MakesTheLightCounterAtItsPlace)
 {
