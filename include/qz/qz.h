@@ -10,6 +10,7 @@
 #include <qz/qzDataStream.h>
 #include <qz/qzDirUtils.h>
 #include <qz/qzExport.h>
+#include <qz/qzIniFile.h>
 #include <qz/qzIoDevice.h>
 #include <qz/qzIoDeviceBroadcast.h>
 #include <qz/qzIoDeviceDummy.h>
@@ -24,3 +25,4 @@
 #include <qz/qzSystemUtils.h>
 #include <qz/qzSystemVersion.h>
 #include <qz/qzThread.h>
+#include <qz/qzVariant.h>

@@ -1,0 +1,166 @@
+#include "VariantText.h"
+
+#include <charconv>
+#include <locale>
+
+#include "VariantTextWalk.h"
+
+namespace qz::variant {
+
+namespace {
+
+constexpr int kStreamPrecision = 6;
+constexpr std::size_t kNumberSize = 32;
+
+void appendClassic(long value, std::string& out)
+{
+    char text[kNumberSize];
+    out.append(text, std::to_chars(text, std::end(text), value).ptr);
+}
+
+void appendClassic(double value, int precision, std::string& out)
+{
+    char text[kNumberSize];
+    const auto end =
+        std::to_chars(text, std::end(text), value, std::chars_format::general, precision);
+    out.append(text, end.ptr);
+}
+
+// Maps as "(key=value),(key=value)", lists without anything around their elements.
+class PlainStyle {
+public:
+    PlainStyle(std::string& out, const std::string& topSeparator)
+        : mOut(out), mTopSeparator(topSeparator)
+    {
+    }
+
+    void begin(bool) {}
+    void end(bool) {}
+    void separate(bool isMap, std::size_t depth)
+    {
+        if (isMap)
+            mOut += ',';
+        else if (depth == 1)
+            mOut += mTopSeparator;
+        else
+            mOut += ' ';
+    }
+    void beginEntry(const std::string& key)
+    {
+        mOut += '(';
+        mOut += key;
+        mOut += '=';
+    }
+    void endEntry() { mOut += ')'; }
+    void leaf(const qzVariant& value) { mLeafText.append(value, mOut); }
+
+private:
+    std::string& mOut;
+    const std::string& mTopSeparator;
+    LeafText mLeafText;
+};
+
+template <typename Tree>
+std::string walk(const Tree& tree, const std::string& topSeparator)
+{
+    std::string out;
+    PlainStyle style(out, topSeparator);
+    TextWalk(style).write(tree);
+    return out;
+}
+
+}  // namespace
+
+LeafText::LeafText() : mIsClassic(std::locale() == std::locale::classic()) {}
+
+template <typename T>
+void LeafText::appendByStream(T value, std::string& out)
+{
+    if (!mStream) mStream.emplace();
+    mStream->str(std::string());
+    *mStream << value;
+    out += mStream->view();
+}
+
+void LeafText::append(long value, std::string& out)
+{
+    if (mIsClassic)
+        appendClassic(value, out);
+    else
+        appendByStream(value, out);
+}
+
+void LeafText::append(double value, std::string& out)
+{
+    if (mIsClassic)
+        appendClassic(value, kStreamPrecision, out);
+    else
+        appendByStream(value, out);
+}
+
+void LeafText::append(const qzVariant& leaf, std::string& out)
+{
+    switch (leaf.getType()) {
+        case qzVariant::INTEGER:
+        case qzVariant::DATETIME:
+            append(VariantAccess::getCell(leaf).integer, out);
+            break;
+        case qzVariant::REAL:
+            append(VariantAccess::getCell(leaf).real, out);
+            break;
+        case qzVariant::STRING:
+            out += *leaf.getString();
+            break;
+        case qzVariant::BOOL:
+            out += VariantAccess::getCell(leaf).boolean ? "true" : "false";
+            break;
+        case qzVariant::VEC2D:
+        case qzVariant::VEC3D:
+        case qzVariant::VEC4D:
+        case qzVariant::MAT3D:
+        case qzVariant::MAT4D:
+            for (std::size_t i = 0; i != leaf.arraySize(); ++i) {
+                out += i == 0 ? '[' : ',';
+                append(leaf.getArray()[i], out);
+            }
+            out += ']';
+            break;
+        default:
+            break;
+    }
+}
+
+std::string toClassicText(double value, int precision)
+{
+    std::string text;
+    appendClassic(value, precision, text);
+    return text;
+}
+
+std::string toClassicText(long value)
+{
+    std::string text;
+    appendClassic(value, text);
+    return text;
+}
+
+std::string toText(const qzVariant& value)
+{
+    if (value.getType() == qzVariant::STRING) return *value.getString();
+    if (isContainer(value)) return walk(value, " ");
+    std::string out;
+    LeafText().append(value, out);
+    return out;
+}
+
+std::string toText(const Map& map)
+{
+    return walk(map, " ");
+}
+
+std::string toText(const List& list, const std::string& separator)
+{
+    return walk(list, separator);
+}
+
+}  // namespace qz::variant
