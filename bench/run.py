@@ -85,6 +85,14 @@ SUBJECTS = {
         "load 1,000 keys": None,
         "load 100,000 keys": None,
     }),
+    "number": ("Numbers to text", {
+        "integer, zero padded": 1.3,
+        "12 digits with separators": 0.2,
+        "humanised size": 0.7,
+        "two decimals": 0.8,
+        "duration": 0.4,
+        "double, 6 digits": 0.7,
+    }),
     "start": ("Start and load", {
         "light start and stop": None,
         "full start and stop": None,
