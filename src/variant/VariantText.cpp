@@ -4,12 +4,12 @@
 #include <locale>
 
 #include "VariantTextWalk.h"
+#include "text/SixDigits.h"
 
 namespace qz::variant {
 
 namespace {
 
-constexpr int kStreamPrecision = 6;
 constexpr std::size_t kNumberSize = 32;
 
 void appendClassic(long value, std::string& out)
@@ -18,12 +18,10 @@ void appendClassic(long value, std::string& out)
     out.append(text, std::to_chars(text, std::end(text), value).ptr);
 }
 
-void appendClassic(double value, int precision, std::string& out)
+void appendClassic(double value, std::string& out)
 {
-    char text[kNumberSize];
-    const auto end =
-        std::to_chars(text, std::end(text), value, std::chars_format::general, precision);
-    out.append(text, end.ptr);
+    char digits[text::kSixDigitsSize];
+    out.append(digits, text::writeSixDigits(digits, value));
 }
 
 // Maps as "(key=value),(key=value)", lists without anything around their elements.
@@ -71,7 +69,11 @@ std::string walk(const Tree& tree, const std::string& topSeparator)
 
 }  // namespace
 
-LeafText::LeafText() : mIsClassic(std::locale() == std::locale::classic()) {}
+bool LeafText::isClassic()
+{
+    if (!mIsClassic) mIsClassic = std::locale() == std::locale::classic();
+    return *mIsClassic;
+}
 
 template <typename T>
 void LeafText::appendByStream(T value, std::string& out)
@@ -84,7 +86,7 @@ void LeafText::appendByStream(T value, std::string& out)
 
 void LeafText::append(long value, std::string& out)
 {
-    if (mIsClassic)
+    if (isClassic())
         appendClassic(value, out);
     else
         appendByStream(value, out);
@@ -92,8 +94,8 @@ void LeafText::append(long value, std::string& out)
 
 void LeafText::append(double value, std::string& out)
 {
-    if (mIsClassic)
-        appendClassic(value, kStreamPrecision, out);
+    if (isClassic())
+        appendClassic(value, out);
     else
         appendByStream(value, out);
 }
@@ -132,9 +134,10 @@ void LeafText::append(const qzVariant& leaf, std::string& out)
 
 std::string toClassicText(double value, int precision)
 {
-    std::string text;
-    appendClassic(value, precision, text);
-    return text;
+    char text[kNumberSize];
+    const auto end =
+        std::to_chars(text, std::end(text), value, std::chars_format::general, precision);
+    return {text, end.ptr};
 }
 
 std::string toClassicText(long value)
@@ -146,7 +149,7 @@ std::string toClassicText(long value)
 
 std::string toText(const qzVariant& value)
 {
-    if (value.getType() == qzVariant::STRING) return *value.getString();
+    if (value.getString() != nullptr) return *value.getString();
     if (isContainer(value)) return walk(value, " ");
     std::string out;
     LeafText().append(value, out);

@@ -12,8 +12,6 @@ namespace qz::variant {
 /// one.
 class LeafText {
 public:
-    LeafText();
-
     /// Appends the text of anything but a map and a list.
     void append(const qzVariant& leaf, std::string& out);
     void append(long value, std::string& out);
@@ -23,7 +21,9 @@ private:
     template <typename T>
     void appendByStream(T value, std::string& out);
 
-    const bool mIsClassic;
+    bool isClassic();
+
+    std::optional<bool> mIsClassic;  // not asked yet, while empty
     std::optional<std::ostringstream> mStream;
 };
 
