@@ -24,6 +24,17 @@ void appendClassic(double value, std::string& out)
     out.append(digits, text::writeSixDigits(digits, value));
 }
 
+std::string toSixDigits(double value)
+{
+    char digits[text::kSixDigitsSize];
+    return {digits, text::writeSixDigits(digits, value)};
+}
+
+bool isGlobalLocaleClassic()
+{
+    return std::locale() == std::locale::classic();
+}
+
 // Maps as "(key=value),(key=value)", lists without anything around their elements.
 class PlainStyle {
 public:
@@ -69,11 +80,7 @@ std::string walk(const Tree& tree, const std::string& topSeparator)
 
 }  // namespace
 
-bool LeafText::isClassic()
-{
-    if (!mIsClassic) mIsClassic = std::locale() == std::locale::classic();
-    return *mIsClassic;
-}
+LeafText::LeafText() : mIsClassic(isGlobalLocaleClassic()) {}
 
 template <typename T>
 void LeafText::appendByStream(T value, std::string& out)
@@ -86,7 +93,7 @@ void LeafText::appendByStream(T value, std::string& out)
 
 void LeafText::append(long value, std::string& out)
 {
-    if (isClassic())
+    if (mIsClassic)
         appendClassic(value, out);
     else
         appendByStream(value, out);
@@ -94,7 +101,7 @@ void LeafText::append(long value, std::string& out)
 
 void LeafText::append(double value, std::string& out)
 {
-    if (isClassic())
+    if (mIsClassic)
         appendClassic(value, out);
     else
         appendByStream(value, out);
@@ -142,15 +149,27 @@ std::string toClassicText(double value, int precision)
 
 std::string toClassicText(long value)
 {
-    std::string text;
-    appendClassic(value, text);
-    return text;
+    char text[kNumberSize];
+    return {text, std::to_chars(text, std::end(text), value).ptr};
 }
 
 std::string toText(const qzVariant& value)
 {
-    if (value.getString() != nullptr) return *value.getString();
-    if (isContainer(value)) return walk(value, " ");
+    switch (value.getType()) {
+        case qzVariant::STRING:
+            return *value.getString();
+        case qzVariant::MAP:
+        case qzVariant::LIST:
+            return walk(value, " ");
+        case qzVariant::INTEGER:
+            if (isGlobalLocaleClassic()) return toClassicText(value.toInteger());
+            break;
+        case qzVariant::REAL:
+            if (isGlobalLocaleClassic()) return toSixDigits(value.toReal());
+            break;
+        default:
+            break;
+    }
     std::string out;
     LeafText().append(value, out);
     return out;

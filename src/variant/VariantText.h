@@ -12,6 +12,8 @@ namespace qz::variant {
 /// one.
 class LeafText {
 public:
+    LeafText();
+
     /// Appends the text of anything but a map and a list.
     void append(const qzVariant& leaf, std::string& out);
     void append(long value, std::string& out);
@@ -21,9 +23,7 @@ private:
     template <typename T>
     void appendByStream(T value, std::string& out);
 
-    bool isClassic();
-
-    std::optional<bool> mIsClassic;  // not asked yet, while empty
+    const bool mIsClassic;
     std::optional<std::ostringstream> mStream;
 };
 

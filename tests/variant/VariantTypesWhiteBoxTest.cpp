@@ -78,14 +78,12 @@ TEST_P(VariantTypes, IsNeitherSmallerNorLargerThanItsKind)
 TEST_P(VariantTypes, OrdersByNumberAgainstOtherTypes)
 {
     for (const int number : {0, 1, 4, 7, 8, 9, 10, 14, 15, 16, 17, 1000}) {
-        const qzVariant plain[] = {{}, 5, 2.0, "x", true};
-        const qzVariant other = number < 5 ? plain[number] : makeOfType(number);
         if (number == GetParam()) continue;
+        qzVariant other = makeOfType(number);
         EXPECT_EQ(mValue < other, GetParam() < number) << number;
         EXPECT_EQ(mValue > other, GetParam() > number) << number;
         EXPECT_FALSE(mValue == other) << number;
-        // No tree is behind the cell of these.
-        if (number >= 5) VariantAccess::setType(const_cast<qzVariant&>(other), qzVariant::INTEGER);
+        VariantAccess::setType(other, qzVariant::INTEGER);  // its cell is no address to free
     }
 }
 
@@ -118,10 +116,8 @@ TEST_P(VariantTypes, OwnsNothing)
 
 TEST_P(VariantTypes, IsALeafOfATree)
 {
-    List list;
-    list.push_back(std::move(mValue));
-    const qzVariant tree(Map{{"a", qzVariant()}});
-    const_cast<qzVariant&>(*tree.getMap()->findPathImpl("a", '/')) = std::move(list);
+    qzVariant tree(Map{{"a", List{1}}});
+    tree.editMap()->editValuePath("a", 0, '/').editList()->back() = std::move(mValue);
     EXPECT_FALSE(tree == tree);
     EXPECT_FALSE(tree < tree || tree > tree);
     EXPECT_EQ(tree.toString(), "(a=)");

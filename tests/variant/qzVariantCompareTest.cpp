@@ -240,7 +240,7 @@ TEST(qzVariantCompareTest, AsksObjectsInsideOfTreesForEqualityAndNotForOrder)
     CountedUserData::ResetCounts();
     EXPECT_TRUE(left == right);
     EXPECT_EQ(CountedUserData::sQuestions, 1);
-    EXPECT_NE(left < right, left > right);
+    EXPECT_NE(left<right, left> right);
     EXPECT_EQ(CountedUserData::sQuestions, 1);
 }
 
@@ -275,15 +275,27 @@ TEST(qzVariantCompareTest, ComparesTreesOfChanceAsThePlainForm)
 // Without NaNs the two orderings are those of a total order: sorting relies on it.
 TEST(qzVariantCompareTest, OrdersTotallyWithoutNaNs)
 {
-    const qzVariant values[] = {
-        {},           1,          2,           0.5,          1.5,
-        "a",          "b",        makeVec2(1), makeVec2(-1), makeVec2(kNaN),
-        Map(),        List{1},    List{1, 2},  List{2},      Map{{"a", 1}},
-        Map{{"b", 1}}, List{Map()}};
+    const qzVariant values[] = {{},
+                                1,
+                                2,
+                                0.5,
+                                1.5,
+                                "a",
+                                "b",
+                                makeVec2(1),
+                                makeVec2(-1),
+                                makeVec2(kNaN),
+                                Map(),
+                                List{1},
+                                List{1, 2},
+                                List{2},
+                                Map{{"a", 1}},
+                                Map{{"b", 1}},
+                                List{Map()}};
     for (const qzVariant& a : values) {
         for (const qzVariant& b : values) {
             EXPECT_EQ((a < b) + (a == b) + (a > b), 1) << a << b;
-            EXPECT_EQ(a < b, b > a) << a << b;
+            EXPECT_EQ(a<b, b> a) << a << b;
             for (const qzVariant& c : values)
                 EXPECT_TRUE(!(a < b && b < c) || a < c) << a << b << c;
         }

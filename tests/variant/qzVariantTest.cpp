@@ -504,7 +504,8 @@ TEST_F(qzVariantUserData, KeepsTheOrderOfItsVirtualFunctions)
 TEST_F(qzVariantUserData, FindsItsVariantWithoutItInItsDestructor)
 {
     struct Looker : CountedUserData {
-        Looker(const qzVariant*& variant, int& type) : CountedUserData(1), mVariant(variant), mType(type)
+        Looker(const qzVariant*& variant, int& type)
+            : CountedUserData(1), mVariant(variant), mType(type)
         {
         }
         ~Looker() override { mType = mVariant->getType(); }
