@@ -4,12 +4,12 @@
 #include <locale>
 
 #include "VariantTextWalk.h"
+#include "text/SixDigits.h"
 
 namespace qz::variant {
 
 namespace {
 
-constexpr int kStreamPrecision = 6;
 constexpr std::size_t kNumberSize = 32;
 
 void appendClassic(long value, std::string& out)
@@ -18,12 +18,21 @@ void appendClassic(long value, std::string& out)
     out.append(text, std::to_chars(text, std::end(text), value).ptr);
 }
 
-void appendClassic(double value, int precision, std::string& out)
+void appendClassic(double value, std::string& out)
 {
-    char text[kNumberSize];
-    const auto end =
-        std::to_chars(text, std::end(text), value, std::chars_format::general, precision);
-    out.append(text, end.ptr);
+    char digits[text::kSixDigitsSize];
+    out.append(digits, text::writeSixDigits(digits, value));
+}
+
+std::string toSixDigits(double value)
+{
+    char digits[text::kSixDigitsSize];
+    return {digits, text::writeSixDigits(digits, value)};
+}
+
+bool isGlobalLocaleClassic()
+{
+    return std::locale() == std::locale::classic();
 }
 
 // Maps as "(key=value),(key=value)", lists without anything around their elements.
@@ -71,7 +80,7 @@ std::string walk(const Tree& tree, const std::string& topSeparator)
 
 }  // namespace
 
-LeafText::LeafText() : mIsClassic(std::locale() == std::locale::classic()) {}
+LeafText::LeafText() : mIsClassic(isGlobalLocaleClassic()) {}
 
 template <typename T>
 void LeafText::appendByStream(T value, std::string& out)
@@ -93,7 +102,7 @@ void LeafText::append(long value, std::string& out)
 void LeafText::append(double value, std::string& out)
 {
     if (mIsClassic)
-        appendClassic(value, kStreamPrecision, out);
+        appendClassic(value, out);
     else
         appendByStream(value, out);
 }
@@ -132,22 +141,35 @@ void LeafText::append(const qzVariant& leaf, std::string& out)
 
 std::string toClassicText(double value, int precision)
 {
-    std::string text;
-    appendClassic(value, precision, text);
-    return text;
+    char text[kNumberSize];
+    const auto end =
+        std::to_chars(text, std::end(text), value, std::chars_format::general, precision);
+    return {text, end.ptr};
 }
 
 std::string toClassicText(long value)
 {
-    std::string text;
-    appendClassic(value, text);
-    return text;
+    char text[kNumberSize];
+    return {text, std::to_chars(text, std::end(text), value).ptr};
 }
 
 std::string toText(const qzVariant& value)
 {
-    if (value.getType() == qzVariant::STRING) return *value.getString();
-    if (isContainer(value)) return walk(value, " ");
+    switch (value.getType()) {
+        case qzVariant::STRING:
+            return *value.getString();
+        case qzVariant::MAP:
+        case qzVariant::LIST:
+            return walk(value, " ");
+        case qzVariant::INTEGER:
+            if (isGlobalLocaleClassic()) return toClassicText(value.toInteger());
+            break;
+        case qzVariant::REAL:
+            if (isGlobalLocaleClassic()) return toSixDigits(value.toReal());
+            break;
+        default:
+            break;
+    }
     std::string out;
     LeafText().append(value, out);
     return out;
