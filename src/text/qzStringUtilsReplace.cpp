@@ -14,9 +14,32 @@ namespace {
 
 using Places = std::vector<std::size_t>;
 
+// Two words that may overlap each other make any number of bytes between one word and two.
+template <typename Word>
+void copyWords(char* out, const char* bytes, std::size_t size)
+{
+    Word first;
+    Word last;
+    std::memcpy(&first, bytes, sizeof first);
+    std::memcpy(&last, bytes + size - sizeof last, sizeof last);
+    std::memcpy(out, &first, sizeof first);
+    std::memcpy(out + size - sizeof last, &last, sizeof last);
+}
+
+// What is copied again and again is short mostly, and then the call of a function costs more than
+// the copy. `bytes` may overlap `out`.
 char* appendBytes(char* out, const char* bytes, std::size_t size)
 {
-    std::memcpy(out, bytes, size);
+    if (size > 2 * sizeof(std::uint64_t))
+        std::memmove(out, bytes, size);
+    else if (size >= sizeof(std::uint64_t))
+        copyWords<std::uint64_t>(out, bytes, size);
+    else if (size >= sizeof(std::uint32_t))
+        copyWords<std::uint32_t>(out, bytes, size);
+    else if (size >= sizeof(std::uint16_t))
+        copyWords<std::uint16_t>(out, bytes, size);
+    else if (size != 0)
+        *out = *bytes;
     return out + size;
 }
 
@@ -43,8 +66,7 @@ unsigned int replaceInPlace(std::string& text, std::string_view from, std::strin
         for (std::size_t i = 0; i < count; ++i) {
             const char* const found = begin + places[i];
             moveUpTo(found);
-            std::memmove(out, to.data(), to.size());
-            out += to.size();
+            out = appendBytes(out, to.data(), to.size());
             in = found + from.size();
         }
     }

@@ -91,6 +91,26 @@ TEST(qzStringUtilsReplaceAll, AgreesWithOneByOneOnGeneratedTexts)
     }
 }
 
+TEST(qzStringUtilsReplaceAll, CopiesPiecesOfEverySize)
+{
+    const std::string letters = "0123456789abcdefghijklmnopqrstuvwxyz";
+    for (std::size_t fromSize = 1; fromSize <= letters.size(); fromSize += 5) {
+        const std::string from = letters.substr(letters.size() - fromSize);
+        for (std::size_t toSize = 0; toSize <= letters.size(); ++toSize) {
+            for (std::size_t gap = 0; gap < 36; gap += 3) {
+                const std::string between(letters, 0, gap);
+                const std::string before = from + between + from + from + "-" + between + from;
+                const std::string to = letters.substr(0, toSize);
+                std::string expected = before;
+                plain::replaceAll(expected, from, to);
+                std::string text = before;
+                qzStringUtils::ReplaceAllOccurrences(text, from, to);
+                ASSERT_EQ(text, expected) << fromSize << " " << toSize << " " << gap;
+            }
+        }
+    }
+}
+
 TEST(qzStringUtilsReplaceAll, TakesTimeAndMemoryOnceForAHundredThousandPlaces)
 {
     // One by one this would move 10 GB.

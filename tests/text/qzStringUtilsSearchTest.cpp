@@ -147,6 +147,35 @@ TEST(qzStringUtilsFindAll, LargeTextsAreSearchedAsByTheStandardLibrary)
     }
 }
 
+TEST(qzStringUtilsFindAll, ARareFirstByteIsFoundAsByTheStandardLibrary)
+{
+    for (const unsigned seed : plain::kSeeds) {
+        SCOPED_TRACE(seed);
+        std::mt19937 random(seed);
+        for (int round = 0; round < 100; ++round) {
+            std::string text(5000, '-');
+            for (std::size_t places = plain::choose(random, 60); places > 0; --places)
+                text.replace(plain::choose(random, 4900), 3, plain::makeText(random, "abc", 3));
+            const std::size_t from = plain::choose(random, text.size());
+            const std::string what = "a" + plain::makeText(random, "abc-", round % 5);
+            ASSERT_EQ(qzStringUtils::FindCaseSensitive(text, what, from), text.find(what, from))
+                << text << " " << what << " " << from;
+        }
+    }
+}
+
+TEST(qzStringUtilsFindAll, LongPiecesAlikeBehindARareByteAreSearchedToTheEnd)
+{
+    std::string piece = "a" + std::string(299, '-');
+    std::string text;
+    for (int i = 0; i < 100; ++i)
+        text += piece;
+    std::string what = text.substr(0, 20000);
+    what[19998] = '+';
+    EXPECT_EQ(qzStringUtils::FindCaseSensitive(text, what, 0), kNone);
+    EXPECT_EQ(qzStringUtils::FindCaseSensitive(text + what, what, 0), text.size());
+}
+
 TEST(qzStringUtilsFindAll, TextsWhereEveryPlaceLooksRightAreSearchedToTheEnd)
 {
     std::string what(50, 'a');
