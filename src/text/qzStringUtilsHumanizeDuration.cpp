@@ -1,7 +1,7 @@
 #include <qz/qzStringUtils.h>
 
 #include <array>
-#include <string_view>
+#include <cstring>
 
 #include "DigitWriter.h"
 
@@ -11,7 +11,11 @@ namespace {
 
 enum Unit : int { Milliseconds, Seconds, Minutes, Hours, Days, UnitCount };
 
-constexpr std::array<std::string_view, UnitCount> kLabels = {"ms", "s", "m", "h", "d"};
+constexpr std::size_t kLabelSize = 2;
+
+// With the blank that parts a label of one letter from the next amount. Nothing follows the
+// milliseconds.
+constexpr std::array<const char*, UnitCount> kLabels = {"ms", "s ", "m ", "h ", "d "};
 
 using Amounts = std::array<long, UnitCount>;
 
@@ -46,8 +50,9 @@ int getLowestShown(int highest, int detail)
 char* writeAmount(char* to, long amount)
 {
     if (amount < 0 || amount > 99) return text::writeInteger(to, amount);
-    if (amount > 9) return text::writePadded(to, static_cast<unsigned long>(amount), 2);
-    *to = static_cast<char>('0' + amount);
+    *to = static_cast<char>('0' + amount / 10);
+    to += amount > 9 ? 1 : 0;
+    *to = static_cast<char>('0' + amount % 10);
     return to + 1;
 }
 
@@ -69,9 +74,11 @@ std::string qzStringUtils::humanizeDuration(const T& milliseconds, int detail,
     char buffer[96];
     char* at = buffer;
     for (int unit = highest; unit >= lowest; --unit) {
-        if (unit != highest) *at++ = ' ';
-        at = text::writeText(writeAmount(at, amounts[unit]), kLabels[unit]);
+        at = writeAmount(at, amounts[unit]);
+        std::memcpy(at, kLabels[unit], kLabelSize);
+        at += kLabelSize;
     }
+    if (lowest != Milliseconds) --at;  // the last blank
     if (showMilliseconds && highest > Milliseconds) {
         at = text::writeText(at, " (");
         at = text::writeInteger(at, static_cast<unsigned long>(milliseconds));
