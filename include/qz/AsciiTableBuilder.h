@@ -81,7 +81,6 @@ private:
     using Row = std::list<CellContent>;
 
     AsciiTableBuilder& addCell(const std::string& text);
-    Row& editLastRow();
 
     std::list<Row> mRows;
     std::string mTitle;

@@ -95,11 +95,6 @@ private:
 
     explicit constexpr qzByteArrayLowFootprint(std::uintptr_t word) noexcept : mWord(word) {}
 
-    static char* MakeBlock(unsigned long size);
-    static std::uintptr_t CopyBlock(const char* data, unsigned long size);
-    char* getBlock() const;
-    void replaceWord(std::uintptr_t word);
-
     std::uintptr_t mWord = kEmpty;  // kEmpty, kNull, or the address of a block
 };
 

@@ -8,20 +8,20 @@
 
 namespace qz {
 
-// A block holds the size in 32 bits, the bytes, and a zero byte.
-
 namespace {
+
+// A block holds the size in 32 bits, the bytes, and a zero byte. A word is its address.
 
 constexpr unsigned long kSizeBytes = sizeof(std::uint32_t);
 
 constexpr char kNoBytes[1] = {'\0'};
 
-}  // namespace
+char* getBlock(std::uintptr_t word)
+{
+    return reinterpret_cast<char*>(word);
+}
 
-constinit const qzByteArrayLowFootprint qzByteArrayLowFootprint::sNull(kNull);
-constinit const qzByteArrayLowFootprint qzByteArrayLowFootprint::sEmpty;
-
-char* qzByteArrayLowFootprint::MakeBlock(unsigned long size)
+std::uintptr_t makeBlock(unsigned long size)
 {
     if (size > ULONG_MAX - kSizeBytes - 1) throw std::bad_alloc();
     auto block = std::make_unique_for_overwrite<char[]>(kSizeBytes + size + 1);
@@ -29,35 +29,30 @@ char* qzByteArrayLowFootprint::MakeBlock(unsigned long size)
     const auto storedSize = static_cast<std::uint32_t>(size);
     std::memcpy(block.get(), &storedSize, kSizeBytes);
     block[kSizeBytes + size] = '\0';
-    return block.release();
+    return reinterpret_cast<std::uintptr_t>(block.release());
 }
 
-std::uintptr_t qzByteArrayLowFootprint::CopyBlock(const char* data, unsigned long size)
+// No block without bytes: 0, which stands for the empty array.
+std::uintptr_t copyToBlock(const char* data, unsigned long size)
 {
-    if (data == nullptr || size == 0) return kEmpty;
-    char* const block = MakeBlock(size);
-    std::memcpy(block + kSizeBytes, data, size);
-    return reinterpret_cast<std::uintptr_t>(block);
+    if (data == nullptr || size == 0) return 0;
+    const std::uintptr_t word = makeBlock(size);
+    std::memcpy(getBlock(word) + kSizeBytes, data, size);
+    return word;
 }
 
-char* qzByteArrayLowFootprint::getBlock() const
-{
-    return empty() ? nullptr : reinterpret_cast<char*>(mWord);
-}
+}  // namespace
 
-void qzByteArrayLowFootprint::replaceWord(std::uintptr_t word)
-{
-    const std::unique_ptr<char[]> oldBlock(getBlock());
-    mWord = word;
-}
+constinit const qzByteArrayLowFootprint qzByteArrayLowFootprint::sNull(kNull);
+constinit const qzByteArrayLowFootprint qzByteArrayLowFootprint::sEmpty;
 
 qzByteArrayLowFootprint::qzByteArrayLowFootprint(const std::string& text)
-    : mWord(CopyBlock(text.data(), text.size()))
+    : mWord(copyToBlock(text.data(), text.size()))
 {
 }
 
 qzByteArrayLowFootprint::qzByteArrayLowFootprint(const qzByteArrayLowFootprint& other)
-    : mWord(other.empty() ? other.mWord : CopyBlock(other.rawData(), other.size()))
+    : mWord(other.empty() ? other.mWord : copyToBlock(other.rawData(), other.size()))
 {
 }
 
@@ -81,28 +76,28 @@ qzByteArrayLowFootprint& qzByteArrayLowFootprint::operator=(
 
 qzByteArrayLowFootprint::~qzByteArrayLowFootprint()
 {
-    replaceWord(kEmpty);
+    if (!empty()) delete[] getBlock(mWord);
 }
 
 void qzByteArrayLowFootprint::setData(const char* data, unsigned long size)
 {
-    replaceWord(CopyBlock(data, size));
+    qzByteArrayLowFootprint(copyToBlock(data, size)).swap(*this);
 }
 
 void qzByteArrayLowFootprint::clear()
 {
-    replaceWord(kEmpty);
+    qzByteArrayLowFootprint(kEmpty).swap(*this);
 }
 
 void qzByteArrayLowFootprint::setToNull()
 {
-    replaceWord(kNull);
+    qzByteArrayLowFootprint(kNull).swap(*this);
 }
 
 void qzByteArrayLowFootprint::resizeAndClear(unsigned long newSize, char fill)
 {
     if (newSize != size()) {
-        replaceWord(newSize == 0 ? kEmpty : reinterpret_cast<std::uintptr_t>(MakeBlock(newSize)));
+        qzByteArrayLowFootprint(newSize == 0 ? kEmpty : makeBlock(newSize)).swap(*this);
     }
     if (newSize != 0) std::memset(editRawData(), fill, newSize);
 }
@@ -116,7 +111,7 @@ unsigned long qzByteArrayLowFootprint::size() const
 {
     if (empty()) return 0;
     std::uint32_t stored = 0;
-    std::memcpy(&stored, getBlock(), kSizeBytes);
+    std::memcpy(&stored, getBlock(mWord), kSizeBytes);
     return stored;
 }
 
@@ -137,12 +132,12 @@ bool qzByteArrayLowFootprint::isNull() const
 
 char* qzByteArrayLowFootprint::editRawData()
 {
-    return empty() ? nullptr : getBlock() + kSizeBytes;
+    return empty() ? nullptr : getBlock(mWord) + kSizeBytes;
 }
 
 const char* qzByteArrayLowFootprint::rawData() const
 {
-    return empty() ? kNoBytes : getBlock() + kSizeBytes;
+    return empty() ? kNoBytes : getBlock(mWord) + kSizeBytes;
 }
 
 const char* qzByteArrayLowFootprint::constRawData() const

@@ -46,6 +46,8 @@ void warn(const char* kind, bool isDebug)
 
 }  // namespace
 
+// A member for its callers, who have a record at hand, but the text is always the process's.
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static)
 std::string SoftwareVersionInfoForStream::toString() const
 {
     std::string text = gProcessRecord.description;

@@ -150,6 +150,12 @@ void appendBottom(std::string& text, const Widths& widths, const Row& lastRow)
     }
 }
 
+// A drawing may have taken away the only one.
+Row& editLastRow(Rows& rows)
+{
+    return rows.empty() ? rows.emplace_back() : rows.back();
+}
+
 const BoxGlyphs& getGlyphsAbove(bool isFirst, bool hasTitle)
 {
     if (!isFirst) return text::boxMiddle;
@@ -183,15 +189,9 @@ std::size_t AsciiTableBuilder::getRowCount() const
     return mRows.empty() ? 0 : mRows.size() - 1;
 }
 
-AsciiTableBuilder::Row& AsciiTableBuilder::editLastRow()
-{
-    // toString may have taken away the only one.
-    return mRows.empty() ? mRows.emplace_back() : mRows.back();
-}
-
 AsciiTableBuilder& AsciiTableBuilder::addCell(const std::string& text)
 {
-    editLastRow().emplace_back(text);
+    editLastRow(mRows).emplace_back(text);
     return *this;
 }
 
@@ -209,7 +209,7 @@ template AsciiTableBuilder& AsciiTableBuilder::operator<<(const char (&)[5]);
 AsciiTableBuilder& AsciiTableBuilder::operator<<(const FuseWithNextCell& tag)
 {
     for (unsigned i = 0; i < tag.count; ++i)
-        editLastRow().emplace_back(tag);
+        editLastRow(mRows).emplace_back(tag);
     return *this;
 }
 
@@ -237,7 +237,7 @@ std::string AsciiTableBuilder::toString()
         appendCells(text, widths, row);
         previous = &row;
     }
-    appendBottom(text, widths, *previous);
+    appendBottom(text, widths, mRows.back());
     return text;
 }
 

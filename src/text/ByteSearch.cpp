@@ -142,9 +142,12 @@ std::size_t find(std::string_view text, std::string_view needle, std::size_t fro
     SearchEnd end = searchFirstByte(job, place);
     if (end == SearchEnd::TooHard) end = search(job, &place, 1).end;
     switch (end) {
-        case SearchEnd::Full: return place;
-        case SearchEnd::Exhausted: return std::string_view::npos;
-        case SearchEnd::TooHard: break;
+        case SearchEnd::Full:
+            return place;
+        case SearchEnd::Exhausted:
+            return std::string_view::npos;
+        case SearchEnd::TooHard:
+            break;
     }
     return findHard(text, needle, job.position);
 }

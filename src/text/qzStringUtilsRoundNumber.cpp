@@ -71,7 +71,7 @@ Rounded roundFraction(const Binary& magnitude, unsigned mantissa, std::uint64_t 
                                           : magnitude.mantissa;
     const Wide product = static_cast<Wide>(rest) * scale;
     const auto doubled = static_cast<std::uint64_t>(product >> (shift - 1));
-    const std::uint64_t scaled = static_cast<std::uint64_t>(product >> shift);
+    const auto scaled = static_cast<std::uint64_t>(product >> shift);
     const std::uint64_t over = mantissa == 1 ? 0 : scaled % mantissa;
     const std::uint64_t lower = scaled - over;
     // The distance to the lower multiple, doubled and cut to an integer, against the granule.
