@@ -13,33 +13,47 @@ import sys
 
 from cpp_text import ROOT, Token, sources, tokens
 
-NAMESPACES = ("qz", "impl", "rc", "concurrent", "exception")
+NAMESPACES = ("qz", "qzSystem", "impl", "rc", "concurrent", "exception")
 OPERATOR = re.compile(r"operator\s*(\W+?|\(\))$")
+OPERATOR_SIGN = re.compile(r"\boperator(\(\)|[^\w\s(]+)")
 
 
-def exported_functions(library: str) -> set[tuple[str, str]]:
-    """The exported functions as pairs of class (empty for none) and name."""
+def exported_symbols(library: str) -> dict[tuple[str, str], bool]:
+    """The exported functions and variables as pairs of class (empty for none) and name, each with
+    whether it is a variable."""
     output = subprocess.run(
         [ROOT / "tools/exported_symbols.sh", library], check=True, capture_output=True, text=True
     ).stdout
-    functions = set()
+    symbols = {}
     for symbol in output.splitlines():
         if re.match(r"(vtable|typeinfo|VTT|construction|guard|non-virtual|virtual)\b", symbol):
             continue
         name = without_arguments(symbol)
-        if name is None:  # a variable: a test names it as it names a function
-            name = symbol
-        scopes = re.sub(r"\[abi:\w+\]", "", name).split("::")
+        scopes = re.sub(r"\[abi:\w+\]", "", name or symbol).split("::")
         while len(scopes) > 1 and scopes[0] in NAMESPACES:
             scopes.pop(0)
-        functions.add(("::".join(scopes[:-1]), scopes[-1]))
-    return functions
+        symbols["::".join(scopes[:-1]), scopes[-1]] = name is None
+    return symbols
 
 
 def without_arguments(symbol: str) -> str | None:
-    """What stands ahead of a function's argument list; None for a variable."""
-    match = re.match(r"(.*?(?:operator\(\)|operator\W+?)?)\(", symbol)
-    return match.group(1) if match else None
+    """The name of a function, without its arguments and those of a template, and without the result
+    that a template's symbol begins with; None for a variable."""
+    # The brackets of an operator are none.
+    masked = OPERATOR_SIGN.sub(lambda match: "operator" + "@" * len(match.group(1)), symbol)
+    begin = 0
+    depth = 0
+    kept = []
+    for i, letter in enumerate(masked):
+        depth -= letter == ">"
+        if depth == 0 and letter == "(":
+            return "".join(kept[begin:]).strip()
+        if depth == 0 and letter == " " and not masked[:i].endswith("operator"):
+            begin = begin if masked[i + 1] == "<" else len(kept)
+        depth += letter == "<"
+        if depth == 0 and letter != ">":
+            kept.append(symbol[i])
+    return None
 
 
 class AccessReader:
@@ -132,7 +146,7 @@ class Test:
 
 
 def main() -> int:
-    functions = exported_functions(sys.argv[1])
+    symbols = exported_symbols(sys.argv[1])
     access = AccessReader()
     for path in sources("include"):
         access.read(path)
@@ -140,13 +154,13 @@ def main() -> int:
     names = set().union(*(test.names for test in tests))
     missing = []
     count = 0
-    for owner, function in sorted(functions):
+    for (owner, function), is_variable in sorted(symbols.items()):
         is_special = function.lstrip("~") == owner.rpartition("::")[2] or function.startswith("operator")
         if owner and not is_special and (owner, function) not in access.callable:
             continue
         count += 1
-        is_variable = function.startswith("ms") and function in names
-        if not is_variable and not any(test.calls(owner, function) for test in tests):
+        is_seen = is_variable and function in names
+        if not is_seen and not any(test.calls(owner, function) for test in tests):
             missing.append(f"{owner}::{function}" if owner else function)
     for name in missing:
         print(f"no test calls {name}")

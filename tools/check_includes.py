@@ -40,6 +40,9 @@ UMBRELLA = "qz.h"
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.MULTILINE)
 
+# What CMake writes into the build folder.
+GENERATED = {"BuildIdentity.h"}
+
 # A header of the system ends in .h or stands in a folder; the standard library's do neither.
 STANDARD_HEADER = re.compile(r"[a-z_0-9]+")
 
@@ -63,7 +66,7 @@ def folder_of_include(path: pathlib.Path, quote: str, name: str) -> str | None:
         if folder is None:
             raise LookupError(f"<{name}> belongs to no folder; tools/check_includes.py may name it")
         return folder
-    if quote == "<":
+    if quote == "<" or name in GENERATED:
         return None
     for base in (path.parent, ROOT / "src"):
         found = (base / name).resolve()

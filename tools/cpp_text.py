@@ -16,7 +16,7 @@ _TOKEN = re.compile(
     | (?P<char> (?:u8|[uUL])?'(?:\\.|[^'\\\n])+' )
     | (?P<number> \.?\d(?:'\w|[\w.]|[eEpP][+-])* )
     | (?P<name> [A-Za-z_]\w* )
-    | (?P<other> :: | -> | << | >> | . )
+    | (?P<other> :: | -> | << | >> | [=!<>]= | . )
     """,
     re.VERBOSE | re.DOTALL,
 )

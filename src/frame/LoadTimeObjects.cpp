@@ -1,5 +1,7 @@
 #include "LoadTimeObjects.h"
 
+#include <qz/qzVariant.h>
+
 #include "LoadOrder.h"
 
 namespace qz {
@@ -9,5 +11,6 @@ namespace qz {
 [[gnu::init_priority(QZ_LOAD_LIGHT_COUNTER)]] impl::LibInitCounter gLightCounter("systemlight",
                                                                                  true);
 [[gnu::init_priority(QZ_LOAD_FULL_COUNTER)]] impl::LibInitCounter gFullCounter("systemfull", false);
+[[gnu::init_priority(QZ_LOAD_NULL_VARIANT)]] const qzVariant qzVariant::sNullVariant;
 
 }  // namespace qz

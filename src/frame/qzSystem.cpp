@@ -7,6 +7,7 @@
 
 #include "LoadTimeObjects.h"
 #include "Relaxed.h"
+#include "SimdConstants.h"
 
 // The start and the stop of the library, a line a service. A service's place is fixed: callers rely
 // on what stands already when it comes up, and on what still stands when it goes down.
@@ -25,6 +26,7 @@ void startLight()
 {
     relaxedStore(gInitState, StateLight);
     qzLog::createInstance(/*threadSafe=*/false);
+    setLaneMasks();
     qzStringUtils::InitializeStringUtils();
 }
 

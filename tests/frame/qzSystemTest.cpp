@@ -193,13 +193,13 @@ TEST_F(qzSystemTest, BringsItsServicesUpAndDownInTheirOrder)
 {
     const ChildResult result = runProgram({.program = "start_order"});
     ASSERT_EQ(result.getEnd(), "exit 0");
-    std::string expected = "openlog L\nnewlocale L\npthread_key_create L\n";
+    std::string expected = "openlog L\nnewlocale L M\npthread_key_create L M\n";
     for (int i = 0; i < 12; ++i)
-        expected += "iconv_open L\n";
-    expected += "started\nfreelocale L F\n";
+        expected += "iconv_open L M\n";
+    expected += "started\nfreelocale L M F\n";
     for (int i = 0; i < 12; ++i)
-        expected += "iconv_close L F\n";
-    expected += "pthread_key_delete L F\n";
+        expected += "iconv_close L M F\n";
+    expected += "pthread_key_delete L M F\n";
     EXPECT_EQ(result.out, expected);
 }
 

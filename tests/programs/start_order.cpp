@@ -1,5 +1,5 @@
 // Prints the system calls by which services come up and go down, each with what stands already: L
-// for the log, F for the full state.
+// for the log, M for the lane masks, F for the full state.
 
 #include <dlfcn.h>
 #include <iconv.h>
@@ -11,6 +11,7 @@
 #include <iostream>
 
 #include <qz/qzLog.h>
+#include <qz/qzSimdConstants.h>
 #include <qz/qzSystem.h>
 
 namespace {
@@ -29,6 +30,7 @@ void note(const char* call)
 {
     if (!gIsWatching) return;
     std::cout << call << (qz::qzLog::msInstance != nullptr ? " L" : "")
+              << (qz::sSSE_0_0_0_FF.lanes[0] != 0 ? " M" : "")
               << (qz::IsQzSystemThreadSafe() ? " F" : "") << '\n';
 }
 

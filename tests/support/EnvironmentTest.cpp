@@ -42,6 +42,7 @@ constexpr LocaleRow kLocaleRows[] = {
     {"EnglishLatin1", "en_US.ISO-8859-1", "ISO-8859-1"},
     {"GermanLatin1", "de_DE.ISO-8859-1", "ISO-8859-1"},
     {"GermanUtf8", "de_DE.UTF-8", "UTF-8"},
+    {"FrenchUtf8", "fr_FR.UTF-8", "UTF-8"},
     {"JapaneseEucJp", "ja_JP.EUC-JP", "EUC-JP"},
 };
 

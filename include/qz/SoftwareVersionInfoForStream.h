@@ -1,0 +1,63 @@
+#pragma once
+
+#include <string>
+
+#include <qz/qzExport.h>
+#include <qz/qzSystemVersion.h>
+
+namespace qz {
+
+/// The major number of the output stream version, for callers that write a stream's header.
+extern QZ_API const unsigned char qzMajorOutputStreamVersion;
+/// The minor number of the output stream version.
+extern QZ_API const unsigned char qzMinorOutputStreamVersion;
+
+/// What kind of build writes a stream, so that a later reader can warn of one that came from a beta
+/// or a development version.
+///
+/// A process has one record of all its components. Each library and the application adds itself
+/// with `RegisterSoftwareVersionInfoForStream`, and the text of `toString` goes into the stream.
+struct QZ_API SoftwareVersionInfoForStream {
+    bool debug = true;                ///< Built for debugging.
+    bool dev = true;                  ///< A development version.
+    bool beta = true;                 ///< A beta version.
+    std::string description = "n/a";  ///< Name, version and commit.
+
+    /// Makes the record of a component from its version class, one like `qzSystem::Version`.
+    /// @param name goes ahead of the version in the description; an empty one leaves that "n/a".
+    template <class V>
+    static SoftwareVersionInfoForStream Create(const std::string& name)
+    {
+        SoftwareVersionInfoForStream info;
+        info.debug = V::IsDebug();
+        info.dev = V::IsDev();
+        info.beta = V::IsBeta();
+        if (!name.empty()) {
+            info.description = name + " " + V::GetDescStringMajorMinorReleaseRevision(false, true);
+        }
+        return info;
+    }
+
+    /// The text of the process's record, whichever object it is called on: the description, and
+    /// "dev", "beta" and "debug" as they apply, with "/" between.
+    std::string toString() const;
+
+    /// Writes a warning to the log for each of beta and development version that `text` tells and
+    /// this record is not itself.
+    /// @param text what `toString` gave when the stream was written.
+    void plotWarningIfDetectBetaOrDev(const std::string& text) const;
+};
+
+extern template QZ_API SoftwareVersionInfoForStream
+SoftwareVersionInfoForStream::Create<qzSystem::Version>(const std::string& name);
+
+/// Adds a component to the process's record: a flag that is set in one component is set for all,
+/// for good, and the latest description counts, unless it is empty.
+///
+/// Threads: at the start of the program, before other threads read the record.
+QZ_API void RegisterSoftwareVersionInfoForStream(const SoftwareVersionInfoForStream& info);
+
+/// The process's record. At first it holds the flags of this library, and the description "n/a".
+QZ_API const SoftwareVersionInfoForStream& GetSoftwareVersionForStream();
+
+}  // namespace qz

@@ -1,0 +1,98 @@
+#include "NumberParse.h"
+
+#include <charconv>
+#include <clocale>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <system_error>
+
+#include <locale.h>
+
+#include <qz/qzStringUtils.h>
+
+#include "TextServices.h"
+
+namespace qz::text {
+
+namespace {
+
+locale_t getCLocale()
+{
+    if (areServicesUp()) return *qzStringUtils::msCLocale;
+    // Numbers are read without a start as well; this one is never given back.
+    static const locale_t own = ::newlocale(LC_ALL_MASK, "C", nullptr);
+    return own;
+}
+
+bool isDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+// All that a number of either kind can begin with, white space and "inf" and "nan" included. Most
+// texts that are no numbers end here.
+bool canBeginNumber(char c)
+{
+    return isDigit(c) || std::strchr("+-. \t\n\v\f\riInN", c) != nullptr;
+}
+
+// Whether the text begins as a decimal number that needs neither white space nor a base.
+bool isPlainDecimal(const char* begin, const char* end)
+{
+    if (*begin == '-') ++begin;
+    if (begin == end || !isDigit(*begin)) return false;
+    return *begin != '0' || begin + 1 == end || begin[1] == '.';
+}
+
+}  // namespace
+
+bool parseInteger(const std::string& text, long& value)
+{
+    const char* const begin = text.data();
+    const char* const end = begin + text.size();
+    if (begin == end) {
+        value = 0;
+        return true;
+    }
+    if (!canBeginNumber(*begin)) return false;
+    if (isPlainDecimal(begin, end)) {
+        const auto [stop, error] = std::from_chars(begin, end, value);
+        if (stop != end) return false;
+        if (error == std::errc()) return true;
+        value = *begin == '-' ? std::numeric_limits<long>::min() : std::numeric_limits<long>::max();
+        return true;
+    }
+    char* stop = nullptr;
+    const long parsed = ::strtoll_l(text.c_str(), &stop, 0, getCLocale());
+    if (stop != end) return false;
+    value = parsed;
+    return true;
+}
+
+bool parseReal(const std::string& text, double& value)
+{
+    const char* const begin = text.data();
+    const char* const end = begin + text.size();
+    if (begin == end) {
+        value = 0.0;
+        return true;
+    }
+    if (!canBeginNumber(*begin)) return false;
+    if (isPlainDecimal(begin, end)) {
+        double parsed = 0.0;
+        const auto [stop, error] = std::from_chars(begin, end, parsed);
+        if (stop != end) return false;
+        if (error == std::errc()) {
+            value = parsed;
+            return true;
+        }
+    }
+    char* stop = nullptr;
+    const double parsed = ::strtod_l(text.c_str(), &stop, getCLocale());
+    if (stop != end) return false;
+    value = parsed;
+    return true;
+}
+
+}  // namespace qz::text

@@ -1,0 +1,143 @@
+#include "IniText.h"
+
+#include <cctype>
+
+#include <qz/qzStringUtils.h>
+
+#include "text/NumberParse.h"
+
+namespace qz::variant {
+
+namespace {
+
+bool isSpace(char c)
+{
+    return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
+
+std::string_view trim(std::string_view text)
+{
+    while (!text.empty() && isSpace(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && isSpace(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
+
+std::string_view withoutQuotes(std::string_view text)
+{
+    const bool isQuoted = text.size() >= 2 && text.front() == '"' && text.back() == '"';
+    return isQuoted ? text.substr(1, text.size() - 2) : text;
+}
+
+// One pass after the other over the whole text: a doubled backslash ahead of an "n" ends as a
+// backslash and a line feed, which files in use rely on.
+void decodeEscapes(std::string& text)
+{
+    static const std::string passes[][2] = {
+        {"\\\"", "\""}, {"\\t", "\t"}, {"\\r", "\r"}, {"\\n", "\n"}, {"\\\\", "\\"}};
+    for (const auto& [from, to] : passes)
+        qzStringUtils::ReplaceAllOccurrences(text, from, to);
+}
+
+// `word` in lower case.
+bool isWord(std::string_view text, std::string_view word)
+{
+    if (text.size() != word.size()) return false;
+    for (std::size_t i = 0; i != word.size(); ++i)
+        if ((text[i] | 0x20) != word[i]) return false;
+    return true;
+}
+
+qzVariant toTypedValue(std::string&& text)
+{
+    if (text.empty()) return text;
+    if (isWord(text, "true")) return true;
+    if (isWord(text, "false")) return false;
+    long integer = 0;
+    if (text::parseInteger(text, integer)) return integer;
+    double real = 0.0;
+    if (text::parseReal(text, real)) return real;
+    return std::move(text);
+}
+
+const char* getEscape(char c)
+{
+    switch (c) {
+        case '\\':
+            return "\\\\";
+        case '\n':
+            return "\\n";
+        case '\r':
+            return "\\r";
+        case '\t':
+            return "\\t";
+        case '"':
+            return "\\\"";
+        default:
+            return nullptr;
+    }
+}
+
+void appendEncoded(const std::string& text, std::string& out)
+{
+    const bool isQuoted = text.find('"') != std::string::npos;
+    if (isQuoted) out += '"';
+    std::size_t copied = 0;
+    for (std::size_t i = 0; i != text.size(); ++i) {
+        const char* const escape = getEscape(text[i]);
+        if (escape == nullptr) continue;
+        out.append(text, copied, i - copied);
+        out += escape;
+        copied = i + 1;
+    }
+    out.append(text, copied);
+    if (isQuoted) out += '"';
+}
+
+}  // namespace
+
+IniLine parseIniLine(std::string_view line)
+{
+    line = trim(line);
+    if (line.empty()) return {};
+    if (line.size() > 1 && line.front() == '[' && line.back() == ']')
+        return {IniLine::Section, line.substr(1, line.size() - 2), {}};
+    if (line.front() == ';') return {};
+    const std::size_t split = line.find('=');
+    if (split == std::string_view::npos) return {IniLine::Unusable, {}, {}};
+    const std::string_view key = trim(line.substr(0, split));
+    if (key.empty()) return {IniLine::WithoutKey, {}, {}};
+    return {IniLine::Entry, key, trim(line.substr(split + 1))};
+}
+
+qzVariant decodeIniValue(std::string_view text)
+{
+    std::string decoded(withoutQuotes(text));
+    if (decoded.find('\\') != std::string::npos) decodeEscapes(decoded);
+    return toTypedValue(std::move(decoded));
+}
+
+bool appendIniLine(const std::string& key, const qzVariant& value, std::string& out)
+{
+    switch (value.getType()) {
+        case qzVariant::INTEGER:
+        case qzVariant::REAL:
+        case qzVariant::BOOL:
+            out += key;
+            out += '=';
+            out += value.toString();
+            break;
+        case qzVariant::STRING:
+            out += key;
+            out += '=';
+            appendEncoded(*value.getString(), out);
+            break;
+        default:
+            return false;
+    }
+    out += '\n';
+    return true;
+}
+
+}  // namespace qz::variant

@@ -1,0 +1,123 @@
+// What tests and debuggers show of a value.
+
+#include <ostream>
+
+#include <qz/qzVariant.h>
+
+#include "VariantText.h"
+#include "VariantTextWalk.h"
+
+namespace qz {
+
+namespace {
+
+using variant::VariantAccess;
+
+class DescriptionStyle {
+public:
+    explicit DescriptionStyle(std::ostream& stream) : mStream(stream) {}
+
+    void begin(bool isMap) { mStream << (isMap ? '{' : '['); }
+    void end(bool isMap) { mStream << (isMap ? '}' : ']'); }
+    void separate(bool, std::size_t) { mStream << ", "; }
+    void beginEntry(const std::string& key)
+    {
+        quote(key);
+        mStream << ": ";
+    }
+    void endEntry() {}
+    void leaf(const qzVariant& value);
+
+private:
+    void quote(const std::string& text);
+
+    std::ostream& mStream;
+};
+
+// Shows unprintable bytes by number and leaves those of UTF-8 alone.
+void DescriptionStyle::quote(const std::string& text)
+{
+    constexpr const char* digits = "0123456789abcdef";
+    mStream << '"';
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '"' || c == '\\')
+            mStream << '\\' << c;
+        else if (byte < 0x20 || byte == 0x7f)
+            mStream << "\\x" << digits[byte >> 4] << digits[byte & 15];
+        else
+            mStream << c;
+    }
+    mStream << '"';
+}
+
+// Shortest digits that give the same real, which still looks like one.
+std::string describeReal(double value)
+{
+    std::string text;
+    for (int precision = 15; precision <= 17; ++precision) {
+        text = variant::toClassicText(value, precision);
+        if (std::stod(text) == value) break;
+    }
+    return text.find_first_not_of("-0123456789") == std::string::npos ? text + ".0" : text;
+}
+
+void DescriptionStyle::leaf(const qzVariant& value)
+{
+    switch (value.getType()) {
+        case qzVariant::UNKNOWN:
+            mStream << "UNKNOWN";
+            break;
+        case qzVariant::STRING:
+            quote(*value.getString());
+            break;
+        case qzVariant::REAL:
+            mStream << describeReal(value.toReal());
+            break;
+        case qzVariant::INTEGER:
+            mStream << variant::toClassicText(value.toInteger());
+            break;
+        case qzVariant::BOOL:
+            mStream << (value.toBool() ? "true" : "false");
+            break;
+        case qzVariant::DATETIME:
+            mStream << "DATETIME(" << variant::toClassicText(value.toInteger()) << ')';
+            break;
+        case qzVariant::USERDATA:
+            mStream << "USERDATA(" << value.getUserData() << ')';
+            break;
+        case qzVariant::DESTROYED:
+            mStream << "DESTROYED";
+            break;
+        default:
+            mStream << value.getTypeAsString() << value.toString();
+            break;
+    }
+}
+
+template <typename Tree>
+std::ostream& describe(std::ostream& stream, const Tree& tree)
+{
+    DescriptionStyle style(stream);
+    variant::TextWalk(style).write(tree);
+    return stream;
+}
+
+}  // namespace
+
+std::ostream& operator<<(std::ostream& stream, const qzVariant& value)
+{
+    return describe(stream, value);
+}
+
+std::ostream& operator<<(std::ostream& stream, const qzVariant::qzVariantMapImpl& map)
+{
+    return describe(stream, map);
+}
+
+std::ostream& operator<<(std::ostream& stream, const qzVariant::qzVariantListImpl& list)
+{
+    return describe(stream, list);
+}
+
+}  // namespace qz

@@ -1,0 +1,173 @@
+// How values meet: insertion that loses nothing, and trees made flat.
+
+#include <algorithm>
+#include <vector>
+
+#include <qz/qzVariant.h>
+
+#include "VariantAccess.h"
+#include "VariantChildren.h"
+
+namespace qz {
+
+namespace {
+
+using Map = qzVariant::qzVariantMapImpl;
+using List = qzVariant::qzVariantListImpl;
+using variant::VariantAccess;
+
+// A longer list is judged by its end: to look at all of it for each element that comes would take
+// time with the square of its length.
+constexpr std::size_t kElementsLookedAt = 64;
+
+bool holdsStrings(const List& list)
+{
+    const std::size_t count = std::min(list.size(), kElementsLookedAt);
+    return std::all_of(list.end() - static_cast<std::ptrdiff_t>(count), list.end(),
+                       [](const qzVariant& element) { return element.getString() != nullptr; });
+}
+
+// Joins two values of one key, of which not both are maps that merge.
+void join(qzVariant& old, qzVariant& value, bool keepApart)
+{
+    List* const list = old.editList();
+    const bool isString = value.getString() != nullptr;
+    if (!keepApart && isString) {
+        if (old.getString() != nullptr && *old.getString() == *value.getString()) {
+            VariantAccess::takeString(value);
+            return;
+        }
+        if (list != nullptr && holdsStrings(*list)) {
+            list->emplace_back(VariantAccess::takeString(value));
+            return;
+        }
+    }
+    if (list != nullptr) {
+        list->push_back(value);
+        return;
+    }
+    List both;
+    both.resize(2, qzVariant::sNullVariant);
+    qzVariant joined(std::move(both));
+    (*joined.editList())[0].swap(old);
+    (*joined.editList())[1].swap(value);
+    old.swap(joined);
+}
+
+// The entries of one map on their way into another.
+struct Merge {
+    Map* into;
+    Map::iterator next;
+    Map::iterator end;
+};
+
+class Merger {
+public:
+    explicit Merger(bool keepApart) : mKeepApart(keepApart) {}
+
+    void insert(Map& map, const std::string& key, qzVariant& value)
+    {
+        insertOne(map, key, value);
+        while (!mMerges.empty()) {
+            Merge& merge = mMerges.back();
+            if (merge.next == merge.end) {
+                mMerges.pop_back();
+                continue;
+            }
+            auto& [nextKey, nextValue] = *merge.next++;
+            insertOne(*merge.into, nextKey, nextValue);
+        }
+    }
+
+private:
+    void insertOne(Map& map, const std::string& key, qzVariant& value)
+    {
+        const std::size_t sizeBefore = map.size();
+        qzVariant& old = map[key];
+        if (map.size() != sizeBefore)
+            old.swap(value);
+        else if (!mKeepApart && old.editMap() != nullptr && value.editMap() != nullptr)
+            mMerges.push_back({old.editMap(), value.editMap()->begin(), value.editMap()->end()});
+        else
+            join(old, value, mKeepApart);
+    }
+
+    const bool mKeepApart;
+    std::vector<Merge> mMerges;
+};
+
+// Walks a tree with the path of the present level, which ends in a separator.
+class Flattener {
+public:
+    Flattener(Map& out, char separator) : mOut(out), mSeparator(separator) {}
+
+    void flatten(const Map& map)
+    {
+        mLevels.push_back({variant::Children(map), 0});
+        while (!mLevels.empty()) {
+            Level& level = mLevels.back();
+            mPath.resize(level.pathSize);
+            if (level.children.atEnd())
+                mLevels.pop_back();
+            else
+                flattenNext(level);
+        }
+    }
+
+private:
+    struct Level {
+        variant::Children children;
+        std::size_t pathSize;
+    };
+
+    void flattenNext(Level& level)
+    {
+        const bool isMap = level.children.isMap();
+        const qzVariant& value = level.children.value();
+        if (isMap) mPath += level.children.key();
+        level.children.advance();
+        if (!variant::isContainer(value)) {
+            mOut.multiInsert(mPath, value, /*keepApart=*/false);
+            return;
+        }
+        // The containers of a list share its path.
+        if (isMap) mPath += mSeparator;
+        mLevels.push_back({variant::Children(value), mPath.size()});
+    }
+
+    Map& mOut;
+    const char mSeparator;
+    std::string mPath;
+    std::vector<Level> mLevels;
+};
+
+}  // namespace
+
+void Map::multiInsertAndDestroy(const std::string& key, qzVariant& value, bool keepApart)
+{
+    Merger(keepApart).insert(*this, key, value);
+}
+
+void Map::multiInsert(const std::string& key, const qzVariant& value, bool keepApart)
+{
+    qzVariant copy(value);
+    multiInsertAndDestroy(key, copy, keepApart);
+}
+
+void Map::mergeWith(const qzVariantMapImpl& other, bool keepApart)
+{
+    for (const auto& [key, value] : other)
+        multiInsert(key, value, keepApart);
+}
+
+void Map::toFlattenMap(qzVariantMapImpl& out, char separator) const
+{
+    if (&out != this) {
+        Flattener(out, separator).flatten(*this);
+        return;
+    }
+    const Map copy(*this);
+    Flattener(out, separator).flatten(copy);
+}
+
+}  // namespace qz
