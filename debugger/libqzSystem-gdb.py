@@ -4,6 +4,8 @@ gdb loads this file by itself when it loads the library, if it stands in the aut
 `source libqzSystem-gdb.py`. The program needs debug information.
 """
 
+import codecs
+
 import gdb
 import gdb.printing
 
@@ -15,6 +17,13 @@ DATETIME, USERDATA, DESTROYED = 14, 15, 16
 
 # Trees may be deep, and Python's stack is not.
 MAX_DEPTH = 50
+
+
+# What gdb writes in; Python knows most, and every one holds ASCII.
+try:
+    CHARSET = codecs.lookup(gdb.host_charset()).name
+except (AttributeError, LookupError):
+    CHARSET = "ascii"
 
 
 def bytes_of(string):
@@ -30,7 +39,7 @@ def quoted(string):
     text = bytes_of(string).decode("utf-8", "backslashreplace")
     escaped = "".join(
         "\\" + c if c in '"\\' else c if c.isprintable() else "\\x%02x" % ord(c) for c in text)
-    return '"' + escaped + '"'
+    return '"' + escaped.encode(CHARSET, "backslashreplace").decode(CHARSET) + '"'
 
 
 def entries_of(map_value):

@@ -12,7 +12,7 @@ commands=()
 for name in "${names[@]}"; do
     commands+=(-ex "output $name" -ex 'echo \n')
 done
-shown=$("$gdb" -q -batch -nx -iex 'set debuginfod enabled off' \
+shown=$(LC_ALL=C.UTF-8 "$gdb" -q -batch -nx -iex 'set debuginfod enabled off' \
     -ex "source $root/debugger/libqzSystem-gdb.py" \
     -ex 'break stopHere' -ex run -ex up \
     -ex 'echo ====\n' "${commands[@]}" \
@@ -36,3 +36,9 @@ if [[ $(head -n ${#names[@]} <<<"$values") != "$expected" ]]; then
 fi
 grep -q '^USERDATA(0x[0-9a-f]*)$' <<<"$values" || { echo "no object in: $values"; exit 1; }
 grep -q '\[\[\.\.\.\]\]' <<<"$values" || { echo "a deep list isn't cut: $values"; exit 1; }
+
+# Where gdb can't write a letter, it is shown by its number.
+shown=$(LC_ALL=C "$gdb" -q -batch -nx -iex 'set debuginfod enabled off' \
+    -ex "source $root/debugger/libqzSystem-gdb.py" \
+    -ex 'break stopHere' -ex run -ex up -ex 'output text' "$program" 2>&1)
+grep -qF '"say \"\xe4\"\x0a"' <<<"$shown" || { echo "not in ASCII: $shown"; exit 1; }
