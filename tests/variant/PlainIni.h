@@ -9,8 +9,8 @@
 
 #include <qz/qzVariant.h>
 
-#include "variant/PlainNumbers.h"
-#include "variant/PlainVariant.h"
+#include "PlainNumbers.h"
+#include "PlainVariant.h"
 
 /// The rules of ini files in their plain form, step by step.
 namespace qz::plain {
