@@ -27,9 +27,8 @@ public:
     /// @param program receives the first part, and is empty when there is none.
     /// @param arguments receives the other parts. What either held before is lost. After a failure
     ///     they hold the parts that were finished before it.
-    /// @return whether there is a program. A text of blanks alone has none, and neither has one
-    /// that
-    ///     begins with `""`; both give false without a report.
+    /// @return whether there is a program. Without a report false stands for a text of blanks
+    ///     alone, and for one that begins with `""`.
     static bool SplitCommandLine(const std::string& commandLine, std::string& program,
                                  std::vector<std::string>& arguments);
 };
