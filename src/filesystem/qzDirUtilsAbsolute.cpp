@@ -63,7 +63,8 @@ std::string resolveInCurrentFolder(const std::string& path)
     // One component alone may be missing without the result being lost: the current folder, ahead
     // of it, exists.
     if (localPath.find('/') == std::string::npos) localPath.insert(0, "./");
-    return filesystem::fromLocal(resolveLongestPart(localPath));
+    // For the system the path ends at a zero byte.
+    return filesystem::fromLocal(resolveLongestPart(localPath.c_str()));
 }
 
 }  // namespace

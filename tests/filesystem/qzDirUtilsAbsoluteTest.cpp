@@ -159,7 +159,7 @@ TEST_F(qzDirUtilsAbsolute, GivesTheCurrentFolderForNothing)
     EXPECT_EQ(make(""), mHere);
     EXPECT_EQ(make("."), mHere);
     EXPECT_EQ(make("./"), mHere);
-    EXPECT_EQ(make("folder/.."), mHere + "/");
+    EXPECT_EQ(make("folder/.."), mHere);
 }
 
 TEST_F(qzDirUtilsAbsolute, ResolvesWhatExists)
@@ -213,7 +213,7 @@ TEST_F(qzDirUtilsAbsolute, TakesARelativeBaseFromTheCurrentFolder)
     EXPECT_EQ(make("a/..", "file/"), mHere + "/file/");
     EXPECT_EQ(make("a/..", "folder//"), mHere + "/folder");
     EXPECT_EQ(make("missing", "folder//"), mHere + "/folder/missing");
-    EXPECT_EQ(make("missing", "folder///"), mHere + "/folder//missing");
+    EXPECT_EQ(make("missing", "folder///"), mHere + "/folder/missing");
 }
 
 // The base is no absolute path before its backslash is made a slash.
@@ -346,7 +346,7 @@ TEST(qzDirUtilsAbsoluteNames, LeadToTheCurrentFolderWhenTheyCannotBeConverted)
     const std::string root = fs::canonical(scratch.getPath());
     const WorkingFolder folder(root);
     runInLocale("C.UTF-8", [&root] {
-        EXPECT_EQ(qzDirUtils::GetAbsolutePathUtf8("a/\xff", ""), root + "/");
+        EXPECT_EQ(qzDirUtils::GetAbsolutePathUtf8("a/\xff", ""), root);
         EXPECT_EQ(qzDirUtils::GetAbsolutePathUtf8("\xff", "/a"), "/a/\xff");
     });
 }
