@@ -12,13 +12,20 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kPathCount = 1000;
 
+// Of what ends in a number, as volumes do, each library takes another part for the extension.
+bool endsInNumber(const std::string& path)
+{
+    return path.find_first_not_of("0123456789", path.rfind('.') + 1) == std::string::npos;
+}
+
 std::vector<std::string> collectFiles()
 {
     std::vector<std::string> files;
     const auto options = fs::directory_options::skip_permission_denied;
     for (const char* folder : {"/include", "/share"}) {
         for (const auto& entry : fs::recursive_directory_iterator(kRoot + folder, options)) {
-            if (entry.is_regular_file()) files.push_back(entry.path());
+            if (entry.is_regular_file() && !endsInNumber(entry.path()))
+                files.push_back(entry.path());
         }
     }
     std::sort(files.begin(), files.end());

@@ -73,14 +73,13 @@ bool handleCopy(const std::string& folder, Steps& steps)
 bool askAround(const std::string& folder, Steps& steps)
 {
     const qz::faults::Watch watch;
-    const std::string missing = "/work/deep/missing";
     std::string text;
     return steps.took("free space", qzDirUtils::GetAvailableDiskSizeUtf8(folder, text) != 0) &&
            steps.took("change", qzDirUtils::SetCurrentWorkingDirUtf8(folder)) &&
            steps.took("current folder", qzDirUtils::GetCurrentWorkingDirUtf8() == folder) &&
            steps.took("program", qzDirUtils::GetProcessFolderUtf8(text)) &&
-           steps.took("absolute",
-                      qzDirUtils::GetAbsolutePathUtf8(missing.substr(1), "") == folder + missing) &&
+           steps.took("absolute", qzDirUtils::GetAbsolutePathUtf8("link/missing", "") ==
+                                      folder + "/work/deep/missing") &&
            steps.took("network", !qzDirUtils::IsNetworkPath("/proc"));
 }
 
@@ -101,6 +100,7 @@ std::string prepare(const std::string& scratch)
     for (const fs::path& entry : fs::directory_iterator(folder))
         fs::remove_all(entry);
     qz::support::writeFile(folder + "/file", kContent);
+    fs::create_symlink("work/deep", folder + "/link");
     return folder;
 }
 
