@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstring>
 #include <string>
 
 #include <qz/qzStringUtils.h>
@@ -19,6 +20,13 @@ inline std::string fromLocal(const std::string& localPath)
 {
     return qzStringUtils::convertCharset(localPath, qzStringUtils::CharSetLocal,
                                          qzStringUtils::CharSetUtf8);
+}
+
+/// Ends a path where it ends for the system: at its first zero byte.
+inline std::string endAtZeroByte(std::string localPath)
+{
+    localPath.resize(std::strlen(localPath.c_str()));
+    return localPath;
 }
 
 }  // namespace qz::filesystem

@@ -126,8 +126,7 @@ std::string resolveInCurrentFolder(const std::string& path)
     // One component alone may be missing without the result being lost: the current folder, ahead
     // of it, exists.
     if (localPath.find('/') == std::string::npos) localPath.insert(0, "./");
-    // For the system the path ends at a zero byte.
-    return filesystem::fromLocal(resolve(localPath.c_str()));
+    return filesystem::fromLocal(resolve(filesystem::endAtZeroByte(localPath)));
 }
 
 }  // namespace

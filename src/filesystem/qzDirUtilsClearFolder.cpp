@@ -71,8 +71,8 @@ private:
 
 bool FolderClearing::clear(const std::string& folder, bool removeFolder) const
 {
-    // For the system the path ends at a zero byte; the paths of its entries must not have one.
-    const std::string localFolder = filesystem::toLocal(folder).c_str();
+    // The paths of its entries go on behind it.
+    const std::string localFolder = filesystem::endAtZeroByte(filesystem::toLocal(folder));
     OpenFolder open(::opendir(localFolder.c_str()));
     if (open == nullptr) {
         const KeptErrno error;

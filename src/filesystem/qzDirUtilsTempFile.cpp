@@ -20,7 +20,7 @@ std::string qzDirUtils::GetTempFileUtf8(const std::string& folder, const std::st
     const int descriptor = ::mkstemp(localPath.data());
     if (descriptor < 0) return {};
     ::close(descriptor);
-    return filesystem::fromLocal(localPath.c_str());
+    return filesystem::fromLocal(filesystem::endAtZeroByte(localPath));
 }
 
 }  // namespace qz

@@ -39,7 +39,8 @@ protected:
 
 TEST_F(qzDirUtilsCopyFile, CopiesEachSizeWhole)
 {
-    for (const std::size_t size : {0, 1, 4095, 4096, 8191, 8192, 8193, 16384, 100'000}) {
+    for (const std::size_t size :
+         {0UL, 1UL, 4095UL, 4096UL, 8191UL, 8192UL, 8193UL, 16384UL, 100000UL}) {
         const std::string content = makeContent(size);
         mFolder.write("source", content);
         EXPECT_TRUE(copy(/*overwrite=*/true)) << size;
