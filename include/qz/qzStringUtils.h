@@ -155,8 +155,8 @@ public:
     /// @param lengthA in characters, as `lengthB`.
     static int CompareUTF16Natural(const wchar_t* a, unsigned long lengthA, const wchar_t* b,
                                    unsigned long lengthB, bool caseSensitive);
-    /// Is false for every pair, as it waits for a -1 that `CompareUTF8Natural` never returns. A sort
-    /// with it takes all texts for equal and orders nothing; callers are used to that.
+    /// Is false for every pair, as it waits for a -1 that `CompareUTF8Natural` never returns. A
+    /// sort with it takes all texts for equal and orders nothing; callers are used to that.
     static bool UTF8NaturalSortFunction(const std::string& a, const std::string& b);
     /// Is false for every pair, as `UTF8NaturalSortFunction`.
     static bool UTF8NaturalSortFunctionCaseInsensitive(const std::string& a, const std::string& b);
