@@ -131,11 +131,17 @@ private:
     Letter mLast;
 };
 
+/// Where the places go.
+struct Room {
+    std::size_t* places;
+    std::size_t size;
+};
+
 template <typename Vector, typename Probe>
 class BlockSearch {
 public:
-    BlockSearch(SearchJob& job, const Probe& probe, std::size_t* places, std::size_t room)
-        : mJob(job), mProbe(probe), mPlaces(places), mRoom(room), mStart(job.position)
+    BlockSearch(SearchJob& job, const Probe& probe, Room room)
+        : mJob(job), mProbe(probe), mRoom(room), mStart(job.position)
     {
     }
 
@@ -214,9 +220,9 @@ private:
             bits &= bits - 1;
             if (place < mJob.position) continue;  // inside the place before
             if (isMatch(place)) {
-                mPlaces[mCount++] = place;
+                mRoom.places[mCount++] = place;
                 mJob.position = place + mJob.needleSize;
-                if (mCount == mRoom) return leave(SearchEnd::Full);
+                if (mCount == mRoom.size) return leave(SearchEnd::Full);
             } else if (mPrice > kSlack + (place - mStart)) {
                 mJob.position = place + 1;
                 return leave(SearchEnd::TooHard);
@@ -248,8 +254,7 @@ private:
 
     SearchJob& mJob;
     const Probe& mProbe;
-    std::size_t* mPlaces;
-    std::size_t mRoom;
+    Room mRoom;
     std::size_t mStart;
     std::size_t mCount = 0;
     std::size_t mPrice = 0;
@@ -257,17 +262,17 @@ private:
 };
 
 template <typename Vector>
-SearchResult searchByBlocks(SearchJob& job, std::size_t* places, std::size_t room)
+SearchResult searchByBlocks(SearchJob& job, Room room)
 {
     const ExactProbe<Vector> probe(job);
-    return BlockSearch<Vector, ExactProbe<Vector>>(job, probe, places, room).run();
+    return BlockSearch<Vector, ExactProbe<Vector>>(job, probe, room).run();
 }
 
 template <typename Vector>
-SearchResult searchFoldedByBlocks(SearchJob& job, const FoldedBytes& folded, std::size_t* place)
+SearchResult searchFoldedByBlocks(SearchJob& job, const FoldedBytes& folded, Room room)
 {
     const FoldedProbe<Vector> probe(job, folded);
-    return BlockSearch<Vector, FoldedProbe<Vector>>(job, probe, place, 1).run();
+    return BlockSearch<Vector, FoldedProbe<Vector>>(job, probe, room).run();
 }
 
 }  // namespace

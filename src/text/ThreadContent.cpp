@@ -1,13 +1,12 @@
 #include "ThreadContent.h"
 
-#include <cstdint>
 #include <cstring>
 #include <memory>
 
 #include <langinfo.h>
 #include <locale.h>
 
-#include <utf8.h>
+#include "Utf8Scan.h"
 
 namespace qz::text {
 
@@ -45,30 +44,6 @@ bool keepsAscii(const Converter& converter)
            written == sizeof ascii && std::memcmp(ascii, output, sizeof ascii) == 0;
 }
 
-std::uint64_t readBlock(const char* text)
-{
-    std::uint64_t block = 0;
-    std::memcpy(&block, text, sizeof block);
-    return block;
-}
-
-// Skips ASCII, and stops at the first other byte or at most 7 bytes ahead of it.
-const char* skipAscii(const char* begin, const char* end)
-{
-    constexpr std::uint64_t kHighBits = 0x8080808080808080;
-    constexpr std::ptrdiff_t kBlock = sizeof kHighBits;
-    if (end - begin < kBlock) {
-        while (begin != end && static_cast<unsigned char>(*begin) < 0x80)
-            ++begin;
-        return begin;
-    }
-    for (; end - begin > kBlock; begin += kBlock) {
-        if ((readBlock(begin) & kHighBits) != 0) return begin;
-    }
-    // The last block overlaps the one before, so that no byte is looked at alone.
-    return (readBlock(end - kBlock) & kHighBits) != 0 ? begin : end;
-}
-
 }  // namespace
 
 Converter::Converter(const std::string& to, const std::string& from)
@@ -93,12 +68,9 @@ bool Converter::convert(const char* input, std::size_t inputSize, char* output,
 
 bool ByteConverter::keeps(const std::string& text) const
 {
-    if (!keepsAscii) return false;
-    const char* const end = text.data() + text.size();
-    const char* const rest = skipAscii(text.data(), end);
     // The system's converter lets some ill-formed texts through changed, so that only well-formed
     // ones may pass it by.
-    return rest == end || (keepsUtf8 && utf8::is_valid(rest, end));
+    return keepsAscii && (keepsUtf8 ? isUtf8(text) : isAscii(text));
 }
 
 bool ByteConverter::tryLatin1(const std::string& text, std::string& result) const

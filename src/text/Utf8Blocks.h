@@ -117,12 +117,8 @@ public:
         mUnfinished = bytes.minusSaturated(getFinishedLimits());
     }
 
-    bool hasFault() const
-    {
-        return ((mFaults | mUnfinished) == Vector::fill(0)).highBits() != kAll;
-    }
-    /// Tells about a fault without a sequence that the vector to come may finish.
-    bool hasSureFault() const { return (mFaults == Vector::fill(0)).highBits() != kAll; }
+    /// Tells about the faults so far; a sequence at the end that is not finished yet is none.
+    bool hasFault() const { return (mFaults == Vector::fill(0)).highBits() != kAll; }
 
 private:
     static constexpr std::uint64_t kAll = (std::uint64_t(1) << Vector::kSize) - 1;
@@ -218,10 +214,11 @@ std::size_t countUtf8ByBlocks(const char* begin, const char* end)
         }
         for (const Vector& vector : block.vectors)
             checker.take(vector);
-        if (checker.hasSureFault()) return kNotUtf8;
+        if (checker.hasFault()) return kNotUtf8;
         count += block.countStarts();
     }
-    // The rest in a block of its own, filled up with NULs, which finish nothing that is unfinished.
+    // The rest in a block of its own, filled up with NULs: at least one, so that a sequence that is
+    // cut short by the end becomes a fault.
     const auto rest = static_cast<std::size_t>(end - begin);
     char bytes[Block::kSize] = {};
     if (rest != 0) std::memcpy(bytes, begin, rest);

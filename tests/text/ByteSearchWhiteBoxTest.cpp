@@ -133,7 +133,7 @@ TEST_P(ByteSearchForms, FindsEveryPlaceInGeneratedTexts)
     for (const unsigned seed : plain::kSeeds) {
         SCOPED_TRACE(seed);
         std::mt19937 random(seed);
-        for (int round = 0; round < 500; ++round) {
+        for (unsigned round = 0; round < 500; ++round) {
             const std::string text =
                 makeText(random, std::string_view("abcdefgh").substr(0, 1 + choose(random, 8)),
                          choose(random, 500));
@@ -161,6 +161,17 @@ TEST_P(ByteSearchForms, GivesUpWhereEveryPlaceLooksLikeTheNeedle)
     EXPECT_EQ(GetParam().search(job, &place, 1).end, SearchEnd::TooHard);
     EXPECT_GT(job.position, 1000U);
     EXPECT_LT(job.position, 2000U) << "this is no longer linear";
+}
+
+TEST_P(ByteSearchForms, LosesNoPlaceWhereItGivesUp)
+{
+    std::string needle(40, 'a');
+    needle[1] = 'b';
+    for (std::size_t before = 0; before < 200; ++before) {
+        const std::string text = std::string(before, 'a') + needle;
+        ASSERT_EQ(findAll(text, needle), Places{before});
+        ASSERT_EQ(findFolded(text, needle, 0), before);
+    }
 }
 
 TEST_P(ByteSearchForms, GivesUpSoonerWhereLongPiecesAreAlike)
@@ -196,7 +207,7 @@ TEST_P(ByteSearchForms, FindsFoldedBytesInGeneratedTexts)
     for (const unsigned seed : plain::kSeeds) {
         SCOPED_TRACE(seed);
         std::mt19937 random(seed);
-        for (int round = 0; round < 500; ++round) {
+        for (unsigned round = 0; round < 500; ++round) {
             const std::string text = makeText(random, "aAbBcC\xc9\xe9", choose(random, 400));
             const std::size_t from = choose(random, text.size() + 1);
             const std::string needle = plain::lower(makeText(random, "abc", 1 + round % 4));
@@ -230,7 +241,7 @@ TEST(MatchFinder, GoesOnWhereTheSearchByVectorsGaveUp)
     text += std::string(3000, 'a');
     for (int i = 0; i < 5; ++i)
         text += needle;
-    for (const std::size_t room : {1, 2, 5, 100}) {
+    for (const std::size_t room : {1U, 2U, 5U, 100U}) {
         text::MatchFinder finder(text, needle);
         Places places;
         Places found(room);

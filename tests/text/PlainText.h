@@ -110,6 +110,26 @@ inline std::string escapeXml(std::string_view text)
     return result;
 }
 
+/// 1 and 0 for the words of true and false, -1 for any other text.
+inline int parseBool(std::string text)
+{
+    const auto isBlank = [](char byte) {
+        return std::isspace(static_cast<unsigned char>(byte)) != 0;
+    };
+    text = lower(text);
+    while (!text.empty() && isBlank(text.front()))
+        text.erase(0, 1);
+    while (!text.empty() && isBlank(text.back()))
+        text.pop_back();
+    for (const char* word : {"t", "true", "1", "on"}) {
+        if (text == word) return 1;
+    }
+    for (const char* word : {"f", "false", "0", "off"}) {
+        if (text == word) return 0;
+    }
+    return -1;
+}
+
 /// Every text up to `longest` letters of the alphabet, the shorter ones first.
 inline std::vector<std::string> makeAllTexts(std::string_view alphabet, std::size_t longest)
 {

@@ -1,10 +1,6 @@
 #include <algorithm>
-#include <cerrno>
 #include <climits>
-#include <cstdint>
-#include <cstdlib>
 #include <cwchar>
-#include <optional>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -15,6 +11,7 @@
 #include <qz/qzStringUtils.h>
 
 #include "text/PlainText.h"
+#include "text/PlainVersion.h"
 
 namespace qz {
 
@@ -196,60 +193,13 @@ const VersionRow kVersionRows[] = {
 INSTANTIATE_TEST_SUITE_P(Rows, qzStringUtilsVersion, ::testing::ValuesIn(kVersionRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
-namespace {
-
-// Step by step, with a text of its own for each component.
-std::optional<std::vector<std::uint32_t>> parsePlainly(std::string text, std::size_t bound)
-{
-    const auto isBlank = [](char byte) {
-        return std::string(" \t\n\v\f\r").find(byte) != plain::kNone;
-    };
-    while (!text.empty() && isBlank(text.front()))
-        text.erase(0, 1);
-    while (!text.empty() && isBlank(text.back()))
-        text.pop_back();
-    text = text.substr(0, text.find(' '));
-    std::vector<std::string> tokens(1);
-    for (const char byte : text) {
-        if (byte == '.')
-            tokens.emplace_back();
-        else
-            tokens.back() += byte;
-    }
-    std::vector<std::uint32_t> numbers;
-    for (std::size_t i = 0; i < tokens.size() && i < bound; ++i) {
-        char* end = nullptr;
-        const long long value = std::strtoll(tokens[i].c_str(), &end, 0);
-        if (end != tokens[i].c_str() + tokens[i].size()) return std::nullopt;
-        if (value < 0 || value > 0xFFFFFFFFLL) return std::nullopt;
-        numbers.push_back(static_cast<std::uint32_t>(value));
-    }
-    if (numbers.empty()) return std::nullopt;
-    return numbers;
-}
-
-int comparePlainly(const std::string& a, const std::string& b, std::size_t bound)
-{
-    auto ofA = parsePlainly(a, bound);
-    const auto ofB = parsePlainly(b, bound);
-    if (!ofA || !ofB) return 1;
-    const std::size_t count = std::min(bound, ofB->size());
-    ofA->resize(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        if ((*ofA)[i] != (*ofB)[i]) return (*ofA)[i] < (*ofB)[i] ? 3 : 4;
-    }
-    return 2;
-}
-
-}  // namespace
-
 TEST(qzStringUtilsVersions, AgreeWithTheStepsOnAllSmallTexts)
 {
     for (const std::string& a : makeAllTexts("01.x \t-", 4)) {
         for (const char* b : {"1.0", "", "0.1.", " 1"}) {
-            for (const std::size_t bound : {0, 1, 2, 9}) {
+            for (const std::size_t bound : {0U, 1U, 2U, 9U}) {
                 ASSERT_EQ(qzStringUtils::compareSoftwareVersion(a, b, bound),
-                          comparePlainly(a, b, bound))
+                          plain::compareVersions(a, b, bound))
                     << "\"" << a << "\" \"" << b << "\" " << bound;
             }
         }
@@ -266,7 +216,7 @@ TEST(qzStringUtilsVersions, AgreeWithTheStepsOnGeneratedTexts)
             const std::string b = plain::makeText(random, "0123.", plain::choose(random, 9));
             const std::size_t bound = plain::choose(random, 5);
             ASSERT_EQ(qzStringUtils::compareSoftwareVersion(a, b, bound),
-                      comparePlainly(a, b, bound))
+                      plain::compareVersions(a, b, bound))
                 << "\"" << a << "\" \"" << b << "\" " << bound;
         }
     }

@@ -9,6 +9,7 @@
 #include <qz/qzStringUtils.h>
 
 #include "support/Environment.h"
+#include "text/PlainText.h"
 
 namespace qz {
 
@@ -78,6 +79,16 @@ TEST(qzStringUtilsParseBoolLength, EndsTheText)
     EXPECT_TRUE(value);
     EXPECT_FALSE(qzStringUtils::parseBool(nullptr, 0, value));
     EXPECT_FALSE(value);
+}
+
+TEST(qzStringUtilsParseBoolAll, SmallTextsReadAsInThePlainForm)
+{
+    for (const std::string& text : plain::makeAllTexts("oOnFf \t1", 4)) {
+        const int expected = plain::parseBool(text);
+        bool value = true;
+        ASSERT_EQ(qzStringUtils::parseBool(text, value), expected >= 0) << text;
+        ASSERT_EQ(value, expected == 1) << text;
+    }
 }
 
 // --- Padded integers
