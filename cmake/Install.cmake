@@ -48,6 +48,16 @@ install(CODE "
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/qzSystem.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
 
+# --- Printers for gdb -------------------------------------------------------------------------
+
+# gdb loads them with the library that its folder and their name stand for.
+if(BUILD_SHARED_LIBS)
+    set(version ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+    install(FILES debugger/libqzSystem-gdb.py
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR}
+        RENAME libqzSystem.so.${version}-gdb.py COMPONENT Development)
+endif()
+
 # --- Documents -------------------------------------------------------------------------------
 
 set(docDir ${CMAKE_INSTALL_DATAROOTDIR}/doc)

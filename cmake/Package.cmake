@@ -21,8 +21,8 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_COMPONENTS_ALL Runtime Development Documentation)
 
 set(longText "It gives a program one start and one stop, a log with levels, channels
-and outlets, I/O devices that keep their first error, and a stream of
-binary values over them.")
+and outlets, I/O devices that keep their first error, a stream of binary
+values over them, values of any type, configuration files and tables.")
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libqzsystem3.0)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)

@@ -90,6 +90,10 @@ test_debian_packages()
         dpkg-deb -x "$package" "$root"
     done
     library=$(find "$root" -name 'libqzSystem.so.3.0')
+    if [[ ! -f $root/usr/share/gdb/auto-load${library#"$root"}-gdb.py ]]; then
+        echo "gdb would not find its printers for ${library#"$root"}"
+        return 1
+    fi
     export PKG_CONFIG_SYSROOT_DIR=$root PKG_CONFIG_LIBDIR=${library%/*}/pkgconfig
     test_consumer "$root/usr"
     unset PKG_CONFIG_SYSROOT_DIR PKG_CONFIG_LIBDIR

@@ -135,7 +135,7 @@ bool qzIoDeviceFileStream::isOpen() const
 
 unsigned long qzIoDeviceFileStream::readBytes(char* dst, unsigned long size)
 {
-    if (mStream == nullptr || hasOwnError() || !(getSupportedDataWay() & DataWayRead)) return 0;
+    if (mStream == nullptr || !good() || !(getSupportedDataWay() & DataWayRead)) return 0;
     if (!mStream->good() || !StreamWindow::tryRead(*mStream->rdbuf(), dst, size)) {
         return readFromStream(dst, size);
     }
@@ -157,7 +157,7 @@ unsigned long qzIoDeviceFileStream::readFromStream(char* dst, unsigned long size
 
 unsigned long qzIoDeviceFileStream::writeBytes(const char* src, unsigned long size)
 {
-    if (mStream == nullptr || hasOwnError() || !(getSupportedDataWay() & DataWayWrite)) return 0;
+    if (mStream == nullptr || !good() || !(getSupportedDataWay() & DataWayWrite)) return 0;
     if (!mStream->good() || size >= kDirectWriteSize ||
         !StreamWindow::tryWrite(*mStream->rdbuf(), src, size)) {
         return writeToStream(src, size);

@@ -1,5 +1,7 @@
 #include <qz/qzIoDeviceStdStreamProxy.h>
 
+#include <cxxabi.h>
+
 #include <istream>
 #include <ostream>
 
@@ -10,12 +12,16 @@ namespace qz {
 namespace {
 
 // A stream whose owner asked it to throw has its state set before it does, and that is looked at.
+// What its buffer throws may come through as it is: from reads and writes if the owner asked for
+// it, from moves and tells of an output always.
 template <typename Work>
 void quietly(Work work)
 {
     try {
         work();
-    } catch (const std::ios_base::failure&) {
+    } catch (const abi::__forced_unwind&) {  // the thread is being cancelled
+        throw;
+    } catch (...) {
     }
 }
 
@@ -43,7 +49,7 @@ qzIoDeviceStdStreamProxy::~qzIoDeviceStdStreamProxy() = default;
 
 unsigned long qzIoDeviceStdStreamProxy::readBytes(char* dst, unsigned long size)
 {
-    if (hasOwnError() || mInput == nullptr) return 0;
+    if (!good() || mInput == nullptr) return 0;
     quietly([&] { mInput->read(dst, static_cast<std::streamsize>(size)); });
     const auto count = static_cast<unsigned long>(mInput->gcount());
     ReadOutcome outcome = ReadOutcome::Moved;
@@ -57,7 +63,7 @@ unsigned long qzIoDeviceStdStreamProxy::readBytes(char* dst, unsigned long size)
 
 unsigned long qzIoDeviceStdStreamProxy::writeBytes(const char* src, unsigned long size)
 {
-    if (hasOwnError() || mOutput == nullptr) return 0;
+    if (!good() || mOutput == nullptr) return 0;
     quietly([&] { mOutput->write(src, static_cast<std::streamsize>(size)); });
     if (mOutput->fail()) {
         setDeviceError(

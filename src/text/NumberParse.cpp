@@ -19,8 +19,9 @@ namespace {
 
 locale_t getCLocale()
 {
-    if (areServicesUp()) return *qzStringUtils::msCLocale;
-    // Numbers are read without a start as well; this one is never given back.
+    if (areServicesUp() && *qzStringUtils::msCLocale != nullptr) return *qzStringUtils::msCLocale;
+    // Numbers are read without a start as well, and after one that found no memory for its locale;
+    // this one is never given back.
     static const locale_t own = ::newlocale(LC_ALL_MASK, "C", nullptr);
     return own;
 }
@@ -57,10 +58,12 @@ bool parseInteger(const std::string& text, long& value)
     }
     if (!canBeginNumber(*begin)) return false;
     if (isPlainDecimal(begin, end)) {
-        const auto [stop, error] = std::from_chars(begin, end, value);
+        long parsed =
+            *begin == '-' ? std::numeric_limits<long>::min() : std::numeric_limits<long>::max();
+        // What is out of range leaves the number as it is.
+        const char* const stop = std::from_chars(begin, end, parsed).ptr;
         if (stop != end) return false;
-        if (error == std::errc()) return true;
-        value = *begin == '-' ? std::numeric_limits<long>::min() : std::numeric_limits<long>::max();
+        value = parsed;
         return true;
     }
     char* stop = nullptr;

@@ -6,6 +6,7 @@
 
 #include "VariantText.h"
 #include "VariantTextWalk.h"
+#include "text/NumberParse.h"
 
 namespace qz {
 
@@ -30,6 +31,7 @@ public:
 
 private:
     void quote(const std::string& text);
+    void writeArray(const qzVariant& array);
 
     std::ostream& mStream;
 };
@@ -57,9 +59,18 @@ std::string describeReal(double value)
     std::string text;
     for (int precision = 15; precision <= 17; ++precision) {
         text = variant::toClassicText(value, precision);
-        if (std::stod(text) == value) break;
+        double readBack = 0.0;
+        if (text::parseReal(text, readBack) && readBack == value) break;
     }
     return text.find_first_not_of("-0123456789") == std::string::npos ? text + ".0" : text;
+}
+
+void DescriptionStyle::writeArray(const qzVariant& array)
+{
+    mStream << array.getTypeAsString();
+    for (std::size_t i = 0; i != array.arraySize(); ++i)
+        mStream << (i == 0 ? "[" : ", ") << describeReal(array.getArray()[i]);
+    mStream << ']';
 }
 
 void DescriptionStyle::leaf(const qzVariant& value)
@@ -89,8 +100,15 @@ void DescriptionStyle::leaf(const qzVariant& value)
         case qzVariant::DESTROYED:
             mStream << "DESTROYED";
             break;
+        case qzVariant::VEC2D:
+        case qzVariant::VEC3D:
+        case qzVariant::VEC4D:
+        case qzVariant::MAT3D:
+        case qzVariant::MAT4D:
+            writeArray(value);
+            break;
         default:
-            mStream << value.getTypeAsString() << value.toString();
+            mStream << value.getTypeAsString();
             break;
     }
 }

@@ -39,12 +39,17 @@ public:
                 findOffset(device, device.mPosition), findOffset(device, device.mIsOpen)};
     }
     static bool hasStream(const qzIoDeviceFileStream& device) { return device.mStream != nullptr; }
-    /// Puts a buffer of the test in the place of the open file.
-    static void replaceBuffer(qzIoDeviceFileStream& device, std::streambuf* buffer)
+    /// The stream of an open device.
+    static std::fstream& getStream(qzIoDeviceFileStream& device)
     {
         // The stream's class is the device's own affair; what matters here is its standard base,
         // which stands first in it.
-        reinterpret_cast<std::fstream*>(device.mStream.get())->std::ios::rdbuf(buffer);
+        return *reinterpret_cast<std::fstream*>(device.mStream.get());
+    }
+    /// Puts a buffer of the test in the place of the open file.
+    static void replaceBuffer(qzIoDeviceFileStream& device, std::streambuf* buffer)
+    {
+        getStream(device).std::ios::rdbuf(buffer);
     }
 };
 

@@ -319,6 +319,79 @@ TEST_F(qzDataStreamFailure, OfADeviceBehindADeviceShowsWithoutAText)
     EXPECT_EQ(mStream.getErrorMsg(), "");
 }
 
+namespace {
+
+// Says that it is in error whenever it is asked, and moves its bytes all the same.
+class Tireless : public DeviceStub {
+public:
+    using DeviceStub::DeviceStub;
+    bool hasDeviceError() const override { return mIsBroken; }
+    unsigned long readBytes(char* dst, unsigned long size) override
+    {
+        mIsBroken = false;
+        const unsigned long count = DeviceStub::readBytes(dst, size);
+        mIsBroken = true;
+        return count;
+    }
+    unsigned long writeBytes(const char* src, unsigned long size) override
+    {
+        mIsBroken = false;
+        const unsigned long count = DeviceStub::writeBytes(src, size);
+        mIsBroken = true;
+        return count;
+    }
+    void repair() { mIsBroken = false; }
+
+private:
+    bool mIsBroken = true;
+};
+
+}  // namespace
+
+TEST_F(qzDataStreamFailure, OfTheDeviceAloneStopsNoWrite)
+{
+    Tireless device;
+    mStream.setIoDevice(&device, kLittle);
+    mStream << std::string("abc") << std::vector<char>{'a', 'b', 'c'};
+    EXPECT_TRUE(mStream.writeRawData("raw", 3));
+    EXPECT_EQ(device.getContent(), kText + kText + "raw");
+    EXPECT_FALSE(mStream.isOk());
+    device.repair();
+    EXPECT_TRUE(mStream.isOk());
+}
+
+TEST_F(qzDataStreamFailure, OfTheDeviceAloneStopsNoRead)
+{
+    Tireless device(kText + kText + "raw");
+    mStream.setIoDevice(&device, kLittle);
+    std::string text;
+    std::vector<char> bytes;
+    char raw[3] = {};
+    mStream >> text >> bytes;
+    EXPECT_EQ(mStream.readRawBytes(raw, 3), 3U);
+    EXPECT_EQ(text, "abc");
+    EXPECT_THAT(bytes, ElementsAre('a', 'b', 'c'));
+    EXPECT_EQ(std::string(raw, 3), "raw");
+    EXPECT_FALSE(mStream.isOk());
+    device.repair();
+    EXPECT_TRUE(mStream.isOk());
+}
+
+TEST_F(qzDataStreamFailure, ShowsTheDevicesWordsByItsErrorState)
+{
+    mDevice.setDeviceError("device");
+    qzIoDeviceBroadcast wordless({&mDevice});
+    Tireless device;
+    device.setDeviceError("ignored");
+    device.repair();
+    mStream.setIoDevice(&wordless, kLittle);
+    qzDataStreamTestPeer::setErrorText(mStream, "own");
+    EXPECT_EQ(mStream.getErrorMsg(), "own, ");
+    mStream.setIoDevice(&device, kLittle);
+    qzDataStreamTestPeer::setErrorText(mStream, "own");
+    EXPECT_EQ(mStream.getErrorMsg(), "own");
+}
+
 TEST_F(qzDataStreamFailure, StaysWhenTheDeviceRecovers)
 {
     mDevice.stopAfter(0);
@@ -555,6 +628,14 @@ TEST_F(qzDataStreamFailure, NamesAFailedText)
     mDevice.stopAfter(5);
     qzDataStreamTestPeer::setErrorText(mStream, "old");
     mStream << std::string("abc");
+    EXPECT_EQ(mStream.getErrorMsg(), "Fail to write string data");
+}
+
+TEST_F(qzDataStreamFailure, NamesAFailedTextOf4GiBLessAByte)
+{
+    mDevice.stopAfter(4);
+    qzDataStreamTestPeer::setErrorText(mStream, "old");
+    mStream << std::string_view("x", 0xFFFFFFFFUL);
     EXPECT_EQ(mStream.getErrorMsg(), "Fail to write string data");
 }
 

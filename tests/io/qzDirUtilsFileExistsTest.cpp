@@ -1,6 +1,8 @@
 #include <qz/qzDirUtils.h>
 
+#include <sys/eventfd.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <string>
@@ -37,6 +39,19 @@ TEST_F(qzDirUtilsFileExists, IsTrueForEveryKindOfObject)
     EXPECT_TRUE(qzDirUtils::FileExistsUtf8("/dev/null"));
     ASSERT_EQ(::mkfifo(mPath.c_str(), 0600), 0);
     EXPECT_TRUE(qzDirUtils::FileExistsUtf8(mPath));
+}
+
+// The kernel gives an event counter, which is no object of any file system, no type.
+TEST_F(qzDirUtilsFileExists, IsFalseForWhatHasNoType)
+{
+    const int fd = ::eventfd(0, EFD_CLOEXEC);
+    ASSERT_GE(fd, 0);
+    const std::string path = "/proc/self/fd/" + std::to_string(fd);
+    struct stat status = {};
+    EXPECT_EQ(::stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & S_IFMT, 0U);
+    EXPECT_FALSE(qzDirUtils::FileExistsUtf8(path));
+    ::close(fd);
 }
 
 TEST_F(qzDirUtilsFileExists, FollowsLinks)

@@ -193,6 +193,20 @@ TEST_F(qzIoDeviceBroadcastTest, HasNoTextWithoutOneOfItsOwn)
     EXPECT_EQ(mBroadcast.getDeviceErrorMsg(), "");
 }
 
+TEST_F(qzIoDeviceBroadcastTest, AppendsByTheErrorStateAndNotByTheText)
+{
+    class Careless : public DeviceStub {
+    public:
+        bool hasDeviceError() const override { return false; }
+    };
+    Careless careless;
+    careless.setDeviceError("ignored");
+    mThird.setDeviceError("three");
+    qzIoDeviceBroadcast outer({&careless, &mBroadcast, &mThird});
+    outer.setDeviceError("own");
+    EXPECT_EQ(outer.getDeviceErrorMsg(), "own, , three") << "the inner one is in error, wordless";
+}
+
 TEST_F(qzIoDeviceBroadcastTest, AppendsTheTextsOfABroadcastBehindIt)
 {
     mThird.setDeviceError("three");

@@ -208,6 +208,30 @@ TEST_F(qzIoDeviceFileStreamFault, FailsOnABadStreamAfterTheSecondMoveWhereItRead
     EXPECT_EQ(mDevice.getCurrentPos(), 1);
 }
 
+TEST_F(qzIoDeviceFileStreamFault, GivesNothingOfAReadThatLeavesTheStreamBad)
+{
+    class BreaksItsStream : public std::stringbuf {
+    public:
+        explicit BreaksItsStream(std::ios& stream) : std::stringbuf("abc"), mStream(stream) {}
+
+    protected:
+        std::streamsize xsgetn(char* dst, std::streamsize size) override
+        {
+            mStream.setstate(std::ios::badbit);
+            return std::stringbuf::xsgetn(dst, size);
+        }
+
+    private:
+        std::ios& mStream;
+    };
+    openOver("abc", kRead);
+    BreaksItsStream buffer(qzIoDeviceFileStreamTestPeer::getStream(mDevice));
+    qzIoDeviceFileStreamTestPeer::replaceBuffer(mDevice, &buffer);
+    EXPECT_EQ(read(2), "");
+    EXPECT_EQ(error(), kReadError);
+    EXPECT_EQ(mDevice.getCurrentPos(), 0);
+}
+
 TEST_F(qzIoDeviceFileStreamFault, WritesNothingToAPathThatOnlyReads)
 {
     openOver("abc", kRead);

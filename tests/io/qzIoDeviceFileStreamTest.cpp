@@ -265,6 +265,16 @@ TEST_F(qzIoDeviceFileStreamTest, SeesNoMoreOfAFileThatGrowsOnceItSaidThatItEnds)
     EXPECT_EQ(read(10), "");
 }
 
+TEST_F(qzIoDeviceFileStreamTest, LooksAnewForTheEndWhereItWritesToo)
+{
+    openOver("abc", kBoth);
+    read(3);
+    EXPECT_TRUE(mDevice.atEnd());
+    mFolder.write("file", "abcdef");
+    EXPECT_FALSE(mDevice.atEnd()) << "a question leaves no state behind";
+    EXPECT_EQ(read(3), "def");
+}
+
 TEST_F(qzIoDeviceFileStreamTest, IsAtTheEndWhereItOnlyWrites)
 {
     mDevice.open(mPath, kWrite, true);
@@ -511,6 +521,51 @@ TEST_F(qzIoDeviceFileStreamTest, ReadsBeyond4GiBWhereItOnlyReads)
     EXPECT_EQ(mDevice.getCurrentPos(), kFar - 2);
     EXPECT_EQ(read(10), std::string(2, '\0'));
     EXPECT_EQ(mDevice.getCurrentPos(), kFar);
+}
+
+// --- A class over this one with an error state of its own
+
+namespace {
+
+class FileWithOwnErrorState : public qzIoDeviceFileStream {
+public:
+    bool hasDeviceError() const override { return isInError; }
+
+    bool isInError = false;
+};
+
+}  // namespace
+
+TEST_F(qzIoDeviceFileStreamTest, MovesNothingWhileAnOverriddenErrorStateSaysSo)
+{
+    mFolder.write("file", "abc");
+    FileWithOwnErrorState device;
+    device.isInError = true;
+    EXPECT_TRUE(device.open(mPath, kBoth, false));
+    char byte = 'x';
+    EXPECT_EQ(device.readBytes(&byte, 1), 0U);
+    EXPECT_EQ(device.writeBytes(&byte, 1), 0U);
+    EXPECT_EQ(device.getCurrentPos(), 0);
+    EXPECT_FALSE(device.flush());
+    EXPECT_FALSE(device.seek(0, kBegin));
+    EXPECT_FALSE(device.close());
+    EXPECT_EQ(onDisk(), "abc");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, MovesAllWhileAnOverriddenErrorStateSaysSo)
+{
+    mFolder.write("file", "abc");
+    FileWithOwnErrorState device;
+    EXPECT_TRUE(device.open(mPath, kBoth, false));
+    device.setDeviceError("x");
+    char byte = 'x';
+    EXPECT_EQ(device.readBytes(&byte, 1), 1U);
+    EXPECT_EQ(byte, 'a');
+    EXPECT_EQ(device.writeBytes("X", 1), 1U);
+    EXPECT_TRUE(device.flush());
+    EXPECT_TRUE(device.seek(0, kBegin));
+    EXPECT_TRUE(device.close());
+    EXPECT_EQ(onDisk(), "aXc");
 }
 
 // --- What the base class makes of a file

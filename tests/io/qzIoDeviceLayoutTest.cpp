@@ -216,6 +216,18 @@ TEST(qzDataStreamFields, StandInTheirOrder)
                 ElementsAre(0, 8, 24, 40, 56, 72, 88, 104, 136, 140));
 }
 
+TEST(qzDataStreamFields, HoldNoFunctionBeforeTheFirstDevice)
+{
+    qzDataStream stream;
+    for (std::size_t offset = 8; offset < 104; offset += sizeof(long)) {
+        EXPECT_EQ(readField<long>(&stream, offset), 0) << offset;
+    }
+    stream.setIoDevice(nullptr, qzDataStream::LittleEndian);
+    for (std::size_t offset = 8; offset < 104; offset += 2 * sizeof(long)) {
+        EXPECT_NE(readField<long>(&stream, offset), 0) << offset;
+    }
+}
+
 TEST(qzIoDeviceDataWay, AtConstructionIsThatOfTheClass)
 {
     std::stringstream stream;

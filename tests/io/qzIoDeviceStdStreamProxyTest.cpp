@@ -1,8 +1,11 @@
 #include <qz/qzIoDeviceStdStreamProxy.h>
 
 #include <fstream>
+#include <functional>
 #include <sstream>
+#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -86,6 +89,70 @@ TEST_F(qzIoDeviceStdStreamProxyTest, MarksTheEndInAStreamThatHadFailedBefore)
     EXPECT_EQ(mSource.rdstate(), std::ios::eofbit | std::ios::failbit);
 }
 
+TEST_F(qzIoDeviceStdStreamProxyTest, LeavesTheStateOfAFailedStreamToAReadOfNothing)
+{
+    mSource.setstate(std::ios::failbit);
+    EXPECT_EQ(read(0), "");
+    EXPECT_TRUE(mInput.good());
+    EXPECT_EQ(mSource.rdstate(), std::ios::failbit) << "no end was met";
+}
+
+namespace {
+
+// Does something when its bytes are moved.
+class MeddlingBuffer : public std::stringbuf {
+public:
+    explicit MeddlingBuffer(std::function<void()> meddle)
+        : std::stringbuf("abcdef"), mMeddle(std::move(meddle))
+    {
+    }
+
+protected:
+    std::streamsize xsgetn(char* dst, std::streamsize size) override
+    {
+        mMeddle();
+        return std::stringbuf::xsgetn(dst, size);
+    }
+    std::streamsize xsputn(const char* src, std::streamsize size) override
+    {
+        mMeddle();
+        return std::stringbuf::xsputn(src, size);
+    }
+    int_type underflow() override
+    {
+        mMeddle();
+        return std::stringbuf::underflow();
+    }
+    pos_type seekoff(off_type offset, std::ios_base::seekdir start,
+                     std::ios_base::openmode which) override
+    {
+        mMeddle();
+        return std::stringbuf::seekoff(offset, start, which);
+    }
+
+private:
+    std::function<void()> mMeddle;
+};
+
+}  // namespace
+
+TEST_F(qzIoDeviceStdStreamProxyTest, GivesNothingOfAReadThatLeavesTheStreamBad)
+{
+    MeddlingBuffer buffer([this] { mSource.setstate(std::ios::badbit); });
+    mSource.std::ios::rdbuf(&buffer);
+    EXPECT_EQ(read(3), "");
+    EXPECT_EQ(mInput.getDeviceErrorMsg(), kReadError);
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, GivesNothingOfAWriteThatBreaksTheDevice)
+{
+    MeddlingBuffer buffer([this] { mOutput.setDeviceError("x"); });
+    mSink.std::ios::rdbuf(&buffer);
+    EXPECT_EQ(write("ab"), 0U);
+    EXPECT_TRUE(mSink.good());
+    EXPECT_EQ(mOutput.getDeviceErrorMsg(), "x");
+}
+
 TEST_F(qzIoDeviceStdStreamProxyTest, FailsToReadFromABadStream)
 {
     mSource.setstate(std::ios::badbit);
@@ -144,6 +211,29 @@ TEST_F(qzIoDeviceStdStreamProxyTest, WritesNothingInError)
     mOutput.setDeviceError("x");
     EXPECT_EQ(write("ab"), 0U);
     EXPECT_EQ(mSink.str(), "");
+}
+
+TEST_F(qzIoDeviceStdStreamProxyTest, MovesByAnOverriddenErrorState)
+{
+    class OwnErrorState : public qzIoDeviceStdStreamProxy {
+    public:
+        using qzIoDeviceStdStreamProxy::qzIoDeviceStdStreamProxy;
+        bool hasDeviceError() const override { return isInError; }
+        bool isInError = true;
+    };
+    OwnErrorState input(static_cast<std::istream*>(&mSource));
+    OwnErrorState output(static_cast<std::ostream*>(&mSink));
+    char byte = 'x';
+    EXPECT_EQ(input.readBytes(&byte, 1), 0U);
+    EXPECT_EQ(mSource.tellg(), 0);
+    EXPECT_EQ(output.writeBytes("a", 1), 0U);
+    EXPECT_EQ(mSink.str(), "");
+    input.isInError = false;
+    input.setDeviceError("x");
+    EXPECT_EQ(input.readBytes(&byte, 1), 1U);
+    output.isInError = false;
+    output.setDeviceError("x");
+    EXPECT_EQ(output.writeBytes("a", 1), 1U);
 }
 
 TEST_F(qzIoDeviceStdStreamProxyTest, MovesOnlyTheOtherWayRound)
@@ -339,5 +429,63 @@ TEST_F(qzIoDeviceStdStreamProxyThrowing, SaysYesToAMoveThatTheStreamRefuses)
     EXPECT_TRUE(mOutput.seek(-1, kBegin));
     EXPECT_EQ(mOutput.getCurrentPos(), -1);
 }
+
+// --- Streams whose buffer throws: some functions of a stream let that through in any case, others
+// only where the owner asked for it.
+
+class qzIoDeviceStdStreamProxyBuffer : public qzIoDeviceStdStreamProxyTest,
+                                       public ::testing::WithParamInterface<std::ios::iostate> {
+protected:
+    void SetUp() override
+    {
+        mSource.std::ios::rdbuf(&mBuffer);
+        mSink.std::ios::rdbuf(&mBuffer);
+        mSource.exceptions(GetParam());
+        mSink.exceptions(GetParam());
+    }
+
+    MeddlingBuffer mBuffer{[] { throw std::runtime_error("broken"); }};
+};
+
+TEST_P(qzIoDeviceStdStreamProxyBuffer, FailsARead)
+{
+    EXPECT_EQ(read(3), "");
+    EXPECT_EQ(mInput.getDeviceErrorMsg(), kReadError);
+}
+
+TEST_P(qzIoDeviceStdStreamProxyBuffer, FailsAWrite)
+{
+    EXPECT_EQ(write("ab"), 0U);
+    EXPECT_EQ(mOutput.getDeviceErrorMsg(), kWriteError);
+}
+
+TEST_P(qzIoDeviceStdStreamProxyBuffer, EndsTheInput)
+{
+    mBuffer.str("");
+    EXPECT_TRUE(mInput.atEnd());
+    EXPECT_TRUE(mInput.good());
+}
+
+TEST_P(qzIoDeviceStdStreamProxyBuffer, MovesTheInputNowhere)
+{
+    EXPECT_EQ(mInput.getCurrentPos(), -1);
+    mSource.clear();
+    EXPECT_TRUE(mInput.seek(0, kBegin));
+    EXPECT_TRUE(mInput.good());
+}
+
+TEST_P(qzIoDeviceStdStreamProxyBuffer, MovesTheOutputNowhere)
+{
+    EXPECT_EQ(mOutput.getCurrentPos(), -1);
+    EXPECT_TRUE(mOutput.seek(0, kBegin));
+    EXPECT_TRUE(mOutput.good());
+}
+
+INSTANTIATE_TEST_SUITE_P(OfAStreamThat, qzIoDeviceStdStreamProxyBuffer,
+                         ::testing::Values(std::ios::goodbit,
+                                           std::ios::badbit | std::ios::failbit | std::ios::eofbit),
+                         [](const auto& row) {
+                             return row.param == std::ios::goodbit ? "IsQuiet" : "Throws";
+                         });
 
 }  // namespace qz

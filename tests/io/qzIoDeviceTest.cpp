@@ -84,16 +84,40 @@ TEST_F(qzIoDeviceTest, TakesItsOwnTextAsAMessage)
     EXPECT_EQ(mDevice.getDeviceErrorMsg(), "first");
 }
 
+namespace {
+
+// Has an error state of its own, as a device over others has.
+class OwnErrorState : public DeviceStub {
+public:
+    OwnErrorState() : DeviceStub("abcdef") {}
+    bool hasDeviceError() const override { return isInError; }
+    unsigned long readBytes(char* dst, unsigned long size) override
+    {
+        const unsigned long count = DeviceStub::readBytes(dst, size);
+        isInError = isInError || failsToRead;
+        return count;
+    }
+
+    bool isInError = false;
+    bool failsToRead = false;
+};
+
+}  // namespace
+
 TEST_F(qzIoDeviceTest, IsGoodWhenAnOverriddenErrorStateSaysSo)
 {
-    class Careless : public DeviceStub {
-    public:
-        bool hasDeviceError() const override { return false; }
-    };
-    Careless device;
+    OwnErrorState device;
     device.setDeviceError("x");
     EXPECT_TRUE(device.good());
     EXPECT_EQ(device.getDeviceErrorMsg(), "x");
+}
+
+TEST_F(qzIoDeviceTest, IsNotGoodWhenAnOverriddenErrorStateSaysSo)
+{
+    OwnErrorState device;
+    device.isInError = true;
+    EXPECT_FALSE(device.good());
+    EXPECT_EQ(device.getDeviceErrorMsg(), "");
 }
 
 TEST_F(qzIoDeviceTest, DeclaresAnyDirectionWithoutACheck)
@@ -347,6 +371,39 @@ TEST_F(qzIoDeviceTest, CopiesNothingFromASourceInError)
     EXPECT_FALSE(mDevice.writeBackToDevice(destination, &written, nullptr));
     EXPECT_EQ(written, 0U);
     EXPECT_THAT(destination.getCalls(), IsEmpty());
+    EXPECT_THAT(mDevice.getCalls(), ElementsAre("atEnd -> 0")) << "the end is asked for first";
+}
+
+TEST_F(qzIoDeviceTest, CopiesUntilAnOverriddenErrorStateSaysSo)
+{
+    OwnErrorState source;
+    source.shortenTo(2);
+    source.failsToRead = true;
+    DeviceStub destination;
+    unsigned long written = 0;
+    EXPECT_FALSE(source.writeBackToDevice(destination, &written, nullptr));
+    EXPECT_EQ(written, 2U);
+    EXPECT_EQ(destination.getContent(), "ab");
+}
+
+TEST_F(qzIoDeviceTest, CopiesAllWhileAnOverriddenErrorStateSaysSo)
+{
+    OwnErrorState source;
+    source.setDeviceError("x");
+    DeviceStub destination;
+    EXPECT_TRUE(source.writeBackToDevice(destination, nullptr, nullptr));
+    EXPECT_EQ(destination.getContent(), "abcdef");
+}
+
+TEST_F(qzIoDeviceTest, HandsAnEmptyReadOnToTheDestination)
+{
+    mDevice.stopAfter(0);
+    mDevice.setErrorOfShortMoves("broken");
+    DeviceStub destination;
+    unsigned long written = 77;
+    EXPECT_FALSE(mDevice.writeBackToDevice(destination, &written, nullptr));
+    EXPECT_EQ(written, 0U);
+    EXPECT_THAT(destination.getCalls(), ElementsAre("write 0 -> 0"));
 }
 
 TEST_F(qzIoDeviceTest, CopiesWhatASourceGaveBeforeItBroke)
@@ -401,6 +458,23 @@ TEST_F(qzIoDeviceTest, LoadsNothingInError)
     EXPECT_FALSE(mDevice.loadFullFileContent(content));
     EXPECT_EQ(toText(content), "xxxxx");
     EXPECT_THAT(mDevice.getCalls(), IsEmpty());
+}
+
+TEST_F(qzIoDeviceTest, LoadsByAnOverriddenErrorState)
+{
+    OwnErrorState device;
+    std::vector<char> content(5, 'x');
+    device.isInError = true;
+    EXPECT_FALSE(device.loadFullFileContent(content));
+    EXPECT_EQ(toText(content), "xxxxx");
+    EXPECT_THAT(device.getCalls(), IsEmpty());
+    device.isInError = false;
+    device.setDeviceError("x");
+    EXPECT_TRUE(device.loadFullFileContent(content));
+    EXPECT_EQ(toText(content), "abcdef");
+    device.clearDeviceError();
+    device.failsToRead = true;
+    EXPECT_FALSE(device.loadFullFileContent(content)) << "in error by the end of the load";
 }
 
 TEST_F(qzIoDeviceTest, LoadsNothingFromAShortRead)

@@ -255,19 +255,29 @@ TEST(qzVariantTest, HasAnEmptyVariantFromTheStart)
 TEST(qzVariantTest, NeverAllocatesForInlineKinds)
 {
     const qzVariant values[] = {{}, 1, 2L, 3.0, true, qzVariant::DateTime(4)};
-    const qzVariant text("text");
-    qzVariant others[] = {text, text, text, text, text, text};
     const AllocationCounter allocations;
-    for (std::size_t i = 0; i != std::size(values); ++i) {
-        qzVariant copy(values[i]);
-        others[i] = copy;
-        copy = others[(i + 1) % std::size(values)];
-        copy.swap(others[i]);
-        static_cast<void>(others[i] == copy || others[i] < copy || others[i] > copy);
-        static_cast<void>(copy.toInteger() + static_cast<long>(copy.toBool()));
-        static_cast<void>(copy.toReal() + static_cast<double>(copy.toDateTime().count));
-        copy.clear();
+    for (const qzVariant& left : values) {
+        for (const qzVariant& right : values) {
+            qzVariant value(left);
+            value = right;
+            qzVariant other(std::move(value));
+            other.swap(value);
+            static_cast<void>(left == right || left < right || left > right);
+            static_cast<void>(left.toReal() + static_cast<double>(left.toInteger()));
+            static_cast<void>(left.toBool() || left.toDateTime().count == 0);
+            static_cast<void>(left.convertLosslessTo(qzVariant::REAL, value));
+            value.clear();
+            other.destroy();
+        }
     }
+    EXPECT_EQ(allocations.getCount(), 0U);
+}
+
+TEST(qzVariantTest, NeverAllocatesForAnInlineKindOverAText)
+{
+    qzVariant text("text");
+    const AllocationCounter allocations;
+    text = qzVariant(5);
     EXPECT_EQ(allocations.getCount(), 0U);
 }
 

@@ -1,0 +1,25 @@
+#include "IgnoredLines.h"
+
+#include <iostream>
+
+namespace config {
+
+IgnoredLines::IgnoredLines()
+{
+    qz::qzLog::msInstance->setEchoToConsole(false);
+    qz::qzLog::msInstance->installCustomHandler(Tell, nullptr);
+}
+
+IgnoredLines::~IgnoredLines()
+{
+    qz::qzLog::msInstance->installCustomHandler(nullptr, nullptr);
+    qz::qzLog::msInstance->setEchoToConsole(true);
+}
+
+void IgnoredLines::Tell(std::list<qz::qzLog::LogEntry>& batch, void*)
+{
+    for (const qz::qzLog::LogEntry& entry : batch)
+        if (entry.type >= qz::qzLog::Warning) std::cerr << "config: " << entry.message << '\n';
+}
+
+}  // namespace config

@@ -1,0 +1,79 @@
+// Reads ini files, sets values, and prints and saves what comes of it.
+
+#include <iostream>
+
+#include <qz/qzSystem.h>
+
+#include "Configuration.h"
+#include "IgnoredLines.h"
+#include "Options.h"
+
+namespace {
+
+using namespace config;
+
+// Keeps the library started for as long as it lives.
+class LibraryStart {
+public:
+    LibraryStart() { qz::initializeQzSystem(qz::LightInit); }
+    ~LibraryStart() { qz::terminateQzSystem(); }
+    LibraryStart(const LibraryStart&) = delete;
+    LibraryStart& operator=(const LibraryStart&) = delete;
+};
+
+bool fail(const std::string& message)
+{
+    std::cerr << "config: " << message << '\n';
+    return false;
+}
+
+bool load(const Options& options, Configuration& configuration)
+{
+    const IgnoredLines ignoredLines;
+    for (const std::string& path : options.inputPaths)
+        if (!configuration.load(path)) return fail("cannot open '" + path + "'");
+    for (const auto& [key, value] : options.settings)
+        configuration.set(key, value);
+    return true;
+}
+
+bool print(const Options& options, const Configuration& configuration)
+{
+    if (!options.wantsValue) {
+        std::cout << configuration.toTable() << '\n';
+        return true;
+    }
+    const qz::qzVariant* const value = configuration.find(options.wantedKey);
+    if (value == nullptr) return fail("no value at '" + options.wantedKey + "'");
+    std::cout << value->toString() << '\n';
+    return true;
+}
+
+bool save(const Options& options, const Configuration& configuration)
+{
+    std::string error;
+    if (options.savePath.empty() || configuration.save(options.savePath, error)) return true;
+    return fail("cannot save '" + options.savePath + "': " + error);
+}
+
+}  // namespace
+
+int main(int argumentCount, char** arguments)
+{
+    Options options;
+    std::string error;
+    if (!parseOptions(argumentCount, arguments, options, error)) {
+        std::cerr << "config: " << error << '\n' << kUsage;
+        return 2;
+    }
+    if (options.wantsHelp) {
+        std::cout << kUsage;
+        return 0;
+    }
+
+    const LibraryStart library;
+    Configuration configuration;
+    const bool isDone = load(options, configuration) && print(options, configuration) &&
+                        save(options, configuration);
+    return isDone ? 0 : 1;
+}

@@ -1,0 +1,519 @@
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <qz/qzVariant.h>
+
+#include "support/Allocations.h"
+#include "variant/CountedUserData.h"
+#include "variant/VariantTrees.h"
+
+namespace qz {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using Map = qzVariant::qzVariantMapImpl;
+using List = qzVariant::qzVariantListImpl;
+
+static_assert(sizeof(List) == sizeof(std::vector<qzVariant>));
+static_assert(Map::PathSearchMapsOnly == 0 && Map::PathSearchFirstListElement == 1);
+static_assert(sizeof(Map::PathSearchPolicy) == 4);
+
+namespace {
+
+constexpr Map::PathSearchPolicy kMapsOnly = Map::PathSearchMapsOnly;
+constexpr Map::PathSearchPolicy kFirstElement = Map::PathSearchFirstListElement;
+const std::string kZero("\0", 1);
+
+Map makeChain(int levels)
+{
+    Map map;
+    std::string path = "a";
+    for (int i = 1; i != levels; ++i)
+        path += "/a";
+    map.editValuePath(path.c_str(), "end", '/');
+    return map;
+}
+
+// --- The map
+
+TEST(qzVariantMapImplTest, KeepsItsKeysInTheOrderOfTheirBytes)
+{
+    Map map;
+    for (const std::string& key : {std::string("b"), std::string("\xff"), std::string("aa"),
+                                   std::string(), "a" + kZero, std::string("a"), std::string("B")})
+        map[key] = 1;
+    std::vector<std::string> keys{"old"};
+    map.getKeys(keys);
+    EXPECT_THAT(keys, ElementsAre("", "B", "a", "a" + kZero, "aa", "b", "\xff"));
+    Map().getKeys(keys);
+    EXPECT_THAT(keys, IsEmpty());
+}
+
+TEST(qzVariantMapImplTest, GivesTheKeysOfOneLevelOnly)
+{
+    std::vector<std::string> keys;
+    Map{{"a", Map{{"b", 1}}}, {"c", List{Map{{"d", 1}}}}}.getKeys(keys);
+    EXPECT_THAT(keys, ElementsAre("a", "c"));
+}
+
+TEST(qzVariantMapImplTest, LooksUpAddsAndRemoves)
+{
+    Map map;
+    EXPECT_TRUE(map.empty());
+    EXPECT_EQ(map.find("a"), map.end());
+    EXPECT_TRUE(map["a"].isNull());
+    map["a"] = 1;
+    map["b"] = 2;
+    EXPECT_EQ(map.size(), 2U);
+    EXPECT_EQ(map.find("a")->second, 1);
+    EXPECT_EQ(std::as_const(map).find("b")->first, "b");
+    EXPECT_EQ(std::as_const(map).find("c"), std::as_const(map).end());
+    EXPECT_EQ(map.count("a"), 1U);
+    EXPECT_EQ(map.count("c"), 0U);
+    EXPECT_EQ(map.erase("c"), 0U);
+    EXPECT_EQ(map.erase("a"), 1U);
+    EXPECT_EQ(map.erase(map.begin()), map.end());
+    EXPECT_TRUE(map.empty());
+}
+
+TEST(qzVariantMapImplTest, TakesTheFirstOfEqualKeysThatItIsMadeOf)
+{
+    EXPECT_EQ(describe(Map{{"a", 1}, {"b", 2}, {"a", 3}}), R"({"a": 1, "b": 2})");
+}
+
+TEST(qzVariantMapImplTest, FindsItsWayAfterManyAdditionsAndRemovals)
+{
+    Map map;
+    std::map<std::string, long> plain;
+    TreeMaker maker(1);
+    for (int i = 0; i != 20000; ++i) {
+        const std::string key = std::to_string(maker.draw(300));
+        if (maker.draw(3) == 0) {
+            ASSERT_EQ(map.erase(key), plain.erase(key));
+        } else {
+            map[key] = i;
+            plain[key] = i;
+        }
+        if (i % 5000 == 4999) map = Map(map);
+    }
+    ASSERT_EQ(map.size(), plain.size());
+    for (const auto& [key, value] : plain)
+        EXPECT_EQ(map[key], value) << key;
+}
+
+TEST(qzVariantMapImplTest, TellsKeysApartInAnyOfTheirBytes)
+{
+    std::vector<std::string> keys;
+    for (std::size_t length = 0; length != 40; ++length) {
+        for (std::size_t place = 0; place != length; ++place) {
+            for (const char byte : {'\0', 'a', 'c', '\xff'}) {
+                std::string key(length, 'b');
+                key[place] = byte;
+                keys.push_back(key);
+            }
+        }
+        keys.push_back(std::string(length, 'b'));
+    }
+    Map map;
+    for (std::size_t i = 0; i != keys.size(); ++i)
+        map[keys[i]] = static_cast<long>(i);
+    ASSERT_EQ(map.size(), keys.size());
+    for (std::size_t i = 0; i != keys.size(); ++i)
+        EXPECT_EQ(map[keys[i]], static_cast<long>(i));
+    std::vector<std::string> ordered;
+    map.getKeys(ordered);
+    std::sort(keys.begin(), keys.end());
+    EXPECT_EQ(ordered, keys);
+}
+
+TEST(qzVariantMapImplTest, KeepsItsValuesInPlaceWhileItChanges)
+{
+    Map map;
+    qzVariant* const first = &map["m"];
+    *first = 5;
+    for (int i = 0; i != 1000; ++i)
+        map[std::to_string(i)] = i;
+    for (int i = 0; i != 1000; i += 2)
+        map.erase(std::to_string(i));
+    EXPECT_EQ(&map["m"], first);
+    EXPECT_EQ(*first, 5);
+    Map moved(std::move(map));
+    EXPECT_EQ(&moved["m"], first);
+}
+
+TEST(qzVariantMapImplTest, CopiesMovesAndAssigns)
+{
+    const Map source{{"a", 1}, {"b", List{2}}};
+    Map copy(source);
+    (*copy["b"].editList())[0] = 3;
+    EXPECT_EQ(describe(source), R"({"a": 1, "b": [2]})");
+    Map target{{"c", 1}};
+    EXPECT_EQ(&(target = source), &target);
+    EXPECT_EQ(target, source);
+    Map moved(std::move(target));
+    EXPECT_TRUE(target.empty());
+    EXPECT_EQ(moved, source);
+    target["again"] = 1;
+    target = std::move(moved);
+    EXPECT_TRUE(moved.empty());
+    EXPECT_EQ(target, source);
+    moved["again"] = 1;
+    EXPECT_EQ(moved.size(), 1U);
+}
+
+TEST(qzVariantMapImplTest, StaysItselfWhenAssignedToItself)
+{
+    Map map{{"a", 1}};
+    const Map& same = map;
+    map = same;
+    EXPECT_EQ(describe(map), R"({"a": 1})");
+    map = std::move(const_cast<Map&>(same));
+    EXPECT_EQ(describe(map), R"({"a": 1})");
+}
+
+TEST(qzVariantMapImplTest, IsUsableAfterItsEndOfContent)
+{
+    Map map{{"a", 1}};
+    map.clear();
+    map.clear();
+    EXPECT_TRUE(map.empty());
+    EXPECT_EQ(map.erase("a"), 0U);
+    map["b"] = 2;
+    map.erase("b");
+    map["c"] = 3;
+    EXPECT_EQ(describe(map), R"({"c": 3})");
+}
+
+TEST(qzVariantMapImplTest, LetsAValueLookAtTheMapWhileItGoes)
+{
+    struct Looker : CountedUserData {
+        Looker(Map& map, std::size_t& seen) : CountedUserData(1), mMap(map), mSeen(seen) {}
+        ~Looker() override { mSeen = mMap.count("a") + mMap.size(); }
+        Map& mMap;
+        std::size_t& mSeen;
+    };
+    std::size_t seen = 99;
+    Map map;
+    map["a"] = new Looker(map, seen);
+    map["b"] = 1;
+    map.clear();
+    EXPECT_EQ(seen, 0U);
+}
+
+TEST(qzVariantMapImplTest, AllocatesInProportionToItsEntries)
+{
+    for (const int size : {1000, 2000, 4000}) {
+        Map map;
+        const support::AllocationCounter additions;
+        for (int i = 0; i != size; ++i)
+            map[std::to_string(i)] = i;
+        EXPECT_LE(additions.getCount(), static_cast<std::size_t>(size) + 10);
+        const support::AllocationCounter copies;
+        const Map copy(map);
+        EXPECT_LE(copies.getCount(), static_cast<std::size_t>(size) + 10);
+        EXPECT_LE(copies.getBytes(), static_cast<std::size_t>(size) * 160);
+    }
+}
+
+// --- Looking for a path
+
+struct LookRow {
+    const char* name;
+    const char* path;
+    const char* mapsOnly;      // the description of what is found, or null
+    const char* firstElement;  // the same with the other policy
+};
+
+const LookRow kLookRows[] = {
+    {"TopKey", "scalar", "1", "1"},
+    {"Missing", "none", nullptr, nullptr},
+    {"Nested", "m/k", "2", "2"},
+    {"MissingBelow", "m/none", nullptr, nullptr},
+    {"MissingAbove", "none/k", nullptr, nullptr},
+    {"Deep", "m/m/k", "3", "3"},
+    {"MapItself", "m/m", R"({"k": 3})", R"({"k": 3})"},
+    {"ThroughAScalar", "scalar/k", nullptr, nullptr},
+    {"ThroughAnEmptyValue", "null/k", nullptr, nullptr},
+    {"List", "maps", R"([{"b": 4, "l": [{"c": 5}]}, {"d": 6}])",
+     R"([{"b": 4, "l": [{"c": 5}]}, {"d": 6}])"},
+    {"ThroughAListOfMaps", "maps/b", nullptr, "4"},
+    {"ThroughTwoLists", "maps/l/c", nullptr, "5"},
+    {"NeverThroughTheSecondElement", "maps/d", nullptr, nullptr},
+    {"ThroughAListOfScalars", "scalars/b", nullptr, nullptr},
+    {"ThroughAListOfLists", "lists/b", nullptr, nullptr},
+    {"ThroughAnEmptyList", "none-in-it/b", nullptr, nullptr},
+    {"ThroughAListWithAMapBehindAScalar", "late/b", nullptr, nullptr},
+    {"EmptyPath", "", "7", "7"},
+    {"SeparatorBehind", "m/", "8", "8"},
+    {"SeparatorAhead", "/k", nullptr, nullptr},
+    {"OnlyASeparator", "/", nullptr, nullptr},
+    {"EmptyKeyInTheMiddle", "e//k", "9", "9"},
+    {"OtherSeparator", "m.k", nullptr, nullptr},
+};
+
+class qzVariantPathLook : public ::testing::TestWithParam<LookRow> {
+protected:
+    static Map makeTree()
+    {
+        return {{"", 7},
+                {"scalar", 1},
+                {"null", qzVariant()},
+                {"m", Map{{"", 8}, {"k", 2}, {"m", Map{{"k", 3}}}}},
+                {"e", Map{{"", Map{{"k", 9}}}}},
+                {"maps", List{Map{{"b", 4}, {"l", List{Map{{"c", 5}}}}}, Map{{"d", 6}}}},
+                {"scalars", List{"x"}},
+                {"lists", List{List{Map{{"b", 1}}}}},
+                {"late", List{1, Map{{"b", 1}}}},
+                {"none-in-it", List()}};
+    }
+    static std::string show(const qzVariant* found)
+    {
+        return found != nullptr ? describe(*found) : "null";
+    }
+};
+
+TEST_P(qzVariantPathLook, FindsWhatItsRowSays)
+{
+    Map tree = makeTree();
+    const char* const path = GetParam().path;
+    const qzVariant newValue("never");
+    const std::string onlyMaps = GetParam().mapsOnly != nullptr ? GetParam().mapsOnly : "null";
+    const std::string first = GetParam().firstElement != nullptr ? GetParam().firstElement : "null";
+    EXPECT_EQ(show(tree.findPathImpl(path, '/', false, nullptr, kMapsOnly)), onlyMaps);
+    EXPECT_EQ(show(tree.findPathImpl(path, '/', false, &newValue, kMapsOnly)), onlyMaps);
+    EXPECT_EQ(show(std::as_const(tree).findPathImpl(path, '/')), onlyMaps);
+    EXPECT_EQ(show(tree.findPathImpl(path, '/', false, nullptr, kFirstElement)), first);
+    EXPECT_EQ(show(std::as_const(tree).findPathImpl(path, '/', kFirstElement)), first);
+    EXPECT_EQ(tree, makeTree());
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, qzVariantPathLook, ::testing::ValuesIn(kLookRows),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(qzVariantPathTest, FindsNothingAtANullPath)
+{
+    Map map{{"", 1}};
+    EXPECT_EQ(map.findPathImpl(nullptr, '/', false, nullptr, kMapsOnly), nullptr);
+    EXPECT_EQ(map.findPathImpl(nullptr, '/', true, &qzVariant::sNullVariant, kFirstElement),
+              nullptr);
+    EXPECT_EQ(std::as_const(map).findPathImpl(nullptr, '/'), nullptr);
+    EXPECT_EQ(describe(map), R"({"": 1})");
+}
+
+TEST(qzVariantPathTest, GivesTheEntryItself)
+{
+    Map map{{"a", Map{{"b", 1}}}};
+    *map.findPathImpl("a/b", '/', false, nullptr, kMapsOnly) = 2;
+    EXPECT_EQ(describe(map), R"({"a": {"b": 2}})");
+    EXPECT_EQ(std::as_const(map).findPathImpl("a/b", '/'), &map["a"].editMap()->find("b")->second);
+}
+
+TEST(qzVariantPathTest, TakesAnyByteForASeparator)
+{
+    Map map{{"a", Map{{"b", 1}}}};
+    for (const char separator : {'.', '\\', '\xff', 'x', ' '}) {
+        const std::string path = std::string("a") + separator + "b";
+        EXPECT_NE(map.findPathImpl(path.c_str(), separator, false, nullptr, kMapsOnly), nullptr);
+    }
+    EXPECT_NE(map.findPathImpl("a", '\0', false, nullptr, kMapsOnly), nullptr);
+    EXPECT_EQ(map.findPathImpl("a/b", '\0', false, nullptr, kMapsOnly), nullptr);
+}
+
+TEST(qzVariantPathTest, EndsAPathAtAZeroByte)
+{
+    Map map;
+    map.editValuePath("a\0b", 1, '/') = 2;
+    EXPECT_EQ(describe(map), R"({"a": 2})");
+}
+
+TEST(qzVariantPathTest, LooksWithoutAnAllocation)
+{
+    const Map map = makeChain(5);
+    const support::AllocationCounter allocations;
+    EXPECT_NE(map.findPathImpl("a/a/a/a/a", '/'), nullptr);
+    EXPECT_EQ(map.findPathImpl("a/a/a/a/b", '/'), nullptr);
+    EXPECT_EQ(allocations.getCount(), 0U);
+}
+
+// --- Making a path
+
+struct EditRow {
+    const char* name;
+    Map before;
+    const char* path;
+    const char* after;
+    const char* found;
+};
+
+std::vector<EditRow> getEditRows()
+{
+    return {
+        {"NewKey", {}, "a", R"({"a": 5})", "5"},
+        {"NewPath", {}, "a/b/c", R"({"a": {"b": {"c": 5}}})", "5"},
+        {"OldKeyStays", {{"a", 1}}, "a", R"({"a": 1})", "1"},
+        {"OldEmptyValueStays", {{"a", qzVariant()}}, "a", R"({"a": UNKNOWN})", "UNKNOWN"},
+        {"OldMapStays", {{"a", Map{{"b", 1}}}}, "a", R"({"a": {"b": 1}})", R"({"b": 1})"},
+        {"ScalarGivesWay", {{"a", 1}}, "a/b", R"({"a": {"b": 5}})", "5"},
+        {"EmptyValueGivesWay", {{"a", qzVariant()}}, "a/b", R"({"a": {"b": 5}})", "5"},
+        {"StringGivesWay", {{"a", "x"}, {"z", 1}}, "a/b", R"({"a": {"b": 5}, "z": 1})", "5"},
+        {"ListGivesWayAndIsNotEntered",
+         {{"a", List{Map{{"b", 1}}}}},
+         "a/b",
+         R"({"a": {"b": 5}})",
+         "5"},
+        {"MapIsEntered", {{"a", Map{{"c", 1}}}}, "a/b", R"({"a": {"b": 5, "c": 1}})", "5"},
+        {"DeepScalarGivesWay",
+         {{"a", Map{{"b", 1}, {"k", 2}}}},
+         "a/b/c/d",
+         R"({"a": {"b": {"c": {"d": 5}}, "k": 2}})",
+         "5"},
+        {"EmptyPath", {}, "", R"({"": 5})", "5"},
+        {"SeparatorBehind", {}, "a/", R"({"a": {"": 5}})", "5"},
+        {"SeparatorAhead", {}, "/a", R"({"": {"a": 5}})", "5"},
+        {"OnlySeparators", {}, "//", R"({"": {"": {"": 5}}})", "5"},
+    };
+}
+
+class qzVariantPathEdit : public ::testing::TestWithParam<EditRow> {};
+
+TEST_P(qzVariantPathEdit, MakesWhatItsRowSays)
+{
+    Map map(GetParam().before);
+    const qzVariant& found = map.editValuePath(GetParam().path, 5, '/');
+    EXPECT_EQ(describe(found), GetParam().found);
+    EXPECT_EQ(describe(map), GetParam().after);
+    EXPECT_EQ(map.findPathImpl(GetParam().path, '/', false, nullptr, kMapsOnly), &found);
+}
+
+TEST_P(qzVariantPathEdit, IgnoresThePolicyAndIsDoneTwiceTheSame)
+{
+    Map map(GetParam().before);
+    const qzVariant value(5);
+    qzVariant* const found = map.findPathImpl(GetParam().path, '/', true, &value, kFirstElement);
+    ASSERT_NE(found, nullptr);
+    EXPECT_EQ(describe(map), GetParam().after);
+    const qzVariant other(6);
+    EXPECT_EQ(map.findPathImpl(GetParam().path, '/', true, &other, kFirstElement), found);
+    EXPECT_EQ(describe(map), GetParam().after);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, qzVariantPathEdit, ::testing::ValuesIn(getEditRows()),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(qzVariantPathTest, MakesAnEmptyEntryWithoutAValue)
+{
+    Map map;
+    EXPECT_TRUE(map.findPathImpl("a/b", '/', true, nullptr, kMapsOnly)->isNull());
+    EXPECT_EQ(describe(map), R"({"a": {"b": UNKNOWN}})");
+}
+
+TEST(qzVariantPathTest, CopiesTheValueOfANewEntry)
+{
+    const qzVariant value(List{1});
+    Map map;
+    map.editValuePath("a", value, '/').editList()->clear();
+    EXPECT_EQ(describe(value), "[1]");
+}
+
+TEST(qzVariantPathTest, DestroyedValuesGiveWayToo)
+{
+    Map map;
+    map["a"].destroy();
+    map.editValuePath("a/b", 5, '/');
+    EXPECT_EQ(describe(map), R"({"a": {"b": 5}})");
+}
+
+TEST(qzVariantPathTest, TakesAValueThatGivesWayToItsOwnPath)
+{
+    Map map{{"a", List{"x"}}};
+    map.editValuePath("a/b", (*map["a"].getList())[0], '/');
+    EXPECT_EQ(describe(map), R"({"a": {"b": "x"}})");
+}
+
+TEST(qzVariantPathTest, EditsAFallbackEntryAtANullPath)
+{
+    Map map;
+    qzVariant& entry = map.editValuePath(nullptr, 5, '/');
+    EXPECT_TRUE(entry.isNull());
+    EXPECT_EQ(describe(map), R"({"avoidcrashkey": UNKNOWN})");
+    entry = 6;
+    EXPECT_EQ(&map.editValuePath(nullptr, 7, '/'), &entry);
+    EXPECT_EQ(entry, 6);
+    std::vector<std::string> keys;
+    map.getKeys(keys);
+    EXPECT_THAT(keys, ElementsAre("avoidcrashkey"));
+    EXPECT_EQ(map.toString(), "(avoidcrashkey=6)");
+}
+
+TEST(qzVariantPathTest, FindsAFallbackEntryThatIsAnOrdinaryOne)
+{
+    Map map{{"avoidcrashkey", Map{{"a", 1}}}};
+    EXPECT_EQ(describe(map.editValuePath(nullptr, 5, '/')), R"({"a": 1})");
+    EXPECT_EQ(map.size(), 1U);
+}
+
+// --- Lists
+
+TEST(qzVariantListImplTest, BehavesAsAVector)
+{
+    List list;
+    EXPECT_TRUE(list.empty());
+    list.push_back(1);
+    list.push_back(qzVariant("x"));
+    EXPECT_EQ(list.emplace_back(2.5), 2.5);
+    EXPECT_EQ(list.size(), 3U);
+    EXPECT_EQ(list[1], "x");
+    EXPECT_EQ(std::as_const(list)[2], 2.5);
+    EXPECT_EQ(std::as_const(list).back(), 2.5);
+    list.back() = true;
+    EXPECT_EQ(std::vector<qzVariant>(list.begin(), list.end()).size(), 3U);
+    EXPECT_EQ(std::as_const(list).end() - std::as_const(list).begin(), 3);
+    list.resize(5);
+    EXPECT_EQ(describe(list), R"([1, "x", true, UNKNOWN, UNKNOWN])");
+    list.resize(1);
+    list.resize(3, "y");
+    EXPECT_EQ(describe(list), R"([1, "y", "y"])");
+    list.clear();
+    EXPECT_TRUE(list.empty());
+}
+
+TEST(qzVariantListImplTest, CopiesMovesAndAssigns)
+{
+    const List source{1, Map{{"a", 1}}};
+    List copy(source);
+    copy[1].editMap()->clear();
+    EXPECT_EQ(describe(source), R"([1, {"a": 1}])");
+    List target{2};
+    EXPECT_EQ(&(target = source), &target);
+    EXPECT_EQ(target, source);
+    List moved(std::move(target));
+    EXPECT_TRUE(target.empty());
+    target = std::move(moved);
+    EXPECT_TRUE(moved.empty());
+    EXPECT_EQ(target, source);
+    const List& same = target;
+    target = same;
+    EXPECT_EQ(target, source);
+    target = std::move(const_cast<List&>(same));
+    EXPECT_EQ(target, source);
+}
+
+TEST(qzVariantListImplTest, AppendsElementsOfItself)
+{
+    List list{"x", List{1}};
+    for (int i = 0; i != 20; ++i)
+        list.push_back(list[static_cast<std::size_t>(i)]);
+    EXPECT_EQ(describe(list.back()), "[1]");
+    EXPECT_EQ(list.size(), 22U);
+}
+
+}  // namespace
+
+}  // namespace qz
