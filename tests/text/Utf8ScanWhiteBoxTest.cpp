@@ -112,7 +112,7 @@ TEST_P(Utf8ScanForms, DecidesEveryPairOfBytes)
 TEST_P(Utf8ScanForms, DecidesSequencesAcrossTheSeamsOfVectors)
 {
     const std::vector<std::string> texts = makeAllTexts("a\x80\xc2\xe1\xf1", 4);
-    for (const std::size_t before : {13, 14, 15, 16, 29, 31, 32, 61, 62, 63, 64, 127}) {
+    for (const std::size_t before : {13U, 14U, 15U, 16U, 29U, 31U, 32U, 61U, 62U, 63U, 64U, 127U}) {
         for (const std::string& text : texts) {
             expectAsPlain(std::string(before, 'a') + text);
             if (before % 2 == 1) expectAsPlain(std::string(before, 'a') + text + "\xc2\x80");

@@ -197,7 +197,7 @@ TEST(qzStringUtilsVersions, AgreeWithTheStepsOnAllSmallTexts)
 {
     for (const std::string& a : makeAllTexts("01.x \t-", 4)) {
         for (const char* b : {"1.0", "", "0.1.", " 1"}) {
-            for (const std::size_t bound : {0, 1, 2, 9}) {
+            for (const std::size_t bound : {0U, 1U, 2U, 9U}) {
                 ASSERT_EQ(qzStringUtils::compareSoftwareVersion(a, b, bound),
                           plain::compareVersions(a, b, bound))
                     << "\"" << a << "\" \"" << b << "\" " << bound;

@@ -134,7 +134,7 @@ TEST(qzStringUtilsFindAll, LargeTextsAreSearchedAsByTheStandardLibrary)
     for (const unsigned seed : plain::kSeeds) {
         SCOPED_TRACE(seed);
         std::mt19937 random(seed);
-        for (int round = 0; round < 100; ++round) {
+        for (unsigned round = 0; round < 100; ++round) {
             const std::string text = plain::makeText(random, "aAbB-", plain::choose(random, 3000));
             const std::size_t from = plain::choose(random, text.size() + 1);
             const std::string what = plain::makeText(random, "aAbB-", 1 + round % 12);
@@ -152,7 +152,7 @@ TEST(qzStringUtilsFindAll, ARareFirstByteIsFoundAsByTheStandardLibrary)
     for (const unsigned seed : plain::kSeeds) {
         SCOPED_TRACE(seed);
         std::mt19937 random(seed);
-        for (int round = 0; round < 100; ++round) {
+        for (unsigned round = 0; round < 100; ++round) {
             std::string text(5000, '-');
             for (std::size_t places = plain::choose(random, 60); places > 0; --places)
                 text.replace(plain::choose(random, 4900), 3, plain::makeText(random, "abc", 3));
