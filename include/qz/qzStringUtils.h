@@ -60,7 +60,6 @@ public:
     /// Tells whether `text` begins with `prefix`, byte for byte; every text begins with "".
     static bool StartsWith(const std::string& text, const std::string& prefix);
     /// The same for views.
-    /// The same on views.
     static bool StartsWith(const std::string_view& text, const std::string_view& prefix);
     /// The same for literals, which would suit both others alike.
     static bool StartsWith(const char* text, const char* prefix)
@@ -114,7 +113,6 @@ public:
     /// return. 0x7F and all bytes beyond ASCII count as printable.
     static bool ContainsAsciiNonPrintableChar(const char* data, std::size_t length);
     /// The same for a text.
-    /// The same on a string.
     static bool ContainsAsciiNonPrintableChar(const std::string& text);
     /// Appends the bytes that `ContainsAsciiNonPrintableChar` calls printable to `out`, which must
     /// not hold `data` itself.
@@ -138,14 +136,12 @@ public:
     /// @return whether `text` is such a word.
     static bool parseBool(const std::string_view& text, bool& value);
     /// The same for `length` bytes; `data` may be null when there are none.
-    /// The same on a range of bytes.
     static bool parseBool(const char* data, std::size_t length, bool& value);
 
     /// Writes a number in decimal digits, filled with "0" in front up to `width` bytes. The sign of
     /// a negative one comes after the filling: -5 in 4 bytes is "00-5".
     static std::string fromInt(int value, int width);
     /// The same for a number without a sign.
-    /// The same without a sign.
     static std::string fromUInt64(unsigned long value, int width);
 
     // --- Order and versions
