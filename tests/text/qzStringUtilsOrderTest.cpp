@@ -175,6 +175,7 @@ const VersionRow kVersionRows[] = {
     {"Negative", "-1", "0", 4, 1},
     {"OnlyASign", "1.-", "1.0", 4, 1},
     {"Largest", "4294967295", "4294967294", 4, 4},
+    {"LargestIsNotNegative", "4294967295", "1", 4, 4},
     {"TooLarge", "4294967296", "0", 4, 1},
     {"FarTooLarge", "99999999999999999999", "0", 4, 1},
     {"FarTooSmall", "-99999999999999999999", "0", 4, 1},

@@ -351,6 +351,27 @@ TEST_F(qzStringUtilsAstride, FindsNothing)
     EXPECT_EQ(mFound, nullptr);
 }
 
+TEST_F(qzStringUtilsAstride, TakesZerosForBytesLikeOthers)
+{
+    EXPECT_EQ(find("a\0b"s, "c", "\0b"s), 1);
+    EXPECT_EQ(inFirst(), 1);
+    EXPECT_EQ(find("a\0"s, "\0bc"s, "\0\0b"s), 3);
+    EXPECT_EQ(inFirst(), 1);
+    EXPECT_EQ(find("a", "b\0c"s, "\0c"s), 2);
+    EXPECT_EQ(inSecond(), 1);
+}
+
+TEST_F(qzStringUtilsAstride, FindsAPatternLongerThanEachBuffer)
+{
+    const std::string what = std::string(700, 'a') + "b" + std::string(600, 'c');
+    EXPECT_EQ(find(what.substr(0, 650), what.substr(650), what), 3);
+    EXPECT_EQ(inFirst(), 0);
+    EXPECT_EQ(find("a" + what.substr(0, 700), what.substr(700) + "c", what), 3);
+    EXPECT_EQ(inFirst(), 1);
+    EXPECT_EQ(find(what.substr(0, 650), what.substr(650, 650), what), 0);
+    EXPECT_EQ(mFound, nullptr);
+}
+
 TEST_F(qzStringUtilsAstride, TakesBuffersThatAreNotThere)
 {
     const std::string what = "a";
