@@ -137,6 +137,10 @@ public:
     /// An `INTEGER`.
     constexpr qzVariant(int value) noexcept : qzVariant(static_cast<long>(value)) {}
     /// An `INTEGER`.
+    constexpr qzVariant(unsigned int value) noexcept : qzVariant(static_cast<long>(value)) {}
+    /// An `INTEGER`.
+    constexpr qzVariant(long long value) noexcept : qzVariant(static_cast<long>(value)) {}
+    /// An `INTEGER`.
     constexpr qzVariant(long value) noexcept : mCell(value), mType(INTEGER) {}
     /// A `REAL`.
     constexpr qzVariant(double value) noexcept : mCell(value), mType(REAL) {}
@@ -147,6 +151,8 @@ public:
     }
     /// A `STRING`; null gives the empty one.
     qzVariant(const char* value);
+    /// A `STRING`.
+    qzVariant(std::string_view value) : qzVariant(std::string(value)) {}
     /// A `STRING`.
     qzVariant(const std::string& value);
     /// A `STRING` that takes the text over.
