@@ -48,6 +48,7 @@ struct QZ_API SoftwareVersionInfoForStream {
     void plotWarningIfDetectBetaOrDev(const std::string& text) const;
 };
 
+/// The library holds the one for its own version class.
 extern template QZ_API SoftwareVersionInfoForStream
 SoftwareVersionInfoForStream::Create<qzSystem::Version>(const std::string& name);
 

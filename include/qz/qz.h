@@ -27,6 +27,7 @@
 #include <qz/qzLog.h>
 #include <qz/qzLogObject.h>
 #include <qz/qzMathUtils.h>
+#include <qz/qzProcess.h>
 #include <qz/qzSimdConstants.h>
 #include <qz/qzStringUtils.h>
 #include <qz/qzSystem.h>

@@ -14,8 +14,9 @@ namespace qz {
 
 namespace impl {
 
-// The compiler's own types behind `__m128` and `__m128i`.
+/// The compiler's own type behind `__m128`.
 using FloatVector = float __attribute__((vector_size(16), may_alias));
+/// The compiler's own type behind `__m128i`.
 using IntegerVector = long long __attribute__((vector_size(16), may_alias));
 
 }  // namespace impl

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <qz/qzExport.h>
 
@@ -8,7 +9,8 @@ namespace qz {
 
 /// The process and the machine that it runs on: clocks, identity, memory.
 ///
-/// Threads: every call from any thread. The calls below need no start of the library.
+/// Threads: every call from any thread. The calls below need no start of the library, but for
+/// `ExtractCommandLineUtf8`.
 class QZ_API qzSystemUtils {
 public:
     /// Which memory figure of the process is asked for.
@@ -32,6 +34,17 @@ public:
     static long GetCurrentProcessID();
     /// The id of the parent process.
     static long GetParentProcessID();
+
+    /// Gives the arguments that the process was started with.
+    ///
+    /// The first one is the program's file, whatever the starter passed in its place: its whole
+    /// path, without symbolic links, in the process's character set. Only when the file is gone is
+    /// it the starter's word. An argument that can't be converted to UTF-8 is empty, as all but the
+    /// first are before the library's start. A process that overwrote its arguments gets what it
+    /// wrote.
+    /// @param arguments receives them, in UTF-8, in place of what it held. It is empty when nothing
+    ///     could be found out, which is reported to the log as critical.
+    static void ExtractCommandLineUtf8(std::vector<std::string>& arguments);
 
     /// Writes a point in time as text, in UTF-8.
     /// @param seconds seconds since 1970-01-01 00:00 UTC; negative ones lie before it.

@@ -1,19 +1,15 @@
 #include <charconv>
-#include <cstdio>
 #include <cstring>
-#include <memory>
 
 #include <qz/qzSystemUtils.h>
+
+#include "StandardFile.h"
 
 namespace qz {
 
 namespace {
 
 constexpr int kLineSize = 128;
-
-struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
 
 bool isDigit(char c)
 {
@@ -49,7 +45,7 @@ unsigned long parseKilobytes(const char* line)
 unsigned long qzSystemUtils::GetUsedRamQuantityInBytes(RamMetric metric)
 {
     if (metric == RamReserved) return 0;
-    const std::unique_ptr<std::FILE, CloseFile> status(std::fopen("/proc/self/status", "r"));
+    const StandardFile status(std::fopen("/proc/self/status", "r"));
     if (status == nullptr) return 0;
     char line[kLineSize];
     while (std::fgets(line, sizeof line, status.get()) != nullptr) {

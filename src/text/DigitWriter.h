@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
@@ -40,8 +41,7 @@ inline char* writePadded(char* to, std::uint64_t value, int width)
 /// @return the end of the text.
 inline char* writeText(char* to, std::string_view text)
 {
-    std::memcpy(to, text.data(), text.size());
-    return to + text.size();
+    return std::copy(text.begin(), text.end(), to);
 }
 
 }  // namespace qz::text

@@ -19,7 +19,6 @@ namespace {
 
 constexpr int kDigits = 6;
 constexpr double kDoubt = 0x1p-30;
-constexpr int kExactPowers = static_cast<int>(kExactRealPowersOfTen.size()) - 1;
 
 char* writeExactly(char* to, double value)
 {

@@ -1,6 +1,7 @@
 #include <qz/qzStringUtils.h>
 
 #include <array>
+#include <cstddef>
 #include <cstring>
 
 #include "DigitWriter.h"
@@ -9,7 +10,7 @@ namespace qz {
 
 namespace {
 
-enum Unit : int { Milliseconds, Seconds, Minutes, Hours, Days, UnitCount };
+enum Unit : std::size_t { Milliseconds, Seconds, Minutes, Hours, Days, UnitCount };
 
 constexpr std::size_t kLabelSize = 2;
 
@@ -34,7 +35,7 @@ Amounts split(long milliseconds)
     return amounts;
 }
 
-int getLowestShown(int highest, int detail)
+std::size_t getLowestShown(std::size_t highest, int detail)
 {
     switch (detail) {
         case 1:
@@ -63,19 +64,19 @@ std::string qzStringUtils::humanizeDuration(const T& milliseconds, int detail,
                                             bool showMilliseconds)
 {
     const Amounts amounts = split(milliseconds);
-    int highest = Days;
+    std::size_t highest = Days;
     while (highest > Milliseconds && amounts[highest] == 0)
         --highest;
-    int lowest = getLowestShown(highest, detail);
+    std::size_t lowest = getLowestShown(highest, detail);
     if (lowest > highest || amounts[highest] == 0) return "0ms";
     while (amounts[lowest] == 0)
         ++lowest;
 
     char buffer[96];
     char* at = buffer;
-    for (int unit = highest; unit >= lowest; --unit) {
-        at = writeAmount(at, amounts[unit]);
-        std::memcpy(at, kLabels[unit], kLabelSize);
+    for (std::size_t above = highest + 1; above > lowest; --above) {
+        at = writeAmount(at, amounts[above - 1]);
+        std::memcpy(at, kLabels[above - 1], kLabelSize);
         at += kLabelSize;
     }
     if (lowest != Milliseconds) --at;  // the last blank

@@ -61,14 +61,14 @@ std::string_view takePrefix(double& x, bool isBinary, bool hasLarge, bool hasSma
 int countIntegerDigits(double x)
 {
     constexpr double kNear = 1e-11;
-    constexpr int kPowers = static_cast<int>(std::size(text::kExactRealPowersOfTen));
+    constexpr std::size_t kPowers = text::kExactRealPowersOfTen.size();
     if (!(x > 1) || !(x <= std::numeric_limits<double>::max())) return 1;
-    int digits = 1;
+    std::size_t digits = 1;
     while (digits < kPowers && x >= text::kExactRealPowersOfTen[digits])
         ++digits;
     if (digits < kPowers && x <= text::kExactRealPowersOfTen[digits] * (1 - kNear) &&
         x >= text::kExactRealPowersOfTen[digits - 1] * (1 + kNear)) {
-        return digits;
+        return static_cast<int>(digits);
     }
     return static_cast<int>(std::floor(std::log10(x))) + 1;
 }
@@ -96,24 +96,25 @@ std::string join(bool isNegative, std::string_view number, std::string_view pref
 }
 
 // For a scaled number that can't be written as an integer: large, or with very many decimals.
-std::string writeLongDecimals(bool isNegative, double rounded, int decimals,
+std::string writeLongDecimals(bool isNegative, double rounded, std::size_t decimals,
                               std::string_view prefix)
 {
     constexpr std::size_t kMostAheadOfThePoint = 310;
-    std::string number(kMostAheadOfThePoint + 2 + static_cast<std::size_t>(decimals), '\0');
+    std::string number(kMostAheadOfThePoint + 2 + decimals, '\0');
     char* const end = number.data() + number.size();
-    const auto written =
-        std::to_chars(number.data(), end, rounded, std::chars_format::fixed, decimals);
+    const auto written = std::to_chars(number.data(), end, rounded, std::chars_format::fixed,
+                                       static_cast<int>(decimals));
     number.resize(static_cast<std::size_t>(written.ptr - number.data()));
     number.resize(trimDecimals(number));
     return join(isNegative, number, prefix);
 }
 
-std::string writeWithDecimals(bool isNegative, double x, int decimals, std::string_view prefix)
+std::string writeWithDecimals(bool isNegative, double x, std::size_t decimals,
+                              std::string_view prefix)
 {
-    const bool isPowerExact = decimals < static_cast<int>(std::size(text::kExactRealPowersOfTen));
-    const double power =
-        isPowerExact ? text::kExactRealPowersOfTen[decimals] : std::pow(10.0, decimals);
+    const bool isPowerExact = decimals < text::kExactRealPowersOfTen.size();
+    const double power = isPowerExact ? text::kExactRealPowersOfTen[decimals]
+                                      : std::pow(10.0, static_cast<double>(decimals));
     const double scaled = std::fabs(std::ceil(x * power - 0.5));
     // A whole number below 2^52 that is divided by an exact power of ten and then written to as
     // many decimals comes back as its own digits: the error of the division is below half a unit.
@@ -128,7 +129,7 @@ std::string writeWithDecimals(bool isNegative, double x, int decimals, std::stri
         --decimals;
     }
     if (isNegative) *at++ = '-';
-    if (decimals < static_cast<int>(std::size(text::kPowersOfTen))) {
+    if (decimals < text::kPowersOfTen.size()) {
         const std::uint64_t unit = text::kPowersOfTen[decimals];
         at = text::writeInteger(at, digits / unit);
         digits %= unit;
@@ -137,7 +138,7 @@ std::string writeWithDecimals(bool isNegative, double x, int decimals, std::stri
     }
     if (decimals > 0) {
         *at++ = '.';
-        at = text::writePadded(at, digits, decimals);
+        at = text::writePadded(at, digits, static_cast<int>(decimals));
     }
     at = text::writeText(at, prefix);
     return {buffer, at};
@@ -164,7 +165,7 @@ std::string qzStringUtils::humanizeNumberGeneric(T value, int significantDigits,
     const long digitsLeft = static_cast<long>(significantDigits) - countIntegerDigits(x);
     const long decimals = digitsLeft < maxDecimals ? digitsLeft : maxDecimals;
     if (decimals <= 0) return writeWhole(isNegative, x, prefix);
-    return writeWithDecimals(isNegative, x, static_cast<int>(decimals), prefix);
+    return writeWithDecimals(isNegative, x, static_cast<std::size_t>(decimals), prefix);
 }
 
 template QZ_API std::string qzStringUtils::humanizeNumberGeneric(long, int, int, bool, bool, bool);

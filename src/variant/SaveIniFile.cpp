@@ -7,7 +7,6 @@
 
 #include "IniText.h"
 #include "LocalFile.h"
-#include "VariantAccess.h"
 
 namespace qz {
 
@@ -18,11 +17,13 @@ using Map = qzVariant::qzVariantMapImpl;
 constexpr char kSeparator = '/';
 constexpr const char* kTopSection = "General";
 
-// Such a map is its own flat form.
+// A map of what can be written is its own flat form.
 bool isFlat(const Map& map)
 {
-    return std::none_of(map.begin(), map.end(),
-                        [](const auto& entry) { return variant::isContainer(entry.second); });
+    return std::all_of(map.begin(), map.end(), [](const auto& entry) {
+        const qzVariant::Type type = entry.second.getType();
+        return type >= qzVariant::INTEGER && type <= qzVariant::BOOL;
+    });
 }
 
 class IniWriter {

@@ -165,6 +165,28 @@ const Scenario kScenarios[] = {
          {"writev", EINTR, {}, {"all equal"}},
      },
      {"std::bad_alloc", "write: " + kOpenError, "read: " + kOpenError}},
+
+    {"ini_file",
+     "C.UTF-8",
+     "done, file last",
+     {
+         // A file that can't be looked at is taken for missing, and nothing is merged.
+         {"stat", EIO, {"done, file cut"}},
+         {"open",
+          EMFILE,
+          {"not saved, file empty", "not loaded, file first", "not merged, file first"}},
+         // What comes behind a failed read is missing; also from the file that is merged with it.
+         {"read", EIO, {"done, file cut", "done, tree , file last"}, {"done, file last"}},
+         // A save doesn't tell of what was not written.
+         {"write",
+          ENOSPC,
+          {"done, file cut"},
+          {"done, file empty", "done, tree , file cut", "done, tree (a=1), file last"}},
+         {"close", EIO, {"done, file last"}},
+         {"read", EINTR, {"done, file last"}},
+         {"write", EINTR, {"done, file last"}},
+     },
+     {"std::bad_alloc"}},
 };
 
 struct Fault {

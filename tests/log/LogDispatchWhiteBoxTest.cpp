@@ -223,7 +223,8 @@ TEST_F(LogDispatchTest, EndsAtASwitchedOffEntryWithTheRestOfTheBatchAndTheHandle
 {
     mParameters.subTypeBlacklist = {"perf"};
     const Entry first = makeEntry(qzLog::Info, "first");
-    dispatch({first, makeEntry(qzLog::Debug, "second", "perf"), makeEntry(qzLog::Info, "third")});
+    dispatch({first, makeEntry(qzLog::Debug, "second", "perf"), makeEntry(qzLog::Info, "third"),
+              makeEntry(qzLog::Info, "fourth")});
     EXPECT_EQ(getConsole(), makeLines({first}));
     EXPECT_THAT(mHandlerCalls, IsEmpty());
 }
@@ -342,12 +343,42 @@ TEST_F(LogDispatchTest, HasClearedTheNoticeWhenTheHandlerGetsIt)
     EXPECT_THAT(look.pending, ElementsAre("", ""));
 }
 
+TEST_F(LogDispatchTest, LetsAnExceptionOutOfTheNoticeWithoutTheEntryBehindIt)
+{
+    mParameters.pendingNotice = "notice";
+    mParameters.customHandler = [](Batch& batch, void* data) {
+        Receive(batch, data);
+        throw std::runtime_error("its own");
+    };
+    EXPECT_THROW(dispatch({makeEntry(qzLog::Debug, "text")}), std::runtime_error);
+    EXPECT_THAT(mHandlerCalls, ElementsAre("notice;"));
+    EXPECT_EQ(mParameters.pendingNotice, "");
+    EXPECT_EQ(getConsole(), makeLines(mReceived));
+}
+
 TEST_F(LogDispatchTest, WritesANoticeOfManyBytesWhole)
 {
     mParameters.pendingNotice = std::string("nul \0\n", 6) + std::string(1 << 20, 'x');
     const std::string notice = mParameters.pendingNotice;
     dispatch({makeEntry(qzLog::Debug, "text")});
     EXPECT_TRUE(mReceived.front().message == notice);
+}
+
+// --- Settings that the logger keeps
+
+TEST_F(LogDispatchTest, KeepsTheDataThatCameWithAHandlerAndThatCameWithNull)
+{
+    qzLog& log = *qzLog::msInstance;
+    const qzLogParameters& kept = qzLogTestPeer::editParameters(log);
+    int first = 0;
+    int second = 0;
+    EXPECT_TRUE(log.installCustomHandler(&LogDispatchTest::Receive, &first));
+    EXPECT_FALSE(log.installCustomHandler(&LogDispatchTest::Receive, &second));
+    EXPECT_EQ(kept.customHandler, &LogDispatchTest::Receive);
+    EXPECT_EQ(kept.customHandlerData, &first);
+    EXPECT_TRUE(log.installCustomHandler(nullptr, &second));
+    EXPECT_EQ(kept.customHandler, nullptr);
+    EXPECT_EQ(kept.customHandlerData, &second);
 }
 
 // --- Random batches against a model of the rules

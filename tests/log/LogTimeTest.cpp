@@ -4,9 +4,11 @@
 #include <locale.h>
 #include <stdlib.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <array>
 #include <atomic>
+#include <cstring>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -15,6 +17,7 @@
 #include <string>
 #include <thread>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -112,6 +115,9 @@ constexpr ZonePair kZonePairs[] = {
     {"SummerTimeAdded", "EST5", "EST5EDT,M3.2.0,M11.1.0", kMarchMs},
     {"OtherDatesOfSummerTimeOnly", "EST5EDT,M3.2.0,M11.1.0", "EST5EDT,M4.1.0,M10.5.0", kMarchMs},
     {"OtherOffsetInSummerOnly", "AAA0BBB-1,M3.1.0,M11.1.0", "AAA0BBB-2,M3.1.0,M11.1.0", kMarchMs},
+    {"LongEntriesThatDifferInTheirTails",
+     "<AAAAAAAAAAAAAAAAAAAAAAAAAAAAA>0<BBBBBBBBBBBBBBBBBBBBBBBBBBBBB>-1,M3.2.0,M11.1.0",
+     "<AAAAAAAAAAAAAAAAAAAAAAAAAAAAA>0<BBBBBBBBBBBBBBBBBBBBBBBBBBBBB>-1,M4.1.0,M11.1.0", kMarchMs},
     {"ZoneFiles", "Europe/Paris", "Asia/Kolkata", kMarchMs},
     {"ZoneFilesOfOneSignature", "Europe/Paris", "Europe/Berlin", 206000000000},  // July 1976
 };
@@ -131,6 +137,39 @@ TEST_P(LogTimeZoneChange, ShowsInTheSameSecond)
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, LogTimeZoneChange, ::testing::ValuesIn(kZonePairs),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+// Each pair differs in one thing that the C library tells about a zone.
+constexpr ZonePair kAnnouncedPairs[] = {
+    {"StandardName", "AAA0BBB-1,M3.1.0,M11.1.0", "CCC0BBB-1,M4.1.0,M11.1.0", kMarchMs},
+    {"SummerName", "AAA0BBB-1,M3.1.0,M11.1.0", "AAA0CCC-1,M4.1.0,M11.1.0", kMarchMs},
+    {"Offset", "XXX-3", "XXX-4", kMarchMs},
+    {"WhetherThereIsSummerTime", "AAA0", "AAA0AAA-1,M3.1.0,M11.1.0", kMarchMs},
+};
+
+class LogTimeAnnouncedZone : public ::testing::TestWithParam<ZonePair> {};
+
+// A new thread has seen no zone before, so that it can't tell that the one in force isn't TZ's.
+TEST_P(LogTimeAnnouncedZone, ShowsOnANewThreadOnceItIsSet)
+{
+    const LibraryStart library;
+    const TimeZoneGuard first(GetParam().first);
+    const support::EnvironmentVariable announced("TZ", GetParam().second);
+    const std::string inFirst = makeReference(GetParam().timeMs);
+    std::string before;
+    std::string after;
+    std::thread([&] {
+        makePrefix(GetParam().timeMs);
+        before = makePrefix(GetParam().timeMs);
+        ::tzset();
+        after = makePrefix(GetParam().timeMs);
+    }).join();
+    EXPECT_EQ(before, inFirst);
+    EXPECT_EQ(after, makeReference(GetParam().timeMs));
+    EXPECT_NE(before, after) << "the pair proves nothing";
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, LogTimeAnnouncedZone, ::testing::ValuesIn(kAnnouncedPairs),
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST(LogTimeTest, KeepsTheOldZoneUntilItIsSet)
@@ -154,6 +193,59 @@ TEST(LogTimeTest, ShowsAZoneThatIsSetAfterALineCameInBetween)
     ::tzset();
     EXPECT_EQ(makePrefix(kMarchMs), makeReference(kMarchMs));
     EXPECT_NE(makeReference(kMarchMs), before) << "the pair proves nothing";
+}
+
+TEST(LogTimeTest, ShowsAZoneThatIsWrittenOverItsEntry)
+{
+    const ChildResult child = runInChild([] {
+        const LibraryStart library;
+        char entry[] = "TZ=EST5EDT,M3.2.0,M11.1.0";
+        ::putenv(entry);
+        ::tzset();
+        makePrefix(kMarchMs);
+        const std::string before = makePrefix(kMarchMs);
+        std::strcpy(entry, "TZ=EST5EDT,M4.1.0,M11.1.0");
+        ::tzset();
+        std::cout << (makePrefix(kMarchMs) == makeReference(kMarchMs))
+                  << (makeReference(kMarchMs) != before);
+        return 0;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 0");
+    EXPECT_EQ(child.out, "11");
+}
+
+TEST(LogTimeTest, ShowsTheZoneOfAnotherEnvironment)
+{
+    const ChildResult child = runInChild([] {
+        const TimeZoneGuard first("EST5EDT,M3.2.0,M11.1.0");
+        const LibraryStart library;
+        makePrefix(kMarchMs);
+        const std::string before = makePrefix(kMarchMs);
+        char entry[] = "TZ=EST5EDT,M4.1.0,M11.1.0";
+        char* other[] = {entry, nullptr};
+        char** const own = std::exchange(::environ, other);
+        ::tzset();
+        std::cout << (makePrefix(kMarchMs) == makeReference(kMarchMs))
+                  << (makeReference(kMarchMs) != before);
+        ::environ = own;
+        return 0;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 0");
+    EXPECT_EQ(child.out, "11");
+}
+
+TEST(LogTimeTest, ShowsTheTimeWithoutAnEnvironment)
+{
+    const ChildResult child = runInChild([] {
+        const LibraryStart library;
+        ::clearenv();
+        ::tzset();
+        for (int i = 0; i < 3; ++i)
+            std::cout << (makePrefix(kMarchMs) == makeReference(kMarchMs));
+        return 0;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 0");
+    EXPECT_EQ(child.out, "111");
 }
 
 TEST(LogTimeTest, ShowsAZoneWhoseFirstLineFoundNoMemory)

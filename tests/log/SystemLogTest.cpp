@@ -115,6 +115,13 @@ TEST(SystemLogTest, TakesPercentSignsAsTheyAre)
     EXPECT_EQ(print({"entry|3|100%s|%n|%s%d|0"}), "[syslog 6 %s] 100%s : %n%s%d\n");
 }
 
+TEST(SystemLogTest, GetsATextAsFarAsItsFirstNulWhileTheEchoIsWhole)
+{
+    const ChildResult result = runSteps({{"start", "merge", "nul|3|tag|prefix : |text|rest"}});
+    EXPECT_EQ(result.out, kOpened + "tag : prefix : text" + std::string("\0rest\n", 6) +
+                              "[syslog 6 %s] tag : prefix : text\n");
+}
+
 struct PriorityRow {
     const char* name;
     int type;
@@ -236,6 +243,14 @@ TEST(LogLineTest, ReadsInTheLocalTimeOfItsZone)
     EXPECT_EQ(result.out, kOpened +
                               "[gettid]\nINFO(iodevice) PID 4711 TID 4712 Sat Nov 14 "
                               "16:47:56-0330 2026 : text\n");
+}
+
+TEST(LogLineTest, ReadsInTheOldZoneAgainAfterALineThatAnotherOneBrokeInto)
+{
+    const std::string printed = print(
+        {"zone|UTC0", "surprise|CET-1", "report|3|-|-|text", "zone|UTC0", "report|3|-|-|text"});
+    EXPECT_EQ(printed,
+              "INFO PID 4711 Sat Nov 14 21:17:56+0100 2026 : text\nINFO" + kRest + "text\n");
 }
 
 TEST(LogLineTest, ReadsAtTheEpochOnAThreadThatNeverShowedATime)

@@ -2,12 +2,14 @@
 #include <limits.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <iostream>
 #include <list>
 #include <stdexcept>
 #include <streambuf>
 #include <string>
+#include <thread>
 #include <type_traits>
 #include <vector>
 
@@ -15,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include <qz/qzLog.h>
+#include <qz/qzLogObject.h>
 #include <qz/qzSystem.h>
 #include <qz/qzSystemUtils.h>
 
@@ -248,6 +251,32 @@ TEST(qzLogLevelTest, ShowsWhatIsNoType)
     const qzLog log(/*threadSafe=*/false);
     for (const int type : {6, 7, -1, INT_MAX, INT_MIN})
         EXPECT_TRUE(log.isTypeEnabled(type)) << type;
+}
+
+TEST(qzLogLevelTest, ChangesWhileAnotherThreadReports)
+{
+    const LibraryStart library;
+    qzLog& log = *qzLog::msInstance;
+    Received received;
+    log.setEchoToConsole(false);
+    log.installCustomHandler(Received::Receive, &received);
+    std::thread switcher([&log] {
+        for (int i = 0; i < 3000; ++i)
+            log.setLogLevel(static_cast<qzLogLevel>(i % 3));
+    });
+    std::size_t always = 0;
+    for (; always < 500; ++always) {
+        logTrace() << "at times";
+        logWarning() << "always";
+    }
+    switcher.join();
+    const std::vector<std::string> messages = received.getMessages();
+    const auto count = [&messages](const char* message) {
+        return static_cast<std::size_t>(std::count(messages.begin(), messages.end(), message));
+    };
+    EXPECT_EQ(count("always"), always);
+    EXPECT_EQ(count("at times"), messages.size() - always);
+    EXPECT_EQ(log.getLogLevel(), LogLevelNormal);
 }
 
 TEST_F(qzLogTest, FiltersNothingOnTheWayToTheOutlets)

@@ -13,15 +13,20 @@
 //   repeat|TYPE|SUBTYPE|TAG|TEXT|COUNT    a whole report, whose text is the given one COUNT times
 //   begin|TYPE|SUBTYPE|TAG|TEXT, end      a report that stays open between the two
 //   clock|MILLISECONDS
+//   zone|TZ                               sets the zone
+//   surprise|TZ                           sets the zone in the midst of the next line's making
 //   entry|TYPE|TAG|PREFIX|MESSAGE|ECHO    a direct call of the way to the system log
+//   nul|TYPE|TAG|PREFIX|MESSAGE|REST      the same, with a NUL and the rest behind the message
 
 #include <dlfcn.h>
 #include <locale.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cstdarg>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <iostream>
@@ -30,6 +35,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <qz/qzLog.h>
@@ -39,6 +45,13 @@
 namespace {
 
 long gNowMs = 1794687476789;  // Sat Nov 14 20:17:56 2026 in UTC
+std::string gSurpriseZone;
+
+void setZone(const std::string& zone)
+{
+    ::setenv("TZ", zone.c_str(), /*overwrite=*/1);
+    ::tzset();
+}
 
 void printSystemLogCall(int priority, const char* format, va_list arguments)
 {
@@ -54,7 +67,8 @@ extern "C" {
 void openlog(const char* identity, int options, int facility)
 {
     std::cout << "[openlog " << (identity == nullptr ? "null" : identity) << ' ' << options << ' '
-              << facility << ']' << std::endl;
+              << facility << ']' << (qz::qzLog::msInstance == nullptr ? " ahead of the logger" : "")
+              << std::endl;
 }
 
 void syslog(int priority, const char* format, ...)
@@ -78,6 +92,14 @@ int gettimeofday(timeval* now, void* /*zone*/) noexcept
 {
     *now = {gNowMs / 1000, gNowMs % 1000 * 1000};
     return 0;
+}
+
+tm* localtime_r(const time_t* time, tm* parts) noexcept
+{
+    using Call = tm* (*)(const time_t*, tm*);
+    static const auto realCall = reinterpret_cast<Call>(::dlsym(RTLD_NEXT, "localtime_r"));
+    if (!gSurpriseZone.empty()) setZone(std::exchange(gSurpriseZone, {}));
+    return realCall(time, parts);
 }
 
 pid_t getpid() noexcept
@@ -152,14 +174,26 @@ void repeat(const Step& step)
         *object << step.getText(4);
 }
 
-void sendEntry(const Step& step)
+qzLog::LogEntry makeEntry(const Step& step)
 {
     qzLog::LogEntry entry;
     entry.type = static_cast<int>(step.getNumber(1));
     entry.systemLogTag = step.getText(2);
     entry.prefix = step.getText(3);
     entry.message = step.getText(4);
-    qzLog::WriteToSystemLog(entry, /*echoToStdErr=*/step.getNumber(5) != 0);
+    return entry;
+}
+
+void sendEntry(const Step& step)
+{
+    qzLog::WriteToSystemLog(makeEntry(step), /*echoToStdErr=*/step.getNumber(5) != 0);
+}
+
+void sendEntryWithNul(const Step& step)
+{
+    qzLog::LogEntry entry = makeEntry(step);
+    entry.message += '\0' + step.getText(5);
+    qzLog::WriteToSystemLog(entry, /*echoToStdErr=*/true);
 }
 
 void installHandler()
@@ -192,7 +226,10 @@ const std::map<std::string, std::function<void(const Step&)>> kSteps = {
      }},
     {"end", [](const Step&) { gOpenReport = nullptr; }},
     {"clock", [](const Step& step) { gNowMs = step.getNumber(1); }},
+    {"zone", [](const Step& step) { setZone(step.getText(1)); }},
+    {"surprise", [](const Step& step) { gSurpriseZone = step.getText(1); }},
     {"entry", sendEntry},
+    {"nul", sendEntryWithNul},
 };
 
 }  // namespace

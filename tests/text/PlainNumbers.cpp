@@ -98,7 +98,9 @@ std::string PlainNumbers::humanizeNumber(T value, int significantDigits, int max
         if (prefix == nullptr) x = 0;
     }
     const int digits = x <= 1 ? 1 : static_cast<int>(std::floor(std::log10(x))) + 1;
-    const int decimals = std::min(maxDecimals, significantDigits - digits);
+    const long digitsLeft = static_cast<long>(significantDigits) - digits;
+    const int decimals = static_cast<int>(
+        std::clamp<long>(digitsLeft, std::numeric_limits<int>::min(), maxDecimals));
     std::string text;
     if (decimals <= 0) {
         const double whole = std::fabs(std::ceil(x - 0.5));

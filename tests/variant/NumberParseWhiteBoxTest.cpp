@@ -3,10 +3,8 @@
 #include "text/NumberParse.h"
 
 #include <cstdint>
-#include <cstdlib>
+#include <cstdio>
 #include <cstring>
-#include <limits>
-#include <memory>
 #include <random>
 #include <string>
 #include <string_view>
@@ -20,40 +18,11 @@
 
 #include "support/Environment.h"
 #include "support/LibraryStart.h"
+#include "variant/PlainNumbers.h"
 
 namespace qz {
 
 namespace {
-
-locale_t getCLocale()
-{
-    static const locale_t locale = ::newlocale(LC_ALL_MASK, "C", nullptr);
-    return locale;
-}
-
-struct Integer {
-    bool isNumber;
-    long value;
-};
-
-struct Real {
-    bool isNumber;
-    double value;
-};
-
-Integer parsePlainInteger(const std::string& text)
-{
-    char* stop = nullptr;
-    const long value = ::strtoll_l(text.c_str(), &stop, 0, getCLocale());
-    return {stop == text.c_str() + text.size(), value};
-}
-
-Real parsePlainReal(const std::string& text)
-{
-    char* stop = nullptr;
-    const double value = ::strtod_l(text.c_str(), &stop, getCLocale());
-    return {stop == text.c_str() + text.size(), value};
-}
 
 std::uint64_t getBits(double value)
 {
@@ -67,12 +36,12 @@ std::string compare(const std::string& text)
 {
     constexpr long oldInteger = 4711;
     constexpr double oldReal = 47.11;
-    const Integer plainInteger = parsePlainInteger(text);
+    const plain::Integer plainInteger = plain::parseInteger(text);
     long integer = oldInteger;
     if (text::parseInteger(text, integer) != plainInteger.isNumber) return "is an integer: " + text;
     if (integer != (plainInteger.isNumber ? plainInteger.value : oldInteger))
         return "integer: " + text;
-    const Real plainReal = parsePlainReal(text);
+    const plain::Real plainReal = plain::parseReal(text);
     double real = oldReal;
     if (text::parseReal(text, real) != plainReal.isNumber) return "is a real: " + text;
     if (getBits(real) != getBits(plainReal.isNumber ? plainReal.value : oldReal))
