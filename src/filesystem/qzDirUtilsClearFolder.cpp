@@ -68,7 +68,7 @@ private:
     bool isCancelled() const { return mCancel != nullptr && mCancel->shouldCancel(); }
     bool clearEntries(const Level& level, DIR* folder) const;
     bool removeEntry(const std::string& localPath, bool isSurelyFile) const;
-    bool failWith(const char* what, const std::string& path) const;
+    void tell(const char* what, const KeptErrno& error, const std::string& path) const;
 
     std::string* mErrorMsg;
     const qzCancelInterfaceReadOnly* mCancel;
@@ -78,8 +78,11 @@ bool FolderClearing::clear(const std::string& folder, bool removeFolder) const
 {
     const std::string localFolder = filesystem::toLocal(folder);
     OpenFolder open(::opendir(localFolder.c_str()));
-    // No entry has a name yet, so the text ends without one.
-    if (open == nullptr) return failWith("opendir error ", "");
+    if (open == nullptr) {
+        const KeptErrno error;
+        tell("opendir error ", error, "");  // no entry has been named yet
+        return false;
+    }
     const bool isSimple = qzDirUtils::SimplifyPath(folder) == folder;
     const bool isEmpty = clearEntries({localFolder + '/', isSimple}, open.get());
     open.reset();
@@ -87,7 +90,11 @@ bool FolderClearing::clear(const std::string& folder, bool removeFolder) const
         if (mErrorMsg != nullptr) *mErrorMsg = "Canceled";
         return false;
     }
-    if (removeFolder && ::rmdir(localFolder.c_str()) != 0) return failWith("rmdir error ", folder);
+    if (removeFolder && ::rmdir(localFolder.c_str()) != 0) {
+        const KeptErrno error;
+        tell("rmdir error ", error, folder);
+        return false;
+    }
     return isEmpty;
 }
 
@@ -113,17 +120,16 @@ bool FolderClearing::removeEntry(const std::string& localPath, bool isSurelyFile
         if (qzDirUtils::DirExistsUtf8(path)) return clear(path, /*removeFolder=*/true);
     }
     if (::unlink(localPath.c_str()) == 0) return true;
-    const KeptErrno kept;
-    return failWith("unlink error ", filesystem::fromLocal(localPath));
+    const KeptErrno error;
+    tell("unlink error ", error, filesystem::fromLocal(localPath));
+    return false;
 }
 
 // The first failure is the one that is told.
-bool FolderClearing::failWith(const char* what, const std::string& path) const
+void FolderClearing::tell(const char* what, const KeptErrno& error, const std::string& path) const
 {
-    const KeptErrno error;
     if (mErrorMsg != nullptr && mErrorMsg->empty())
         *mErrorMsg = what + SystemError(error.get()).toString() + " for " + path;
-    return false;
 }
 
 }  // namespace

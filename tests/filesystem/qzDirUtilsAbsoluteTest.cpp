@@ -13,13 +13,9 @@
 
 #include <gtest/gtest.h>
 
+#include "FolderFixture.h"
 #include "PathTexts.h"
 #include "PlainPath.h"
-#include "support/ChildProcess.h"
-#include "support/Environment.h"
-#include "support/LibraryStart.h"
-#include "support/Limits.h"
-#include "support/ScratchFolder.h"
 
 namespace qz {
 
@@ -27,17 +23,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
-
-class WorkingFolder {
-public:
-    explicit WorkingFolder(const std::string& path) { fs::current_path(path); }
-    ~WorkingFolder() { fs::current_path(mBefore); }
-    WorkingFolder(const WorkingFolder&) = delete;
-    WorkingFolder& operator=(const WorkingFolder&) = delete;
-
-private:
-    fs::path mBefore = fs::current_path();
-};
 
 // The steps one by one: the longest part of a path that exists is looked for from its end.
 std::string resolvePlainly(std::string localPath)
@@ -289,14 +274,11 @@ TEST_F(qzDirUtilsAbsolute, KeepsWhatIsBelowAnUnreadableFolder)
     fs::permissions(mHere, fs::perms::all);
     fs::permissions(mHere + "/folder", fs::perms::owner_read | fs::perms::others_read);
     fs::permissions(mRoot + "/there", fs::perms::owner_exec | fs::perms::others_exec);
-    const support::ChildResult child = support::runInChild([this] {
-        support::becomeNobody();
+    expectAsNobody([this] {
         EXPECT_EQ(make("link/inner/file"), mHere + "/folder/inner/file");
         EXPECT_EQ(make("link/inner/../file"), mHere + "/folder/file");
         EXPECT_EQ(make("far/deep"), mRoot + "/there/deep");
-        return ::testing::Test::HasFailure() ? 1 : 0;
     });
-    EXPECT_EQ(child.getEnd(), "exit 0") << child.out;
     fs::permissions(mHere + "/folder", fs::perms::all);
     fs::permissions(mRoot + "/there", fs::perms::all);
 }
@@ -312,18 +294,6 @@ TEST_F(qzDirUtilsAbsolute, GivesNothingInARemovedFolder)
 
 // --- Character sets. The local one is read at the start, so each has a process of its own.
 
-template <typename Body>
-void runInLocale(const char* name, const Body& body)
-{
-    const support::ChildResult child = support::runInChild([&] {
-        const support::EnvironmentLocale locale(name);
-        const support::LibraryStart library;
-        body();
-        return ::testing::Test::HasFailure() ? 1 : 0;
-    });
-    EXPECT_EQ(child.getEnd(), "exit 0") << child.out;
-}
-
 TEST(qzDirUtilsAbsoluteNames, AreLookedUpInTheLocalCharacterSet)
 {
     const support::ScratchFolder scratch;
@@ -331,7 +301,7 @@ TEST(qzDirUtilsAbsoluteNames, AreLookedUpInTheLocalCharacterSet)
     fs::create_directory(root + "/\xE9t\xE9");
     fs::create_symlink("\xE9t\xE9", root + "/link");
     const WorkingFolder folder(root);
-    runInLocale("en_US.ISO-8859-1", [&root] {
+    expectInLocale("en_US.ISO-8859-1", [&root] {
         EXPECT_EQ(qzDirUtils::GetAbsolutePathUtf8("\u00e9t\u00e9/missing", ""),
                   root + "/\u00e9t\u00e9/missing");
         EXPECT_EQ(qzDirUtils::GetAbsolutePathUtf8("link/\u00e8", ""),
@@ -345,7 +315,7 @@ TEST(qzDirUtilsAbsoluteNames, LeadToTheCurrentFolderWhenTheyCannotBeConverted)
     const support::ScratchFolder scratch;
     const std::string root = fs::canonical(scratch.getPath());
     const WorkingFolder folder(root);
-    runInLocale("C.UTF-8", [&root] {
+    expectInLocale("C.UTF-8", [&root] {
         EXPECT_EQ(qzDirUtils::GetAbsolutePathUtf8("a/\xff", ""), root);
         EXPECT_EQ(qzDirUtils::GetAbsolutePathUtf8("\xff", "/a"), "/a/\xff");
     });
@@ -358,7 +328,7 @@ TEST(qzDirUtilsAbsoluteNames, AreLostWhenTheyCannotBeConvertedBack)
     fs::create_directory(root + "/\xff");
     fs::create_symlink("\xff", root + "/link");
     const WorkingFolder folder(root);
-    runInLocale("C.UTF-8", [&root] {
+    expectInLocale("C.UTF-8", [&root] {
         std::string result = "before";
         EXPECT_TRUE(qzDirUtils::GetAbsolutePathUtf8("link", result, ""));
         EXPECT_EQ(result, "");
