@@ -128,6 +128,18 @@ TEST_P(Utf8ScanForms, FindsAFaultInFrontOfABlockOfAscii)
     }
 }
 
+// Long stretches of ASCII are passed in large steps, none of which may pass more than that.
+TEST_P(Utf8ScanForms, StopsAtEveryPlaceOfLongAscii)
+{
+    constexpr std::size_t kSize = 900;
+    for (std::size_t place = 0; place < kSize; ++place) {
+        std::string text(kSize, 'a');
+        text[place] = '\xe9';
+        expectAsPlain(text);
+        if (place % 3 == 0) expectAsPlain(text.replace(place, 1, "\xc3\xa9"));
+    }
+}
+
 TEST_P(Utf8ScanForms, DecidesGeneratedTextsWithAndWithoutDamage)
 {
     for (const unsigned seed : plain::kSeeds) {

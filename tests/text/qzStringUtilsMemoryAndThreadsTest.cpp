@@ -2,7 +2,8 @@
 // does, and share nothing between threads.
 
 #include <atomic>
-#include <functional>
+#include <iterator>
+#include <new>
 #include <string>
 #include <thread>
 #include <vector>
@@ -17,76 +18,87 @@ namespace qz {
 
 namespace {
 
+// What a helper makes of a text or a number that is another one for each `number`.
 struct Helper {
     const char* name;
-    std::function<std::string()> run;
+    std::string (*run)(int number);
 };
 
-// Long enough to need memory of their own.
-const std::string kPlain(600, 'a');
-const std::string kBlanks = std::string(600, ' ') + "On";
-const std::string kMarkup = kPlain + "<&>" + kPlain;
-const std::string kVersion = "1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16.17.18.19";
-
-std::string remove()
+// Long enough to need memory of its own.
+std::string makeMarkup(int number)
 {
+    return std::string(600, static_cast<char>('a' + number)) + "<&>\x01" + std::string(600, 'z');
+}
+
+std::string remove(int number)
+{
+    const std::string text = makeMarkup(number);
     std::string out;
-    qzStringUtils::RemoveAsciiNonPrintableChar(kMarkup.data(), kMarkup.size(), out);
+    qzStringUtils::RemoveAsciiNonPrintableChar(text.data(), text.size(), out);
     return out;
 }
 
-std::string escape()
+std::string escape(int number)
 {
-    std::string text = kMarkup;
+    std::string text = makeMarkup(number);
     qzStringUtils::EscapeXmlString(text);
     return text;
 }
 
-std::string replace()
+std::string replace(int number)
 {
-    std::string text = kMarkup;
+    std::string text = makeMarkup(number);
     const unsigned count = qzStringUtils::ReplaceAllOccurrences(text, "<", "[lower]");
     return text + std::to_string(count);
 }
 
-std::string parse()
+std::string parse(int number)
 {
     bool value = false;
-    return qzStringUtils::parseBool(kBlanks, value) && value ? "on" : "other";
+    const std::string text = std::string(600, ' ') + (number % 2 == 0 ? "On" : "oFF");
+    const bool isWord = qzStringUtils::parseBool(text, value);
+    return std::to_string(isWord) + std::to_string(value);
 }
 
-std::string findAstride()
+std::string findAstride(int number)
 {
+    const std::string text = makeMarkup(number);
     const char* found = nullptr;
-    const char* const begin = kMarkup.data();
-    const int result = qzStringUtils::FindFirstAstrideBuffers(
-        begin, begin + 601, begin + 601, begin + kMarkup.size(), begin + 300, begin + 900, found);
-    return std::to_string(result) + std::to_string(found - begin);
+    const char* const begin = text.data();
+    const int result =
+        qzStringUtils::FindFirstAstrideBuffers(begin, begin + 601, begin + 601, begin + text.size(),
+                                               begin + 300, begin + 900 + number, found);
+    return std::to_string(result) + " " + std::to_string(found - begin);
 }
 
-std::string findIgnoringCase()
+std::string findIgnoringCase(int number)
 {
-    const std::string what = std::string(300, 'A') + "<";
-    return std::to_string(qzStringUtils::FindCaseInsensitive(kMarkup, what, 5));
+    const std::string text = makeMarkup(number);
+    const std::string what = std::string(300, static_cast<char>('A' + number)) + "<";
+    return std::to_string(qzStringUtils::FindCaseInsensitive(text, what, 5));
 }
 
-std::string compareVersions()
+std::string compareVersions(int number)
 {
-    return std::to_string(qzStringUtils::compareSoftwareVersion(kVersion, kVersion + ".1", 99));
-}
-
-std::string compareWide()
-{
-    const std::wstring wide(100, L'a');
+    const std::string version = "1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16.17.18.19.";
     return std::to_string(
-        qzStringUtils::CompareUTF16Natural(wide.data(), 99, wide.data(), 100, true));
+        qzStringUtils::compareSoftwareVersion(version + std::to_string(number), version + "1", 99));
 }
 
-std::string approximate()
+std::string compareWide(int number)
+{
+    const std::wstring a(100, static_cast<wchar_t>(L'a' + number));
+    const std::wstring b(100, L'b');
+    return std::to_string(
+        qzStringUtils::CompareUTF16Natural(a.data(), a.size(), b.data(), b.size(), true));
+}
+
+std::string approximate(int number)
 {
     long numerator = 0;
     long denominator = 0;
-    qzStringUtils::computeFractionnalRepresentation(3.14159265, numerator, denominator, 100);
+    qzStringUtils::computeFractionnalRepresentation(number + 0.14159265, numerator, denominator,
+                                                    100);
     return std::to_string(numerator) + "/" + std::to_string(denominator);
 }
 
@@ -99,24 +111,26 @@ const Helper kHelpers[] = {
     {"FindCaseInsensitive", findIgnoringCase},
     {"compareSoftwareVersion", compareVersions},
     {"CompareUTF16Natural", compareWide},
-    {"UnknownEncodingToUtf8", [] { return qzStringUtils::UnknownEncodingToUtf8(kMarkup, '?'); }},
-    {"fromInt", [] { return qzStringUtils::fromInt(-5, 300); }},
-    {"fromUInt64", [] { return qzStringUtils::fromUInt64(5, 300); }},
+    {"UnknownEncodingToUtf8",
+     [](int number) { return qzStringUtils::UnknownEncodingToUtf8(makeMarkup(number), '?'); }},
+    {"fromInt", [](int number) { return qzStringUtils::fromInt(-number, 300); }},
+    {"fromUInt64",
+     [](int number) { return qzStringUtils::fromUInt64(static_cast<unsigned long>(number), 300); }},
     {"humanizeNumberGeneric",
-     [] {
-         return qzStringUtils::humanizeNumberGeneric<double>(-1e300 / 3, 400, 20, false, false,
+     [](int number) {
+         return qzStringUtils::humanizeNumberGeneric<double>(number * -1e18, 400, 20, false, false,
                                                              false);
      }},
     {"humanizeDuration",
-     [] { return qzStringUtils::humanizeDuration<long>(123456789012345, 0, true); }},
-    {"roundNumber", [] { return qzStringUtils::roundNumber(-1234567.8, 16, 12, false, 1); }},
+     [](int number) {
+         return qzStringUtils::humanizeDuration<long>((number + 1) * 123456789012345, 0, true);
+     }},
+    {"roundNumber",
+     [](int number) { return qzStringUtils::roundNumber(number - 1234567.8, 16, 12, false, 1); }},
 };
 
-// These need no memory.
-const Helper kOtherHelpers[] = {
-    {"CountUtf8Char", [] { return std::to_string(qzStringUtils::CountUtf8Char(kMarkup)); }},
-    {"computeFractionnalRepresentation", approximate},
-};
+// This one needs no memory.
+constexpr Helper kFraction = {"computeFractionnalRepresentation", approximate};
 
 }  // namespace
 
@@ -124,12 +138,13 @@ class qzStringUtilsWithoutMemory : public ::testing::TestWithParam<Helper> {};
 
 TEST_P(qzStringUtilsWithoutMemory, ThrowsBadAlloc)
 {
+    const std::string expected = GetParam().run(3);
     std::string result;
     const std::size_t failures = support::failEachAllocation(
-        [&] { result = GetParam().run(); },
+        [&] { result = GetParam().run(3); },
         [&](const support::AllocationFailure& failure) { EXPECT_TRUE(failure.threwBadAlloc); });
     EXPECT_GE(failures, 1U);
-    EXPECT_EQ(result, GetParam().run());
+    EXPECT_EQ(result, expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Helpers, qzStringUtilsWithoutMemory, ::testing::ValuesIn(kHelpers),
@@ -137,35 +152,38 @@ INSTANTIATE_TEST_SUITE_P(Helpers, qzStringUtilsWithoutMemory, ::testing::ValuesI
 
 TEST(qzStringUtilsWithoutMemoryTest, EscapingLeavesTheTextAlone)
 {
-    std::string text = kMarkup;
+    const std::string before = makeMarkup(0);
+    std::string text = before;
     {
         const support::AllocationFault fault(1);
         EXPECT_THROW(qzStringUtils::EscapeXmlString(text), std::bad_alloc);
     }
-    EXPECT_EQ(text, kMarkup);
+    EXPECT_EQ(text, before);
 }
 
+// What is shared for an instant only is for the thread sanitizer to see.
 TEST(qzStringUtilsTogether, GiveTheirResultsOnManyThreadsAtOnce)
 {
+    constexpr int kThreads = 4;
+    constexpr int kRounds = 300;
     std::vector<Helper> helpers(std::begin(kHelpers), std::end(kHelpers));
-    helpers.insert(helpers.end(), std::begin(kOtherHelpers), std::end(kOtherHelpers));
-    std::vector<std::string> expected;
-    for (const Helper& helper : helpers)
-        expected.push_back(helper.run());
-    constexpr std::size_t kThreads = 4;
-    std::atomic<int> wrong = 0;
-    std::vector<std::thread> threads;
-    for (std::size_t i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&, i] {
-            for (std::size_t round = i; round < 2000; ++round) {
-                const std::size_t which = round % helpers.size();
-                if (helpers[which].run() != expected[which]) ++wrong;
-            }
-        });
+    helpers.push_back(kFraction);
+    for (const Helper& helper : helpers) {
+        std::atomic<int> ready = 0;
+        std::atomic<int> wrong = 0;
+        std::vector<std::thread> threads;
+        for (int number = 0; number < kThreads; ++number) {
+            threads.emplace_back([&, number, expected = helper.run(number)] {
+                for (++ready; ready < kThreads;)
+                    std::this_thread::yield();
+                for (int round = 0; round < kRounds; ++round)
+                    wrong += helper.run(number) == expected ? 0 : 1;
+            });
+        }
+        for (std::thread& thread : threads)
+            thread.join();
+        EXPECT_EQ(wrong, 0) << helper.name;
     }
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(wrong, 0);
 }
 
 }  // namespace qz
