@@ -59,15 +59,10 @@ public:
     bool clear(const std::string& folder, bool removeFolder) const;
 
 private:
-    // A folder whose entries are looked at.
-    struct Level {
-        std::string localFolder;  // with a slash behind it
-        bool isSimple;            // whether the paths of its entries are what SimplifyPath gives
-    };
-
     bool isCancelled() const { return mCancel != nullptr && mCancel->shouldCancel(); }
-    bool clearEntries(const Level& level, DIR* folder) const;
-    bool removeEntry(const std::string& localPath, bool isSurelyFile) const;
+    bool clearEntries(DIR* folder, const std::string& localFolder, bool isSimple) const;
+    bool removeEntry(DIR* folder, const dirent64& entry, const std::string& localPath,
+                     bool isSurelyFile) const;
     void tell(const char* what, const KeptErrno& error, const std::string& path) const;
 
     std::string* mErrorMsg;
@@ -76,7 +71,8 @@ private:
 
 bool FolderClearing::clear(const std::string& folder, bool removeFolder) const
 {
-    const std::string localFolder = filesystem::toLocal(folder);
+    // For the system the path ends at a zero byte; the paths of its entries must not have one.
+    const std::string localFolder = filesystem::toLocal(folder).c_str();
     OpenFolder open(::opendir(localFolder.c_str()));
     if (open == nullptr) {
         const KeptErrno error;
@@ -84,7 +80,7 @@ bool FolderClearing::clear(const std::string& folder, bool removeFolder) const
         return false;
     }
     const bool isSimple = qzDirUtils::SimplifyPath(folder) == folder;
-    const bool isEmpty = clearEntries({localFolder + '/', isSimple}, open.get());
+    const bool isEmpty = clearEntries(open.get(), localFolder, isSimple);
     open.reset();
     if (isCancelled()) {
         if (mErrorMsg != nullptr) *mErrorMsg = "Canceled";
@@ -99,27 +95,33 @@ bool FolderClearing::clear(const std::string& folder, bool removeFolder) const
 }
 
 // Gives up at the first entry that fails, behind one more look into the folder.
-bool FolderClearing::clearEntries(const Level& level, DIR* folder) const
+// @param isSimple whether SimplifyPath leaves the folder's path as it is, and so those of its
+// entries.
+bool FolderClearing::clearEntries(DIR* folder, const std::string& localFolder, bool isSimple) const
 {
-    std::string localPath = level.localFolder;
+    const std::size_t start = localFolder.size() + 1;
+    std::string localPath = localFolder + '/';
     bool isFailed = false;
     while (const dirent64* const entry = ::readdir64(folder)) {
         if (isFailed || isCancelled()) break;
         if (isSelfOrParent(entry->d_name)) continue;
-        localPath.resize(level.localFolder.size());
+        localPath.resize(start);
         localPath += entry->d_name;
-        isFailed = !removeEntry(localPath, level.isSimple && isSurelyNoFolder(*entry));
+        isFailed = !removeEntry(folder, *entry, localPath, isSimple && isSurelyNoFolder(*entry));
     }
     return !isFailed;
 }
 
-bool FolderClearing::removeEntry(const std::string& localPath, bool isSurelyFile) const
+bool FolderClearing::removeEntry(DIR* folder, const dirent64& entry, const std::string& localPath,
+                                 bool isSurelyFile) const
 {
     if (!isSurelyFile) {
         const std::string path = filesystem::fromLocal(localPath);
         if (qzDirUtils::DirExistsUtf8(path)) return clear(path, /*removeFolder=*/true);
     }
-    if (::unlink(localPath.c_str()) == 0) return true;
+    // By its name in the open folder: the system need not walk the path for each file, which takes
+    // a tenth of the time.
+    if (::unlinkat(::dirfd(folder), entry.d_name, 0) == 0) return true;
     const KeptErrno error;
     tell("unlink error ", error, filesystem::fromLocal(localPath));
     return false;

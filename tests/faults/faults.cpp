@@ -260,6 +260,7 @@ QZ_CALL(rename, "rename");
 QZ_DEFINE(rename, rename, int, (const char* from, const char* to), (from, to), -1)
 QZ_CALL(unlink, "unlink");
 QZ_DEFINE(unlink, unlink, int, (const char* path), (path), -1)
+QZ_DEFINE(unlink, unlinkat, int, (int at, const char* path, int flags), (at, path, flags), -1)
 QZ_CALL(rmdir, "rmdir");
 QZ_DEFINE(rmdir, rmdir, int, (const char* path), (path), -1)
 QZ_CALL(mkdir, "mkdir");

@@ -299,6 +299,14 @@ TEST_F(qzDirUtilsClearFolder, WorksFromTheCurrentFolder)
     EXPECT_TRUE(fs::is_empty(mTarget));
 }
 
+TEST_F(qzDirUtilsClearFolder, EndsThePathAtAZeroByte)
+{
+    makeTree();
+    mTarget += std::string("\0/b", 3);
+    EXPECT_TRUE(clear()) << mError;
+    EXPECT_TRUE(fs::is_empty(getPath("target")));
+}
+
 TEST_F(qzDirUtilsClearFolder, KeepsNoDescriptor)
 {
     makeTree();
@@ -318,8 +326,9 @@ TEST_F(qzDirUtilsClearFolder, RemovesManyLevels)
     EXPECT_TRUE(fs::is_empty(mTarget));
 }
 
-// No name may be cut off so that something else goes in its place.
-TEST_F(qzDirUtilsClearFolder, FailsAtAPathThatIsTooLongForTheSystem)
+// No name may be cut off so that something else goes in its place. A folder whose path is too long
+// is not found, and so taken for a file.
+TEST_F(qzDirUtilsClearFolder, FailsAtAFolderWhosePathIsTooLong)
 {
     {
         const WorkingFolder here(mTarget);
@@ -330,7 +339,7 @@ TEST_F(qzDirUtilsClearFolder, FailsAtAPathThatIsTooLongForTheSystem)
         }
     }
     EXPECT_FALSE(clear());
-    EXPECT_EQ(mError.rfind("unlink error " + describe(ENAMETOOLONG) + " for " + mTarget, 0), 0U)
+    EXPECT_EQ(mError.rfind("unlink error " + describe(EISDIR) + " for " + mTarget, 0), 0U)
         << mError;
 }
 
