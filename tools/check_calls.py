@@ -126,7 +126,8 @@ class Test:
                 if following.text in ("(", "<") or before == "::":
                     self.called.add(token.text)
             elif token.kind == "other":
-                self.operators.add(token.text)
+                # An index stands between the two signs.
+                self.operators.add("[]" if token.text == "[" and before.isidentifier() else token.text)
             before = token.text
         for name in re.findall(r'^\s*#\s*include\s*"([^"]+)"', text, re.MULTILINE):
             for base in (path.parent, ROOT / "tests"):

@@ -31,6 +31,7 @@ LEVELS = {
 FOLDER_OF_HEADER = {
     "qzDirUtils.h": "filesystem",
     "qzExport.h": "frame",
+    "qzIniFile.h": "variant",
     "qzSystemUtils.h": "frame",
     "qzThread.h": "frame",
 }

@@ -16,7 +16,7 @@ IgnoredLines::~IgnoredLines()
     qz::qzLog::msInstance->setEchoToConsole(true);
 }
 
-void IgnoredLines::Tell(std::list<qz::qzLog::LogEntry>& batch, void*)
+void IgnoredLines::Tell(std::list<qz::qzLog::LogEntry>& batch, void* /*data*/)
 {
     for (const qz::qzLog::LogEntry& entry : batch)
         if (entry.type >= qz::qzLog::Warning) std::cerr << "config: " << entry.message << '\n';

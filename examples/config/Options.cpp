@@ -38,6 +38,12 @@ bool takeOption(const std::string& name, const std::string& value, Options& opti
     return !value.empty();
 }
 
+bool isFile(const std::string& argument, bool onlyFiles)
+{
+    const bool isOption = argument.rfind("--", 0) == 0;
+    return onlyFiles || (!isOption && argument.find('=') == std::string::npos);
+}
+
 }  // namespace
 
 bool parseOptions(int argumentCount, char** arguments, Options& options, std::string& error)
@@ -45,7 +51,7 @@ bool parseOptions(int argumentCount, char** arguments, Options& options, std::st
     bool onlyFiles = false;
     for (int i = 1; i < argumentCount; ++i) {
         const std::string argument = arguments[i];
-        if (onlyFiles) {
+        if (isFile(argument, onlyFiles)) {
             options.inputPaths.push_back(argument);
         } else if (argument == "--") {
             onlyFiles = true;
@@ -59,8 +65,6 @@ bool parseOptions(int argumentCount, char** arguments, Options& options, std::st
         } else if (argument.rfind("--", 0) == 0) {
             error = "unknown option '" + argument + "'";
             return false;
-        } else if (argument.find('=') == std::string::npos) {
-            options.inputPaths.push_back(argument);
         } else if (!addSetting(argument, options, error)) {
             return false;
         }

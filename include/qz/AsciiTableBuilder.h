@@ -67,7 +67,7 @@ public:
     AsciiTableBuilder& operator<<(const EndOfRow& tag);
 
     /// Draws the table, without a line feed at its end. Without a title it begins with one, so that
-    /// a report may put it behind a text.
+    /// a report may put it behind a text; stream one ahead of a table with a title.
     ///
     /// Columns are as wide as their widest cell, in code points, and the columns under a joined
     /// cell share its width. Texts stand on the left, those over several columns in the middle.

@@ -105,13 +105,16 @@ public:
     /// leaves the destination empty. A damaged count is taken at its word: up to 4 GiB are
     /// allocated for it, and given back.
     /// @{
-    qzDataStream& operator<<(std::string_view text);           ///< Writes a text.
-    qzDataStream& operator<<(const std::string& text);         ///< Writes a text.
-    qzDataStream& operator<<(const char* text);                ///< Writes a terminated text.
+    qzDataStream& operator<<(std::string_view text);    ///< Writes a text.
+    qzDataStream& operator<<(const std::string& text);  ///< Writes a text.
+    qzDataStream& operator<<(const char* text);         ///< Writes a terminated text, not null.
     qzDataStream& operator<<(const std::vector<char>& bytes);  ///< Writes bytes.
     qzDataStream& operator>>(std::string& text);               ///< Reads a text.
     qzDataStream& operator>>(std::vector<char>& bytes);        ///< Reads bytes.
     /// @}
+
+    /// A pointer is no truth value.
+    qzDataStream& operator<<(const void* pointer) = delete;
 
     /// Writes bytes with no count ahead of them; nothing on a stream that is not ok.
     /// @return whether the stream is still ok.

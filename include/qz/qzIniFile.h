@@ -19,7 +19,8 @@ namespace qz {
 /// @param path the file, in UTF-8.
 /// @param map receives the content, and keeps what it holds; a value on the way to a new key gives
 ///     way to a map.
-/// @return whether the file could be opened; a failure isn't logged.
+/// @return whether the file could be opened; a failure isn't logged. A folder reads as an empty
+/// file.
 QZ_API bool LoadIniFile(const std::string& path, qzVariant::qzVariantMapImpl& map);
 
 /// Writes a tree as sections and "key=value" lines, in place of the file's content.

@@ -59,6 +59,7 @@ public:
 
     /// Tells whether `text` begins with `prefix`, byte for byte; every text begins with "".
     static bool StartsWith(const std::string& text, const std::string& prefix);
+    /// The same for views.
     static bool StartsWith(const std::string_view& text, const std::string_view& prefix);
     /// The same for literals, which would suit both others alike.
     static bool StartsWith(const char* text, const char* prefix)
@@ -102,9 +103,8 @@ public:
     ///
     /// A text that can't be converted, as every broken UTF-8 where the local set is UTF-8, gives an
     /// empty one. Needs the text services.
-    /// @param replacement stands for each byte beyond ASCII where the conversion gave something
-    /// that
-    ///     isn't UTF-8 either.
+    /// @param replacement stands for each byte beyond ASCII where the conversion's own result isn't
+    ///     UTF-8 either.
     static std::string UnknownEncodingToUtf8(const std::string& text, char replacement);
 
     // --- Clean texts
@@ -112,12 +112,13 @@ public:
     /// Tells whether there is a control byte below 0x20 other than tab, line feed and carriage
     /// return. 0x7F and all bytes beyond ASCII count as printable.
     static bool ContainsAsciiNonPrintableChar(const char* data, std::size_t length);
+    /// The same for a text.
     static bool ContainsAsciiNonPrintableChar(const std::string& text);
     /// Appends the bytes that `ContainsAsciiNonPrintableChar` calls printable to `out`, which must
     /// not hold `data` itself.
     static void RemoveAsciiNonPrintableChar(const char* data, std::size_t length, std::string& out);
     /// Writes the entities of XML for quotes, apostrophes, ampersands, less-than and greater-than
-    /// signs in place. What is an entity already is escaped once more: "&amp;" to "&amp;amp;".
+    /// signs in place. What is an entity already is escaped once more: `&amp;` to `&amp;amp;`.
     static void EscapeXmlString(std::string& text);
 
     /// Replaces all places of `from`, left to right; what `to` brings in is not looked at again.
@@ -134,11 +135,13 @@ public:
     /// @param value becomes false where no such word stands.
     /// @return whether `text` is such a word.
     static bool parseBool(const std::string_view& text, bool& value);
+    /// The same for `length` bytes; `data` may be null when there are none.
     static bool parseBool(const char* data, std::size_t length, bool& value);
 
     /// Writes a number in decimal digits, filled with "0" in front up to `width` bytes. The sign of
     /// a negative one comes after the filling: -5 in 4 bytes is "00-5".
     static std::string fromInt(int value, int width);
+    /// The same for a number without a sign.
     static std::string fromUInt64(unsigned long value, int width);
 
     // --- Order and versions
@@ -152,9 +155,8 @@ public:
     /// @param lengthA in characters, as `lengthB`.
     static int CompareUTF16Natural(const wchar_t* a, unsigned long lengthA, const wchar_t* b,
                                    unsigned long lengthB, bool caseSensitive);
-    /// Is false for every pair, so that a sort with it takes all texts for equal and orders
-    /// nothing: it waits for a -1 that `CompareUTF8Natural` never returns, and callers are used to
-    /// that.
+    /// Is false for every pair, as it waits for a -1 that `CompareUTF8Natural` never returns. A
+    /// sort with it takes all texts for equal and orders nothing; callers are used to that.
     static bool UTF8NaturalSortFunction(const std::string& a, const std::string& b);
     /// Is false for every pair, as `UTF8NaturalSortFunction`.
     static bool UTF8NaturalSortFunctionCaseInsensitive(const std::string& a, const std::string& b);

@@ -14,6 +14,7 @@
 
 namespace qz {
 
+/// @cond
 namespace impl {
 
 struct VariantAccess;
@@ -36,7 +37,9 @@ struct VariantNodeAllocator {
     VariantNodeAllocator() = default;
     explicit VariantNodeAllocator(VariantNodes* blocks) : nodes(blocks) {}
     template <typename Other>
-    VariantNodeAllocator(const VariantNodeAllocator<Other>& other) : nodes(other.nodes)
+    VariantNodeAllocator(  // NOLINT(google-explicit-constructor)
+        const VariantNodeAllocator<Other>& other)
+        : nodes(other.nodes)
     {
     }
 
@@ -61,6 +64,7 @@ struct VariantNodeAllocator {
 };
 
 }  // namespace impl
+/// @endcond
 
 /// A value that carries its type: a number, a text, a small array of doubles, a map or a list of
 /// values, or an object of the caller's.
@@ -114,7 +118,9 @@ public:
         virtual bool isEqual(const UserDataInterface* other) const = 0;
 
     protected:
+        /// For `clone`.
         UserDataInterface(const UserDataInterface&) = default;
+        /// Copies what a derived class has.
         UserDataInterface& operator=(const UserDataInterface&) = default;
     };
 
@@ -125,9 +131,15 @@ public:
     static const qzVariant sNullVariant;
 
     /// The empty variant.
-    constexpr qzVariant() noexcept : mCell(), mType(UNKNOWN) {}
+    constexpr qzVariant() noexcept : mType(UNKNOWN) {}
+    // Values turn into variants by themselves. NOLINTBEGIN(google-explicit-constructor)
+
     /// An `INTEGER`.
     constexpr qzVariant(int value) noexcept : qzVariant(static_cast<long>(value)) {}
+    /// An `INTEGER`.
+    constexpr qzVariant(unsigned int value) noexcept : qzVariant(static_cast<long>(value)) {}
+    /// An `INTEGER`.
+    constexpr qzVariant(long long value) noexcept : qzVariant(static_cast<long>(value)) {}
     /// An `INTEGER`.
     constexpr qzVariant(long value) noexcept : mCell(value), mType(INTEGER) {}
     /// A `REAL`.
@@ -139,6 +151,8 @@ public:
     }
     /// A `STRING`; null gives the empty one.
     qzVariant(const char* value);
+    /// A `STRING`.
+    qzVariant(std::string_view value) : qzVariant(std::string(value)) {}
     /// A `STRING`.
     qzVariant(const std::string& value);
     /// A `STRING` that takes the text over.
@@ -155,6 +169,8 @@ public:
     qzVariant(qzVariantListImpl&& value);
     /// A `USERDATA` that takes ownership of `value`, which may be null.
     qzVariant(UserDataInterface* value) noexcept : mCell(value), mType(USERDATA) {}
+    // NOLINTEND(google-explicit-constructor)
+
     /// A vector or matrix, copied from 2, 3, 4, 9 or 16 doubles; matrices in storage order.
     /// Any other type number, and null `values`, give the empty variant.
     qzVariant(Type arrayType, const double* values);
@@ -283,10 +299,10 @@ private:
 
     static constexpr bool isOneOf(Type type, unsigned set)
     {
-        return type >= UNKNOWN && type <= DESTROYED && (set >> type & 1u) != 0;
+        return type >= UNKNOWN && type <= DESTROYED && (set >> type & 1U) != 0;
     }
-    static constexpr bool isInline(Type type) { return isOneOf(type, 0x4017u); }
-    static constexpr bool isOwning(Type type) { return isOneOf(type, 0xbce8u); }
+    static constexpr bool isInline(Type type) { return isOneOf(type, 0x4017U); }
+    static constexpr bool isOwning(Type type) { return isOneOf(type, 0xbce8U); }
 
     void copyOwned(const qzVariant& other);
     void release() noexcept;

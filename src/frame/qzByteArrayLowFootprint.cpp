@@ -160,7 +160,8 @@ bool qzByteArrayLowFootprint::operator<(const qzByteArrayLowFootprint& other) co
 {
     if (isNull()) return !other.isNull();
     if (other.isNull()) return false;
-    // Both empty: neither is less. One empty: it has fewer bytes.
+    if (empty()) return !other.empty();
+    if (other.empty()) return false;
     const unsigned long ownSize = size();
     const unsigned long otherSize = other.size();
     if (ownSize != otherSize) return ownSize < otherSize;
@@ -184,7 +185,7 @@ bool qzByteArrayLowFootprint::operator>=(const qzByteArrayLowFootprint& other) c
 
 bool qzByteArrayLowFootprint::operator==(const qzByteArrayLowFootprint& other) const
 {
-    if (isNull() || other.isNull()) return isNull() == other.isNull();
+    if (empty() || other.empty()) return mWord == other.mWord;
     return toStringView() == other.toStringView();
 }
 

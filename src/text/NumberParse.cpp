@@ -1,30 +1,17 @@
 #include "NumberParse.h"
 
 #include <charconv>
-#include <clocale>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <system_error>
 
-#include <locale.h>
-
-#include <qz/qzStringUtils.h>
+#include <stdlib.h>
 
 #include "TextServices.h"
 
 namespace qz::text {
 
 namespace {
-
-locale_t getCLocale()
-{
-    if (areServicesUp() && *qzStringUtils::msCLocale != nullptr) return *qzStringUtils::msCLocale;
-    // Numbers are read without a start as well, and after one that found no memory for its locale;
-    // this one is never given back.
-    static const locale_t own = ::newlocale(LC_ALL_MASK, "C", nullptr);
-    return own;
-}
 
 bool isDigit(char c)
 {

@@ -1,13 +1,15 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
-#include <cstdlib>
+#include <iterator>
 #include <limits>
 #include <vector>
 
 #include <stdlib.h>
 
 #include <qz/qzStringUtils.h>
+
+#include "TextServices.h"
 
 namespace qz {
 
@@ -28,19 +30,11 @@ std::string cutVersion(const std::string& text)
     return {begin, std::find(begin, end.base(), ' ')};
 }
 
-// While the text services are down the process's own locale has to do; it differs in what may stand
-// in front of a number.
-long long parseInteger(const char* text, char** end)
-{
-    if (qzStringUtils::msCLocale == nullptr) return std::strtoll(text, end, 0);
-    return ::strtoll_l(text, end, 0, *qzStringUtils::msCLocale);
-}
-
 // An empty component is 0: nothing is parsed, and the parser ends where the component does.
 bool parseComponent(const char* begin, const char* end, std::uint32_t& value)
 {
     char* parsedEnd = nullptr;
-    const long long parsed = parseInteger(begin, &parsedEnd);
+    const long long parsed = ::strtoll_l(begin, &parsedEnd, 0, text::getCLocale());
     if (parsedEnd != end) return false;
     value = static_cast<std::uint32_t>(parsed);
     return parsed >= 0 && parsed <= std::numeric_limits<std::uint32_t>::max();

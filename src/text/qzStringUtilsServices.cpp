@@ -71,6 +71,15 @@ unsigned text::getServicesGeneration()
     return gGeneration;
 }
 
+__locale_struct* text::getCLocale()
+{
+    if (areServicesUp() && *qzStringUtils::msCLocale != nullptr) return *qzStringUtils::msCLocale;
+    // Numbers are read without a start as well, and after one that found no memory for its locale;
+    // this one is never given back.
+    static const locale_t own = ::newlocale(LC_ALL_MASK, "C", nullptr);
+    return own;
+}
+
 const text::ThreadContent* text::getThreadContent()
 {
     if (!areServicesUp()) return nullptr;

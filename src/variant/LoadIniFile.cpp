@@ -46,10 +46,10 @@ private:
                 addEntry(line);
                 break;
             case IniLine::Unusable:
-                warn("Invalid line (");
+                warn("Invalid line");
                 break;
             case IniLine::WithoutKey:
-                warn("Invalid key at line (");
+                warn("Invalid key at line");
                 break;
         }
     }
@@ -69,7 +69,7 @@ private:
         if (isNew)
             entry = variant::decodeIniValue(line.value);
         else
-            warn("Duplicated key at line (");
+            warn("Duplicated key at line");
     }
 
     // A path ends at a NUL, so a section whose name has one leaves no room for keys.
@@ -85,7 +85,7 @@ private:
 
     void warn(const char* what) const
     {
-        logWarning() << what << mLineNumber << ") " << mPath << " in Ini file";
+        logWarning() << what << " (" << mLineNumber << ") " << mPath << " in Ini file";
     }
 
     const std::string& mPath;

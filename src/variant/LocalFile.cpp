@@ -10,7 +10,7 @@ namespace qz::variant {
 
 namespace {
 
-constexpr std::size_t kBlockSize = 64 * 1024;
+constexpr std::size_t kBlockSize = 65536;
 constexpr mode_t kModeBeforeUmask = 0666;
 
 }  // namespace

@@ -43,21 +43,27 @@ private:
     bool writeTop(const Map& map)
     {
         writeHeader(kTopSection);
-        for (const auto& [key, value] : map)
-            if (value.getMap() == nullptr && !writeEntry(key, value)) return false;
+        const bool isWritten = std::all_of(map.begin(), map.end(), [this](const auto& entry) {
+            return entry.second.getMap() != nullptr || writeEntry(entry.first, entry.second);
+        });
+        if (!isWritten) return false;
         const auto general = map.find(kTopSection);
         return general == map.end() || writeContent(general->second);
     }
 
     bool writeSections(const Map& map)
     {
-        for (const auto& [key, value] : map) {
-            if (value.getMap() == nullptr || key == kTopSection) continue;
-            mFile.write("\n");
-            writeHeader(key);
-            if (!writeContent(value)) return false;
-        }
-        return true;
+        return std::all_of(map.begin(), map.end(), [this](const auto& entry) {
+            const auto& [key, value] = entry;
+            return value.getMap() == nullptr || key == kTopSection || writeSection(key, value);
+        });
+    }
+
+    bool writeSection(const std::string& name, const qzVariant& section)
+    {
+        mFile.write("\n");
+        writeHeader(name);
+        return writeContent(section);
     }
 
     // Of a value that is no map there is nothing left to write.
@@ -72,9 +78,9 @@ private:
 
     bool writeEntries(const Map& map)
     {
-        for (const auto& [key, value] : map)
-            if (!writeEntry(key, value)) return false;
-        return true;
+        return std::all_of(map.begin(), map.end(), [this](const auto& entry) {
+            return writeEntry(entry.first, entry.second);
+        });
     }
 
     bool writeEntry(const std::string& key, const qzVariant& value)

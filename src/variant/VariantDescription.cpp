@@ -12,15 +12,13 @@ namespace qz {
 
 namespace {
 
-using variant::VariantAccess;
-
 class DescriptionStyle {
 public:
     explicit DescriptionStyle(std::ostream& stream) : mStream(stream) {}
 
     void begin(bool isMap) { mStream << (isMap ? '{' : '['); }
     void end(bool isMap) { mStream << (isMap ? '}' : ']'); }
-    void separate(bool, std::size_t) { mStream << ", "; }
+    void separate(bool /*isMap*/, std::size_t /*depth*/) { mStream << ", "; }
     void beginEntry(const std::string& key)
     {
         quote(key);

@@ -85,14 +85,14 @@ private:
 };
 
 template <typename T>
-T* VariantNodeAllocator<T>::allocate(std::size_t)
+T* VariantNodeAllocator<T>::allocate(std::size_t /*count*/)
 {
-    static_assert(sizeof(T) == VariantNodes::kNodeSize && alignof(T) <= alignof(void*));
+    static_assert(sizeof(T) == VariantNodes::kNodeSize);
     return static_cast<T*>(nodes->take());
 }
 
 template <typename T>
-void VariantNodeAllocator<T>::deallocate(T* memory, std::size_t)
+void VariantNodeAllocator<T>::deallocate(T* memory, std::size_t /*count*/)
 {
     nodes->give(memory);
 }

@@ -43,8 +43,8 @@ public:
     {
     }
 
-    void begin(bool) {}
-    void end(bool) {}
+    void begin(bool /*isMap*/) {}
+    void end(bool /*isMap*/) {}
     void separate(bool isMap, std::size_t depth)
     {
         if (isMap)

@@ -37,7 +37,7 @@ struct Equality {
     {
         return left == right ? 0 : 1;
     }
-    static int ofTypes(const qzVariant&, const qzVariant&) { return 1; }
+    static int ofTypes(const qzVariant& /*left*/, const qzVariant& /*right*/) { return 1; }
 
 private:
     static bool isEqual(const qzVariant& left, const qzVariant& right)
@@ -102,7 +102,7 @@ struct Ordering {
     }
     // Sizes decide behind the last common element only.
     template <typename Container>
-    static int ofSizes(const Container&, const Container&)
+    static int ofSizes(const Container& /*left*/, const Container& /*right*/)
     {
         return 0;
     }

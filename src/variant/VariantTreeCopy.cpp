@@ -54,7 +54,7 @@ public:
 
 private:
     // What a failure leaves behind has nothing but leaves and shells.
-    void detach(qzVariant&) override {}
+    void detach(qzVariant& /*value*/) override {}
 
     std::vector<Gap> mGaps;
 };

@@ -36,7 +36,7 @@ public:
     }
 
 private:
-    void copy(const qzVariant&, qzVariant&) override {}
+    void copy(const qzVariant& /*source*/, qzVariant& /*target*/) override {}
     void detach(qzVariant& child) override
     {
         if (child.getType() == qzVariant::MAP) add(VariantAccess::takeMap(child));

@@ -13,8 +13,6 @@ namespace qz {
 
 namespace {
 
-using variant::VariantAccess;
-
 constexpr std::string_view kTrueTexts[] = {"true", "True", "TRUE", "t", "1"};
 constexpr std::string_view kFalseTexts[] = {"false", "False", "FALSE", "f", "0"};
 constexpr int kLosslessPrecision = 3;

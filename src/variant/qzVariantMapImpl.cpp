@@ -33,13 +33,14 @@ using Map = qzVariant::qzVariantMapImpl;
 
 Map::qzVariantMapImpl() = default;
 
-Map::qzVariantMapImpl(std::initializer_list<value_type> entries)
+// These begin with a whole map, so that its destructor gives the nodes back when memory runs out.
+Map::qzVariantMapImpl(std::initializer_list<value_type> entries) : qzVariantMapImpl()
 {
     for (const auto& [key, value] : entries)
         if (count(key) == 0) (*this)[key] = value;
 }
 
-Map::qzVariantMapImpl(const qzVariantMapImpl& other)
+Map::qzVariantMapImpl(const qzVariantMapImpl& other) : qzVariantMapImpl()
 {
     variant::copyChildren(other, *this);
 }

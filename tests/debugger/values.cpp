@@ -31,7 +31,8 @@ int main()
     qzVariant date(qzVariant::DateTime(7));
     qzVariant object(new Station);
     qzVariant::qzVariantListImpl list{1, 2.5, true, "x", qzVariant()};
-    qzVariant::qzVariantMapImpl map{{"a", 1}, {"list", list}, {"map", qzVariant::qzVariantMapImpl()}};
+    qzVariant::qzVariantMapImpl map{
+        {"a", 1}, {"list", list}, {"map", qzVariant::qzVariantMapImpl()}};
     qzVariant tree(map);
     qzVariant deep(1);
     for (int i = 0; i != 1000; ++i) {

@@ -116,6 +116,23 @@ TEST(qzByteArrayLowFootprintTest, KeepsSizeBytesAndAZeroInItsBlock)
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block), getWord(array));
 }
 
+// Memory that held other bytes before, as fresh memory is mostly zero anyway.
+TEST(qzByteArrayLowFootprintTest, EndsWithAZeroInUsedMemory)
+{
+    for (std::size_t size = 1; size < 200; ++size) {
+        const std::string bytes(size, 'y');
+        ByteArray array;
+        array.resizeAndClear(size + 3, 'x');
+        array.clear();
+        array.setData(bytes.data(), size);
+        expectFilled(array, bytes);
+        array.resizeAndClear(size + 3, 'x');
+        array.clear();
+        array.resizeAndClear(size, 'y');
+        expectFilled(array, bytes);
+    }
+}
+
 TEST(qzByteArrayLowFootprintTest, AllocatesOnceForBytesAndElseNever)
 {
     support::AllocationCounter counter;
@@ -328,6 +345,19 @@ TEST(qzByteArrayLowFootprintTest, FindsNoMemoryForSizesWithoutABlockSize)
     expectFilled(array, kBytes);
 }
 
+// The size is held in 32 bits; the block has room for all bytes nevertheless.
+TEST(qzByteArrayLowFootprintTest, AsksForTheWholeBlockOfMoreThan4GiB)
+{
+    constexpr unsigned long kSize = (1UL << 32) + 3;
+    ByteArray array(kBytes);
+    const support::AllocationCounter counter;
+    const support::AllocationFault fault(1);
+    EXPECT_THROW(array.resizeAndClear(kSize, 'x'), std::bad_alloc);
+    EXPECT_TRUE(fault.hasStruck());
+    EXPECT_GE(counter.getBytes(), kSize + 5);
+    expectFilled(array, kBytes);
+}
+
 TEST(qzByteArrayLowFootprintTest, TakesSomeOfItsOwnBytes)
 {
     ByteArray array(std::string("abcdef"));
@@ -341,9 +371,10 @@ TEST(qzByteArrayLowFootprintTest, TakesSomeOfItsOwnBytes)
 TEST(qzByteArrayLowFootprintTest, HasATotalOrder)
 {
     const std::vector<ByteArray> sorted = {
-        ByteArray::sNull,      ByteArray::sEmpty, std::string(1, '\0'),
-        std::string("a"),      std::string("b"),  std::string("\xFF"),
-        std::string("a\0", 2), std::string("aa"), std::string("aaa")};
+        ByteArray::sNull,       ByteArray::sEmpty,  std::string(1, '\0'),
+        std::string("a"),       std::string("b"),   std::string("\xFF"),
+        std::string("a\0", 2),  std::string("aa"),  std::string("a\0b", 3),
+        std::string("a\0c", 3), std::string("aaa"), std::string(4, '\0')};
     for (std::size_t i = 0; i < sorted.size(); ++i) {
         for (std::size_t j = 0; j < sorted.size(); ++j) {
             SCOPED_TRACE(std::to_string(i) + " and " + std::to_string(j));
@@ -355,6 +386,22 @@ TEST(qzByteArrayLowFootprintTest, HasATotalOrder)
             EXPECT_EQ(sorted[i] != sorted[j], i != j);
         }
     }
+}
+
+// Just 4 GiB leave a block whose size has no bits but the lost ones.
+TEST(qzByteArrayLowFootprintTest, OrdersABlockOfSizeZeroBehindTheEmptyArray)
+{
+    ByteArray block(std::string("a"));
+    std::memset(block.editRawData() - 4, 0, 4);
+    EXPECT_FALSE(block.empty());
+    EXPECT_EQ(block.size(), 0U);
+    EXPECT_FALSE(ByteArray::sEmpty == block);
+    EXPECT_FALSE(ByteArray::sNull == block);
+    EXPECT_TRUE(ByteArray::sEmpty < block);
+    EXPECT_TRUE(ByteArray::sNull < block);
+    EXPECT_FALSE(block < ByteArray::sEmpty);
+    EXPECT_FALSE(block < ByteArray::sNull);
+    EXPECT_TRUE(block < ByteArray(std::string(1, '\0')));
 }
 
 TEST(qzByteArrayLowFootprintTest, ComparesBytesAsUnsigned)

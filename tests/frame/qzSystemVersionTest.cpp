@@ -13,7 +13,19 @@ using ::testing::MatchesRegex;
 
 namespace {
 
-static_assert(std::is_same_v<decltype(Version::GetRevision()), int>);
+template <typename... Results>
+constexpr bool areNumbers = (std::is_same_v<Results, int> && ...);
+template <typename... Results>
+constexpr bool areTexts = (std::is_same_v<Results, const char*> && ...);
+
+static_assert(areNumbers<decltype(Version::GetMajor()), decltype(Version::GetMinor()),
+                         decltype(Version::GetRelease()), decltype(Version::GetRevision()),
+                         decltype(Version::GetYear()), decltype(Version::GetMonth())>);
+static_assert(
+    areTexts<decltype(Version::GetCommitId()), decltype(Version::GetDescStringMajorMinor(true)),
+             decltype(Version::GetDescStringMajorMinorRelease(true)),
+             decltype(Version::GetDescStringMajorMinorReleaseRevision(true, true)),
+             decltype(Version::GetDescStringMajorMinorReleaseRevisionDate())>);
 
 const std::string kCommit = Version::GetCommitId();
 

@@ -183,6 +183,8 @@ const WarningRow kWarnings[] = {
     {"EmptyPieces", kRelease, "//app//beta//", {kBeta}},
     {"TwiceIsOnce", kRelease, "beta/beta", {kBeta}},
     {"LongerPiece", kRelease, "app/beta2/devel/debugger", {}},
+    {"LongerDebugPiece", kRelease, "app/beta/debugger", {kBeta}},
+    {"DebugWithinAnotherPiece", kRelease, "my debug/dev", {kDev}},
     {"PieceWithBlank", kRelease, "app/ beta/dev ", {}},
     {"Capitals", kRelease, "app/Beta/DEV", {}},
     {"ShorterPiece", kRelease, "app/bet/de", {}},

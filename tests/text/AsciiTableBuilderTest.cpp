@@ -1,7 +1,5 @@
 #include <qz/AsciiTableBuilder.h>
 
-#include <clocale>
-#include <cmath>
 #include <iomanip>
 #include <locale>
 #include <random>
@@ -14,6 +12,8 @@
 #include "text/PlainTable.h"
 
 namespace qz {
+
+using namespace std::string_literals;
 
 namespace {
 
@@ -150,6 +150,24 @@ TEST(AsciiTableBuilderTest, WidensTheLastColumnOnlyForALongTitle)
               "└─────┴──────────────┘");
 }
 
+// A line of the table has seven characters.
+TEST(AsciiTableBuilderTest, WidensTheLastColumnJustAsFarAsATitleNeeds)
+{
+    const char* const lines[][3] = {
+        {"1234", "│1234 │", "│ abc │"},
+        {"12345", "│12345│", "│ abc │"},
+        {"123456", "│123456│", "│ abc  │"},
+        {"1234567", "│1234567│", "│ abc   │"},
+    };
+    for (const auto& [title, titleLine, cellLine] : lines) {
+        AsciiTableBuilder table(title);
+        table << std::string("abc");
+        const std::string text = table.toString();
+        EXPECT_NE(text.find(std::string("╕\n") + titleLine + "\n╞"), std::string::npos) << text;
+        EXPECT_NE(text.find(std::string("╡\n") + cellLine + "\n└"), std::string::npos) << text;
+    }
+}
+
 TEST(AsciiTableBuilderTest, SharesAWideSpanAmongItsColumnsRoundedUp)
 {
     AsciiTableBuilder table("");
@@ -221,6 +239,19 @@ TEST(AsciiTableBuilderTest, GivesMalformedTextNoWidth)
               "\n├───┤"
               "\n│ c │"
               "\n└───┘");
+}
+
+TEST(AsciiTableBuilderTest, GivesMalformedTextInFusedCellsNoWidth)
+{
+    AsciiTableBuilder table("");
+    table << Fuse{1} << "ab\xE9" << EndOfRow{} << "c"
+          << "d";
+    EXPECT_EQ(table.toString(),
+              "\n┌───────┐"
+              "\n│   ab\xE9    │"
+              "\n├───┬───┤"
+              "\n│ c │ d │"
+              "\n└───┴───┘");
 }
 
 TEST(AsciiTableBuilderTest, GivesAMalformedTitleNoWidth)
@@ -380,6 +411,29 @@ TEST(AsciiTableBuilderTest, TakesWhateverAStreamPrints)
               "\n┌───┬─────┬───┬────────┬─────────┬──┬───┬────┬─────┬──────┬───────┬───┐"
               "\n│ 1 │ 2.5 │ c │ string │ pointer │  │ 1 │ 12 │ 123 │ 1234 │ 12345 │ 1 │"
               "\n└───┴─────┴───┴────────┴─────────┴──┴───┴────┴─────┴──────┴───────┴───┘");
+}
+
+TEST(AsciiTableBuilderTest, TakesStringsWholeAndArraysUpToTheirZero)
+{
+    AsciiTableBuilder table("");
+    table << "a\0b"s
+          << "c\0d"
+          << "longer\0";
+    EXPECT_EQ(table.toString(),
+              "\n┌─────┬───┬────────┐"
+              "\n│ a\0b │ c │ longer │"
+              "\n└─────┴───┴────────┘"s);
+}
+
+// Every cell has a stream of its own.
+TEST(AsciiTableBuilderTest, KeepsNoFormatFromCellToCell)
+{
+    AsciiTableBuilder table("");
+    table << std::setw(4) << 1 << std::setprecision(2) << 3.14159;
+    EXPECT_EQ(table.toString(),
+              "\n┌──┬───┬──┬─────────┐"
+              "\n│  │ 1 │  │ 3.14159 │"
+              "\n└──┴───┴──┴─────────┘");
 }
 
 class GroupedNumbers : public std::numpunct<char> {

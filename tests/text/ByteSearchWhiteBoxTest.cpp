@@ -133,7 +133,7 @@ TEST_P(ByteSearchForms, FindsEveryPlaceInGeneratedTexts)
     for (const unsigned seed : plain::kSeeds) {
         SCOPED_TRACE(seed);
         std::mt19937 random(seed);
-        for (int round = 0; round < 500; ++round) {
+        for (unsigned round = 0; round < 500; ++round) {
             const std::string text =
                 makeText(random, std::string_view("abcdefgh").substr(0, 1 + choose(random, 8)),
                          choose(random, 500));
@@ -207,7 +207,7 @@ TEST_P(ByteSearchForms, FindsFoldedBytesInGeneratedTexts)
     for (const unsigned seed : plain::kSeeds) {
         SCOPED_TRACE(seed);
         std::mt19937 random(seed);
-        for (int round = 0; round < 500; ++round) {
+        for (unsigned round = 0; round < 500; ++round) {
             const std::string text = makeText(random, "aAbBcC\xc9\xe9", choose(random, 400));
             const std::size_t from = choose(random, text.size() + 1);
             const std::string needle = plain::lower(makeText(random, "abc", 1 + round % 4));
@@ -241,7 +241,7 @@ TEST(MatchFinder, GoesOnWhereTheSearchByVectorsGaveUp)
     text += std::string(3000, 'a');
     for (int i = 0; i < 5; ++i)
         text += needle;
-    for (const std::size_t room : {1, 2, 5, 100}) {
+    for (const std::size_t room : {1U, 2U, 5U, 100U}) {
         text::MatchFinder finder(text, needle);
         Places places;
         Places found(room);

@@ -112,7 +112,7 @@ TEST_P(Utf8ScanForms, DecidesEveryPairOfBytes)
 TEST_P(Utf8ScanForms, DecidesSequencesAcrossTheSeamsOfVectors)
 {
     const std::vector<std::string> texts = makeAllTexts("a\x80\xc2\xe1\xf1", 4);
-    for (const std::size_t before : {13, 14, 15, 16, 29, 31, 32, 61, 62, 63, 64, 127}) {
+    for (const std::size_t before : {13U, 14U, 15U, 16U, 29U, 31U, 32U, 61U, 62U, 63U, 64U, 127U}) {
         for (const std::string& text : texts) {
             expectAsPlain(std::string(before, 'a') + text);
             if (before % 2 == 1) expectAsPlain(std::string(before, 'a') + text + "\xc2\x80");
@@ -125,6 +125,18 @@ TEST_P(Utf8ScanForms, FindsAFaultInFrontOfABlockOfAscii)
     for (std::size_t before = 0; before < 70; ++before) {
         for (const char* cut : {"\xc3", "\xe2\x82", "\xf0\x9f\x98", "\x80"})
             expectAsPlain(std::string(before, 'a') + cut + std::string(200, 'b'));
+    }
+}
+
+// Long stretches of ASCII are passed in large steps, none of which may pass more than that.
+TEST_P(Utf8ScanForms, StopsAtEveryPlaceOfLongAscii)
+{
+    constexpr std::size_t kSize = 900;
+    for (std::size_t place = 0; place < kSize; ++place) {
+        std::string text(kSize, 'a');
+        text[place] = '\xe9';
+        expectAsPlain(text);
+        if (place % 3 == 0) expectAsPlain(text.replace(place, 1, "\xc3\xa9"));
     }
 }
 

@@ -9,6 +9,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -32,6 +33,7 @@ using support::runInChild;
 using support::runProgram;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using namespace std::string_view_literals;
 
 namespace {
 
@@ -494,10 +496,21 @@ protected:
     }
 };
 
-TEST_P(qzStringUtilsAgainstPlain, ConvertsEveryCodePointAlike)
+// Whether a code point is in a part where the sets have characters close together, all of which
+// count: the letters, the signs, kana, and the forms at the end of the first plane. Elsewhere one
+// of many does, and the first and the last of each 4096.
+bool isWorthItsTime(unsigned codePoint)
+{
+    constexpr unsigned kStride = 61;
+    return codePoint < 0x3400 || (codePoint >= 0xff00 && codePoint <= 0xffff) ||
+           codePoint % kStride == 0 || (codePoint + 1) % 4096 < 2;
+}
+
+TEST_P(qzStringUtilsAgainstPlain, ConvertsCodePointsAlike)
 {
     EXPECT_EQ(findDifferences([](Comparison& comparison) {
                   for (unsigned codePoint = 1; codePoint <= 0x10ffff; ++codePoint) {
+                      if (!isWorthItsTime(codePoint)) continue;
                       const std::string text = toUtf8(codePoint);
                       const std::string localText = comparison.compare(text, kUtf8, kLocal);
                       comparison.compare(text, kUtf8, kAscii);
@@ -509,10 +522,21 @@ TEST_P(qzStringUtilsAgainstPlain, ConvertsEveryCodePointAlike)
               "");
 }
 
-TEST_P(qzStringUtilsAgainstPlain, ConvertsAllTextsOfOneAndTwoBytesAlike)
+// The bytes at which one of the sets changes its mind.
+bool isBound(unsigned byte)
+{
+    constexpr std::string_view kBounds =
+        "\x00\x01\x7f\x80\x8e\x8f\x90\x9f\xa0\xa1\xbf\xc0\xc1\xc2\xc3\xc4\xdf\xe0\xed\xf4\xf5"
+        "\xfe\xff"sv;
+    return kBounds.find(static_cast<char>(byte)) != std::string_view::npos;
+}
+
+TEST_P(qzStringUtilsAgainstPlain, ConvertsTextsOfOneAndTwoBytesAlike)
 {
     EXPECT_EQ(findDifferences([](Comparison& comparison) {
                   for (unsigned bytes = 0; bytes <= 0xffff; ++bytes) {
+                      if (bytes >= 0x100 && !isBound(bytes >> 8) && !isBound(bytes & 0xff))
+                          continue;
                       const char pair[] = {static_cast<char>(bytes >> 8), static_cast<char>(bytes)};
                       const std::string text(pair + (bytes < 0x100 ? 1 : 0), pair + 2);
                       for (int from = 0; from < 3; ++from) {
@@ -567,7 +591,7 @@ TEST_P(qzStringUtilsAgainstPlain, ConvertsRandomTextsAlike)
     for (const unsigned seed : kSeeds) {
         EXPECT_EQ(findDifferences([seed](Comparison& comparison) {
                       std::mt19937 random(seed);
-                      for (int i = 0; i < 2000; ++i) {
+                      for (int i = 0; i < 500; ++i) {
                           const std::size_t pieces = random() % (i % 10 == 0 ? 600 : 12);
                           const std::size_t choices = i % 3 == 0 ? 9 : kPieces.size();
                           const std::string text = makeText(random, pieces, choices);
@@ -589,7 +613,7 @@ TEST_P(qzStringUtilsAgainstPlain, ConvertsRandomWideTextsAlike)
                       constexpr unsigned kCharacters[] = {0,      'a',    0xe9,    0x20ac,
                                                           0x3042, 0xd800, 0x1f600, 0x110000};
                       std::mt19937 random(seed);
-                      for (int i = 0; i < 3000; ++i) {
+                      for (int i = 0; i < 800; ++i) {
                           std::wstring text(random() % 40, L'x');
                           for (wchar_t& character : text) {
                               character = static_cast<wchar_t>(kCharacters[random() % 8]);

@@ -110,7 +110,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, qzStringUtilsEscapeXml, ::testing::ValuesIn(kXmlR
 TEST(qzStringUtilsEscapeXmlAll, EveryByteAtEveryPlaceOfABlock)
 {
     for (int value = 0; value < 256; ++value) {
-        for (const std::size_t before : {0, 7, 15, 16, 31}) {
+        for (const std::size_t before : {0U, 7U, 15U, 16U, 31U}) {
             std::string text = std::string(before, 'x') + static_cast<char>(value) + "yz";
             const std::string expected = plain::escapeXml(text);
             qzStringUtils::EscapeXmlString(text);

@@ -175,6 +175,7 @@ const VersionRow kVersionRows[] = {
     {"Negative", "-1", "0", 4, 1},
     {"OnlyASign", "1.-", "1.0", 4, 1},
     {"Largest", "4294967295", "4294967294", 4, 4},
+    {"LargestIsNotNegative", "4294967295", "1", 4, 4},
     {"TooLarge", "4294967296", "0", 4, 1},
     {"FarTooLarge", "99999999999999999999", "0", 4, 1},
     {"FarTooSmall", "-99999999999999999999", "0", 4, 1},
@@ -197,7 +198,7 @@ TEST(qzStringUtilsVersions, AgreeWithTheStepsOnAllSmallTexts)
 {
     for (const std::string& a : makeAllTexts("01.x \t-", 4)) {
         for (const char* b : {"1.0", "", "0.1.", " 1"}) {
-            for (const std::size_t bound : {0, 1, 2, 9}) {
+            for (const std::size_t bound : {0U, 1U, 2U, 9U}) {
                 ASSERT_EQ(qzStringUtils::compareSoftwareVersion(a, b, bound),
                           plain::compareVersions(a, b, bound))
                     << "\"" << a << "\" \"" << b << "\" " << bound;

@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <locale>
 #include <random>
@@ -85,6 +87,7 @@ constexpr RoundRow kRoundRows[] = {
     {"NoDecimalsAfterTheCarry", 2.9, 4, 0, false, 0, "3"},
     {"NoDecimalsOfANegativeFraction", -0.5, 2, 0, false, 0, "-0"},
     {"MoreDecimalsThanMax", 2.5, 16, 0, false, 1, "2.5000"},
+    {"FewerDecimalsThanMax", 2.5, 2, 0, false, 255, "2.5"},
 
     {"WholeHalfUp", 0.5, 1, 0, false, 0, "1"},
     {"WholeNegativeHalfDown", -0.5, 1, 0, true, 0, "-1"},
@@ -144,6 +147,15 @@ TEST(qzStringUtilsRoundNumberTest, SurvivesGranulesThatAreNotSupported)
     EXPECT_FALSE(round(2.5, 3, 2, false, 2).empty());
     EXPECT_FALSE(round(2.5, 0, 16, true, 2).empty());
     EXPECT_FALSE(round(2.5, 16, 16, false, 2).empty());
+}
+
+TEST(qzStringUtilsRoundNumberTest, RoundsToWholeNumbersInStepsWithoutAGranule)
+{
+    for (int step = 0; step <= 255; ++step) {
+        if (std::find(std::begin(kSteps), std::end(kSteps), step) != std::end(kSteps)) continue;
+        EXPECT_EQ(round(-7.625, step, 0, false, 3), "-8") << step;
+        EXPECT_EQ(round(7.375, step, 0, true, 3), "+7") << step;
+    }
 }
 
 class GroupedNumbers : public std::numpunct<char> {

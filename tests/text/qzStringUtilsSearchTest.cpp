@@ -134,7 +134,7 @@ TEST(qzStringUtilsFindAll, LargeTextsAreSearchedAsByTheStandardLibrary)
     for (const unsigned seed : plain::kSeeds) {
         SCOPED_TRACE(seed);
         std::mt19937 random(seed);
-        for (int round = 0; round < 100; ++round) {
+        for (unsigned round = 0; round < 100; ++round) {
             const std::string text = plain::makeText(random, "aAbB-", plain::choose(random, 3000));
             const std::size_t from = plain::choose(random, text.size() + 1);
             const std::string what = plain::makeText(random, "aAbB-", 1 + round % 12);
@@ -152,7 +152,7 @@ TEST(qzStringUtilsFindAll, ARareFirstByteIsFoundAsByTheStandardLibrary)
     for (const unsigned seed : plain::kSeeds) {
         SCOPED_TRACE(seed);
         std::mt19937 random(seed);
-        for (int round = 0; round < 100; ++round) {
+        for (unsigned round = 0; round < 100; ++round) {
             std::string text(5000, '-');
             for (std::size_t places = plain::choose(random, 60); places > 0; --places)
                 text.replace(plain::choose(random, 4900), 3, plain::makeText(random, "abc", 3));
@@ -348,6 +348,27 @@ TEST_F(qzStringUtilsAstride, FindsNothing)
     EXPECT_EQ(find("", "", "a"), 0);
     EXPECT_EQ(mFound, nullptr);
     EXPECT_EQ(find("ab", "", "abc"), 0);
+    EXPECT_EQ(mFound, nullptr);
+}
+
+TEST_F(qzStringUtilsAstride, TakesZerosForBytesLikeOthers)
+{
+    EXPECT_EQ(find("a\0b"s, "c", "\0b"s), 1);
+    EXPECT_EQ(inFirst(), 1);
+    EXPECT_EQ(find("a\0"s, "\0bc"s, "\0\0b"s), 3);
+    EXPECT_EQ(inFirst(), 1);
+    EXPECT_EQ(find("a", "b\0c"s, "\0c"s), 2);
+    EXPECT_EQ(inSecond(), 1);
+}
+
+TEST_F(qzStringUtilsAstride, FindsAPatternLongerThanEachBuffer)
+{
+    const std::string what = std::string(700, 'a') + "b" + std::string(600, 'c');
+    EXPECT_EQ(find(what.substr(0, 650), what.substr(650), what), 3);
+    EXPECT_EQ(inFirst(), 0);
+    EXPECT_EQ(find("a" + what.substr(0, 700), what.substr(700) + "c", what), 3);
+    EXPECT_EQ(inFirst(), 1);
+    EXPECT_EQ(find(what.substr(0, 650), what.substr(650, 650), what), 0);
     EXPECT_EQ(mFound, nullptr);
 }
 

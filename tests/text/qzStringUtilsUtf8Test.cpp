@@ -150,12 +150,12 @@ TEST_F(qzStringUtilsUnknownEncoding, ReplacesBytesWhenTheConversionGivesNoUtf8)
 {
     // The system's converter passes this code point, which is past the last one.
     useLocalSet("C.UTF-8");
-    const std::string text = "a\xf4\x90\x80\x80z";
+    const std::string text = "a\xf4\x90\x80\x80\x7fz";
     ASSERT_EQ(qzStringUtils::convertCharset(text, qzStringUtils::CharSetLocal,
                                             qzStringUtils::CharSetUtf8),
               text);
-    EXPECT_EQ(qzStringUtils::UnknownEncodingToUtf8(text, '?'), "a????z");
-    EXPECT_EQ(qzStringUtils::UnknownEncodingToUtf8(text, '\0'), "a\0\0\0\0z"s);
+    EXPECT_EQ(qzStringUtils::UnknownEncodingToUtf8(text, '?'), "a????\x7fz");
+    EXPECT_EQ(qzStringUtils::UnknownEncodingToUtf8(text, '\0'), "a\0\0\0\0\x7fz"s);
 }
 
 }  // namespace qz

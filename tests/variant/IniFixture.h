@@ -54,7 +54,7 @@ protected:
     /// The message of a warning about the file.
     std::string warning(const std::string& what, int line) const
     {
-        return "WARNING " + what + " (" + std::to_string(line) + ") " + mPath + " in Ini file";
+        return "WARNING " + what + std::to_string(line) + ") " + mPath + " in Ini file";
     }
 
     static constexpr const char* kName = "file.ini";

@@ -164,7 +164,7 @@ std::vector<LinesRow> getLinesRows()
         {"CommentWithoutAnEqualSign", ";x\n", "{}"},
         {"SemicolonWithin", "a;b=1\n", R"({"a;b": 1})"},
         {"HashIsAKey", "# a=1\n", R"({"# a": 1})"},
-        {"HashAloneIsInvalid", "# a\n", "{}", {{"Invalid line", 0}}},
+        {"HashAloneIsInvalid", "# a\n", "{}", {{"Invalid line (", 0}}},
 
         {"Section", "[s]\na=1\n", R"({"s": {"a": 1}})"},
         {"SectionAlone", "[s]\n", "{}"},
@@ -183,37 +183,40 @@ std::vector<LinesRow> getLinesRows()
         {"SectionWithBrackets", "[a]b]\nc=1\n", R"({"a]b": {"c": 1}})"},
         {"SectionWithAnEqualSign", "[a=b]\nc=1\n", R"({"a=b": {"c": 1}})"},
         {"SectionWithASemicolon", "[;]\nc=1\n", R"({";": {"c": 1}})"},
-        {"OneBracketIsNoHeader", "[\n]\n", "{}", {{"Invalid line", 0}, {"Invalid line", 1}}},
-        {"OpenSection", "[open\na=1\n", R"({"a": 1})", {{"Invalid line", 0}}},
+        {"OneBracketIsNoHeader", "[\n]\n", "{}", {{"Invalid line (", 0}, {"Invalid line (", 1}}},
+        {"OpenSection", "[open\na=1\n", R"({"a": 1})", {{"Invalid line (", 0}}},
         {"OpenSectionIsAKey", "[a=b\n", R"({"[a": "b"})"},
         {"OpenSectionWithASemicolonIsAKey", "[;=b\n", R"({"[;": "b"})"},
-        {"TextBehindASection", "[s] ; x\na=1\n", R"({"a": 1})", {{"Invalid line", 0}}},
+        {"TextBehindASection", "[s] ; x\na=1\n", R"({"a": 1})", {{"Invalid line (", 0}}},
 
-        {"NoEqualSign", "novalue\n", "{}", {{"Invalid line", 0}}},
-        {"NoKey", "=5\n", "{}", {{"Invalid key at line", 0}}},
-        {"BlankKey", "  =5\n", "{}", {{"Invalid key at line", 0}}},
-        {"OnlyAnEqualSign", "=", "{}", {{"Invalid key at line", 0}}},
-        {"NoKeyInASection", "[s]\n=5\n", "{}", {{"Invalid key at line", 1}}},
-        {"Duplicate", "x=1\nx=2\n", R"({"x": 1})", {{"Duplicated key at line", 1}}},
+        {"NoEqualSign", "novalue\n", "{}", {{"Invalid line (", 0}}},
+        {"NoKey", "=5\n", "{}", {{"Invalid key at line (", 0}}},
+        {"BlankKey", "  =5\n", "{}", {{"Invalid key at line (", 0}}},
+        {"OnlyAnEqualSign", "=", "{}", {{"Invalid key at line (", 0}}},
+        {"NoKeyInASection", "[s]\n=5\n", "{}", {{"Invalid key at line (", 1}}},
+        {"Duplicate", "x=1\nx=2\n", R"({"x": 1})", {{"Duplicated key at line (", 1}}},
         {"DuplicateInASection",
          "[s]\nx=1\n\n;\n[s]\n x =2\n",
          R"({"s": {"x": 1}})",
-         {{"Duplicated key at line", 5}}},
+         {{"Duplicated key at line (", 5}}},
         {"DuplicateByPath",
          "[s]\nx=1\n[General]\ns/x=2\n",
          R"({"s": {"x": 1}})",
-         {{"Duplicated key at line", 3}}},
-        {"DuplicateOfAMap", "a/b=1\na=2\n", R"({"a": {"b": 1}})", {{"Duplicated key at line", 1}}},
+         {{"Duplicated key at line (", 3}}},
+        {"DuplicateOfAMap",
+         "a/b=1\na=2\n",
+         R"({"a": {"b": 1}})",
+         {{"Duplicated key at line (", 1}}},
         {"DuplicateInAnotherCaseIsNone", "x=1\nX=2\n", R"({"X": 2, "x": 1})"},
         {"ScalarInTheWay", "a=1\na/b=2\n", R"({"a": {"b": 2}})"},
         {"ScalarInTheWayOfASection", "s=1\n[s]\na=2\n", R"({"s": {"a": 2}})"},
         {"AllSorts",
          "\nx\n=\ny=1\n[s\ny=2",
          R"({"y": 1})",
-         {{"Invalid line", 1},
-          {"Invalid key at line", 2},
-          {"Invalid line", 4},
-          {"Duplicated key at line", 5}}},
+         {{"Invalid line (", 1},
+          {"Invalid key at line (", 2},
+          {"Invalid line (", 4},
+          {"Duplicated key at line (", 5}}},
 
         {"KeyWithSeparators", "/a=1\nb/=2\nc//d=3\n/=4\n",
          R"({"": {"": 4, "a": 1}, "b": {"": 2}, "c": {"": {"d": 3}}})"},
@@ -224,15 +227,15 @@ std::vector<LinesRow> getLinesRows()
         {"ZeroByteInAKey",
          std::string("a\0b=1\na\0c=2\n", 12),
          R"({"a": 1})",
-         {{"Duplicated key at line", 1}}},
+         {{"Duplicated key at line (", 1}}},
         {"ZeroByteForAKey", std::string("\0=1\n", 4), R"({"": 1})"},
         {"ZeroByteInASection",
          std::string("[s\0t]\na=1\nb=2\n", 14),
          R"({"s": 1})",
-         {{"Duplicated key at line", 2}}},
+         {{"Duplicated key at line (", 2}}},
         {"ZeroByteForASection", std::string("[\0]\na=1\n", 8), R"({"": 1})"},
         {"ZeroByteBehindGeneral", std::string("[General\0]\na=1\n", 15), R"({"General": 1})"},
-        {"ZeroByteAlone", std::string("\0\n", 2), "{}", {{"Invalid line", 0}}},
+        {"ZeroByteAlone", std::string("\0\n", 2), "{}", {{"Invalid line (", 0}}},
         {"ZeroByteAheadOfAComment", std::string("\0;=1\n", 5), R"({"": 1})"},
     };
 }
@@ -259,8 +262,8 @@ TEST_F(LoadIniFileTest, AddsToTheMap)
     Map map{{"a", "old"}, {"b", Map{{"x", 5}}}, {"d", List{6}}, {"e", List{Map{{"f", 7}}}}};
     EXPECT_TRUE(LoadIniFile(mPath, map));
     EXPECT_EQ(describe(map), R"({"a": "old", "b": {"c": 2, "x": 5}, "d": [6], "e": {"f": 4}})");
-    EXPECT_THAT(mLog.getLines(), ElementsAre(warning("Duplicated key at line", 0),
-                                             warning("Duplicated key at line", 2)));
+    EXPECT_THAT(mLog.getLines(), ElementsAre(warning("Duplicated key at line (", 0),
+                                             warning("Duplicated key at line (", 2)));
 }
 
 TEST_F(LoadIniFileTest, TakesAnEmptyValueForOneThatIsThere)
@@ -269,7 +272,7 @@ TEST_F(LoadIniFileTest, TakesAnEmptyValueForOneThatIsThere)
     Map map{{"a", qzVariant()}};
     EXPECT_TRUE(LoadIniFile(mPath, map));
     EXPECT_EQ(describe(map), R"({"a": UNKNOWN})");
-    EXPECT_THAT(mLog.getLines(), ElementsAre(warning("Duplicated key at line", 0)));
+    EXPECT_THAT(mLog.getLines(), ElementsAre(warning("Duplicated key at line (", 0)));
 }
 
 // --- The file
@@ -392,7 +395,7 @@ TEST_F(LoadIniFileTest, ReadsManyKeysWithAllocationsInProportion)
 TEST_F(LoadIniFileTest, NumbersItsLinesOnBeyondAHundred)
 {
     load(std::string(123, '\n') + "x\n");
-    EXPECT_THAT(mLog.getLines(), ElementsAre(warning("Invalid line", 123)));
+    EXPECT_THAT(mLog.getLines(), ElementsAre(warning("Invalid line (", 123)));
 }
 
 TEST_F(LoadIniFileTest, WarnsAtOnce)

@@ -64,7 +64,7 @@ inline std::vector<std::string> loadIni(const std::string& content, const std::s
     std::vector<std::string> warnings;
     std::string prefix;
     const auto warn = [&](const std::string& what, long number) {
-        warnings.push_back(what + " (" + std::to_string(number) + ") " + path + " in Ini file");
+        warnings.push_back(what + std::to_string(number) + ") " + path + " in Ini file");
     };
     for (long number = 0; !stream.bad() && !stream.eof(); ++number) {
         std::string line;
@@ -79,17 +79,17 @@ inline std::vector<std::string> loadIni(const std::string& content, const std::s
         if (line.front() == ';') continue;
         const std::size_t split = line.find('=');
         if (split == std::string::npos) {
-            warn("Invalid line", number);
+            warn("Invalid line (", number);
             continue;
         }
         const std::string bareKey = trim(line.substr(0, split));
         if (bareKey.empty()) {
-            warn("Invalid key at line", number);
+            warn("Invalid key at line (", number);
             continue;
         }
         const std::string key = prefix + bareKey;
         if (map.findPathImpl(key.c_str(), '/', false, nullptr, Map::PathSearchMapsOnly) != nullptr)
-            warn("Duplicated key at line", number);
+            warn("Duplicated key at line (", number);
         else
             map.editValuePath(key.c_str(), qzVariant::sNullVariant, '/') =
                 decodeIniValue(trim(line.substr(split + 1)));

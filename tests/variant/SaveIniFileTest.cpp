@@ -364,7 +364,7 @@ TEST_F(SaveIniFileTest, ReportsTheBadLinesOfTheFileThatItMergesWith)
 {
     mFolder.write(kName, "x\na=1\n");
     EXPECT_EQ(save({}, true), "[General]\na=1\n");
-    EXPECT_THAT(mLog.getLines(), ElementsAre(warning("Invalid line", 0)));
+    EXPECT_THAT(mLog.getLines(), ElementsAre(warning("Invalid line (", 0)));
 }
 
 TEST_F(SaveIniFileTest, MergesTreesOfChanceAsThePlainForm)
