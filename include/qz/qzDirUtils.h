@@ -92,10 +92,10 @@ public:
     static void SplitFolderFilename(const std::string& path, std::string& folder,
                                     std::string& fileName);
     /// Gives what stands ahead of the last slash; nothing when there is none. A backslash is an
-    /// ordinary character here: "a\b" has no parent.
+    /// ordinary character here: `a\b` has no parent.
     static std::string GetParentPathUtf8(const std::string& path);
 
-    /// Tells whether a path doesn't begin with a slash. "C:/x" doesn't, and neither does "\x".
+    /// Tells whether a path doesn't begin with a slash. "C:/x" doesn't, and neither does `\x`.
     static bool IsPathRelativeUtf8(const std::string& path);
 
     /// Replaces each of the bytes `"*/:<>?\|` by `replacement`, so that other systems take the text

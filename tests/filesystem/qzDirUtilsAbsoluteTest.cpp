@@ -395,7 +395,32 @@ TEST_F(qzDirUtilsAbsolute, ServesForRelativePathsFromTheCurrentFolder)
 
 // --- IsNetworkPath
 
-TEST(qzDirUtilsIsNetworkPath, IsFalseForOtherFileSystemsAndForFailures)
+struct FileSystemRow {
+    const char* name;
+    const char* type;
+    const char* answer;
+};
+
+const FileSystemRow kFileSystemRows[] = {
+    {"Nfs", "0x6969", "1\n"},   {"Fuse", "0x65735546", "1\n"}, {"Tmpfs", "0x01021994", "0\n"},
+    {"Ext4", "0xEF53", "0\n"},  {"Cifs", "0xFF534D42", "0\n"}, {"None", "0", "0\n"},
+    {"Above", "0x6970", "0\n"},
+};
+
+class qzDirUtilsIsNetworkPathRows : public ::testing::TestWithParam<FileSystemRow> {};
+
+TEST_P(qzDirUtilsIsNetworkPathRows, GoByTheTypeOfTheFileSystem)
+{
+    const support::ChildResult result =
+        support::runProgram({.program = "network_path", .arguments = {GetParam().type}});
+    EXPECT_EQ(result.out, GetParam().answer);
+    EXPECT_EQ(result.getEnd(), "exit 0");
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, qzDirUtilsIsNetworkPathRows, ::testing::ValuesIn(kFileSystemRows),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(qzDirUtilsIsNetworkPath, IsFalseWhenTheSystemCannotTell)
 {
     EXPECT_FALSE(qzDirUtils::IsNetworkPath("/proc"));
     EXPECT_FALSE(qzDirUtils::IsNetworkPath("/missing-there"));
