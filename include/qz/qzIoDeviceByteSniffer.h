@@ -31,7 +31,7 @@ protected:
     void clearDelegationImpl() override;  ///< Does nothing.
 
 private:
-    bool copyToDestination(const char* bytes, unsigned long size);
+    QZ_LOCAL bool copyToDestination(const char* bytes, unsigned long size);
 
     qzIoDevice* mDestination;
 };

@@ -68,7 +68,7 @@ protected:
 private:
     friend class qzIoDeviceDelegableTestPeer;
 
-    unsigned long refuse(const char* reason);
+    QZ_LOCAL unsigned long refuse(const char* reason);
 
     qzIoDevice* mDelegate = nullptr;
     DataWay mDelegationWay = DataWayNone;

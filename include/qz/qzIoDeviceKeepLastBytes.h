@@ -33,7 +33,7 @@ public:
     std::string getDeviceErrorMsg() const override;
 
 private:
-    unsigned long takeHeld(char* dst, unsigned long size);
+    QZ_LOCAL unsigned long takeHeld(char* dst, unsigned long size);
 
     qzIoDevice* mSource;
     unsigned long mHeldCount = 0;

@@ -35,7 +35,7 @@ protected:
     void clearDelegationImpl() override;  ///< Does nothing.
 
 private:
-    void callSignal();
+    QZ_LOCAL void callSignal();
 
     Signal* mSignal;
     unsigned long mThreshold;
