@@ -46,6 +46,7 @@ namespace {
 
 long gNowMs = 1794687476789;  // Sat Nov 14 20:17:56 2026 in UTC
 std::string gSurpriseZone;
+bool gIsRunning = false;  // the library asks once while it is loaded, ahead of the streams
 
 void setZone(const std::string& zone)
 {
@@ -110,7 +111,7 @@ pid_t getpid() noexcept
 long syscall(long number, ...) noexcept
 {
     if (number == SYS_gettid) {
-        std::cout << "[gettid]" << std::endl;
+        if (gIsRunning) std::cout << "[gettid]" << std::endl;
         return 4712;
     }
     using Call = long (*)(long, long, long, long, long, long, long);
@@ -237,6 +238,7 @@ const std::map<std::string, std::function<void(const Step&)>> kSteps = {
 int main(int argumentCount, char** arguments)
 {
     const std::vector<std::string> steps(arguments + 1, arguments + argumentCount);
+    gIsRunning = true;
     // On a thread of its own, which nobody has asked for its number before.
     std::thread([&steps] {
         for (const std::string& text : steps) {
