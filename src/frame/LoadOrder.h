@@ -5,6 +5,8 @@
 // also where the library is linked statically. What stands ahead of the counters needs no making:
 // the byte array constants, the SIMD constants and the box glyphs.
 
+#define QZ_LOAD_CANCELLATION 1020
+#define QZ_LOAD_MIME_TYPES 1040
 #define QZ_LOAD_LIGHT_COUNTER 1070
 #define QZ_LOAD_FULL_COUNTER 1080
 #define QZ_LOAD_VERSION_RECORD 1090

@@ -1,13 +1,20 @@
 #include "LoadTimeObjects.h"
 
+#include <qz/qzThread.h>
 #include <qz/qzVariant.h>
 
 #include "LoadOrder.h"
+#include "MimeTable.h"
 
 namespace qz {
 
 // In the order of their making.
 
+[[gnu::init_priority(QZ_LOAD_CANCELLATION)]] const qzCancelInterfaceProxyReadOnly gNeverCancels;
+[[gnu::init_priority(QZ_LOAD_CANCELLATION)]] const std::string gLoadingThreadId =
+    qzThread::CurrentThreadId();
+[[gnu::init_priority(QZ_LOAD_MIME_TYPES)]] std::map<std::string, MimeTypeInfo> gMimeTable;
+[[gnu::init_priority(QZ_LOAD_MIME_TYPES)]] const MimeTypeInfo gDefaultMimeType;
 [[gnu::init_priority(QZ_LOAD_LIGHT_COUNTER)]] impl::LibInitCounter gLightCounter("systemlight",
                                                                                  true);
 [[gnu::init_priority(QZ_LOAD_FULL_COUNTER)]] impl::LibInitCounter gFullCounter("systemfull", false);

@@ -1,9 +1,16 @@
 #pragma once
 
+#include <string>
+
+#include <qz/qzCancelInterface.h>
 #include <qz/qzSystem.h>
 
 namespace qz {
 
+/// A source that never cancels.
+extern const qzCancelInterfaceProxyReadOnly gNeverCancels;
+/// The id of the thread that loaded the library, by which the main thread is known.
+extern const std::string gLoadingThreadId;
 /// Counts every start, light or full.
 extern impl::LibInitCounter gLightCounter;
 /// Counts the full starts only.

@@ -6,6 +6,7 @@
 #include <qz/qzSystemUtils.h>
 
 #include "LoadTimeObjects.h"
+#include "MimeTable.h"
 #include "Relaxed.h"
 #include "SimdConstants.h"
 
@@ -28,6 +29,7 @@ void startLight()
     qzLog::createInstance(/*threadSafe=*/false);
     setLaneMasks();
     qzStringUtils::InitializeStringUtils();
+    fillMimeTable();
 }
 
 void startFull()

@@ -1,0 +1,33 @@
+#include <qz/qzCancelInterface.h>
+
+#include "frame/Relaxed.h"
+
+namespace qz {
+
+qzCancelInterfaceReadOnly::~qzCancelInterfaceReadOnly() = default;
+qzCancelInterface::~qzCancelInterface() = default;
+qzCancelInterfaceProxyReadOnly::~qzCancelInterfaceProxyReadOnly() = default;
+qzCancelInterfaceProxy::~qzCancelInterfaceProxy() = default;
+
+// The flags are plain ones that other threads may set.
+
+bool qzCancelInterfaceProxyReadOnly::shouldCancel() const
+{
+    if (mFlag != nullptr && relaxedLoad(*mFlag)) return true;
+    return mParent != nullptr && mParent->shouldCancel();
+}
+
+bool qzCancelInterfaceProxy::shouldCancel() const
+{
+    if (relaxedLoad(*mFlag)) return true;
+    if (mTarget != nullptr && mTarget->shouldCancel()) return true;
+    return mParent != nullptr && mParent->shouldCancel();
+}
+
+void qzCancelInterfaceProxy::cancel()
+{
+    relaxedStore(*mFlag, true);
+    if (mTarget != nullptr) mTarget->cancel();
+}
+
+}  // namespace qz

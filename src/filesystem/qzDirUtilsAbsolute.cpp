@@ -1,0 +1,111 @@
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+#include <sys/stat.h>
+
+#include <qz/qzDirUtils.h>
+
+#include "LocalPath.h"
+#include "PathText.h"
+
+namespace qz {
+
+namespace {
+
+using filesystem::isSeparator;
+
+// A path with the letter of a drive, as other systems have them.
+bool hasDrive(const std::string& path)
+{
+    return path.size() > 2 && path[1] == ':' && path[2] == '/';
+}
+
+std::string putBehind(const std::string& base, const std::string& path)
+{
+    if (path.empty()) return base;
+    std::string whole;
+    whole.reserve(base.size() + path.size() + 1);
+    whole += base;
+    if (!isSeparator(base.back())) whole += '/';
+    whole += path;
+    return whole;
+}
+
+// Resolves the links of a path all of whose components exist.
+bool tryResolve(const std::string& localPath, std::string& resolved)
+{
+    char buffer[PATH_MAX];
+    if (::realpath(localPath.c_str(), buffer) == nullptr) return false;
+    resolved = buffer;
+    return true;
+}
+
+// Resolves the longest part of a path that exists, and puts the rest behind that. @return empty
+// when not even the part up to the first slash exists.
+std::string resolveLongestPart(const std::string& localPath)
+{
+    std::string part = localPath;
+    std::string resolved;
+    while (!tryResolve(part, resolved)) {
+        const std::size_t cut = part.rfind('/');
+        if (cut == std::string::npos) return {};
+        part.resize(cut);
+    }
+    if (resolved.back() == '/') resolved.pop_back();
+    return resolved.append(localPath, part.size());
+}
+
+std::string resolveInCurrentFolder(const std::string& path)
+{
+    std::string localPath = filesystem::toLocal(path);
+    filesystem::makeSlashes(localPath);
+    // One component alone may be missing without the result being lost: the current folder, ahead
+    // of it, exists.
+    if (localPath.find('/') == std::string::npos) localPath.insert(0, "./");
+    // For the system the path ends at a zero byte.
+    return filesystem::fromLocal(resolveLongestPart(localPath.c_str()));
+}
+
+}  // namespace
+
+bool qzDirUtils::GetAbsolutePathUtf8(const std::string& path, std::string& result,
+                                     const std::string& base)
+{
+    std::string whole = path.empty() ? "." : SimplifyPath(path);
+    const bool isRelative = IsPathRelativeUtf8(whole) && !hasDrive(whole);
+    if (isRelative && !base.empty()) whole = putBehind(base, whole);
+    if (!isRelative || !IsPathRelativeUtf8(whole)) {
+        result = std::move(whole);
+        return true;
+    }
+    result = resolveInCurrentFolder(whole);
+    return true;
+}
+
+std::string qzDirUtils::GetAbsolutePathUtf8(const std::string& path, const std::string& base)
+{
+    std::string result;
+    return GetAbsolutePathUtf8(path, result, base) ? result : std::string();
+}
+
+bool qzDirUtils::GetRelativePathUtf8(const std::string& path, std::string& result,
+                                     const std::string& base)
+{
+    std::string folder;
+    std::string whole;
+    const bool areAbsolute =
+        GetAbsolutePathUtf8(base, folder, "") && GetAbsolutePathUtf8(path, whole, folder += '/');
+    const bool isBelow =
+        areAbsolute && whole.size() > folder.size() && qzStringUtils::StartsWith(whole, folder);
+    result = isBelow ? whole.substr(folder.size()) : std::string();
+    return isBelow;
+}
+
+std::string qzDirUtils::GetRelativePathUtf8(const std::string& path, const std::string& base)
+{
+    std::string result;
+    return GetRelativePathUtf8(path, result, base) ? result : std::string();
+}
+
+}  // namespace qz

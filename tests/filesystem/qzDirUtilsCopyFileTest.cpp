@@ -1,0 +1,154 @@
+#include <qz/qzDirUtils.h>
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "FolderFixture.h"
+#include "support/Files.h"
+
+namespace qz {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class qzDirUtilsCopyFile : public FolderFixture {
+protected:
+    static std::string makeContent(std::size_t size)
+    {
+        std::string content(size, '\0');
+        for (std::size_t i = 0; i < size; ++i)
+            content[i] = static_cast<char>(i * 7 + i / 256);
+        return content;
+    }
+    bool copy(bool overwrite = false)
+    {
+        mError = "before";
+        return qzDirUtils::CopyFileUtf8(mSource, mDestination, overwrite, &mError);
+    }
+
+    std::string mSource = getPath("source");
+    std::string mDestination = getPath("destination");
+    std::string mError;
+};
+
+TEST_F(qzDirUtilsCopyFile, CopiesEachSizeWhole)
+{
+    for (const std::size_t size : {0, 1, 4095, 4096, 8191, 8192, 8193, 16384, 100'000}) {
+        const std::string content = makeContent(size);
+        mFolder.write("source", content);
+        EXPECT_TRUE(copy(/*overwrite=*/true)) << size;
+        EXPECT_EQ(mError, "");
+        EXPECT_TRUE(mFolder.read("destination") == content) << size;
+    }
+}
+
+TEST_F(qzDirUtilsCopyFile, MakesAFileThatIsMissing)
+{
+    mFolder.write("source", "content");
+    EXPECT_TRUE(copy());
+    EXPECT_EQ(mFolder.read("destination"), "content");
+    EXPECT_TRUE(qzDirUtils::CopyFileUtf8(mSource, getPath("other"), false, nullptr));
+    EXPECT_EQ(mFolder.read("other"), "content");
+}
+
+TEST_F(qzDirUtilsCopyFile, LeavesPermissionsAndTimesBehind)
+{
+    mFolder.write("source", "content");
+    fs::permissions(mSource, fs::perms(0700));
+    fs::last_write_time(mSource, fs::file_time_type());
+    EXPECT_TRUE(copy());
+    EXPECT_EQ(fs::status(mDestination).permissions() & fs::perms(0111), fs::perms::none);
+    EXPECT_NE(fs::last_write_time(mDestination), fs::last_write_time(mSource));
+}
+
+// The text blames the source: that is how it is known.
+TEST_F(qzDirUtilsCopyFile, LeavesADestinationThatIsThere)
+{
+    mFolder.write("source", "new");
+    mFolder.write("destination", "old");
+    EXPECT_FALSE(copy());
+    EXPECT_EQ(mError, "source file is missing '" + mSource + "'");
+    EXPECT_FALSE(qzDirUtils::CopyFileUtf8(mSource, mDestination, false, nullptr));
+    EXPECT_EQ(mFolder.read("destination"), "old");
+    // A folder is in the way as well, and the source isn't looked at.
+    EXPECT_FALSE(qzDirUtils::CopyFileUtf8("missing", mFolder.getPath(), false, &mError));
+    EXPECT_EQ(mError, "source file is missing 'missing'");
+}
+
+TEST_F(qzDirUtilsCopyFile, ReplacesADestinationWhenAskedTo)
+{
+    mFolder.write("source", "new");
+    mFolder.write("destination", "much older");
+    EXPECT_TRUE(copy(/*overwrite=*/true));
+    EXPECT_EQ(mFolder.read("destination"), "new");
+}
+
+TEST_F(qzDirUtilsCopyFile, FailsWithoutASource)
+{
+    EXPECT_FALSE(copy());
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(mError, "fail to open source file '" + mSource + "'");
+    EXPECT_FALSE(qzDirUtils::CopyFileUtf8(mSource, mDestination, true, nullptr));
+    EXPECT_FALSE(fs::exists(mDestination));
+}
+
+TEST_F(qzDirUtilsCopyFile, FailsWithoutAPlaceForTheDestination)
+{
+    mFolder.write("source", "content");
+    mDestination = getPath("missing/destination");
+    const std::size_t openBefore = support::countOpenDescriptors();
+    EXPECT_FALSE(copy());
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(mError, "fail to open destination file '" + mDestination + "'");
+    EXPECT_FALSE(qzDirUtils::CopyFileUtf8(mSource, mFolder.getPath(), true, &mError));
+    EXPECT_EQ(errno, EISDIR);
+    EXPECT_EQ(mError, "fail to open destination file '" + mFolder.getPath() + "'");
+    EXPECT_FALSE(qzDirUtils::CopyFileUtf8(mSource, mDestination, true, nullptr));
+    EXPECT_EQ(support::countOpenDescriptors(), openBefore);
+}
+
+// The destination is emptied before the first byte is read.
+TEST_F(qzDirUtilsCopyFile, EmptiesAFileThatIsCopiedOverItself)
+{
+    mFolder.write("source", "content");
+    mDestination = mSource;
+    EXPECT_TRUE(copy(/*overwrite=*/true));
+    EXPECT_EQ(mFolder.read("source"), "");
+}
+
+// Nothing can be read from a folder, and nothing be written to a full disk; neither is told.
+TEST_F(qzDirUtilsCopyFile, TellsNoErrorOfReadingOrWriting)
+{
+    mSource = mFolder.getPath();
+    EXPECT_TRUE(copy());
+    EXPECT_EQ(mError, "");
+    EXPECT_EQ(mFolder.read("destination"), "");
+    mFolder.write("large", makeContent(100'000));
+    EXPECT_TRUE(qzDirUtils::CopyFileUtf8(getPath("large"), "/dev/full", true, &mError));
+    EXPECT_EQ(mError, "");
+}
+
+TEST(qzDirUtilsCopyFileNames, AreTakenInTheLocalCharacterSet)
+{
+    const support::ScratchFolder folder;
+    folder.write("\xE9", "content");
+    expectInLocale("en_US.ISO-8859-1", [&folder] {
+        std::string error;
+        EXPECT_TRUE(qzDirUtils::CopyFileUtf8(folder.getPath("\u00e9"), folder.getPath("\u00e8"),
+                                             false, &error));
+        EXPECT_FALSE(qzDirUtils::CopyFileUtf8(folder.getPath("\u00e9"), folder.getPath("\u00e8"),
+                                              false, &error));
+        EXPECT_EQ(error, "source file is missing '" + folder.getPath("\u00e9") + "'");
+    });
+    EXPECT_EQ(folder.read("\xE8"), "content");
+}
+
+}  // namespace
+
+}  // namespace qz
