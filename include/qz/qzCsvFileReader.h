@@ -55,9 +55,8 @@ public:
     /// @param clearTable drops the rows that were read before, so that a long file takes little
     ///     memory.
     /// @param rowCount the rows to read; 0 counts as 1.
-    /// @return false, with the reason in `getLastError`, on malformed UTF-8, a first row that is
-    /// too
-    ///     long, or without a file; the rows ahead of it stay.
+    /// @return false, with the reason in `getLastError`, on malformed UTF-8, a cell that is too
+    ///     long for a first row, or without a file; the rows ahead of it stay.
     bool parseNext(bool& finished, bool clearTable, unsigned long rowCount);
     /// Reads the whole file.
     bool parseCsvFile();

@@ -19,8 +19,7 @@ public:
     /// @param device receives the bytes and isn't owned; null for none.
     /// @param columnDelimiter stands between cells.
     /// @param stringDelimiter stands around a cell that holds a delimiter, a line feed or a
-    /// carriage
-    ///     return, and is doubled inside of it.
+    ///     carriage return, and is doubled inside of it.
     /// @param lineEnd stands between rows, as it is given.
     qzCsvStream(qzIoDevice* device, char columnDelimiter, char stringDelimiter,
                 const std::string& lineEnd);

@@ -91,6 +91,7 @@ void qzCsvFileReader::setFileName(const std::string& utf8Path)
 {
     if (utf8Path == mFileName) return;
     mFileName = utf8Path;
+    mInput.reset();  // gives its descriptor back for the next one
     mInput = std::make_unique<std::ifstream>(
         qzStringUtils::convertCharset(utf8Path, qzStringUtils::CharSetUtf8,
                                       qzStringUtils::CharSetLocal),
