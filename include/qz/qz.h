@@ -9,6 +9,9 @@
 #include <qz/SystemError.h>
 #include <qz/qzByteArrayLowFootprint.h>
 #include <qz/qzCancelInterface.h>
+#include <qz/qzCsvFileReader.h>
+#include <qz/qzCsvFileWriter.h>
+#include <qz/qzCsvStream.h>
 #include <qz/qzDataStream.h>
 #include <qz/qzDirUtils.h>
 #include <qz/qzExport.h>

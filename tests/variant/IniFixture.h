@@ -1,7 +1,5 @@
 #pragma once
 
-#include <unistd.h>
-
 #include <string>
 #include <vector>
 
@@ -9,30 +7,13 @@
 
 #include <qz/qzIniFile.h>
 
-#include "support/Files.h"
 #include "support/LibraryStart.h"
 #include "support/LogCapture.h"
-#include "support/OutputCapture.h"
 #include "support/ScratchFolder.h"
+#include "variant/MemoryFile.h"
 #include "variant/VariantTrees.h"
 
 namespace qz {
-
-/// A file without a disk under it, for tests that write thousands of them.
-class MemoryFile {
-public:
-    MemoryFile() : mDescriptor(support::makeMemoryFile()) {}
-    ~MemoryFile() { ::close(mDescriptor); }
-    MemoryFile(const MemoryFile&) = delete;
-    MemoryFile& operator=(const MemoryFile&) = delete;
-
-    std::string getPath() const { return "/proc/self/fd/" + std::to_string(mDescriptor); }
-    void write(const std::string& content) const { support::writeFile(getPath(), content); }
-    std::string read() const { return support::readWholeFile(mDescriptor); }
-
-private:
-    const int mDescriptor;
-};
 
 /// An ini file in a folder of its own.
 class IniFixture : public ::testing::Test {

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <list>
+#include <memory>
+#include <string>
+
+#include <qz/qzCsvStream.h>
+#include <qz/qzExport.h>
+
+namespace qz {
+
+class qzIoDeviceFileStream;
+
+/// Writes a table to files of limited length: "base.csv", "base (1).csv", "base (2).csv" and so on.
+///
+/// Ask for the stream again ahead of each row: that is where a new file begins. Threads: one at a
+/// time.
+class QZ_API qzCsvFileWriter {
+public:
+    /// Makes a writer; no file is opened yet.
+    /// @param folder, baseName where the files stand, in UTF-8.
+    /// @param maxRowsPerFile the rows of a file, the one of headers included; 0 counts as 1.
+    /// @param columnDelimiter, stringDelimiter, lineEnd as for `qzCsvStream`.
+    /// @param writeByteOrderMark begins each file with the byte order mark of UTF-8.
+    qzCsvFileWriter(const std::string& folder, const std::string& baseName,
+                    unsigned int maxRowsPerFile, char columnDelimiter, char stringDelimiter,
+                    const std::string& lineEnd, bool writeByteOrderMark);
+    /// Closes the file.
+    ~qzCsvFileWriter();
+    qzCsvFileWriter(const qzCsvFileWriter&) = delete;
+    qzCsvFileWriter& operator=(const qzCsvFileWriter&) = delete;
+
+    /// Replaces the headers, which become the first row of each file that is begun from now on.
+    void setHeaders(const std::list<std::string>& headers);
+    /// The stream for the next row, which stays the writer's.
+    ///
+    /// Begins a file when none is open, or when the open one is full and no row is in progress. A
+    /// file that can't be opened is reported as CRITICAL, and is not tried again: the stream then
+    /// has no device, and its first write ends in `isOk()` false.
+    qzCsvStream* getStream();
+    /// Closes the file; the next row begins another one.
+    void finalizeCurrentFile();
+
+private:
+    std::string getNextPath() const;
+    void beginFile();
+
+    std::list<std::string> mHeaders;
+    std::string mFolder;
+    std::string mBaseName;
+    unsigned int mMaxRowsPerFile;
+    unsigned int mFileIndex = 0;  // of files begun, also in vain
+    std::unique_ptr<qzIoDeviceFileStream> mFile;
+    std::unique_ptr<qzCsvStream> mStream;
+    bool mWritesByteOrderMark;
+};
+
+}  // namespace qz

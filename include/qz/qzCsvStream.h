@@ -1,0 +1,59 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <qz/qzExport.h>
+#include <qz/qzIoDevice.h>
+
+namespace qz {
+
+/// Writes the cells of a table to a device, row by row, quoting those that need it.
+///
+/// The line end stands in front of each row but the first, so the last line has none. A failure
+/// stays: nothing more is written until the next device.
+/// Threads: one uses a stream at a time.
+class QZ_API qzCsvStream {
+public:
+    /// Makes a stream.
+    /// @param device receives the bytes and isn't owned; null for none.
+    /// @param columnDelimiter stands between cells.
+    /// @param stringDelimiter stands around a cell that holds a delimiter, a line feed or a
+    ///     carriage return, and is doubled inside of it.
+    /// @param lineEnd stands between rows, as it is given.
+    qzCsvStream(qzIoDevice* device, char columnDelimiter, char stringDelimiter,
+                const std::string& lineEnd);
+
+    /// Begins a table on another device; null for none. Forgets an earlier failure.
+    void setDevice(qzIoDevice* device);
+    /// Writes the next cell of the row; an empty one is written as nothing.
+    void writeCell(const char* data, unsigned long size);
+    /// Writes the next cell of the row.
+    void writeCell(const std::string& text) { writeCell(text.data(), text.size()); }
+    /// Ends the row.
+    void endRow();
+
+    /// False after a failure, and after a call without a device.
+    bool isOk() const { return mIsOk; }
+    /// The rows that were ended.
+    unsigned int getRowCount() const { return mRowCount; }
+    /// The cells of the row in progress.
+    unsigned int getCellCount() const { return mCellCount; }
+
+private:
+    void write(const char* data, unsigned long size);
+    void writeDelimiter(char delimiter) { write(&delimiter, 1); }
+    bool needsQuotes(const char* data, unsigned long size) const;
+    void writeQuoted(const char* data, unsigned long size);
+
+    std::vector<char> mScratch;  // the quoted form of a cell
+    std::string mLineEnd;
+    qzIoDevice* mDevice = nullptr;
+    unsigned int mRowCount = 0;
+    unsigned int mCellCount = 0;
+    char mColumnDelimiter;
+    char mStringDelimiter;
+    bool mIsOk = true;
+};
+
+}  // namespace qz
