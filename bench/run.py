@@ -39,6 +39,10 @@ SUBJECTS = {
         "write 64 B each": 0.8,
         "read 64 B each": 0.8,
     }),
+    "chain": ("Three counters in front of a device, against the device alone", {
+        "1 GiB to a file, 4 KiB each": 1.02,
+        "1 GiB to a sink, 4 KiB each": None,
+    }),
     "charset": ("Character sets: a path of 60 bytes", {
         "ASCII, local set UTF-8": 0.5,
         "accents, local set UTF-8": 1.1,

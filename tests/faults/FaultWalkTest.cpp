@@ -54,6 +54,8 @@ void PrintTo(const Scenario& scenario, std::ostream* out)
 const std::string kReadError = "std sub stream bad bit is set after a read";
 const std::string kWriteError = "std sub stream fail bit is set after a write";
 const std::string kSeekError = "std sub stream is in error after a seekp";
+const std::string kCopyError = "Fail to write on destination";
+const std::string kTailError = "Could not keep enough terminal bytes";
 const std::string kOpenError = "failed to open file: 'FILE' (bits 10)";
 const char* const kUp = "log, full, local text '\xc3\xa9', down";
 const char* const kAllEntries = "entries 3, dated 3, timed 3, console good";
@@ -165,6 +167,27 @@ const Scenario kScenarios[] = {
          {"writev", EINTR, {}, {"all equal"}},
      },
      {"std::bad_alloc", "write: " + kOpenError, "read: " + kOpenError}},
+
+    {"filter_chain",
+     "C.UTF-8",
+     "all passed",
+     {
+         {"fopen", EMFILE, {"begin to write: " + kOpenError, "begin to read: " + kOpenError}},
+         // The text of what failed behind them comes after those of the filters.
+         {"read", EIO, {"read: " + kReadError, "read: " + kTailError + ", " + kReadError}},
+         {"write", ENOSPC, {"write: " + kWriteError}},
+         {"writev",
+          ENOSPC,
+          {},
+          {"write: " + kWriteError, "write: " + kCopyError + ", " + kWriteError}},
+         // A failed move of the place to read is no error in itself; what comes next is short.
+         {"lseek", EIO, {"read: " + kTailError}, {"all passed"}},
+         {"fclose", EIO, {"all passed"}},
+         {"read", EINTR, {"all passed"}},
+         {"write", EINTR, {"all passed"}},
+         {"writev", EINTR, {}, {"all passed"}},
+     },
+     {"std::bad_alloc", "begin to write: " + kOpenError, "begin to read: " + kOpenError}},
 
     {"ini_file",
      "C.UTF-8",

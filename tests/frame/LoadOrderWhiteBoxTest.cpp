@@ -3,6 +3,11 @@
 
 #include "frame/LoadOrder.h"
 
+#include <algorithm>
+#include <string>
+
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <qz/SoftwareVersionInfoForStream.h>
@@ -11,6 +16,7 @@
 
 #include "frame/LibInitCounterTestPeer.h"
 #include "frame/LoadTimeObjects.h"
+#include "frame/MimeTable.h"
 
 namespace qz {
 
@@ -18,9 +24,20 @@ namespace {
 
 using Peer = impl::LibInitCounterTestPeer;
 
-// A counter has its name from the moment that it is made, and the record its description; before,
-// the memory is zero.
+// Whether a constructor has written to an object: before, the memory is zero. No object is looked
+// at as what it isn't yet.
+template <typename Object>
+bool isMade(const Object& object)
+{
+    const auto* const bytes = reinterpret_cast<const char*>(&object);
+    return std::any_of(bytes, bytes + sizeof object, [](char byte) { return byte != 0; });
+}
+
+// A counter has its name from the moment that it is made, and the record its description.
 struct Look {
+    bool seesLoadingThreadId = isMade(gLoadingThreadId);
+    bool seesMimeTable = isMade(gMimeTable);
+    bool seesDefaultMimeType = isMade(gDefaultMimeType);
     bool seesLightCounter = !Peer::getName(gLightCounter).empty();
     bool seesFullCounter = !Peer::getName(gFullCounter).empty();
     bool seesVersionRecord = !GetSoftwareVersionForStream().description.empty();
@@ -32,9 +49,14 @@ struct FirstLook {
         qzByteArrayLowFootprint::sNull.isNull() && !qzByteArrayLowFootprint::sEmpty.isNull();
     bool seesSimdConstants =
         sSSEOne.lanes[3] == 1 && sMaskTable[15].lanes[3] == 0xFFFFFFFF && sOffset[4] == 3;
+    bool seesSourceThatNeverCancels = !gNeverCancels.shouldCancel();
 };
 
 [[gnu::init_priority(101)]] const FirstLook gFirst;
+[[gnu::init_priority(QZ_LOAD_CANCELLATION - 1)]] const Look gAheadOfCancellation;
+[[gnu::init_priority(QZ_LOAD_CANCELLATION + 1)]] const Look gBehindCancellation;
+[[gnu::init_priority(QZ_LOAD_MIME_TYPES - 1)]] const Look gAheadOfMimeTypes;
+[[gnu::init_priority(QZ_LOAD_MIME_TYPES + 1)]] const Look gBehindMimeTypes;
 [[gnu::init_priority(QZ_LOAD_LIGHT_COUNTER - 1)]] const Look gAheadOfLightCounter;
 [[gnu::init_priority(QZ_LOAD_LIGHT_COUNTER + 1)]] const Look gBehindLightCounter;
 [[gnu::init_priority(QZ_LOAD_FULL_COUNTER - 1)]] const Look gAheadOfFullCounter;
@@ -42,6 +64,7 @@ struct FirstLook {
 [[gnu::init_priority(QZ_LOAD_VERSION_RECORD - 1)]] const Look gAheadOfVersionRecord;
 [[gnu::init_priority(QZ_LOAD_VERSION_RECORD + 1)]] const Look gBehindVersionRecord;
 const Look gWithoutPriority;
+const bool gMimeTableWasEmpty = gMimeTable.empty();
 
 }  // namespace
 
@@ -49,6 +72,31 @@ TEST(LoadOrderTest, HasConstantsAheadOfEverything)
 {
     EXPECT_TRUE(gFirst.seesByteArrays);
     EXPECT_TRUE(gFirst.seesSimdConstants);
+    EXPECT_TRUE(gFirst.seesSourceThatNeverCancels);
+}
+
+TEST(LoadOrderTest, NotesTheLoadingThreadAtItsPlace)
+{
+    EXPECT_FALSE(gAheadOfCancellation.seesLoadingThreadId);
+    EXPECT_TRUE(gBehindCancellation.seesLoadingThreadId);
+    EXPECT_EQ(gLoadingThreadId, std::to_string(::getpid())) << "the main thread's id";
+}
+
+TEST(LoadOrderTest, MakesTheMimeTypesBehindTheLoadingThread)
+{
+    EXPECT_FALSE(gBehindCancellation.seesMimeTable);
+    EXPECT_FALSE(gAheadOfMimeTypes.seesMimeTable);
+    EXPECT_FALSE(gAheadOfMimeTypes.seesDefaultMimeType);
+    EXPECT_TRUE(gBehindMimeTypes.seesMimeTable);
+    EXPECT_TRUE(gBehindMimeTypes.seesDefaultMimeType);
+    EXPECT_FALSE(gBehindMimeTypes.seesLightCounter);
+    EXPECT_TRUE(gMimeTableWasEmpty) << "a start fills it";
+}
+
+TEST(LoadOrderTest, HasTheUnknownKindForADefault)
+{
+    EXPECT_EQ(gDefaultMimeType.type, "");
+    EXPECT_EQ(gDefaultMimeType.compressible, MimeTypeInfo::CompressibleUnknown);
 }
 
 TEST(LoadOrderTest, MakesTheLightCounterAtItsPlace)

@@ -196,10 +196,10 @@ TEST_F(qzSystemTest, BringsItsServicesUpAndDownInTheirOrder)
     std::string expected = "openlog L\nnewlocale L M\npthread_key_create L M\n";
     for (int i = 0; i < 12; ++i)
         expected += "iconv_open L M\n";
-    expected += "started\nfreelocale L M F\n";
+    expected += "started\nfreelocale L M T F\n";
     for (int i = 0; i < 12; ++i)
-        expected += "iconv_close L M F\n";
-    expected += "pthread_key_delete L M F\n";
+        expected += "iconv_close L M T F\n";
+    expected += "pthread_key_delete L M T F\n";
     EXPECT_EQ(result.out, expected);
 }
 

@@ -1,6 +1,18 @@
 #pragma once
 
+#include <cstddef>
+#include <cstring>
+
 namespace qz {
+
+/// The field that stands `offset` bytes behind the start of an object.
+template <typename T>
+T readField(const void* object, std::size_t offset)
+{
+    T value;
+    std::memcpy(&value, static_cast<const char*>(object) + offset, sizeof value);
+    return value;
+}
 
 /// The code behind a number in the table of an object's virtual functions. Programs that were built
 /// earlier call by these numbers, so none may ever change.

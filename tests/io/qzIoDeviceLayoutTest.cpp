@@ -1,6 +1,5 @@
 #include <qz/qzIoDevice.h>
 
-#include <cstring>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -91,14 +90,6 @@ private:
     bool* mEnded;
     int mAnswer = 0;
 };
-
-template <typename T>
-T readField(const void* object, std::size_t offset)
-{
-    T value;
-    std::memcpy(&value, static_cast<const char*>(object) + offset, sizeof value);
-    return value;
-}
 
 }  // namespace
 

@@ -1,5 +1,5 @@
 // Prints the system calls by which services come up and go down, each with what stands already: L
-// for the log, M for the lane masks, F for the full state.
+// for the log, M for the lane masks, T for the table of MIME types, F for the full state.
 
 #include <dlfcn.h>
 #include <iconv.h>
@@ -10,6 +10,7 @@
 #include <cstring>
 #include <iostream>
 
+#include <qz/MimeTypeInfo.h>
 #include <qz/qzLog.h>
 #include <qz/qzSimdConstants.h>
 #include <qz/qzSystem.h>
@@ -26,11 +27,16 @@ Function findReal(const char* name)
 bool gIsWatching = false;
 locale_t gCLocale = nullptr;
 
+bool isTableFilled()
+{
+    return !qz::MimeTypeInfo::GetMimeTypeInfoFromFileNameOrExt("png").type.empty();
+}
+
 void note(const char* call)
 {
     if (!gIsWatching) return;
     std::cout << call << (qz::qzLog::msInstance != nullptr ? " L" : "")
-              << (qz::sSSE_0_0_0_FF.lanes[0] != 0 ? " M" : "")
+              << (qz::sSSE_0_0_0_FF.lanes[0] != 0 ? " M" : "") << (isTableFilled() ? " T" : "")
               << (qz::IsQzSystemThreadSafe() ? " F" : "") << '\n';
 }
 
