@@ -98,6 +98,14 @@ SUBJECTS = {
         "duration": 0.4,
         "double, 6 digits": (0.7, "fmt"),
     }),
+    "path": ("Path algebra: 1,000 paths", {
+        "simplify": 0.7,
+        "join": 0.6,
+        "extension": 0.3,
+        "split folder and name": 0.3,
+        "absolute, base given": 0.6,
+        "absolute, current folder": 0.65,
+    }),
     "start": ("Start and load", {
         "light start and stop": None,
         "full start and stop": None,

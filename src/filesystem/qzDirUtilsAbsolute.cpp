@@ -1,8 +1,10 @@
+#include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
-#include <cstring>
+#include <string_view>
 
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <qz/qzDirUtils.h>
 
@@ -43,7 +45,7 @@ bool tryResolve(const std::string& localPath, std::string& resolved)
 
 // Resolves the longest part of a path that exists, and puts the rest behind that. @return empty
 // when not even the part up to the first slash exists.
-std::string resolveLongestPart(const std::string& localPath)
+std::string resolveFromEnd(const std::string& localPath)
 {
     std::string part = localPath;
     std::string resolved;
@@ -56,6 +58,67 @@ std::string resolveLongestPart(const std::string& localPath)
     return resolved.append(localPath, part.size());
 }
 
+enum class Object { Missing, Link, Other };
+
+Object lookAt(const char* localPath)
+{
+    char firstByte = 0;
+    if (::readlink(localPath, &firstByte, 1) >= 0) return Object::Link;
+    return errno == EINVAL ? Object::Other : Object::Missing;
+}
+
+bool isOrdinary(std::string_view component)
+{
+    return !component.empty() && component != "." && component != "..";
+}
+
+// What a path comes to where no link has to be resolved.
+enum class Way {
+    Nowhere,           // not even the part up to the first slash exists
+    BehindCurrent,     // all of it goes behind the current folder, whatever of it exists
+    ThroughTheSystem,  // there are links, or components that mean something else than a name
+};
+
+// Walks the components from `start` on, and so asks for each of them once, where realpath asks for
+// all of them anew in each part that it is called with.
+Way findWay(std::string localPath, std::size_t start)
+{
+    std::size_t end = 0;
+    for (std::size_t place = start; place <= localPath.size(); place = end + 1) {
+        end = std::min(localPath.find('/', place), localPath.size());
+        if (!isOrdinary(std::string_view(localPath).substr(place, end - place)))
+            return Way::ThroughTheSystem;
+        if (end != localPath.size()) localPath[end] = '\0';
+        const Object object = lookAt(localPath.c_str());
+        if (object == Object::Link) return Way::ThroughTheSystem;
+        if (object == Object::Missing) return place == 0 ? Way::Nowhere : Way::BehindCurrent;
+        if (end != localPath.size()) localPath[end] = '/';
+    }
+    return Way::BehindCurrent;
+}
+
+bool tryPutBehindCurrent(const std::string& localPath, std::size_t start, std::string& resolved)
+{
+    char folder[PATH_MAX];
+    if (::getcwd(folder, sizeof folder) == nullptr) return false;
+    resolved = folder;
+    if (resolved.back() != '/') resolved += '/';
+    resolved.append(localPath, start);
+    return resolved.size() < PATH_MAX;  // what the system would still resolve
+}
+
+std::string resolve(const std::string& localPath)
+{
+    // Ahead of a component alone, where it exists.
+    const std::size_t start = localPath.compare(0, 2, "./") == 0 ? 2 : 0;
+    const Way way = findWay(localPath, start);
+    std::string resolved;
+    if (way == Way::Nowhere) return {};
+    if (way == Way::BehindCurrent && tryPutBehindCurrent(localPath, start, resolved))
+        return resolved;
+    return resolveFromEnd(localPath);
+}
+
 std::string resolveInCurrentFolder(const std::string& path)
 {
     std::string localPath = filesystem::toLocal(path);
@@ -64,7 +127,7 @@ std::string resolveInCurrentFolder(const std::string& path)
     // of it, exists.
     if (localPath.find('/') == std::string::npos) localPath.insert(0, "./");
     // For the system the path ends at a zero byte.
-    return filesystem::fromLocal(resolveLongestPart(localPath.c_str()));
+    return filesystem::fromLocal(resolve(localPath.c_str()));
 }
 
 }  // namespace

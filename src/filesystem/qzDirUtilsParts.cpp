@@ -43,7 +43,7 @@ std::string join(std::string_view left, std::string_view right)
 }
 
 // The notation is that of C, so "0x1f" is a number; so is a part without a character.
-bool isNumberPart(std::string_view part)
+bool isNumber(std::string_view part)
 {
     long value = 0;
     return text::parseInteger(std::string(part), value);
@@ -95,7 +95,7 @@ std::string qzDirUtils::ExtractFileExtension(const std::string& path, bool lower
     const std::size_t lastDot = name.rfind('.');
     if (lastDot == std::string_view::npos || hasTooManyParts(name)) return {};
     // A numbered volume keeps its real extension.
-    if (partCount < 2) partCount = isNumberPart(name.substr(lastDot + 1)) ? 2 : 1;
+    if (partCount < 2) partCount = isNumber(name.substr(lastDot + 1)) ? 2 : 1;
     std::string extension(takeLastParts(name, partCount));
     if (lowerCase) {
         for (char& byte : extension)

@@ -12,6 +12,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <qz/SystemError.h>
+
 #include "support/ChildProcess.h"
 #include "support/ScratchFolder.h"
 
@@ -51,12 +53,18 @@ void PrintTo(const Scenario& scenario, std::ostream* out)
     *out << scenario.name;
 }
 
+std::string describe(int error)
+{
+    return SystemError(error).toString();
+}
+
 const std::string kReadError = "std sub stream bad bit is set after a read";
 const std::string kWriteError = "std sub stream fail bit is set after a write";
 const std::string kSeekError = "std sub stream is in error after a seekp";
 const std::string kCopyError = "Fail to write on destination";
 const std::string kTailError = "Could not keep enough terminal bytes";
 const std::string kOpenError = "failed to open file: 'FILE' (bits 10)";
+const char* const kAllDone = "all done";
 const char* const kUp = "log, full, local text '\xc3\xa9', down";
 const char* const kAllEntries = "entries 3, dated 3, timed 3, console good";
 const char* const kOneUntimed = "entries 3, dated 3, timed 2, console good";
@@ -152,6 +160,58 @@ const Scenario kScenarios[] = {
      },
      {"std::bad_alloc", "open to write: " + kOpenError, "open to read: " + kOpenError,
       "open to change: " + kOpenError}},
+
+    {"files",
+     "C.UTF-8",
+     kAllDone,
+     {
+         // A folder that can't be looked at is made, which fails as it is there; a file is taken
+         // for missing, and a folder for a file. To clear a folder that can't be looked at is done.
+         {"stat",
+          EIO,
+          {kAllDone, "make", "info", "permissions", "left over",
+           "clear: unlink error " + describe(EISDIR) + " for FOLDER/work/deep",
+           "clear: unlink error " + describe(EISDIR) + " for FOLDER/work/deep/deeper"}},
+         {"mkdir", EEXIST, {"make"}},
+         {"fopen",
+          EMFILE,
+          {"copy: fail to open source file 'FOLDER/file'",
+           "copy: fail to open destination file 'FOLDER/work/a'"}},
+         // Errors with both files open go unseen.
+         {"fread", EIO, {"content"}, {kAllDone}},
+         {"fwrite", ENOSPC, {"content"}},
+         {"fclose", EIO, {kAllDone}},
+         {"rename", EXDEV, {"rename: rename error " + describe(EXDEV)}},
+         {"chmod", EPERM, {"permissions"}},
+         {"remove", EBUSY, {"remove: remove error " + describe(EBUSY) + " for 'FOLDER/work/b'"}},
+         {"mkstemp", EMFILE, {"temporary file"}},
+         {"close", EIO, {kAllDone}},
+         {"statvfs", EIO, {"free space"}},
+         {"chdir", EACCES, {"change"}},
+         {"getcwd", EACCES, {"current folder"}},
+         // What can't be resolved for another reason counts as missing too.
+         {"readlink", EACCES, {"program", "absolute"}},
+         {"realpath", EACCES, {kAllDone, "absolute"}},
+         {"statfs", EIO, {kAllDone}},
+         {"opendir", EMFILE, {"clear: opendir error " + describe(EMFILE) + " for "}},
+         // A folder that can't be read to its end isn't empty when its turn comes.
+         {"readdir",
+          EIO,
+          {kAllDone, "clear: rmdir error " + describe(ENOTEMPTY) + " for FOLDER/work",
+           "clear: rmdir error " + describe(ENOTEMPTY) + " for FOLDER/work/deep"}},
+         {"closedir", EIO, {kAllDone}},
+         {"unlink",
+          EBUSY,
+          {"clear: unlink error " + describe(EBUSY) + " for FOLDER/work/deep/file"}},
+         {"rmdir",
+          EBUSY,
+          {"clear: rmdir error " + describe(EBUSY) + " for FOLDER/work",
+           "clear: rmdir error " + describe(EBUSY) + " for FOLDER/work/deep",
+           "clear: rmdir error " + describe(EBUSY) + " for FOLDER/work/deep/deeper"}},
+     },
+     {"std::bad_alloc", "copy: fail to open source file 'FOLDER/file'",
+      "copy: fail to open destination file 'FOLDER/work/a'", "current folder",
+      "clear: opendir error " + describe(ENOMEM) + " for ", kAllDone}},
 
     {"data_stream",
      "C.UTF-8",

@@ -8,6 +8,7 @@
 // Only calls while the program has the watch on are counted and fail; see Scenario.h. What is
 // called inside the C library itself does not come by here.
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <iconv.h>
@@ -23,6 +24,7 @@
 #include <sys/statvfs.h>
 #include <sys/time.h>
 #include <sys/uio.h>
+#include <sys/vfs.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -184,6 +186,9 @@ extern "C" __attribute__((visibility("default"))) void qzFaultsWatch(int change)
 using stat_t = struct stat;
 using stat64_t = struct stat64;
 using statvfs_t = struct statvfs;
+using statvfs64_t = struct statvfs64;
+using statfs64_t = struct statfs64;
+using dirent64_t = struct dirent64;
 using pollfd_t = struct pollfd;
 const auto kNoIconv = reinterpret_cast<iconv_t>(-1);
 const auto kIconvFailed = static_cast<size_t>(-1);
@@ -232,6 +237,9 @@ QZ_CALL(fclose, "fclose");
 QZ_DEFINE_CLOSE(fclose, fclose, int, (FILE * file), (file), EOF)
 QZ_CALL(fflush, "fflush");
 QZ_DEFINE(fflush, fflush, int, (FILE * file), (file), EOF)
+QZ_CALL(fread, "fread");
+QZ_DEFINE(fread, fread, size_t, (void* to, size_t size, size_t count, FILE* file),
+          (to, size, count, file), 0)
 QZ_CALL(fwrite, "fwrite");
 QZ_DEFINE(fwrite, fwrite, size_t, (const void* from, size_t size, size_t count, FILE* file),
           (from, size, count, file), 0)
@@ -245,6 +253,9 @@ QZ_CALL(lstat, "lstat");
 QZ_DEFINE(lstat, lstat, int, (const char* path, stat_t* status), (path, status), -1)
 QZ_CALL(statvfs, "statvfs");
 QZ_DEFINE(statvfs, statvfs, int, (const char* path, statvfs_t* status), (path, status), -1)
+QZ_DEFINE(statvfs, statvfs64, int, (const char* path, statvfs64_t* status), (path, status), -1)
+QZ_CALL(statfs, "statfs");
+QZ_DEFINE(statfs, statfs64, int, (const char* path, statfs64_t* status), (path, status), -1)
 QZ_CALL(rename, "rename");
 QZ_DEFINE(rename, rename, int, (const char* from, const char* to), (from, to), -1)
 QZ_CALL(unlink, "unlink");
@@ -253,6 +264,29 @@ QZ_CALL(rmdir, "rmdir");
 QZ_DEFINE(rmdir, rmdir, int, (const char* path), (path), -1)
 QZ_CALL(mkdir, "mkdir");
 QZ_DEFINE(mkdir, mkdir, int, (const char* path, mode_t mode), (path, mode), -1)
+QZ_CALL(remove, "remove");
+QZ_DEFINE(remove, remove, int, (const char* path), (path), -1)
+QZ_CALL(chmod, "chmod");
+QZ_DEFINE(chmod, chmod, int, (const char* path, mode_t mode), (path, mode), -1)
+QZ_CALL(chdir, "chdir");
+QZ_DEFINE(chdir, chdir, int, (const char* path), (path), -1)
+QZ_CALL(getcwd, "getcwd");
+QZ_DEFINE(getcwd, getcwd, char*, (char* to, size_t size), (to, size), nullptr)
+QZ_CALL(readlink, "readlink");
+QZ_DEFINE(readlink, readlink, ssize_t, (const char* path, char* to, size_t size), (path, to, size),
+          -1)
+QZ_CALL(realpath, "realpath");
+QZ_DEFINE(realpath, realpath, char*, (const char* path, char* to), (path, to), nullptr)
+// Where the size of the buffer is known and calls are fortified
+QZ_DEFINE(realpath, __realpath_chk, char*, (const char* path, char* to, size_t size),
+          (path, to, size), nullptr)
+QZ_CALL(opendir, "opendir");
+QZ_DEFINE(opendir, opendir, DIR*, (const char* path), (path), nullptr)
+QZ_CALL(readdir, "readdir");
+QZ_DEFINE(readdir, readdir, dirent*, (DIR * folder), (folder), nullptr)
+QZ_DEFINE(readdir, readdir64, dirent64_t*, (DIR * folder), (folder), nullptr)
+QZ_CALL(closedir, "closedir");
+QZ_DEFINE_CLOSE(closedir, closedir, int, (DIR * folder), (folder), -1)
 QZ_CALL(mkstemp, "mkstemp");
 QZ_DEFINE(mkstemp, mkstemp, int, (char* path), (path), -1)
 

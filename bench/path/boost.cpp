@@ -1,0 +1,13 @@
+#include <boost/filesystem.hpp>
+
+#include "standard.h"
+
+namespace bench {
+
+namespace {
+
+const StandardRows<boost::filesystem::path> kRows("boost");
+
+}  // namespace
+
+}  // namespace bench
