@@ -38,3 +38,4 @@
 #include <qz/qzSystemVersion.h>
 #include <qz/qzThread.h>
 #include <qz/qzVariant.h>
+#include <qz/qzXRefResolverSearchPath.h>

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <qz/qzExport.h>
 
@@ -232,6 +233,94 @@ public:
     /// without HOME, whether or not it exists. This one is converted to UTF-8.
     /// @param applicationName in the process's character set too.
     static std::string GetAppDataFolderUtf8(const std::string& applicationName);
+
+    // --- Walks
+
+    /// Walks a folder, and calls its subclass for all that is met there.
+    ///
+    /// Entries come in the order in which the system delivers them; a subfolder is walked at the
+    /// point where it was met. "." and ".." are never met, nor is a name that can't be converted to
+    /// UTF-8, nor a lone backslash, which leads from a folder to itself. A link to a folder counts
+    /// as a folder, and nothing guards against cycles of links but the system's own limits. A
+    /// dangling link counts as a file, and so does all that can't be looked at. A folder that can't
+    /// be opened is skipped without a call.
+    ///
+    /// What an entry is comes from the folder where that is as good as a look at the object: a
+    /// change of the folder during the walk may be seen or not.
+    ///
+    /// The operations get the folder's path as it was reached from the root, with slashes for
+    /// backslashes, and the bare name. Both texts are good for the call only. An exception of
+    /// theirs ends the walk and comes out of `visit`. A level keeps its folder open while its
+    /// subfolders are walked, so depth costs descriptors.
+    ///
+    /// Threads: an object holds the state of one walk, so one thread at a time.
+    class QZ_API FileSystemVisitor {
+    public:
+        /// Makes a visitor that is ready for a walk.
+        FileSystemVisitor();
+        /// Frees the visitor; no walk may be under way.
+        virtual ~FileSystemVisitor();
+        FileSystemVisitor(const FileSystemVisitor&) = delete;
+        FileSystemVisitor& operator=(const FileSystemVisitor&) = delete;
+
+        /// Called when a folder was opened, ahead of its entries. @return false ends the walk.
+        virtual bool enterFolder(const std::string& folder) = 0;
+        /// Called for each entry that is no folder and passes the filter. @return false ends the
+        /// walk.
+        virtual bool visitFile(const std::string& folder, const std::string& name) = 0;
+        /// Called for each subfolder, before it is entered. @return false ends the walk.
+        virtual bool visitFolder(const std::string& folder, const std::string& name) = 0;
+        /// Called behind the last entry of a folder, but not when the walk ends before that.
+        /// @return false ends the walk.
+        virtual bool leaveFolder(const std::string& folder) = 0;
+
+        /// Walks a folder.
+        /// @param recursive enters subfolders.
+        /// @param extensions lets only those files pass whose names end with one of these, with or
+        ///     without the dot ahead; empty ones don't count. Null, or with nothing that counts,
+        ///     lets all pass. Folders always pass.
+        /// @param ignoreCase compares extensions in lower case, byte by byte, as the C library's
+        ///     `tolower` has it.
+        /// @param cancel asked for each extension and ahead of each entry; may be null. An end that
+        ///     comes among the extensions leaves those ahead of it to the object's next walk.
+        /// @return false when an operation said so, or when it was cancelled; true for a folder
+        ///     that isn't there.
+        bool visit(const std::string& root, bool recursive,
+                   const std::vector<std::string>* extensions, bool ignoreCase,
+                   const qzCancelInterfaceReadOnly* cancel);
+
+    private:
+        bool visitImpl(const std::string& folder, const qzCancelInterfaceReadOnly* cancel);
+        bool visitSubfolder(const std::string& folder, const std::string& name,
+                            const qzCancelInterfaceReadOnly* cancel);
+        bool addExtensions(const std::vector<std::string>& extensions,
+                           const qzCancelInterfaceReadOnly* cancel);
+        bool passesFilter(const std::string& name);
+
+        bool mRecursive = false;
+        bool mIgnoreCase = false;
+        const std::vector<std::string>* mActiveFilter = nullptr;  // null lets every file pass
+        std::vector<std::string> mExtensions;                     // each with its dot
+        std::string mWorkName;
+    };
+
+    /// How `GlobFileAndFolderUtf8` collects; the values may be added.
+    enum GlobFlags : int {
+        GlobAppend = 1,      ///< Keep what the vectors hold; without it both are emptied first.
+        GlobRecursive = 2,   ///< Go down into subfolders.
+        GlobBareNames = 4,   ///< Store bare names; without it, names joined to their folders.
+        GlobIgnoreCase = 8,  ///< Compare extensions as if they were in lower case.
+    };
+
+    /// Collects what a folder holds, in the order of `FileSystemVisitor`. Note that the folders
+    /// come first.
+    /// @param folders receives the subfolders; may be null.
+    /// @param files receives what is no folder; may be null.
+    /// @param extensions which files to take, as for `FileSystemVisitor::visit`; may be null.
+    /// @param flags of `GlobFlags`.
+    static void GlobFileAndFolderUtf8(const std::string& root, std::vector<std::string>* folders,
+                                      std::vector<std::string>* files,
+                                      const std::vector<std::string>* extensions, int flags);
 };
 
 }  // namespace qz

@@ -1,7 +1,3 @@
-#include <cstring>
-#include <memory>
-
-#include <dirent.h>
 #include <unistd.h>
 
 #include <qz/SystemError.h>
@@ -10,43 +6,15 @@
 
 #include "KeptErrno.h"
 #include "LocalPath.h"
+#include "OpenFolder.h"
 
 namespace qz {
 
 namespace {
 
+using filesystem::EntryKind;
 using filesystem::KeptErrno;
-
-struct CloseFolder {
-    void operator()(DIR* folder) const
-    {
-        const KeptErrno kept;
-        ::closedir(folder);
-    }
-};
-
-using OpenFolder = std::unique_ptr<DIR, CloseFolder>;
-
-bool isSelfOrParent(const char* name)
-{
-    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
-}
-
-// Whether the entry's type alone tells that it is no folder and leads to none. A name with a
-// backslash is looked up as one of several components, and may lead anywhere.
-bool isSurelyNoFolder(const dirent64& entry)
-{
-    switch (entry.d_type) {
-        case DT_REG:
-        case DT_FIFO:
-        case DT_SOCK:
-        case DT_CHR:
-        case DT_BLK:
-            return std::strchr(entry.d_name, '\\') == nullptr;
-        default:
-            return false;
-    }
-}
+using filesystem::OpenFolder;
 
 // One run over a folder and those below it.
 class FolderClearing {
@@ -104,10 +72,11 @@ bool FolderClearing::clearEntries(DIR* folder, const std::string& localFolder, b
     bool isFailed = false;
     while (const dirent64* const entry = ::readdir64(folder)) {
         if (isFailed || isCancelled()) break;
-        if (isSelfOrParent(entry->d_name)) continue;
+        if (filesystem::isSelfOrParent(*entry)) continue;
         localPath.resize(start);
         localPath += entry->d_name;
-        isFailed = !removeEntry(folder, *entry, localPath, isSimple && isSurelyNoFolder(*entry));
+        const bool isSurelyFile = isSimple && filesystem::getKind(*entry) == EntryKind::NoFolder;
+        isFailed = !removeEntry(folder, *entry, localPath, isSurelyFile);
     }
     return !isFailed;
 }

@@ -69,6 +69,9 @@ const char* const kUp = "log, full, local text '\xc3\xa9', down";
 const char* const kAllEntries = "entries 3, dated 3, timed 3, console good";
 const char* const kOneUntimed = "entries 3, dated 3, timed 2, console good";
 
+const char* const kWholeWalk = "entered 4, folders 3, files 3, left 4";
+const char* const kWholeIndex = "found top p.prt.1 p.prt.2, newest p.prt.2";
+
 const Scenario kScenarios[] = {
     {"start_stop",
      "C.UTF-8",
@@ -212,6 +215,44 @@ const Scenario kScenarios[] = {
      {"std::bad_alloc", "copy: fail to open source file 'FOLDER/file'",
       "copy: fail to open destination file 'FOLDER/work/a'", "current folder",
       "clear: opendir error " + describe(ENOMEM) + " for ", kAllDone}},
+
+    {"traversal",
+     "C.UTF-8",
+     kWholeWalk,
+     {
+         // A folder that can't be opened is skipped; what can't be looked at is a file.
+         {"opendir",
+          EMFILE,
+          {"entered 0, folders 0, files 0, left 0", "entered 2, folders 2, files 1, left 2",
+           "entered 3, folders 3, files 2, left 3"}},
+         {"opendir", EACCES, {kWholeWalk}},
+         {"stat", EIO, {"entered 3, folders 2, files 3, left 3"}},
+         // A folder that can't be read on is at its end; what came before depends on its order.
+         {"readdir",
+          EIO,
+          {kWholeWalk, "entered 1, folders 0, files 0, left 1",
+           "entered 4, folders 3, files 2, left 4"},
+          {"entered 3, folders 2, files 2, left 3", "entered 2, folders 1, files 1, left 2",
+           "entered 3, folders 2, files 1, left 3"}},
+         {"closedir", EIO, {kWholeWalk}},
+     },
+     {"std::bad_alloc", kWholeWalk, "entered 0, folders 0, files 0, left 0",
+      "entered 2, folders 2, files 1, left 2", "entered 3, folders 3, files 2, left 3"}},
+
+    {"resolver",
+     "C.UTF-8",
+     kWholeIndex,
+     {
+         {"opendir", EMFILE, {"found, newest none", "found top, newest none"}},
+         {"opendir", EACCES, {kWholeIndex}},
+         {"readdir",
+          EIO,
+          {kWholeIndex, "found, newest none", "found top, newest none"},
+          {"found p.prt.1 p.prt.2, newest p.prt.2", "found top p.prt.1, newest p.prt.1",
+           "found top p.prt.2, newest p.prt.2"}},
+         {"closedir", EIO, {kWholeIndex}},
+     },
+     {"std::bad_alloc", kWholeIndex, "found, newest none", "found top, newest none"}},
 
     {"data_stream",
      "C.UTF-8",

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+
+#include "OpenFolder.h"
+
+namespace qz::filesystem {
+
+/// One folder of a walk, open, and the question what its entries are.
+///
+/// The question is one to the disk: is there a folder at the simplified path of the entry? The
+/// entry's own type gives the same answer, and spares the call, unless the folder may not be
+/// searched, or the path is too long for the system, or simplifying it leads elsewhere, or the name
+/// is another one on the disk than in UTF-8. Links are always looked at.
+class FolderLevel {
+public:
+    /// Opens a folder.
+    /// @param path in UTF-8, with slashes alone.
+    explicit FolderLevel(const std::string& path);
+
+    bool isOpen() const { return mStream != nullptr; }
+    const std::string& getPath() const { return mPath; }
+
+    /// Gives the next entry, null at the end.
+    const dirent64* readEntry() const { return ::readdir64(mStream.get()); }
+    /// Tells whether an entry is a folder.
+    /// @param name that of the entry in UTF-8.
+    bool isFolder(const dirent64& entry, const std::string& name) const;
+
+private:
+    void open(const std::string& localPath);
+    bool hasTypeOf(const dirent64& entry, const std::string& name) const;
+
+    std::string mPath;
+    OpenFolder mStream;
+    std::size_t mLocalSize = 0;
+    bool mHasTypes = false;  // whether the types of the entries answer the question
+};
+
+}  // namespace qz::filesystem

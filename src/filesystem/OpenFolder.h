@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstring>
+#include <memory>
+
+#include <dirent.h>
+
+#include "KeptErrno.h"
+
+namespace qz::filesystem {
+
+struct CloseFolder {
+    void operator()(DIR* folder) const
+    {
+        const KeptErrno kept;
+        ::closedir(folder);
+    }
+};
+
+/// A folder whose entries are read; closes it.
+using OpenFolder = std::unique_ptr<DIR, CloseFolder>;
+
+/// Tells whether an entry is "." or "..".
+inline bool isSelfOrParent(const dirent64& entry)
+{
+    const char* const name = entry.d_name;
+    return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
+}
+
+/// What an entry alone tells of its object.
+enum class EntryKind {
+    Folder,
+    NoFolder,  ///< Nor does it lead to one.
+    Untold,    ///< The object has to be looked at.
+};
+
+/// Gives what an entry's type tells. A name with a backslash is looked up as one of several
+/// components, and may lead anywhere.
+inline EntryKind getKind(const dirent64& entry)
+{
+    if (std::strchr(entry.d_name, '\\') != nullptr) return EntryKind::Untold;
+    switch (entry.d_type) {
+        case DT_REG:
+        case DT_FIFO:
+        case DT_SOCK:
+        case DT_CHR:
+        case DT_BLK:
+            return EntryKind::NoFolder;
+        case DT_DIR:
+            return EntryKind::Folder;
+        default:
+            return EntryKind::Untold;
+    }
+}
+
+}  // namespace qz::filesystem
