@@ -1,7 +1,8 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <list>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -132,15 +133,52 @@ private:
 
     using Entries = std::vector<IndexEntry>;
 
+    // The files by `ComputeFileIndex` of their names. A table of hashes finds a name; the order of
+    // the keys counts for versions only, and is made for these when a build ends.
+    class Index {
+    public:
+        struct Name {
+            std::string key;
+            Entries entries;
+        };
+
+        const std::vector<Name>& getNames() const { return mNames; }
+        std::vector<const Name*> getNamesByKey() const;
+        std::size_t countFiles() const;
+        bool operator==(const Index& other) const;
+
+        // Null for a name that isn't there.
+        const Entries* find(const std::string& key) const;
+        // The files with the highest version of those whose keys begin so.
+        const Entries* findLastVersion(const std::string& key) const;
+        // Makes a name that isn't there.
+        Entries& edit(const std::string& key);
+        void sortVersions();
+        void clear();
+
+    private:
+        using Order = std::vector<unsigned int>;  // of positions in `mNames`
+
+        std::size_t findSlot(const std::string& key, std::size_t hash) const;
+        void growTable();
+        Order makeVersionOrder() const;
+
+        std::vector<Name> mNames;           // in the order of their coming
+        std::vector<std::uint64_t> mTable;  // 0, or position plus 1 below the upper half of a hash
+        Order mVersions;                    // the names that may have versions, by key
+        std::size_t mSortedCount = 0;       // how many names `mVersions` knows of
+    };
+
     const qzXRefResolverSearchPath* findAncestor(
         const std::list<const qzXRefResolverSearchPath*>& ancestors) const;
     bool takeWholeIndex(const qzXRefResolverSearchPath& ancestor, unsigned long maxFiles);
     bool takeIndexBelow(const qzXRefResolverSearchPath& ancestor, unsigned long maxFiles);
+    unsigned long countFilesBelow(const std::string& sub) const;
+    void takeName(const Index::Name& name, const std::string& sub);
     void logTooManyFiles(unsigned long maxFiles) const;
     const Entries* findEntries(const std::string& key) const;
-    const Entries* findLastVersion(const std::string& key) const;
 
-    std::map<std::string, Entries> mIndex;  // by `ComputeFileIndex` of the name
+    Index mIndex;
     std::string mRootWithSlash;
     std::string mCleanedRootPath;
     std::string mOriginalRootPath;

@@ -42,7 +42,7 @@ bool XRefResolverFileSystemVisitor::visitFile(const std::string& folder, const s
     std::string fileName;
     SearchPath::SplitFullFilePath(relative, fileFolder, fileName);
     std::reverse(fileFolder.begin(), fileFolder.end());
-    SearchPath::Entries& entries = mOwner->mIndex[SearchPath::ComputeFileIndex(fileName)];
+    SearchPath::Entries& entries = mOwner->mIndex.edit(SearchPath::ComputeFileIndex(fileName));
     entries.emplace_back(std::move(fileName), std::move(fileFolder));
     ++mFileCount;
     return isWithinLimit();
@@ -71,12 +71,24 @@ std::string cutBelow(const std::string& reversedFolder, const std::string& sub)
     return reversedFolder.substr(0, rest == 0 ? 0 : rest - 1);
 }
 
+template <typename Entries>
+unsigned long countBelow(const Entries& entries, const std::string& sub)
+{
+    const auto count = std::count_if(entries.begin(), entries.end(), [&sub](const auto& entry) {
+        return isBelow(entry.reversedFolder, sub);
+    });
+    return static_cast<unsigned long>(count);
+}
+
 }  // namespace
 
 bool qzXRefResolverSearchPath::initializeSearchPath(unsigned long maxFiles)
 {
     XRefResolverFileSystemVisitor visitor(*this, maxFiles);
-    if (visitor.visit(mRootWithSlash, /*recursive=*/true, nullptr, /*ignoreCase=*/false, nullptr)) {
+    const bool isWhole =
+        visitor.visit(mRootWithSlash, /*recursive=*/true, nullptr, /*ignoreCase=*/false, nullptr);
+    mIndex.sortVersions();
+    if (isWhole) {
         mInitialized = true;
         return true;
     }
@@ -130,6 +142,7 @@ bool qzXRefResolverSearchPath::initializeSearchPathFromAnAncestor(
     const bool isTaken = mRootWithSlash == ancestor.mRootWithSlash
                              ? takeWholeIndex(ancestor, maxFiles)
                              : takeIndexBelow(ancestor, maxFiles);
+    mIndex.sortVersions();
     if (!isTaken) logTooManyFiles(maxFiles);
     return isTaken;
 }
@@ -138,30 +151,47 @@ bool qzXRefResolverSearchPath::takeWholeIndex(const qzXRefResolverSearchPath& an
                                               unsigned long maxFiles)
 {
     if (&ancestor != this) mIndex = ancestor.mIndex;
-    unsigned long count = 0;
-    for (const auto& [key, entries] : mIndex)
-        count += entries.size();
-    return count <= maxFiles;
+    return mIndex.countFiles() <= maxFiles;
 }
 
-// A name moves in whole, so that the one at the limit doesn't come at all.
+// A name moves in whole, so that the one at the limit doesn't come at all. Which ones come before
+// that is decided by the order of the keys; below the limit it makes no difference.
 bool qzXRefResolverSearchPath::takeIndexBelow(const qzXRefResolverSearchPath& ancestor,
                                               unsigned long maxFiles)
 {
     std::string sub = mRootWithSlash.substr(ancestor.mRootWithSlash.size());
     sub.pop_back();
     std::reverse(sub.begin(), sub.end());
-    unsigned long count = 0;
-    for (const auto& [key, entries] : ancestor.mIndex) {
-        Entries taken;
-        for (const IndexEntry& entry : entries) {
-            if (!isBelow(entry.reversedFolder, sub)) continue;
-            if (++count > maxFiles) return false;
-            taken.emplace_back(entry.fileName, cutBelow(entry.reversedFolder, sub));
-        }
-        if (!taken.empty()) mIndex[key].swap(taken);
+    if (ancestor.countFilesBelow(sub) <= maxFiles) {
+        for (const Index::Name& name : ancestor.mIndex.getNames())
+            takeName(name, sub);
+        return true;
     }
-    return true;
+    unsigned long count = 0;
+    for (const Index::Name* const name : ancestor.mIndex.getNamesByKey()) {
+        count += countBelow(name->entries, sub);
+        if (count > maxFiles) break;
+        takeName(*name, sub);
+    }
+    return false;
+}
+
+unsigned long qzXRefResolverSearchPath::countFilesBelow(const std::string& sub) const
+{
+    unsigned long count = 0;
+    for (const Index::Name& name : mIndex.getNames())
+        count += countBelow(name.entries, sub);
+    return count;
+}
+
+void qzXRefResolverSearchPath::takeName(const Index::Name& name, const std::string& sub)
+{
+    Entries taken;
+    for (const IndexEntry& entry : name.entries) {
+        if (isBelow(entry.reversedFolder, sub))
+            taken.emplace_back(entry.fileName, cutBelow(entry.reversedFolder, sub));
+    }
+    if (!taken.empty()) mIndex.edit(name.key).swap(taken);
 }
 
 void qzXRefResolverSearchPath::logTooManyFiles(unsigned long maxFiles) const

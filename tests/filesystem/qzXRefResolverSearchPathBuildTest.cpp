@@ -96,6 +96,23 @@ TEST_F(XRefBuild, TakesABackslashInAFileNameForASlash)
     EXPECT_EQ(Peer::dump(scan(mRoot)), wanted);
 }
 
+TEST_F(XRefBuild, FindsVersionsAfterEachWayToBuild)
+{
+    write("s/p.prt.1");
+    write("s/p.prt.2");
+    SearchPath path = scan(mRoot);
+    EXPECT_EQ(path.resolveXRef("p.prt").path, mRoot + "/s/p.prt.2");
+    SearchPath below;
+    EXPECT_TRUE(below.initializeSearchPath(mRoot + "/s", {&path}, kPlenty));
+    EXPECT_EQ(below.resolveXRef("p.prt").path, mRoot + "/s/p.prt.2");
+    write("s/p.prt.3");
+    EXPECT_TRUE(path.initializeSearchPath(kPlenty));
+    EXPECT_EQ(path.resolveXRef("p.prt").path, mRoot + "/s/p.prt.3");
+    write("s/p.prt.4");
+    EXPECT_FALSE(path.initializeSearchPath(4));
+    EXPECT_EQ(path.resolveXRef("p.prt").path, mRoot + "/s/p.prt.4") << "after too many files";
+}
+
 TEST_F(XRefBuild, IsBuiltOverAMissingFolder)
 {
     SearchPath path;
@@ -394,6 +411,8 @@ TEST_F(XRefBuild, BuildsAsThePlainFormInTreesOfChance)
         const SearchPath path = scan(root);
         const plain::Resolver plainPath = makePlain(root);
         EXPECT_EQ(Peer::dump(path), dump(plainPath)) << "seed " << seed;
+        for (const char* xref : {"p.prt", "b/p.prt", "a/ab/p.prt.1", "p.prt.3", "p", "a/q", "y.z"})
+            EXPECT_EQ(path.resolveXRef(xref).path, plainPath.resolve(xref).path) << xref;
         for (const char* sub : {"", "/a", "/ab", "/b", "/a/b", "/ab/a/b", "/none"}) {
             for (const unsigned long maxFiles : {0UL, 1UL, 5UL, 20UL, kPlenty}) {
                 SearchPath derived;

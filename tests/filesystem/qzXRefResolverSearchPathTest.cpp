@@ -336,6 +336,18 @@ TEST(XRefResolving, EndsANameAtAZeroByteWhenItLooksForVersions)
     EXPECT_EQ(path.resolveXRef(std::string("p.txt\0", 6)).type, SearchPath::MatchNotFound);
 }
 
+TEST(XRefResolving, FindsEachOfManyNames)
+{
+    Files files;
+    for (int i = 0; i < 2000; ++i)
+        files.push_back("a/" + std::to_string(i) + ".txt");
+    const SearchPath path = Peer::make("r", files);
+    EXPECT_EQ(Peer::dump(path).size(), files.size());
+    for (const std::string& file : files)
+        EXPECT_EQ(path.resolveXRef(file).path, "r/" + file);
+    EXPECT_EQ(path.resolveXRef("2000.txt").type, SearchPath::MatchNotFound);
+}
+
 TEST(XRefResolving, TakesHugePaths)
 {
     const SearchPath path = Peer::make("r", {std::string(100000, 'a') + "/p"});

@@ -31,7 +31,7 @@ public:
     static Dump dump(const qzXRefResolverSearchPath& path)
     {
         Dump dump;
-        for (const auto& [key, entries] : path.mIndex)
+        for (const auto& [key, entries] : path.mIndex.getNames())
             for (const auto& entry : entries)
                 dump[key].emplace_back(entry.fileName, entry.reversedFolder);
         return dump;
@@ -49,7 +49,8 @@ private:
         std::string name;
         qzXRefResolverSearchPath::SplitFullFilePath(file, folder, name);
         std::reverse(folder.begin(), folder.end());
-        path.mIndex[qzXRefResolverSearchPath::ComputeFileIndex(name)].emplace_back(name, folder);
+        path.mIndex.edit(qzXRefResolverSearchPath::ComputeFileIndex(name))
+            .emplace_back(name, folder);
     }
 };
 
