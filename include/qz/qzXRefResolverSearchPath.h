@@ -39,7 +39,7 @@ public:
         /// Makes it as it is without an index.
         void clearResult();
 
-        MatchResultType type;
+        MatchResultType type;       ///< How the file was found.
         unsigned long matchLength;  ///< How many bytes of the file's relative folder agree.
         std::string path;  ///< The file, from the cleaned root on; empty when none is found.
     };
@@ -51,7 +51,7 @@ public:
         /// Compares both parts.
         bool operator==(const IndexEntry& other) const;
 
-        std::string fileName;
+        std::string fileName;  ///< The name, as it is in its folder.
         /// The folder, relative to the root, with its bytes in reverse order; empty in the root.
         std::string reversedFolder;
     };
