@@ -39,8 +39,8 @@ public:
         /// Makes it as it is without an index.
         void clearResult();
 
-        MatchResultType type;       ///< How the file was found.
-        unsigned long matchLength;  ///< How many bytes of the file's relative folder agree.
+        MatchResultType type;           ///< How the file was found.
+        unsigned long matchLength = 0;  ///< How many bytes of the file's relative folder agree.
         std::string path;  ///< The file, from the cleaned root on; empty when none is found.
     };
 
@@ -61,9 +61,9 @@ public:
     /// Frees the index.
     ~qzXRefResolverSearchPath();
     /// Copies roots and index.
-    qzXRefResolverSearchPath(const qzXRefResolverSearchPath&);
+    qzXRefResolverSearchPath(const qzXRefResolverSearchPath& other);
     /// Copies roots and index.
-    qzXRefResolverSearchPath& operator=(const qzXRefResolverSearchPath&);
+    qzXRefResolverSearchPath& operator=(const qzXRefResolverSearchPath& other);
 
     /// Sets the root. Neither the index nor `isInitialized` changes.
     /// @param path may be what `getOriginalRootPath` gives; empty takes the root away.
@@ -135,11 +135,12 @@ private:
 
     // The files by `ComputeFileIndex` of their names. A table of hashes finds a name; the order of
     // the keys counts for versions only, and is made for these when a build ends.
-    class Index {
+    class QZ_LOCAL Index {
     public:
+        /// The files of one key.
         struct Name {
-            std::string key;
-            Entries entries;
+            std::string key;  ///< As `ComputeFileIndex` gives it.
+            Entries entries;  ///< In the order in which they came.
         };
 
         const std::vector<Name>& getNames() const { return mNames; }

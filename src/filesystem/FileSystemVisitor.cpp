@@ -5,7 +5,6 @@
 #include <qz/qzDirUtils.h>
 
 #include "FolderLevel.h"
-#include "LocalPath.h"
 #include "PathText.h"
 
 namespace qz {
@@ -90,10 +89,11 @@ bool qzDirUtils::FileSystemVisitor::visitImpl(const std::string& folder,
     const FolderLevel level(withSlashes(folder));
     if (!level.isOpen()) return true;
     if (!enterFolder(level.getPath())) return false;
+    std::string name;
     while (const dirent64* const entry = level.readEntry()) {
         if (isCancelled(cancel)) return false;
         if (filesystem::isSelfOrParent(*entry)) continue;
-        const std::string name = filesystem::fromLocal(entry->d_name);
+        level.readName(*entry, name);
         if (!isMet(name)) continue;
         if (level.isFolder(*entry, name)) {
             if (!visitSubfolder(level.getPath(), name, cancel)) return false;

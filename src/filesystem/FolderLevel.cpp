@@ -6,6 +6,7 @@
 #include <qz/qzDirUtils.h>
 
 #include "LocalPath.h"
+#include "text/ThreadContentKey.h"
 
 namespace qz::filesystem {
 
@@ -30,11 +31,18 @@ bool keepsItsMeaning(const std::string& path)
 
 }  // namespace
 
-FolderLevel::FolderLevel(const std::string& path) : mPath(path)
+FolderLevel::FolderLevel(const std::string& path) : mPath(path), mToUtf8(findConverter())
 {
     const std::string localPath = toLocal(path);
     mLocalSize = localPath.size();
     if (!localPath.empty()) open(localPath);
+}
+
+const text::ByteConverter* FolderLevel::findConverter()
+{
+    const text::ThreadContent* const content = text::getThreadContent();
+    if (content == nullptr) return nullptr;
+    return content->getBetween(qzStringUtils::CharSetLocal, qzStringUtils::CharSetUtf8);
 }
 
 // The system opens "folder/." only if the folder may be searched, which is what looking at one of
@@ -45,6 +53,13 @@ void FolderLevel::open(const std::string& localPath)
     mHasTypes = mStream != nullptr && keepsItsMeaning(mPath);
     if (mStream != nullptr || (errno != EACCES && errno != ENAMETOOLONG)) return;
     mStream.reset(::opendir(localPath.c_str()));
+}
+
+// Nearly all names are the same in UTF-8 and need no copy besides.
+void FolderLevel::readName(const dirent64& entry, std::string& name) const
+{
+    name = entry.d_name;
+    if (mToUtf8 == nullptr || !mToUtf8->keeps(name)) name = fromLocal(name);
 }
 
 bool FolderLevel::isFolder(const dirent64& entry, const std::string& name) const

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "OpenFolder.h"
+#include "text/ThreadContent.h"
 
 namespace qz::filesystem {
 
@@ -23,16 +24,21 @@ public:
 
     /// Gives the next entry, null at the end.
     const dirent64* readEntry() const { return ::readdir64(mStream.get()); }
+    /// Gives an entry's name in UTF-8, empty when it can't be converted. The text's room is used
+    /// again.
+    void readName(const dirent64& entry, std::string& name) const;
     /// Tells whether an entry is a folder.
     /// @param name that of the entry in UTF-8.
     bool isFolder(const dirent64& entry, const std::string& name) const;
 
 private:
+    static const text::ByteConverter* findConverter();
     void open(const std::string& localPath);
     bool hasTypeOf(const dirent64& entry, const std::string& name) const;
 
     std::string mPath;
     OpenFolder mStream;
+    const text::ByteConverter* mToUtf8;
     std::size_t mLocalSize = 0;
     bool mHasTypes = false;  // whether the types of the entries answer the question
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace qz::filesystem {
 
@@ -8,9 +9,8 @@ namespace qz::filesystem {
 /// bytes count, so that longer kinds may as well.
 inline bool hasVersions(const std::string& key)
 {
-    for (const char* const kind : {"prt", "asm", "neu"})
-        if (key.compare(0, 3, kind) == 0) return true;
-    return false;
+    const std::string_view kind = std::string_view(key).substr(0, 3);
+    return kind == "prt" || kind == "asm" || kind == "neu";
 }
 
 }  // namespace qz::filesystem

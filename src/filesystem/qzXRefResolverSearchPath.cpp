@@ -6,8 +6,7 @@
 
 namespace qz {
 
-qzXRefResolverSearchPath::tMatchResult::tMatchResult(MatchResultType resultType)
-    : type(resultType), matchLength(0)
+qzXRefResolverSearchPath::tMatchResult::tMatchResult(MatchResultType resultType) : type(resultType)
 {
 }
 

@@ -103,7 +103,8 @@ bool qzXRefResolverSearchPath::initializeSearchPath(
     const std::string& path, const std::list<const qzXRefResolverSearchPath*>& ancestors,
     unsigned long maxFiles)
 {
-    const std::string root = path;  // may be a field that is cleared
+    // May be a field that is cleared. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+    const std::string root = path;
     clearSearchPath();
     if (root.empty()) return false;
     setPath(root);
