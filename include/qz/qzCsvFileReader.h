@@ -69,17 +69,17 @@ public:
 private:
     struct Parse;
 
-    bool parseRows(bool& finished, unsigned long rowCount);
-    bool takeText(Parse& parse);
-    bool takeCharacters(const char* end);
-    bool takeSpecial(Parse& parse, char c, unsigned long rowCount, bool& isDone);
-    bool takeOutside(Parse& parse, char c, unsigned long rowCount, bool& isDone);
-    bool append(const char* bytes, unsigned long size);
-    void closeCell();
-    void finishRow();
-    bool isBufferEmpty() const { return mCursor == mBufferEnd; }
-    bool isTooLongForHeader(unsigned long size) const;
-    bool canGrow() const;
+    QZ_LOCAL bool parseRows(bool& finished, unsigned long rowCount);
+    QZ_LOCAL bool takeText(Parse& parse);
+    QZ_LOCAL bool takeCharacters(const char* end);
+    QZ_LOCAL bool takeSpecial(Parse& parse, char c, unsigned long rowCount, bool& isDone);
+    QZ_LOCAL bool takeOutside(Parse& parse, char c, unsigned long rowCount, bool& isDone);
+    QZ_LOCAL bool append(const char* bytes, unsigned long size);
+    QZ_LOCAL void closeCell();
+    QZ_LOCAL void finishRow();
+    QZ_LOCAL bool isBufferEmpty() const { return mCursor == mBufferEnd; }
+    QZ_LOCAL bool isTooLongForHeader(unsigned long size) const;
+    QZ_LOCAL bool canGrow() const;
 
     std::unique_ptr<std::ifstream> mInput;
     char* mCursor = nullptr;  // inside of mReadBuffer, like the next one

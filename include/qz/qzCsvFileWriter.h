@@ -42,8 +42,8 @@ public:
     void finalizeCurrentFile();
 
 private:
-    std::string getNextPath() const;
-    void beginFile();
+    QZ_LOCAL std::string getNextPath() const;
+    QZ_LOCAL void beginFile();
 
     std::list<std::string> mHeaders;
     std::string mFolder;

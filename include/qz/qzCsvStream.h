@@ -41,10 +41,10 @@ public:
     unsigned int getCellCount() const { return mCellCount; }
 
 private:
-    void write(const char* data, unsigned long size);
-    void writeDelimiter(char delimiter) { write(&delimiter, 1); }
-    bool needsQuotes(const char* data, unsigned long size) const;
-    void writeQuoted(const char* data, unsigned long size);
+    QZ_LOCAL void write(const char* data, unsigned long size);
+    QZ_LOCAL void writeDelimiter(char delimiter) { write(&delimiter, 1); }
+    QZ_LOCAL bool needsQuotes(const char* data, unsigned long size) const;
+    QZ_LOCAL void writeQuoted(const char* data, unsigned long size);
 
     std::vector<char> mScratch;  // the quoted form of a cell
     std::string mLineEnd;

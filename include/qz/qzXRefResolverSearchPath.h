@@ -175,9 +175,9 @@ private:
     bool takeWholeIndex(const qzXRefResolverSearchPath& ancestor, unsigned long maxFiles);
     bool takeIndexBelow(const qzXRefResolverSearchPath& ancestor, unsigned long maxFiles);
     unsigned long countFilesBelow(const std::string& sub) const;
-    void takeName(const Index::Name& name, const std::string& sub);
-    void logTooManyFiles(unsigned long maxFiles) const;
-    const Entries* findEntries(const std::string& key) const;
+    QZ_LOCAL void takeName(const Index::Name& name, const std::string& sub);
+    QZ_LOCAL void logTooManyFiles(unsigned long maxFiles) const;
+    QZ_LOCAL const Entries* findEntries(const std::string& key) const;
 
     Index mIndex;
     std::string mRootWithSlash;
