@@ -47,7 +47,7 @@ with_pkg_config()
     read -ra flags <<<"$(pkg-config --cflags --libs qzSystem)"
     quietly g++ "-std=c++$standard" "$work/consumer/consumer.cpp" "${flags[@]}" "$@" \
         -o "$work/consumer/program"
-    quietly env LD_LIBRARY_PATH="$(dirname "$(find "$prefix" -name 'libqzSystem.*' | head -n 1)")" \
+    quietly env LD_LIBRARY_PATH="$(dirname "$(find "$prefix" -name 'libqzSystem.*' -not -name '*.py' | head -n 1)")" \
         "$work/consumer/program" "$work/consumer.bin"
     echo "    C++$standard with pkg-config"
 }
