@@ -6,18 +6,14 @@
 
 #include "FolderLevel.h"
 #include "PathText.h"
+#include "text/LowerCase.h"
 
 namespace qz {
 
 namespace {
 
 using filesystem::FolderLevel;
-
-void makeLowerCase(std::string& text)
-{
-    for (char& byte : text)
-        byte = static_cast<char>(std::tolower(static_cast<unsigned char>(byte)));
-}
+using text::makeLowerCase;
 
 bool endsWith(const std::string& text, const std::string& end)
 {

@@ -5,7 +5,7 @@
 
 #include <qz/qzDirUtils.h>
 
-#include "LocalPath.h"
+#include "text/LocalPath.h"
 #include "text/ThreadContentKey.h"
 
 namespace qz::filesystem {
@@ -33,7 +33,7 @@ bool keepsItsMeaning(const std::string& path)
 
 FolderLevel::FolderLevel(const std::string& path) : mPath(path), mToUtf8(findConverter())
 {
-    const std::string localPath = toLocal(path);
+    const std::string localPath = text::toLocal(path);
     mLocalSize = localPath.size();
     if (!localPath.empty()) open(localPath);
 }
@@ -59,7 +59,7 @@ void FolderLevel::open(const std::string& localPath)
 void FolderLevel::readName(const dirent64& entry, std::string& name) const
 {
     name = entry.d_name;
-    if (mToUtf8 == nullptr || !mToUtf8->keeps(name)) name = fromLocal(name);
+    if (mToUtf8 == nullptr || !mToUtf8->keeps(name)) name = text::fromLocal(name);
 }
 
 bool FolderLevel::isFolder(const dirent64& entry, const std::string& name) const

@@ -8,8 +8,8 @@
 
 #include <qz/qzDirUtils.h>
 
-#include "LocalPath.h"
 #include "PathText.h"
+#include "text/LocalPath.h"
 
 namespace qz {
 
@@ -121,12 +121,12 @@ std::string resolve(const std::string& localPath)
 
 std::string resolveInCurrentFolder(const std::string& path)
 {
-    std::string localPath = filesystem::toLocal(path);
+    std::string localPath = text::toLocal(path);
     filesystem::makeSlashes(localPath);
     // One component alone may be missing without the result being lost: the current folder, ahead
     // of it, exists.
     if (localPath.find('/') == std::string::npos) localPath.insert(0, "./");
-    return filesystem::fromLocal(resolve(filesystem::endAtZeroByte(localPath)));
+    return text::fromLocal(resolve(text::endAtZeroByte(localPath)));
 }
 
 }  // namespace

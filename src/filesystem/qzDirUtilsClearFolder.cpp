@@ -5,8 +5,8 @@
 #include <qz/qzDirUtils.h>
 
 #include "KeptErrno.h"
-#include "LocalPath.h"
 #include "OpenFolder.h"
+#include "text/LocalPath.h"
 
 namespace qz {
 
@@ -40,7 +40,7 @@ private:
 bool FolderClearing::clear(const std::string& folder, bool removeFolder) const
 {
     // The paths of its entries go on behind it.
-    const std::string localFolder = filesystem::endAtZeroByte(filesystem::toLocal(folder));
+    const std::string localFolder = text::endAtZeroByte(text::toLocal(folder));
     OpenFolder open(::opendir(localFolder.c_str()));
     if (open == nullptr) {
         const KeptErrno error;
@@ -85,14 +85,14 @@ bool FolderClearing::removeEntry(DIR* folder, const dirent64& entry, const std::
                                  bool isSurelyFile) const
 {
     if (!isSurelyFile) {
-        const std::string path = filesystem::fromLocal(localPath);
+        const std::string path = text::fromLocal(localPath);
         if (qzDirUtils::DirExistsUtf8(path)) return clear(path, /*removeFolder=*/true);
     }
     // By its name in the open folder: the system need not walk the path for each file, which takes
     // a tenth of the time.
     if (::unlinkat(::dirfd(folder), entry.d_name, 0) == 0) return true;
     const KeptErrno error;
-    tell("unlink error ", error, filesystem::fromLocal(localPath));
+    tell("unlink error ", error, text::fromLocal(localPath));
     return false;
 }
 

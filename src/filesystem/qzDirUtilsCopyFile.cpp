@@ -4,7 +4,7 @@
 #include <qz/qzDirUtils.h>
 
 #include "KeptErrno.h"
-#include "LocalPath.h"
+#include "text/LocalPath.h"
 
 namespace qz {
 
@@ -25,7 +25,7 @@ using File = std::unique_ptr<std::FILE, CloseFile>;
 
 File openFile(const std::string& path, const char* mode)
 {
-    return File(std::fopen(filesystem::toLocal(path).c_str(), mode));
+    return File(std::fopen(text::toLocal(path).c_str(), mode));
 }
 
 bool fail(std::string* errorMsg, const char* what, const std::string& path)

@@ -3,13 +3,13 @@
 
 #include <qz/qzDirUtils.h>
 
-#include "LocalPath.h"
+#include "text/LocalPath.h"
 
 namespace qz {
 
 bool qzDirUtils::GrantAllFilePermissionsUtf8(const std::string& path)
 {
-    const std::string localPath = filesystem::toLocal(path);
+    const std::string localPath = text::toLocal(path);
     struct stat status = {};
     if (::stat(localPath.c_str(), &status) != 0) return false;
     return ::chmod(localPath.c_str(), (status.st_mode & ALLPERMS) | ACCESSPERMS) == 0;
@@ -19,7 +19,7 @@ unsigned long qzDirUtils::GetAvailableDiskSizeUtf8(const std::string& path, std:
 {
     // Cleared last: the path may be the same text.
     struct statvfs64 status = {};
-    const bool isThere = ::statvfs64(filesystem::toLocal(path).c_str(), &status) == 0;
+    const bool isThere = ::statvfs64(text::toLocal(path).c_str(), &status) == 0;
     errorMsg.clear();
     return isThere ? status.f_bsize * status.f_bfree : 0;
 }

@@ -6,7 +6,7 @@
 
 #include <qz/qzDirUtils.h>
 
-#include "LocalPath.h"
+#include "text/LocalPath.h"
 
 namespace qz {
 
@@ -31,18 +31,18 @@ std::string getHome()
 
 std::string qzDirUtils::GetTempFolderUtf8()
 {
-    return filesystem::fromLocal(getVariable("TMPDIR", "/tmp"));
+    return text::fromLocal(getVariable("TMPDIR", "/tmp"));
 }
 
 std::string qzDirUtils::GetCurrentWorkingDirUtf8()
 {
     const std::unique_ptr<char, FreeText> folder(::getcwd(nullptr, 0));
-    return folder != nullptr ? filesystem::fromLocal(folder.get()) : std::string();
+    return folder != nullptr ? text::fromLocal(folder.get()) : std::string();
 }
 
 bool qzDirUtils::SetCurrentWorkingDirUtf8(const std::string& path)
 {
-    return ::chdir(filesystem::toLocal(path).c_str()) == 0;
+    return ::chdir(text::toLocal(path).c_str()) == 0;
 }
 
 bool qzDirUtils::GetProcessFolderUtf8(std::string& folder)
@@ -52,7 +52,7 @@ bool qzDirUtils::GetProcessFolderUtf8(std::string& folder)
     const ssize_t size = ::readlink("/proc/self/exe", file, sizeof file);
     if (size < 1) return false;
     const std::string path(file, static_cast<std::size_t>(size));
-    folder = filesystem::fromLocal(path.substr(0, path.rfind('/')));
+    folder = text::fromLocal(path.substr(0, path.rfind('/')));
     return true;
 }
 
@@ -77,7 +77,7 @@ std::string qzDirUtils::GetAppDataFolderUtf8(const std::string& applicationName)
 {
     const char* const home = std::getenv("HOME");
     const std::string ahead = home != nullptr ? std::string(home) + "/." : ".";
-    return filesystem::fromLocal(ahead + applicationName);
+    return text::fromLocal(ahead + applicationName);
 }
 
 }  // namespace qz

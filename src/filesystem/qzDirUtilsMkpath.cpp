@@ -4,7 +4,7 @@
 
 #include <qz/qzDirUtils.h>
 
-#include "LocalPath.h"
+#include "text/LocalPath.h"
 
 namespace qz {
 
@@ -26,7 +26,7 @@ bool makeFolderUnlessThere(const char* localPath)
 
 bool qzDirUtils::MkpathUtf8(const std::string& path)
 {
-    std::string localPath = filesystem::toLocal(path);
+    std::string localPath = text::toLocal(path);
     std::size_t start = 0;
     for (std::size_t slash = localPath.find('/'); slash != std::string::npos;
          slash = localPath.find('/', start)) {

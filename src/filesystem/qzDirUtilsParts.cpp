@@ -3,6 +3,7 @@
 #include <qz/qzDirUtils.h>
 
 #include "PathText.h"
+#include "text/LowerCase.h"
 #include "text/NumberParse.h"
 
 namespace qz {
@@ -97,10 +98,7 @@ std::string qzDirUtils::ExtractFileExtension(const std::string& path, bool lower
     // A numbered volume keeps its real extension.
     if (partCount < 2) partCount = isNumber(name.substr(lastDot + 1)) ? 2 : 1;
     std::string extension(takeLastParts(name, partCount));
-    if (lowerCase) {
-        for (char& byte : extension)
-            byte = static_cast<char>(std::tolower(static_cast<unsigned char>(byte)));
-    }
+    if (lowerCase) text::makeLowerCase(extension);
     return extension;
 }
 

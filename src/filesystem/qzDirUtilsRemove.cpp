@@ -4,15 +4,15 @@
 #include <qz/qzDirUtils.h>
 
 #include "KeptErrno.h"
-#include "LocalPath.h"
+#include "text/LocalPath.h"
 
 namespace qz {
 
 bool qzDirUtils::RenameFileUtf8(const std::string& oldPath, const std::string& newPath,
                                 std::string* errorMsg)
 {
-    const std::string oldLocalPath = filesystem::toLocal(oldPath);
-    if (std::rename(oldLocalPath.c_str(), filesystem::toLocal(newPath).c_str()) == 0) return true;
+    const std::string oldLocalPath = text::toLocal(oldPath);
+    if (std::rename(oldLocalPath.c_str(), text::toLocal(newPath).c_str()) == 0) return true;
     const filesystem::KeptErrno error;
     if (errorMsg != nullptr) *errorMsg = "rename error " + SystemError(error.get()).toString();
     return false;
@@ -22,7 +22,7 @@ bool qzDirUtils::RemoveFileUtf8(const std::string& path, std::string* errorMsg)
 {
     if (errorMsg != nullptr) errorMsg->clear();
     if (path.empty()) return true;
-    if (std::remove(filesystem::toLocal(path).c_str()) == 0) return true;
+    if (std::remove(text::toLocal(path).c_str()) == 0) return true;
     const filesystem::KeptErrno error;
     if (errorMsg != nullptr)
         *errorMsg = "remove error " + SystemError(error.get()).toString() + " for '" + path + "'";

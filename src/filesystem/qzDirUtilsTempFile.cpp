@@ -4,7 +4,7 @@
 
 #include <qz/qzDirUtils.h>
 
-#include "LocalPath.h"
+#include "text/LocalPath.h"
 
 namespace qz {
 
@@ -16,11 +16,11 @@ std::string qzDirUtils::GetTempFileUtf8(const std::string& folder, const std::st
 std::string qzDirUtils::GetTempFileUtf8(const std::string& folder, const std::string& prefix,
                                         const std::string& suffix)
 {
-    std::string localPath = filesystem::toLocal(folder + "/" + prefix + "XXXXXX" + suffix);
+    std::string localPath = text::toLocal(folder + "/" + prefix + "XXXXXX" + suffix);
     const int descriptor = ::mkstemp(localPath.data());
     if (descriptor < 0) return {};
     ::close(descriptor);
-    return filesystem::fromLocal(filesystem::endAtZeroByte(localPath));
+    return text::fromLocal(text::endAtZeroByte(localPath));
 }
 
 }  // namespace qz

@@ -5,7 +5,7 @@
 
 #include <qz/qzDirUtils.h>
 
-#include "LocalPath.h"
+#include "text/LocalPath.h"
 
 namespace qz {
 
@@ -50,7 +50,7 @@ bool qzFileInfoUtf8::operator==(const qzFileInfoUtf8& other) const
 void qzDirUtils::GetFileInfoUtf8(const std::string& path, qzFileInfoUtf8& info)
 {
     struct stat status = {};
-    if (::stat(filesystem::toLocal(path).c_str(), &status) != 0) {
+    if (::stat(text::toLocal(path).c_str(), &status) != 0) {
         info.clearInfos();
         return;
     }

@@ -1,10 +1,9 @@
 #include <qz/MimeTypeInfo.h>
 
-#include <cctype>
-
 #include <qz/qzDirUtils.h>
 
 #include "MimeTable.h"
+#include "text/LowerCase.h"
 
 namespace qz {
 
@@ -88,13 +87,6 @@ const MimeTypeInfo* findRow(const std::string& key)
     return row != gMimeTable.end() ? &row->second : nullptr;
 }
 
-std::string toLower(std::string text)
-{
-    for (char& c : text)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
-}
-
 }  // namespace
 
 MimeTypeInfo::MimeTypeInfo() = default;
@@ -112,7 +104,9 @@ const MimeTypeInfo& MimeTypeInfo::GetMimeTypeInfoFromFileNameOrExt(
             qzDirUtils::ExtractFileExtension(nameOrExtension, /*lowerCase=*/true, parts);
         if (const MimeTypeInfo* const found = findRow(extension)) return *found;
     }
-    const MimeTypeInfo* const found = findRow(toLower(nameOrExtension));
+    std::string whole = nameOrExtension;
+    text::makeLowerCase(whole);
+    const MimeTypeInfo* const found = findRow(whole);
     return found != nullptr ? *found : gDefaultMimeType;
 }
 

@@ -3,10 +3,10 @@
 #include <fstream>
 
 #include <qz/qzDirUtils.h>
-#include <qz/qzStringUtils.h>
 
 #include "StreamState.h"
 #include "StreamWindow.h"
+#include "text/LocalPath.h"
 
 namespace qz {
 
@@ -83,9 +83,7 @@ bool qzIoDeviceFileStream::open(DataWay way, bool truncate)
         return false;
     }
     mStream = std::make_unique<Stream>();
-    mStream->open(qzStringUtils::convertCharset(mFilePath, qzStringUtils::CharSetUtf8,
-                                                qzStringUtils::CharSetLocal),
-                  mode);
+    mStream->open(text::toLocal(mFilePath), mode);
     mIsOpen = mStream->is_open();
     changeSupportedDataWay(way);
     if (!mIsOpen) setDeviceError(makeOpenError(mFilePath, mStream->fail(), mStream->bad()));

@@ -6,6 +6,8 @@
 
 #include <qz/qzStringUtils.h>
 
+#include "LowerCase.h"
+
 namespace qz {
 
 namespace {
@@ -30,14 +32,6 @@ bool isBlank(char byte)
     return std::isspace(static_cast<unsigned char>(byte)) != 0;
 }
 
-std::string makeLowered(std::string_view text)
-{
-    std::string lowered(text);
-    for (char& byte : lowered)
-        byte = static_cast<char>(std::tolower(static_cast<unsigned char>(byte)));
-    return lowered;
-}
-
 // The number's own digits and sign, filled up in front.
 template <typename Number>
 std::string writePadded(Number value, int width)
@@ -57,7 +51,8 @@ bool qzStringUtils::parseBool(const std::string_view& text, bool& value)
 {
     value = false;
     if (findBoolWord(text, value)) return true;
-    const std::string lowered = makeLowered(text);
+    std::string lowered(text);
+    text::makeLowerCase(lowered);
     const auto begin = std::find_if_not(lowered.begin(), lowered.end(), isBlank);
     const auto end = std::find_if_not(lowered.rbegin(), std::make_reverse_iterator(begin), isBlank);
     return findBoolWord(

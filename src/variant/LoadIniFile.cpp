@@ -1,10 +1,10 @@
 #include <qz/qzIniFile.h>
 #include <qz/qzLogObject.h>
-#include <qz/qzStringUtils.h>
 
 #include "IniText.h"
 #include "LocalFile.h"
 #include "VariantPath.h"
+#include "text/LocalPath.h"
 
 namespace qz {
 
@@ -100,8 +100,7 @@ private:
 
 bool LoadIniFile(const std::string& path, qzVariant::qzVariantMapImpl& map)
 {
-    const variant::InputFile file(qzStringUtils::convertCharset(path, qzStringUtils::CharSetUtf8,
-                                                                qzStringUtils::CharSetLocal));
+    const variant::InputFile file(text::toLocal(path));
     if (!file.isOpen()) return false;
     IniReader(path, map).read(file.read());
     return true;

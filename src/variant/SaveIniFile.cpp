@@ -3,10 +3,10 @@
 #include <qz/qzDirUtils.h>
 #include <qz/qzIniFile.h>
 #include <qz/qzLogObject.h>
-#include <qz/qzStringUtils.h>
 
 #include "IniText.h"
 #include "LocalFile.h"
+#include "text/LocalPath.h"
 
 namespace qz {
 
@@ -28,11 +28,7 @@ bool isFlat(const Map& map)
 
 class IniWriter {
 public:
-    explicit IniWriter(const std::string& path)
-        : mFile(qzStringUtils::convertCharset(path, qzStringUtils::CharSetUtf8,
-                                              qzStringUtils::CharSetLocal))
-    {
-    }
+    explicit IniWriter(const std::string& path) : mFile(text::toLocal(path)) {}
 
     bool isOpen() const { return mFile.isOpen(); }
 

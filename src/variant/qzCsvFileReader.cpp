@@ -7,9 +7,8 @@
 
 #include <utf8.h>
 
-#include <qz/qzStringUtils.h>
-
 #include "CsvScan.h"
+#include "text/LocalPath.h"
 #include "text/Utf8Scan.h"
 
 // All that means something is ASCII, so the text between two such bytes is taken in one piece; it
@@ -93,10 +92,8 @@ void qzCsvFileReader::setFileName(const std::string& utf8Path)
     if (utf8Path == mFileName) return;
     mFileName = utf8Path;
     mInput.reset();  // gives its descriptor back for the next one
-    mInput = std::make_unique<std::ifstream>(
-        qzStringUtils::convertCharset(utf8Path, qzStringUtils::CharSetUtf8,
-                                      qzStringUtils::CharSetLocal),
-        std::ios::in | std::ios::binary);
+    mInput =
+        std::make_unique<std::ifstream>(text::toLocal(utf8Path), std::ios::in | std::ios::binary);
     if (!mInput->is_open()) mLastError = "Failed to open the file";
     mFileSize = 0;
     mBytesRead = 0;

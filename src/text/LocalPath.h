@@ -5,7 +5,7 @@
 
 #include <qz/qzStringUtils.h>
 
-namespace qz::filesystem {
+namespace qz::text {
 
 /// Converts a path for the system, right at the call of it. A path that can't be converted becomes
 /// empty, which names nothing.
@@ -29,4 +29,4 @@ inline std::string endAtZeroByte(std::string localPath)
     return localPath;
 }
 
-}  // namespace qz::filesystem
+}  // namespace qz::text
