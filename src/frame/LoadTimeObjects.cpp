@@ -1,5 +1,6 @@
 #include "LoadTimeObjects.h"
 
+#include <qz/qzSystemUtils.h>
 #include <qz/qzThread.h>
 #include <qz/qzVariant.h>
 
@@ -15,6 +16,7 @@ namespace qz {
     qzThread::CurrentThreadId();
 [[gnu::init_priority(QZ_LOAD_MIME_TYPES)]] std::map<std::string, MimeTypeInfo> gMimeTable;
 [[gnu::init_priority(QZ_LOAD_MIME_TYPES)]] const MimeTypeInfo gDefaultMimeType;
+[[gnu::init_priority(QZ_LOAD_TIME)]] long gRandomSeed = qzSystemUtils::GetMSecElapsedSinceEpoch();
 [[gnu::init_priority(QZ_LOAD_LIGHT_COUNTER)]] impl::LibInitCounter gLightCounter("systemlight",
                                                                                  true);
 [[gnu::init_priority(QZ_LOAD_FULL_COUNTER)]] impl::LibInitCounter gFullCounter("systemfull", false);

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <qz/qzExport.h>
+
+namespace qz::exception {
+
+/// Tells whether the library's signal watcher is installed: from the end of a full start to the
+/// stop.
+QZ_API bool IsSigWatcherRegistered();
+
+namespace impl {
+
+/// Calls a function and reports an exception that leaves it, with its type and text, as a CRITICAL
+/// entry that also goes to the system log.
+///
+/// The guard reports and doesn't swallow: the caller gets a new `std::exception` for one that
+/// derives from it, or a `std::runtime_error` "Unknown exception" for anything else.
+QZ_API void ExecGuardedCode(void (*function)(void*), void* argument);
+/// The same for a function without an argument.
+QZ_API void ExecGuardedCode(void (*function)());
+
+}  // namespace impl
+
+}  // namespace qz::exception

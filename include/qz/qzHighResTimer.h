@@ -1,0 +1,37 @@
+#pragma once
+
+#include <memory>
+
+#include <qz/qzExport.h>
+
+/// A stopwatch over the wall clock, in microseconds. It follows every change of that clock.
+/// Threads: one at a time.
+class QZ_API qzHighResTimer {
+public:
+    /// Makes a cleared timer.
+    qzHighResTimer();
+    ~qzHighResTimer();
+    qzHighResTimer(const qzHighResTimer&) = delete;
+    qzHighResTimer& operator=(const qzHighResTimer&) = delete;
+
+    /// Stops the timer and sets its times to 0.
+    void clearTimer();
+    /// Starts the timer anew from now.
+    void start();
+    /// Takes the present time as the stop time; does nothing when the timer doesn't run.
+    void stop();
+    /// Tells whether the timer was started and not stopped since.
+    bool isRunning();
+
+    /// Microseconds from the start to the stop, or to now while the timer runs. Asking a running
+    /// timer moves its stop time.
+    double getElapsedTimeInMicroSec();
+    /// The same in milliseconds.
+    double getElapsedTimeInMilliSec();
+    /// The same in seconds.
+    double getElapsedTimeInSec();
+
+private:
+    struct Times;
+    std::unique_ptr<Times> mTimes;
+};

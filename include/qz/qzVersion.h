@@ -1,0 +1,62 @@
+#pragma once
+
+#include <string>
+
+#include <qz/qzExport.h>
+
+namespace qz {
+
+/// A version number with a text. Numbers alone are compared, so two versions may be equal and read
+/// differently.
+class QZ_API qzVersion {
+public:
+    /// Makes version 0.0.0 without a description.
+    qzVersion();
+    /// Makes a version.
+    /// @param build,stage kept with the version; they play no part in a comparison.
+    qzVersion(unsigned major, unsigned minor, unsigned revision, const std::string& description,
+              unsigned build, unsigned stage);
+    virtual ~qzVersion();
+    /// Copies a version.
+    qzVersion(const qzVersion& other) = default;
+    /// Copies a version.
+    qzVersion& operator=(const qzVersion& other) = default;
+
+    /// Overwrites everything; the arguments are those of the constructor.
+    void setVersion(unsigned major, unsigned minor, unsigned revision,
+                    const std::string& description, unsigned build, unsigned stage);
+
+    /// The first number.
+    unsigned getMajorVersion() const { return mMajor; }
+    /// The second number.
+    unsigned getMinorVersion() const { return mMinor; }
+    /// The third number.
+    unsigned getRevision() const { return mRevision; }
+    /// The text.
+    const std::string& getDescription() const { return mDescription; }
+
+    /// Compares major, then minor, then revision.
+    bool operator==(const qzVersion& other) const;
+    /// Compares major, then minor, then revision.
+    bool operator!=(const qzVersion& other) const { return !(*this == other); }
+    /// Compares major, then minor, then revision.
+    bool operator<(const qzVersion& other) const;
+    /// Compares major, then minor, then revision.
+    bool operator<=(const qzVersion& other) const { return !(other < *this); }
+    /// Compares major, then minor, then revision.
+    bool operator>(const qzVersion& other) const { return other < *this; }
+    /// Compares major, then minor, then revision.
+    bool operator>=(const qzVersion& other) const { return !(*this < other); }
+
+private:
+    friend class qzVersionTestPeer;
+
+    unsigned mMajor = 0;
+    unsigned mMinor = 0;
+    unsigned mRevision = 0;
+    unsigned mBuild = 0;
+    unsigned mStage = 0;
+    std::string mDescription;
+};
+
+}  // namespace qz

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <qz/qzLogObject.h>
+#include <qz/qzSystem.h>
+
+namespace qz {
+
+/// Reports an object for several threads that is made ahead of the full start. It is usable all the
+/// same.
+inline void warnAheadOfFullStart(const char* text)
+{
+    if (!IsQzSystemThreadSafe()) logCritical(nullptr, "qzSystem") << text;
+}
+
+inline constexpr const char* kEarlyMutex = "Mutex created before full init of qzSystem";
+
+}  // namespace qz

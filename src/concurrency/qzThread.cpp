@@ -1,0 +1,138 @@
+#include <qz/qzThread.h>
+
+#include <limits>
+#include <sstream>
+#include <string_view>
+#include <thread>
+#include <typeinfo>
+
+#include <unistd.h>
+
+#include <qz/qzException.h>
+#include <qz/qzSystem.h>
+#include <qz/qzSystemUtils.h>
+
+#include "EarlyConstruction.h"
+#include "frame/Relaxed.h"
+
+namespace qz {
+
+struct qzThread::Cell {
+    std::thread* thread = nullptr;  // owned; any thread may look whether there is one
+};
+
+namespace {
+
+constexpr unsigned long kPollMs = 15;
+
+std::string_view dropLeading(std::string_view text, std::string_view start)
+{
+    if (text.substr(0, start.size()) == start) text.remove_prefix(start.size());
+    return text;
+}
+
+std::string_view getTypeName(const std::type_info& type)
+{
+    return dropLeading(dropLeading(type.name(), "*"), "class ");
+}
+
+}  // namespace
+
+qzRunnableInterface::~qzRunnableInterface() = default;
+
+qzThread::qzThread() : mThread(std::make_unique<Cell>())
+{
+    warnAheadOfFullStart("Thread create before full init of qzSystem");
+}
+
+qzThread::~qzThread()
+{
+    CheckIfProcessForkAfterThreadSafeInit();
+    waitThread(msNoLimit);
+}
+
+void qzThread::startThread(const char* name)
+{
+    if (mThread->thread != nullptr) return;
+    // Ahead of the thread itself, so that nobody who waits takes a new thread for an ended one.
+    relaxedStore(mRunning, true);
+    auto thread = std::make_unique<std::thread>(&qzThread::Run, this);
+    relaxedStore(mThread->thread, thread.release());
+
+    std::ostringstream description;
+    description << (name != nullptr ? std::string_view(name) : getTypeName(typeid(*this))) << ' '
+                << mThread->thread->get_id();
+    mDescription = description.str();
+}
+
+bool qzThread::waitThread(int timeoutMs)
+{
+    if (mThread->thread == nullptr) return false;
+    if (timeoutMs != msNoLimit && !waitForEnd(timeoutMs)) return false;
+    const std::unique_ptr<std::thread> ended(mThread->thread);
+    ended->join();
+    relaxedStore(mThread->thread, static_cast<std::thread*>(nullptr));
+    return true;
+}
+
+// Looks every 15 ms: that is how exact the timeout is.
+bool qzThread::waitForEnd(int timeoutMs) const
+{
+    const auto begin = static_cast<long>(qzSystemUtils::GetTimeBaseMs());
+    const bool hasClock = begin != std::numeric_limits<long>::min();
+    while (isRunning()) {
+        const long passedMs = static_cast<long>(qzSystemUtils::GetTimeBaseMs()) - begin;
+        if (!hasClock || passedMs > timeoutMs) return !isRunning();
+        msleep(kPollMs);
+    }
+    return true;
+}
+
+bool qzThread::isRunning() const
+{
+    return relaxedLoad(mRunning);
+}
+
+bool qzThread::isFinished() const
+{
+    return !isRunning() && relaxedLoad(mThread->thread) == nullptr;
+}
+
+std::string qzThread::getThreadId()
+{
+    const std::thread* const thread = relaxedLoad(mThread->thread);
+    if (thread == nullptr) return "InvalidThread";
+    std::ostringstream text;
+    text << thread->get_id();
+    return text.str();
+}
+
+// The factors are applied in 32 bits, so long sleeps wrap around.
+
+void qzThread::sleep(unsigned long seconds)
+{
+    ::usleep(static_cast<unsigned>(seconds) * 1000000U);
+}
+
+void qzThread::msleep(unsigned long milliseconds)
+{
+    ::usleep(static_cast<unsigned>(milliseconds) * 1000U);
+}
+
+void qzThread::usleep(unsigned long microseconds)
+{
+    ::usleep(static_cast<unsigned>(microseconds));
+}
+
+void qzThread::Run(qzThread* thread)
+{
+    exception::impl::ExecGuardedCode(&qzThread::RunImpl, thread);
+    relaxedStore(thread->mRunning, false);
+}
+
+void qzThread::RunImpl(void* thread)
+{
+    static_cast<qzThread*>(thread)->run();
+}
+
+}  // namespace qz

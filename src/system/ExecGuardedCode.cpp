@@ -1,0 +1,61 @@
+#include <qz/qzException.h>
+
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <typeinfo>
+
+#include <cxxabi.h>
+
+#include <qz/qzLogObject.h>
+
+namespace qz::exception::impl {
+
+namespace {
+
+constexpr const char* kUnknownException = "Unknown exception";
+
+struct FreeMemory {
+    void operator()(char* text) const { std::free(text); }
+};
+
+std::string getReadableTypeName(const std::type_info& type)
+{
+    const char* name = type.name();
+    if (*name == '*') ++name;
+    const std::unique_ptr<char, FreeMemory> demangled(
+        abi::__cxa_demangle(name, nullptr, nullptr, nullptr));
+    return demangled != nullptr ? demangled.get() : name;
+}
+
+void report(const std::string& description)
+{
+    logCritical(nullptr, "qzSystem")
+        << "Catch an exception : '" << description << "' see application and system logs";
+}
+
+}  // namespace
+
+void ExecGuardedCode(void (*function)(void*), void* argument)
+{
+    try {
+        function(argument);
+    }
+    catch (const std::exception& error) {
+        report(getReadableTypeName(typeid(error)) + "(\"" + error.what() + "\")");
+        throw std::exception();
+    }
+    catch (...) {
+        report(kUnknownException);
+        throw std::runtime_error(kUnknownException);
+    }
+}
+
+void ExecGuardedCode(void (*function)())
+{
+    ExecGuardedCode([](void* given) { (*static_cast<void (**)()>(given))(); }, &function);
+}
+
+}  // namespace qz::exception::impl

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <ostream>
+
+namespace qz {
+
+/// What is done about a signal.
+struct SignalDecision {
+    bool isFatal;     // ends in an exception
+    bool wantsTrace;  // the report shows where it happened
+};
+
+SignalDecision decideAboutSignal(int signal);
+
+/// Writes the name and the number of a signal: "Got signal (SIGTERM 15) Terminated".
+void writeSignal(std::ostream& out, int signal);
+/// Writes how a signal came about: " (SI_USER)".
+void writeSignalCode(std::ostream& out, int signal, int code);
+
+}  // namespace qz

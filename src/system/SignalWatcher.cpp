@@ -1,0 +1,216 @@
+#include "SignalWatcher.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <iterator>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+#include <execinfo.h>
+#include <signal.h>
+
+#include <qz/qzException.h>
+#include <qz/qzLogObject.h>
+#include <qz/qzStringUtils.h>
+#include <qz/qzSystemUtils.h>
+#include <qz/qzThread.h>
+
+#include "SignalText.h"
+#include "log/SignalReport.h"
+#include "log/WatchedSignals.h"
+
+// The handler does its work with ordinary calls, memory and locks included. That isn't safe in a
+// signal handler, and is meant so: a report of a crash is worth the risk.
+
+namespace qz {
+
+namespace {
+
+constexpr int kSignalCount = static_cast<int>(std::size(kWatchedSignals));
+constexpr int kMaxFrames = 255;
+
+struct SignalRecord {
+    int number;
+    struct sigaction installed;
+    struct sigaction old;
+};
+
+std::unique_ptr<SignalRecord[]> gTable;
+
+// What stood ahead of the library's first installation, for a handler that outlives a stop, and for
+// the next start, which finds the library's own handler.
+struct sigaction gFirstActions[kSignalCount];
+
+int getIndex(int signal)
+{
+    int i = 0;
+    while (i < kSignalCount && kWatchedSignals[i].number != signal)
+        ++i;
+    return i;
+}
+
+void writeOrigin(std::ostream& out, const siginfo_t& info)
+{
+    const unsigned long usedRam =
+        qzSystemUtils::GetUsedRamQuantityInBytes(qzSystemUtils::RamResident);
+    out << ", from PID " << info.si_pid << ", PID " << qzSystemUtils::GetCurrentProcessID()
+        << " TID " << qzThread::CurrentThreadId() << ", PPID "
+        << qzSystemUtils::GetParentProcessID() << ", used RAM "
+        << qzStringUtils::humanizeNumberGeneric<unsigned long>(
+               usedRam, /*significantDigits=*/3, /*maxDecimals=*/1, /*binaryPrefixes=*/true,
+               /*largePrefixes=*/true, /*smallPrefixes=*/false)
+        << "B, sent by UID " << info.si_uid;
+}
+
+struct FreeMemory {
+    void operator()(char** symbols) const { std::free(symbols); }
+};
+
+// Part of the handler itself, so that the handler is the first frame: the one that is left out.
+[[gnu::always_inline]] inline void writeTrace(std::ostream& out)
+{
+    void* frames[kMaxFrames];
+    const int count = ::backtrace(frames, kMaxFrames);
+    const std::unique_ptr<char*, FreeMemory> symbols(::backtrace_symbols(frames, count));
+    if (symbols == nullptr) return;
+    for (int i = 1; i < count; ++i) {
+        out << "\n\t " << symbols.get()[i];
+    }
+}
+
+void callOldHandler(const struct sigaction& old, int signal, siginfo_t* info, void* context)
+{
+    if ((old.sa_flags & SA_SIGINFO) != 0) {
+        old.sa_sigaction(signal, info, context);
+    }
+    else {
+        old.sa_handler(signal);
+    }
+}
+
+// Does what the signal would have done without the library.
+void passOn(int signal, siginfo_t* info, void* context)
+{
+    const int index = getIndex(signal);
+    if (index == kSignalCount) return;
+    const SignalRecord* const record = gTable != nullptr ? &gTable[index] : nullptr;
+    const struct sigaction& old = record != nullptr ? record->old : gFirstActions[index];
+    if (old.sa_handler == SIG_IGN) return;
+    if (old.sa_handler != SIG_DFL) {
+        callOldHandler(old, signal, info, context);
+        return;
+    }
+    struct sigaction defaultAction = {};
+    defaultAction.sa_handler = SIG_DFL;
+    struct sigaction present = {};
+    ::sigaction(signal, &defaultAction, &present);
+    ::raise(signal);
+    ::sigaction(signal, record != nullptr ? &record->installed : &present, nullptr);
+}
+
+void reportAndThrow(const std::string& text, const std::string& shortText)
+{
+    {
+        const log::SignalReport report;
+        logCritical(nullptr, "qzSystem") << text;
+    }
+    throw std::runtime_error(shortText);
+}
+
+void reportAndPassOn(const std::string& text, int signal, siginfo_t* info, void* context)
+{
+    {
+        const log::SignalReport report;
+        qzLogObject(qzLog::Info, /*synchronous=*/true, nullptr, "qzSystem") << text;
+    }
+    passOn(signal, info, context);
+}
+
+void handleSignal(int signal, siginfo_t* info, void* context)
+{
+    const int interruptedErrno = errno;
+    if (qzLog::msInstance == nullptr) {
+        passOn(signal, info, context);
+        errno = interruptedErrno;
+        return;
+    }
+    const SignalDecision decision = decideAboutSignal(signal);
+    std::ostringstream text;
+    writeSignal(text, signal);
+    writeSignalCode(text, signal, info->si_code);
+    writeOrigin(text, *info);
+    const std::string shortText = text.str();
+    if (decision.wantsTrace) writeTrace(text);
+    if (decision.isFatal) reportAndThrow(text.str(), shortText);
+    reportAndPassOn(text.str(), signal, info, context);
+    errno = interruptedErrno;
+}
+
+struct sigaction makeAction(int signal)
+{
+    struct sigaction action = {};
+    ::sigemptyset(&action.sa_mask);
+    if (signal == SIGPIPE) {
+        action.sa_handler = SIG_IGN;  // the write that broke the pipe tells
+        return action;
+    }
+    action.sa_sigaction = &handleSignal;
+    // The handler may leave by an exception, and the signal must stay usable then.
+    action.sa_flags = SA_SIGINFO | SA_NODEFER;
+    return action;
+}
+
+bool isOwn(const struct sigaction& action)
+{
+    return (action.sa_flags & SA_SIGINFO) != 0 && action.sa_sigaction == &handleSignal;
+}
+
+void install(int index, SignalRecord& record)
+{
+    record.number = kWatchedSignals[index].number;
+    record.installed = makeAction(record.number);
+    if (::sigaction(record.number, &record.installed, &record.old) != 0) {
+        logCritical() << "Failed to register signal " << record.number;
+        return;
+    }
+    struct sigaction& first = gFirstActions[index];
+    if (isOwn(record.old)) {
+        record.old = first;
+    }
+    else {
+        first = record.old;
+    }
+}
+
+// The first call of `backtrace` loads a library, which a handler had better not do.
+void loadTraceSupport()
+{
+    void* frame = nullptr;
+    ::backtrace(&frame, 1);
+}
+
+}  // namespace
+
+void installSignalWatcher()
+{
+    if (gTable != nullptr) return;
+    loadTraceSupport();
+    gTable = std::make_unique<SignalRecord[]>(kSignalCount);
+    for (int i = 0; i < kSignalCount; ++i) {
+        install(i, gTable[i]);
+    }
+}
+
+void removeSignalWatcher()
+{
+    gTable.reset();
+}
+
+bool exception::IsSigWatcherRegistered()
+{
+    return gTable != nullptr;
+}
+
+}  // namespace qz
