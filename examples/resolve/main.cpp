@@ -42,6 +42,7 @@ Status run(const Options& options)
     if (!tree.index(options.root, options.maxFiles, error)) return fail(error);
 
     std::vector<Result> results;
+    results.reserve(paths.size());
     for (const std::string& path : paths)
         results.push_back({path, tree.find(path)});
     std::cout << (options.wantsPlainLines ? toPlainLines(results) : toTable(results));
