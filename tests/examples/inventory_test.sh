@@ -176,6 +176,10 @@ expect_text err "inventory: cannot write 'list.csv': System error : '(27) EFBIG 
 expect 3 --output /dev/null tree
 expect_text err "inventory: cannot write '/dev/null': it is no regular file, its rows are lost; \
 0 rows in 0 CSV files are written"
+# A regular file by its looks, which takes all and keeps a name of 15 bytes.
+expect 3 --output /proc/self/comm nothing
+expect_text err "inventory: cannot write '/proc/self/comm': it has 0 bytes instead of 49; \
+0 rows in 0 CSV files are written"
 expect 3 --output nowhere/list.csv tree
 expect_text err "inventory: cannot write 'nowhere/list.csv': \
 System error : '(2) ENOENT No such file or directory'; 0 rows in 0 CSV files are written"
