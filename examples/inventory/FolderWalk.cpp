@@ -1,0 +1,120 @@
+#include "FolderWalk.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include <sys/stat.h>
+
+#include <qz/qzStringUtils.h>
+
+namespace inventory {
+
+namespace {
+
+// Not `JoinPath`: a file's name may begin with a backslash, which that takes for a separator.
+std::string join(const std::string& folder, const std::string& name)
+{
+    return folder.back() == '/' ? folder + name : folder + '/' + name;
+}
+
+// In the character set of the system's calls.
+std::string toLocal(const std::string& path)
+{
+    using qz::qzStringUtils;
+    return qzStringUtils::convertCharset(path, qzStringUtils::CharSetUtf8,
+                                         qzStringUtils::CharSetLocal);
+}
+
+bool isLink(const std::string& path)
+{
+    struct stat status = {};
+    return ::lstat(toLocal(path).c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
+// Whether a visitor is told of a name of the disk.
+bool isMet(const std::string& localName)
+{
+    using qz::qzStringUtils;
+    return localName != "\\" &&
+           !qzStringUtils::convertCharset(localName, qzStringUtils::CharSetLocal,
+                                          qzStringUtils::CharSetUtf8)
+                .empty();
+}
+
+}  // namespace
+
+FolderWalk::FolderWalk(const qz::qzCancelInterface& cancel, Problems& problems, TakeFile takeFile)
+    : mCancel(cancel), mProblems(problems), mTakeFile(std::move(takeFile))
+{
+}
+
+bool FolderWalk::walk(const std::string& root)
+{
+    mPending.assign(1, root);
+    while (!mPending.empty()) {
+        const std::string folder = std::move(mPending.back());
+        mPending.pop_back();
+        if (mCancel.shouldCancel() || !walkFolder(folder)) return false;
+    }
+    return true;
+}
+
+bool FolderWalk::walkFolder(const std::string& folder)
+{
+    // The visitor would take it for a slash, and look elsewhere.
+    if (folder.find('\\') != std::string::npos) {
+        mProblems.tell("cannot walk '" + folder + "': there is a backslash in its name");
+        return true;
+    }
+    mIsEntered = false;
+    errno = 0;
+    if (!visit(folder, /*recursive=*/false, nullptr, /*ignoreCase=*/false, &mCancel)) return false;
+    if (mIsEntered)
+        tellUnmetNames(folder);
+    else
+        mProblems.tellWithReason("cannot walk '" + folder + "'");
+    return true;
+}
+
+// A visitor passes by what has no name in UTF-8, without a word.
+void FolderWalk::tellUnmetNames(const std::string& folder)
+{
+    namespace fs = std::filesystem;
+    std::error_code error;
+    fs::directory_iterator entries(toLocal(folder), error);
+    for (; !error && entries != fs::directory_iterator(); entries.increment(error)) {
+        const std::string name = entries->path().filename().string();
+        if (!isMet(name))
+            mProblems.tell("cannot list '" + join(folder, name) + "': its name can't be converted");
+    }
+}
+
+bool FolderWalk::enterFolder(const std::string& /*folder*/)
+{
+    mIsEntered = true;
+    return true;
+}
+
+bool FolderWalk::visitFile(const std::string& folder, const std::string& name)
+{
+    return mTakeFile(join(folder, name));
+}
+
+bool FolderWalk::visitFolder(const std::string& folder, const std::string& name)
+{
+    std::string path = join(folder, name);
+    if (isLink(path))
+        ++mLinkCount;
+    else
+        mPending.push_back(std::move(path));
+    return true;
+}
+
+bool FolderWalk::leaveFolder(const std::string& /*folder*/)
+{
+    return true;
+}
+
+}  // namespace inventory

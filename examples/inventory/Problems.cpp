@@ -1,0 +1,23 @@
+#include "Problems.h"
+
+#include <cerrno>
+#include <iostream>
+
+#include <qz/SystemError.h>
+
+namespace inventory {
+
+void Problems::tell(const std::string& message)
+{
+    std::cerr << "inventory: " << message << '\n';
+    ++mCount;
+}
+
+void Problems::tellWithReason(const std::string& message)
+{
+    // An empty path, or one that can't be converted, never gets as far as the system.
+    const int error = errno;
+    tell(message + ": " + (error != 0 ? qz::SystemError(error).toString() : "it names nothing"));
+}
+
+}  // namespace inventory

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+
+namespace inventory {
+
+/// What went wrong on the way, without ending it: told on the error stream at once, and counted.
+class Problems {
+public:
+    void tell(const std::string& message);
+    /// The same, with the reason that the system gave last in `errno`.
+    void tellWithReason(const std::string& message);
+
+    unsigned long getCount() const { return mCount; }
+
+private:
+    unsigned long mCount = 0;
+};
+
+}  // namespace inventory

@@ -1,0 +1,25 @@
+#include "LogMessages.h"
+
+#include <iostream>
+
+namespace resolve {
+
+LogMessages::LogMessages()
+{
+    qz::qzLog::msInstance->setEchoToConsole(false);
+    qz::qzLog::msInstance->installCustomHandler(Tell, nullptr);
+}
+
+LogMessages::~LogMessages()
+{
+    qz::qzLog::msInstance->installCustomHandler(nullptr, nullptr);
+    qz::qzLog::msInstance->setEchoToConsole(true);
+}
+
+void LogMessages::Tell(std::list<qz::qzLog::LogEntry>& batch, void* /*data*/)
+{
+    for (const qz::qzLog::LogEntry& entry : batch)
+        if (entry.type >= qz::qzLog::Warning) std::cerr << "resolve: " << entry.message << '\n';
+}
+
+}  // namespace resolve
