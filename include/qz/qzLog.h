@@ -3,6 +3,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <qz/qzExport.h>
 
@@ -20,9 +21,17 @@ enum qzLogLevel : int {
 
 /// The one logger of the process. Reports are made with a `qzLogObject`.
 ///
-/// An entry goes to the console, to a custom handler and, when it carries a tag, to the system log.
-/// Threads: the settings and `Write` from one thread at a time; the level may be read and set from
-/// any thread and applies to reports that start later.
+/// An entry goes to the console, to a log file, to a custom handler and, when it carries a tag, to
+/// the system log. Before the library's full start it is out when `Write` returns. After it a
+/// thread of the logger writes, in batches; the writers wait only when they ask for it, when
+/// somebody waits for all that is queued, or when more than 16 MiB are queued.
+///
+/// A setting takes effect behind the entries that were queued before it, so a setter may wait for
+/// these. In a child that is forked off a fully started process the entries are written on the
+/// caller's thread.
+/// Threads: before a full start one at a time; after it any, a custom handler included, in which no
+/// call waits. The level may be read and set from any thread and applies to reports that start
+/// later.
 class QZ_API qzLog {
 public:
     /// How serious an entry is.
@@ -68,8 +77,7 @@ public:
     static qzLog* msInstance;
 
     /// Makes the logger and opens the system log. Does nothing when there is one already.
-    /// @param threadSafe asks for a logger that several threads may write to. This release writes
-    ///     on the caller's thread in either case.
+    /// @param threadSafe gives it its thread at once. See `makeThreadSafe`.
     static void createInstance(bool threadSafe);
     /// Deletes the logger, if there is one.
     static void destroyInstance();
@@ -79,6 +87,11 @@ public:
     ~qzLog();
     qzLog(const qzLog&) = delete;
     qzLog& operator=(const qzLog&) = delete;
+
+    /// Starts the thread that writes the entries from now on, unless there is one. The settings,
+    /// log file included, carry over. The library's full start does this.
+    /// @throws std::system_error when the system gives no thread; the logger goes on without.
+    void makeThreadSafe();
 
     /// Sets what is shown. Any value that is not of `qzLogLevel` acts as `LogLevelNormal`.
     void setLogLevel(qzLogLevel level);
@@ -92,15 +105,50 @@ public:
     /// Installs the custom handler, or removes it with null.
     ///
     /// A handler doesn't replace another one: install null first.
-    /// @param handler called on the writer's thread.
+    /// @param handler called on the logger's thread, or the writer's when there is none.
     /// @param data handed to the handler; not owned.
     /// @return false when another handler stands; nothing changes then.
     bool installCustomHandler(CustomHandler handler, void* data);
+    /// Switches channels of DEBUG entries off or on; entries of other types are never switched off.
+    ///
+    /// When that changes anything, the next DEBUG entry is preceded by one that lists all channels
+    /// that are off. With a logger's thread it comes again after each later change of a setting.
+    /// @param names without the white space around them; the empty name is one like any other.
+    void setSubTypeEnabled(const std::vector<std::string>& names, bool enabled);
+    /// The same with the names in one text, between any of the characters " /\,;|"; null does
+    /// nothing.
+    void setSubTypeEnabled(const char* names, bool enabled);
+
+    /// Writes entries to a file too, in UTF-8 behind a byte order mark, a line each. The same as
+    /// the long form without flags and rotation and with no other file kept: files beside it that
+    /// begin with its base name and have its extension are removed.
+    void installFileHandlerUtf8(const std::string& path);
+    /// Writes entries to a file too, and begins a new file by size or by the calendar.
+    ///
+    /// The file in use is closed between batches, so it may be moved or removed: the next batch
+    /// begins it anew. Two rotations of one base name within a second replace each other. When the
+    /// file can't be made a CRITICAL entry says so, and entries go to the console.
+    /// @param path made absolute; empty only removes the present file handler.
+    /// @param flags the sum of: 1 to remove what the file held; 2 with 1 to keep that under a name
+    ///     with the present time in it; 4 to go on showing entries on the console, which otherwise
+    ///     ends; 8 to make the file with the first entry only.
+    /// @param maxSize bytes beyond which the next entry begins a new file and the old one gets a
+    ///     name with the time in it; 0 or less for no limit.
+    /// @param maxFiles how many other files to keep that begin with the base name and have the
+    ///     extension, whoever made them; less than 0 keeps all.
+    /// @param interval adds the day, the week or the month to the file's name.
+    void installFileHandlerExUtf8(const std::string& path, int flags, long maxSize, int maxFiles,
+                                  TimeRotationInterval interval);
+    /// Stops writing to a file.
+    void removeFileHandler();
+    /// The absolute path that was asked for, without the calendar's part; empty for no file.
+    std::string getCurrentLogFileNameUtf8() const;
 
     /// Sends an entry to the outlets; its strings are empty afterwards.
-    /// @param synchronous wait until the entry is out. It is out in any case on return, as the
-    ///     caller's thread does the writing.
+    /// @param synchronous wait until the entry is out.
     void Write(LogEntry& entry, bool synchronous);
+    /// Waits until all that was written before is out. In a custom handler it returns at once.
+    void flush();
 
     /// The present local time as log lines show it.
     static std::string GetTime();
@@ -117,9 +165,13 @@ private:
     friend class qzLogTestPeer;
     static constexpr int kTypeCount = 6;
 
+    QZ_LOCAL qzLogThread* editLogThread() const;
+    template <typename Change>
+    QZ_LOCAL void configure(const Change& change, bool install = false) const;
+
     std::unique_ptr<qzLogParameters> mParameters;
-    qzLogThread* mLogThread = nullptr;  // the flags below are read inline and keep their place
-    bool mTypeEnabled[kTypeCount];      // read by all threads with no lock
+    std::unique_ptr<qzLogThread> mLogThread;
+    bool mTypeEnabled[kTypeCount];  // read by all threads with no lock
 };
 
 inline bool qzLog::isTypeEnabled(int type) const

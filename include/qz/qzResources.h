@@ -38,7 +38,8 @@ namespace impl {
 
 /// Registers resources: number i has the name `names[i]`, the digest `digests[i]` of 64 digits, and
 /// `sizes[i]` bytes at `blob + offsets[i]`. A name that is taken stays with its first owner. All
-/// that the arrays point at must live until the names are taken back; the arrays themselves needn't.
+/// that the arrays point at must live until the names are taken back; the arrays themselves
+/// needn't.
 QZ_API void RegisterResources(unsigned long count, const char* blob, const char* const* names,
                               const char* const* digests, const unsigned long* sizes,
                               const unsigned long* offsets);

@@ -15,7 +15,8 @@ int fillFromStandardRand(unsigned char* buffer, int size)
 {
     thread_local bool isSeeded = false;
     if (!isSeeded) {
-        std::srand(static_cast<unsigned>(__atomic_fetch_add(&gRandomSeed, 1L, __ATOMIC_RELAXED)));
+        const long seed = __atomic_fetch_add(&gRandomSeed.next, 1L, __ATOMIC_RELAXED);
+        std::srand(static_cast<unsigned>(seed));
         isSeeded = true;
     }
     for (int i = 0; i < size; ++i) {

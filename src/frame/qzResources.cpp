@@ -163,12 +163,7 @@ void UnRegisterResources(unsigned long count, const char* /*blob*/, const char* 
 
 Module::Module(unsigned long count, const char* blob, const char* const* names,
                const char* const* digests, const unsigned long* sizes, const unsigned long* offsets)
-    : mCount(count),
-      mBlob(blob),
-      mNames(names),
-      mDigests(digests),
-      mSizes(sizes),
-      mOffsets(offsets)
+    : mCount(count), mBlob(blob), mNames(names), mDigests(digests), mSizes(sizes), mOffsets(offsets)
 {
     getModules().push_back(this);
     if (gRegistry != nullptr) registerAll();

@@ -4,11 +4,15 @@
 #include <qz/qzLogObject.h>
 #include <qz/qzStringUtils.h>
 #include <qz/qzSystemUtils.h>
+#include <qz/qzWaitCondition.h>
 
+#include "ForkMark.h"
 #include "LoadTimeObjects.h"
 #include "MimeTable.h"
 #include "Relaxed.h"
+#include "ResourceRegistry.h"
 #include "SimdConstants.h"
+#include "system/SignalWatcher.h"
 
 // The start and the stop of the library, a line a service. A service's place is fixed: callers rely
 // on what stands already when it comes up, and on what still stands when it goes down.
@@ -29,6 +33,7 @@ void startLight()
     qzLog::createInstance(/*threadSafe=*/false);
     setLaneMasks();
     qzStringUtils::InitializeStringUtils();
+    createResourceRegistry(/*withMutex=*/false);
     fillMimeTable();
 }
 
@@ -36,12 +41,23 @@ void startFull()
 {
     relaxedStore(gInitState, StateFull);
     relaxedStore(gFullInitProcessId, qzSystemUtils::GetCurrentProcessID());
+    setFullyStarted(true);
+    createResourceRegistry(/*withMutex=*/true);
+    // After a stop without a start there is none: that start's light steps were left out.
+    if (qzLog::msInstance != nullptr) qzLog::msInstance->makeThreadSafe();
+    qzWaitCondition::FindBestImplementation();
+    installSignalWatcher();
 }
 
 void stop()
 {
+    if (relaxedLoad(gInitState) == StateFull) removeSignalWatcher();
+    destroyResourceRegistry();
+    if (qzLog::msInstance != nullptr)
+        qzLog::msInstance->flush();  // while texts can still be converted
     qzStringUtils::TerminateStringUtils();
     qzLog::destroyInstance();
+    setFullyStarted(false);
     relaxedStore(gInitState, StateNothing);
 }
 

@@ -5,6 +5,8 @@
 #include <qz/qzSystemUtils.h>
 #include <qz/qzThread.h>
 
+#include "LogFile.h"
+#include "LogFileBatch.h"
 #include "LogLine.h"
 #include "qzLogParameters.h"
 
@@ -41,16 +43,21 @@ void writePendingNotice(qzLogParameters& parameters)
 
 void qzLog::WriteImpl(qzLogParameters& parameters, std::list<LogEntry>& batch)
 {
+    log::LogFileBatch file(parameters);
     for (LogEntry& entry : batch) {
         if (isSwitchedOff(parameters, entry)) return;
         if (entry.type == Debug && !parameters.pendingNotice.empty()) {
+            file.close();  // so that the notice stands between the lines of this batch
             writePendingNotice(parameters);
         }
         entry.computeLogPrefix(true);
         if (parameters.echoToConsole || parameters.consoleFallback) {
             writeLine(std::cout, entry.prefix, entry.message);
         }
+        log::updateFileName(parameters);
+        if (!parameters.requestedPath.empty()) file.write(entry);
     }
+    file.close();  // the handler sees what is on the disk
     if (parameters.customHandler != nullptr) {
         parameters.customHandler(batch, parameters.customHandlerData);
     }

@@ -3,7 +3,8 @@
 namespace qz::log {
 
 /// Marks the calling thread as one that reports a signal for as long as the object lives: a report
-/// from the log thread itself then goes out at once, since the thread may not come back to its queue.
+/// from the log thread itself then goes out at once, since the thread may not come back to its
+/// queue.
 class SignalReport {
 public:
     SignalReport() noexcept;

@@ -7,7 +7,8 @@
 
 namespace qz {
 
-/// The settings that a batch of entries is written under.
+/// The settings that a batch of entries is written under, and what the file handler knows of its
+/// file.
 struct qzLogParameters {
     qzLog::CustomHandler customHandler = nullptr;
     void* customHandlerData = nullptr;
@@ -19,7 +20,7 @@ struct qzLogParameters {
     qzLog::TimeRotationInterval timeRotation = qzLog::RotateNever;
     bool echoToConsole = true;
     bool consoleFallback = false;  // set when the file can't be written
-    bool rotationPending = false;
+    bool rotationPending = false;  // old files are to be pruned
     std::string folder;
     std::string baseName;
     std::string extension;
@@ -27,5 +28,8 @@ struct qzLogParameters {
     std::string currentFileUtf8;
     std::string currentFileLocal;
 };
+
+/// Compares what callers can set; the notice and the file in use play no part.
+bool haveSameSettings(const qzLogParameters& left, const qzLogParameters& right);
 
 }  // namespace qz

@@ -42,12 +42,10 @@ void ExecGuardedCode(void (*function)(void*), void* argument)
 {
     try {
         function(argument);
-    }
-    catch (const std::exception& error) {
+    } catch (const std::exception& error) {
         report(getReadableTypeName(typeid(error)) + "(\"" + error.what() + "\")");
         throw std::exception();
-    }
-    catch (...) {
+    } catch (...) {
         report(kUnknownException);
         throw std::runtime_error(kUnknownException);
     }

@@ -75,8 +75,8 @@ constexpr SignalRow kRows[] = {
 
 const SignalRow* findRow(int signal)
 {
-    const auto* const found = std::find_if(
-        std::begin(kRows), std::end(kRows), [&](const auto& row) { return row.number == signal; });
+    const auto* const found = std::find_if(std::begin(kRows), std::end(kRows),
+                                           [&](const auto& row) { return row.number == signal; });
     return found != std::end(kRows) ? found : nullptr;
 }
 

@@ -51,6 +51,16 @@ int getIndex(int signal)
     return i;
 }
 
+// Without a log nothing can be reported. And a crash within a report would bring the next one, and
+// so on.
+bool canReport(int signal)
+{
+    if (qzLog::msInstance == nullptr) return false;
+    const int index = getIndex(signal);
+    return index == kSignalCount || !kWatchedSignals[index].isFault ||
+           !log::SignalReport::IsUnderWay();
+}
+
 void writeOrigin(std::ostream& out, const siginfo_t& info)
 {
     const unsigned long usedRam =
@@ -84,8 +94,7 @@ void callOldHandler(const struct sigaction& old, int signal, siginfo_t* info, vo
 {
     if ((old.sa_flags & SA_SIGINFO) != 0) {
         old.sa_sigaction(signal, info, context);
-    }
-    else {
+    } else {
         old.sa_handler(signal);
     }
 }
@@ -131,7 +140,7 @@ void reportAndPassOn(const std::string& text, int signal, siginfo_t* info, void*
 void handleSignal(int signal, siginfo_t* info, void* context)
 {
     const int interruptedErrno = errno;
-    if (qzLog::msInstance == nullptr) {
+    if (!canReport(signal)) {
         passOn(signal, info, context);
         errno = interruptedErrno;
         return;
@@ -178,8 +187,7 @@ void install(int index, SignalRecord& record)
     struct sigaction& first = gFirstActions[index];
     if (isOwn(record.old)) {
         record.old = first;
-    }
-    else {
+    } else {
         first = record.old;
     }
 }
