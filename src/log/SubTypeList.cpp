@@ -1,0 +1,63 @@
+#include "SubTypeList.h"
+
+#include <algorithm>
+#include <cctype>
+#include <string_view>
+
+namespace qz::log {
+
+namespace {
+
+constexpr std::string_view kSeparators = " /\\,;|";
+
+bool isSpace(char character)
+{
+    return std::isspace(static_cast<unsigned char>(character)) != 0;
+}
+
+std::string trim(std::string_view name)
+{
+    while (!name.empty() && isSpace(name.front()))
+        name.remove_prefix(1);
+    while (!name.empty() && isSpace(name.back()))
+        name.remove_suffix(1);
+    return std::string(name);
+}
+
+}  // namespace
+
+std::vector<std::string> splitSubTypes(std::string_view names)
+{
+    std::vector<std::string> pieces;
+    while (!names.empty()) {
+        const std::size_t size = std::min(names.find_first_of(kSeparators), names.size());
+        if (size != 0) pieces.emplace_back(names.substr(0, size));
+        names.remove_prefix(std::min(size + 1, names.size()));
+    }
+    return pieces;
+}
+
+bool switchSubTypes(std::set<std::string>& blacklist, const std::vector<std::string>& names,
+                    bool off)
+{
+    bool isChanged = false;
+    for (const std::string& name : names) {
+        const std::string bareName = trim(name);
+        isChanged |= off ? blacklist.insert(bareName).second : blacklist.erase(bareName) != 0;
+    }
+    return isChanged;
+}
+
+std::string describeSubTypes(const std::set<std::string>& blacklist)
+{
+    // Each name in apostrophes with more of them between: readers of the notice know it so.
+    std::string text = "log type blacklist : ";
+    std::string_view between;
+    for (const std::string& name : blacklist) {
+        text.append(between).append("'").append(name).append("'");
+        between = "' '";
+    }
+    return text;
+}
+
+}  // namespace qz::log

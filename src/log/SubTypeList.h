@@ -1,0 +1,19 @@
+#pragma once
+
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qz::log {
+
+/// Takes a text of names apart at blanks, slashes, backslashes, commas, semicolons and bars.
+std::vector<std::string> splitSubTypes(std::string_view names);
+/// Switches sub-types off or on, without the white space around their names.
+/// @return whether that changed anything.
+bool switchSubTypes(std::set<std::string>& blacklist, const std::vector<std::string>& names,
+                    bool off);
+/// The notice of what is switched off.
+std::string describeSubTypes(const std::set<std::string>& blacklist);
+
+}  // namespace qz::log

@@ -1,0 +1,84 @@
+#include <qz/qzCancelConsoleEventCatcher.h>
+
+#include <cerrno>
+
+#include <signal.h>
+
+#include <qz/SystemError.h>
+#include <qz/qzLogObject.h>
+#include <qz/qzThread.h>
+
+#include "frame/LoadTimeObjects.h"
+#include "frame/Relaxed.h"
+
+namespace qz {
+
+namespace {
+
+constexpr int kCaughtSignals[] = {SIGINT, SIGTERM};
+
+int gIsRequested = 0;  // set by a signal handler, read by all threads
+
+void requestCancel(int /*signal*/)
+{
+    if (relaxedLoad(gIsRequested) == 0) relaxedStore(gIsRequested, 1);
+}
+
+void setHandlers(void (*handler)(int))
+{
+    for (const int signal : kCaughtSignals) {
+        struct sigaction action = {};
+        ::sigemptyset(&action.sa_mask);
+        action.sa_handler = handler;
+        if (::sigaction(signal, &action, nullptr) == 0) continue;
+        const SystemError error(errno);
+        logCritical() << "Failed to install " << signal << " signal handler : " << error;
+    }
+}
+
+// Says so in the log when it is another one.
+bool isMainThread(const char* complaint)
+{
+    if (qzThread::CurrentThreadId() == gLoadingThreadId) return true;
+    logCritical() << complaint;
+    return false;
+}
+
+}  // namespace
+
+qzCancelInterfaceReadOnly* qzCancelConsoleEventCatcher::Create()
+{
+    if (!isMainThread("Trying to Create signal catcher outside of main thread")) {
+        return &gNeverCancels;
+    }
+    if (gConsoleCatcher != nullptr) return gConsoleCatcher.get();
+    relaxedStore(gIsRequested, 0);
+    gConsoleCatcher.reset(new qzCancelConsoleEventCatcher);  // NOLINT: the constructor is private
+    setHandlers(&requestCancel);
+    return gConsoleCatcher.get();
+}
+
+void qzCancelConsoleEventCatcher::Delete()
+{
+    if (!isMainThread("Trying to Delete signal catcher outside of main thread")) return;
+    if (gConsoleCatcher == nullptr) return;
+    gConsoleCatcher.reset();
+    if (qzLog::msInstance != nullptr) qzLog::msInstance->flush();
+    setHandlers(SIG_DFL);
+}
+
+qzCancelConsoleEventCatcher* qzCancelConsoleEventCatcher::Get()
+{
+    return gConsoleCatcher.get();
+}
+
+qzCancelConsoleEventCatcher::qzCancelConsoleEventCatcher() = default;
+
+qzCancelConsoleEventCatcher::~qzCancelConsoleEventCatcher() = default;
+
+bool qzCancelConsoleEventCatcher::shouldCancel() const
+{
+    return relaxedLoad(gIsRequested) != 0;
+}
+
+}  // namespace qz
