@@ -11,6 +11,8 @@ namespace recorder {
 struct Options {
     std::vector<std::string> inputPaths;
     std::string outputPath;  // empty for a temporary recording
+    std::string logPath;     // empty for a log on the console
+    unsigned threadCount = 1;
     qz::qzDataStream::Endianness endianness = qz::qzDataStream::LittleEndian;
     qz::qzLogLevel logLevel = qz::LogLevelAll;
     bool wantsHelp = false;

@@ -9,7 +9,6 @@
 #include <qz/qzLogObject.h>
 #include <qz/qzSystemUtils.h>
 
-#include "Interruption.h"
 #include "LineReader.h"
 
 namespace recorder {
@@ -40,8 +39,12 @@ void reportProgress(const Counts& counts, unsigned long lineSize)
 
 }  // namespace
 
-RecordWriter::RecordWriter(const std::string& path, qz::qzDataStream::Endianness endianness)
-    : mDevice(path, qz::qzIoDevice::DataWayWrite, /*truncate=*/true), mStream(mDevice, endianness)
+RecordWriter::RecordWriter(const std::string& path, qz::qzDataStream::Endianness endianness,
+                           const qz::qzCancelInterfaceReadOnly& cancel)
+    : mDevice(path, qz::qzIoDevice::DataWayWrite, /*truncate=*/true),
+      mTap(mDevice, qz::qzIoDevice::DataWayWrite),
+      mStream(mTap.editDevice(), endianness),
+      mCancel(cancel)
 {
     qz::logDev(kChannel) << "recording to '" << path << "'";
 }
@@ -55,14 +58,14 @@ bool RecordWriter::recordFile(const std::string& path, std::string& error)
     }
     ++mCounts.files;
     LineReader lines(source);
-    while (mStream.isOk() && !isInterrupted() && lines.readLine(mRecord.text)) {
+    while (mStream.isOk() && !mCancel.shouldCancel() && lines.readLine(mRecord.text)) {
         mRecord.sequenceNumber = mCounts.records++;
         mRecord.wallClockMs = qz::qzSystemUtils::GetMSecElapsedSinceEpoch();
         mStream << mRecord.sequenceNumber << mRecord.wallClockMs << mRecord.text;
         mCounts.bytesIn += mRecord.text.size();
         reportProgress(mCounts, mRecord.text.size());
     }
-    mCounts.bytesOut = static_cast<unsigned long>(mDevice.getCurrentPos());
+    mCounts.bytesOut = mTap.getWrittenBytes();
     qz::logTrace(kChannel) << "'" << path << "' ends at record " << mCounts.records;
     if (!source.good()) error = findReason(source);
     return source.good();
@@ -79,8 +82,12 @@ bool RecordWriter::finish()
     return isComplete;
 }
 
-RecordReader::RecordReader(const std::string& path, qz::qzDataStream::Endianness endianness)
-    : mDevice(path, qz::qzIoDevice::DataWayRead, /*truncate=*/false), mStream(mDevice, endianness)
+RecordReader::RecordReader(const std::string& path, qz::qzDataStream::Endianness endianness,
+                           const qz::qzCancelInterfaceReadOnly& cancel)
+    : mDevice(path, qz::qzIoDevice::DataWayRead, /*truncate=*/false),
+      mTap(mDevice, qz::qzIoDevice::DataWayRead),
+      mStream(mTap.editDevice(), endianness),
+      mCancel(cancel)
 {
 }
 
@@ -90,7 +97,7 @@ bool RecordReader::compareFile(const std::string& path)
     ++mCounts.files;
     LineReader lines(source);
     std::string line;
-    while (!isInterrupted() && lines.readLine(line)) {
+    while (!mCancel.shouldCancel() && lines.readLine(line)) {
         mStream >> mRecord.sequenceNumber >> mRecord.wallClockMs >> mRecord.text;
         if (!mStream.isOk() || mRecord.sequenceNumber != mCounts.records || mRecord.text != line) {
             return false;
@@ -98,7 +105,7 @@ bool RecordReader::compareFile(const std::string& path)
         ++mCounts.records;
         mCounts.bytesIn += line.size();
     }
-    mCounts.bytesOut = static_cast<unsigned long>(mDevice.getCurrentPos());
+    mCounts.bytesOut = mTap.getReadBytes();
     return true;
 }
 

@@ -1,9 +1,13 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
+#include <qz/qzCancelInterface.h>
 #include <qz/qzDataStream.h>
 #include <qz/qzIoDeviceFileStream.h>
+
+#include "Tap.h"
 
 namespace recorder {
 
@@ -25,7 +29,9 @@ struct Record {
 class RecordWriter {
 public:
     /// Opens the recording; ask `isOk()`.
-    RecordWriter(const std::string& path, qz::qzDataStream::Endianness endianness);
+    /// @param cancel asked ahead of each record.
+    RecordWriter(const std::string& path, qz::qzDataStream::Endianness endianness,
+                 const qz::qzCancelInterfaceReadOnly& cancel);
 
     /// Records the lines of a file.
     /// @return false, with the reason in `error`, when the file can't be read to its end; what
@@ -37,10 +43,14 @@ public:
     bool isOk() const { return mStream.isOk(); }
     std::string getError() const { return mStream.getErrorMsg(); }
     const Counts& getCounts() const { return mCounts; }
+    /// Of all that was written.
+    std::uint64_t getChecksum() const { return mTap.getChecksum(); }
 
 private:
     qz::qzIoDeviceFileStream mDevice;
+    Tap mTap;
     qz::qzDataStream mStream;
+    const qz::qzCancelInterfaceReadOnly& mCancel;
     Counts mCounts;
     Record mRecord;
 };
@@ -48,20 +58,26 @@ private:
 /// Reads records back and compares them with the files that they came from.
 class RecordReader {
 public:
-    RecordReader(const std::string& path, qz::qzDataStream::Endianness endianness);
+    /// Opens the recording.
+    /// @param cancel asked ahead of each record.
+    RecordReader(const std::string& path, qz::qzDataStream::Endianness endianness,
+                 const qz::qzCancelInterfaceReadOnly& cancel);
 
     /// Compares the next records with the lines of a file. @return whether all were the same.
     bool compareFile(const std::string& path);
     /// Tells whether the recording holds nothing more.
     bool isAtEnd() const { return mDevice.atEnd(); }
 
-    bool isOk() const { return mStream.isOk(); }
     std::string getError() const { return mStream.getErrorMsg(); }
     const Counts& getCounts() const { return mCounts; }
+    /// Of all that was read.
+    std::uint64_t getChecksum() const { return mTap.getChecksum(); }
 
 private:
     qz::qzIoDeviceFileStream mDevice;
+    Tap mTap;
     qz::qzDataStream mStream;
+    const qz::qzCancelInterfaceReadOnly& mCancel;
     Counts mCounts;
     Record mRecord;
 };

@@ -47,6 +47,15 @@ void EntryCounter::Count(std::list<qz::qzLog::LogEntry>& batch, void* counter)
     }
 }
 
+void addWay(Way& total, const Way& part)
+{
+    total.counts.files += part.counts.files;
+    total.counts.records += part.counts.records;
+    total.counts.bytesIn += part.counts.bytesIn;
+    total.counts.bytesOut += part.counts.bytesOut;
+    total.durationMs = std::max(total.durationMs, part.durationMs);
+}
+
 void printSummary(const Way& written, const Way& readBack, const EntryCounter& entries)
 {
     const std::string rule = "  " + std::string(kNameWidth + kValueWidth, '-') + "\n";

@@ -4,7 +4,7 @@
 
 #include <qz/qzLog.h>
 
-#include "Recording.h"
+#include "Part.h"
 
 namespace recorder {
 
@@ -16,6 +16,7 @@ public:
     EntryCounter(const EntryCounter&) = delete;
     EntryCounter& operator=(const EntryCounter&) = delete;
 
+    /// Counts what was reported up to the log's last flush.
     unsigned long getCount(qz::qzLog::EntryType type) const { return mCounts[type]; }
 
 private:
@@ -24,11 +25,8 @@ private:
     unsigned long mCounts[qz::qzLog::Unknown + 1] = {};
 };
 
-/// What the work of one way came to.
-struct Way {
-    Counts counts;
-    unsigned long durationMs = 0;
-};
+/// Adds what a part came to. Parts work at the same time, so the longest of them counts.
+void addWay(Way& total, const Way& part);
 
 /// Prints the table of the run to standard output.
 void printSummary(const Way& written, const Way& readBack, const EntryCounter& entries);

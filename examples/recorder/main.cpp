@@ -1,15 +1,14 @@
 // Records the lines of files as binary records, reads them back and compares.
 
 #include <iostream>
+#include <memory>
 
+#include <qz/qzCancelConsoleEventCatcher.h>
 #include <qz/qzLogObject.h>
 #include <qz/qzSystem.h>
-#include <qz/qzSystemUtils.h>
 
-#include "Interruption.h"
 #include "Options.h"
-#include "OutputFile.h"
-#include "Recording.h"
+#include "Part.h"
 #include "SampleTexts.h"
 #include "Summary.h"
 
@@ -17,92 +16,112 @@ namespace {
 
 using namespace recorder;
 
+enum Status : int { StatusDone = 0, StatusFailed = 1, StatusUsage = 2, StatusInterrupted = 3 };
+
 constexpr const char* kChannel = "recorder";
 
-// Keeps the library started for as long as it lives.
+// Keeps the library started for as long as it lives, and Ctrl-C a request.
 class LibraryStart {
 public:
-    LibraryStart() { qz::initializeQzSystem(qz::LightInit); }
-    ~LibraryStart() { qz::terminateQzSystem(); }
+    LibraryStart()
+    {
+        qz::initializeQzSystem(qz::FullInit);
+        mCancel = qz::qzCancelConsoleEventCatcher::Create();
+    }
+    ~LibraryStart()
+    {
+        qz::qzCancelConsoleEventCatcher::Delete();
+        qz::terminateQzSystem();
+    }
     LibraryStart(const LibraryStart&) = delete;
     LibraryStart& operator=(const LibraryStart&) = delete;
-};
 
-class StopWatch {
-public:
-    unsigned long getElapsedMs() const { return qz::qzSystemUtils::GetTimeBaseMs() - mStart; }
+    const qz::qzCancelInterfaceReadOnly& getCancel() const { return *mCancel; }
 
 private:
-    unsigned long mStart = qz::qzSystemUtils::GetTimeBaseMs();
+    const qz::qzCancelInterfaceReadOnly* mCancel;
 };
 
-// Drops the inputs that can't be opened from `paths`; `hasFailures` tells whether any could not be
-// read. Returns whether the recording was written.
-bool record(std::vector<std::string>& paths, const std::string& recordingPath,
-            const Options& options, Way& written, bool& hasFailures)
+void setUpLog(const Options& options)
 {
-    const StopWatch watch;
-    RecordWriter writer(recordingPath, options.endianness);
-    bool allRead = true;
-    std::vector<std::string> recorded;
-    for (const std::string& path : paths) {
-        if (!writer.isOk() || isInterrupted()) break;
-        const unsigned long filesBefore = writer.getCounts().files;
-        std::string error;
-        if (!writer.recordFile(path, error)) {
-            qz::logWarning(kChannel) << "cannot record '" << path << "': " << error;
-            allRead = false;
+    constexpr long kMostBytes = 1024L * 1024;
+    constexpr int kOldFiles = 3;
+    qz::qzLog& log = *qz::qzLog::msInstance;
+    log.setLogLevel(options.logLevel);
+    if (options.logPath.empty()) return;
+    log.installFileHandlerExUtf8(options.logPath, /*flags=*/0, kMostBytes, kOldFiles,
+                                 qz::qzLog::RotateNever);
+}
+
+// Deals the files out to as many parts as there are threads.
+std::vector<std::vector<std::string>> share(const std::vector<std::string>& paths,
+                                            unsigned partCount)
+{
+    std::vector<std::vector<std::string>> shares(partCount);
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        shares[i % partCount].push_back(paths[i]);
+    }
+    return shares;
+}
+
+std::string getPartPath(const Options& options, std::size_t index)
+{
+    if (options.threadCount == 1 || options.outputPath.empty()) return options.outputPath;
+    return options.outputPath + "." + std::to_string(index + 1);
+}
+
+using Parts = std::vector<std::unique_ptr<Part>>;
+
+void runParts(Parts& parts, Progress& progress)
+{
+    std::vector<std::unique_ptr<PartThread>> threads;
+    threads.reserve(parts.size());
+    for (const std::unique_ptr<Part>& part : parts) {
+        threads.push_back(std::make_unique<PartThread>(*part));
+    }
+    progress.showUntilEnd();
+}
+
+void reportInterruption(const Parts& parts)
+{
+    std::cerr << "recorder: interrupted\n";
+    for (const std::unique_ptr<Part>& part : parts) {
+        for (const std::string& path : part->getMissingPaths()) {
+            qz::logWarning(kChannel) << "not recorded to its end: '" << path << "'";
+            std::cerr << "recorder: not recorded to its end: " << path << '\n';
         }
-        if (writer.getCounts().files != filesBefore) recorded.push_back(path);
     }
-    const bool allWritten = writer.finish();
-    written = {writer.getCounts(), watch.getElapsedMs()};
-    paths = recorded;
-    if (!allWritten) {
-        qz::logCritical(kChannel) << "cannot write '" << recordingPath
-                                  << "': " << writer.getError();
-    }
-    hasFailures = !allRead;
-    return allWritten;
 }
 
-bool compare(const std::vector<std::string>& paths, const std::string& recordingPath,
-             const Options& options, Way& readBack)
-{
-    const StopWatch watch;
-    RecordReader reader(recordingPath, options.endianness);
-    bool allMatched = true;
-    for (const std::string& path : paths) {
-        if (isInterrupted()) break;
-        if (reader.compareFile(path)) continue;
-        qz::logCritical(kChannel) << "the recording differs from '" << path << "' "
-                                  << reader.getError();
-        allMatched = false;
-        break;
-    }
-    readBack = {reader.getCounts(), watch.getElapsedMs()};
-    return allMatched && reader.isAtEnd();
-}
-
-// Returns whether all inputs were recorded and came back the same.
-bool run(const Options& options)
+Status run(const Options& options, const qz::qzCancelInterfaceReadOnly& cancel)
 {
     std::vector<std::string> paths = options.inputPaths;
     if (paths.empty()) paths = findSampleTexts();
     const EntryCounter entries;
     qz::logInfo(kChannel) << "recording " << paths.size() << " files";
-    OutputFile output(options.outputPath);
+
+    Progress progress(options.threadCount, paths.size());
+    Parts parts;
+    for (std::vector<std::string>& shared : share(paths, options.threadCount)) {
+        parts.push_back(std::make_unique<Part>(
+            std::move(shared), getPartPath(options, parts.size()), options, cancel, progress));
+    }
+    runParts(parts, progress);
+
     Way written;
     Way readBack;
-    bool hasFailures = false;
-    const bool allWritten = record(paths, output.getWorkPath(), options, written, hasFailures);
-    const bool allMatched = allWritten && compare(paths, output.getWorkPath(), options, readBack);
-    if (isInterrupted()) return false;
-    if (allMatched) qz::logInfo(kChannel) << "all records match";
-    const bool isKept = !allMatched || output.keep();
-    if (!isKept) qz::logCritical(kChannel) << "cannot make '" << options.outputPath << "'";
+    bool isDone = true;
+    for (const std::unique_ptr<Part>& part : parts) {
+        addWay(written, part->getWritten());
+        addWay(readBack, part->getReadBack());
+        isDone = isDone && part->isDone();
+    }
+    if (cancel.shouldCancel()) reportInterruption(parts);
+    if (isDone) qz::logInfo(kChannel) << "all records match";
+    qz::qzLog::msInstance->flush();
     printSummary(written, readBack, entries);
-    return allMatched && isKept && !hasFailures;
+    if (cancel.shouldCancel()) return StatusInterrupted;
+    return isDone ? StatusDone : StatusFailed;
 }
 
 }  // namespace
@@ -113,20 +132,13 @@ int main(int argumentCount, char** arguments)
     std::string error;
     if (!parseOptions(argumentCount, arguments, options, error)) {
         std::cerr << "recorder: " << error << '\n' << kUsage;
-        return 2;
+        return StatusUsage;
     }
     if (options.wantsHelp) {
         std::cout << kUsage;
-        return 0;
+        return StatusDone;
     }
-
-    watchForInterruption();
-    bool isDone = false;
-    {
-        const LibraryStart library;
-        qz::qzLog::msInstance->setLogLevel(options.logLevel);
-        isDone = run(options);
-    }
-    if (isInterrupted()) endAsRequested();
-    return isDone ? 0 : 1;
+    const LibraryStart library;
+    setUpLog(options);
+    return run(options, library.getCancel());
 }

@@ -56,16 +56,39 @@ expect 2 --output
 expect_line "option '--output' wants a value"
 expect 0 --help
 
-# An interruption leaves neither the recording nor its draft. The pipe keeps the recorder waiting.
+# Several threads share the files, and the log goes to its file.
+expect 0 --threads 2 --log log.txt --output part.rec text bytes empty
+expect_line '^ *files *3$'
+expect_line '^ *records *6$'
+grep -q 'INFO(recorder)' out && fail "the log went to the console: $(cat out)"
+[[ $(stat -c %s part.rec.1) == $((4 * 20 + 32)) ]] || fail "the first part has another size"
+[[ $(stat -c %s part.rec.2) == $((2 * 20 + 6)) ]] || fail "the second part has another size"
+[[ $(head -c 3 log.txt | od -An -tx1) == " ef bb bf" ]] || fail "the log has no byte order mark"
+grep -q 'INFO(recorder) PID .* : all records match$' log.txt || fail "no result in $(cat log.txt)"
+expect 2 --threads 0
+expect 2 --threads two
+expect 2 --threads 65
+expect_line "option '--threads' can't be '65'"
+
+# An interruption finishes the record at work, keeps what there is and says what is missing. The
+# pipe keeps the recorder waiting.
 mkfifo pipe
 mkdir kept
-"$recorder" --output kept/interrupted.rec text pipe >out 2>&1 &
+"$recorder" --output kept/interrupted.rec text pipe bytes >out 2>&1 &
 exec 3>pipe
 echo line >&3
 until grep -q "text' ends at record" out; do sleep 0.05; done
-kill -TERM $!
+kill -INT $!
 exec 3>&-
 status=0
 wait $! || status=$?
-((status == 143)) || fail "status $status instead of 143 after an interruption"
-[[ -z $(ls -A kept) ]] || fail "an interruption left $(ls kept)"
+((status == 3)) || fail "status $status instead of 3 after an interruption: $(cat out)"
+expect_line '^recorder: interrupted$'
+expect_line '^recorder: not recorded to its end: pipe$'
+expect_line '^recorder: not recorded to its end: bytes$'
+grep -q 'not recorded to its end: text' out && fail "the first file is said to be missing"
+records=$(sed -n 's/^ *records *\([0-9]*\)$/\1/p' out)
+bytes=$(sed -n 's/^ *bytes in *\([0-9]*\)$/\1/p' out)
+[[ $(ls kept) == interrupted.rec ]] || fail "an interruption left '$(ls kept)'"
+[[ $(stat -c %s kept/interrupted.rec) == $((records * 20 + bytes)) ]] ||
+    fail "the kept recording isn't whole: $(cat out)"

@@ -1,0 +1,111 @@
+#include "Part.h"
+
+#include <utility>
+
+#include <qz/qzLogObject.h>
+#include <qz/qzSystemUtils.h>
+
+namespace recorder {
+
+namespace {
+
+constexpr const char* kChannel = "recorder";
+
+class StopWatch {
+public:
+    unsigned long getElapsedMs() const { return qz::qzSystemUtils::GetTimeBaseMs() - mStart; }
+
+private:
+    unsigned long mStart = qz::qzSystemUtils::GetTimeBaseMs();
+};
+
+}  // namespace
+
+Part::Part(std::vector<std::string> paths, const std::string& outputPath, const Options& options,
+           const qz::qzCancelInterfaceReadOnly& cancel, Progress& progress)
+    : mPaths(std::move(paths)),
+      mOutputPath(outputPath),
+      mOutput(outputPath),
+      mOptions(options),
+      mCancel(cancel),
+      mProgress(progress)
+{
+}
+
+void Part::run()
+{
+    const bool isWritten = record();
+    const bool hasMatched = isWritten && !mCancel.shouldCancel() && compare();
+    const bool isKept = !isWritten || keep();
+    mIsDone = hasMatched && isKept && !mHasFailures;
+    mProgress.countEndedPart();
+}
+
+bool Part::record()
+{
+    const StopWatch watch;
+    RecordWriter writer(mOutput.getWorkPath(), mOptions.endianness, mCancel);
+    for (const std::string& path : mPaths) {
+        if (mCancel.shouldCancel()) {
+            mMissingPaths.push_back(path);
+            continue;
+        }
+        if (!writer.isOk()) break;
+        const unsigned long filesBefore = writer.getCounts().files;
+        std::string error;
+        if (!writer.recordFile(path, error)) {
+            qz::logWarning(kChannel) << "cannot record '" << path << "': " << error;
+            mHasFailures = true;
+        }
+        if (writer.getCounts().files != filesBefore) mRecordedPaths.push_back(path);
+        if (mCancel.shouldCancel()) mMissingPaths.push_back(path);
+        mProgress.countRecordedFile();
+    }
+    const bool isComplete = writer.finish();
+    mWritten = {writer.getCounts(), watch.getElapsedMs()};
+    mChecksum = writer.getChecksum();
+    if (isComplete) return true;
+    qz::logCritical(kChannel) << "cannot write '" << mOutput.getWorkPath()
+                              << "': " << writer.getError();
+    return false;
+}
+
+bool Part::compare()
+{
+    const StopWatch watch;
+    RecordReader reader(mOutput.getWorkPath(), mOptions.endianness, mCancel);
+    bool hasMatched = true;
+    for (const std::string& path : mRecordedPaths) {
+        hasMatched = reader.compareFile(path);
+        if (mCancel.shouldCancel()) return false;
+        mProgress.countComparedFile();
+        if (hasMatched) continue;
+        qz::logCritical(kChannel) << "the recording differs from '" << path << "' "
+                                  << reader.getError();
+        break;
+    }
+    mReadBack = {reader.getCounts(), watch.getElapsedMs()};
+    return hasMatched && reader.isAtEnd() && reader.getChecksum() == mChecksum;
+}
+
+bool Part::keep()
+{
+    if (mOutput.keep()) return true;
+    qz::logCritical(kChannel) << "cannot make '" << mOutputPath << "'";
+    return false;
+}
+
+PartThread::PartThread(Part& part)
+{
+    startThread("recorder");
+    beginWake();
+    addJob(&part);
+    endWake();
+}
+
+PartThread::~PartThread()
+{
+    stop();
+}
+
+}  // namespace recorder
