@@ -2,11 +2,9 @@
 
 #include <utility>
 
-#include <signal.h>
-
 #include "LogFile.h"
 #include "SignalReport.h"
-#include "WatchedSignals.h"
+#include "SignalsPutOff.h"
 
 namespace qz {
 
@@ -14,29 +12,9 @@ namespace {
 
 constexpr std::uint64_t kMostQueuedBytes = 16777216;
 
-// How many locks of log threads the calling thread holds: a signal handler may find it inside one.
+// How many locks of log threads the calling thread holds or takes: a signal handler may find it
+// inside one.
 thread_local int locksHeld = 0;
-
-// Blocks the watched signals that can be put off, for the life of the object. A thread that is
-// started meanwhile inherits that.
-class AsynchronousSignalsBlocked {
-public:
-    AsynchronousSignalsBlocked()
-    {
-        sigset_t blocked;
-        ::sigemptyset(&blocked);
-        for (const WatchedSignal& watched : kWatchedSignals) {
-            if (!watched.isFault) ::sigaddset(&blocked, watched.number);
-        }
-        ::pthread_sigmask(SIG_BLOCK, &blocked, &mBefore);
-    }
-    ~AsynchronousSignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &mBefore, nullptr); }
-    AsynchronousSignalsBlocked(const AsynchronousSignalsBlocked&) = delete;
-    AsynchronousSignalsBlocked& operator=(const AsynchronousSignalsBlocked&) = delete;
-
-private:
-    sigset_t mBefore;
-};
 
 // Holds the lock between processes for a scope, where there is one.
 class FolderLocker {
@@ -71,22 +49,18 @@ public:
 
     void lock()
     {
+        ++locksHeld;
         mMutex.lock();
         mIsHeld = true;
-        ++locksHeld;
     }
     void unlock()
     {
-        --locksHeld;
         mIsHeld = false;
         mMutex.unlock();
-    }
-    void wait(qzWaitCondition& condition)
-    {
         --locksHeld;
-        condition.wait(&mMutex, qzWaitCondition::msNoLimit);
-        ++locksHeld;
     }
+    // Counts as holding it: a thread on its way into the wait and out of it does.
+    void wait(qzWaitCondition& condition) { condition.wait(&mMutex, qzWaitCondition::msNoLimit); }
 
 private:
     qzMutex& mMutex;
@@ -109,7 +83,8 @@ qzLogThread::~qzLogThread()
 
 void qzLogThread::start()
 {
-    const AsynchronousSignalsBlocked blocked;
+    log::SignalsPutOff signals;
+    signals.begin();
     startThread(nullptr);
 }
 
@@ -126,21 +101,23 @@ void qzLogThread::append(qzLog::LogEntry& entry, bool synchronous)
     entry = {};
     const std::uint64_t size = added.front().message.size();
 
+    log::SignalsPutOff signals;  // until the lock is given back
     Lock lock(mMutex);
     mQueue.splice(mQueue.end(), added);
     mQueuedBytes += size;
     mHasEntries = true;
     if (synchronous || mQueuedBytes > kMostQueuedBytes) mFlushRequested = true;
     mWorkAvailable.wakeAll();
-    awaitDrained(lock);
+    awaitDrained(lock, signals);
 }
 
 void qzLogThread::flush()
 {
+    log::SignalsPutOff signals;
     Lock lock(mMutex);
     mFlushRequested = true;
     mWorkAvailable.wakeAll();
-    awaitDrained(lock);
+    awaitDrained(lock, signals);
 }
 
 bool qzLogThread::isOwnThread() const
@@ -148,15 +125,18 @@ bool qzLogThread::isOwnThread() const
     return CurrentThreadId() == mOwnThreadId;
 }
 
-// Waits once: whoever wakes the condition has seen the queue empty.
-void qzLogThread::awaitDrained(Lock& lock)
+// Waits once: whoever wakes the condition has seen the queue empty. A signal that came meanwhile is
+// reported behind the wait, when the report can take the lock.
+void qzLogThread::awaitDrained(Lock& lock, log::SignalsPutOff& signals)
 {
     if (!mFlushRequested || mStopRequested || isOwnThread()) return;
+    signals.begin();
     lock.wait(mDrained);
 }
 
 void qzLogThread::configure(qzLogParameters& parameters, const Change& change, bool install)
 {
+    log::SignalsPutOff signals;
     Lock lock(mMutex);
     parameters = mShared;
     change(parameters);
@@ -164,6 +144,7 @@ void qzLogThread::configure(qzLogParameters& parameters, const Change& change, b
     mWorkAvailable.wakeAll();
     if (mHasEntries && !isOwnThread()) {
         mFlushRequested = true;
+        signals.begin();
         while (mFlushRequested && !mStopRequested) {
             lock.wait(mDrained);
         }

@@ -15,6 +15,10 @@
 
 namespace qz {
 
+namespace log {
+class SignalsPutOff;
+}
+
 /// Takes entries from all threads and writes them on its own, batch by batch.
 ///
 /// The mutex is never held during file work, console output or a call of the handler.
@@ -49,7 +53,7 @@ private:
     class Lock;
 
     bool isOwnThread() const;
-    void awaitDrained(Lock& lock);
+    void awaitDrained(Lock& lock, log::SignalsPutOff& signals);
     void reconfigure(Lock& lock);
     void writeQueue(Lock& lock);
     void confirmDrained();
