@@ -39,7 +39,9 @@ private:
 // Holds the mutex for a scope, and knows it.
 class qzLogThread::Lock {
 public:
-    explicit Lock(qzMutex& mutex) : mMutex(mutex) { lock(); }
+    // In two steps, for an exception of a signal handler within the second to find an object to
+    // destroy, and with it the lock given back.
+    explicit Lock(qzMutex& mutex) : Lock(&mutex) { lock(); }
     ~Lock()
     {
         if (mIsHeld) unlock();
@@ -47,22 +49,26 @@ public:
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;
 
+    // Said ahead of the deed, as that may be broken off on both sides of it. To give back a mutex
+    // that one hasn't got does nothing.
     void lock()
     {
+        mIsHeld = true;
         ++locksHeld;
         mMutex.lock();
-        mIsHeld = true;
     }
     void unlock()
     {
-        mIsHeld = false;
         mMutex.unlock();
         --locksHeld;
+        mIsHeld = false;
     }
     // Counts as holding it: a thread on its way into the wait and out of it does.
     void wait(qzWaitCondition& condition) { condition.wait(&mMutex, qzWaitCondition::msNoLimit); }
 
 private:
+    explicit Lock(qzMutex* mutex) : mMutex(*mutex) {}
+
     qzMutex& mMutex;
     bool mIsHeld = false;
 };
