@@ -3,6 +3,7 @@
 //   light | full | stop      of the library
 //   file|PATH                a log file
 //   old|SIGNAL|FORM          an action of the program's own: default, ignored, plain or detailed
+//   mask                     shows the signals that the thread blocks
 //   ids                      shows process, thread, parent and user
 //   state                    shows whether the watcher is registered
 //   say|TEXT                 a synchronous report
@@ -309,6 +310,17 @@ void showIds()
               << ::getuid() << ']' << std::endl;
 }
 
+void showMask()
+{
+    sigset_t blocked;
+    ::pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+    std::cout << "[blocked";
+    for (int signal = 1; signal < 32; ++signal) {
+        if (::sigismember(&blocked, signal) != 0) std::cout << ' ' << signal;
+    }
+    std::cout << ']' << std::endl;
+}
+
 void throwOutOfRange()
 {
     throw std::out_of_range("too far");
@@ -339,6 +351,7 @@ const std::map<std::string, std::function<void(const Parts&)>> kSteps = {
     {"file", [](const Parts& parts) { qzLog::msInstance->installFileHandlerUtf8(parts.at(1)); }},
     {"old", [](const Parts& parts) { setAction(getSignal(parts), parts.at(2)); }},
     {"ids", [](const Parts&) { showIds(); }},
+    {"mask", [](const Parts&) { showMask(); }},
     {"state",
      [](const Parts&) {
          std::cout << "[registered " << qz::exception::IsSigWatcherRegistered() << ']' << std::endl;
