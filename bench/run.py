@@ -26,6 +26,16 @@ SUBJECTS = {
     "log": ("Log", {
         "switched-off report, 5 insertions": 0.5,
         "prefix of a line": 0.25,
+        "light start, a line": (1.5, "system calls"),
+        "100,000 lines, 1 producer": 0.42,
+        "100,000 lines, 2 producers": 0.35,
+        "100,000 lines, 4 producers": 0.35,
+        "burst of 4,000 lines, 1 producer": 0.35,
+        "burst of 4,000 lines, 4 producers": 0.5,
+        "synchronous report": 1.3,
+        "report, p50": None,
+        "report, p99": None,
+        "report, p99.9": None,
     }),
     "serialiser": ("Binary serialiser: 1,000,000 records of int, double, 12-byte string", {
         "write to memory": 0.9,

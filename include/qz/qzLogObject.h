@@ -3,6 +3,8 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <string_view>
+#include <type_traits>
 
 #include <qz/qzExport.h>
 #include <qz/qzLog.h>
@@ -10,6 +12,30 @@
 namespace qz {
 
 class SystemError;
+
+namespace impl {
+
+/// Whether `T` is an integer that a stream shows as a number, of at most 64 bits.
+template <typename T>
+inline constexpr bool isNumber = false;
+template <>
+inline constexpr bool isNumber<short> = true;
+template <>
+inline constexpr bool isNumber<unsigned short> = true;
+template <>
+inline constexpr bool isNumber<int> = true;
+template <>
+inline constexpr bool isNumber<unsigned int> = true;
+template <>
+inline constexpr bool isNumber<long> = true;
+template <>
+inline constexpr bool isNumber<unsigned long> = true;
+template <>
+inline constexpr bool isNumber<long long> = true;
+template <>
+inline constexpr bool isNumber<unsigned long long> = true;
+
+}  // namespace impl
 
 /// One report: build it on the stack, stream the text into it, and let it go out of scope.
 ///
@@ -65,8 +91,9 @@ private:
         std::string threadId;
         std::unique_ptr<std::string> subType;
         std::unique_ptr<std::string> systemLogTag;
-        qzLog* log = nullptr;  // null when the entry doesn't go to the logger
-        std::unique_ptr<std::ostringstream> stream;
+        qzLog* log = nullptr;                        // null when the entry doesn't go to the logger
+        std::unique_ptr<std::ostringstream> stream;  // null as long as `text` will do
+        std::string text;                            // what was said without a stream
     };
     struct Decided {
         int type;  // `qzLog::Unknown` for a report that is off
@@ -83,10 +110,14 @@ private:
     QZ_API std::ostream& editStream();
     QZ_API void insert(const char* text);
     QZ_API void insert(const std::string& text);
+    QZ_API void insert(long value);
     QZ_API void insert(unsigned long value);
     QZ_API void insert(const SystemError& error);
     QZ_API static void assign(std::unique_ptr<std::string>& field, const char* text);
     void send();
+    void append(std::string_view text);
+    template <typename Number>
+    void insertNumber(Number value);
 
     union {
         Report mReport;  // made empty with the object, but freed by `end` alone
@@ -144,7 +175,15 @@ inline qzLogObject& qzLogObject::setSystemLogTag(const char* systemLogTag)
 template <typename T>
 qzLogObject& qzLogObject::operator<<(const T& value)
 {
-    if (!isOff()) editStream() << value;
+    if (isOff()) return *this;
+    // Of the integers only these read as numbers in a stream.
+    if constexpr (impl::isNumber<T> && std::is_signed_v<T>) {
+        insert(static_cast<long>(value));
+    } else if constexpr (impl::isNumber<T>) {
+        insert(static_cast<unsigned long>(value));
+    } else {
+        editStream() << value;
+    }
     return *this;
 }
 
