@@ -14,8 +14,8 @@ namespace qz {
 namespace {
 
 constexpr std::uint64_t kMostQueuedBytes = 16777216;
-// What is kept of written entries for the next ones: at most some 500 KiB as entries usually are.
-constexpr std::size_t kMostSpares = 1024;
+// What is kept of written entries for the next ones: at most some 2 MiB as entries usually are.
+constexpr std::size_t kMostSpares = 4096;
 constexpr std::size_t kMostSpareText = 1024;
 constexpr std::size_t kBatchThatLingers = 8;
 constexpr int kLingerLooks = 1000;  // some 40 us
