@@ -86,14 +86,18 @@ public:
 private:
     friend class qzLogObjectTestPeer;
 
+    struct Text;  // a string, and a string stream once one is needed
+    struct DeleteText {
+        QZ_API void operator()(Text* text) const;
+    };
+
     // What only a report that is on fills. One that is off has nothing to free in here.
     struct Report {
         std::string threadId;
         std::unique_ptr<std::string> subType;
         std::unique_ptr<std::string> systemLogTag;
-        qzLog* log = nullptr;                        // null when the entry doesn't go to the logger
-        std::unique_ptr<std::ostringstream> stream;  // null as long as `text` will do
-        std::string text;                            // what was said without a stream
+        qzLog* log = nullptr;                      // null when the entry doesn't go to the logger
+        std::unique_ptr<Text, DeleteText> stream;  // null until something is said
     };
     struct Decided {
         int type;  // `qzLog::Unknown` for a report that is off
@@ -115,7 +119,8 @@ private:
     QZ_API void insert(const SystemError& error);
     QZ_API static void assign(std::unique_ptr<std::string>& field, const char* text);
     void send();
-    void append(std::string_view text);
+    Text& editText();
+    void insertText(std::string_view text);
     template <typename Number>
     void insertNumber(Number value);
 
