@@ -116,6 +116,15 @@ SUBJECTS = {
         "walk 5,200 entries": None,
         "walk 208,000 entries": None,
     }),
+    "resolver": ("Index of file names, and stale paths resolved in it", {
+        "index 50,000 names": (1.0, "absl btree"),
+        "10,000 paths among 50,000 names": (1.0, "absl btree"),
+        "10,000 paths among 200,000 names": (1.0, "absl btree"),
+        "index 200,000 names": None,
+        "a path among 100 namesakes": None,
+        "a path among 1,000 namesakes": None,
+        "a path among 10,000 namesakes": None,
+    }),
     "start": ("Start and load", {
         "light start and stop": None,
         "full start and stop": None,
@@ -181,6 +190,15 @@ def load_facts(build):
     }
 
 
+def resolver_facts(document):
+    """The rate that is wanted besides a ratio."""
+    rates = [entry["items_per_second"] for entry in document["benchmarks"]
+             if entry["run_type"] == "iteration" and
+             entry["run_name"] == "10,000 paths among 200,000 names/" + OURS]
+    return {"paths a second among 200,000 names":
+            f"{statistics.median(rates) / 1e6:.2f} million, goal 1 million"}
+
+
 def measure(build, subject, options):
     """Runs a subject's program as often as it takes; returns one JSON document."""
     environments = charset_environments(build) if subject == "charset" else [{}]
@@ -190,6 +208,8 @@ def measure(build, subject, options):
         whole["benchmarks"] += more["benchmarks"]
     if subject == "start":
         whole["facts"] = load_facts(build)
+    if subject == "resolver":
+        whole["facts"] = resolver_facts(whole)
     whole["run"] = {
         "date": datetime.date.today().isoformat(),
         "command": f"bench/run.py --repetitions {options.repetitions} "
