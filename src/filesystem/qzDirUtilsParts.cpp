@@ -12,7 +12,6 @@ namespace {
 
 using filesystem::findLastSeparator;
 using filesystem::getFileName;
-using filesystem::isSeparator;
 using filesystem::PathJoint;
 
 constexpr std::size_t kMostParts = 65535;
