@@ -39,6 +39,18 @@ SUBJECTS = {
         "report, p99": None,
         "report, p99.9": None,
     }),
+    "locks": ("Locks, conditions and semaphores", {
+        "lock and unlock, free": (1.2, "std"),
+        "taken twice": (1.15, "std"),
+        "contended, 2 threads": (1.3, "std"),
+        "contended, 4 threads": (1.3, "std"),
+        "condition round trip": 1.05,
+        "wake with no waiter": 1.5,
+        "semaphore release and acquire": 1.8,
+    }),
+    "thread": ("Threads", {
+        "start and join": 1.1,
+    }),
     "serialiser": ("Binary serialiser: 1,000,000 records of int, double, 12-byte string", {
         "write to memory": 0.9,
         "read from memory": 1.0,
