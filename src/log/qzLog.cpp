@@ -55,8 +55,7 @@ void qzLog::makeThreadSafe()
     mLogThread = std::make_unique<qzLogThread>(*mParameters);
     try {
         mLogThread->start();
-    }
-    catch (...) {
+    } catch (...) {
         mLogThread.reset();
         throw;
     }

@@ -7,12 +7,18 @@
 #include "LogFile.h"
 #include "SignalReport.h"
 #include "WatchedSignals.h"
+#include "frame/Relaxed.h"
 
 namespace qz {
 
 namespace {
 
 constexpr std::uint64_t kMostQueuedBytes = 16777216;
+// What is kept of written entries for the next ones: at most some 2 MiB as entries usually are.
+constexpr std::size_t kMostSpares = 4096;
+constexpr std::size_t kMostSpareText = 1024;
+constexpr std::size_t kBatchThatLingers = 8;
+constexpr int kLingerLooks = 1000;  // some 40 us
 
 // How many locks of log threads the calling thread holds: a signal handler may find it inside one.
 thread_local int locksHeld = 0;
@@ -55,6 +61,37 @@ public:
 private:
     qzMutexSystem* mFolderLock;
 };
+
+// Moves an entry to an element that had another one. What the element has left goes the other way,
+// so that a writer frees on its own thread what a writer has allocated. The prefix is made later.
+void moveTexts(qzLog::LogEntry& from, qzLog::LogEntry& to)
+{
+    to.message.swap(from.message);
+    to.subType.swap(from.subType);
+    to.systemLogTag.swap(from.systemLogTag);
+    to.threadId.swap(from.threadId);
+    to.timeMs = from.timeMs;
+    to.type = from.type;
+    from.prefix.clear();
+}
+
+void clearText(std::string& text)
+{
+    if (text.capacity() > kMostSpareText) text = std::string();
+    text.clear();
+}
+
+void prepareForReuse(std::list<qzLog::LogEntry>& batch)
+{
+    if (batch.size() > kMostSpares) batch.resize(kMostSpares);
+    for (qzLog::LogEntry& entry : batch) {
+        clearText(entry.message);
+        clearText(entry.subType);
+        clearText(entry.systemLogTag);
+        clearText(entry.threadId);
+        clearText(entry.prefix);
+    }
+}
 
 }  // namespace
 
@@ -99,8 +136,8 @@ qzLogThread::~qzLogThread()
 {
     {
         const Lock lock(mMutex);
-        mFlushRequested = true;
-        mStopRequested = true;
+        relaxedStore(mFlushRequested, true);
+        relaxedStore(mStopRequested, true);
         mWorkAvailable.wakeAll();
         mDrained.wakeAll();
     }
@@ -121,24 +158,27 @@ void qzLogThread::append(qzLog::LogEntry& entry, bool synchronous)
         writeAtOnce(entry);
         return;
     }
-    std::list<qzLog::LogEntry> added;
-    added.push_back(std::move(entry));
-    entry = {};
-    const std::uint64_t size = added.front().message.size();
-
     Lock lock(mMutex);
-    mQueue.splice(mQueue.end(), added);
-    mQueuedBytes += size;
+    mQueuedBytes += entry.message.size();
+    moveTexts(entry, addElement());
     mHasEntries = true;
-    if (synchronous || mQueuedBytes > kMostQueuedBytes) mFlushRequested = true;
+    if (synchronous || mQueuedBytes > kMostQueuedBytes) relaxedStore(mFlushRequested, true);
     mWorkAvailable.wakeAll();
     awaitDrained(lock);
+}
+
+// A new element at the end of the queue, with the mutex held.
+qzLog::LogEntry& qzLogThread::addElement()
+{
+    if (mSpare.empty()) return mQueue.emplace_back();
+    mQueue.splice(mQueue.end(), mSpare, mSpare.begin());
+    return mQueue.back();
 }
 
 void qzLogThread::flush()
 {
     Lock lock(mMutex);
-    mFlushRequested = true;
+    relaxedStore(mFlushRequested, true);
     mWorkAvailable.wakeAll();
     awaitDrained(lock);
 }
@@ -163,7 +203,7 @@ void qzLogThread::configure(qzLogParameters& parameters, const Change& change, b
     if (!install && haveSameSettings(parameters, mShared)) return;
     mWorkAvailable.wakeAll();
     if (mHasEntries && !isOwnThread()) {
-        mFlushRequested = true;
+        relaxedStore(mFlushRequested, true);
         while (mFlushRequested && !mStopRequested) {
             lock.wait(mDrained);
         }
@@ -172,7 +212,7 @@ void qzLogThread::configure(qzLogParameters& parameters, const Change& change, b
         change(parameters);
     }
     mShared = parameters;
-    mReconfigure = true;
+    relaxedStore(mReconfigure, true);
     mInstallRequested = mInstallRequested || install;
     mWorkAvailable.wakeAll();
 }
@@ -214,32 +254,53 @@ void qzLogThread::run()
         } else {
             confirmDrained();
             if (mStopRequested) break;
-            lock.wait(mWorkAvailable);
+            if (!linger(lock)) lock.wait(mWorkAvailable);
         }
     }
     lock.unlock();
     mFolderLock.reset();
 }
 
+// Behind a batch of some size more is likely to come at once. To wait a little for it, without
+// going to sleep, spares the writers the waking (2 us and more for each batch), and lets the next
+// batch grow. Returns whether to look at the queue again.
+bool qzLogThread::linger(Lock& lock)
+{
+    if (mLastBatchSize < kBatchThatLingers) return false;
+    mLastBatchSize = 0;
+    lock.unlock();
+    const auto isWanted = [this] {
+        return relaxedLoad(mFlushRequested) || relaxedLoad(mStopRequested) ||
+               relaxedLoad(mReconfigure);
+    };
+    for (int i = 0; i < kLingerLooks && !isWanted(); ++i) {
+        __builtin_ia32_pause();
+    }
+    lock.lock();
+    return true;
+}
+
 void qzLogThread::writeQueue(Lock& lock)
 {
     std::list<qzLog::LogEntry> batch;
     batch.swap(mQueue);
+    mLastBatchSize = batch.size();
     mQueuedBytes = 0;
     lock.unlock();
     {
         const FolderLocker folderLocker(mFolderLock.get());
         qzLog::WriteImpl(mWorking, batch);
     }
-    batch.clear();
+    prepareForReuse(batch);
     lock.lock();
+    if (mSpare.size() < kMostSpares) mSpare.splice(mSpare.end(), batch);
 }
 
 void qzLogThread::confirmDrained()
 {
     mHasEntries = false;
     if (!mFlushRequested) return;
-    mFlushRequested = false;
+    relaxedStore(mFlushRequested, false);
     mDrained.wakeAll();
 }
 
@@ -247,8 +308,9 @@ void qzLogThread::reconfigure(Lock& lock)
 {
     qzLogParameters fresh = mShared;
     const bool install = std::exchange(mInstallRequested, false);
-    mReconfigure = false;
-    mFlushRequested = true;  // writers wait until the queue is empty under the new settings
+    relaxedStore(mReconfigure, false);
+    relaxedStore(mFlushRequested,
+                 true);  // writers wait until the queue is empty under the new settings
     lock.unlock();
     applyFileSettings(fresh, install);
     lock.lock();
@@ -277,6 +339,7 @@ void qzLogThread::keepFileInUse(qzLogParameters& fresh) const
     if (fresh.requestedPath != mWorking.requestedPath) return;
     fresh.currentFileUtf8 = mWorking.currentFileUtf8;
     fresh.currentFileLocal = mWorking.currentFileLocal;
+    fresh.currentFileSecond = mWorking.currentFileSecond;
     fresh.rotationPending = mWorking.rotationPending;
 }
 
