@@ -84,8 +84,9 @@ void updateFileName(qzLogParameters& parameters)
     std::string fileName = makeFileName(parameters);
     if (fileName == parameters.currentFileUtf8) return;
     parameters.currentFileLocal = makeLocalName(fileName);
+    // A name where there was none is that of the file as it was found.
+    if (!parameters.currentFileUtf8.empty()) parameters.rotationPending = true;
     parameters.currentFileUtf8 = std::move(fileName);
-    parameters.rotationPending = true;
 }
 
 }  // namespace qz::log

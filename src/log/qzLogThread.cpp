@@ -142,6 +142,10 @@ qzLogThread::~qzLogThread()
         mDrained.wakeAll();
     }
     waitThread(msNoLimit);
+    // Whoever waited for the last batch is on the way out, and needs the mutex for that.
+    Lock lock(mMutex);
+    while (mWaiting != 0)
+        lock.wait(mDrained);
 }
 
 void qzLogThread::start()
@@ -192,7 +196,15 @@ bool qzLogThread::isOwnThread() const
 void qzLogThread::awaitDrained(Lock& lock)
 {
     if (!mFlushRequested || mStopRequested || isOwnThread()) return;
+    waitForDrained(lock);
+}
+
+void qzLogThread::waitForDrained(Lock& lock)
+{
+    ++mWaiting;
     lock.wait(mDrained);
+    --mWaiting;
+    if (mStopRequested) mDrained.wakeAll();
 }
 
 void qzLogThread::configure(qzLogParameters& parameters, const Change& change, bool install)
@@ -203,9 +215,11 @@ void qzLogThread::configure(qzLogParameters& parameters, const Change& change, b
     if (!install && haveSameSettings(parameters, mShared)) return;
     mWorkAvailable.wakeAll();
     if (mHasEntries && !isOwnThread()) {
-        relaxedStore(mFlushRequested, true);
-        while (mFlushRequested && !mStopRequested) {
-            lock.wait(mDrained);
+        // Until nothing is under way at all: an old handler isn't called any more when its removal
+        // is done.
+        while (mHasEntries && !mStopRequested) {
+            relaxedStore(mFlushRequested, true);
+            waitForDrained(lock);
         }
         // Others may have changed something meanwhile, and theirs isn't to be lost.
         parameters = mShared;
@@ -213,7 +227,7 @@ void qzLogThread::configure(qzLogParameters& parameters, const Change& change, b
     }
     mShared = parameters;
     relaxedStore(mReconfigure, true);
-    mInstallRequested = mInstallRequested || install;
+    if (install) mInstallations.push_back(parameters);
     mWorkAvailable.wakeAll();
 }
 
@@ -307,11 +321,19 @@ void qzLogThread::confirmDrained()
 void qzLogThread::reconfigure(Lock& lock)
 {
     qzLogParameters fresh = mShared;
-    const bool install = std::exchange(mInstallRequested, false);
+    std::list<qzLogParameters> installations = std::exchange(mInstallations, {});
     relaxedStore(mReconfigure, false);
-    relaxedStore(mFlushRequested,
-                 true);  // writers wait until the queue is empty under the new settings
+    // Writers wait until the queue is empty under the new settings.
+    relaxedStore(mFlushRequested, true);
     lock.unlock();
+    const bool install =
+        !installations.empty() && installations.back().requestedPath == fresh.requestedPath;
+    if (install) installations.pop_back();
+    // What a later call has overtaken is carried out all the same.
+    for (qzLogParameters& overtaken : installations) {
+        applyFileSettings(overtaken, /*install=*/true);
+        mWorking = std::move(overtaken);
+    }
     applyFileSettings(fresh, install);
     lock.lock();
     mWorking = std::move(fresh);

@@ -51,6 +51,7 @@ private:
     bool isOwnThread() const;
     qzLog::LogEntry& addElement();
     void awaitDrained(Lock& lock);
+    void waitForDrained(Lock& lock);
     void reconfigure(Lock& lock);
     void writeQueue(Lock& lock);
     bool linger(Lock& lock);
@@ -72,7 +73,8 @@ private:
     bool mHasEntries = false;      // something was queued since the queue was last seen empty
     bool mFlushRequested = false;  // somebody waits for the queue to run empty
     bool mStopRequested = false;
-    bool mInstallRequested = false;  // goes with mReconfigure
+    std::list<qzLogParameters> mInstallations;  // asked for and not begun
+    int mWaiting = 0;                           // how many threads sleep at mDrained
 
     // The log thread's own.
     std::size_t mLastBatchSize = 0;
