@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <iterator>
+#include <locale>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
@@ -12,6 +13,7 @@
 #include <signal.h>
 
 #include <qz/qzException.h>
+#include <qz/qzLog.h>
 #include <qz/qzLogObject.h>
 #include <qz/qzStringUtils.h>
 #include <qz/qzSystemUtils.h>
@@ -51,8 +53,8 @@ int getIndex(int signal)
     return i;
 }
 
-// Without a log nothing can be reported. And a crash within a report would bring the next one, and
-// so on.
+// Without a log nothing can be reported. And a crash within a report would bring the next report,
+// and so on.
 bool canReport(int signal)
 {
     if (qzLog::msInstance == nullptr) return false;
@@ -61,6 +63,7 @@ bool canReport(int signal)
            !log::SignalReport::IsUnderWay();
 }
 
+// Who sent the signal, and what it hit.
 void writeOrigin(std::ostream& out, const siginfo_t& info)
 {
     const unsigned long usedRam =
@@ -119,41 +122,33 @@ void passOn(int signal, siginfo_t* info, void* context)
     ::sigaction(signal, record != nullptr ? &record->installed : &present, nullptr);
 }
 
-void reportAndThrow(const std::string& text, const std::string& shortText)
+// Returns the text without the trace. Part of the handler itself, see writeTrace.
+[[gnu::always_inline]] inline std::string report(int signal, const siginfo_t& info,
+                                                 const SignalDecision& decision)
 {
-    {
-        const log::SignalReport report;
-        logCritical(nullptr, "qzSystem") << text;
-    }
-    throw std::runtime_error(shortText);
-}
-
-void reportAndPassOn(const std::string& text, int signal, siginfo_t* info, void* context)
-{
-    {
-        const log::SignalReport report;
-        qzLogObject(qzLog::Info, /*synchronous=*/true, nullptr, "qzSystem") << text;
-    }
-    passOn(signal, info, context);
+    const log::SignalReport underWay;
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    writeSignal(text, signal);
+    writeSignalCode(text, signal, info.si_code);
+    writeOrigin(text, info);
+    const std::string shortText = text.str();
+    if (decision.wantsTrace) writeTrace(text);
+    qzLogObject(decision.isFatal ? qzLog::Critical : qzLog::Info, /*synchronous=*/true, nullptr,
+                "qzSystem")
+        << text.str();
+    return shortText;
 }
 
 void handleSignal(int signal, siginfo_t* info, void* context)
 {
     const int interruptedErrno = errno;
-    if (!canReport(signal)) {
-        passOn(signal, info, context);
-        errno = interruptedErrno;
-        return;
+    if (canReport(signal)) {
+        const SignalDecision decision = decideAboutSignal(signal);
+        const std::string shortText = report(signal, *info, decision);
+        if (decision.isFatal) throw std::runtime_error(shortText);
     }
-    const SignalDecision decision = decideAboutSignal(signal);
-    std::ostringstream text;
-    writeSignal(text, signal);
-    writeSignalCode(text, signal, info->si_code);
-    writeOrigin(text, *info);
-    const std::string shortText = text.str();
-    if (decision.wantsTrace) writeTrace(text);
-    if (decision.isFatal) reportAndThrow(text.str(), shortText);
-    reportAndPassOn(text.str(), signal, info, context);
+    passOn(signal, info, context);
     errno = interruptedErrno;
 }
 
