@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <iterator>
-#include <locale>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
@@ -128,7 +127,6 @@ void passOn(int signal, siginfo_t* info, void* context)
 {
     const log::SignalReport underWay;
     std::ostringstream text;
-    text.imbue(std::locale::classic());
     writeSignal(text, signal);
     writeSignalCode(text, signal, info.si_code);
     writeOrigin(text, info);
