@@ -23,6 +23,8 @@ write_basic_package_version_file(qzSystemConfigVersion.cmake COMPATIBILITY SameM
 install(FILES
     ${CMAKE_CURRENT_BINARY_DIR}/qzSystemConfig.cmake
     ${CMAKE_CURRENT_BINARY_DIR}/qzSystemConfigVersion.cmake
+    cmake/qz_add_resources.cmake
+    cmake/qz_write_resources.cmake
     DESTINATION ${packageDir} COMPONENT Development)
 
 # --- pkg-config ------------------------------------------------------------------------------

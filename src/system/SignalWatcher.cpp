@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <iterator>
-#include <locale>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
@@ -142,7 +141,6 @@ void takeBackBadCall(const siginfo_t& info, void* context)
 {
     const log::SignalReport underWay;
     std::ostringstream text;
-    text.imbue(std::locale::classic());
     writeSignal(text, signal);
     writeSignalCode(text, signal, info.si_code);
     writeOrigin(text, info);

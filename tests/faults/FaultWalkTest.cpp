@@ -68,6 +68,10 @@ const char* const kAllDone = "all done";
 const char* const kUp = "log, full, local text '\xc3\xa9', down";
 const char* const kAllEntries = "entries 3, dated 3, timed 3, console good";
 const char* const kOneUntimed = "entries 3, dated 3, timed 2, console good";
+const char* const kNoneTimed = "entries 3, dated 3, timed 0, console good";
+const char* const kNoThread =
+    "no thread: Resource temporarily unavailable; log, full, local text '\xc3\xa9', written 1, "
+    "down";
 
 const char* const kWholeWalk = "entered 4, folders 3, files 3, left 4";
 const char* const kWholeIndex = "found top p.prt.1 p.prt.2, newest p.prt.2";
@@ -86,6 +90,7 @@ const Scenario kScenarios[] = {
          {"iconv_open", EMFILE, {kUp, "log, full, local text '', down"}},
          {"iconv", EILSEQ, {}, {kUp}},
          {"iconv_close", EBADF, {kUp}},
+         {"pthread_create", EAGAIN, {kNoThread}},
          {"mmap", ENOMEM, {}, {kUp}},
          {"madvise", EINVAL, {}, {kUp}},
      },
@@ -126,6 +131,11 @@ const Scenario kScenarios[] = {
          {"strftime", ENOMEM, {kOneUntimed}, {kAllEntries}},
          {"localtime_r", EOVERFLOW, {kOneUntimed}, {kAllEntries}},
          {"gettimeofday", EFAULT, {"entries 3, dated 2, timed 3, console good"}},
+         // The log thread makes its conversions with its first time, and keeps them as they are.
+         {"newlocale", ENOMEM, {kAllEntries}},
+         {"pthread_setspecific", ENOMEM, {kOneUntimed}},
+         {"iconv_open", EMFILE, {kAllEntries, kNoneTimed}},
+         {"iconv", EILSEQ, {}, {kAllEntries}},
      },
      {}},
 
