@@ -1,6 +1,7 @@
 #include "SignalWatcher.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <iterator>
 #include <memory>
@@ -30,7 +31,7 @@ namespace qz {
 
 namespace {
 
-constexpr int kSignalCount = static_cast<int>(std::size(kWatchedSignals));
+constexpr std::size_t kSignalCount = std::size(kWatchedSignals);
 constexpr int kMaxFrames = 255;
 
 struct SignalRecord {
@@ -45,9 +46,9 @@ std::unique_ptr<SignalRecord[]> gTable;
 // the next start, which finds the library's own handler.
 struct sigaction gFirstActions[kSignalCount];
 
-int getIndex(int signal)
+std::size_t getIndex(int signal)
 {
-    int i = 0;
+    std::size_t i = 0;
     while (i < kSignalCount && kWatchedSignals[i].number != signal)
         ++i;
     return i;
@@ -58,7 +59,7 @@ int getIndex(int signal)
 bool canReport(int signal)
 {
     if (qzLog::msInstance == nullptr) return false;
-    const int index = getIndex(signal);
+    const std::size_t index = getIndex(signal);
     return index == kSignalCount || !kWatchedSignals[index].isFault ||
            !log::SignalReport::IsUnderWay();
 }
@@ -105,7 +106,7 @@ void callOldHandler(const struct sigaction& old, int signal, siginfo_t* info, vo
 // Does what the signal would have done without the library.
 void passOn(int signal, siginfo_t* info, void* context)
 {
-    const int index = getIndex(signal);
+    const std::size_t index = getIndex(signal);
     if (index == kSignalCount) return;
     const SignalRecord* const record = gTable != nullptr ? &gTable[index] : nullptr;
     const struct sigaction& old = record != nullptr ? record->old : gFirstActions[index];
@@ -184,7 +185,7 @@ bool isOwn(const struct sigaction& action)
     return (action.sa_flags & SA_SIGINFO) != 0 && action.sa_sigaction == &handleSignal;
 }
 
-void install(int index, SignalRecord& record)
+void install(std::size_t index, SignalRecord& record)
 {
     record.number = kWatchedSignals[index].number;
     record.installed = makeAction(record.number);
@@ -214,7 +215,7 @@ void installSignalWatcher()
     if (gTable != nullptr) return;
     loadTraceSupport();
     gTable = std::make_unique<SignalRecord[]>(kSignalCount);
-    for (int i = 0; i < kSignalCount; ++i) {
+    for (std::size_t i = 0; i < kSignalCount; ++i) {
         install(i, gTable[i]);
     }
 }

@@ -34,7 +34,12 @@ std::atomic<bool> gIsLogThreadReleased = true;
 
 // A function of its own that the compiler can't look into: what comes may be an exception, and the
 // call of the system is declared as one that never throws.
-[[gnu::noipa]] void raiseAt(const char* point)
+#ifdef __clang__
+[[gnu::noinline]]
+#else
+[[gnu::noipa]]
+#endif
+void raiseAt(const char* point)
 {
     if (!gIsArmed || std::strcmp(point, gPoint) != 0) return;
     gIsArmed = false;
@@ -49,36 +54,44 @@ Call* findReal(Call* /*standIn*/, const char* name)
 
 }  // namespace
 
+// The system's header says of its functions that they never throw, so the stand-ins have names of
+// their own.
+
 extern "C" {
 
-int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept(false)
+int lockMutex(pthread_mutex_t* mutex) __asm__("pthread_mutex_lock");
+int unlockMutex(pthread_mutex_t* mutex) __asm__("pthread_mutex_unlock");
+int wakeAll(pthread_cond_t* condition) __asm__("pthread_cond_broadcast");
+int waitFor(pthread_cond_t* condition, pthread_mutex_t* mutex) __asm__("pthread_cond_wait");
+
+int lockMutex(pthread_mutex_t* mutex)
 {
-    static auto* const real = findReal(&pthread_mutex_lock, "pthread_mutex_lock");
+    static auto* const real = findReal(&lockMutex, "pthread_mutex_lock");
     raiseAt("locking");
     const int result = real(mutex);
     raiseAt("locked");
     return result;
 }
 
-int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept(false)
+int unlockMutex(pthread_mutex_t* mutex)
 {
-    static auto* const real = findReal(&pthread_mutex_unlock, "pthread_mutex_unlock");
+    static auto* const real = findReal(&unlockMutex, "pthread_mutex_unlock");
     raiseAt("unlocking");
     const int result = real(mutex);
     raiseAt("unlocked");
     return result;
 }
 
-int pthread_cond_broadcast(pthread_cond_t* condition) noexcept(false)
+int wakeAll(pthread_cond_t* condition)
 {
-    static auto* const real = findReal(&pthread_cond_broadcast, "pthread_cond_broadcast");
+    static auto* const real = findReal(&wakeAll, "pthread_cond_broadcast");
     raiseAt("waking");
     return real(condition);
 }
 
-int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex)
+int waitFor(pthread_cond_t* condition, pthread_mutex_t* mutex)
 {
-    static auto* const real = findReal(&pthread_cond_wait, "pthread_cond_wait");
+    static auto* const real = findReal(&waitFor, "pthread_cond_wait");
     if (gIsMain) gIsLogThreadReleased = true;
     raiseAt("waiting");
     const int result = real(condition, mutex);

@@ -95,7 +95,11 @@ void __syslog_chk(int priority, int /*flag*/, const char* format, ...)
 // --- Faults, under names that a trace shows. The compiler isn't to look into them, as it would
 // take some for functions that never return, or never throw.
 
+#ifdef __clang__
+#define QZ_OPAQUE [[gnu::noinline]]
+#else
 #define QZ_OPAQUE [[gnu::noipa]]
+#endif
 
 namespace faults {
 

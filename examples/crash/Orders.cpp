@@ -1,0 +1,10 @@
+#include "Orders.h"
+
+namespace shop {
+
+int readAmount(const Orders& orders, const std::string& thing)
+{
+    return orders.at(thing)->amount;
+}
+
+}  // namespace shop
