@@ -103,6 +103,18 @@ void callOldHandler(const struct sigaction& old, int signal, siginfo_t* info, vo
     }
 }
 
+// A handler that calls this one, and a sanitizer's runtime, may have the signal blocked.
+void raiseUnblocked(int signal)
+{
+    sigset_t unblocked;
+    sigset_t before;
+    ::sigemptyset(&unblocked);
+    ::sigaddset(&unblocked, signal);
+    ::pthread_sigmask(SIG_UNBLOCK, &unblocked, &before);
+    ::raise(signal);
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
 // Does what the signal would have done without the library.
 void passOn(int signal, siginfo_t* info, void* context)
 {
@@ -119,7 +131,7 @@ void passOn(int signal, siginfo_t* info, void* context)
     defaultAction.sa_handler = SIG_DFL;
     struct sigaction present = {};
     ::sigaction(signal, &defaultAction, &present);
-    ::raise(signal);
+    raiseUnblocked(signal);
     ::sigaction(signal, record != nullptr ? &record->installed : &present, nullptr);
 }
 
