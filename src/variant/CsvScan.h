@@ -64,14 +64,13 @@ public:
         cell.end = find(begin, end, cell.isAscii);
         if (cell.end == end) return false;
         const char* next = cell.end;
-        if (*next == mStringDelimiter) {
+        if (isQuote(*next)) {
             if (next != begin || !findClosingQuote(end, cell)) return false;
             next = cell.end + 1;
         }
-        if (next != end && *next == '\r' && !isDelimiter('\r')) ++next;
+        if (next != end && *next == '\r' && !isQuote('\r') && !isColumnDelimiter('\r')) ++next;
         cell.terminator = next;
-        return next != end && *next != mStringDelimiter &&
-               (*next == mColumnDelimiter || *next == '\n');
+        return next != end && !isQuote(*next) && (isColumnDelimiter(*next) || *next == '\n');
     }
 
 private:
@@ -83,7 +82,12 @@ private:
         return delimiter >= 0 ? static_cast<char>(delimiter) : '\n';
     }
 
-    bool isDelimiter(char c) const { return c == mColumnDelimiter || c == mStringDelimiter; }
+    // A byte beyond ASCII must not match a delimiter that is negative because it is such a byte.
+    bool isColumnDelimiter(char c) const
+    {
+        return static_cast<unsigned char>(c) == mColumnDelimiter;
+    }
+    bool isQuote(char c) const { return static_cast<unsigned char>(c) == mStringDelimiter; }
 
     // Takes the quotes off a cell. Quotes of NUL have rules of their own.
     bool findClosingQuote(const char* end, CsvCell& cell)
@@ -95,7 +99,7 @@ private:
             cell.end = find(cell.end, end, isAscii);
             cell.isAscii = cell.isAscii && isAscii;
             if (cell.end == end) return false;
-            if (*cell.end == mStringDelimiter) return true;
+            if (isQuote(*cell.end)) return true;
         }
     }
 

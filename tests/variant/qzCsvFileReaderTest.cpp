@@ -643,6 +643,12 @@ TEST_F(qzCsvFileReaderTest, ReadsAllShortBytesLikeThePlainForm)
     compareTexts({"a", "\"", "\n", "\xc3", "\xa9", "\xe2"}, 4, ',', '"');
 }
 
+TEST_F(qzCsvFileReaderTest, ReadsShortBytesThatAreDelimitersLikeThePlainForm)
+{
+    for (const auto& [column, quote] : {std::pair('\xc3', '"'), std::pair(',', '\xc3')})
+        compareTexts({"a", "\"", ",", "\n", "\r", "\xc3", "\xa9"}, 4, column, quote);
+}
+
 TEST_F(qzCsvFileReaderTest, ReadsShortTextsWithAllDelimitersLikeThePlainForm)
 {
     const std::string zero(1, '\0');
