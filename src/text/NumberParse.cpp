@@ -1,5 +1,6 @@
 #include "NumberParse.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <limits>
@@ -22,8 +23,9 @@ bool isDigit(char c)
 // texts that are no numbers end here.
 constexpr auto kNumberBegins = [] {
     std::array<bool, 256> begins{};
-    for (const char c : std::string_view("0123456789+-. \t\n\v\f\riInN"))
+    for (const char c : std::string_view("+-. \t\n\v\f\riInN"))
         begins[static_cast<unsigned char>(c)] = true;
+    std::fill_n(begins.begin() + '0', 10, true);
     return begins;
 }();
 

@@ -123,7 +123,7 @@ std::size_t countLost(const std::string& folder, const std::set<unsigned int>& f
         findRows(entry.path(), found);
     std::size_t count = 0;
     for (const unsigned int number : flushed)
-        count += found.count(number) == 0 ? 1 : 0;
+        count += found.contains(number) ? 0 : 1;
     return count;
 }
 
