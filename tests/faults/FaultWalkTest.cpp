@@ -76,6 +76,10 @@ const char* const kNoThread =
 const char* const kWholeWalk = "entered 4, folders 3, files 3, left 4";
 const char* const kWholeIndex = "found top p.prt.1 p.prt.2, newest p.prt.2";
 
+const char* const kWholeTable = "+++, flushed, files whole whole, rows 3 2";
+const std::string kNoFirstFile = ", Fail to open csv file FOLDER/base.csv";
+const std::string kNoSecondFile = ", Fail to open csv file FOLDER/base (1).csv";
+
 const Scenario kScenarios[] = {
     {"start_stop",
      "C.UTF-8",
@@ -319,8 +323,53 @@ const Scenario kScenarios[] = {
          {"close", EIO, {"done, file last"}},
          {"read", EINTR, {"done, file last"}},
          {"write", EINTR, {"done, file last"}},
+         // Without a word of a thread's end, no memory is kept for it.
+         {"pthread_key_create", EAGAIN, {}, {"done, file last"}},
+         {"pthread_setspecific", ENOMEM, {}, {"done, file last"}},
      },
      {"std::bad_alloc"}},
+
+    {"csv",
+     "C.UTF-8",
+     kWholeTable,
+     {
+         {"fopen",
+          EMFILE,
+          {"---, not flushed, files empty empty, rows 0 0" + kNoFirstFile,
+           "++-, not flushed, files whole empty, rows 3 0" + kNoSecondFile,
+           "+++, flushed, files whole whole, rows 0 (Failed to open the file) 2",
+           "+++, flushed, files whole whole, rows 3 0 (Failed to open the file)"}},
+         // A file that can't be read or measured is an empty table.
+         {"read",
+          EIO,
+          {"+++, flushed, files whole whole, rows 0 2",
+           "+++, flushed, files whole whole, rows 3 0"}},
+         {"lseek",
+          EIO,
+          {"+++, flushed, files whole whole, rows 0 2",
+           "+++, flushed, files whole whole, rows 3 0"},
+          {kWholeTable}},
+         // The close tries again, and may tell nobody.
+         {"write",
+          ENOSPC,
+          {"+++, not flushed, files whole whole, rows 3 2"},
+          {"+++, not flushed, files empty whole, rows 0 2",
+           "+++, not flushed, files whole empty, rows 3 0"}},
+         {"fclose", EIO, {kWholeTable}},
+         {"read", EINTR, {kWholeTable}},
+         {"write", EINTR, {kWholeTable}},
+         {"pthread_key_create", EAGAIN, {}, {kWholeTable}},
+         {"pthread_setspecific", ENOMEM, {}, {kWholeTable}},
+     },
+     {"std::bad_alloc", "---, not flushed, files empty empty, rows 0 0" + kNoFirstFile,
+      "++-, not flushed, files whole empty, rows 3 0" + kNoSecondFile,
+      "+++, flushed, files whole whole, rows 0 (Failed to open the file) 2",
+      "+++, flushed, files whole whole, rows 3 0 (Failed to open the file)",
+      "+++, flushed, files whole whole, rows 0 (std::bad_alloc) 2",
+      "+++, flushed, files whole whole, rows 1 (std::bad_alloc) 2",
+      "+++, flushed, files whole whole, rows 2 (std::bad_alloc) 2",
+      "+++, flushed, files whole whole, rows 3 0 (std::bad_alloc)",
+      "+++, flushed, files whole whole, rows 3 1 (std::bad_alloc)"}},
 };
 
 struct Fault {
