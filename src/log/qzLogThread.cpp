@@ -76,7 +76,9 @@ void prepareForReuse(std::list<qzLog::LogEntry>& batch)
 // Holds the mutex for a scope, and knows it.
 class qzLogThread::Lock {
 public:
-    explicit Lock(qzMutex& mutex) : mMutex(mutex) { lock(); }
+    // In two steps, for an exception of a signal handler within the second to find an object to
+    // destroy, and with it the lock given back.
+    explicit Lock(qzMutex& mutex) : Lock(&mutex) { lock(); }
     // A signal that was put off is handled behind it, and some are handled by throwing.
     ~Lock() noexcept(false)
     {
@@ -85,17 +87,19 @@ public:
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;
 
+    // Said ahead of the deed, as that may be broken off on both sides of it. To give back a mutex
+    // that one hasn't got does nothing.
     void lock()
     {
+        mIsHeld = true;
         ++locksHeld;
         mMutex.lock();
-        mIsHeld = true;
     }
     void unlock()
     {
-        mIsHeld = false;
         mMutex.unlock();
         --locksHeld;
+        mIsHeld = false;
     }
     // A signal that comes meanwhile is reported when the lock is given back, since its report takes
     // the lock as well. A thread on its way into the wait and out of it counts as holding it.
@@ -106,6 +110,8 @@ public:
     }
 
 private:
+    explicit Lock(qzMutex* mutex) : mMutex(*mutex) {}
+
     log::SignalsPutOff mSignals;  // ends behind the lock
     qzMutex& mMutex;
     bool mIsHeld = false;

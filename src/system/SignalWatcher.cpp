@@ -10,6 +10,7 @@
 
 #include <execinfo.h>
 #include <signal.h>
+#include <ucontext.h>
 
 #include <qz/qzException.h>
 #include <qz/qzLog.h>
@@ -121,6 +122,19 @@ void passOn(int signal, siginfo_t* info, void* context)
     ::sigaction(signal, record != nullptr ? &record->installed : &present, nullptr);
 }
 
+// A call of an address without code faults at that address, whose frame nobody can name. Back in
+// the call the thread has a stack again that can be shown, and unwound to its guard.
+void takeBackBadCall(const siginfo_t& info, void* context)
+{
+    const bool isFault = info.si_code == SEGV_MAPERR || info.si_code == SEGV_ACCERR;
+    auto& registers = static_cast<ucontext_t*>(context)->uc_mcontext.gregs;
+    greg_t& instruction = registers[REG_RIP];
+    if (!isFault || reinterpret_cast<greg_t>(info.si_addr) != instruction) return;
+    const auto* const stack = reinterpret_cast<const greg_t*>(registers[REG_RSP]);
+    instruction = *stack - 1;  // the last byte of the call, as what follows may be another scope
+    registers[REG_RSP] += static_cast<greg_t>(sizeof *stack);
+}
+
 // Returns the text without the trace. Part of the handler itself, see writeTrace.
 [[gnu::always_inline]] inline std::string report(int signal, const siginfo_t& info,
                                                  const SignalDecision& decision)
@@ -142,6 +156,7 @@ void handleSignal(int signal, siginfo_t* info, void* context)
 {
     const int interruptedErrno = errno;
     if (canReport(signal)) {
+        if (signal == SIGSEGV) takeBackBadCall(*info, context);
         const SignalDecision decision = decideAboutSignal(signal);
         const std::string shortText = report(signal, *info, decision);
         if (decision.isFatal) throw std::runtime_error(shortText);
