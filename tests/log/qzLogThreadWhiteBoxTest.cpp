@@ -250,7 +250,7 @@ const Setting kSettings[] = {
      [] { EXPECT_FALSE(qzLog::msInstance->installCustomHandler(&ignore, nullptr)); }},
     {"SubTypes", [](const std::string&) { qzLog::msInstance->setSubTypeEnabled("a", false); },
      [](const std::string&) { qzLog::msInstance->setSubTypeEnabled("a", false); },
-     [] { qzLog::msInstance->setSubTypeEnabled({"\ta "}, false); }},
+     [] { qzLog::msInstance->setSubTypeEnabled(std::vector<std::string>{"\ta "}, false); }},
     {"FileName", installFile, installFile,
      [] { EXPECT_NE(qzLog::msInstance->getCurrentLogFileNameUtf8(), ""); }},
     {"NoFile",
@@ -377,7 +377,7 @@ void callEverything(std::list<Entry>& batch, void* folder)
     log.setEchoToConsole(false);
     log.setEchoToConsole(true);
     log.setSubTypeEnabled("x", false);
-    log.setSubTypeEnabled({"y"}, false);
+    log.setSubTypeEnabled(std::vector<std::string>{"y"}, false);
     log.installFileHandlerUtf8(*static_cast<std::string*>(folder) + "/first.txt");
     log.installFileHandlerExUtf8(*static_cast<std::string*>(folder) + "/last.txt", 4, -1, -1,
                                  qzLog::RotateNever);
