@@ -68,6 +68,12 @@ const char* const kAllDone = "all done";
 const char* const kUp = "log, full, local text '\xc3\xa9', down";
 const char* const kAllEntries = "entries 3, dated 3, timed 3, console good";
 const char* const kOneUntimed = "entries 3, dated 3, timed 2, console good";
+const char* const kAllLines = "in files: from earlier, line 1, line 2, line 3,";
+const char* const kWithoutLine1 = "in files: from earlier, line 2, line 3,";
+const char* const kWithoutLine2 = "in files: from earlier, line 1, line 3,";
+const char* const kWithoutLine3 = "in files: from earlier, line 1, line 2,";
+// What stood in the file before its rotation is gone.
+const char* const kRotatedInPlace = "in files: line 2, line 3,";
 const char* const kNoneTimed = "entries 3, dated 3, timed 0, console good";
 const char* const kNoThread =
     "no thread: Resource temporarily unavailable; log, full, local text '\xc3\xa9', written 1, "
@@ -140,6 +146,28 @@ const Scenario kScenarios[] = {
          {"pthread_setspecific", ENOMEM, {kOneUntimed}},
          {"iconv_open", EMFILE, {kAllEntries, kNoneTimed}},
          {"iconv", EILSEQ, {}, {kAllEntries}},
+     },
+     {}},
+
+    {"log_file",
+     "C.UTF-8",
+     kAllLines,
+     {
+         // A line that can't be written goes to the console, or nowhere, and the next one is tried.
+         {"open", EMFILE, {kWithoutLine1, kWithoutLine2, kWithoutLine3}, {kAllLines}},
+         {"write", ENOSPC, {kWithoutLine1, kWithoutLine2, kWithoutLine3}},
+         {"lseek", ESPIPE, {}, {kAllLines}},
+         {"close", EIO, {}, {kAllLines}},
+         // A file that can't be looked at is taken for missing: the trial of the installation
+         // empties it, and so does the rotation.
+         {"stat", EIO, {"in files: line 1, line 2, line 3,", kRotatedInPlace}, {kAllLines}},
+         {"rename", EACCES, {kRotatedInPlace}},
+         // Without a time the old file has no name to go to.
+         {"localtime_r", EOVERFLOW, {kRotatedInPlace}, {kAllLines}},
+         {"strftime", ENOMEM, {kRotatedInPlace}, {kAllLines}},
+         {"gettimeofday", EFAULT, {}, {kAllLines}},
+         {"mmap", ENOMEM, {}, {kAllLines}},
+         {"madvise", EINVAL, {}, {kAllLines}},
      },
      {}},
 
