@@ -69,8 +69,8 @@ bool qzThread::waitThread(int timeoutMs)
 {
     if (mThread->thread == nullptr) return false;
     if (timeoutMs != msNoLimit && !waitForEnd(timeoutMs)) return false;
+    mThread->thread->join();  // throws when a thread waits for itself, and nothing has changed
     const std::unique_ptr<std::thread> ended(mThread->thread);
-    ended->join();
     relaxedStore(mThread->thread, static_cast<std::thread*>(nullptr));
     return true;
 }
