@@ -111,7 +111,8 @@ public:
     /// Calls all functions once more, and ends the thread.
     ~qzThreadPeriodicalUpdater() override;
 
-    /// Adds a function and runs all of them at once. A function may add others.
+    /// Adds a function and runs all of them at once; a thread that is only just coming up runs them
+    /// after its first period. A function may add others.
     void addCallback(void (*callback)(void*), void* userData);
     /// Removes the first entry with this function and argument, if there is one. A function must
     /// not remove its own entry while it runs.

@@ -8,6 +8,7 @@
 //   system-lock NAME                          a lock between processes, taken and given back
 //   sleep N, msleep N, usleep N               of a thread
 //   wait-thread TIMEOUT_MS                    for a thread that goes on until the wait is over
+//   join-thread                               waits without a limit for one that is about to end
 //   wait-thread-without-clock TIMEOUT_MS      the same; the thread ends at the third look
 //   updater SECONDS                           a call added, a period that ends, and the end
 
@@ -235,6 +236,12 @@ void waitForThread(const Numbers& numbers)
     gEndOfThread.open();
 }
 
+void joinThread(const Numbers& /*numbers*/)
+{
+    gEndOfThread.open();
+    waitForThread({"2147483647"});
+}
+
 void waitForThreadWithoutClock(const Numbers& numbers)
 {
     gHasClock = false;
@@ -273,6 +280,7 @@ const std::map<std::string, std::function<void(const Numbers&)>> kSteps = {
     {"msleep", [](const Numbers& numbers) { qz::qzThread::msleep(toNumber(numbers[0])); }},
     {"usleep", [](const Numbers& numbers) { qz::qzThread::usleep(toNumber(numbers[0])); }},
     {"wait-thread", waitForThread},
+    {"join-thread", joinThread},
     {"wait-thread-without-clock", waitForThreadWithoutClock},
     {"updater", update},
 };
