@@ -21,7 +21,8 @@ public:
 ///
 /// The queue is changed between `beginWake` and `endWake`, which waits for the job at work. A job
 /// that the thread has just taken, but not begun, is the one job of the old queue that may follow.
-/// The subclass starts the thread, and calls `stop` before it goes.
+/// No job may change the queue itself: it would wait for who waits for it. The subclass starts the
+/// thread, and calls `stop` before it goes.
 class QZ_API qzWorkThread : public qzThread {
 public:
     /// Makes a thread that isn't started, with an empty queue.

@@ -264,22 +264,15 @@ TEST_F(qzThreadTest, EndsAWaitWithALimitWhenTheThreadEnds)
     EXPECT_TRUE(thread.isFinished());
 }
 
-TEST_F(qzThreadTest, RefusesToWaitForItself)
+// As when a thread waits for itself, which the sanitizer for threads doesn't survive.
+TEST_F(qzThreadTest, StaysAsItWasWhenTheSystemRefusesTheWait)
 {
-    bool isRefused = false;
-    TestThread* self = nullptr;
-    TestThread thread([&] {
-        try {
-            self->waitThread(qzThread::msNoLimit);
-        } catch (const std::system_error& error) {
-            isRefused = error.code() == std::errc::resource_deadlock_would_occur;
-        }
-    });
-    self = &thread;
-    thread.startThread("self");
-    // With a limit, so that this thread doesn't wait for one that waits for itself.
-    EXPECT_TRUE(thread.waitThread(0x7ffffffe)) << "the wait of its own has left it as it was";
-    EXPECT_TRUE(isRefused);
+    NamedThread thread;
+    std::thread none;
+    editThread(thread) = &none;
+    EXPECT_THROW(thread.waitThread(qzThread::msNoLimit), std::system_error);
+    EXPECT_EQ(editThread(thread), &none);
+    editThread(thread) = nullptr;
 }
 
 class qzThreadCalls : public ::testing::TestWithParam<PlatformCallsRow> {};
@@ -382,6 +375,19 @@ TEST_F(qzThreadTest, TellsTheNumberOfTheStandardThread)
     thread.waitThread(qzThread::msNoLimit);
     EXPECT_EQ(id, ownId);
     EXPECT_NE(id, kernelId) << "another number";
+}
+
+TEST_F(qzThreadTest, TellsItsNumberToAnyThread)
+{
+    std::string seen;
+    TestThread thread([&] {
+        EXPECT_TRUE(waitUntil([&] { return thread.getThreadId() != "InvalidThread"; }));
+        seen = thread.getThreadId();
+    });
+    thread.startThread("asked");
+    const std::string id = thread.getThreadId();
+    thread.waitThread(qzThread::msNoLimit);
+    EXPECT_EQ(seen, id);
 }
 
 TEST_F(qzThreadTest, TellsThatAThreadDoesNotExecute)

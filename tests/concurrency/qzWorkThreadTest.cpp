@@ -229,15 +229,6 @@ TEST_F(qzWorkThreadTest, LeavesJobsThatWereAddedAheadOfTheFirstWake)
     EXPECT_TRUE(waitUntil([&] { return thread.mDone == 1; }));
 }
 
-TEST_F(qzWorkThreadTest, LetsAJobChangeTheQueue)
-{
-    TestWorkThread thread;
-    TestJob second;
-    TestJob first([&] { give(thread, {&second}); });
-    give(thread, {&first});
-    EXPECT_TRUE(thread.awaitDone(2));
-}
-
 TEST_F(qzWorkThreadTest, HoldsTheJobsMutexDuringAJobAndNotTheQueues)
 {
     TestWorkThread thread;
