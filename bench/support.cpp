@@ -86,6 +86,7 @@ void registerCases()
     for (const CaseEntry& entry : editCases()) {
         auto* added = benchmark::RegisterBenchmark(entry.name.c_str(), entry.body);
         if (entry.clock == Clock::Wall) added->UseRealTime();
+        if (entry.clock == Clock::Own) added->UseManualTime()->Iterations(1);
     }
 }
 

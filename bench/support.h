@@ -24,7 +24,8 @@ inline void keep(T& value)
 /// The clock that a case is judged by.
 enum class Clock {
     Thread,  ///< The thread's own time: another process on the processor doesn't count.
-    Wall,    ///< For work that other processes do.
+    Wall,    ///< For work that other threads or processes do.
+    Own,     ///< The case says itself what its one iteration took.
 };
 
 /// One contender in one row, as a static object of the file that measures it.

@@ -9,7 +9,7 @@
 
 namespace {
 
-unsigned long sAllocations = 0;
+thread_local unsigned long sAllocations = 0;
 
 void* countedAllocation(std::size_t size)
 {

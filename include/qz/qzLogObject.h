@@ -3,6 +3,8 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <string_view>
+#include <type_traits>
 
 #include <qz/qzExport.h>
 #include <qz/qzLog.h>
@@ -10,6 +12,30 @@
 namespace qz {
 
 class SystemError;
+
+namespace impl {
+
+/// Whether `T` is an integer that a stream shows as a number, of at most 64 bits.
+template <typename T>
+inline constexpr bool isNumber = false;
+template <>
+inline constexpr bool isNumber<short> = true;
+template <>
+inline constexpr bool isNumber<unsigned short> = true;
+template <>
+inline constexpr bool isNumber<int> = true;
+template <>
+inline constexpr bool isNumber<unsigned int> = true;
+template <>
+inline constexpr bool isNumber<long> = true;
+template <>
+inline constexpr bool isNumber<unsigned long> = true;
+template <>
+inline constexpr bool isNumber<long long> = true;
+template <>
+inline constexpr bool isNumber<unsigned long long> = true;
+
+}  // namespace impl
 
 /// One report: build it on the stack, stream the text into it, and let it go out of scope.
 ///
@@ -60,13 +86,18 @@ public:
 private:
     friend class qzLogObjectTestPeer;
 
+    struct Text;  // a string, and a string stream once one is needed
+    struct DeleteText {
+        QZ_API void operator()(Text* text) const;
+    };
+
     // What only a report that is on fills. One that is off has nothing to free in here.
     struct Report {
         std::string threadId;
         std::unique_ptr<std::string> subType;
         std::unique_ptr<std::string> systemLogTag;
-        qzLog* log = nullptr;  // null when the entry doesn't go to the logger
-        std::unique_ptr<std::ostringstream> stream;
+        qzLog* log = nullptr;                      // null when the entry doesn't go to the logger
+        std::unique_ptr<Text, DeleteText> stream;  // null until something is said
     };
     struct Decided {
         int type;  // `qzLog::Unknown` for a report that is off
@@ -83,10 +114,15 @@ private:
     QZ_API std::ostream& editStream();
     QZ_API void insert(const char* text);
     QZ_API void insert(const std::string& text);
+    QZ_API void insert(long value);
     QZ_API void insert(unsigned long value);
     QZ_API void insert(const SystemError& error);
     QZ_API static void assign(std::unique_ptr<std::string>& field, const char* text);
     void send();
+    Text& editText();
+    void insertText(std::string_view text);
+    template <typename Number>
+    void insertNumber(Number value);
 
     union {
         Report mReport;  // made empty with the object, but freed by `end` alone
@@ -144,7 +180,15 @@ inline qzLogObject& qzLogObject::setSystemLogTag(const char* systemLogTag)
 template <typename T>
 qzLogObject& qzLogObject::operator<<(const T& value)
 {
-    if (!isOff()) editStream() << value;
+    if (isOff()) return *this;
+    // Of the integers only these read as numbers in a stream.
+    if constexpr (impl::isNumber<T> && std::is_signed_v<T>) {
+        insert(static_cast<long>(value));
+    } else if constexpr (impl::isNumber<T>) {
+        insert(static_cast<unsigned long>(value));
+    } else {
+        editStream() << value;
+    }
     return *this;
 }
 

@@ -12,6 +12,7 @@ namespace qz {
 
 namespace {
 
+using filesystem::EntryName;
 using filesystem::FolderLevel;
 using text::makeLowerCase;
 
@@ -85,16 +86,16 @@ bool qzDirUtils::FileSystemVisitor::visitImpl(const std::string& folder,
     const FolderLevel level(withSlashes(folder));
     if (!level.isOpen()) return true;
     if (!enterFolder(level.getPath())) return false;
-    std::string name;
+    EntryName name;
     while (const dirent64* const entry = level.readEntry()) {
         if (isCancelled(cancel)) return false;
         if (filesystem::isSelfOrParent(*entry)) continue;
         level.readName(*entry, name);
-        if (!isMet(name)) continue;
+        if (!isMet(name.text)) continue;
         if (level.isFolder(*entry, name)) {
-            if (!visitSubfolder(level.getPath(), name, cancel)) return false;
-        } else if (passesFilter(name)) {
-            if (!visitFile(level.getPath(), name)) return false;
+            if (!visitSubfolder(level.getPath(), name.text, cancel)) return false;
+        } else if (passesFilter(name.text)) {
+            if (!visitFile(level.getPath(), name.text)) return false;
         }
     }
     return leaveFolder(level.getPath());

@@ -5,6 +5,7 @@
 
 #include <qz/qzDirUtils.h>
 
+#include "PathText.h"
 #include "text/LocalPath.h"
 #include "text/ThreadContentKey.h"
 
@@ -31,7 +32,8 @@ bool keepsItsMeaning(const std::string& path)
 
 }  // namespace
 
-FolderLevel::FolderLevel(const std::string& path) : mPath(path), mToUtf8(findConverter())
+FolderLevel::FolderLevel(const std::string& path)
+    : mPath(path), mToUtf8(findConverter()), mKeepsAscii(mToUtf8 != nullptr && mToUtf8->keepsAscii)
 {
     const std::string localPath = text::toLocal(path);
     mLocalSize = localPath.size();
@@ -55,23 +57,26 @@ void FolderLevel::open(const std::string& localPath)
     mStream.reset(::opendir(localPath.c_str()));
 }
 
-// Nearly all names are the same in UTF-8 and need no copy besides.
-void FolderLevel::readName(const dirent64& entry, std::string& name) const
+// Nearly all names are plain, and one look at their bytes answers all questions.
+void FolderLevel::readName(const dirent64& entry, EntryName& name) const
 {
-    name = entry.d_name;
-    if (mToUtf8 == nullptr || !mToUtf8->keeps(name)) name = text::fromLocal(name);
+    name.text = entry.d_name;
+    name.isOnDisk = mKeepsAscii && isPlainName(name.text);
+    if (name.isOnDisk) return;
+    if (mToUtf8 == nullptr || !mToUtf8->keeps(name.text)) name.text = text::fromLocal(name.text);
+    name.isOnDisk = isOneComponent(name.text) && name.text == entry.d_name;
 }
 
-bool FolderLevel::isFolder(const dirent64& entry, const std::string& name) const
+bool FolderLevel::isFolder(const dirent64& entry, const EntryName& name) const
 {
-    const EntryKind kind = hasTypeOf(entry, name) ? getKind(entry) : EntryKind::Untold;
+    const EntryKind kind = hasTypeOf(name) ? getKind(entry) : EntryKind::Untold;
     if (kind != EntryKind::Untold) return kind == EntryKind::Folder;
-    return qzDirUtils::DirExistsUtf8(mPath + '/' + name);
+    return qzDirUtils::DirExistsUtf8(mPath + '/' + name.text);
 }
 
-bool FolderLevel::hasTypeOf(const dirent64& entry, const std::string& name) const
+bool FolderLevel::hasTypeOf(const EntryName& name) const
 {
-    return mHasTypes && mLocalSize + 1 + name.size() < PATH_MAX && name == entry.d_name;
+    return mHasTypes && name.isOnDisk && mLocalSize + 1 + name.text.size() < PATH_MAX;
 }
 
 }  // namespace qz::filesystem

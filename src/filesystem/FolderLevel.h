@@ -7,6 +7,12 @@
 
 namespace qz::filesystem {
 
+/// The name of an entry.
+struct EntryName {
+    std::string text;       ///< In UTF-8; empty when it can't be converted.
+    bool isOnDisk = false;  ///< Whether it is the same on the disk, and one component of a path.
+};
+
 /// One folder of a walk, open, and the question what its entries are.
 ///
 /// The question is one to the disk: is there a folder at the simplified path of the entry? The
@@ -24,21 +30,21 @@ public:
 
     /// Gives the next entry, null at the end.
     const dirent64* readEntry() const { return ::readdir64(mStream.get()); }
-    /// Gives an entry's name in UTF-8, empty when it can't be converted. The text's room is used
-    /// again.
-    void readName(const dirent64& entry, std::string& name) const;
+    /// Gives an entry's name. The text's room is used again.
+    void readName(const dirent64& entry, EntryName& name) const;
     /// Tells whether an entry is a folder.
-    /// @param name that of the entry in UTF-8.
-    bool isFolder(const dirent64& entry, const std::string& name) const;
+    /// @param name that of the entry.
+    bool isFolder(const dirent64& entry, const EntryName& name) const;
 
 private:
     static const text::ByteConverter* findConverter();
     void open(const std::string& localPath);
-    bool hasTypeOf(const dirent64& entry, const std::string& name) const;
+    bool hasTypeOf(const EntryName& name) const;
 
     std::string mPath;
     OpenFolder mStream;
     const text::ByteConverter* mToUtf8;
+    bool mKeepsAscii;
     std::size_t mLocalSize = 0;
     bool mHasTypes = false;  // whether the types of the entries answer the question
 };

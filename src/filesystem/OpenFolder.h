@@ -1,7 +1,7 @@
 #pragma once
 
-#include <cstring>
 #include <memory>
+#include <string_view>
 
 #include <dirent.h>
 
@@ -34,11 +34,9 @@ enum class EntryKind {
     Untold,    ///< The object has to be looked at.
 };
 
-/// Gives what an entry's type tells. A name with a backslash is looked up as one of several
-/// components, and may lead anywhere.
+/// Gives what an entry's type tells.
 inline EntryKind getKind(const dirent64& entry)
 {
-    if (std::strchr(entry.d_name, '\\') != nullptr) return EntryKind::Untold;
     switch (entry.d_type) {
         case DT_REG:
         case DT_FIFO:
@@ -51,6 +49,13 @@ inline EntryKind getKind(const dirent64& entry)
         default:
             return EntryKind::Untold;
     }
+}
+
+/// Tells whether looking for an entry by its path leads to that entry: one whose name has a
+/// backslash is looked for as several components, and may be anywhere.
+inline bool isOneComponent(std::string_view name)
+{
+    return name.find('\\') == std::string_view::npos;
 }
 
 }  // namespace qz::filesystem

@@ -75,7 +75,8 @@ bool FolderClearing::clearEntries(DIR* folder, const std::string& localFolder, b
         if (filesystem::isSelfOrParent(*entry)) continue;
         localPath.resize(start);
         localPath += entry->d_name;
-        const bool isSurelyFile = isSimple && filesystem::getKind(*entry) == EntryKind::NoFolder;
+        const bool isSurelyFile = isSimple && filesystem::isOneComponent(entry->d_name) &&
+                                  filesystem::getKind(*entry) == EntryKind::NoFolder;
         isFailed = !removeEntry(folder, *entry, localPath, isSurelyFile);
     }
     return !isFailed;

@@ -1,5 +1,7 @@
 #include <qz/qzDirUtils.h>
 
+#include "PathText.h"
+
 namespace qz {
 
 namespace {
@@ -29,7 +31,12 @@ private:
              const std::string& name) const
     {
         if (names == nullptr) return true;
-        names->push_back(mFullPath ? qzDirUtils::JoinPath(folder, name) : name);
+        if (!mFullPath) {
+            names->push_back(name);
+            return true;
+        }
+        const filesystem::PathJoint joint(folder, name);
+        joint.write(names->emplace_back(joint.size(), '/'));
         return true;
     }
 

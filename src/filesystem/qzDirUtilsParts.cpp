@@ -12,34 +12,16 @@ namespace {
 
 using filesystem::findLastSeparator;
 using filesystem::getFileName;
-using filesystem::isSeparator;
+using filesystem::PathJoint;
 
 constexpr std::size_t kMostParts = 65535;
 constexpr std::string_view kReservedInFileNames = "\"*/:<>?\\|";
 
-// What is left of the right part at the joint, and whether a slash goes ahead of it.
-struct Joint {
-    std::string_view right;
-    bool needsSlash;
-};
-
-Joint makeJoint(std::string_view left, std::string_view right)
+std::string joinParts(const std::string& left, const std::string& right)
 {
-    if (left.empty() || right.empty()) return {right, false};
-    const bool isParted = isSeparator(left.back());
-    const bool isPartedAgain = isSeparator(right.front());
-    if (isParted && isPartedAgain) right.remove_prefix(1);
-    return {right, !isParted && !isPartedAgain};
-}
-
-std::string join(std::string_view left, std::string_view right)
-{
-    const Joint joint = makeJoint(left, right);
-    std::string joined;
-    joined.reserve(left.size() + joint.right.size() + 1);
-    joined.append(left);
-    if (joint.needsSlash) joined += '/';
-    joined.append(joint.right);
+    const PathJoint joint(left, right);
+    std::string joined(joint.size(), '/');
+    joint.write(joined);
     return joined;
 }
 
@@ -75,19 +57,19 @@ std::string_view takeLastParts(std::string_view name, int count)
 
 std::string qzDirUtils::JoinPath(const std::string& left, const std::string& right)
 {
-    return join(left, right);
+    return joinParts(left, right);
 }
 
 std::string qzDirUtils::JoinPath(const std::string& first, const std::string& second,
                                  const std::string& third)
 {
-    return join(join(first, second), third);
+    return joinParts(joinParts(first, second), third);
 }
 
 std::string qzDirUtils::JoinPath(const std::string& first, const std::string& second,
                                  const std::string& third, const std::string& fourth)
 {
-    return join(join(first, second), join(third, fourth));
+    return joinParts(joinParts(first, second), joinParts(third, fourth));
 }
 
 std::string qzDirUtils::ExtractFileExtension(const std::string& path, bool lowerCase, int partCount)

@@ -63,7 +63,7 @@ void LogFileBatch::begin()
     mHasBegun = true;
     // The calendar has given the file a new name.
     if (mParameters.rotationPending && text::areServicesUp()) pruneOldFiles(mParameters);
-    open(O_APPEND);
+    open(/*mode=*/0);
     mPosition = mDescriptor >= 0 ? ::lseek(mDescriptor, 0, SEEK_END) : -1;
 }
 
@@ -78,10 +78,11 @@ void LogFileBatch::rotate()
     mPosition = 0;
 }
 
+// Appends also to a file that is cut first: a process without the lock may write to it too.
 void LogFileBatch::open(int mode)
 {
-    mDescriptor =
-        ::open(mParameters.currentFileLocal.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | mode, 0666);
+    mDescriptor = ::open(mParameters.currentFileLocal.c_str(),
+                         O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | mode, 0666);
 }
 
 void LogFileBatch::flush()

@@ -48,6 +48,7 @@ void setRequestedPath(qzLogParameters& parameters, const std::string& path)
 {
     parameters.rotationPending = true;
     parameters.requestedPath = path;
+    parameters.currentFileSecond = kNoSecond;
     std::string fileName;
     qzDirUtils::SplitFolderFilename(path, parameters.folder, fileName);
     parameters.baseName = qzDirUtils::ExtractFileBaseName(fileName);
@@ -63,6 +64,7 @@ void clearFileNames(qzLogParameters& parameters)
     parameters.requestedPath.clear();
     parameters.currentFileUtf8.clear();
     parameters.currentFileLocal.clear();
+    parameters.currentFileSecond = kNoSecond;
 }
 
 void updateFileName(qzLogParameters& parameters)
@@ -73,11 +75,18 @@ void updateFileName(qzLogParameters& parameters)
         parameters.rotationPending = false;
         return;
     }
+    // Within a second a name doesn't change.
+    const long second = parameters.timeRotation != qzLog::RotateNever
+                            ? qzSystemUtils::GetSecElapsedSinceEpoch()
+                            : 0;
+    if (second == parameters.currentFileSecond) return;
+    parameters.currentFileSecond = second;
     std::string fileName = makeFileName(parameters);
     if (fileName == parameters.currentFileUtf8) return;
     parameters.currentFileLocal = makeLocalName(fileName);
+    // A name where there was none is that of the file as it was found.
+    if (!parameters.currentFileUtf8.empty()) parameters.rotationPending = true;
     parameters.currentFileUtf8 = std::move(fileName);
-    parameters.rotationPending = true;
 }
 
 }  // namespace qz::log

@@ -55,8 +55,7 @@ void qzLog::makeThreadSafe()
     mLogThread = std::make_unique<qzLogThread>(*mParameters);
     try {
         mLogThread->start();
-    }
-    catch (...) {
+    } catch (...) {
         mLogThread.reset();
         throw;
     }
@@ -174,6 +173,8 @@ void qzLog::Write(LogEntry& entry, bool synchronous)
         thread->append(entry, synchronous);
         return;
     }
+    // A forked child takes the file over as it is: its parent has installed it.
+    if (mLogThread != nullptr) mParameters->rotationPending = false;
     std::list<LogEntry> batch;
     batch.push_back(std::move(entry));
     entry = {};

@@ -1,6 +1,12 @@
 #include <qz/qzLogObject.h>
 
+#include <charconv>
 #include <iostream>
+#include <iterator>
+#include <locale>
+#include <optional>
+#include <sstream>
+#include <string_view>
 #include <utility>
 
 #include <qz/SystemError.h>
@@ -10,6 +16,49 @@
 #include "LogLine.h"
 
 namespace qz {
+
+namespace {
+
+constexpr std::size_t kUsualTextSize = 128;
+
+}  // namespace
+
+// Texts and whole numbers need no stream, which costs 300 ns to make: one would show them the same
+// way unless something has been set in it, or the global locale groups digits.
+struct qzLogObject::Text {
+    void insert(std::string_view added)
+    {
+        if (stream.has_value()) {
+            *stream << added;
+            return;
+        }
+        if (text.empty()) text.reserve(kUsualTextSize);
+        text += added;
+    }
+
+    template <typename Number>
+    void insertNumber(Number value)
+    {
+        if (stream.has_value() || std::locale() != std::locale::classic()) {
+            editStream() << value;
+            return;
+        }
+        char digits[24];
+        insert({digits, std::to_chars(digits, std::end(digits), value).ptr});
+    }
+
+    // Behind what was said so far.
+    std::ostream& editStream()
+    {
+        if (!stream.has_value()) stream.emplace(std::move(text), std::ios_base::ate);
+        return *stream;
+    }
+
+    std::string take() { return stream.has_value() ? std::move(*stream).str() : std::move(text); }
+
+    std::string text;
+    std::optional<std::ostringstream> stream;
+};
 
 void qzLogObject::begin() noexcept
 {
@@ -32,11 +81,11 @@ void qzLogObject::send()
     qzLog* const log = mReport.log;
     const bool hasTag = mReport.systemLogTag != nullptr;
     qzLog::LogEntry entry;
-    entry.message = std::move(*mReport.stream).str();
+    entry.message = mReport.stream->take();
     if (entry.message.empty()) return;
     if (mReport.subType != nullptr) entry.subType = std::move(*mReport.subType);
     if (hasTag) entry.systemLogTag = std::move(*mReport.systemLogTag);
-    entry.threadId = mReport.threadId;
+    entry.threadId = std::move(mReport.threadId);
     entry.timeMs = mTimeMs;
     entry.type = mType;
     if (log != nullptr && !hasTag) {
@@ -52,30 +101,56 @@ void qzLogObject::send()
     writeLine(std::cout, entry.prefix, entry.message);
 }
 
+void qzLogObject::DeleteText::operator()(Text* text) const
+{
+    std::default_delete<Text>()(text);
+}
+
+qzLogObject::Text& qzLogObject::editText()
+{
+    if (mReport.stream == nullptr) mReport.stream.reset(std::make_unique<Text>().release());
+    return *mReport.stream;
+}
+
 std::ostream& qzLogObject::editStream()
 {
-    if (mReport.stream == nullptr) mReport.stream = std::make_unique<std::ostringstream>();
-    return *mReport.stream;
+    return editText().editStream();
+}
+
+void qzLogObject::insertText(std::string_view text)
+{
+    editText().insert(text);
+}
+
+template <typename Number>
+void qzLogObject::insertNumber(Number value)
+{
+    editText().insertNumber(value);
 }
 
 void qzLogObject::insert(const char* text)
 {
-    editStream() << (text != nullptr ? text : "[NullPtr]");
+    insertText(text != nullptr ? text : "[NullPtr]");
 }
 
 void qzLogObject::insert(const std::string& text)
 {
-    editStream() << text;
+    insertText(text);
+}
+
+void qzLogObject::insert(long value)
+{
+    insertNumber(value);
 }
 
 void qzLogObject::insert(unsigned long value)
 {
-    editStream() << value;
+    insertNumber(value);
 }
 
 void qzLogObject::insert(const SystemError& error)
 {
-    editStream() << error.toString();
+    insert(error.toString());
 }
 
 void qzLogObject::assign(std::unique_ptr<std::string>& field, const char* text)

@@ -7,6 +7,9 @@
 
 namespace qz {
 
+/// No second since the epoch.
+inline constexpr long kNoSecond = -1;
+
 /// The settings that a batch of entries is written under, and what the file handler knows of its
 /// file.
 struct qzLogParameters {
@@ -27,6 +30,7 @@ struct qzLogParameters {
     std::string requestedPath;
     std::string currentFileUtf8;
     std::string currentFileLocal;
+    long currentFileSecond = kNoSecond;  // in which the current file's name was made
 };
 
 /// Compares what callers can set; the notice and the file in use play no part.

@@ -2,41 +2,25 @@
 
 #include <utility>
 
-#include <signal.h>
-
 #include "LogFile.h"
 #include "SignalReport.h"
-#include "WatchedSignals.h"
+#include "SignalsPutOff.h"
+#include "frame/Relaxed.h"
 
 namespace qz {
 
 namespace {
 
 constexpr std::uint64_t kMostQueuedBytes = 16777216;
+// What is kept of written entries for the next ones: at most some 2 MiB as entries usually are.
+constexpr std::size_t kMostSpares = 4096;
+constexpr std::size_t kMostSpareText = 1024;
+constexpr std::size_t kBatchThatLingers = 8;
+constexpr int kLingerLooks = 1000;  // some 40 us
 
-// How many locks of log threads the calling thread holds: a signal handler may find it inside one.
+// How many locks of log threads the calling thread holds or takes: a signal handler may find it
+// inside one.
 thread_local int locksHeld = 0;
-
-// Blocks the watched signals that can be put off, for the life of the object. A thread that is
-// started meanwhile inherits that.
-class AsynchronousSignalsBlocked {
-public:
-    AsynchronousSignalsBlocked()
-    {
-        sigset_t blocked;
-        ::sigemptyset(&blocked);
-        for (const WatchedSignal& watched : kWatchedSignals) {
-            if (!watched.isFault) ::sigaddset(&blocked, watched.number);
-        }
-        ::pthread_sigmask(SIG_BLOCK, &blocked, &mBefore);
-    }
-    ~AsynchronousSignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &mBefore, nullptr); }
-    AsynchronousSignalsBlocked(const AsynchronousSignalsBlocked&) = delete;
-    AsynchronousSignalsBlocked& operator=(const AsynchronousSignalsBlocked&) = delete;
-
-private:
-    sigset_t mBefore;
-};
 
 // Holds the lock between processes for a scope, where there is one.
 class FolderLocker {
@@ -56,39 +40,79 @@ private:
     qzMutexSystem* mFolderLock;
 };
 
+// Moves an entry to an element that had another one. What the element has left goes the other way,
+// so that a writer frees on its own thread what a writer has allocated. The prefix is made later.
+void moveTexts(qzLog::LogEntry& from, qzLog::LogEntry& to)
+{
+    to.message.swap(from.message);
+    to.subType.swap(from.subType);
+    to.systemLogTag.swap(from.systemLogTag);
+    to.threadId.swap(from.threadId);
+    to.timeMs = from.timeMs;
+    to.type = from.type;
+    from.prefix.clear();
+}
+
+void clearText(std::string& text)
+{
+    if (text.capacity() > kMostSpareText) text = std::string();
+    text.clear();
+}
+
+void prepareForReuse(std::list<qzLog::LogEntry>& batch)
+{
+    if (batch.size() > kMostSpares) batch.resize(kMostSpares);
+    for (qzLog::LogEntry& entry : batch) {
+        clearText(entry.message);
+        clearText(entry.subType);
+        clearText(entry.systemLogTag);
+        clearText(entry.threadId);
+        clearText(entry.prefix);
+    }
+}
+
 }  // namespace
 
 // Holds the mutex for a scope, and knows it.
 class qzLogThread::Lock {
 public:
-    explicit Lock(qzMutex& mutex) : mMutex(mutex) { lock(); }
-    ~Lock()
+    // In two steps, for an exception of a signal handler within the second to find an object to
+    // destroy, and with it the lock given back.
+    explicit Lock(qzMutex& mutex) : Lock(&mutex) { lock(); }
+    // A signal that was put off is handled behind it, and some are handled by throwing.
+    ~Lock() noexcept(false)
     {
         if (mIsHeld) unlock();
     }
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;
 
+    // Said ahead of the deed, as that may be broken off on both sides of it. To give back a mutex
+    // that one hasn't got does nothing.
     void lock()
     {
-        mMutex.lock();
         mIsHeld = true;
         ++locksHeld;
+        mMutex.lock();
     }
     void unlock()
     {
+        mMutex.unlock();
         --locksHeld;
         mIsHeld = false;
-        mMutex.unlock();
     }
+    // A signal that comes meanwhile is reported when the lock is given back, since its report takes
+    // the lock as well. A thread on its way into the wait and out of it counts as holding it.
     void wait(qzWaitCondition& condition)
     {
-        --locksHeld;
+        mSignals.begin();
         condition.wait(&mMutex, qzWaitCondition::msNoLimit);
-        ++locksHeld;
     }
 
 private:
+    explicit Lock(qzMutex* mutex) : mMutex(*mutex) {}
+
+    log::SignalsPutOff mSignals;  // ends behind the lock
     qzMutex& mMutex;
     bool mIsHeld = false;
 };
@@ -99,17 +123,22 @@ qzLogThread::~qzLogThread()
 {
     {
         const Lock lock(mMutex);
-        mFlushRequested = true;
-        mStopRequested = true;
+        relaxedStore(mFlushRequested, true);
+        relaxedStore(mStopRequested, true);
         mWorkAvailable.wakeAll();
         mDrained.wakeAll();
     }
     waitThread(msNoLimit);
+    // Whoever waited for the last batch is on the way out, and needs the mutex for that.
+    Lock lock(mMutex);
+    while (mWaiting != 0)
+        lock.wait(mDrained);
 }
 
 void qzLogThread::start()
 {
-    const AsynchronousSignalsBlocked blocked;
+    log::SignalsPutOff signals;
+    signals.begin();
     startThread(nullptr);
 }
 
@@ -121,24 +150,27 @@ void qzLogThread::append(qzLog::LogEntry& entry, bool synchronous)
         writeAtOnce(entry);
         return;
     }
-    std::list<qzLog::LogEntry> added;
-    added.push_back(std::move(entry));
-    entry = {};
-    const std::uint64_t size = added.front().message.size();
-
     Lock lock(mMutex);
-    mQueue.splice(mQueue.end(), added);
-    mQueuedBytes += size;
+    mQueuedBytes += entry.message.size();
+    moveTexts(entry, addElement());
     mHasEntries = true;
-    if (synchronous || mQueuedBytes > kMostQueuedBytes) mFlushRequested = true;
+    if (synchronous || mQueuedBytes > kMostQueuedBytes) relaxedStore(mFlushRequested, true);
     mWorkAvailable.wakeAll();
     awaitDrained(lock);
+}
+
+// A new element at the end of the queue, with the mutex held.
+qzLog::LogEntry& qzLogThread::addElement()
+{
+    if (mSpare.empty()) return mQueue.emplace_back();
+    mQueue.splice(mQueue.end(), mSpare, mSpare.begin());
+    return mQueue.back();
 }
 
 void qzLogThread::flush()
 {
     Lock lock(mMutex);
-    mFlushRequested = true;
+    relaxedStore(mFlushRequested, true);
     mWorkAvailable.wakeAll();
     awaitDrained(lock);
 }
@@ -152,7 +184,15 @@ bool qzLogThread::isOwnThread() const
 void qzLogThread::awaitDrained(Lock& lock)
 {
     if (!mFlushRequested || mStopRequested || isOwnThread()) return;
+    waitForDrained(lock);
+}
+
+void qzLogThread::waitForDrained(Lock& lock)
+{
+    ++mWaiting;
     lock.wait(mDrained);
+    --mWaiting;
+    if (mStopRequested) mDrained.wakeAll();
 }
 
 void qzLogThread::configure(qzLogParameters& parameters, const Change& change, bool install)
@@ -163,17 +203,19 @@ void qzLogThread::configure(qzLogParameters& parameters, const Change& change, b
     if (!install && haveSameSettings(parameters, mShared)) return;
     mWorkAvailable.wakeAll();
     if (mHasEntries && !isOwnThread()) {
-        mFlushRequested = true;
-        while (mFlushRequested && !mStopRequested) {
-            lock.wait(mDrained);
+        // Until nothing is under way at all: an old handler isn't called any more when its removal
+        // is done.
+        while (mHasEntries && !mStopRequested) {
+            relaxedStore(mFlushRequested, true);
+            waitForDrained(lock);
         }
         // Others may have changed something meanwhile, and theirs isn't to be lost.
         parameters = mShared;
         change(parameters);
     }
     mShared = parameters;
-    mReconfigure = true;
-    mInstallRequested = mInstallRequested || install;
+    relaxedStore(mReconfigure, true);
+    if (install) mInstallations.push_back(parameters);
     mWorkAvailable.wakeAll();
 }
 
@@ -214,42 +256,72 @@ void qzLogThread::run()
         } else {
             confirmDrained();
             if (mStopRequested) break;
-            lock.wait(mWorkAvailable);
+            if (!linger(lock)) lock.wait(mWorkAvailable);
         }
     }
     lock.unlock();
     mFolderLock.reset();
 }
 
+// Behind a batch of some size more is likely to come at once. To wait a little for it, without
+// going to sleep, spares the writers the waking (2 us and more for each batch), and lets the next
+// batch grow. Returns whether to look at the queue again.
+bool qzLogThread::linger(Lock& lock)
+{
+    if (mLastBatchSize < kBatchThatLingers) return false;
+    mLastBatchSize = 0;
+    lock.unlock();
+    const auto isWanted = [this] {
+        return relaxedLoad(mFlushRequested) || relaxedLoad(mStopRequested) ||
+               relaxedLoad(mReconfigure);
+    };
+    for (int i = 0; i < kLingerLooks && !isWanted(); ++i) {
+        __builtin_ia32_pause();
+    }
+    lock.lock();
+    return true;
+}
+
 void qzLogThread::writeQueue(Lock& lock)
 {
     std::list<qzLog::LogEntry> batch;
     batch.swap(mQueue);
+    mLastBatchSize = batch.size();
     mQueuedBytes = 0;
     lock.unlock();
     {
         const FolderLocker folderLocker(mFolderLock.get());
         qzLog::WriteImpl(mWorking, batch);
     }
-    batch.clear();
+    prepareForReuse(batch);
     lock.lock();
+    if (mSpare.size() < kMostSpares) mSpare.splice(mSpare.end(), batch);
 }
 
 void qzLogThread::confirmDrained()
 {
     mHasEntries = false;
     if (!mFlushRequested) return;
-    mFlushRequested = false;
+    relaxedStore(mFlushRequested, false);
     mDrained.wakeAll();
 }
 
 void qzLogThread::reconfigure(Lock& lock)
 {
     qzLogParameters fresh = mShared;
-    const bool install = std::exchange(mInstallRequested, false);
-    mReconfigure = false;
-    mFlushRequested = true;  // writers wait until the queue is empty under the new settings
+    std::list<qzLogParameters> installations = std::exchange(mInstallations, {});
+    relaxedStore(mReconfigure, false);
+    // Writers wait until the queue is empty under the new settings.
+    relaxedStore(mFlushRequested, true);
     lock.unlock();
+    const bool install =
+        !installations.empty() && installations.back().requestedPath == fresh.requestedPath;
+    if (install) installations.pop_back();
+    // What a later call has overtaken is carried out all the same.
+    for (qzLogParameters& overtaken : installations) {
+        applyFileSettings(overtaken, /*install=*/true);
+        mWorking = std::move(overtaken);
+    }
     applyFileSettings(fresh, install);
     lock.lock();
     mWorking = std::move(fresh);
@@ -277,6 +349,7 @@ void qzLogThread::keepFileInUse(qzLogParameters& fresh) const
     if (fresh.requestedPath != mWorking.requestedPath) return;
     fresh.currentFileUtf8 = mWorking.currentFileUtf8;
     fresh.currentFileLocal = mWorking.currentFileLocal;
+    fresh.currentFileSecond = mWorking.currentFileSecond;
     fresh.rotationPending = mWorking.rotationPending;
 }
 

@@ -49,9 +49,12 @@ private:
     class Lock;
 
     bool isOwnThread() const;
+    qzLog::LogEntry& addElement();
     void awaitDrained(Lock& lock);
+    void waitForDrained(Lock& lock);
     void reconfigure(Lock& lock);
     void writeQueue(Lock& lock);
+    bool linger(Lock& lock);
     void confirmDrained();
     void writeAtOnce(qzLog::LogEntry& entry);
     void applyFileSettings(qzLogParameters& fresh, bool install);
@@ -60,17 +63,21 @@ private:
     std::string mOwnThreadId;
     qzLogParameters mShared;  // what is published
     std::list<qzLog::LogEntry> mQueue;
-    std::uint64_t mQueuedBytes = 0;  // of the messages
-    qzMutex mMutex;                  // guards the fields above and the flags below
+    std::uint64_t mQueuedBytes = 0;     // of the messages
+    std::list<qzLog::LogEntry> mSpare;  // elements for the queue, with empty texts
+    qzMutex mMutex;                     // guards the fields above and the flags below
     qzWaitCondition mWorkAvailable;
     qzWaitCondition mDrained;
+    // The log thread also looks at three of them without the mutex while it lingers.
     bool mReconfigure = true;      // mShared has changed
     bool mHasEntries = false;      // something was queued since the queue was last seen empty
     bool mFlushRequested = false;  // somebody waits for the queue to run empty
     bool mStopRequested = false;
-    bool mInstallRequested = false;  // goes with mReconfigure
+    std::list<qzLogParameters> mInstallations;  // asked for and not begun
+    int mWaiting = 0;                           // how many threads sleep at mDrained
 
     // The log thread's own.
+    std::size_t mLastBatchSize = 0;
     qzLogParameters mWorking;
     std::unique_ptr<qzMutexSystem> mFolderLock;  // keeps processes apart that share the folder
     int mReportsAtOnce = 0;                      // of signals, one within the other

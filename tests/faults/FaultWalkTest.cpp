@@ -68,9 +68,17 @@ const char* const kAllDone = "all done";
 const char* const kUp = "log, full, local text '\xc3\xa9', down";
 const char* const kAllEntries = "entries 3, dated 3, timed 3, console good";
 const char* const kOneUntimed = "entries 3, dated 3, timed 2, console good";
+const char* const kNoneTimed = "entries 3, dated 3, timed 0, console good";
+const char* const kNoThread =
+    "no thread: Resource temporarily unavailable; log, full, local text '\xc3\xa9', written 1, "
+    "down";
 
 const char* const kWholeWalk = "entered 4, folders 3, files 3, left 4";
 const char* const kWholeIndex = "found top p.prt.1 p.prt.2, newest p.prt.2";
+
+const char* const kWholeTable = "+++, flushed, files whole whole, rows 3 2";
+const std::string kNoFirstFile = ", Fail to open csv file FOLDER/base.csv";
+const std::string kNoSecondFile = ", Fail to open csv file FOLDER/base (1).csv";
 
 const Scenario kScenarios[] = {
     {"start_stop",
@@ -86,6 +94,7 @@ const Scenario kScenarios[] = {
          {"iconv_open", EMFILE, {kUp, "log, full, local text '', down"}},
          {"iconv", EILSEQ, {}, {kUp}},
          {"iconv_close", EBADF, {kUp}},
+         {"pthread_create", EAGAIN, {kNoThread}},
          {"mmap", ENOMEM, {}, {kUp}},
          {"madvise", EINVAL, {}, {kUp}},
      },
@@ -126,6 +135,11 @@ const Scenario kScenarios[] = {
          {"strftime", ENOMEM, {kOneUntimed}, {kAllEntries}},
          {"localtime_r", EOVERFLOW, {kOneUntimed}, {kAllEntries}},
          {"gettimeofday", EFAULT, {"entries 3, dated 2, timed 3, console good"}},
+         // The log thread makes its conversions with its first time, and keeps them as they are.
+         {"newlocale", ENOMEM, {kAllEntries}},
+         {"pthread_setspecific", ENOMEM, {kOneUntimed}},
+         {"iconv_open", EMFILE, {kAllEntries, kNoneTimed}},
+         {"iconv", EILSEQ, {}, {kAllEntries}},
      },
      {}},
 
@@ -309,8 +323,53 @@ const Scenario kScenarios[] = {
          {"close", EIO, {"done, file last"}},
          {"read", EINTR, {"done, file last"}},
          {"write", EINTR, {"done, file last"}},
+         // Without a word of a thread's end, no memory is kept for it.
+         {"pthread_key_create", EAGAIN, {}, {"done, file last"}},
+         {"pthread_setspecific", ENOMEM, {}, {"done, file last"}},
      },
      {"std::bad_alloc"}},
+
+    {"csv",
+     "C.UTF-8",
+     kWholeTable,
+     {
+         {"fopen",
+          EMFILE,
+          {"---, not flushed, files empty empty, rows 0 0" + kNoFirstFile,
+           "++-, not flushed, files whole empty, rows 3 0" + kNoSecondFile,
+           "+++, flushed, files whole whole, rows 0 (Failed to open the file) 2",
+           "+++, flushed, files whole whole, rows 3 0 (Failed to open the file)"}},
+         // A file that can't be read or measured is an empty table.
+         {"read",
+          EIO,
+          {"+++, flushed, files whole whole, rows 0 2",
+           "+++, flushed, files whole whole, rows 3 0"}},
+         {"lseek",
+          EIO,
+          {"+++, flushed, files whole whole, rows 0 2",
+           "+++, flushed, files whole whole, rows 3 0"},
+          {kWholeTable}},
+         // The close tries again, and may tell nobody.
+         {"write",
+          ENOSPC,
+          {"+++, not flushed, files whole whole, rows 3 2"},
+          {"+++, not flushed, files empty whole, rows 0 2",
+           "+++, not flushed, files whole empty, rows 3 0"}},
+         {"fclose", EIO, {kWholeTable}},
+         {"read", EINTR, {kWholeTable}},
+         {"write", EINTR, {kWholeTable}},
+         {"pthread_key_create", EAGAIN, {}, {kWholeTable}},
+         {"pthread_setspecific", ENOMEM, {}, {kWholeTable}},
+     },
+     {"std::bad_alloc", "---, not flushed, files empty empty, rows 0 0" + kNoFirstFile,
+      "++-, not flushed, files whole empty, rows 3 0" + kNoSecondFile,
+      "+++, flushed, files whole whole, rows 0 (Failed to open the file) 2",
+      "+++, flushed, files whole whole, rows 3 0 (Failed to open the file)",
+      "+++, flushed, files whole whole, rows 0 (std::bad_alloc) 2",
+      "+++, flushed, files whole whole, rows 1 (std::bad_alloc) 2",
+      "+++, flushed, files whole whole, rows 2 (std::bad_alloc) 2",
+      "+++, flushed, files whole whole, rows 3 0 (std::bad_alloc)",
+      "+++, flushed, files whole whole, rows 3 1 (std::bad_alloc)"}},
 };
 
 struct Fault {

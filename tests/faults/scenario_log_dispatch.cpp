@@ -38,6 +38,9 @@ void look(std::list<qzLog::LogEntry>& batch, void* data)
 void report()
 {
     qz::logInfo("channel") << "a report of some length, so that its text is allocated " << 1;
+    // Writer and log thread both make the time's text: which of the two fails is not left to
+    // chance.
+    qzLog::msInstance->flush();
     qz::logWarning(nullptr, "faults") << "a report that goes to the system log too: " << 2.5;
     qz::logDebug("channel") << "a report that carries the thread and is long as well " << 3UL;
     qz::logTrace("channel") << "switched off";

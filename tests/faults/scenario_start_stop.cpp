@@ -1,9 +1,12 @@
 // A full start and the stop of the library.
 
+#include <list>
 #include <new>
 #include <string>
+#include <system_error>
 
 #include <qz/qzLog.h>
+#include <qz/qzLogObject.h>
 #include <qz/qzStringUtils.h>
 #include <qz/qzSystem.h>
 
@@ -35,6 +38,22 @@ void start()
     }
 }
 
+void countEntries(std::list<qzLog::LogEntry>& batch, void* count)
+{
+    *static_cast<std::size_t*>(count) += batch.size();
+}
+
+// What the log does without its thread.
+std::string describeWriting()
+{
+    std::size_t written = 0;
+    qzLog::msInstance->setEchoToConsole(false);
+    qzLog::msInstance->installCustomHandler(&countEntries, &written);
+    qz::logWarning() << "written at once";
+    qzLog::msInstance->flush();
+    return ", written " + std::to_string(written);
+}
+
 bool isDown()
 {
     return qzLog::msInstance == nullptr && qzStringUtils::msCLocale == nullptr &&
@@ -42,7 +61,8 @@ bool isDown()
            !qz::IsQzSystemThreadSafe();
 }
 
-// Keeps the library started, whatever is thrown meanwhile.
+// Keeps the library started, whatever is thrown meanwhile. A start that got no thread throws too,
+// and leaves the library to be looked at and stopped.
 struct Started {
     Started() { start(); }
     ~Started() { qz::terminateQzSystem(); }
@@ -53,10 +73,13 @@ struct Started {
 std::string startAndStop(const std::string& /*folder*/)
 {
     std::string text;
-    {
+    try {
         const qz::faults::Watch watch;
         const Started started;
         text = describe();
+    } catch (const std::system_error& error) {
+        text = "no thread: " + error.code().message() + "; " + describe() + describeWriting();
+        qz::terminateQzSystem();
     }
     return text + (isDown() ? ", down" : ", not down");
 }

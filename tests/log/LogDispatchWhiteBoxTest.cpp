@@ -34,7 +34,7 @@ using Batch = std::list<Entry>;
 
 namespace {
 
-static_assert(sizeof(qzLogParameters) == 312);
+static_assert(sizeof(qzLogParameters) == 320);
 static_assert(std::is_same_v<decltype(qzLogParameters::subTypeBlacklist), std::set<std::string>>);
 static_assert(sizeof(qzLogParameters::maxFileSize) == 8 && sizeof(qzLogParameters::fileFlags) == 4);
 
@@ -118,6 +118,7 @@ TEST(qzLogParametersTest, HasItsFieldsInTheirOrder)
     EXPECT_EQ(getOffset(&Fields::requestedPath), 216);
     EXPECT_EQ(getOffset(&Fields::currentFileUtf8), 248);
     EXPECT_EQ(getOffset(&Fields::currentFileLocal), 280);
+    EXPECT_EQ(getOffset(&Fields::currentFileSecond), 312);
 }
 
 TEST_F(LogDispatchTest, BeginsWithSettingsThatOnlyEcho)

@@ -46,7 +46,9 @@ namespace {
 
 long gNowMs = 1794687476789;  // Sat Nov 14 20:17:56 2026 in UTC
 std::string gSurpriseZone;
-bool gIsRunning = false;  // the library asks once while it is loaded, ahead of the streams
+// The thread of the steps alone has the fixed number. The library asks once while it is loaded,
+// ahead of the streams, and on its log thread.
+thread_local bool gIsThreadOfSteps = false;
 
 void setZone(const std::string& zone)
 {
@@ -110,8 +112,8 @@ pid_t getpid() noexcept
 
 long syscall(long number, ...) noexcept
 {
-    if (number == SYS_gettid) {
-        if (gIsRunning) std::cout << "[gettid]" << std::endl;
+    if (number == SYS_gettid && gIsThreadOfSteps) {
+        std::cout << "[gettid]" << std::endl;
         return 4712;
     }
     using Call = long (*)(long, long, long, long, long, long, long);
@@ -238,9 +240,9 @@ const std::map<std::string, std::function<void(const Step&)>> kSteps = {
 int main(int argumentCount, char** arguments)
 {
     const std::vector<std::string> steps(arguments + 1, arguments + argumentCount);
-    gIsRunning = true;
     // On a thread of its own, which nobody has asked for its number before.
     std::thread([&steps] {
+        gIsThreadOfSteps = true;
         for (const std::string& text : steps) {
             const Step step(text);
             kSteps.at(step.getName())(step);
