@@ -9,7 +9,9 @@
 /// The registry holds pointers only: the data stays where its module has it, and a module takes its
 /// names back before it unloads. Missing names and conflicts are reported in the log, the conflicts
 /// while the registry is locked: a custom handler of the log that hears of one asks for no
-/// resource. Threads: any after a full start; one after a light start.
+/// resource.
+///
+/// Threads: any after a full start; one after a light start.
 namespace qz::rc {
 
 /// Looks a resource up.

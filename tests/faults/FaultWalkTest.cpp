@@ -86,6 +86,9 @@ const char* const kWholeTable = "+++, flushed, files whole whole, rows 3 2";
 const std::string kNoFirstFile = ", Fail to open csv file FOLDER/base.csv";
 const std::string kNoSecondFile = ", Fail to open csv file FOLDER/base (1).csv";
 
+const char* const kLockThreadWait = "file; ran 1; over";
+const char* const kNoLock = "no file; ran 1; over";
+
 const Scenario kScenarios[] = {
     {"start_stop",
      "C.UTF-8",
@@ -106,6 +109,22 @@ const Scenario kScenarios[] = {
      },
      {"std::bad_alloc", kUp, "log, full, no text services, down", "log, full, local text '?', down",
       "log, full, local text '', down"}},
+
+    {"threads",
+     "C.UTF-8",
+     kLockThreadWait,
+     {
+         {"fopen", EACCES, {kNoLock}},
+         // What the lock answers is never looked at.
+         {"flock", EINTR, {kLockThreadWait}},
+         {"fclose", EIO, {kLockThreadWait}},
+         {"remove", EBUSY, {"file; ran 1; over; file kept"}},
+         {"pthread_create", EAGAIN, {"file; Resource temporarily unavailable, running; over"}},
+         // There is nothing left to wait for either way.
+         {"clock_gettime", EINVAL, {kLockThreadWait}},
+     },
+     // A text of a thread that stays short is nothing that it would fail for.
+     {"std::bad_alloc", kNoLock, kLockThreadWait}},
 
     {"charset",
      "de_DE.ISO-8859-1",
