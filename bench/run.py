@@ -39,6 +39,18 @@ SUBJECTS = {
         "report, p99": None,
         "report, p99.9": None,
     }),
+    "locks": ("Locks, conditions and semaphores", {
+        "lock and unlock, free": (1.2, "std"),
+        "taken twice": (1.15, "std"),
+        "contended, 2 threads": (1.3, "std"),
+        "contended, 4 threads": (1.3, "std"),
+        "condition round trip": 1.05,
+        "wake with no waiter": 1.5,
+        "semaphore release and acquire": 1.8,
+    }),
+    "thread": ("Threads", {
+        "start and join": 1.1,
+    }),
     "serialiser": ("Binary serialiser: 1,000,000 records of int, double, 12-byte string", {
         "write to memory": 0.9,
         "read from memory": 1.0,
@@ -101,6 +113,12 @@ SUBJECTS = {
         "save 10,000 keys": 3.3,
         "load 1,000 keys": None,
         "load 100,000 keys": None,
+    }),
+    "csv": ("CSV: 100 MB, one cell of ten quoted", {
+        "100 MB to rows of text cells": 0.8,
+        "100 MB, types guessed": 0.7,
+        "write 100 MB": 0.7,
+        "10 MB to rows of text cells": None,
     }),
     "number": ("Numbers to text", {
         "integer, zero padded": 1.3,

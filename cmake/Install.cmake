@@ -9,8 +9,11 @@ install(TARGETS qzSystem EXPORT qzSystemTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         COMPONENT Runtime NAMELINK_COMPONENT Development
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
+install(TARGETS qzSystemExt EXPORT qzSystemTargets)
 install(FILES ${publicHeaders}
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qz COMPONENT Development)
+install(FILES ${extensionHeaders}
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qz/ext COMPONENT Development)
 
 # --- CMake package ---------------------------------------------------------------------------
 
@@ -23,6 +26,8 @@ write_basic_package_version_file(qzSystemConfigVersion.cmake COMPATIBILITY SameM
 install(FILES
     ${CMAKE_CURRENT_BINARY_DIR}/qzSystemConfig.cmake
     ${CMAKE_CURRENT_BINARY_DIR}/qzSystemConfigVersion.cmake
+    cmake/qz_add_resources.cmake
+    cmake/qz_write_resources.cmake
     DESTINATION ${packageDir} COMPONENT Development)
 
 # --- pkg-config ------------------------------------------------------------------------------

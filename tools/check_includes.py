@@ -33,7 +33,7 @@ FOLDER_OF_HEADER = {
     "qzExport.h": "frame",
     "qzIniFile.h": "variant",
     "qzSystemUtils.h": "frame",
-    "qzThread.h": "frame",
+    "qzException.h": "system",
 }
 
 # Includes everything, so nothing inside may include it.

@@ -18,10 +18,16 @@ enum InitType : int {
 /// Every call wants one `terminateQzSystem`. A process may start light and start full later; the
 /// first full start makes the whole process full, until the last stop. Any value that is not of
 /// `InitType` is ignored without a report.
+///
+/// A full start gives the log a thread and installs handlers for 23 signals: a crash on any thread
+/// and most requests to end are reported in the log, and become exceptions. The handlers stay
+/// behind a stop, when they pass every signal on to what was there before.
 /// Threads: call it while no other thread uses the library.
 /// @param type the strength asked for.
 /// @param probeMainDisk asks a full start to look up the main disk at once; a light start takes no
 ///     notice of it.
+/// @throws std::system_error when the system gives no thread to the log; that start is then full
+///     without a log thread and without the handlers, and wants its stop all the same.
 QZ_API void initializeQzSystem(InitType type, bool probeMainDisk = false);
 
 /// Undoes one start; the last one takes all services down, whatever the strength of the starts.

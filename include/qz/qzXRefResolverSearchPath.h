@@ -74,8 +74,7 @@ public:
     /// Indexes what the disk holds below the root, and adds it to what is there.
     /// @param maxFiles as many files, or more, are too many.
     /// @return false for too many files, which the log tells; the index then holds what came
-    /// before,
-    ///     and `isInitialized` stays as it was. True for a root that isn't there.
+    ///     before, and `isInitialized` stays as it was. True for a root that isn't there.
     bool initializeSearchPath(unsigned long maxFiles);
     /// Sets the root and builds a new index, from the longest of the ancestors' roots that holds it
     /// if there is one, or else from the disk.

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <iterator>
-
 #include <signal.h>
 
 namespace qz {
@@ -13,6 +11,7 @@ struct WatchedSignal {
     bool isFault;  // comes from what a thread itself does, so that it can't be put off
 };
 
+/// In the order in which they are installed.
 inline constexpr WatchedSignal kWatchedSignals[] = {
     {SIGABRT, "SIGABRT", true},       //
     {SIGBUS, "SIGBUS", true},         //

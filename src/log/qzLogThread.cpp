@@ -2,11 +2,9 @@
 
 #include <utility>
 
-#include <signal.h>
-
 #include "LogFile.h"
 #include "SignalReport.h"
-#include "WatchedSignals.h"
+#include "SignalsPutOff.h"
 #include "frame/Relaxed.h"
 
 namespace qz {
@@ -20,29 +18,9 @@ constexpr std::size_t kMostSpareText = 1024;
 constexpr std::size_t kBatchThatLingers = 8;
 constexpr int kLingerLooks = 1000;  // some 40 us
 
-// How many locks of log threads the calling thread holds: a signal handler may find it inside one.
+// How many locks of log threads the calling thread holds or takes: a signal handler may find it
+// inside one.
 thread_local int locksHeld = 0;
-
-// Blocks the watched signals that can be put off, for the life of the object. A thread that is
-// started meanwhile inherits that.
-class AsynchronousSignalsBlocked {
-public:
-    AsynchronousSignalsBlocked()
-    {
-        sigset_t blocked;
-        ::sigemptyset(&blocked);
-        for (const WatchedSignal& watched : kWatchedSignals) {
-            if (!watched.isFault) ::sigaddset(&blocked, watched.number);
-        }
-        ::pthread_sigmask(SIG_BLOCK, &blocked, &mBefore);
-    }
-    ~AsynchronousSignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &mBefore, nullptr); }
-    AsynchronousSignalsBlocked(const AsynchronousSignalsBlocked&) = delete;
-    AsynchronousSignalsBlocked& operator=(const AsynchronousSignalsBlocked&) = delete;
-
-private:
-    sigset_t mBefore;
-};
 
 // Holds the lock between processes for a scope, where there is one.
 class FolderLocker {
@@ -98,34 +76,43 @@ void prepareForReuse(std::list<qzLog::LogEntry>& batch)
 // Holds the mutex for a scope, and knows it.
 class qzLogThread::Lock {
 public:
-    explicit Lock(qzMutex& mutex) : mMutex(mutex) { lock(); }
-    ~Lock()
+    // In two steps, for an exception of a signal handler within the second to find an object to
+    // destroy, and with it the lock given back.
+    explicit Lock(qzMutex& mutex) : Lock(&mutex) { lock(); }
+    // A signal that was put off is handled behind it, and some are handled by throwing.
+    ~Lock() noexcept(false)
     {
         if (mIsHeld) unlock();
     }
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;
 
+    // Said ahead of the deed, as that may be broken off on both sides of it. To give back a mutex
+    // that one hasn't got does nothing.
     void lock()
     {
-        mMutex.lock();
         mIsHeld = true;
         ++locksHeld;
+        mMutex.lock();
     }
     void unlock()
     {
+        mMutex.unlock();
         --locksHeld;
         mIsHeld = false;
-        mMutex.unlock();
     }
+    // A signal that comes meanwhile is reported when the lock is given back, since its report takes
+    // the lock as well. A thread on its way into the wait and out of it counts as holding it.
     void wait(qzWaitCondition& condition)
     {
-        --locksHeld;
+        mSignals.begin();
         condition.wait(&mMutex, qzWaitCondition::msNoLimit);
-        ++locksHeld;
     }
 
 private:
+    explicit Lock(qzMutex* mutex) : mMutex(*mutex) {}
+
+    log::SignalsPutOff mSignals;  // ends behind the lock
     qzMutex& mMutex;
     bool mIsHeld = false;
 };
@@ -150,7 +137,8 @@ qzLogThread::~qzLogThread()
 
 void qzLogThread::start()
 {
-    const AsynchronousSignalsBlocked blocked;
+    log::SignalsPutOff signals;
+    signals.begin();
     startThread(nullptr);
 }
 

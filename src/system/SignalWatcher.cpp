@@ -10,8 +10,10 @@
 
 #include <execinfo.h>
 #include <signal.h>
+#include <ucontext.h>
 
 #include <qz/qzException.h>
+#include <qz/qzLog.h>
 #include <qz/qzLogObject.h>
 #include <qz/qzStringUtils.h>
 #include <qz/qzSystemUtils.h>
@@ -51,8 +53,8 @@ int getIndex(int signal)
     return i;
 }
 
-// Without a log nothing can be reported. And a crash within a report would bring the next one, and
-// so on.
+// Without a log nothing can be reported. And a crash within a report would bring the next report,
+// and so on.
 bool canReport(int signal)
 {
     if (qzLog::msInstance == nullptr) return false;
@@ -61,6 +63,7 @@ bool canReport(int signal)
            !log::SignalReport::IsUnderWay();
 }
 
+// Who sent the signal, and what it hit.
 void writeOrigin(std::ostream& out, const siginfo_t& info)
 {
     const unsigned long usedRam =
@@ -119,41 +122,46 @@ void passOn(int signal, siginfo_t* info, void* context)
     ::sigaction(signal, record != nullptr ? &record->installed : &present, nullptr);
 }
 
-void reportAndThrow(const std::string& text, const std::string& shortText)
+// A call of an address without code faults at that address, whose frame nobody can name. Back in
+// the call the thread has a stack again that can be shown, and unwound to its guard.
+void takeBackBadCall(const siginfo_t& info, void* context)
 {
-    {
-        const log::SignalReport report;
-        logCritical(nullptr, "qzSystem") << text;
-    }
-    throw std::runtime_error(shortText);
+    const bool isFault = info.si_code == SEGV_MAPERR || info.si_code == SEGV_ACCERR;
+    auto& registers = static_cast<ucontext_t*>(context)->uc_mcontext.gregs;
+    greg_t& instruction = registers[REG_RIP];
+    if (!isFault || reinterpret_cast<greg_t>(info.si_addr) != instruction) return;
+    const auto* const stack = reinterpret_cast<const greg_t*>(registers[REG_RSP]);
+    instruction = *stack - 1;  // the last byte of the call, as what follows may be another scope
+    registers[REG_RSP] += static_cast<greg_t>(sizeof *stack);
 }
 
-void reportAndPassOn(const std::string& text, int signal, siginfo_t* info, void* context)
+// Returns the text without the trace. Part of the handler itself, see writeTrace.
+[[gnu::always_inline]] inline std::string report(int signal, const siginfo_t& info,
+                                                 const SignalDecision& decision)
 {
-    {
-        const log::SignalReport report;
-        qzLogObject(qzLog::Info, /*synchronous=*/true, nullptr, "qzSystem") << text;
-    }
-    passOn(signal, info, context);
+    const log::SignalReport underWay;
+    std::ostringstream text;
+    writeSignal(text, signal);
+    writeSignalCode(text, signal, info.si_code);
+    writeOrigin(text, info);
+    const std::string shortText = text.str();
+    if (decision.wantsTrace) writeTrace(text);
+    qzLogObject(decision.isFatal ? qzLog::Critical : qzLog::Info, /*synchronous=*/true, nullptr,
+                "qzSystem")
+        << text.str();
+    return shortText;
 }
 
 void handleSignal(int signal, siginfo_t* info, void* context)
 {
     const int interruptedErrno = errno;
-    if (!canReport(signal)) {
-        passOn(signal, info, context);
-        errno = interruptedErrno;
-        return;
+    if (canReport(signal)) {
+        if (signal == SIGSEGV) takeBackBadCall(*info, context);
+        const SignalDecision decision = decideAboutSignal(signal);
+        const std::string shortText = report(signal, *info, decision);
+        if (decision.isFatal) throw std::runtime_error(shortText);
     }
-    const SignalDecision decision = decideAboutSignal(signal);
-    std::ostringstream text;
-    writeSignal(text, signal);
-    writeSignalCode(text, signal, info->si_code);
-    writeOrigin(text, *info);
-    const std::string shortText = text.str();
-    if (decision.wantsTrace) writeTrace(text);
-    if (decision.isFatal) reportAndThrow(text.str(), shortText);
-    reportAndPassOn(text.str(), signal, info, context);
+    passOn(signal, info, context);
     errno = interruptedErrno;
 }
 

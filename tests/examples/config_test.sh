@@ -1,33 +1,10 @@
 #!/bin/bash
 # What the config example promises to its users. config_test.sh CONFIG
 
-set -euo pipefail
+# shellcheck source=tests/examples/expect.sh
+source "$(dirname "$0")/expect.sh"
 
-readonly config=$1
-root=$(cd "$(dirname "$0")/../.." && pwd)
-readonly root
-folder=$(mktemp -d)
-readonly folder
-trap 'rm -rf "$folder"' EXIT
-cd "$folder"
 cp "$root"/examples/config/samples/*.ini .
-
-fail()
-{
-    echo "config: $*" >&2
-    exit 1
-}
-
-# expect STATUS ARGUMENT...: runs the example; its output is in `out`, its messages in `err`.
-expect()
-{
-    local wanted=$1 status=0
-    shift
-    "$config" "$@" >out 2>err || status=$?
-    ((status == wanted)) || fail "status $status instead of $wanted for: $* ($(cat out err))"
-}
-
-expect_text() { [[ $(cat "$1") == "$2" ]] || fail "'$(cat "$1")' instead of '$2'"; }
 
 # The guide shows the table of the sample files; a line of its list begins with the table's frame.
 expect 0 defaults.ini site.ini network/port=9000
@@ -79,7 +56,7 @@ expect_text err "config: cannot save '/dev/full': it is no regular file"
     trap '' XFSZ
     ulimit -f 0
     status=0
-    "$config" --save saved.ini defaults.ini >/dev/null 2>/dev/null || status=$?
+    "$program" --save saved.ini defaults.ini >/dev/null 2>/dev/null || status=$?
     ((status == 1))
 ) || fail "a full disk was not noticed"
 cmp saved.ini before.ini || fail "a full disk changed the file"

@@ -1,36 +1,9 @@
 #!/bin/bash
 # What the inventory promises to its users. inventory_test.sh INVENTORY
 
-set -euo pipefail
-# Names beyond ASCII are no names in the plain C locale.
-export LC_ALL=C.UTF-8
+# shellcheck source=tests/examples/expect.sh
+source "$(dirname "$0")/expect.sh"
 
-readonly inventory=$1
-root=$(cd "$(dirname "$0")/../.." && pwd)
-readonly root
-folder=$(mktemp -d)
-readonly folder
-trap 'chmod -R u+rwx "$folder"; rm -rf "$folder"' EXIT
-cd "$folder"
-
-fail()
-{
-    echo "inventory: $*" >&2
-    exit 1
-}
-
-# expect STATUS ARGUMENT...: runs the inventory; its output is in `out`, its messages in `err`.
-expect()
-{
-    local wanted=$1 status=0
-    shift
-    "${run_under[@]}" "$inventory" "$@" >out 2>err || status=$?
-    ((status == wanted)) || fail "status $status instead of $wanted for: $* ($(cat out err))"
-}
-run_under=()
-
-expect_line() { grep -qxF -- "$2" "$1" || fail "no line '$2' in: $(cat "$1")"; }
-expect_text() { [[ $(cat "$1") == "$2" ]] || fail "'$(cat "$1")' instead of '$2'"; }
 expect_rows()
 {
     local wanted=$1 rows
@@ -191,7 +164,7 @@ expect_text err "inventory: cannot write 'list (1).csv': it is a link to 'list.c
 expect_rows 5 --some list.csv -- tree
 rm -f list*.csv
 status=0
-"$inventory" --output list.csv tree >/dev/full 2>err || status=$?
+"$program" --output list.csv tree >/dev/full 2>err || status=$?
 ((status == 3)) || fail "status $status instead of 3 without room for the totals"
 expect_text err "inventory: cannot print the totals"
 
@@ -201,7 +174,7 @@ mkdir busy
 truncate -s 4T busy/ages || truncate -s 1T busy/ages
 for signal in INT TERM HUP; do
     rm -f list*.csv
-    "$inventory" --output list.csv --rows 10 tree busy >out 2>err &
+    "$program" --output list.csv --rows 10 tree busy >out 2>err &
     pid=$!
     until find "/proc/$pid/fd" -lname '*/busy/ages' | grep -q .; do sleep 0.05; done
     kill -s $signal $pid
@@ -215,7 +188,7 @@ done
 
 # A killed one has nothing to say any more; what it reported before is there.
 rm -f list*.csv
-"$inventory" --output list.csv --rows 10 tree busy >out 2>err &
+"$program" --output list.csv --rows 10 tree busy >out 2>err &
 pid=$!
 until find "/proc/$pid/fd" -lname '*/busy/ages' | grep -q .; do sleep 0.05; done
 kill -KILL $pid

@@ -1,36 +1,8 @@
 #!/bin/bash
 # What the resolver example promises to its users. resolve_test.sh RESOLVE
 
-set -euo pipefail
-# Names beyond ASCII are no names in the plain C locale.
-export LC_ALL=C.UTF-8
-
-resolve=$(realpath "$1")
-readonly resolve
-root=$(cd "$(dirname "$0")/../.." && pwd)
-readonly root
-folder=$(mktemp -d)
-readonly folder
-trap 'chmod -R u+rwx "$folder"; rm -rf "$folder"' EXIT
-cd "$folder"
-
-fail()
-{
-    echo "resolve: $*" >&2
-    exit 1
-}
-
-# expect STATUS ARGUMENT...: runs the example; its output is in `out`, its messages in `err`.
-expect()
-{
-    local wanted=$1 status=0
-    shift
-    "${run_under[@]}" "$resolve" "$@" >out 2>err || status=$?
-    ((status == wanted)) || fail "status $status instead of $wanted for: $* ($(cat out err))"
-}
-run_under=()
-
-expect_text() { [[ $(cat "$1") == "$2" ]] || fail "'$(cat "$1")' instead of '$2'"; }
+# shellcheck source=tests/examples/expect.sh
+source "$(dirname "$0")/expect.sh"
 
 # expect_match MATCH AGREEMENT PATH FILE: what one path alone resolves to below `tree`.
 expect_match()
@@ -47,7 +19,7 @@ expect_match()
 
 guide_block() { sed -n "/^\`\`\`$1\$/,/^\`\`\`\$/{/^\`\`\`/!p}" "$root/docs/guide-files.md"; }
 mkdir guide bin
-ln -s "$resolve" bin/resolve
+ln -s "$program" bin/resolve
 guide_block sh | (cd guide && PATH=$folder/bin:$PATH bash -eu) >out || (($? == 1)) ||
     fail "the guide's commands failed"
 guide_block text >shown
@@ -125,7 +97,7 @@ resolve: cannot index 'tree'"
 expect_text out ''
 expect 1 --max-files $((files + 1)) tree list
 status=0
-"$resolve" tree list >/dev/full 2>err || status=$?
+"$program" tree list >/dev/full 2>err || status=$?
 ((status == 3)) || fail "status $status instead of 3 without room for the result"
 expect_text err "resolve: cannot print the result"
 

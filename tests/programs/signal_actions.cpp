@@ -1,0 +1,80 @@
+// Shows how the library installs its handlers, and what it says when it can't:
+//     signal_actions start|catcher [SIGNAL...]
+//
+// The installation fails for the signals that are named: with "start" at the full start, with
+// "catcher" while the console's catcher is made and taken away.
+
+#include <dlfcn.h>
+#include <execinfo.h>
+#include <signal.h>
+
+#include <cerrno>
+#include <iostream>
+#include <set>
+#include <string>
+
+#include <qz/qzCancelConsoleEventCatcher.h>
+#include <qz/qzException.h>
+#include <qz/qzLog.h>
+#include <qz/qzSystem.h>
+
+namespace {
+
+bool gIsWatching = false;
+std::set<int> gFailing;
+
+std::string describe(const struct sigaction& action)
+{
+    std::string text = action.sa_handler == SIG_DFL   ? " default"
+                       : action.sa_handler == SIG_IGN ? " ignored"
+                                                      : " handler";
+    if ((action.sa_flags & SA_SIGINFO) != 0) text += " SA_SIGINFO";
+    if ((action.sa_flags & SA_NODEFER) != 0) text += " SA_NODEFER";
+    if ((action.sa_flags & ~(SA_SIGINFO | SA_NODEFER)) != 0) text += " and other flags";
+    return ::sigisemptyset(&action.sa_mask) != 0 ? text : text + " with a mask";
+}
+
+}  // namespace
+
+extern "C" {
+
+int sigaction(int signal, const struct sigaction* action, struct sigaction* old) noexcept
+{
+    using Call = int (*)(int, const struct sigaction*, struct sigaction*);
+    static const auto realCall = reinterpret_cast<Call>(::dlsym(RTLD_NEXT, "sigaction"));
+    if (!gIsWatching || action == nullptr) return realCall(signal, action, old);
+    std::cout << '[' << signal << describe(*action) << ']' << std::endl;
+    if (gFailing.count(signal) == 0) return realCall(signal, action, old);
+    errno = EPERM;
+    return -1;
+}
+
+int backtrace(void** frames, int size)
+{
+    using Call = int (*)(void**, int);
+    static const auto realCall = reinterpret_cast<Call>(::dlsym(RTLD_NEXT, "backtrace"));
+    if (gIsWatching) std::cout << "[backtrace]" << std::endl;
+    return realCall(frames, size);
+}
+
+}  // extern "C"
+
+int main(int argumentCount, char** arguments)
+{
+    if (argumentCount < 2) return 2;
+    for (int i = 2; i < argumentCount; ++i)
+        gFailing.insert(std::stoi(arguments[i]));
+    const bool isStart = arguments[1] == std::string("start");
+    gIsWatching = isStart;
+    qz::initializeQzSystem(qz::FullInit);
+    std::cout << "[registered " << qz::exception::IsSigWatcherRegistered() << ']' << std::endl;
+    gIsWatching = !isStart;
+    qz::qzCancelConsoleEventCatcher::Create();
+    std::cout << "[created]" << std::endl;
+    qz::qzCancelConsoleEventCatcher::Delete();
+    std::cout << "[deleted]" << std::endl;
+    gIsWatching = isStart;
+    qz::terminateQzSystem();
+    std::cout << "[stopped]" << std::endl;
+    return 0;
+}

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <algorithm>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "support/ChildProcess.h"
+
+namespace qz {
+
+/// A run of tests/programs/signals.cpp, with what differs from run to run taken out of its output.
+struct SignalRun {
+    std::string end;
+    /// The lines of its output: what it shows in brackets, and the log's as "TYPE message".
+    std::vector<std::string> lines;
+    /// The lines of stack traces.
+    std::vector<std::string> trace;
+
+    bool hasLine(const std::string& line) const
+    {
+        return std::find(lines.begin(), lines.end(), line) != lines.end();
+    }
+};
+
+/// Gives a line of the log as "TYPE message", with "SELF" for the process and "MAIN" for its main
+/// thread, and "#" for a size and a parent. Any other line stays as it is.
+inline std::string simplifyLogLine(const std::string& line, const std::string& pid)
+{
+    const std::size_t end = line.find(" : ");
+    if (line.empty() || line[0] < 'A' || line[0] > 'Z' || end == std::string::npos) return line;
+    std::string text = line.substr(0, line.find(' ')) + line.substr(end + 2);
+    text = std::regex_replace(text, std::regex("used RAM [0-9.]+[kMG]?B"), "used RAM #B");
+    text = std::regex_replace(text, std::regex("PPID [0-9]+"), "PPID #");
+    text = std::regex_replace(text, std::regex("TID " + pid + "\\b"), "TID MAIN");
+    return std::regex_replace(text, std::regex("PID " + pid + "\\b"), "PID SELF");
+}
+
+/// Sorts lines into those of traces and all others.
+inline void sortLines(const std::string& text, const std::string& pid, SignalRun& run)
+{
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        if (line.rfind("[ids", 0) == 0) continue;
+        const bool isTrace = line.rfind("\t ", 0) == 0;
+        (isTrace ? run.trace : run.lines).push_back(isTrace ? line : simplifyLogLine(line, pid));
+    }
+}
+
+/// Runs the steps, see the program. What hangs for two minutes is ended.
+inline SignalRun runSignals(std::vector<std::string> steps)
+{
+    steps.insert(steps.begin(), "ids");
+    const support::ChildResult result =
+        support::runProgram({.program = "signals", .arguments = steps, .timeoutSec = 120});
+    SignalRun run;
+    run.end = result.getEnd();
+    std::smatch found;
+    std::regex_search(result.out, found, std::regex("\\[ids ([0-9]+) "));
+    std::string text = result.out;
+    for (std::size_t at = 0; (at = text.find("[runtime_error Got", at)) != std::string::npos; ++at)
+        text.replace(at, 15, "EXCEPTION : ");  // to be simplified like a line of the log
+    sortLines(text, found[1], run);
+    return run;
+}
+
+/// The end of a report's text, and of the exception that may follow.
+inline std::string makeOrigin(const std::string& from, const std::string& uid,
+                              const std::string& thread = "MAIN")
+{
+    return ", from PID " + from + ", PID SELF TID " + thread +
+           ", PPID #, used RAM #B, sent by UID " + uid;
+}
+
+}  // namespace qz
