@@ -1,6 +1,8 @@
 // The road of entries and settings to the log thread. The thread is held in a handler where the
 // order matters, and its flags tell when somebody waits.
 
+#include <unistd.h>
+
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -169,6 +171,7 @@ TEST_F(qzLogThreadTest, LetsAWaitEndEarlyWhenItIsWokenWithoutAReason)
 
 TEST_F(qzLogThreadTest, HoldsAWriterBackOnlyBeyondTheMostBytes)
 {
+    log().setEchoToConsole(false);
     mHandler.hold();
     const std::string block(65536, 'x');
     for (std::uint64_t bytes = 0; bytes < kMostQueuedBytes; bytes += block.size())
@@ -336,6 +339,8 @@ TEST_F(qzLogThreadTest, DoesNotWaitWhereNothingIsQueued)
 
 TEST_F(qzLogThreadTest, CallsAnOldHandlerNoMoreWhenItsRemovalIsDone)
 {
+    log().installCustomHandler(nullptr, nullptr);
+    log().setEchoToConsole(false);
     std::atomic<bool> isOver = false;
     std::vector<std::unique_ptr<Call>> writers;
     for (int i = 0; i < 4; ++i) {
@@ -348,10 +353,9 @@ TEST_F(qzLogThreadTest, CallsAnOldHandlerNoMoreWhenItsRemovalIsDone)
     const auto look = [](std::list<Entry>&, void* isThere) {
         if (!*static_cast<std::atomic<bool>*>(isThere)) ++lateCalls;
     };
-    log().installCustomHandler(nullptr, nullptr);
-    log().setEchoToConsole(false);
-    for (int i = 0; i < 30; ++i) {
-        std::atomic<bool> isThere = true;
+    std::vector<std::atomic<bool>> areThere(60);
+    for (std::atomic<bool>& isThere : areThere) {
+        isThere = true;
         log().installCustomHandler(look, &isThere);
         log().installCustomHandler(nullptr, nullptr);
         isThere = false;
@@ -448,6 +452,34 @@ TEST_F(qzLogThreadTest, HoldsAFolderLockWhileItHasAFile)
     log().removeFileHandler();
     log().flush();
     EXPECT_FALSE(mThread.hasFolderLock());
+}
+
+// Another one of the folder, as another process would hold it.
+TEST_F(qzLogThreadTest, InstallsAndWritesUnderTheLockOfTheFolder)
+{
+    const ScratchFolder folder;
+    qzMutexSystem lock(folder.getPath().c_str());
+    lock.lock();
+    log().installFileHandlerUtf8(folder.getPath("a.txt"));
+    ASSERT_TRUE(waitUntil([this] { return !mThread.isReconfigurePending(); }));
+    EXPECT_TRUE(mThread.isFlushRequested()) << "until the queue is empty under the new settings";
+    {
+        const Call call([] { write("text"); });
+        EXPECT_TRUE(waitUntil([this] { return mThread.getWaiting() == 1; }));
+        giveTime();
+        EXPECT_FALSE(call.hasReturned());
+        EXPECT_EQ(::access(folder.getPath("a.txt").c_str(), F_OK), -1);
+        lock.unlock();
+        EXPECT_TRUE(call.awaitReturn());
+    }
+    EXPECT_THAT(folder.read("a.txt"), HasSubstr(" : text\n"));
+    lock.lock();
+    write("more");
+    giveTime();
+    EXPECT_THAT(folder.read("a.txt"), Not(HasSubstr(" : more\n")));
+    lock.unlock();
+    log().flush();
+    EXPECT_THAT(folder.read("a.txt"), HasSubstr(" : more\n"));
 }
 
 TEST(qzLogThreadStopTest, WritesWhatIsQueued)
