@@ -5,7 +5,7 @@ include(CMakePackageConfigHelpers)
 
 set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/qzSystem)
 
-install(TARGETS qzSystem EXPORT qzSystemTargets
+install(TARGETS qzSystem qzSystem_asan_options EXPORT qzSystemTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         COMPONENT Runtime NAMELINK_COMPONENT Development
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
@@ -26,6 +26,7 @@ write_basic_package_version_file(qzSystemConfigVersion.cmake COMPATIBILITY SameM
 install(FILES
     ${CMAKE_CURRENT_BINARY_DIR}/qzSystemConfig.cmake
     ${CMAKE_CURRENT_BINARY_DIR}/qzSystemConfigVersion.cmake
+    cmake/AsanOptions.cpp
     cmake/qz_add_resources.cmake
     cmake/qz_write_resources.cmake
     DESTINATION ${packageDir} COMPONENT Development)

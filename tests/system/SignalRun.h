@@ -1,6 +1,9 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <optional>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -48,12 +51,29 @@ inline void sortLines(const std::string& text, const std::string& pid, SignalRun
     }
 }
 
+/// The environment with options for the sanitizers' runtimes, whose own handlers would stand in for
+/// the default actions of the system.
+inline std::map<std::string, std::optional<std::string>> getEnvironmentWithoutOtherHandlers()
+{
+    std::map<std::string, std::optional<std::string>> environment;
+    for (const char* const name : {"ASAN_OPTIONS", "TSAN_OPTIONS"}) {
+        const char* const options = std::getenv(name);
+        environment[name] = std::string(options != nullptr ? options : "") +
+                            ":handle_segv=0:handle_sigbus=0:handle_sigfpe=0:handle_sigill=0"
+                            ":handle_abort=0";
+    }
+    return environment;
+}
+
 /// Runs the steps, see the program. What hangs for two minutes is ended.
 inline SignalRun runSignals(std::vector<std::string> steps)
 {
     steps.insert(steps.begin(), "ids");
     const support::ChildResult result =
-        support::runProgram({.program = "signals", .arguments = steps, .timeoutSec = 120});
+        support::runProgram({.program = "signals",
+                             .arguments = steps,
+                             .environment = getEnvironmentWithoutOtherHandlers(),
+                             .timeoutSec = 120});
     SignalRun run;
     run.end = result.getEnd();
     std::smatch found;

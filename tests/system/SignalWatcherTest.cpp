@@ -224,13 +224,10 @@ TEST(SignalWatcherTest, WritesItsReportBehindWhatWasQueued)
     EXPECT_THAT(text, HasSubstr("Got signal (SIGTERM"));
 }
 
-TEST(SignalWatcherTest, WritesNumbersAsTheGlobalLocaleHasThem)
+TEST(SignalWatcherTest, WritesNumbersAsTheLocaleDoesLikeAllTextsOfTheLog)
 {
-    const SignalRun run = runSignals({"full", "old|15|ignored", "locale", "catch send|1|1234567"});
-    EXPECT_THAT(run.lines,
-                Contains(AllOf(HasSubstr("Got signal (SIGHUP 1) Hangup (si_code=1_2_3_4_5_6_7), "
-                                         "from PID 7_7, PID "),
-                               EndsWith(", sent by UID 8_8"))));
+    const SignalRun run = runSignals({"full", "locale", "catch send|1|1234"});
+    EXPECT_THAT(run.lines, Contains(HasSubstr("Hangup (si_code=1_2_3_4), from PID 7_7, PID ")));
 }
 
 // --- Signals that are thrown
@@ -545,37 +542,29 @@ TEST(SignalWatcherTest, GoesOnWhenAHandlerCantBeInstalled)
 struct LockRow {
     const char* call;
     const char* point;
-    const char* endByException;  // that of a signal which is thrown
+    const char* ends;  // when the signal is thrown
 };
 
-// Out of the destructor of a report, or of the lock, nothing can be thrown.
+// Out of the destructor of a report nothing can be thrown. And the calls of the system are declared
+// as ones that never throw: it's up to the compiler's options whether an exception gets through.
+constexpr const char* kAborts = "signal 6";
+constexpr const char* kGoesOn = "exit 0";
+constexpr const char* kEither = "signal 6 or exit 0";
+
 constexpr LockRow kLockRows[] = {
-    {"write", "locking", "signal 6"},
-    {"write", "locked", "signal 6"},
-    {"write", "waking", "signal 6"},
-    {"write", "unlocking", "signal 6"},
-    {"write", "unlocked", "signal 6"},
-    {"synchronous", "locking", "signal 6"},
-    {"synchronous", "locked", "signal 6"},
-    {"synchronous", "waking", "signal 6"},
-    {"synchronous", "waiting", "signal 6"},
-    {"synchronous", "woken", "signal 6"},
-    {"synchronous", "unlocking", "signal 6"},
-    {"synchronous", "unlocked", "signal 6"},
-    {"flush", "locking", "exit 0"},
-    {"flush", "locked", "exit 0"},
-    {"flush", "waking", "exit 0"},
-    {"flush", "waiting", "exit 0"},
-    {"flush", "woken", "exit 0"},
-    {"flush", "unlocking", "exit 0"},
-    {"flush", "unlocked", "exit 0"},
-    {"setting", "locking", "exit 0"},
-    {"setting", "locked", "exit 0"},
-    {"setting", "waking", "exit 0"},
-    {"setting", "waiting", "exit 0"},
-    {"setting", "woken", "exit 0"},
-    {"setting", "unlocking", "exit 0"},
-    {"setting", "unlocked", "exit 0"},
+    {"write", "locking", kAborts},         {"write", "locked", kAborts},
+    {"write", "waking", kAborts},          {"write", "unlocking", kAborts},
+    {"write", "unlocked", kAborts},        {"synchronous", "locking", kAborts},
+    {"synchronous", "locked", kAborts},    {"synchronous", "waking", kAborts},
+    {"synchronous", "waiting", kAborts},   {"synchronous", "woken", kAborts},
+    {"synchronous", "unlocking", kAborts}, {"synchronous", "unlocked", kAborts},
+    {"flush", "locking", kEither},         {"flush", "locked", kEither},
+    {"flush", "waking", kEither},          {"flush", "waiting", kGoesOn},
+    {"flush", "woken", kGoesOn},           {"flush", "unlocking", kGoesOn},
+    {"flush", "unlocked", kGoesOn},        {"setting", "locking", kEither},
+    {"setting", "locked", kEither},        {"setting", "waking", kEither},
+    {"setting", "waiting", kGoesOn},       {"setting", "woken", kGoesOn},
+    {"setting", "unlocking", kGoesOn},     {"setting", "unlocked", kGoesOn},
 };
 
 class SignalWatcherLockPoint : public ::testing::TestWithParam<LockRow> {
@@ -607,8 +596,8 @@ TEST_P(SignalWatcherLockPoint, LetsASignalBeReportedAndPassedOn)
 TEST_P(SignalWatcherLockPoint, LetsASignalBeThrown)
 {
     const std::vector<std::string> lines = run(SIGINT);
-    const bool goesOn = mEnd == "exit 0";
-    EXPECT_EQ(mEnd, GetParam().endByException);
+    const bool goesOn = mEnd == kGoesOn;
+    EXPECT_THAT(GetParam().ends, HasSubstr(mEnd));
     EXPECT_THAT(lines, Contains(StartsWith("CRITICAL Got signal (SIGINT 2)")));
     EXPECT_THAT(lines, Contains(StartsWith("INFO Got signal (SIGABRT 6)")).Times(goesOn ? 0 : 1));
     EXPECT_THAT(lines, Contains("[thrown]").Times(goesOn ? 1 : 0));
