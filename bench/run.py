@@ -114,6 +114,12 @@ SUBJECTS = {
         "load 1,000 keys": None,
         "load 100,000 keys": None,
     }),
+    "csv": ("CSV: 100 MB, one cell of ten quoted", {
+        "100 MB to rows of text cells": 0.8,
+        "100 MB, types guessed": 0.7,
+        "write 100 MB": 0.7,
+        "10 MB to rows of text cells": None,
+    }),
     "number": ("Numbers to text", {
         "integer, zero padded": 1.3,
         "12 digits with separators": 0.2,

@@ -9,8 +9,11 @@ install(TARGETS qzSystem qzSystem_asan_options EXPORT qzSystemTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         COMPONENT Runtime NAMELINK_COMPONENT Development
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
+install(TARGETS qzSystemExt EXPORT qzSystemTargets)
 install(FILES ${publicHeaders}
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qz COMPONENT Development)
+install(FILES ${extensionHeaders}
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qz/ext COMPONENT Development)
 
 # --- CMake package ---------------------------------------------------------------------------
 

@@ -5,8 +5,6 @@
 # The resources are registered by each start of the library, at once when the module is loaded later,
 # and taken back when the module is unloaded. See qz/qzResources.h.
 
-set(_QZ_WRITE_RESOURCES ${CMAKE_CURRENT_LIST_DIR}/qz_write_resources.cmake)
-
 function(qz_add_resources target prefix)
     get_target_property(type ${target} TYPE)
     if(type STREQUAL STATIC_LIBRARY)
@@ -34,12 +32,13 @@ function(qz_add_resources target prefix)
 
     string(SHA256 id "${target} ${names}")
     string(SUBSTRING ${id} 0 16 id)
+    set(script ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/qz_write_resources.cmake)
     set(source ${CMAKE_CURRENT_BINARY_DIR}/qz_resources_${id}.cpp)
     add_custom_command(
         OUTPUT ${source}
         COMMAND ${CMAKE_COMMAND} -DOUTPUT=${source} -DID=${id} "-DPATHS=${paths}" "-DNAMES=${names}"
-            -P ${_QZ_WRITE_RESOURCES}
-        DEPENDS ${paths} ${_QZ_WRITE_RESOURCES}
+            -P ${script}
+        DEPENDS ${paths} ${script}
         COMMENT "Embedding resources into ${target}"
         VERBATIM)
     target_sources(${target} PRIVATE ${source})

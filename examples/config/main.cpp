@@ -2,7 +2,7 @@
 
 #include <iostream>
 
-#include <qz/qzSystem.h>
+#include <qz/ext/LibraryStart.h>
 
 #include "Configuration.h"
 #include "IgnoredLines.h"
@@ -11,15 +11,6 @@
 namespace {
 
 using namespace config;
-
-// Keeps the library started for as long as it lives.
-class LibraryStart {
-public:
-    LibraryStart() { qz::initializeQzSystem(qz::LightInit); }
-    ~LibraryStart() { qz::terminateQzSystem(); }
-    LibraryStart(const LibraryStart&) = delete;
-    LibraryStart& operator=(const LibraryStart&) = delete;
-};
 
 bool fail(const std::string& message)
 {
@@ -71,7 +62,7 @@ int main(int argumentCount, char** arguments)
         return 0;
     }
 
-    const LibraryStart library;
+    const qz::ext::LibraryStart library;
     Configuration configuration;
     const bool isDone = load(options, configuration) && print(options, configuration) &&
                         save(options, configuration);

@@ -2,8 +2,8 @@
 
 #include <iostream>
 
+#include <qz/ext/LibraryStart.h>
 #include <qz/qzDirUtils.h>
-#include <qz/qzSystem.h>
 
 #include "CsvFiles.h"
 #include "FileEntry.h"
@@ -18,15 +18,6 @@ namespace {
 using namespace inventory;
 
 enum Status { StatusDone = 0, StatusIncomplete = 1, StatusUsage = 2, StatusNoList = 3 };
-
-// Keeps the library started for as long as it lives.
-class LibraryStart {
-public:
-    LibraryStart() { qz::initializeQzSystem(qz::LightInit); }
-    ~LibraryStart() { qz::terminateQzSystem(); }
-    LibraryStart(const LibraryStart&) = delete;
-    LibraryStart& operator=(const LibraryStart&) = delete;
-};
 
 Status end(Status status, const std::string& message)
 {
@@ -112,7 +103,7 @@ int main(int argumentCount, char** arguments)
     const qz::qzCancelInterface& cancel = watchForInterruption();
     Status status = StatusDone;
     {
-        const LibraryStart library;
+        const qz::ext::LibraryStart library;
         status = run(options, cancel);
     }
     if (cancel.shouldCancel()) endAsRequested();

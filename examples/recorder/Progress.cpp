@@ -12,8 +12,12 @@ constexpr unsigned long kShowEveryMs = 200;
 
 }  // namespace
 
-Progress::Progress(unsigned long partCount, unsigned long fileCount)
-    : mPartsAtWork(partCount), mFileCount(fileCount), mHasTerminal(::isatty(STDERR_FILENO) == 1)
+Progress::Progress(unsigned long partCount, unsigned long fileCount,
+                   const qz::qzCancelInterfaceReadOnly& cancel)
+    : mPartsAtWork(partCount),
+      mFileCount(fileCount),
+      mCancel(cancel),
+      mHasTerminal(::isatty(STDERR_FILENO) == 1)
 {
 }
 
@@ -30,8 +34,17 @@ void Progress::showUntilEnd()
     while (mPartsAtWork != 0) {
         mPartEnded.wait(&mMutex, kShowEveryMs);
         show();
+        if (mCancel.shouldCancel()) acknowledgeInterruption();
     }
     if (mHasTerminal) std::cerr << '\n';
+}
+
+void Progress::acknowledgeInterruption()
+{
+    if (mHasAcknowledged) return;
+    mHasAcknowledged = true;
+    if (mHasTerminal) std::cerr << '\n';
+    std::cerr << "recorder: interrupted, finishing the records at work\n";
 }
 
 void Progress::show() const

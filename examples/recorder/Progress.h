@@ -2,6 +2,7 @@
 
 #include <atomic>
 
+#include <qz/qzCancelInterface.h>
 #include <qz/qzMutex.h>
 #include <qz/qzWaitCondition.h>
 
@@ -11,7 +12,9 @@ namespace recorder {
 class Progress {
 public:
     /// @param partCount how many parts there are to wait for.
-    Progress(unsigned long partCount, unsigned long fileCount);
+    /// @param cancel what asks the parts to end early.
+    Progress(unsigned long partCount, unsigned long fileCount,
+             const qz::qzCancelInterfaceReadOnly& cancel);
 
     /// From any thread.
     void countRecordedFile() { ++mRecordedFiles; }
@@ -20,11 +23,13 @@ public:
     /// From any thread: one part more is at its end.
     void countEndedPart();
 
-    /// Shows the line until all parts are at their end. Only a terminal gets to see it.
+    /// Shows the line until all parts are at their end, which only a terminal gets to see, and says
+    /// when an interruption has been heard.
     void showUntilEnd();
 
 private:
     void show() const;
+    void acknowledgeInterruption();
 
     qz::qzMutex mMutex;
     qz::qzWaitCondition mPartEnded;
@@ -32,7 +37,9 @@ private:
     unsigned long mFileCount;
     std::atomic<unsigned long> mRecordedFiles = 0;
     std::atomic<unsigned long> mComparedFiles = 0;
+    const qz::qzCancelInterfaceReadOnly& mCancel;
     bool mHasTerminal;
+    bool mHasAcknowledged = false;
 };
 
 }  // namespace recorder

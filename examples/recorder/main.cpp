@@ -3,9 +3,9 @@
 #include <iostream>
 #include <memory>
 
+#include <qz/ext/LibraryStart.h>
 #include <qz/qzCancelConsoleEventCatcher.h>
 #include <qz/qzLogObject.h>
-#include <qz/qzSystem.h>
 
 #include "Options.h"
 #include "Part.h"
@@ -20,26 +20,18 @@ enum Status : int { StatusDone = 0, StatusFailed = 1, StatusUsage = 2, StatusInt
 
 constexpr const char* kChannel = "recorder";
 
-// Keeps the library started for as long as it lives, and Ctrl-C a request.
-class LibraryStart {
+// Makes Ctrl-C a request for as long as it lives.
+class PoliteInterruption {
 public:
-    LibraryStart()
-    {
-        qz::initializeQzSystem(qz::FullInit);
-        mCancel = qz::qzCancelConsoleEventCatcher::Create();
-    }
-    ~LibraryStart()
-    {
-        qz::qzCancelConsoleEventCatcher::Delete();
-        qz::terminateQzSystem();
-    }
-    LibraryStart(const LibraryStart&) = delete;
-    LibraryStart& operator=(const LibraryStart&) = delete;
+    PoliteInterruption() : mCancel(*qz::qzCancelConsoleEventCatcher::Create()) {}
+    ~PoliteInterruption() { qz::qzCancelConsoleEventCatcher::Delete(); }
+    PoliteInterruption(const PoliteInterruption&) = delete;
+    PoliteInterruption& operator=(const PoliteInterruption&) = delete;
 
-    const qz::qzCancelInterfaceReadOnly& getCancel() const { return *mCancel; }
+    const qz::qzCancelInterfaceReadOnly& getCancel() const { return mCancel; }
 
 private:
-    const qz::qzCancelInterfaceReadOnly* mCancel;
+    const qz::qzCancelInterfaceReadOnly& mCancel;
 };
 
 void setUpLog(const Options& options)
@@ -84,7 +76,6 @@ void runParts(Parts& parts, Progress& progress)
 
 void reportInterruption(const Parts& parts)
 {
-    std::cerr << "recorder: interrupted\n";
     for (const std::unique_ptr<Part>& part : parts) {
         for (const std::string& path : part->getMissingPaths()) {
             qz::logWarning(kChannel) << "not recorded to its end: '" << path << "'";
@@ -100,7 +91,7 @@ Status run(const Options& options, const qz::qzCancelInterfaceReadOnly& cancel)
     const EntryCounter entries;
     qz::logInfo(kChannel) << "recording " << paths.size() << " files";
 
-    Progress progress(options.threadCount, paths.size());
+    Progress progress(options.threadCount, paths.size(), cancel);
     Parts parts;
     for (std::vector<std::string>& shared : share(paths, options.threadCount)) {
         parts.push_back(std::make_unique<Part>(
@@ -138,7 +129,8 @@ int main(int argumentCount, char** arguments)
         std::cout << kUsage;
         return StatusDone;
     }
-    const LibraryStart library;
+    const qz::ext::LibraryStart library(qz::FullInit);
+    const PoliteInterruption interruption;
     setUpLog(options);
-    return run(options, library.getCancel());
+    return run(options, interruption.getCancel());
 }

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iostream>
 
-#include <qz/qzSystem.h>
+#include <qz/ext/LibraryStart.h>
 
 #include "LogMessages.h"
 #include "Options.h"
@@ -16,15 +16,6 @@ namespace {
 using namespace resolve;
 
 enum Status { StatusAllFound = 0, StatusSomeMissing = 1, StatusUsage = 2, StatusFailed = 3 };
-
-// Keeps the library started for as long as it lives.
-class LibraryStart {
-public:
-    LibraryStart() { qz::initializeQzSystem(qz::LightInit); }
-    ~LibraryStart() { qz::terminateQzSystem(); }
-    LibraryStart(const LibraryStart&) = delete;
-    LibraryStart& operator=(const LibraryStart&) = delete;
-};
 
 Status fail(const std::string& message)
 {
@@ -67,6 +58,6 @@ int main(int argumentCount, char** arguments)
         return StatusAllFound;
     }
 
-    const LibraryStart library;
+    const qz::ext::LibraryStart library;
     return run(options);
 }

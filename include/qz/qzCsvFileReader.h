@@ -70,29 +70,31 @@ private:
     struct Parse;
 
     QZ_LOCAL bool parseRows(bool& finished, unsigned long rowCount);
+    QZ_LOCAL void takeWholeCells(Parse& parse);
+    QZ_LOCAL bool takePiece(Parse& parse);
     QZ_LOCAL bool takeText(Parse& parse);
     QZ_LOCAL bool takeCharacters(const char* end);
-    QZ_LOCAL bool takeSpecial(Parse& parse, char c, unsigned long rowCount, bool& isDone);
-    QZ_LOCAL bool takeOutside(Parse& parse, char c, unsigned long rowCount, bool& isDone);
+    QZ_LOCAL bool takeSpecial(Parse& parse, char c);
+    QZ_LOCAL void takeTerminator(Parse& parse, char terminator);
     QZ_LOCAL bool append(const char* bytes, unsigned long size);
     QZ_LOCAL void closeCell();
+    QZ_LOCAL void storeCell(const char* bytes, unsigned long size);
     QZ_LOCAL void finishRow();
     QZ_LOCAL bool isBufferEmpty() const { return mCursor == mBufferEnd; }
     QZ_LOCAL bool isTooLongForHeader(unsigned long size) const;
     QZ_LOCAL bool canGrow() const;
 
     std::unique_ptr<std::ifstream> mInput;
-    char* mCursor = nullptr;  // inside of mReadBuffer, like the next one
-    char* mBufferEnd = nullptr;
+    const char* mCursor = nullptr;  // inside of mReadBuffer, like the next one
+    const char* mBufferEnd = nullptr;
     unsigned long mFileSize = 0;
     unsigned long mBytesRead = 0;
     std::vector<Row> mTable;
     std::string mFileName;
     std::string mLastError;
-    std::vector<char> mCell;
+    std::vector<char> mCell;  // what has been gathered of a cell that comes in pieces
     std::vector<char> mReadBuffer;
-    std::vector<char> mRowBytes;            // the cells of the row in progress, end to end
-    std::vector<unsigned long> mCellSizes;  // and the size of each
+    Row mRow;  // the one in progress; keeps its room for the next
     unsigned int mMaxColumnCount = 0;
     int mColumnDelimiter = ',';  // code points
     int mStringDelimiter = '"';

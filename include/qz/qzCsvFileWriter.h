@@ -40,10 +40,19 @@ public:
     qzCsvStream* getStream();
     /// Closes the file; the next row begins another one.
     void finalizeCurrentFile();
+    /// Hands all rows to the system.
+    ///
+    /// Rows wait in a buffer until it is full or their file is closed, so the stream may be good
+    /// while the disk has no room for them. A row is safe once this returned true behind it.
+    /// @return false when a row that was written since the last call got lost, in the open file or
+    ///     in one that was closed meanwhile, and as long as the open file takes no more.
+    bool flush();
 
 private:
     QZ_LOCAL std::string getNextPath() const;
     QZ_LOCAL void beginFile();
+    QZ_LOCAL void settle();
+    QZ_LOCAL void closeFile();
 
     std::list<std::string> mHeaders;
     std::string mFolder;
@@ -53,6 +62,7 @@ private:
     std::unique_ptr<qzIoDeviceFileStream> mFile;
     std::unique_ptr<qzCsvStream> mStream;
     bool mWritesByteOrderMark;
+    bool mIsAllWritten = true;  // since the last flush, as far as it is known
 };
 
 }  // namespace qz

@@ -42,11 +42,12 @@ public:
 
 private:
     QZ_LOCAL void write(const char* data, unsigned long size);
-    QZ_LOCAL void writeDelimiter(char delimiter) { write(&delimiter, 1); }
+    QZ_LOCAL void writeDelimiter(const char& delimiter) { write(&delimiter, 1); }
     QZ_LOCAL bool needsQuotes(const char* data, unsigned long size) const;
     QZ_LOCAL void writeQuoted(const char* data, unsigned long size);
+    QZ_LOCAL void doubleDelimiters(const char* begin, const char* end);
 
-    std::vector<char> mScratch;  // the quoted form of a cell
+    std::vector<char> mScratch;  // a cell with its string delimiters doubled
     std::string mLineEnd;
     qzIoDevice* mDevice = nullptr;
     unsigned int mRowCount = 0;

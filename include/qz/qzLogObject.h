@@ -87,17 +87,14 @@ private:
     friend class qzLogObjectTestPeer;
 
     struct Text;  // a string, and a string stream once one is needed
-    struct DeleteText {
-        QZ_API void operator()(Text* text) const;
-    };
 
     // What only a report that is on fills. One that is off has nothing to free in here.
     struct Report {
         std::string threadId;
         std::unique_ptr<std::string> subType;
         std::unique_ptr<std::string> systemLogTag;
-        qzLog* log = nullptr;                      // null when the entry doesn't go to the logger
-        std::unique_ptr<Text, DeleteText> stream;  // null until something is said
+        qzLog* log = nullptr;    // null when the entry doesn't go to the logger
+        Text* stream = nullptr;  // owned; null until something is said
     };
     struct Decided {
         int type;  // `qzLog::Unknown` for a report that is off

@@ -7,7 +7,10 @@
 /// Data that programs and libraries carry in their own read-only memory, found by name.
 ///
 /// The registry holds pointers only: the data stays where its module has it, and a module takes its
-/// names back before it unloads. Conflicts and missing names are reported in the log.
+/// names back before it unloads. Missing names and conflicts are reported in the log, the conflicts
+/// while the registry is locked: a custom handler of the log that hears of one asks for no
+/// resource.
+///
 /// Threads: any after a full start; one after a light start.
 namespace qz::rc {
 

@@ -25,7 +25,7 @@ public:
 /// An exception or a crash in `run` is reported in the log, and then ends the process: a body that
 /// is to survive its exceptions catches them. A subclass ends its loop and waits for the thread in
 /// its own destructor; the one of this class can no longer reach `run`.
-/// Threads: start and wait from one thread; the questions from any.
+/// Threads: start and wait from one thread; ask from any, but for the id not while another waits.
 class QZ_API qzThread {
 public:
     /// A time for `waitThread` that never runs out.
@@ -50,6 +50,7 @@ public:
     /// Waits for the end of `run` and gives the system's thread back; then it may be started again.
     /// @param timeoutMs milliseconds, in steps of 15; `msNoLimit` waits for ever, without steps.
     /// @return false when the time ran out, or there is no started thread to wait for.
+    /// @throws std::system_error when a thread waits for itself without a limit.
     bool waitThread(int timeoutMs);
 
     /// True from the start until `run` has returned.
@@ -110,7 +111,8 @@ public:
     /// Calls all functions once more, and ends the thread.
     ~qzThreadPeriodicalUpdater() override;
 
-    /// Adds a function and runs all of them at once. A function may add others.
+    /// Adds a function and runs all of them at once; a thread that is only just coming up runs them
+    /// after its first period. A function may add others.
     void addCallback(void (*callback)(void*), void* userData);
     /// Removes the first entry with this function and argument, if there is one. A function must
     /// not remove its own entry while it runs.

@@ -19,8 +19,10 @@ public:
 
 /// A thread that takes jobs from a queue, one at a time.
 ///
-/// The queue is changed between `beginWake` and `endWake`: after `endWake` no job of the old queue
-/// is at work. The subclass starts the thread, and calls `stop` before it goes.
+/// The queue is changed between `beginWake` and `endWake`, which waits for the job at work. A job
+/// that the thread has just taken, but not begun, is the one job of the old queue that may follow.
+/// No job may change the queue itself: it would wait for who waits for it. The subclass starts the
+/// thread, and calls `stop` before it goes.
 class QZ_API qzWorkThread : public qzThread {
 public:
     /// Makes a thread that isn't started, with an empty queue.

@@ -1,6 +1,8 @@
 #include <qz/qzThread.h>
 
+#include <atomic>
 #include <limits>
+#include <memory>
 #include <sstream>
 #include <string_view>
 #include <thread>
@@ -18,7 +20,7 @@
 namespace qz {
 
 struct qzThread::Cell {
-    std::thread* thread = nullptr;  // owned; any thread may look whether there is one
+    std::atomic<std::thread*> thread = nullptr;  // owned; any thread may ask for its id
 };
 
 namespace {
@@ -56,22 +58,22 @@ void qzThread::startThread(const char* name)
     if (mThread->thread != nullptr) return;
     // Ahead of the thread itself, so that nobody who waits takes a new thread for an ended one.
     relaxedStore(mRunning, true);
-    auto thread = std::make_unique<std::thread>(&qzThread::Run, this);
-    relaxedStore(mThread->thread, thread.release());
+    mThread->thread = std::make_unique<std::thread>(&qzThread::Run, this).release();
 
     std::ostringstream description;
     description << (name != nullptr ? std::string_view(name) : getTypeName(typeid(*this))) << ' '
-                << mThread->thread->get_id();
+                << mThread->thread.load()->get_id();
     mDescription = description.str();
 }
 
 bool qzThread::waitThread(int timeoutMs)
 {
-    if (mThread->thread == nullptr) return false;
+    std::thread* const thread = mThread->thread;
+    if (thread == nullptr) return false;
     if (timeoutMs != msNoLimit && !waitForEnd(timeoutMs)) return false;
-    const std::unique_ptr<std::thread> ended(mThread->thread);
-    ended->join();
-    relaxedStore(mThread->thread, static_cast<std::thread*>(nullptr));
+    thread->join();  // throws when a thread waits for itself, and nothing has changed
+    mThread->thread = nullptr;
+    std::default_delete<std::thread>()(thread);
     return true;
 }
 
@@ -95,12 +97,12 @@ bool qzThread::isRunning() const
 
 bool qzThread::isFinished() const
 {
-    return !isRunning() && relaxedLoad(mThread->thread) == nullptr;
+    return !isRunning() && mThread->thread == nullptr;
 }
 
 std::string qzThread::getThreadId()
 {
-    const std::thread* const thread = relaxedLoad(mThread->thread);
+    const std::thread* const thread = mThread->thread;
     if (thread == nullptr) return "InvalidThread";
     std::ostringstream text;
     text << thread->get_id();

@@ -8,12 +8,18 @@
 #include <qz/qzMutex.h>
 
 #include "EarlyConstruction.h"
+#include "frame/ForkMark.h"
 
 namespace qz {
 
 struct qzWaitCondition::Impl {
     Impl() { ::pthread_cond_init(&condition, nullptr); }
-    ~Impl() { ::pthread_cond_destroy(&condition); }
+    // The platform waits for those that still wait (glibc 2.25 on), and in a forked child they are
+    // not there to leave.
+    ~Impl()
+    {
+        if (!isForkedChild()) ::pthread_cond_destroy(&condition);
+    }
     Impl(const Impl&) = delete;
     Impl& operator=(const Impl&) = delete;
 

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include <qz/qzLogObject.h>
 #include <qz/qzMutex.h>
@@ -27,7 +28,9 @@ struct Registry {
     std::unique_ptr<qzMutex> mutex;  // null in the light state; goes ahead of the entries
 };
 
-std::unique_ptr<Registry> gRegistry;
+// Owned. A plain pointer, so that modules which go at the exit of a process that never stopped the
+// library still find the registry, wherever they were linked.
+Registry* gRegistry = nullptr;
 
 // The modules that are loaded, registry or not. Made at the first use, since modules may be loaded
 // ahead of everything, and never freed, since they may be unloaded behind everything.
@@ -66,7 +69,7 @@ void remove(const char* name)
     logCritical() << "Resource is already unregistered " << name;
 }
 
-bool tryFind(const std::string& name, Resource& found)
+bool find(const std::string& name, Resource& found)
 {
     const RegistryLock lock;
     if (gRegistry == nullptr) return false;
@@ -76,9 +79,9 @@ bool tryFind(const std::string& name, Resource& found)
     return true;
 }
 
-bool find(const char* name, Resource& found)
+// Once the lock has gone, so that what handles the report may look resources up itself.
+bool reportMissing(const char* name)
 {
-    if (tryFind(name, found)) return true;
     logCritical() << "Resource is missing " << name;
     return false;
 }
@@ -88,7 +91,7 @@ bool find(const char* name, Resource& found)
 void createResourceRegistry(bool withMutex)
 {
     if (gRegistry == nullptr) {
-        gRegistry = std::make_unique<Registry>();
+        gRegistry = std::make_unique<Registry>().release();
         for (const rc::impl::Module* const module : getModules()) {
             module->registerAll();
         }
@@ -98,7 +101,7 @@ void createResourceRegistry(bool withMutex)
 
 void destroyResourceRegistry()
 {
-    gRegistry.reset();
+    const std::unique_ptr<Registry> ended(std::exchange(gRegistry, nullptr));
 }
 
 namespace rc {
@@ -109,14 +112,14 @@ bool GetResource(const char* name, const char*& data, unsigned long& size)
     const bool isFound = find(name, found);
     data = found.data;
     size = found.size;
-    return isFound;
+    return isFound || reportMissing(name);
 }
 
 bool GetResource(const char* name, std::string& out)
 {
     out.clear();
     Resource found = {};
-    if (!find(name, found)) return false;
+    if (!find(name, found)) return reportMissing(name);
     out.append(found.data, found.size);
     return true;
 }
@@ -127,14 +130,14 @@ bool GetResourceSha256Hex(const char* name, const char*& digest, unsigned long& 
     const bool isFound = find(name, found);
     digest = found.digest;
     size = isFound ? kDigestSize : 0;
-    return isFound;
+    return isFound || reportMissing(name);
 }
 
 bool GetResourceSha256Hex(const char* name, std::string& out)
 {
     out.clear();
     Resource found = {};
-    if (!find(name, found)) return false;
+    if (!find(name, found)) return reportMissing(name);
     out.append(found.digest, kDigestSize);
     return true;
 }

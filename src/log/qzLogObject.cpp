@@ -72,6 +72,7 @@ void qzLogObject::begin() noexcept
 
 void qzLogObject::end() noexcept
 {
+    const std::unique_ptr<Text> text(mReport.stream);
     if (mReport.stream != nullptr) send();
     mReport.~Report();
 }
@@ -101,14 +102,9 @@ void qzLogObject::send()
     writeLine(std::cout, entry.prefix, entry.message);
 }
 
-void qzLogObject::DeleteText::operator()(Text* text) const
-{
-    std::default_delete<Text>()(text);
-}
-
 qzLogObject::Text& qzLogObject::editText()
 {
-    if (mReport.stream == nullptr) mReport.stream.reset(std::make_unique<Text>().release());
+    if (mReport.stream == nullptr) mReport.stream = std::make_unique<Text>().release();
     return *mReport.stream;
 }
 

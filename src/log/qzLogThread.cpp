@@ -203,20 +203,26 @@ void qzLogThread::configure(qzLogParameters& parameters, const Change& change, b
     if (!install && haveSameSettings(parameters, mShared)) return;
     mWorkAvailable.wakeAll();
     if (mHasEntries && !isOwnThread()) {
-        // Until nothing is under way at all: an old handler isn't called any more when its removal
-        // is done.
-        while (mHasEntries && !mStopRequested) {
-            relaxedStore(mFlushRequested, true);
+        relaxedStore(mFlushRequested, true);
+        while (mFlushRequested && !mStopRequested) {
             waitForDrained(lock);
         }
         // Others may have changed something meanwhile, and theirs isn't to be lost.
         parameters = mShared;
         change(parameters);
     }
+    const bool isHandlerReplaced = parameters.customHandler != mShared.customHandler ||
+                                   parameters.customHandlerData != mShared.customHandlerData;
     mShared = parameters;
     relaxedStore(mReconfigure, true);
     if (install) mInstallations.push_back(parameters);
     mWorkAvailable.wakeAll();
+    // Writers may have been quicker, and a batch is under way again. It is the last one that knows
+    // the old handler, whose data may be gone when its removal is done.
+    if (!isHandlerReplaced || !mHasEntries || isOwnThread()) return;
+    while (mReconfigure && !mStopRequested) {
+        waitForDrained(lock);
+    }
 }
 
 // A report of a signal that came while the calling thread can't wait for the log thread: because it

@@ -1,7 +1,8 @@
 #include "NumberParse.h"
 
+#include <algorithm>
+#include <array>
 #include <charconv>
-#include <cstring>
 #include <limits>
 #include <system_error>
 
@@ -20,9 +21,17 @@ bool isDigit(char c)
 
 // All that a number of either kind can begin with, white space and "inf" and "nan" included. Most
 // texts that are no numbers end here.
+constexpr auto kNumberBegins = [] {
+    std::array<bool, 256> begins{};
+    for (const char c : std::string_view("+-. \t\n\v\f\riInN"))
+        begins[static_cast<unsigned char>(c)] = true;
+    std::fill_n(begins.begin() + '0', 10, true);
+    return begins;
+}();
+
 bool canBeginNumber(char c)
 {
-    return isDigit(c) || std::strchr("+-. \t\n\v\f\riInN", c) != nullptr;
+    return kNumberBegins[static_cast<unsigned char>(c)];
 }
 
 // Whether the text begins as a decimal number that needs neither white space nor a base.
@@ -31,6 +40,13 @@ bool isPlainDecimal(const char* begin, const char* end)
     if (*begin == '-') ++begin;
     if (begin == end || !isDigit(*begin)) return false;
     return *begin != '0' || begin + 1 == end || begin[1] == '.';
+}
+
+// Gives the end of the plain decimal integer at the beginning. What is out of range is clamped.
+const char* readPlainInteger(const char* begin, const char* end, long& value)
+{
+    value = *begin == '-' ? std::numeric_limits<long>::min() : std::numeric_limits<long>::max();
+    return std::from_chars(begin, end, value).ptr;
 }
 
 }  // namespace
@@ -45,11 +61,8 @@ bool parseInteger(const std::string& text, long& value)
     }
     if (!canBeginNumber(*begin)) return false;
     if (isPlainDecimal(begin, end)) {
-        long parsed =
-            *begin == '-' ? std::numeric_limits<long>::min() : std::numeric_limits<long>::max();
-        // What is out of range leaves the number as it is.
-        const char* const stop = std::from_chars(begin, end, parsed).ptr;
-        if (stop != end) return false;
+        long parsed = 0;
+        if (readPlainInteger(begin, end, parsed) != end) return false;
         value = parsed;
         return true;
     }
@@ -83,6 +96,24 @@ bool parseReal(const std::string& text, double& value)
     if (stop != end) return false;
     value = parsed;
     return true;
+}
+
+NumberKind readPlainNumber(std::string_view text, long& integer, double& real)
+{
+    const char* const begin = text.data();
+    const char* const end = begin + text.size();
+    if (begin == end) {
+        integer = 0;
+        return NumberKind::Integer;
+    }
+    if (!canBeginNumber(*begin)) return *begin == ',' ? NumberKind::Unclear : NumberKind::None;
+    if (!isPlainDecimal(begin, end)) return NumberKind::Unclear;
+    const char* const stop = readPlainInteger(begin, end, integer);
+    if (stop == end) return NumberKind::Integer;
+    // A real goes on with a point or an exponent.
+    if (*stop != '.' && *stop != ',' && *stop != 'e' && *stop != 'E') return NumberKind::None;
+    const auto [realStop, error] = std::from_chars(begin, end, real);
+    return realStop == end && error == std::errc() ? NumberKind::Real : NumberKind::Unclear;
 }
 
 }  // namespace qz::text

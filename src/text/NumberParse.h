@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace qz::text {
 
@@ -17,5 +18,17 @@ bool parseInteger(const std::string& text, long& value);
 /// infinity or 0.
 /// @param value stays as it is when `text` is no real.
 bool parseReal(const std::string& text, double& value);
+
+/// What a look at a text tells of it.
+enum class NumberKind {
+    None,     ///< No number, also with a point in the place of each comma.
+    Integer,  ///< One that `parseInteger` reads.
+    Real,     ///< One that `parseReal` reads and `parseInteger` doesn't.
+    Unclear   ///< Something else; only the two know.
+};
+
+/// Reads numbers in plain decimals, and knows most texts that aren't numbers.
+/// @param integer, real one of them receives the value of the kind.
+NumberKind readPlainNumber(std::string_view text, long& integer, double& real);
 
 }  // namespace qz::text

@@ -1,59 +1,142 @@
 #pragma once
 
-#include <array>
 #include <bit>
+#include <cstdint>
+#include <cstring>
 
-#include <emmintrin.h>
+#include "CsvSpecials.h"
 
 namespace qz::variant {
 
-/// The bytes that mean something in a table: two delimiters and the line breaks. The others of a
-/// cell go unlooked at.
-class CsvSpecials {
+/// A cell that stands in one piece in a buffer.
+struct CsvCell {
+    const char* begin;
+    const char* end;
+    const char* terminator;  ///< The delimiter or line feed that ends it.
+    bool isAscii;
+};
+
+/// Finds the special bytes and the cells of a buffer, looking at 64 bytes at a time.
+///
+/// It remembers what it saw last, so it has to be told of new content. The delimiters are code
+/// points; one that isn't ASCII matches nothing.
+class CsvScan {
 public:
-    CsvSpecials(char columnDelimiter, char stringDelimiter)
-        : mBytes{columnDelimiter, stringDelimiter, '\n', '\r'}
+    CsvScan(int columnDelimiter, int stringDelimiter)
+        : mSpecials(toByte(columnDelimiter), toByte(stringDelimiter)),
+          mColumnDelimiter(columnDelimiter),
+          mStringDelimiter(stringDelimiter)
     {
     }
 
-    bool contains(char c) const
-    {
-        return c == mBytes[0] || c == mBytes[1] || c == mBytes[2] || c == mBytes[3];
-    }
+    /// Forgets the content of the buffer.
+    void reset() { mBlock = mBlockEnd = nullptr; }
 
-    /// Finds the first special byte. @return `end` for none.
+    bool isSpecial(char c) const { return mSpecials.contains(c); }
+
+    /// Finds the first special byte. @return `end`, that of the buffer, for none.
     /// @param isAscii receives whether all bytes ahead of it are ASCII.
-    const char* find(const char* begin, const char* end, bool& isAscii) const
+    const char* find(const char* begin, const char* end, bool& isAscii)
     {
-        constexpr std::ptrdiff_t blockSize = 16;
-        unsigned highBits = 0;
-        for (; end - begin >= blockSize; begin += blockSize) {
-            const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(begin));
-            const auto high = static_cast<unsigned>(_mm_movemask_epi8(block));
-            const unsigned hits = findInBlock(block);
+        std::uint64_t highBits = 0;
+        while (begin != end) {
+            if (begin < mBlock || begin >= mBlockEnd) look(begin, end);
+            const auto done = static_cast<unsigned>(begin - mBlock);
+            const std::uint64_t hits = mHits >> done;
+            const std::uint64_t ahead = (hits - 1) & ~hits;
+            highBits |= (mHighBits >> done) & ahead;
             if (hits != 0) {
-                const int first = std::countr_zero(hits);
-                isAscii = (highBits | (high & ((1U << first) - 1))) == 0;
-                return begin + first;
+                begin += std::countr_zero(hits);
+                break;
             }
-            highBits |= high;
+            begin = mBlockEnd;
         }
-        for (; begin != end && !contains(*begin); ++begin)
-            highBits |= static_cast<unsigned char>(*begin) & 0x80U;
         isAscii = highBits == 0;
         return begin;
     }
 
-private:
-    unsigned findInBlock(__m128i block) const
+    /// Finds the cell that begins outside of quotes at `begin`.
+    /// @return false for one that isn't there to its end, or in pieces: with quotes or a carriage
+    ///     return in the midst of it, or with doubled quotes.
+    bool findCell(const char* begin, const char* end, CsvCell& cell)
     {
-        __m128i hits = _mm_setzero_si128();
-        for (const char c : mBytes)
-            hits = _mm_or_si128(hits, _mm_cmpeq_epi8(block, _mm_set1_epi8(c)));
-        return static_cast<unsigned>(_mm_movemask_epi8(hits));
+        cell.begin = begin;
+        cell.end = find(begin, end, cell.isAscii);
+        if (cell.end == end) return false;
+        const char* next = cell.end;
+        if (isQuote(*next)) {
+            if (next != begin || !findClosingQuote(end, cell)) return false;
+            next = cell.end + 1;
+        }
+        if (next != end && *next == '\r' && !isQuote('\r') && !isColumnDelimiter('\r')) ++next;
+        cell.terminator = next;
+        return next != end && !isQuote(*next) && (isColumnDelimiter(*next) || *next == '\n');
     }
 
-    std::array<char, 4> mBytes;
+private:
+    static constexpr std::ptrdiff_t kBlockSize = 64;
+
+    // A line feed, which is looked for anyway, stands in for what matches nothing.
+    static char toByte(int delimiter)
+    {
+        return delimiter >= 0 ? static_cast<char>(delimiter) : '\n';
+    }
+
+    // A byte beyond ASCII must not match a delimiter that is negative because it is such a byte.
+    bool isColumnDelimiter(char c) const
+    {
+        return static_cast<unsigned char>(c) == mColumnDelimiter;
+    }
+    bool isQuote(char c) const { return static_cast<unsigned char>(c) == mStringDelimiter; }
+
+    // Takes the quotes off a cell. Quotes of NUL have rules of their own.
+    bool findClosingQuote(const char* end, CsvCell& cell)
+    {
+        if (mStringDelimiter == 0) return false;
+        cell.end = ++cell.begin;
+        for (;; ++cell.end) {
+            bool isAscii = true;
+            cell.end = find(cell.end, end, isAscii);
+            cell.isAscii = cell.isAscii && isAscii;
+            if (cell.end == end) return false;
+            if (isQuote(*cell.end)) return true;
+        }
+    }
+
+    void look(const char* begin, const char* end)
+    {
+        mBlock = begin;
+        mHits = 0;
+        mHighBits = 0;
+        if (end - begin >= kBlockSize) {
+            mBlockEnd = begin + kBlockSize;
+            lookAtBlock(begin);
+            return;
+        }
+        // Zeros fill the rest up. Should they be special, the first of them stands at the end.
+        mBlockEnd = end;
+        char rest[kBlockSize] = {};
+        std::memcpy(rest, begin, static_cast<std::size_t>(end - begin));
+        lookAtBlock(rest);
+    }
+
+    void lookAtBlock(const char* block)
+    {
+        for (std::ptrdiff_t at = 0; at != kBlockSize; at += CsvSpecials::kVectorSize) {
+            const __m128i bytes = CsvSpecials::load(block + at);
+            mHits |= std::uint64_t{mSpecials.findIn(bytes)} << at;
+            mHighBits |= std::uint64_t{static_cast<unsigned>(_mm_movemask_epi8(bytes))} << at;
+        }
+    }
+
+    CsvSpecials mSpecials;
+    int mColumnDelimiter;
+    int mStringDelimiter;
+    // The bytes that were looked at last, with a bit for each that is special or not ASCII.
+    const char* mBlock = nullptr;
+    const char* mBlockEnd = nullptr;
+    std::uint64_t mHits = 0;
+    std::uint64_t mHighBits = 0;
 };
 
 }  // namespace qz::variant

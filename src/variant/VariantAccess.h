@@ -4,6 +4,8 @@
 
 #include <qz/qzVariant.h>
 
+#include "StringBoxes.h"
+
 namespace qz {
 
 namespace variant {
@@ -33,6 +35,14 @@ struct impl::VariantAccess {
     static Cell& editCell(qzVariant& variant) { return variant.mCell; }
     static void setType(qzVariant& variant, Type type) { variant.mType = type; }
 
+    /// Makes a `STRING` where its text will stay.
+    static qzVariant makeString(std::string_view text)
+    {
+        qzVariant variant;
+        variant.mCell.string = variant::makeString(text);
+        variant.mType = qzVariant::STRING;
+        return variant;
+    }
     /// Hands a map over to a variant that owns nothing.
     static void giveMap(qzVariant& variant, std::unique_ptr<variant::MapBox> box)
     {

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "StringBoxes.h"
 #include "VariantNodes.h"
 #include "VariantTree.h"
 
@@ -71,7 +72,7 @@ void Copier::copy(const qzVariant& source, qzVariant& target)
             cell = VariantAccess::getCell(source);
             break;
         case qzVariant::STRING:
-            cell.string = new std::string(*source.getString());
+            cell.string = makeString(*source.getString());
             break;
         case qzVariant::VEC2D:
         case qzVariant::VEC3D:

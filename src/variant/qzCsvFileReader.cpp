@@ -4,15 +4,20 @@
 #include <cstring>
 #include <exception>
 #include <fstream>
+#include <iterator>
+#include <string_view>
 
 #include <utf8.h>
 
 #include "CsvScan.h"
+#include "VariantAccess.h"
+#include "VariantGuess.h"
 #include "text/LocalPath.h"
 #include "text/Utf8Scan.h"
 
-// All that means something is ASCII, so the text between two such bytes is taken in one piece; it
-// is decoded only where it isn't ASCII.
+// All that means something is ASCII, so the text between two such bytes is taken in one piece, and
+// decoded only where it isn't ASCII. Nine cells of ten stand in the buffer as they are; those
+// become values right there.
 
 namespace qz {
 
@@ -24,12 +29,6 @@ constexpr unsigned long kLongestCharacter = 4;
 constexpr unsigned long kRowsPerStep = 1024;
 constexpr const char* kHeaderTooLong =
     "Header cell size during parsing exceed max size of 65535 characters";
-
-// A delimiter that isn't ASCII matches nothing; a line feed is looked for anyway.
-char toByte(int delimiter)
-{
-    return delimiter >= 0 ? static_cast<char>(delimiter) : '\n';
-}
 
 bool isContinuation(char c)
 {
@@ -60,18 +59,17 @@ const char* withoutCutCharacter(const char* begin, const char* end)
 
 // Where a batch of rows stands.
 struct qzCsvFileReader::Parse {
-    variant::CsvSpecials specials;
+    variant::CsvScan scan;
+    unsigned long rowsLeft;
     bool inQuotes = false;
     bool afterQuote = false;  // the quotes may have been closed by the character before
     bool isRowPending = false;
-    unsigned long rows = 0;
 };
 
 qzCsvFileReader::qzCsvFileReader(bool typeGuess) : mTypeGuess(typeGuess)
 {
     mCell.reserve(1024);
-    mRowBytes.reserve(131072);
-    mCellSizes.reserve(128);
+    mRow.reserve(128);
 }
 
 qzCsvFileReader::~qzCsvFileReader() = default;
@@ -127,8 +125,7 @@ bool qzCsvFileReader::parseFirst(bool& finished, unsigned long rowCount)
 bool qzCsvFileReader::parseNext(bool& finished, bool clearTable, unsigned long rowCount)
 {
     if (clearTable) mTable.clear();
-    mRowBytes.clear();
-    mCellSizes.clear();
+    mRow.clear();
     finished = false;
     try {
         bool moreData = false;
@@ -184,35 +181,57 @@ bool qzCsvFileReader::getData(bool& moreData)
 
 bool qzCsvFileReader::parseRows(bool& finished, unsigned long rowCount)
 {
-    Parse parse{variant::CsvSpecials(toByte(mColumnDelimiter), toByte(mStringDelimiter))};
+    Parse parse{variant::CsvScan(mColumnDelimiter, mStringDelimiter), rowCount};
     bool moreData = false;
     while (!isBufferEmpty()) {
-        if (!takeText(parse)) return false;
-        if (!isBufferEmpty() && parse.specials.contains(*mCursor)) {
-            bool isDone = false;
-            if (!takeSpecial(parse, *mCursor++, rowCount, isDone)) return false;
-            if (isDone) {
-                getData(moreData);
-                finished = isBufferEmpty();
-                return true;
-            }
-        }
-        if (mBufferEnd - mCursor < static_cast<std::ptrdiff_t>(kLongestCharacter))
+        takeWholeCells(parse);
+        if (parse.rowsLeft != 0 && !takePiece(parse)) return false;
+        if (parse.rowsLeft == 0) {
             getData(moreData);
+            finished = isBufferEmpty();
+            return true;
+        }
+        if (mBufferEnd - mCursor < static_cast<std::ptrdiff_t>(kLongestCharacter)) {
+            getData(moreData);
+            parse.scan.reset();
+        }
     }
     if (parse.isRowPending) {
         if (!mCell.empty()) closeCell();
-        if (!mCellSizes.empty()) finishRow();
+        if (!mRow.empty()) finishRow();
     }
     finished = true;
     return true;
 }
 
-// Takes the text up to the next byte that means something.
+// Takes the cells that need not be gathered from pieces, as most are. Whatever is wrong with a cell
+// is left for those who look at its pieces.
+void qzCsvFileReader::takeWholeCells(Parse& parse)
+{
+    if (parse.inQuotes || !mCell.empty()) return;
+    variant::CsvCell cell{};
+    while (parse.rowsLeft != 0 && parse.scan.findCell(mCursor, mBufferEnd, cell)) {
+        const auto size = static_cast<unsigned long>(cell.end - cell.begin);
+        if (isTooLongForHeader(size)) return;
+        if (!cell.isAscii && !text::isUtf8({cell.begin, size})) return;
+        storeCell(cell.begin, size);
+        mCursor = cell.terminator + 1;
+        takeTerminator(parse, *cell.terminator);
+    }
+}
+
+// Takes the text up to the next byte that means something, and that byte.
+bool qzCsvFileReader::takePiece(Parse& parse)
+{
+    if (!takeText(parse)) return false;
+    const bool isAtSpecial = !isBufferEmpty() && parse.scan.isSpecial(*mCursor);
+    return !isAtSpecial || takeSpecial(parse, *mCursor++);
+}
+
 bool qzCsvFileReader::takeText(Parse& parse)
 {
     bool isAscii = true;
-    const char* end = parse.specials.find(mCursor, mBufferEnd, isAscii);
+    const char* end = parse.scan.find(mCursor, mBufferEnd, isAscii);
     if (end == mBufferEnd && !isAscii && canGrow()) end = withoutCutCharacter(mCursor, end);
     if (end == mCursor) return true;
     parse.isRowPending = true;
@@ -232,7 +251,7 @@ bool qzCsvFileReader::takeText(Parse& parse)
 bool qzCsvFileReader::takeCharacters(const char* end)
 {
     while (mCursor < end) {
-        char* next = mCursor;
+        const char* next = mCursor;
         utf8::next(next, mBufferEnd);
         if (!append(mCursor, static_cast<unsigned long>(next - mCursor))) return false;
         mCursor = next;
@@ -240,7 +259,7 @@ bool qzCsvFileReader::takeCharacters(const char* end)
     return true;
 }
 
-bool qzCsvFileReader::takeSpecial(Parse& parse, char c, unsigned long rowCount, bool& isDone)
+bool qzCsvFileReader::takeSpecial(Parse& parse, char c)
 {
     // Behind an opening or a doubled quote stands a NUL in the place of the character before, which
     // is a quote only where NUL is.
@@ -260,18 +279,9 @@ bool qzCsvFileReader::takeSpecial(Parse& parse, char c, unsigned long rowCount, 
         parse.afterQuote = isNulQuote;
         return true;
     }
-    return takeOutside(parse, c, rowCount, isDone);
-}
-
-bool qzCsvFileReader::takeOutside(Parse& parse, char c, unsigned long rowCount, bool& isDone)
-{
-    if (c == mColumnDelimiter) {
+    if (c == mColumnDelimiter || c == '\n') {
         closeCell();
-    } else if (c == '\n') {
-        closeCell();
-        finishRow();
-        parse.isRowPending = false;
-        isDone = ++parse.rows == rowCount;
+        takeTerminator(parse, c);
     }
     return true;
 }
@@ -286,28 +296,30 @@ bool qzCsvFileReader::append(const char* bytes, unsigned long size)
 
 void qzCsvFileReader::closeCell()
 {
-    mCellSizes.push_back(mCell.size());
-    mRowBytes.insert(mRowBytes.end(), mCell.begin(), mCell.end());
+    storeCell(mCell.data(), mCell.size());
     mCell.clear();
+}
+
+void qzCsvFileReader::storeCell(const char* bytes, unsigned long size)
+{
+    const std::string_view text(bytes, size);
+    mRow.push_back(mTypeGuess ? variant::guess(text) : variant::VariantAccess::makeString(text));
+}
+
+// A column delimiter that is a line feed is a column delimiter.
+void qzCsvFileReader::takeTerminator(Parse& parse, char terminator)
+{
+    parse.isRowPending = terminator == mColumnDelimiter;
+    if (parse.isRowPending) return;
+    finishRow();
+    --parse.rowsLeft;
 }
 
 void qzCsvFileReader::finishRow()
 {
-    Row row;
-    row.reserve(mCellSizes.size());
-    const char* cell = mRowBytes.data();
-    for (const unsigned long size : mCellSizes) {
-        std::string text(cell, size);
-        cell += size;
-        if (mTypeGuess)
-            row.push_back(qzVariant::BuildFromString(text));
-        else
-            row.emplace_back(std::move(text));
-    }
-    mTable.push_back(std::move(row));
-    mMaxColumnCount = std::max(mMaxColumnCount, static_cast<unsigned int>(mCellSizes.size()));
-    mRowBytes.clear();
-    mCellSizes.clear();
+    mTable.emplace_back(std::make_move_iterator(mRow.begin()), std::make_move_iterator(mRow.end()));
+    mMaxColumnCount = std::max(mMaxColumnCount, static_cast<unsigned int>(mRow.size()));
+    mRow.clear();
 }
 
 bool qzCsvFileReader::isTooLongForHeader(unsigned long size) const

@@ -1,6 +1,7 @@
 #include <qz/qzCsvFileWriter.h>
 
 #include <algorithm>
+#include <utility>
 
 #include <qz/qzDirUtils.h>
 #include <qz/qzIoDeviceFileStream.h>
@@ -28,7 +29,7 @@ qzCsvFileWriter::qzCsvFileWriter(const std::string& folder, const std::string& b
 
 qzCsvFileWriter::~qzCsvFileWriter()
 {
-    finalizeCurrentFile();
+    closeFile();
 }
 
 void qzCsvFileWriter::setHeaders(const std::list<std::string>& headers)
@@ -45,6 +46,30 @@ qzCsvStream* qzCsvFileWriter::getStream()
 }
 
 void qzCsvFileWriter::finalizeCurrentFile()
+{
+    settle();
+    closeFile();
+}
+
+bool qzCsvFileWriter::flush()
+{
+    settle();
+    return std::exchange(mIsAllWritten, true);
+}
+
+// Learns whether the rows so far are with the system; the close tells nobody.
+void qzCsvFileWriter::settle()
+{
+    bool isWritten = mStream->isOk();
+    if (mFile != nullptr) {
+        mFile->flush();
+        mFile->writeBytes(nullptr, 0);  // where a failed flush shows
+        isWritten = isWritten && mFile->good();
+    }
+    mIsAllWritten = mIsAllWritten && isWritten;
+}
+
+void qzCsvFileWriter::closeFile()
 {
     mStream->setDevice(nullptr);
     mFile.reset();

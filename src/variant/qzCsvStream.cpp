@@ -1,6 +1,9 @@
 #include <qz/qzCsvStream.h>
 
-#include "CsvScan.h"
+#include <algorithm>
+#include <cstring>
+
+#include "CsvSpecials.h"
 
 namespace qz {
 
@@ -55,21 +58,31 @@ void qzCsvStream::write(const char* data, unsigned long size)
 
 bool qzCsvStream::needsQuotes(const char* data, unsigned long size) const
 {
-    bool isAscii = true;
-    const variant::CsvSpecials specials(mColumnDelimiter, mStringDelimiter);
-    return specials.find(data, data + size, isAscii) != data + size;
+    return variant::CsvSpecials(mColumnDelimiter, mStringDelimiter).areIn(data, size);
 }
 
 void qzCsvStream::writeQuoted(const char* data, unsigned long size)
 {
-    mScratch.clear();
-    for (const char* c = data; c != data + size; ++c) {
-        if (*c == mStringDelimiter) mScratch.push_back(*c);
-        mScratch.push_back(*c);
+    if (std::memchr(data, mStringDelimiter, size) != nullptr) {
+        doubleDelimiters(data, data + size);
+        data = mScratch.data();
+        size = mScratch.size();
     }
     writeDelimiter(mStringDelimiter);
-    write(mScratch.data(), mScratch.size());
+    write(data, size);
     writeDelimiter(mStringDelimiter);
+}
+
+void qzCsvStream::doubleDelimiters(const char* begin, const char* end)
+{
+    mScratch.clear();
+    for (;;) {
+        const char* const delimiter = std::find(begin, end, mStringDelimiter);
+        mScratch.insert(mScratch.end(), begin, delimiter);
+        if (delimiter == end) return;
+        mScratch.insert(mScratch.end(), 2, mStringDelimiter);
+        begin = delimiter + 1;
+    }
 }
 
 }  // namespace qz

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "StringBoxes.h"
 #include "VariantTree.h"
 
 namespace qz {
@@ -38,13 +39,13 @@ qzVariant::qzVariant(const char* value) : qzVariant(std::string(value != nullptr
 
 qzVariant::qzVariant(const std::string& value) : qzVariant()
 {
-    mCell.string = new std::string(value);
+    mCell.string = variant::makeString(value);
     mType = STRING;
 }
 
 qzVariant::qzVariant(std::string&& value) : qzVariant()
 {
-    mCell.string = new std::string(std::move(value));
+    mCell.string = variant::makeString(std::move(value));
     mType = STRING;
 }
 
@@ -87,7 +88,7 @@ void qzVariant::release() noexcept
 {
     switch (mType) {
         case STRING:
-            delete mCell.string;
+            variant::dropString(mCell.string);
             break;
         case VEC2D:
         case VEC3D:

@@ -6,6 +6,7 @@
 
 #include <qz/qzVariant.h>
 
+#include "VariantGuess.h"
 #include "VariantText.h"
 #include "text/NumberParse.h"
 
@@ -197,17 +198,7 @@ qzVariant::qzVariantMapImpl qzVariant::toMap() const
 
 qzVariant qzVariant::BuildFromString(const std::string& text)
 {
-    long integer = 0;
-    if (text::parseInteger(text, integer)) return integer;
-    double real = 0.0;
-    if (text.find(',') == std::string::npos) {
-        if (text::parseReal(text, real)) return real;
-    } else {
-        std::string withPoints = text;
-        std::replace(withPoints.begin(), withPoints.end(), ',', '.');
-        if (text::parseReal(withPoints, real)) return real;
-    }
-    return text;
+    return variant::guess(text);
 }
 
 bool qzVariant::convertLosslessTo(Type target, qzVariant& out) const

@@ -68,6 +68,12 @@ const char* const kAllDone = "all done";
 const char* const kUp = "log, full, local text '\xc3\xa9', down";
 const char* const kAllEntries = "entries 3, dated 3, timed 3, console good";
 const char* const kOneUntimed = "entries 3, dated 3, timed 2, console good";
+const char* const kAllLines = "in files: from earlier, line 1, line 2, line 3,";
+const char* const kWithoutLine1 = "in files: from earlier, line 2, line 3,";
+const char* const kWithoutLine2 = "in files: from earlier, line 1, line 3,";
+const char* const kWithoutLine3 = "in files: from earlier, line 1, line 2,";
+// What stood in the file before its rotation is gone.
+const char* const kRotatedInPlace = "in files: line 2, line 3,";
 const char* const kNoneTimed = "entries 3, dated 3, timed 0, console good";
 const char* const kNoThread =
     "no thread: Resource temporarily unavailable; log, full, local text '\xc3\xa9', written 1, "
@@ -75,6 +81,13 @@ const char* const kNoThread =
 
 const char* const kWholeWalk = "entered 4, folders 3, files 3, left 4";
 const char* const kWholeIndex = "found top p.prt.1 p.prt.2, newest p.prt.2";
+
+const char* const kWholeTable = "+++, flushed, files whole whole, rows 3 2";
+const std::string kNoFirstFile = ", Fail to open csv file FOLDER/base.csv";
+const std::string kNoSecondFile = ", Fail to open csv file FOLDER/base (1).csv";
+
+const char* const kLockThreadWait = "file; ran 1; over";
+const char* const kNoLock = "no file; ran 1; over";
 
 const Scenario kScenarios[] = {
     {"start_stop",
@@ -96,6 +109,22 @@ const Scenario kScenarios[] = {
      },
      {"std::bad_alloc", kUp, "log, full, no text services, down", "log, full, local text '?', down",
       "log, full, local text '', down"}},
+
+    {"threads",
+     "C.UTF-8",
+     kLockThreadWait,
+     {
+         {"fopen", EACCES, {kNoLock}},
+         // What the lock answers is never looked at.
+         {"flock", EINTR, {kLockThreadWait}},
+         {"fclose", EIO, {kLockThreadWait}},
+         {"remove", EBUSY, {"file; ran 1; over; file kept"}},
+         {"pthread_create", EAGAIN, {"file; Resource temporarily unavailable, running; over"}},
+         // There is nothing left to wait for either way.
+         {"clock_gettime", EINVAL, {kLockThreadWait}},
+     },
+     // A text of a thread that stays short is nothing that it would fail for.
+     {"std::bad_alloc", kNoLock, kLockThreadWait}},
 
     {"charset",
      "de_DE.ISO-8859-1",
@@ -136,6 +165,28 @@ const Scenario kScenarios[] = {
          {"pthread_setspecific", ENOMEM, {kOneUntimed}},
          {"iconv_open", EMFILE, {kAllEntries, kNoneTimed}},
          {"iconv", EILSEQ, {}, {kAllEntries}},
+     },
+     {}},
+
+    {"log_file",
+     "C.UTF-8",
+     kAllLines,
+     {
+         // A line that can't be written goes to the console, or nowhere, and the next one is tried.
+         {"open", EMFILE, {kWithoutLine1, kWithoutLine2, kWithoutLine3}, {kAllLines}},
+         {"write", ENOSPC, {kWithoutLine1, kWithoutLine2, kWithoutLine3}},
+         {"lseek", ESPIPE, {}, {kAllLines}},
+         {"close", EIO, {}, {kAllLines}},
+         // A file that can't be looked at is taken for missing: the trial of the installation
+         // empties it, and so does the rotation.
+         {"stat", EIO, {"in files: line 1, line 2, line 3,", kRotatedInPlace}, {kAllLines}},
+         {"rename", EACCES, {kRotatedInPlace}},
+         // Without a time the old file has no name to go to.
+         {"localtime_r", EOVERFLOW, {kRotatedInPlace}, {kAllLines}},
+         {"strftime", ENOMEM, {kRotatedInPlace}, {kAllLines}},
+         {"gettimeofday", EFAULT, {}, {kAllLines}},
+         {"mmap", ENOMEM, {}, {kAllLines}},
+         {"madvise", EINVAL, {}, {kAllLines}},
      },
      {}},
 
@@ -319,8 +370,53 @@ const Scenario kScenarios[] = {
          {"close", EIO, {"done, file last"}},
          {"read", EINTR, {"done, file last"}},
          {"write", EINTR, {"done, file last"}},
+         // Without a word of a thread's end, no memory is kept for it.
+         {"pthread_key_create", EAGAIN, {}, {"done, file last"}},
+         {"pthread_setspecific", ENOMEM, {}, {"done, file last"}},
      },
      {"std::bad_alloc"}},
+
+    {"csv",
+     "C.UTF-8",
+     kWholeTable,
+     {
+         {"fopen",
+          EMFILE,
+          {"---, not flushed, files empty empty, rows 0 0" + kNoFirstFile,
+           "++-, not flushed, files whole empty, rows 3 0" + kNoSecondFile,
+           "+++, flushed, files whole whole, rows 0 (Failed to open the file) 2",
+           "+++, flushed, files whole whole, rows 3 0 (Failed to open the file)"}},
+         // A file that can't be read or measured is an empty table.
+         {"read",
+          EIO,
+          {"+++, flushed, files whole whole, rows 0 2",
+           "+++, flushed, files whole whole, rows 3 0"}},
+         {"lseek",
+          EIO,
+          {"+++, flushed, files whole whole, rows 0 2",
+           "+++, flushed, files whole whole, rows 3 0"},
+          {kWholeTable}},
+         // The close tries again, and may tell nobody.
+         {"write",
+          ENOSPC,
+          {"+++, not flushed, files whole whole, rows 3 2"},
+          {"+++, not flushed, files empty whole, rows 0 2",
+           "+++, not flushed, files whole empty, rows 3 0"}},
+         {"fclose", EIO, {kWholeTable}},
+         {"read", EINTR, {kWholeTable}},
+         {"write", EINTR, {kWholeTable}},
+         {"pthread_key_create", EAGAIN, {}, {kWholeTable}},
+         {"pthread_setspecific", ENOMEM, {}, {kWholeTable}},
+     },
+     {"std::bad_alloc", "---, not flushed, files empty empty, rows 0 0" + kNoFirstFile,
+      "++-, not flushed, files whole empty, rows 3 0" + kNoSecondFile,
+      "+++, flushed, files whole whole, rows 0 (Failed to open the file) 2",
+      "+++, flushed, files whole whole, rows 3 0 (Failed to open the file)",
+      "+++, flushed, files whole whole, rows 0 (std::bad_alloc) 2",
+      "+++, flushed, files whole whole, rows 1 (std::bad_alloc) 2",
+      "+++, flushed, files whole whole, rows 2 (std::bad_alloc) 2",
+      "+++, flushed, files whole whole, rows 3 0 (std::bad_alloc)",
+      "+++, flushed, files whole whole, rows 3 1 (std::bad_alloc)"}},
 };
 
 struct Fault {

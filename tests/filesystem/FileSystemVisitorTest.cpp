@@ -137,6 +137,53 @@ TEST_F(FileSystemVisitorTest, HoldsItsOperationsInTheirSlots)
               sizeof(void*) + 8 + sizeof(void*) + sizeof(Lines) + sizeof(std::string));
 }
 
+// Looks at the visitor's own fields, where nobody but their order leads to them.
+class FieldReader : public WalkRecorder {
+public:
+    bool visitFile(const std::string& /*folder*/, const std::string& /*name*/) override
+    {
+        isRecursive = at<bool>(8);
+        isCaseIgnored = at<bool>(9);
+        filter = at<const Lines*>(16);
+        if (filter != nullptr) extensions = *filter;
+        isFilterOwn = filter == &at<Lines>(24);
+        workName = at<std::string>(24 + sizeof(Lines));
+        return true;
+    }
+
+    bool isRecursive = false;
+    bool isCaseIgnored = false;
+    const Lines* filter = nullptr;
+    bool isFilterOwn = false;
+    Lines extensions;
+    std::string workName;
+
+private:
+    template <typename Field>
+    const Field& at(std::size_t place) const
+    {
+        const Visitor* const visitor = this;
+        return *reinterpret_cast<const Field*>(reinterpret_cast<const char*>(visitor) + place);
+    }
+};
+
+TEST_F(FileSystemVisitorTest, KeepsItsFieldsInOrder)
+{
+    write("A.Txt");
+    const Lines extensions = {"", "TXT", ".b"};
+    FieldReader reader;
+    EXPECT_TRUE(reader.visit(mRoot, false, &extensions, true, nullptr));
+    EXPECT_FALSE(reader.isRecursive);
+    EXPECT_TRUE(reader.isCaseIgnored);
+    EXPECT_TRUE(reader.isFilterOwn);
+    EXPECT_THAT(reader.extensions, ElementsAre(".txt", ".b"));
+    EXPECT_EQ(reader.workName, "a.txt");
+    EXPECT_TRUE(reader.visit(mRoot, true, nullptr, false, nullptr));
+    EXPECT_TRUE(reader.isRecursive);
+    EXPECT_FALSE(reader.isCaseIgnored);
+    EXPECT_EQ(reader.filter, nullptr);
+}
+
 // --- Early ends
 
 TEST_F(FileSystemVisitorTest, EndsAtEachCallThatSaysSo)

@@ -256,6 +256,33 @@ TEST_F(qzDirUtilsAbsolute, TakesPathsBeyondTheSystemsLength)
     EXPECT_EQ(make(std::string(300, 'x')), mHere + "/" + std::string(300, 'x'));
 }
 
+// The system resolves no component that ends beyond its longest path, and takes it for missing.
+TEST_F(qzDirUtilsAbsolute, LosesAPathWhoseFirstComponentIsTooFarDown)
+{
+    const WorkingFolder before(mHere);
+    std::string folder = mHere;
+    while (folder.size() < PATH_MAX - 400) {
+        const std::string name(200, 'x');
+        fs::create_directory(name);
+        fs::current_path(name);
+        folder += '/' + name;
+    }
+    for (std::size_t size = PATH_MAX - 2; size <= PATH_MAX + 1; ++size) {
+        std::string first = std::string(200, 'y') + '/';
+        first += std::string(size - folder.size() - 1 - first.size(), 'z');
+        fs::create_directories(first);
+        EXPECT_EQ(make(first + "/missing"), folder + '/' + first + "/missing") << size;
+    }
+    fs::current_path(std::string(200, 'y'));
+    folder += '/' + std::string(200, 'y');
+    for (std::size_t size = PATH_MAX - 2; size <= PATH_MAX + 1; ++size) {
+        const std::string first(size - folder.size() - 1, 'z');
+        const std::string whole = folder + '/' + first;
+        EXPECT_EQ(make(first), whole) << size;
+        EXPECT_EQ(make(first + "/missing"), size < PATH_MAX ? whole + "/missing" : "") << size;
+    }
+}
+
 TEST_F(qzDirUtilsAbsolute, MayReceiveTheResultInItsOwnArguments)
 {
     std::string path = "folder/inner";
@@ -402,13 +429,14 @@ struct FileSystemRow {
 };
 
 const FileSystemRow kFileSystemRows[] = {
-    {"Nfs", "0x6969", "1\n"},   {"Fuse", "0x65735546", "1\n"}, {"Tmpfs", "0x01021994", "0\n"},
-    {"Ext4", "0xEF53", "0\n"},  {"Cifs", "0xFF534D42", "0\n"}, {"None", "0", "0\n"},
-    {"Above", "0x6970", "0\n"},
+    {"Nfs", "0x6969", "1 0\n"},   {"Fuse", "0x65735546", "1 0\n"}, {"Tmpfs", "0x01021994", "0 0\n"},
+    {"Ext4", "0xEF53", "0 0\n"},  {"Cifs", "0xFF534D42", "0 0\n"}, {"None", "0", "0 0\n"},
+    {"Above", "0x6970", "0 0\n"},
 };
 
 class qzDirUtilsIsNetworkPathRows : public ::testing::TestWithParam<FileSystemRow> {};
 
+// The second answer is that for a path of which the system tells nothing.
 TEST_P(qzDirUtilsIsNetworkPathRows, GoByTheTypeOfTheFileSystem)
 {
     const support::ChildResult result =

@@ -1,14 +1,18 @@
 #include <qz/qzDirUtils.h>
 
+#include <dirent.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <filesystem>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -407,6 +411,53 @@ TEST_F(qzDirUtilsClearFolder, TellsTheCancellationRatherThanAFailure)
     });
 }
 
+// The entry behind the failed one is read, and dropped without a question.
+TEST_F(qzDirUtilsClearFolder, AsksNothingMoreBehindAFailedEntryButAtTheEnd)
+{
+    expectAsNobody([this] {
+        fs::create_directories(getPath("mine"));
+        mFolder.write("mine/a", "");
+        mFolder.write("mine/b", "");
+        int entriesUpToFile = 1;
+        {
+            const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(getPath("mine").c_str()),
+                                                             &::closedir);
+            while (::readdir(folder.get())->d_name[0] == '.')
+                ++entriesUpToFile;
+        }
+        fs::permissions(getPath("mine"), fs::perms(0500));
+        const CancelAt never(0, CancelAt::Once);
+        EXPECT_FALSE(qzDirUtils::ClearFolderUtf8(getPath("mine"), false, &mError, &never));
+        EXPECT_EQ(never.getAsked(), entriesUpToFile + 1);
+        fs::permissions(getPath("mine"), fs::perms(0700));
+    });
+}
+
+// Counts the descriptors that are open at each question.
+class DescriptorCounter : public qzCancelInterfaceReadOnly {
+public:
+    bool shouldCancel() const override
+    {
+        mCounts.push_back(support::countOpenDescriptors());
+        return false;
+    }
+    const std::vector<std::size_t>& getCounts() const { return mCounts; }
+
+private:
+    mutable std::vector<std::size_t> mCounts;
+};
+
+TEST_F(qzDirUtilsClearFolder, ClosesAFolderAheadOfItsLastQuestion)
+{
+    makeFolder("a");
+    const std::size_t openBefore = support::countOpenDescriptors();
+    const DescriptorCounter counter;
+    EXPECT_TRUE(clear(true, &counter)) << mError;
+    EXPECT_EQ(*std::max_element(counter.getCounts().begin(), counter.getCounts().end()),
+              openBefore + 2);
+    EXPECT_EQ(counter.getCounts().back(), openBefore);
+}
+
 // --- Character sets
 
 TEST(qzDirUtilsClearFolderNames, AreTakenInTheLocalCharacterSet)
@@ -420,6 +471,27 @@ TEST(qzDirUtilsClearFolderNames, AreTakenInTheLocalCharacterSet)
             << error;
     });
     EXPECT_TRUE(fs::is_empty(folder.getPath()));
+}
+
+TEST(qzDirUtilsClearFolderNames, AreToldInUtf8)
+{
+    const support::ScratchFolder folder;
+    fs::permissions(folder.getPath(), fs::perms::all);
+    expectInLocale("en_US.ISO-8859-1", [&folder] {
+        support::becomeNobody();
+        const std::string path = folder.getPath("\u00e9");
+        const std::string localPath = folder.getPath("\xE9");
+        fs::create_directory(localPath);
+        fs::create_symlink("\xE9", folder.getPath("\xE8"));
+        std::string error;
+        EXPECT_FALSE(qzDirUtils::ClearFolderUtf8(folder.getPath("\u00e8"), true, &error, nullptr));
+        EXPECT_EQ(error, "rmdir error " + describe(ENOTDIR) + " for " + folder.getPath("\u00e8"));
+        support::writeFile(localPath + "/\xE8", "");
+        fs::permissions(localPath, fs::perms(0500));
+        EXPECT_FALSE(qzDirUtils::ClearFolderUtf8(path, true, &error, nullptr));
+        EXPECT_EQ(error, "unlink error " + describe(EACCES) + " for " + path + "/\u00e8");
+        fs::permissions(localPath, fs::perms(0700));
+    });
 }
 
 TEST(qzDirUtilsClearFolderNames, MayBeNoTextAtAllForFiles)

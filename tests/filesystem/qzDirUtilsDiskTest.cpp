@@ -75,6 +75,14 @@ TEST_F(qzDirUtilsDiskSize, CountsAllFreeBlocks)
     EXPECT_EQ(error, "");
 }
 
+// Of the two sizes of a block and the three counts of blocks.
+TEST(qzDirUtilsDiskSizeFigures, AreTheBlockSizeAndTheFreeBlocks)
+{
+    const support::ChildResult result = support::runProgram({.program = "disk_size"});
+    EXPECT_EQ(result.out, "21474836480 0\n");
+    EXPECT_EQ(result.getEnd(), "exit 0");
+}
+
 TEST_F(qzDirUtilsDiskSize, IsNothingWithoutAWordAfterAFailure)
 {
     std::string error = "before";

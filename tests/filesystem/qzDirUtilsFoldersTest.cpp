@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -117,6 +118,35 @@ TEST_F(qzDirUtilsProcessFolder, IsThatOfTheRunningFile)
     EXPECT_TRUE(qzDirUtils::GetProcessFolderUtf8(folder));
     EXPECT_EQ(folder, fs::read_symlink("/proc/self/exe").parent_path());
 }
+
+struct ProgramRow {
+    const char* name;
+    std::vector<std::string> file;  // none when the system can't tell it
+    const char* answer;
+};
+
+const ProgramRow kProgramRows[] = {
+    {"Usual", {"/usr/bin/program"}, "1 '/usr/bin'\n"},
+    {"InTheRoot", {"/program"}, "1 ''\n"},
+    {"WithoutSlash", {"program"}, "1 'program'\n"},
+    {"Backslash", {"/usr\\bin"}, "1 ''\n"},
+    {"Removed", {"/usr/bin/program (deleted)"}, "1 '/usr/bin'\n"},
+    {"Empty", {""}, "0 ''\n"},
+    {"Untold", {}, "0 ''\n"},
+};
+
+class qzDirUtilsProcessFolderRows : public ::testing::TestWithParam<ProgramRow> {};
+
+TEST_P(qzDirUtilsProcessFolderRows, GiveWhatIsAheadOfTheLastSlash)
+{
+    const support::ChildResult result =
+        support::runProgram({.program = "process_folder", .arguments = GetParam().file});
+    EXPECT_EQ(result.out, GetParam().answer);
+    EXPECT_EQ(result.getEnd(), "exit 0");
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, qzDirUtilsProcessFolderRows, ::testing::ValuesIn(kProgramRows),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 // --- The user's folders
 

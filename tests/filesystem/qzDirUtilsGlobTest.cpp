@@ -102,6 +102,31 @@ TEST_F(qzDirUtilsGlob, IgnoresCaseWithItsFlag)
     EXPECT_THAT(mFiles, UnorderedElementsAre("x.txt", "Y.TXT", "z.txt"));
 }
 
+TEST_F(qzDirUtilsGlob, TakesEachFlagByItself)
+{
+    const Names extensions = {"TXT"};
+    for (int flags = 0; flags != 32; ++flags) {
+        const bool isBare = (flags & 4) != 0;
+        const auto nameIn = [&](const std::string& folder, const std::string& name) {
+            return isBare ? name : getPath(folder + name);
+        };
+        Names folders = {nameIn("", "a")};
+        Names files = {nameIn("", "Y.TXT")};
+        if ((flags & 8) != 0) files.push_back(nameIn("", "x.txt"));
+        if ((flags & 2) != 0) folders.push_back(nameIn("a/", "b"));
+        if ((flags & 10) == 10) files.push_back(nameIn("a/", "z.txt"));
+        if ((flags & 1) != 0) {
+            folders.push_back("before");
+            files.push_back("before");
+        }
+        mFolders = {"before"};
+        mFiles = {"before"};
+        glob(flags, &extensions);
+        EXPECT_THAT(mFolders, ::testing::UnorderedElementsAreArray(folders)) << flags;
+        EXPECT_THAT(mFiles, ::testing::UnorderedElementsAreArray(files)) << flags;
+    }
+}
+
 TEST_F(qzDirUtilsGlob, CollectsWhatThereIsAVectorFor)
 {
     Names names = {"before"};

@@ -186,6 +186,8 @@ TEST(qzDirUtilsExtension, EndsAtTheMostParts)
     EXPECT_EQ(qzDirUtils::ExtractFileExtension("a" + mostDots + "b", true, 1), "b");
     EXPECT_EQ(qzDirUtils::ExtractFileExtension("a." + mostDots + "b", true, 1), "");
     EXPECT_EQ(qzDirUtils::ExtractFileExtension("a." + mostDots + "b", true, 2), "");
+    EXPECT_EQ(qzDirUtils::ExtractFileExtension(mostDots + "b", true, 1), "b");
+    EXPECT_EQ(qzDirUtils::ExtractFileExtension("." + mostDots + "b", true, 1), "");
     // Dots of folders and other characters don't count.
     EXPECT_EQ(qzDirUtils::ExtractFileExtension("a." + mostDots + "/a.b", true, 1), "b");
     EXPECT_EQ(qzDirUtils::ExtractFileExtension(std::string(100'000, 'a') + ".b", true, 1), "b");
@@ -252,19 +254,38 @@ TEST_P(qzDirUtilsPartsRows, GiveTheResultsOfTheRow)
 INSTANTIATE_TEST_SUITE_P(Rows, qzDirUtilsPartsRows, ::testing::ValuesIn(kPartsRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
+void expectPlainParts(const std::string& path)
+{
+    ASSERT_EQ(qzDirUtils::ExtractFileBaseName(path), plain::extractFileBaseName(path)) << path;
+    ASSERT_EQ(qzDirUtils::ExtractFolder(path), plain::extractFolder(path)) << path;
+    ASSERT_EQ(qzDirUtils::GetParentPathUtf8(path), plain::getParentPath(path)) << path;
+    const plain::SplitPath expected = plain::splitFolderFilename(path);
+    std::string folder;
+    std::string fileName;
+    qzDirUtils::SplitFolderFilename(path, folder, fileName);
+    ASSERT_EQ(folder, expected.folder) << path;
+    ASSERT_EQ(fileName, expected.fileName) << path;
+}
+
 TEST(qzDirUtilsParts, AreThePlainFormsForAllShortPaths)
 {
-    visitTexts("/\\.a", 6, [](const std::string& path) {
-        ASSERT_EQ(qzDirUtils::ExtractFileBaseName(path), plain::extractFileBaseName(path)) << path;
-        ASSERT_EQ(qzDirUtils::ExtractFolder(path), plain::extractFolder(path)) << path;
-        ASSERT_EQ(qzDirUtils::GetParentPathUtf8(path), plain::getParentPath(path)) << path;
-        const plain::SplitPath expected = plain::splitFolderFilename(path);
-        std::string folder;
-        std::string fileName;
-        qzDirUtils::SplitFolderFilename(path, folder, fileName);
-        ASSERT_EQ(folder, expected.folder) << path;
-        ASSERT_EQ(fileName, expected.fileName) << path;
-    });
+    visitTexts("/\\.a", 6, expectPlainParts);
+}
+
+// The last separator is looked for in several bytes at a step, and there may be more than one in
+// them.
+TEST(qzDirUtilsParts, AreThePlainFormsForSeparatorsAtAllPlacesOfALongPath)
+{
+    for (std::size_t size = 1; size != 40; ++size) {
+        for (std::size_t last = 0; last != size; ++last) {
+            for (std::size_t first = 0; first <= last; ++first) {
+                std::string path(size, 'a');
+                path[first] = '/';
+                path[last] = (first + last) % 2 == 0 ? '/' : '\\';
+                expectPlainParts(path);
+            }
+        }
+    }
 }
 
 TEST(qzDirUtilsParts, CanBeCutFromTheTextThatReceivesThem)

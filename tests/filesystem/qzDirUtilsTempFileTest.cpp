@@ -46,6 +46,14 @@ TEST_F(qzDirUtilsGetTempFile, TakesNoOtherSuffix)
     EXPECT_TRUE(fs::is_empty(mFolder.getPath()));
 }
 
+TEST_F(qzDirUtilsGetTempFile, EndsTheNameAtAZeroByte)
+{
+    const std::string suffix("\0.txt", 5);
+    const std::string path = qzDirUtils::GetTempFileUtf8(mFolder.getPath(), "prefix", suffix);
+    EXPECT_EQ(path.size(), getPath("prefix").size() + 6);
+    EXPECT_TRUE(fs::is_regular_file(path));
+}
+
 TEST_F(qzDirUtilsGetTempFile, GivesNothingWithoutAFolder)
 {
     EXPECT_EQ(qzDirUtils::GetTempFileUtf8(getPath("missing"), "prefix"), "");

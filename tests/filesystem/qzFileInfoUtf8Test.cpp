@@ -58,6 +58,19 @@ TEST(qzFileInfoUtf8Record, KeepsItsFieldsInOrder)
     EXPECT_EQ(sizeof info, 72U);
 }
 
+TEST(qzFileInfoUtf8Record, KeepsItsBitsInOrder)
+{
+    qzFileInfoUtf8 info;
+    const auto getBits = [&info] { return reinterpret_cast<const unsigned char*>(&info)[64] & 7; };
+    EXPECT_EQ(getBits(), 0);
+    info.exists = true;
+    EXPECT_EQ(getBits(), 1);
+    info.isFile = true;
+    EXPECT_EQ(getBits(), 1 | 2);
+    info.isDirectory = true;
+    EXPECT_EQ(getBits(), 1 | 2 | 4);
+}
+
 TEST(qzFileInfoUtf8Record, IsMadeAndClearedEmpty)
 {
     expectEmpty(qzFileInfoUtf8());
@@ -174,6 +187,17 @@ TEST_F(qzDirUtilsGetFileInfo, MayBeAskedForTheRecordsOwnPath)
     info.path = mFolder.write("file", "12345");
     qzDirUtils::GetFileInfoUtf8(info.path, info);
     EXPECT_EQ(info.path, getPath("file"));
+    EXPECT_EQ(info.size, 5U);
+}
+
+// The system looks at what stands ahead of the zero byte.
+TEST_F(qzDirUtilsGetFileInfo, KeepsThePathAsItWasAskedFor)
+{
+    mFolder.write("file", "12345");
+    const std::string path = getPath("./file") + std::string("\0rest", 5);
+    qzFileInfoUtf8 info;
+    qzDirUtils::GetFileInfoUtf8(path, info);
+    EXPECT_EQ(info.path, path);
     EXPECT_EQ(info.size, 5U);
 }
 

@@ -200,6 +200,26 @@ TEST_F(XRefBuild, TakesTheWholeIndexOfTheSameRoot)
     EXPECT_EQ(path.getOriginalRootPath(), "/r/s");
 }
 
+TEST_F(XRefBuild, GivesItsOwnIndexUpForTheOneOfTheSameRoot)
+{
+    const SearchPath ancestor = Peer::make("/r", {"new/f"});
+    SearchPath path = Peer::make("/r", {"old/f", "old/g"});
+    EXPECT_FALSE(path.initializeSearchPathFromAnAncestor(ancestor, 0));
+    EXPECT_TRUE(path == ancestor);
+    EXPECT_THAT(mLog.getLines(), ElementsAre(getTooManyText(0, "/r")));
+}
+
+// A second slash behind the root leaves no name to look for: the files in the root pass alone.
+TEST_F(XRefBuild, TakesTheFilesInTheRootFromAnAncestorWithASlashLess)
+{
+    const SearchPath ancestor = Peer::make("/r", {"f", "a/g", "a/b/h"});
+    SearchPath path;
+    EXPECT_TRUE(path.initializeSearchPath("/r/", {&ancestor}, kPlenty));
+    const Peer::Dump wanted = {{"f", {{"f", ""}}}};
+    EXPECT_EQ(Peer::dump(path), wanted);
+    EXPECT_EQ(path.resolveXRef("f").path, "/r//f");
+}
+
 TEST_F(XRefBuild, TakesNothingFromAnyOtherRoot)
 {
     const SearchPath other = Peer::make("/r/su", {"b/f", "f"});

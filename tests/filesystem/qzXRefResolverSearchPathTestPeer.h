@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <string>
 #include <utility>
@@ -40,6 +41,18 @@ public:
     static const std::string& getRootWithSlash(const qzXRefResolverSearchPath& path)
     {
         return path.mRootWithSlash;
+    }
+
+    static bool hasFieldsInOrder()
+    {
+        const qzXRefResolverSearchPath path;
+        const void* const places[] = {&path,
+                                      &path.mIndex,
+                                      &path.mRootWithSlash,
+                                      &path.mCleanedRootPath,
+                                      &path.mOriginalRootPath,
+                                      &path.mInitialized};
+        return places[0] == places[1] && std::is_sorted(std::begin(places), std::end(places));
     }
 
 private:

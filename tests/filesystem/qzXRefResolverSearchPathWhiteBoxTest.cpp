@@ -1,5 +1,6 @@
 #include <qz/qzXRefResolverSearchPath.h>
 
+#include <cstddef>
 #include <random>
 #include <string>
 #include <type_traits>
@@ -117,6 +118,16 @@ TEST(XRefValues, HaveTheirNumbers)
     EXPECT_EQ(SearchPath::MatchPartial, 2);
     EXPECT_EQ(SearchPath::MatchFull, 3);
     EXPECT_FALSE(std::is_polymorphic_v<SearchPath>);
+}
+
+TEST(XRefValues, KeepTheirFieldsInOrder)
+{
+    EXPECT_EQ(offsetof(SearchPath::tMatchResult, type), 0U);
+    EXPECT_EQ(offsetof(SearchPath::tMatchResult, matchLength), 8U);
+    EXPECT_EQ(offsetof(SearchPath::tMatchResult, path), 16U);
+    EXPECT_EQ(offsetof(SearchPath::IndexEntry, fileName), 0U);
+    EXPECT_EQ(offsetof(SearchPath::IndexEntry, reversedFolder), sizeof(std::string));
+    EXPECT_TRUE(Peer::hasFieldsInOrder());
 }
 
 TEST(XRefValues, AreMadeAndCleared)
@@ -269,6 +280,12 @@ const ResolveRow kResolveRows[] = {
      SearchPath::MatchFull,
      0,
      "r/p.prt.10"},
+    {"VersionsAreDecimal",
+     {"p.prt.9", "p.prt.010", "p.prt.0x20"},
+     "p.prt",
+     SearchPath::MatchFull,
+     0,
+     "r/p.prt.010"},
     {"EarlierOfEqualVersions",
      {"p.prt.01", "p.prt.1"},
      "p.prt",
@@ -334,6 +351,11 @@ TEST(XRefResolving, EndsANameAtAZeroByteWhenItLooksForVersions)
     const SearchPath path = Peer::make("r", {"p.prt", "p.prt.1"});
     EXPECT_EQ(path.resolveXRef(std::string("p\0q.prt", 7)).path, "r/p.prt");
     EXPECT_EQ(path.resolveXRef(std::string("p.txt\0", 6)).type, SearchPath::MatchNotFound);
+    // What is looked for is longer than what is found.
+    const std::string name(50, 'n');
+    const SearchPath longPath = Peer::make("r", {name + ".prt"});
+    const std::string xref = name + '\0' + name + ".prt";
+    EXPECT_EQ(longPath.resolveXRef(xref).path, "r/" + name + ".prt");
 }
 
 TEST(XRefResolving, FindsEachOfManyNames)
@@ -433,6 +455,7 @@ TEST(XRefEquality, IsThatOfCleanRootAndWholeIndex)
     EXPECT_FALSE(path == Peer::make("a/b", {"y/p", "x/p", "q"})) << "other order within a name";
     EXPECT_FALSE(path == Peer::make("a/c", {"x/p", "y/p", "q"})) << "other root";
     EXPECT_FALSE(path == Peer::make("a/b", {"x/p", "y/p"})) << "fewer names";
+    EXPECT_FALSE(path == Peer::make("a/b", {"x/p", "y/p", "q", "z"})) << "more names";
     EXPECT_FALSE(path == Peer::make("a/b", {"x/p", "y/p", "q", "z/p"})) << "more files";
     EXPECT_FALSE(path == Peer::make("a/b", {"x/p", "y/p", "r"})) << "another name";
 }

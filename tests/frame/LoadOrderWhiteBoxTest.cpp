@@ -38,6 +38,7 @@ struct Look {
     bool seesLoadingThreadId = isMade(gLoadingThreadId);
     bool seesMimeTable = isMade(gMimeTable);
     bool seesDefaultMimeType = isMade(gDefaultMimeType);
+    bool seesLoadTime = isMade(gRandomSeed);
     bool seesLightCounter = !Peer::getName(gLightCounter).empty();
     bool seesFullCounter = !Peer::getName(gFullCounter).empty();
     bool seesVersionRecord = !GetSoftwareVersionForStream().description.empty();
@@ -50,6 +51,7 @@ struct FirstLook {
     bool seesSimdConstants =
         sSSEOne.lanes[3] == 1 && sMaskTable[15].lanes[3] == 0xFFFFFFFF && sOffset[4] == 3;
     bool seesSourceThatNeverCancels = !gNeverCancels.shouldCancel();
+    bool seesNoConsoleCatcher = gConsoleCatcher == nullptr;
 };
 
 [[gnu::init_priority(101)]] const FirstLook gFirst;
@@ -57,6 +59,8 @@ struct FirstLook {
 [[gnu::init_priority(QZ_LOAD_CANCELLATION + 1)]] const Look gBehindCancellation;
 [[gnu::init_priority(QZ_LOAD_MIME_TYPES - 1)]] const Look gAheadOfMimeTypes;
 [[gnu::init_priority(QZ_LOAD_MIME_TYPES + 1)]] const Look gBehindMimeTypes;
+[[gnu::init_priority(QZ_LOAD_TIME - 1)]] const Look gAheadOfLoadTime;
+[[gnu::init_priority(QZ_LOAD_TIME + 1)]] const Look gBehindLoadTime;
 [[gnu::init_priority(QZ_LOAD_LIGHT_COUNTER - 1)]] const Look gAheadOfLightCounter;
 [[gnu::init_priority(QZ_LOAD_LIGHT_COUNTER + 1)]] const Look gBehindLightCounter;
 [[gnu::init_priority(QZ_LOAD_FULL_COUNTER - 1)]] const Look gAheadOfFullCounter;
@@ -65,6 +69,7 @@ struct FirstLook {
 [[gnu::init_priority(QZ_LOAD_VERSION_RECORD + 1)]] const Look gBehindVersionRecord;
 const Look gWithoutPriority;
 const bool gMimeTableWasEmpty = gMimeTable.empty();
+const bool gThereWasNoConsoleCatcher = gConsoleCatcher == nullptr;
 
 }  // namespace
 
@@ -73,6 +78,12 @@ TEST(LoadOrderTest, HasConstantsAheadOfEverything)
     EXPECT_TRUE(gFirst.seesByteArrays);
     EXPECT_TRUE(gFirst.seesSimdConstants);
     EXPECT_TRUE(gFirst.seesSourceThatNeverCancels);
+    EXPECT_TRUE(gFirst.seesNoConsoleCatcher);
+}
+
+TEST(LoadOrderTest, LeavesTheSlotOfTheConsoleCatcherEmpty)
+{
+    EXPECT_TRUE(gThereWasNoConsoleCatcher);
 }
 
 TEST(LoadOrderTest, NotesTheLoadingThreadAtItsPlace)
@@ -97,6 +108,14 @@ TEST(LoadOrderTest, HasTheUnknownKindForADefault)
 {
     EXPECT_EQ(gDefaultMimeType.type, "");
     EXPECT_EQ(gDefaultMimeType.compressible, MimeTypeInfo::CompressibleUnknown);
+}
+
+TEST(LoadOrderTest, TakesTheLoadTimeBehindTheMimeTypes)
+{
+    EXPECT_FALSE(gBehindMimeTypes.seesLoadTime);
+    EXPECT_FALSE(gAheadOfLoadTime.seesLoadTime);
+    EXPECT_TRUE(gBehindLoadTime.seesLoadTime);
+    EXPECT_FALSE(gBehindLoadTime.seesLightCounter);
 }
 
 TEST(LoadOrderTest, MakesTheLightCounterAtItsPlace)

@@ -1,24 +1,15 @@
 #pragma once
 
-#include <cstddef>
 #include <fstream>
 #include <string>
-#include <vector>
 
 #include <qz/qzDataStream.h>
 #include <qz/qzIoDevice.h>
 #include <qz/qzIoDeviceFileStream.h>
 
+#include "io/VirtualSlots.h"
+
 namespace qz {
-
-using Offsets = std::vector<std::ptrdiff_t>;
-
-/// How many bytes behind the start of an object one of its fields stands.
-template <typename Object, typename Field>
-std::ptrdiff_t findOffset(const Object& object, const Field& field)
-{
-    return reinterpret_cast<const char*>(&field) - reinterpret_cast<const char*>(&object);
-}
 
 /// Looks into a device.
 class qzIoDeviceTestPeer {

@@ -2,8 +2,18 @@
 
 #include <cstddef>
 #include <cstring>
+#include <vector>
 
 namespace qz {
+
+using Offsets = std::vector<std::ptrdiff_t>;
+
+/// How many bytes behind the start of an object one of its fields stands.
+template <typename Object, typename Field>
+std::ptrdiff_t findOffset(const Object& object, const Field& field)
+{
+    return reinterpret_cast<const char*>(&field) - reinterpret_cast<const char*>(&object);
+}
 
 /// The field that stands `offset` bytes behind the start of an object.
 template <typename T>

@@ -10,6 +10,9 @@ namespace qz {
 /// Sees the fields of the logger.
 class qzLogTestPeer {
 public:
+    /// Sees the fields of its thread; defined in qzLogThreadTestPeer.h.
+    class Thread;
+
     static constexpr std::size_t kParametersOffset = offsetof(qzLog, mParameters);
     static constexpr std::size_t kLogThreadOffset = offsetof(qzLog, mLogThread);
     static constexpr std::size_t kTypeEnabledOffset = offsetof(qzLog, mTypeEnabled);

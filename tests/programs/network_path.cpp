@@ -1,4 +1,5 @@
-// Tells whether a path is on a network, on a file system whose type is the first argument.
+// Tells whether a path is on a network, on a file system whose type is the first argument, and
+// whether another one is, of which the system tells nothing.
 
 #include <sys/vfs.h>
 
@@ -16,15 +17,15 @@ long gType = 0;
 
 extern "C" int statfs64(const char* path, struct statfs64* status) noexcept
 {
-    if (std::strcmp(path, "/path\xE9") != 0) return -1;  // as it was given, without a conversion
     status->f_type = gType;
-    return 0;
+    return std::strcmp(path, "/path\xE9") == 0 ? 0 : -1;  // as it was given, without a conversion
 }
 
 int main(int argumentCount, char** arguments)
 {
     if (argumentCount != 2) return 2;
     gType = std::strtol(arguments[1], nullptr, 0);
-    std::cout << qz::qzDirUtils::IsNetworkPath("/path\xE9") << '\n';
+    std::cout << qz::qzDirUtils::IsNetworkPath("/path\xE9") << ' '
+              << qz::qzDirUtils::IsNetworkPath("/other") << '\n';
     return 0;
 }

@@ -1,16 +1,9 @@
 #pragma once
 
-#include <qz/qzSystem.h>
+#include <qz/ext/LibraryStart.h>
 
 namespace qz::support {
 
-/// Keeps the library started until the end of the scope.
-class LibraryStart {
-public:
-    explicit LibraryStart(InitType type = LightInit) { initializeQzSystem(type); }
-    ~LibraryStart() { terminateQzSystem(); }
-    LibraryStart(const LibraryStart&) = delete;
-    LibraryStart& operator=(const LibraryStart&) = delete;
-};
+using ext::LibraryStart;
 
 }  // namespace qz::support

@@ -2,6 +2,7 @@
 
 #include "text/NumberParse.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -31,6 +32,33 @@ std::uint64_t getBits(double value)
     return bits;
 }
 
+// What a look at a text tells must be what the rule comes to, or that the rule has to be asked.
+std::string compareLook(const std::string& text)
+{
+    long integer = 0;
+    double real = 0.0;
+    std::string withPoints = text;
+    std::replace(withPoints.begin(), withPoints.end(), ',', '.');
+    const plain::Integer plainInteger = plain::parseInteger(text);
+    const plain::Real plainReal = plain::parseReal(withPoints);
+    bool isRight = true;
+    switch (text::readPlainNumber(text, integer, real)) {
+        case text::NumberKind::None:
+            isRight = !plainInteger.isNumber && !plainReal.isNumber;
+            break;
+        case text::NumberKind::Integer:
+            isRight = plainInteger.isNumber && plainInteger.value == integer;
+            break;
+        case text::NumberKind::Real:
+            isRight = !plainInteger.isNumber && plainReal.isNumber &&
+                      getBits(plainReal.value) == getBits(real);
+            break;
+        case text::NumberKind::Unclear:
+            break;
+    }
+    return isRight ? "" : "looks like another kind: " + text;
+}
+
 // Gives the first difference of the two roads in words, or nothing.
 std::string compare(const std::string& text)
 {
@@ -46,7 +74,7 @@ std::string compare(const std::string& text)
     if (text::parseReal(text, real) != plainReal.isNumber) return "is a real: " + text;
     if (getBits(real) != getBits(plainReal.isNumber ? plainReal.value : oldReal))
         return "real: " + text;
-    return {};
+    return compareLook(text);
 }
 
 // Compares all texts of the letters up to a length. Gives the first difference.

@@ -313,6 +313,17 @@ TEST_F(qzCsvFileReaderTest, AllocatesForTheCellsOfARowAndTheRowOnly)
     EXPECT_LE(allocations.getCount(), 4U) << "a string for each of three cells, and the row";
 }
 
+TEST_F(qzCsvFileReaderTest, AllocatesForARowOnceHoweverWideItIs)
+{
+    mFile.write("a\na,b,c,d,e,f,g\n");
+    bool finished = false;
+    mReader.parseFirst(finished, 1);
+    const support::AllocationCounter allocations;
+    mReader.parseNext(finished, /*clearTable=*/true, 1);
+    EXPECT_LE(allocations.getCount(), 8U) << "a string for each of seven cells, and the row";
+    EXPECT_EQ(mReader.getTable()[0].capacity(), 7U);
+}
+
 // --- The limit of the header
 
 struct LimitRow {
@@ -632,11 +643,49 @@ TEST_F(qzCsvFileReaderTest, ReadsAllShortBytesLikeThePlainForm)
     compareTexts({"a", "\"", "\n", "\xc3", "\xa9", "\xe2"}, 4, ',', '"');
 }
 
+TEST_F(qzCsvFileReaderTest, ReadsShortBytesThatAreDelimitersLikeThePlainForm)
+{
+    for (const auto& [column, quote] : {std::pair('\xc3', '"'), std::pair(',', '\xc3')})
+        compareTexts({"a", "\"", ",", "\n", "\r", "\xc3", "\xa9"}, 4, column, quote);
+}
+
 TEST_F(qzCsvFileReaderTest, ReadsShortTextsWithAllDelimitersLikeThePlainForm)
 {
     const std::string zero(1, '\0');
     for (const auto& [column, quote] : kDelimiters)
         compareTexts({"a", ",", "\"", "\n", "\r", "\xc3\xa9", zero}, 3, column, quote);
+}
+
+// A cell may be found in one piece or gathered from several, in one look at the buffer or in two.
+TEST_F(qzCsvFileReaderTest, ReadsCellsAtEachPlaceLikeThePlainForm)
+{
+    const char* const cells[] = {"a,b\n",
+                                 "\"a\",b\n",
+                                 "\"a\"\r\n",
+                                 "a\r\nb",
+                                 "\"a\"\"b\",c\n",
+                                 "\"a,b\nc\",d\n",
+                                 "\"a\"b,c\n",
+                                 "a\"b,\"c\n",
+                                 "\xc3\xa9,\"\xc3\xa9\"\n",
+                                 "a\rb,\"c\"\r\r\n",
+                                 "\"\",\"\",,\n",
+                                 "a,\xc3,b\n",
+                                 "a,\"\xe2\x82\",b\n",
+                                 "\"a"};
+    for (std::size_t ahead = 0; ahead != 130; ++ahead)
+        for (const std::string cell : cells)
+            for (const std::string begin : {"", "\"", ","})
+                compare(begin + xs(ahead) + cell + xs(70) + "\n", ',', '"', 1, /*clearTable=*/true);
+}
+
+TEST_F(qzCsvFileReaderTest, GuessesTheTypesOfCellsInPiecesToo)
+{
+    mFile.write("\"1\"\"2\",\"1\"2,1\r2,\"3\"\r\n4");
+    mReader.setEnableTypeGuess(true);
+    ASSERT_TRUE(mReader.parseCsvFile());
+    using Row = qzCsvFileReader::Row;
+    EXPECT_THAT(mReader.getTable(), ElementsAre(Row{"1\"2", 12, 12, 3}, Row{4}));
 }
 
 TEST_F(qzCsvFileReaderTest, ReadsGeneratedTextsLikeThePlainForm)

@@ -14,6 +14,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "support/ChildProcess.h"
 #include "support/Environment.h"
 #include "support/Files.h"
 #include "support/LibraryStart.h"
@@ -220,6 +221,58 @@ TEST_F(qzCsvFileWriterTest, NamesFilesInUtf8)
     EXPECT_THAT(finish(), ElementsAre("Z\xc3\xa4hler (1).csv: b", "Z\xc3\xa4hler.csv: 'a;'"));
 }
 
+// --- Flushing
+
+TEST_F(qzCsvFileWriterTest, HandsRowsToTheSystemWhenFlushed)
+{
+    make(9);
+    EXPECT_TRUE(mWriter->flush()) << "there is nothing to lose yet";
+    write("a");
+    write("b");
+    EXPECT_EQ(mFolder.read("base.csv"), "");
+    EXPECT_TRUE(mWriter->flush());
+    EXPECT_EQ(mFolder.read("base.csv"), "a\nb");
+    EXPECT_TRUE(mWriter->flush());
+    write("c");
+    EXPECT_THAT(finish(), ElementsAre("base.csv: a\nb\nc"));
+}
+
+TEST_F(qzCsvFileWriterTest, TellsOfRowsThatTheFileDidNotTake)
+{
+    ASSERT_EQ(::symlink("/dev/full", getPath("base.csv").c_str()), 0);
+    make(9);
+    EXPECT_TRUE(write("a")) << "it waits in a buffer";
+    EXPECT_FALSE(mWriter->flush());
+    EXPECT_FALSE(write("b"));
+    EXPECT_FALSE(mWriter->flush());
+}
+
+TEST_F(qzCsvFileWriterTest, TellsOnceOfRowsThatAClosedFileDidNotTake)
+{
+    ASSERT_EQ(::symlink("/dev/full", getPath("base.csv").c_str()), 0);
+    make(1);
+    EXPECT_TRUE(write("a"));
+    EXPECT_TRUE(write("b"));
+    EXPECT_FALSE(mWriter->flush()) << "the other row";
+    EXPECT_TRUE(mWriter->flush());
+    EXPECT_TRUE(write("c"));
+    EXPECT_TRUE(mWriter->flush());
+    EXPECT_EQ(mFolder.read("base (1).csv"), "b");
+    EXPECT_EQ(mFolder.read("base (2).csv"), "c");
+}
+
+TEST_F(qzCsvFileWriterTest, TellsOfRowsWithoutAFile)
+{
+    ::mkdir(getPath("base.csv").c_str(), 0700);
+    make(9);
+    write("a");
+    EXPECT_FALSE(mWriter->flush());
+    mWriter->finalizeCurrentFile();
+    EXPECT_TRUE(write("b"));
+    EXPECT_FALSE(mWriter->flush()) << "another row came to nothing in the meantime";
+    EXPECT_TRUE(mWriter->flush());
+}
+
 // --- Failures
 
 TEST_F(qzCsvFileWriterTest, ReportsAFileThatCannotBeMadeOnce)
@@ -297,6 +350,24 @@ TEST_F(qzCsvFileWriterTest, LosesNoRowThatWasWrittenAheadOfTheLimitOfTheFile)
         mWriter->finalizeCurrentFile();
     }
     EXPECT_EQ(mFolder.read("base.csv").substr(0, 80001), big + "\n" + big);
+}
+
+// --- A disk that fills up
+
+TEST(qzCsvFileWriterDisk, KeepsEachRowThatWasFlushedWhenItIsFull)
+{
+    const support::ScratchFolder folder;
+    support::ProgramRun run;
+    run.program = "csv_full_disk";
+    run.arguments = {folder.getPath()};
+    const support::ChildResult result = runProgram(run);
+    if (result.exitCode == 77) GTEST_SKIP() << "no disk of its own: " << result.err;
+    EXPECT_EQ(result.getEnd(), "exit 0") << result.err;
+    EXPECT_EQ(result.out,
+              "rows flushed ahead of the full disk: some\n"
+              "rows flushed onto the full disk: none\n"
+              "rows flushed with room again: all\n"
+              "flushed rows that are lost: 0\n");
 }
 
 }  // namespace

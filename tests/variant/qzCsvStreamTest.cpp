@@ -86,6 +86,33 @@ TEST_F(qzCsvStreamTest, FindsEachSpecialByteAtEachPlace)
     }
 }
 
+TEST_F(qzCsvStreamTest, FindsNothingSpecialInPlainTextsOfAllSizes)
+{
+    for (const auto& [column, quote] : {std::pair(',', '"'), std::pair('\0', '\0')}) {
+        for (std::size_t size = 0; size < 70; ++size) {
+            const std::string cell(size, 'x');
+            DeviceStub device;
+            qzCsvStream(&device, column, quote, "").writeCell(cell);
+            ASSERT_EQ(device.getContent(), cell) << "size " << size;
+        }
+    }
+}
+
+TEST_F(qzCsvStreamTest, DoublesTheDelimiterAtEachPlace)
+{
+    for (std::size_t size = 1; size < 20; ++size) {
+        for (std::size_t first = 0; first < size; ++first) {
+            for (std::size_t second = first; second < size; ++second) {
+                std::string cell(size, ',');
+                cell[first] = cell[second] = '"';
+                DeviceStub device;
+                qzCsvStream(&device, ',', '"', "").writeCell(cell);
+                ASSERT_EQ(device.getContent(), plain::writeCsvCell(cell, ',', '"'));
+            }
+        }
+    }
+}
+
 TEST_F(qzCsvStreamTest, WritesAPlainCellInOneCallAndAQuotedOneInThree)
 {
     mStream.writeCell("ab");

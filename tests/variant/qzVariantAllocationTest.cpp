@@ -49,6 +49,14 @@ protected:
     }
 
     const qzVariant mTree = makeTree();
+    // A thread keeps the memory of some strings that went for the next ones; these have taken it.
+    const List mStrings = [] {
+        List strings;
+        strings.resize(20000);
+        for (qzVariant& string : strings)
+            string = "x";
+        return strings;
+    }();
     int mAliveWithTree = CountedUserData::sAlive;
 };
 

@@ -22,19 +22,19 @@ std::string getKernelThreadId()
 
 }  // namespace
 
-TEST(qzThreadTest, NumbersTheThreadAsTheKernelDoes)
+TEST(ThreadIdTest, NumbersTheThreadAsTheKernelDoes)
 {
     EXPECT_EQ(qzThread::CurrentThreadId(), getKernelThreadId());
 }
 
-TEST(qzThreadTest, GivesTheSameTextObjectAtEachCall)
+TEST(ThreadIdTest, GivesTheSameTextObjectAtEachCall)
 {
     const std::string& first = qzThread::CurrentThreadId();
     const std::string& second = qzThread::CurrentThreadId();
     EXPECT_EQ(&first, &second);
 }
 
-TEST(qzThreadTest, GivesEachThreadATextOfItsOwn)
+TEST(ThreadIdTest, GivesEachThreadATextOfItsOwn)
 {
     std::string idOfThread;
     std::string kernelIdOfThread;
@@ -46,7 +46,7 @@ TEST(qzThreadTest, GivesEachThreadATextOfItsOwn)
     EXPECT_NE(idOfThread, qzThread::CurrentThreadId());
 }
 
-TEST(qzThreadTest, KeepsTheParentsNumberInAForkedChildThatAskedBefore)
+TEST(ThreadIdTest, KeepsTheParentsNumberInAForkedChildThatAskedBefore)
 {
     const std::string parentsId = qzThread::CurrentThreadId();
     const support::ChildResult result = support::runInChild([] {
@@ -56,7 +56,7 @@ TEST(qzThreadTest, KeepsTheParentsNumberInAForkedChildThatAskedBefore)
     EXPECT_EQ(result.out, parentsId);
 }
 
-TEST(qzThreadTest, NumbersAnewInAForkedChildWhereNobodyAskedBefore)
+TEST(ThreadIdTest, NumbersAnewInAForkedChildWhereNobodyAskedBefore)
 {
     std::string idOfChild;
     std::string kernelIdOfChild;

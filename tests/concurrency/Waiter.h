@@ -1,0 +1,62 @@
+#pragma once
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "support/Waiting.h"
+
+namespace qz {
+
+/// Runs a piece of work that may have to wait, on a thread of its own.
+class Waiter {
+public:
+    explicit Waiter(const std::function<void()>& work)
+        : mThread([this, work] {
+              mKernelId = ::syscall(SYS_gettid);
+              work();
+              mIsDone = true;
+          })
+    {
+    }
+    ~Waiter() { mThread.join(); }
+    Waiter(const Waiter&) = delete;
+    Waiter& operator=(const Waiter&) = delete;
+
+    bool isDone() const { return mIsDone; }
+    /// Waits until the work has ended.
+    bool awaitDone() const
+    {
+        return support::waitUntil([this] { return isDone(); });
+    }
+    /// Waits until the thread sleeps, which most likely means that the work waits. What a test then
+    /// claims must hold anyway.
+    bool awaitSleep() const
+    {
+        return support::waitUntil([this] { return mIsDone || isAsleep(); });
+    }
+
+private:
+    // The state stands behind the name in parentheses.
+    bool isAsleep() const
+    {
+        if (mKernelId == 0) return false;
+        std::ifstream file("/proc/self/task/" + std::to_string(mKernelId) + "/stat");
+        std::string text;
+        std::getline(file, text);
+        return text.find(") S ") != std::string::npos;
+    }
+
+    std::atomic<long> mKernelId = 0;
+    std::atomic<bool> mIsDone = false;
+    std::thread mThread;
+};
+
+}  // namespace qz

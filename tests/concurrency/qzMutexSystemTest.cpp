@@ -1,0 +1,446 @@
+#include <qz/qzMutex.h>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <regex>
+#include <set>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <qz/SystemError.h>
+#include <qz/qzRandomUtils.h>
+
+#include "PlatformCalls.h"
+#include "Waiter.h"
+#include "support/ChildProcess.h"
+#include "support/Environment.h"
+#include "support/Files.h"
+#include "support/LibraryStart.h"
+#include "support/Limits.h"
+#include "support/LogCapture.h"
+#include "support/OutputCapture.h"
+
+namespace qz {
+
+using support::ChildResult;
+using support::LibraryStart;
+using support::LogCapture;
+using support::runInChild;
+using support::waitUntil;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+static_assert(sizeof(qzMutexSystem) == 8 && !std::is_polymorphic_v<qzMutexSystem>);
+static_assert(!std::is_copy_constructible_v<qzMutexSystem>);
+static_assert(std::is_nothrow_destructible_v<qzMutexSystem>);
+
+namespace fs = std::filesystem;
+
+// A name that no other test has, nor one that runs at the same time.
+std::string makeName(const std::string& end = "")
+{
+    static int number = 0;
+    return "qz-test-" + std::to_string(::getpid()) + '-' + std::to_string(++number) + end;
+}
+
+std::string makePath(const std::string& fileName)
+{
+    return "/var/lock/" + fileName;
+}
+
+std::string describeFailure(const std::string& name, int error)
+{
+    return "Fail to create lock for file '" + name + "' error " + SystemError(error).toString();
+}
+
+ino_t getFileNumber(const std::string& path)
+{
+    struct stat info = {};
+    EXPECT_EQ(::stat(path.c_str(), &info), 0);
+    return info.st_ino;
+}
+
+// Whether nobody has the lock of a file, seen from outside of all objects.
+bool isFree(const std::string& path)
+{
+    const int fd = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+    EXPECT_GE(fd, 0) << path;
+    const bool result = ::flock(fd, LOCK_EX | LOCK_NB) == 0;
+    ::close(fd);
+    return result;
+}
+
+int fillWithOnes(unsigned char* buffer, int size)
+{
+    std::fill(buffer, buffer + size, static_cast<unsigned char>(0xFF));
+    return 1;
+}
+
+int fillWithZeros(unsigned char* buffer, int size)
+{
+    std::fill(buffer, buffer + size, static_cast<unsigned char>(0));
+    return 1;
+}
+
+class RandomGenerator {
+public:
+    explicit RandomGenerator(qzRandomUtils::Generator generator)
+    {
+        qzRandomUtils::SetRandGenerator(generator);
+    }
+    ~RandomGenerator() { qzRandomUtils::SetRandGenerator(nullptr); }
+    RandomGenerator(const RandomGenerator&) = delete;
+    RandomGenerator& operator=(const RandomGenerator&) = delete;
+};
+
+std::set<std::string> listRandomNames()
+{
+    std::set<std::string> names;
+    const std::regex isRandom("[0-9a-f]{12}4[0-9a-f]{3}[89ab][0-9a-f]{15}");
+    for (const fs::directory_entry& entry : fs::directory_iterator("/var/lock")) {
+        const std::string name = entry.path().filename();
+        if (std::regex_match(name, isRandom)) names.insert(name);
+    }
+    return names;
+}
+
+}  // namespace
+
+class qzMutexSystemTest : public ::testing::Test {
+protected:
+    LibraryStart mLibrary{FullInit};
+};
+
+// --- The file
+
+struct FileNameRow {
+    const char* name;
+    const char* given;
+    const char* fileName;
+};
+
+class qzMutexSystemFile : public ::testing::TestWithParam<FileNameRow> {
+protected:
+    support::EnvironmentLocale mLocale{"de_DE.UTF-8"};
+    LibraryStart mLibrary{FullInit};
+};
+
+TEST_P(qzMutexSystemFile, HasTheNameOfItsRow)
+{
+    const std::string end = makeName();
+    const std::string path = makePath(GetParam().fileName + end);
+    {
+        const qzMutexSystem mutex((GetParam().given + end).c_str());
+        EXPECT_TRUE(fs::is_regular_file(path)) << path;
+    }
+    EXPECT_FALSE(fs::exists(path));
+}
+
+constexpr FileNameRow kFileNames[] = {
+    {"Plain", "plain", "plain"},          {"SlashAndDot", "a/b.c", "a_b_c"},
+    {"SlashesAtItsEnds", "/a//", "_a__"}, {"WayUp", "../../etc/", "______etc_"},
+    {"Blanks", " a b ", " a b "},         {"OtherMarks", "a_b-c\\d'", "a_b-c\\d'"},
+    {"Utf8", "\xc3\xa9", "\xc3\xa9"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, qzMutexSystemFile, ::testing::ValuesIn(kFileNames),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(qzMutexSystemLocale, DecidesHowTheFileIsNamed)
+{
+    const support::EnvironmentLocale locale("en_US.ISO-8859-1");
+    const LibraryStart library(FullInit);
+    const std::string end = makeName();
+    const std::string path = makePath('\xe9' + end);
+    {
+        const qzMutexSystem mutex(("\xc3\xa9" + end).c_str());
+        EXPECT_TRUE(fs::exists(path));
+    }
+    EXPECT_FALSE(fs::exists(path));
+}
+
+TEST_F(qzMutexSystemTest, EmptiesAFileThatIsThere)
+{
+    const std::string name = makeName();
+    support::writeFile(makePath(name), "left over");
+    const qzMutexSystem mutex(name.c_str());
+    EXPECT_EQ(support::readFile(makePath(name)), "");
+}
+
+TEST_F(qzMutexSystemTest, OwnsOneDescriptor)
+{
+    const std::size_t before = support::countOpenDescriptors();
+    {
+        const qzMutexSystem mutex(makeName().c_str());
+        EXPECT_EQ(support::countOpenDescriptors(), before + 1);
+    }
+    EXPECT_EQ(support::countOpenDescriptors(), before);
+}
+
+TEST_F(qzMutexSystemTest, SharesTheFileWithAnObjectOfTheSameName)
+{
+    const std::string name = makeName();
+    const qzMutexSystem first(name.c_str());
+    const ino_t number = getFileNumber(makePath(name));
+    const qzMutexSystem second(name.c_str());
+    EXPECT_EQ(getFileNumber(makePath(name)), number);
+}
+
+TEST_F(qzMutexSystemTest, GoesOnWithoutANameWhenTheOtherHasLeft)
+{
+    const std::string name = makeName();
+    const std::string path = makePath(name);
+    auto first = std::make_unique<qzMutexSystem>(name.c_str());
+    qzMutexSystem second(name.c_str());
+    const ino_t number = getFileNumber(path);
+    first.reset();
+    EXPECT_FALSE(fs::exists(path));
+    second.lock();
+    // The next to come has a new file, and nothing in common with the one that is left.
+    qzMutexSystem third(name.c_str());
+    EXPECT_NE(getFileNumber(path), number);
+    EXPECT_TRUE(isFree(path));
+    third.lock();
+    EXPECT_FALSE(isFree(path));
+}
+
+TEST_F(qzMutexSystemTest, EndsInSilenceWhenTheFileHasGone)
+{
+    const LogCapture log;
+    const std::string name = makeName();
+    {
+        qzMutexSystem mutex(name.c_str());
+        ASSERT_TRUE(fs::remove(makePath(name)));
+        mutex.lock();
+        mutex.unlock();
+    }
+    EXPECT_THAT(log.getLines(), IsEmpty());
+}
+
+// --- Random names
+
+TEST_F(qzMutexSystemTest, TakesARandomNameOfVersion4ForNoName)
+{
+    const std::set<std::string> before = listRandomNames();
+    {
+        const qzMutexSystem first(nullptr);
+        const qzMutexSystem second(nullptr);
+        EXPECT_EQ(listRandomNames().size(), before.size() + 2);
+    }
+    EXPECT_EQ(listRandomNames(), before);
+}
+
+TEST_F(qzMutexSystemTest, SetsTheVersionAndTheVariantOfARandomName)
+{
+    {
+        const RandomGenerator generator(&fillWithOnes);
+        const qzMutexSystem mutex(nullptr);
+        EXPECT_TRUE(fs::exists("/var/lock/ffffffffffff4fffbfffffffffffffff"));
+    }
+    const RandomGenerator generator(&fillWithZeros);
+    const qzMutexSystem mutex(nullptr);
+    EXPECT_TRUE(fs::exists("/var/lock/00000000000040008000000000000000"));
+}
+
+// --- The lock
+
+TEST_F(qzMutexSystemTest, LocksAndUnlocksTheFile)
+{
+    const std::string name = makeName();
+    qzMutexSystem mutex(name.c_str());
+    EXPECT_TRUE(isFree(makePath(name)));
+    mutex.lock();
+    EXPECT_FALSE(isFree(makePath(name)));
+    mutex.unlock();
+    EXPECT_TRUE(isFree(makePath(name)));
+}
+
+TEST_F(qzMutexSystemTest, GivesTheLockBackWhenItGoes)
+{
+    const std::string name = makeName();
+    auto mutex = std::make_unique<qzMutexSystem>(name.c_str());
+    const qzMutexSystem other(name.c_str());
+    mutex->lock();
+    fs::create_hard_link(makePath(name), makePath(name + "-link"));
+    mutex.reset();
+    EXPECT_TRUE(isFree(makePath(name + "-link")));
+    fs::remove(makePath(name + "-link"));
+}
+
+TEST_F(qzMutexSystemTest, LetsAllThreadsInThatShareTheObject)
+{
+    const std::string name = makeName();
+    qzMutexSystem mutex(name.c_str());
+    mutex.lock();
+    const Waiter waiter([&] { mutex.lock(); });
+    EXPECT_TRUE(waiter.awaitDone());
+    mutex.unlock();
+    EXPECT_TRUE(isFree(makePath(name))) << "it doesn't count";
+}
+
+TEST_F(qzMutexSystemTest, AsksTheSystemForAnExclusiveLock)
+{
+    EXPECT_EQ(getPlatformCalls({"system-lock", makeName()}), "flock 2\nflock 8\n");
+}
+
+// Memory that processes share.
+struct Shared {
+    std::atomic<int> opened;
+    std::atomic<int> inside;
+    std::atomic<int> most;
+    volatile long count;  // not atomic: the lock alone guards it
+
+    static Shared& make()
+    {
+        void* const page = ::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE,
+                                  MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        return *static_cast<Shared*>(page);
+    }
+};
+
+TEST_F(qzMutexSystemTest, KeepsProcessesApart)
+{
+    constexpr int kProcesses = 3;
+    constexpr int kRounds = 500;
+    Shared& shared = Shared::make();
+    const std::string name = makeName();
+    // A process a thread, since a thread here waits for the end of its process.
+    const auto runProcess = [&] {
+        const ChildResult result = runInChild([&] {
+            qzMutexSystem mutex(name.c_str());
+            ++shared.opened;
+            // Who came later would find a file of another name, had one left.
+            if (!waitUntil([&] { return shared.opened == kProcesses; })) return 1;
+            for (int i = 0; i < kRounds; ++i) {
+                mutex.lock();
+                const int inside = ++shared.inside;
+                if (inside > shared.most) shared.most = inside;
+                shared.count = shared.count + 1;
+                --shared.inside;
+                mutex.unlock();
+            }
+            return 0;
+        });
+        EXPECT_EQ(result.getEnd(), "exit 0");
+    };
+    const support::StdoutCapture quiet;  // the children report that they are forked
+    {
+        const Waiter first(runProcess);
+        const Waiter second(runProcess);
+        const Waiter third(runProcess);
+    }
+    EXPECT_EQ(shared.count, kProcesses * kRounds);
+    EXPECT_EQ(shared.most, 1);
+    ::munmap(&shared, sizeof shared);
+}
+
+TEST_F(qzMutexSystemTest, IsFreeWhenItsProcessHasDied)
+{
+    const std::string name = makeName();
+    qzMutexSystem mutex(name.c_str());
+    const ChildResult result = runInChild([&] {
+        qzMutexSystem same(name.c_str());
+        same.lock();
+        ::kill(::getpid(), SIGKILL);
+        return 0;
+    });
+    EXPECT_EQ(result.getEnd(), "signal 9");
+    EXPECT_TRUE(isFree(makePath(name)));
+}
+
+// --- Failures
+
+struct FailureRow {
+    const char* name;
+    std::string given;
+    int error;
+};
+
+class qzMutexSystemFailure : public ::testing::TestWithParam<FailureRow> {
+protected:
+    LibraryStart mLibrary{FullInit};
+};
+
+TEST_P(qzMutexSystemFailure, IsReportedAndLeavesALockThatDoesNothing)
+{
+    const LogCapture log;
+    {
+        qzMutexSystem mutex(GetParam().given.c_str());
+        const std::vector<qzLog::LogEntry> entries = log.getEntries();
+        ASSERT_EQ(entries.size(), 1U);
+        EXPECT_EQ(entries[0].message, describeFailure(GetParam().given, GetParam().error));
+        EXPECT_EQ(entries[0].type, qzLog::Critical);
+        EXPECT_EQ(entries[0].systemLogTag, "qzSystem");
+        EXPECT_EQ(entries[0].subType, "");
+        mutex.lock();
+        mutex.lock();
+        mutex.unlock();
+    }
+    EXPECT_EQ(log.getEntries().size(), 1U);
+}
+
+const FailureRow kFailures[] = {
+    {"EmptyName", "", EISDIR},
+    {"LongName", std::string(300, 'x'), ENAMETOOLONG},
+    {"NoUtf8", "\xff", ENOENT},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, qzMutexSystemFailure, ::testing::ValuesIn(kFailures),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(qzMutexSystemPermission, IsReportedWhenItIsMissing)
+{
+    const std::string name = makeName("/a.b");
+    std::string fileName = name;
+    std::replace(fileName.begin(), fileName.end(), '/', '_');
+    std::replace(fileName.begin(), fileName.end(), '.', '_');
+    support::writeFile(makePath(fileName), "not mine");
+    fs::permissions(makePath(fileName), fs::perms::none);
+    const ChildResult result = runInChild([&] {
+        support::becomeNobody();
+        const LibraryStart library;
+        const LogCapture log;
+        {
+            qzMutexSystem mutex(name.c_str());
+            mutex.lock();
+            mutex.unlock();
+        }
+        for (const std::string& message : log.getMessages())
+            std::cout << message << '\n';
+        return 0;
+    });
+    EXPECT_EQ(result.out,
+              describeFailure(name, EACCES) + "\nMutex created before full init of qzSystem\n");
+    EXPECT_TRUE(fs::exists(makePath(fileName))) << "the file of somebody else";
+    fs::remove(makePath(fileName));
+}
+
+TEST_F(qzMutexSystemTest, NamesTheArgumentInItsReportAndNotTheFile)
+{
+    const LogCapture log;
+    const support::DescriptorLimit noneLeft(0);
+    const qzMutexSystem withoutName(nullptr);
+    const qzMutexSystem withName("a/b.c");
+    EXPECT_THAT(log.getMessages(), ElementsAre(describeFailure("[NullPtr]", EMFILE),
+                                               describeFailure("a/b.c", EMFILE)));
+}
+
+}  // namespace qz

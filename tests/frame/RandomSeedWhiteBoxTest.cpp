@@ -1,0 +1,92 @@
+// The seeds of the standard generator: the time of loading, and one more for each thread.
+
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <thread>
+
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <qz/qzRandomUtils.h>
+#include <qz/qzSystemUtils.h>
+
+#include "frame/LoadTimeObjects.h"
+
+namespace qz {
+
+namespace {
+
+// The time at which the process was loaded, with a seed that nobody has taken yet.
+const long gSeedAtLoad = gRandomSeed.next;
+const long gTimeBehindLoad = qzSystemUtils::GetMSecElapsedSinceEpoch();
+
+// On a thread that has taken no seed yet.
+void runOnNewThread(const std::function<void()>& body)
+{
+    std::thread(body).join();
+}
+
+std::string fill(std::size_t size)
+{
+    std::string bytes(size, '\0');
+    qzRandomUtils::Rand(bytes.data(), size);
+    return bytes;
+}
+
+std::string fillPlainly(std::size_t size)
+{
+    std::string bytes(size, '\0');
+    for (char& byte : bytes)
+        byte = static_cast<char>(static_cast<unsigned>(std::rand()) & 0xFFU);
+    return bytes;
+}
+
+}  // namespace
+
+TEST(RandomSeedTest, IsTheTimeOfLoading)
+{
+    EXPECT_LE(gSeedAtLoad, gTimeBehindLoad);
+    EXPECT_GT(gSeedAtLoad, gTimeBehindLoad - 600'000);
+}
+
+TEST(RandomSeedTest, IsTakenOnceAThread)
+{
+    const long before = gRandomSeed.next;
+    runOnNewThread([] {
+        fill(4);
+        fill(4);
+    });
+    EXPECT_EQ(gRandomSeed.next, before + 1);
+    runOnNewThread([] { fill(0); });
+    EXPECT_EQ(gRandomSeed.next, before + 2);
+    runOnNewThread([] {});
+    EXPECT_EQ(gRandomSeed.next, before + 2) << "only who asks for bytes takes one";
+}
+
+TEST(RandomSeedTest, LeadsToTheLowBytesOfTheStandardGenerator)
+{
+    std::string first;
+    std::string second;
+    const long seed = gRandomSeed.next;
+    runOnNewThread([&] {
+        first = fill(40);
+        second = fill(5);
+    });
+    std::srand(static_cast<unsigned>(seed));
+    EXPECT_EQ(first, fillPlainly(40));
+    EXPECT_EQ(second, fillPlainly(5)) << "it goes on where it was";
+}
+
+TEST(RandomSeedTest, IsTakenByNoOtherGenerator)
+{
+    const long before = gRandomSeed.next;
+    qzRandomUtils::SetRandGenerator([](unsigned char* /*buffer*/, int /*size*/) { return 0; });
+    runOnNewThread([] { fill(4); });
+    qzRandomUtils::SetRandGenerator(nullptr);
+    EXPECT_EQ(gRandomSeed.next, before);
+}
+
+}  // namespace qz
