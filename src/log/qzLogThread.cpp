@@ -22,6 +22,10 @@ constexpr int kLingerLooks = 1000;  // some 40 us
 // inside one.
 thread_local int locksHeld = 0;
 
+// Whether the calling thread is a log thread, for a signal handler, which can't take the lock that
+// guards the id.
+thread_local bool isLogThread = false;
+
 // Holds the lock between processes for a scope, where there is one.
 class FolderLocker {
 public:
@@ -146,7 +150,7 @@ void qzLogThread::start()
 
 void qzLogThread::append(qzLog::LogEntry& entry, bool synchronous)
 {
-    if (log::SignalReport::IsUnderWay() && (isOwnThread() || locksHeld != 0)) {
+    if (log::SignalReport::IsUnderWay() && (isLogThread || locksHeld != 0)) {
         writeAtOnce(entry);
         return;
     }
@@ -232,7 +236,7 @@ void qzLogThread::writeAtOnce(qzLog::LogEntry& entry)
     std::list<qzLog::LogEntry> batch;
     batch.push_back(std::move(entry));
     entry = {};
-    const bool isOwn = isOwnThread();
+    const bool isOwn = isLogThread;
     qzLogParameters parameters = isOwn ? mWorking : mShared;
     parameters.maxFileSize = 0;  // no rotation under the hands of the work that was interrupted
     // The handler belongs to the log thread; and when its own signals are being reported it isn't
@@ -252,6 +256,7 @@ void qzLogThread::writeAtOnce(qzLog::LogEntry& entry)
 
 void qzLogThread::run()
 {
+    isLogThread = true;
     Lock lock(mMutex);
     mOwnThreadId = CurrentThreadId();
     while (true) {

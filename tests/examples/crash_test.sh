@@ -4,6 +4,8 @@
 # shellcheck source=tests/examples/expect.sh
 source "$(dirname "$0")/expect.sh"
 ulimit -c 0
+# A report in a signal handler is no mistake here.
+export TSAN_OPTIONS=${TSAN_OPTIONS:-}:report_signal_unsafe=0
 
 expect 2
 expect_pattern err '^usage: crash LOG-FILE$'

@@ -6,6 +6,7 @@
 // end are never given back, and the log's thread always is.
 extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_options();
+extern "C" const char* __tsan_default_options();
 
 extern "C" const char* __lsan_default_suppressions()
 {
@@ -16,4 +17,10 @@ extern "C" const char* __lsan_default_suppressions()
 extern "C" const char* __lsan_default_options()
 {
     return "print_suppressions=0";
+}
+
+// The library's handler of signals isn't meant to be safe in a signal handler.
+extern "C" const char* __tsan_default_options()
+{
+    return "report_signal_unsafe=0";
 }

@@ -60,7 +60,7 @@ inline std::map<std::string, std::optional<std::string>> getEnvironmentWithoutOt
         const char* const options = std::getenv(name);
         environment[name] = std::string(options != nullptr ? options : "") +
                             ":handle_segv=0:handle_sigbus=0:handle_sigfpe=0:handle_sigill=0"
-                            ":handle_abort=0:report_signal_unsafe=0";
+                            ":handle_abort=0";
     }
     return environment;
 }
