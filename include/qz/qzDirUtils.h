@@ -107,7 +107,7 @@ public:
 
     // --- Paths and where they lead
 
-    /// Makes a path absolute, after `SimplifyPath`.
+    /// Makes a path absolute, after `SimplifyPath`. The empty path is ".".
     ///
     /// A relative path with a base is joined to that, and if an absolute path comes of it, that is
     /// the result as it stands: the disk isn't asked, and base "/a/b" with "../c" gives
@@ -128,8 +128,8 @@ public:
     /// Makes a path relative to a folder that holds it, and never climbs out of that.
     ///
     /// Both are made absolute as `GetAbsolutePathUtf8` does. A path that is relative already counts
-    /// from the base, and is not simplified: "../x" from "/a" gives "../x". Below the base "/" no
-    /// absolute path is found.
+    /// from the base, and is not simplified together with it: "../x" from "/a" gives "../x". Below
+    /// the base "/" no absolute path is found.
     /// @param result becomes the path behind the base; empty on failure.
     /// @return false when the path isn't below the base.
     static bool GetRelativePathUtf8(const std::string& path, std::string& result,

@@ -15,8 +15,8 @@ namespace qz {
 ///
 /// The tree is indexed once, from the disk or from the index of a folder above it. Later changes of
 /// the disk go unseen. A file name with a version behind it, as "model.prt.7", is also found by a
-/// path without one, where it ends with "prt", "asm" or "neu" and there is no file of just that
-/// name.
+/// path without one, where its extension begins with "prt", "asm" or "neu" and there is no file of
+/// just that name; the highest version counts.
 ///
 /// All comparisons are of bytes, case and all. Slashes and backslashes are the same in what is
 /// given; what comes back has slashes.
@@ -73,8 +73,9 @@ public:
 
     /// Indexes what the disk holds below the root, and adds it to what is there.
     /// @param maxFiles as many files, or more, are too many.
-    /// @return false for too many files, which the log tells; the index then holds what came
-    ///     before, and `isInitialized` stays as it was. True for a root that isn't there.
+    /// @return false for too many files, which the log tells; the index then holds the
+    ///     files up to the limit, and `isInitialized` stays as it was. True for a root that isn't
+    ///     there.
     bool initializeSearchPath(unsigned long maxFiles);
     /// Sets the root and builds a new index, from the longest of the ancestors' roots that holds it
     /// if there is one, or else from the disk.
@@ -99,9 +100,11 @@ public:
 
     /// Finds the file that a path means.
     ///
-    /// Of the files of its name the first one counts whose folder has the longest agreement with
-    /// the path's folder; in whole names, except that a folder's name may begin with more than the
-    /// path has: "a/b" agrees in full length with "xa/b".
+    /// Of the files of its name, in the order in which they were indexed, the first one counts
+    /// whose folder has the longest agreement with the path's folder. The search ends with a file
+    /// all of whose folder agrees, if that is more than before; a first file in the root is one,
+    /// having no folder. Whole names agree, except that a folder's name may begin with more than
+    /// the path has: "a/b" agrees in full length with "xa/b".
     /// @return `MatchFull` with the path of a file whose whole relative folder agrees, as it always
     ///     does in the root; `MatchPartial` with the path of any other.
     tMatchResult resolveXRef(const std::string& xref) const;

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cctype>
 
 #include <qz/qzCancelInterface.h>
 #include <qz/qzDirUtils.h>
@@ -15,12 +14,6 @@ namespace {
 using filesystem::EntryName;
 using filesystem::FolderLevel;
 using text::makeLowerCase;
-
-bool endsWith(const std::string& text, const std::string& end)
-{
-    return text.size() >= end.size() &&
-           text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
 
 bool isCancelled(const qzCancelInterfaceReadOnly* cancel)
 {
@@ -119,7 +112,7 @@ bool qzDirUtils::FileSystemVisitor::passesFilter(const std::string& name)
         compared = &mWorkName;
     }
     return std::any_of(mActiveFilter->begin(), mActiveFilter->end(),
-                       [compared](const std::string& end) { return endsWith(*compared, end); });
+                       [compared](const std::string& end) { return compared->ends_with(end); });
 }
 
 }  // namespace qz

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include <emmintrin.h>
+#include "ByteBlock.h"
 
 namespace qz::filesystem {
 
@@ -18,16 +18,13 @@ constexpr bool isSeparator(char byte)
 
 namespace impl {
 
-constexpr std::size_t kBlockSize = 16;
-
 /// Finds the last slash or backslash of a block. @return a negative number when there is none.
 inline int findLastSeparatorInBlock(const char* bytes)
 {
-    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
-    const __m128i isSlash = _mm_cmpeq_epi8(block, _mm_set1_epi8('/'));
-    const __m128i isBackslash = _mm_cmpeq_epi8(block, _mm_set1_epi8('\\'));
-    const int found = _mm_movemask_epi8(_mm_or_si128(isSlash, isBackslash));
-    return found == 0 ? -1 : 31 - __builtin_clz(static_cast<unsigned>(found));
+    const __m128i block = loadBlock(bytes);
+    const unsigned found =
+        takeMarks(_mm_or_si128(findInBlock(block, '/'), findInBlock(block, '\\')));
+    return found == 0 ? -1 : 31 - __builtin_clz(found);
 }
 
 // Whether no byte of eight has its high bit set or is a backslash.
@@ -49,8 +46,8 @@ inline bool isPlainWord(const char* bytes)
 inline std::size_t findLastSeparator(std::string_view path)
 {
     std::size_t i = path.size();
-    for (; i >= impl::kBlockSize; i -= impl::kBlockSize) {
-        const std::size_t start = i - impl::kBlockSize;
+    for (; i >= kBlockSize; i -= kBlockSize) {
+        const std::size_t start = i - kBlockSize;
         const int found = impl::findLastSeparatorInBlock(path.data() + start);
         if (found >= 0) return start + static_cast<std::size_t>(found);
     }

@@ -14,6 +14,17 @@ namespace {
 constexpr std::size_t kSmallestTable = 64;
 constexpr std::uint64_t kPositionMask = 0xffffffff;
 
+// A slot that is in use is never 0.
+std::uint64_t makeSlot(std::size_t hash, std::size_t position)
+{
+    return (hash & ~kPositionMask) | (position + 1);
+}
+
+std::size_t getPosition(std::uint64_t slot)
+{
+    return (slot & kPositionMask) - 1;
+}
+
 // The number behind the name and the byte that parts them; 0 where there is none.
 long readVersion(const std::string& key, std::size_t nameSize)
 {
@@ -56,7 +67,7 @@ const qzXRefResolverSearchPath::Entries* qzXRefResolverSearchPath::Index::find(
 {
     if (mTable.empty()) return nullptr;
     const std::uint64_t found = mTable[findSlot(key, std::hash<std::string>()(key))];
-    return found == 0 ? nullptr : &mNames[(found & kPositionMask) - 1].entries;
+    return found == 0 ? nullptr : &mNames[getPosition(found)].entries;
 }
 
 qzXRefResolverSearchPath::Entries& qzXRefResolverSearchPath::Index::edit(const std::string& key)
@@ -66,9 +77,9 @@ qzXRefResolverSearchPath::Entries& qzXRefResolverSearchPath::Index::edit(const s
     std::uint64_t& slot = mTable[findSlot(key, hash)];
     if (slot == 0) {
         mNames.push_back({key, {}});
-        slot = (hash & ~kPositionMask) | mNames.size();
+        slot = makeSlot(hash, mNames.size() - 1);
     }
-    return mNames[(slot & kPositionMask) - 1].entries;
+    return mNames[getPosition(slot)].entries;
 }
 
 void qzXRefResolverSearchPath::Index::clear()
@@ -85,23 +96,18 @@ std::size_t qzXRefResolverSearchPath::Index::findSlot(const std::string& key,
         const std::uint64_t found = mTable[i];
         if (found == 0) return i;
         const bool isLike = ((found ^ hash) & ~kPositionMask) == 0;
-        if (isLike && mNames[(found & kPositionMask) - 1].key == key) return i;
+        if (isLike && mNames[getPosition(found)].key == key) return i;
     }
 }
 
-// All keys differ, so the first free slot is theirs.
 void qzXRefResolverSearchPath::Index::growTable()
 {
-    std::vector<std::uint64_t> table(std::max(kSmallestTable, mTable.size() * 2));
-    const std::size_t mask = table.size() - 1;
+    std::vector<std::uint64_t>(std::max(kSmallestTable, mTable.size() * 2)).swap(mTable);
     for (std::size_t position = 0; position != mNames.size(); ++position) {
-        const std::size_t hash = std::hash<std::string>()(mNames[position].key);
-        std::size_t i = hash & mask;
-        while (table[i] != 0)
-            i = (i + 1) & mask;
-        table[i] = (hash & ~kPositionMask) | (position + 1);
+        const std::string& key = mNames[position].key;
+        const std::size_t hash = std::hash<std::string>()(key);
+        mTable[findSlot(key, hash)] = makeSlot(hash, position);
     }
-    mTable.swap(table);
 }
 
 qzXRefResolverSearchPath::Index::Order qzXRefResolverSearchPath::Index::makeVersionOrder() const

@@ -1,4 +1,4 @@
-#include <cctype>
+#include <algorithm>
 
 #include <qz/qzDirUtils.h>
 

@@ -1,16 +1,18 @@
 #include <cstring>
 
-#include <emmintrin.h>
-
 #include <qz/qzDirUtils.h>
 
+#include "ByteBlock.h"
 #include "PathText.h"
 
 namespace qz {
 
 namespace {
 
+using filesystem::findInBlock;
 using filesystem::isSeparator;
+using filesystem::kBlockSize;
+using filesystem::loadBlock;
 
 // Each of these begins what has to be changed, or might: a backslash, a second slash, a component
 // with a dot at its start.
@@ -19,26 +21,16 @@ bool isOdd(char before, char byte)
     return byte == '\\' || (before == '/' && (byte == '/' || byte == '.'));
 }
 
-constexpr std::size_t kBlockSize = 16;
-
-__m128i load(const char* bytes)
-{
-    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
-}
-
 // Finds the first odd one of 16 bytes by the byte before each; `kBlockSize` for none.
 std::size_t findOddInBlock(const char* bytes)
 {
-    const __m128i block = load(bytes);
-    const __m128i slash = _mm_set1_epi8('/');
-    const __m128i isBehindSlash = _mm_cmpeq_epi8(load(bytes - 1), slash);
-    const __m128i isSlashOrDot =
-        _mm_or_si128(_mm_cmpeq_epi8(block, slash), _mm_cmpeq_epi8(block, _mm_set1_epi8('.')));
-    const __m128i isBackslash = _mm_cmpeq_epi8(block, _mm_set1_epi8('\\'));
-    const int odd =
-        _mm_movemask_epi8(_mm_or_si128(isBackslash, _mm_and_si128(isBehindSlash, isSlashOrDot)));
-    return odd == 0 ? kBlockSize
-                    : static_cast<std::size_t>(__builtin_ctz(static_cast<unsigned>(odd)));
+    const __m128i block = loadBlock(bytes);
+    const __m128i isBehindSlash = findInBlock(loadBlock(bytes - 1), '/');
+    const __m128i isSlashOrDot = _mm_or_si128(findInBlock(block, '/'), findInBlock(block, '.'));
+    const __m128i isBackslash = findInBlock(block, '\\');
+    const unsigned odd = filesystem::takeMarks(
+        _mm_or_si128(isBackslash, _mm_and_si128(isBehindSlash, isSlashOrDot)));
+    return odd == 0 ? kBlockSize : static_cast<std::size_t>(__builtin_ctz(odd));
 }
 
 // Finds the first byte that is odd, or a closing slash. Two paths of three have none, which decides

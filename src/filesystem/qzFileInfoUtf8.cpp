@@ -1,7 +1,6 @@
-#include <sys/stat.h>
-
 #include <tuple>
-#include <utility>
+
+#include <sys/stat.h>
 
 #include <qz/qzDirUtils.h>
 

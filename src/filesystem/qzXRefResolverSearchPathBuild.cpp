@@ -50,17 +50,11 @@ bool XRefResolverFileSystemVisitor::visitFile(const std::string& folder, const s
 
 namespace {
 
-bool startsWith(const std::string& text, const std::string& start)
-{
-    return text.compare(0, start.size(), start) == 0;
-}
-
 // Whether a folder, with its bytes in reverse order, is `sub` or below it.
 bool isBelow(std::string_view reversedFolder, std::string_view sub)
 {
-    if (reversedFolder.size() < sub.size()) return false;
+    if (!reversedFolder.ends_with(sub)) return false;
     const std::size_t rest = reversedFolder.size() - sub.size();
-    if (reversedFolder.substr(rest) != sub) return false;
     return rest == 0 || reversedFolder[rest - 1] == '/';
 }
 
@@ -127,7 +121,7 @@ const qzXRefResolverSearchPath* qzXRefResolverSearchPath::findAncestor(
     const qzXRefResolverSearchPath* longest = nullptr;
     for (const qzXRefResolverSearchPath* const ancestor : ancestors) {
         if (ancestor == nullptr || !ancestor->mInitialized) continue;
-        if (!startsWith(mRootWithSlash, ancestor->mRootWithSlash)) continue;
+        if (!mRootWithSlash.starts_with(ancestor->mRootWithSlash)) continue;
         if (longest == nullptr ||
             ancestor->mRootWithSlash.size() > longest->mRootWithSlash.size()) {
             longest = ancestor;
@@ -139,7 +133,7 @@ const qzXRefResolverSearchPath* qzXRefResolverSearchPath::findAncestor(
 bool qzXRefResolverSearchPath::initializeSearchPathFromAnAncestor(
     const qzXRefResolverSearchPath& ancestor, unsigned long maxFiles)
 {
-    if (!startsWith(mRootWithSlash, ancestor.mRootWithSlash)) return false;
+    if (!mRootWithSlash.starts_with(ancestor.mRootWithSlash)) return false;
     const bool isTaken = mRootWithSlash == ancestor.mRootWithSlash
                              ? takeWholeIndex(ancestor, maxFiles)
                              : takeIndexBelow(ancestor, maxFiles);
