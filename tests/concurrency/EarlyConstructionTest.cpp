@@ -2,10 +2,12 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <functional>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -20,6 +22,7 @@
 #include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
 #include "support/LogCapture.h"
+#include "support/Waiting.h"
 
 namespace qz {
 
@@ -63,6 +66,22 @@ std::function<std::shared_ptr<void>()> maker(Arguments... arguments)
     return [arguments...] { return std::make_shared<Object>(arguments...); };
 }
 
+// An updater whose thread waits already: it has called something, and given its mutex back.
+std::shared_ptr<void> makeWaitingUpdater()
+{
+    constexpr unsigned kHourSeconds = 3600;
+    auto updater = std::make_shared<qzThreadPeriodicalUpdater>(kHourSeconds);
+    std::atomic<int> calls = 0;
+    const auto count = [](void* counter) { ++*static_cast<std::atomic<int>*>(counter); };
+    EXPECT_TRUE(support::waitUntil([&] {
+        updater->addCallback(count, &calls);
+        std::this_thread::yield();
+        updater->removeCallback(count, &calls);
+        return calls > 0;
+    }));
+    return updater;
+}
+
 const Row kRows[] = {
     {"qzMutex", maker<qzMutex>(), {kMutex}, 1},
     {"qzMutex2", maker<qzMutex2>(), {kMutex}, 0},
@@ -70,10 +89,7 @@ const Row kRows[] = {
     {"qzWaitCondition", maker<qzWaitCondition>(), {kCondition}, 1},
     {"qzSemaphore", maker<qzSemaphore>(1U), {kMutex, kCondition}, 2},
     {"qzThread", maker<PlainThread>(), {kThread}, 1},
-    {"qzThreadPeriodicalUpdater",
-     maker<qzThreadPeriodicalUpdater>(1U),
-     {kThread, kMutex, kCondition},
-     3},
+    {"qzThreadPeriodicalUpdater", &makeWaitingUpdater, {kThread, kMutex, kCondition}, 3},
     {"qzWorkThread", maker<PlainWorkThread>(), {kThread, kCondition, kMutex, kMutex}, 4},
 };
 

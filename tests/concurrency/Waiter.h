@@ -15,6 +15,16 @@
 
 namespace qz {
 
+/// Whether a thread sleeps, by its kernel's number; 0 is no thread yet.
+inline bool isAsleep(long kernelId)
+{
+    if (kernelId == 0) return false;
+    std::ifstream file("/proc/self/task/" + std::to_string(kernelId) + "/stat");
+    std::string text;
+    std::getline(file, text);
+    return text.find(") S ") != std::string::npos;  // behind the name in parentheses
+}
+
 /// Runs a piece of work that may have to wait, on a thread of its own.
 class Waiter {
 public:
@@ -40,20 +50,10 @@ public:
     /// claims must hold anyway.
     bool awaitSleep() const
     {
-        return support::waitUntil([this] { return mIsDone || isAsleep(); });
+        return support::waitUntil([this] { return mIsDone || isAsleep(mKernelId); });
     }
 
 private:
-    // The state stands behind the name in parentheses.
-    bool isAsleep() const
-    {
-        if (mKernelId == 0) return false;
-        std::ifstream file("/proc/self/task/" + std::to_string(mKernelId) + "/stat");
-        std::string text;
-        std::getline(file, text);
-        return text.find(") S ") != std::string::npos;
-    }
-
     std::atomic<long> mKernelId = 0;
     std::atomic<bool> mIsDone = false;
     std::thread mThread;

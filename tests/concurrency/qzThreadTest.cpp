@@ -432,7 +432,7 @@ TEST(qzThreadEnd, ByAnExceptionIsReportedAndEndsTheProcess)
         thread.waitThread(qzThread::msNoLimit);
         return 0;
     });
-    EXPECT_EQ(result.getEnd(), "signal 6");
+    EXPECT_EQ(result.getEnd(), "signal 6") << result.err;
     EXPECT_THAT(result.out, HasSubstr("Catch an exception : 'std::runtime_error(\"the body's own "
                                       "text\")' see application and system logs"));
 }

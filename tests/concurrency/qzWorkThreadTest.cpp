@@ -1,5 +1,8 @@
 #include <qz/qzWorkThread.h>
 
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <functional>
 #include <list>
@@ -215,15 +218,22 @@ TEST_F(qzWorkThreadTest, LeavesJobsThatWereAddedAheadOfTheFirstWake)
     class LateThread : public qzWorkThread {
     public:
         ~LateThread() override { stop(); }
+        void run() override
+        {
+            mKernelId = ::syscall(SYS_gettid);
+            qzWorkThread::run();
+        }
         void processJob(qzJob* /*job*/) override { ++mDone; }
+        std::atomic<long> mKernelId = 0;
         std::atomic<int> mDone = 0;
     };
     LateThread thread;
     TestJob job;
     thread.addJob(&job);
     thread.startThread("late");
-    EXPECT_EQ(thread.mDone, 0);
+    EXPECT_TRUE(waitUntil([&] { return isAsleep(thread.mKernelId); }));
     thread.beginWake();
+    EXPECT_EQ(thread.mDone, 0);
     EXPECT_THAT(Peer::getJobs(thread), ElementsAre(&job)) << "idle, though there is a job";
     thread.endWake();
     EXPECT_TRUE(waitUntil([&] { return thread.mDone == 1; }));
