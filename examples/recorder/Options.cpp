@@ -16,7 +16,8 @@ const char* const kUsage =
     "Several threads (2 to 64) share the files: number n records its files to PATH.n.\n"
     "Without files it takes texts of this machine; without PATH the recording is temporary.\n"
     "The log goes to its file, which is renamed at 1 MiB; without one it goes to the console.\n"
-    "Ctrl-C finishes the records at work, keeps the recording and says what is missing.\n"
+    "Ctrl-C finishes the records at work, keeps the recording and says what is missing; an input\n"
+    "that sends nothing holds that up.\n"
     "Exit status: 0 when all matched, 1 when something did not, 2 for a wrong command line,\n"
     "3 after an interruption.\n";
 

@@ -111,6 +111,7 @@ Status run(const Options& options, const qz::qzCancelInterfaceReadOnly& cancel)
     if (isDone) qz::logInfo(kChannel) << "all records match";
     qz::qzLog::msInstance->flush();
     printSummary(written, readBack, entries);
+    std::cout << (isDone ? "  all records match\n" : "  not all records match; the log says why\n");
     if (cancel.shouldCancel()) return StatusInterrupted;
     return isDone ? StatusDone : StatusFailed;
 }
