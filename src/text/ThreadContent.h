@@ -67,6 +67,10 @@ public:
     }
     const Converter* getFromWide(int to) const;
 
+    /// The neighbours in the list of all contents, which whoever made this one keeps.
+    ThreadContent* previous = nullptr;
+    ThreadContent* next = nullptr;
+
 private:
     static bool isSet(int set) { return static_cast<unsigned>(set) < kSetCount; }
 

@@ -1,5 +1,6 @@
 #include <cstdlib>
 #include <memory>
+#include <mutex>
 
 #include <locale.h>
 #include <pthread.h>
@@ -47,9 +48,30 @@ LocaleCell makeLocaleCell()
     return LocaleCell(cell);
 }
 
+// The contents of all threads, so that none stays behind when the services end ahead of a thread,
+// as they do for that of the log.
+std::mutex gContentsMutex;
+text::ThreadContent* gContents = nullptr;  // guarded by gContentsMutex
+
+void addToList(text::ThreadContent* content)
+{
+    const std::lock_guard<std::mutex> lock(gContentsMutex);
+    content->next = gContents;
+    if (gContents != nullptr) gContents->previous = content;
+    gContents = content;
+}
+
+void removeFromList(const text::ThreadContent* content)
+{
+    const std::lock_guard<std::mutex> lock(gContentsMutex);
+    (content->previous != nullptr ? content->previous->next : gContents) = content->next;
+    if (content->next != nullptr) content->next->previous = content->previous;
+}
+
 void deleteThreadContent(void* content)
 {
-    delete static_cast<text::ThreadContent*>(content);
+    const std::unique_ptr<text::ThreadContent> ended(static_cast<text::ThreadContent*>(content));
+    removeFromList(ended.get());
 }
 
 KeyCell makeKeyCell()
@@ -89,6 +111,7 @@ const text::ThreadContent* text::getThreadContent()
     }
     auto made = std::make_unique<ThreadContent>();
     if (::pthread_setspecific(key, made.get()) != 0) return nullptr;
+    addToList(made.get());
     return made.release();
 }
 
@@ -115,9 +138,10 @@ bool qzStringUtils::TerminateStringUtils()
     delete std::exchange(msCplusLocale, nullptr);
     ++gGeneration;
     if (msThreadContent == nullptr) return true;
-    deleteThreadContent(::pthread_getspecific(*msThreadContent));
     ::pthread_setspecific(*msThreadContent, nullptr);
     DeleteKeyCell()(std::exchange(msThreadContent, nullptr));
+    while (gContents != nullptr)
+        deleteThreadContent(gContents);
     return true;
 }
 

@@ -224,9 +224,10 @@ TEST_F(qzThreadTest, WaitsAtItsEnd)
             explicit LateThread(bool* hasRun) : mHasRun(hasRun) {}
             void run() override
             {
+                bool* const hasRun = mHasRun;  // the object is on its way out behind this
                 mIsInside = true;
                 std::this_thread::sleep_for(std::chrono::milliseconds(20));
-                *mHasRun = true;
+                *hasRun = true;
             }
             std::atomic<bool> mIsInside = false;
 

@@ -83,5 +83,6 @@ int main(int argumentCount, char** arguments)
 {
     const qz::support::LibraryStart library(qz::FullInit);
     qzLog::msInstance->setLogLevel(qz::LogLevelDebug);
+    qzLog::msInstance->flush();  // the log's thread has come up, and a sanitizer knows it
     return qz::faults::runScenario(argumentCount, arguments, &dispatch);
 }

@@ -2,15 +2,14 @@
 // it, and a linker takes no library member for that.
 
 // setlocale and newlocale of glibc (seen in 2.36) lose the text that they make of LOCPATH, by which
-// tests find their locales. The converters of a thread that is still there when the text services
-// end are never given back, and the log's thread always is.
+// tests find their locales.
 extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_options();
 extern "C" const char* __tsan_default_options();
 
 extern "C" const char* __lsan_default_suppressions()
 {
-    return "leak:argz_add_sep\nleak:qz::text::getThreadContent\n";
+    return "leak:argz_add_sep\n";
 }
 
 // Tests read what a program says on its standard error stream.
