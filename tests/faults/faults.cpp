@@ -138,6 +138,13 @@ extern "C" __attribute__((visibility("default"))) void qzFaultsWatch(int change)
     gWatches += change;
 }
 
+static bool isFromSanitizer(const void* caller)
+{
+    Dl_info where = {};
+    return ::dladdr(caller, &where) != 0 && where.dli_fname != nullptr &&
+           std::strstr(where.dli_fname, "/libasan.") != nullptr;
+}
+
 // The definitions carry names of their own and the C library's name as their symbol, since its
 // declarations differ in their exception specifications.
 
@@ -165,6 +172,18 @@ extern "C" __attribute__((visibility("default"))) void qzFaultsWatch(int change)
         real.get() arguments;                                               \
         errno = error;                                                      \
         return failure;                                                     \
+    }
+
+// A call that a sanitizer makes by itself as well, and takes its failure for its own end.
+#define QZ_DEFINE_FOR_PROGRAM(id, symbol, Result, parameters, arguments, failure) \
+    extern "C" __attribute__((visibility("default")))                             \
+    Result fault_##symbol parameters __asm__(#symbol);                            \
+    Result fault_##symbol parameters                                              \
+    {                                                                             \
+        static constinit Real<Result parameters> real(#symbol);                   \
+        const bool isOwn = isFromSanitizer(__builtin_return_address(0));          \
+        if (!isOwn && call_##id.mustFail()) return failure;                       \
+        return real.get() arguments;                                              \
     }
 
 #define QZ_DEFINE_OPEN(id, symbol, parameters, arguments, last)                                \
@@ -320,8 +339,8 @@ QZ_CALL(pthread_key_create, "pthread_key_create");
 QZ_DEFINE(pthread_key_create, pthread_key_create, int, (pthread_key_t * key, CleanUp* cleanUp),
           (key, cleanUp), errno)
 QZ_CALL(pthread_setspecific, "pthread_setspecific");
-QZ_DEFINE(pthread_setspecific, pthread_setspecific, int, (pthread_key_t key, const void* value),
-          (key, value), errno)
+QZ_DEFINE_FOR_PROGRAM(pthread_setspecific, pthread_setspecific, int,
+                      (pthread_key_t key, const void* value), (key, value), errno)
 QZ_CALL(mmap, "mmap");
 QZ_DEFINE(mmap, mmap, void*,
           (void* address, size_t size, int protection, int flags, int fd, off_t offset),
