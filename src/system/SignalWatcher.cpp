@@ -172,7 +172,11 @@ void handleSignal(int signal, siginfo_t* info, void* context)
         if (signal == SIGSEGV) takeBackBadCall(*info, context);
         const SignalDecision decision = decideAboutSignal(signal);
         const std::string shortText = report(signal, *info, decision);
-        if (decision.isFatal) throw std::runtime_error(shortText);
+        if (decision.isFatal) {
+            // Nobody comes back from this handler to restore what whoever called it has blocked.
+            ::pthread_sigmask(SIG_SETMASK, &static_cast<ucontext_t*>(context)->uc_sigmask, nullptr);
+            throw std::runtime_error(shortText);
+        }
     }
     passOn(signal, info, context);
     errno = interruptedErrno;

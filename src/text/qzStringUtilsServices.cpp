@@ -138,10 +138,10 @@ bool qzStringUtils::TerminateStringUtils()
     delete std::exchange(msCplusLocale, nullptr);
     ++gGeneration;
     if (msThreadContent == nullptr) return true;
-    ::pthread_setspecific(*msThreadContent, nullptr);
-    DeleteKeyCell()(std::exchange(msThreadContent, nullptr));
     while (gContents != nullptr)
         deleteThreadContent(gContents);
+    ::pthread_setspecific(*msThreadContent, nullptr);
+    DeleteKeyCell()(std::exchange(msThreadContent, nullptr));
     return true;
 }
 

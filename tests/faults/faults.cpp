@@ -142,7 +142,8 @@ static bool isFromSanitizer(const void* caller)
 {
     Dl_info where = {};
     return ::dladdr(caller, &where) != 0 && where.dli_fname != nullptr &&
-           std::strstr(where.dli_fname, "/libasan.") != nullptr;
+           (std::strstr(where.dli_fname, "/libasan.") != nullptr ||
+            std::strstr(where.dli_fname, "/libtsan.") != nullptr);
 }
 
 // The definitions carry names of their own and the C library's name as their symbol, since its
