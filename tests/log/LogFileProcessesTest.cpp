@@ -66,14 +66,16 @@ TEST(LogFileProcessesTest, FindEachLineOnceAndWholeOverAllRotations)
 
     std::vector<std::vector<int>> found(kProcesses, std::vector<int>(kLines));
     const std::vector<std::string> names = listLogs(folder.getPath());
-    EXPECT_GE(names.size(), static_cast<std::size_t>(kProcesses * kLines * 55 / kFileSize));
+    EXPECT_GE(names.size(), 2U);
     for (const std::string& name : names) {
         const std::string content = folder.read(name);
         ASSERT_EQ(content.compare(0, 3, kByteOrderMark), 0) << name;
         EXPECT_EQ(content.rfind(kByteOrderMark), 0U) << name;
-        // Beyond the size by the last line, and by a batch that came meanwhile: none can, as the
-        // whole batch is written under the lock.
-        EXPECT_LE(static_cast<long>(content.size()), kFileSize + kMostOfALine) << name;
+        // A file that was left had grown beyond the size, and by one line only: a whole batch is
+        // written under the lock.
+        const long size = static_cast<long>(content.size());
+        EXPECT_TRUE(name == "log.txt" || size > kFileSize) << name << ' ' << size;
+        EXPECT_LE(size, kFileSize + kMostOfALine) << name;
         for (const std::string& message : takeMessages(content.substr(3))) {
             int process = -1;
             long line = -1;
