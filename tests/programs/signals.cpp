@@ -211,13 +211,29 @@ QZ_OPAQUE void abortProcess()
     std::abort();
 }
 
+// Blocks a signal for a scope, also one that an exception ends.
+class BlockedSignal {
+public:
+    explicit BlockedSignal(int signal)
+    {
+        sigset_t blocked;
+        ::sigemptyset(&blocked);
+        ::sigaddset(&blocked, signal);
+        ::pthread_sigmask(SIG_BLOCK, &blocked, &mBefore);
+    }
+    ~BlockedSignal() { ::pthread_sigmask(SIG_SETMASK, &mBefore, nullptr); }
+    BlockedSignal(const BlockedSignal&) = delete;
+    BlockedSignal& operator=(const BlockedSignal&) = delete;
+
+    const sigset_t& getMaskBefore() const { return mBefore; }
+
+private:
+    sigset_t mBefore;
+};
+
 void awaitTimer(int signal)
 {
-    sigset_t blocked;
-    sigset_t before;
-    ::sigemptyset(&blocked);
-    ::sigaddset(&blocked, signal);
-    ::pthread_sigmask(SIG_BLOCK, &blocked, &before);
+    const BlockedSignal blocked(signal);
     sigevent event = {};
     event.sigev_notify = SIGEV_SIGNAL;
     event.sigev_signo = signal;
@@ -225,8 +241,7 @@ void awaitTimer(int signal)
     const itimerspec soon = {{0, 0}, {0, 1000000}};
     if (::timer_create(CLOCK_MONOTONIC, &event, &timer) != 0) ::_exit(99);
     ::timer_settime(timer, 0, &soon, nullptr);
-    ::sigsuspend(&before);
-    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    ::sigsuspend(&blocked.getMaskBefore());
 }
 
 void writeToBrokenPipe()
