@@ -15,25 +15,14 @@ class SystemError;
 
 namespace impl {
 
+/// Whether `T` is one of `Types`.
+template <typename T, typename... Types>
+inline constexpr bool isAmong = (std::is_same_v<T, Types> || ...);
+
 /// Whether `T` is an integer that a stream shows as a number, of at most 64 bits.
 template <typename T>
-inline constexpr bool isNumber = false;
-template <>
-inline constexpr bool isNumber<short> = true;
-template <>
-inline constexpr bool isNumber<unsigned short> = true;
-template <>
-inline constexpr bool isNumber<int> = true;
-template <>
-inline constexpr bool isNumber<unsigned int> = true;
-template <>
-inline constexpr bool isNumber<long> = true;
-template <>
-inline constexpr bool isNumber<unsigned long> = true;
-template <>
-inline constexpr bool isNumber<long long> = true;
-template <>
-inline constexpr bool isNumber<unsigned long long> = true;
+inline constexpr bool isNumber = isAmong<T, short, unsigned short, int, unsigned int, long,
+                                         unsigned long, long long, unsigned long long>;
 
 }  // namespace impl
 

@@ -90,7 +90,7 @@ class qzMutexLocker {
 public:
     /// @param mutex must outlive the locker.
     /// @param lockNow false leaves the mutex alone until `lock`.
-    explicit qzMutexLocker(qzMutex& mutex, bool lockNow = true) : mMutex(&mutex), mLocked(false)
+    explicit qzMutexLocker(qzMutex& mutex, bool lockNow = true) : mMutex(&mutex)
     {
         if (lockNow) lock();
     }
@@ -108,7 +108,7 @@ public:
 
 private:
     qzMutex* mMutex;
-    bool mLocked;
+    bool mLocked = false;
 };
 
 inline void qzMutexLocker::lock()

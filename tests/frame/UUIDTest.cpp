@@ -38,7 +38,7 @@ TEST(UUIDTest, HasItsFormatByNumber)
 TEST(UUIDTest, OverwritesATextOfAnySize)
 {
     const unsigned char bytes[16] = {};
-    for (const std::size_t size : {0, 1, 31, 32, 33, 1000}) {
+    for (const std::size_t size : {0UL, 1UL, 31UL, 32UL, 33UL, 1000UL}) {
         EXPECT_EQ(toText(bytes, std::string(size, 'x')), std::string(32, '0')) << size;
     }
 }
