@@ -157,7 +157,7 @@ void takeBackBadCall(const siginfo_t& info, void* context)
     writeSignal(text, signal);
     writeSignalCode(text, signal, info.si_code);
     writeOrigin(text, info);
-    const std::string shortText = text.str();
+    std::string shortText = text.str();
     if (decision.wantsTrace) writeTrace(text);
     qzLogObject(decision.isFatal ? qzLog::Critical : qzLog::Info, /*synchronous=*/true, nullptr,
                 "qzSystem")
