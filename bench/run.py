@@ -18,6 +18,9 @@ import statistics
 import subprocess
 import sys
 
+# What the benchmark library adds to a name for the clock of a case.
+CLOCK = re.compile(r"(/iterations:\d+)?(/(real|manual)_time)?$")
+
 OURS = "qz"
 EMPTY = "frame"
 LIMIT = "limit"
@@ -256,7 +259,7 @@ def medians(document):
         name = entry["run_name"]
         # Wall time counts where other processes do the work, and the thread's own elsewhere.
         clock = "real_time" if name.endswith("/real_time") else "cpu_time"
-        row, contender = name.removesuffix("/real_time").split("/")
+        row, contender = CLOCK.sub("", name).split("/")
         samples = times.setdefault(row, {}).setdefault(contender, [])
         samples.append(entry[clock] * scale[entry["time_unit"]])
     return {row: {contender: statistics.median(samples) for contender, samples in found.items()}
