@@ -258,7 +258,7 @@ def medians(document):
             continue
         name = entry["run_name"]
         # Wall time counts where other processes do the work, and the thread's own elsewhere.
-        clock = "real_time" if name.endswith("/real_time") else "cpu_time"
+        clock = "real_time" if name.endswith(("/real_time", "/manual_time")) else "cpu_time"
         row, contender = CLOCK.sub("", name).split("/")
         samples = times.setdefault(row, {}).setdefault(contender, [])
         samples.append(entry[clock] * scale[entry["time_unit"]])
