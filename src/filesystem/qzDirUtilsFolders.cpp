@@ -6,15 +6,12 @@
 
 #include <qz/qzDirUtils.h>
 
+#include "frame/FreeMemory.h"
 #include "text/LocalPath.h"
 
 namespace qz {
 
 namespace {
-
-struct FreeText {
-    void operator()(char* text) const { std::free(text); }
-};
 
 std::string getVariable(const char* name, const char* fallback)
 {
@@ -36,7 +33,7 @@ std::string qzDirUtils::GetTempFolderUtf8()
 
 std::string qzDirUtils::GetCurrentWorkingDirUtf8()
 {
-    const std::unique_ptr<char, FreeText> folder(::getcwd(nullptr, 0));
+    const std::unique_ptr<char, FreeMemory> folder(::getcwd(nullptr, 0));
     return folder != nullptr ? text::fromLocal(folder.get()) : std::string();
 }
 

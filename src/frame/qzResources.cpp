@@ -3,7 +3,7 @@
 #include <list>
 #include <map>
 #include <memory>
-#include <optional>
+#include <mutex>
 #include <utility>
 
 #include <qz/qzLogObject.h>
@@ -40,17 +40,12 @@ std::list<const rc::impl::Module*>& getModules()
     return *modules;
 }
 
-// Holds the registry's mutex for a scope, when there is one.
-class RegistryLock {
-public:
-    RegistryLock()
-    {
-        if (gRegistry != nullptr && gRegistry->mutex != nullptr) mLocker.emplace(*gRegistry->mutex);
-    }
-
-private:
-    std::optional<qzMutexLocker> mLocker;
-};
+// Holds the registry's mutex, when there is one.
+std::unique_lock<qzMutex> lockRegistry()
+{
+    if (gRegistry == nullptr || gRegistry->mutex == nullptr) return {};
+    return std::unique_lock(*gRegistry->mutex);
+}
 
 void add(const char* name, const Resource& resource)
 {
@@ -71,7 +66,7 @@ void remove(const char* name)
 
 bool find(const std::string& name, Resource& found)
 {
-    const RegistryLock lock;
+    const std::unique_lock<qzMutex> lock = lockRegistry();
     if (gRegistry == nullptr) return false;
     const auto entry = gRegistry->entries.find(name);
     if (entry == gRegistry->entries.end()) return false;
@@ -148,7 +143,7 @@ void RegisterResources(unsigned long count, const char* blob, const char* const*
                        const char* const* digests, const unsigned long* sizes,
                        const unsigned long* offsets)
 {
-    const RegistryLock lock;
+    const std::unique_lock<qzMutex> lock = lockRegistry();
     for (unsigned long i = 0; i < count; ++i) {
         add(names[i], {digests[i], blob + offsets[i], sizes[i]});
     }
@@ -158,7 +153,7 @@ void UnRegisterResources(unsigned long count, const char* /*blob*/, const char* 
                          const char* const* /*digests*/, const unsigned long* /*sizes*/,
                          const unsigned long* /*offsets*/)
 {
-    const RegistryLock lock;
+    const std::unique_lock<qzMutex> lock = lockRegistry();
     for (unsigned long i = 0; i < count; ++i) {
         remove(names[i]);
     }

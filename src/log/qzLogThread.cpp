@@ -22,27 +22,9 @@ constexpr int kLingerLooks = 1000;  // some 40 us
 // inside one.
 thread_local int locksHeld = 0;
 
-// Whether the calling thread is a log thread, for a signal handler, which can't take the lock that
-// guards the id.
-thread_local bool isLogThread = false;
-
-// Holds the lock between processes for a scope, where there is one.
-class FolderLocker {
-public:
-    explicit FolderLocker(qzMutexSystem* folderLock) : mFolderLock(folderLock)
-    {
-        if (mFolderLock != nullptr) mFolderLock->lock();
-    }
-    ~FolderLocker()
-    {
-        if (mFolderLock != nullptr) mFolderLock->unlock();
-    }
-    FolderLocker(const FolderLocker&) = delete;
-    FolderLocker& operator=(const FolderLocker&) = delete;
-
-private:
-    qzMutexSystem* mFolderLock;
-};
+// The log thread that the calling thread is, or null. Asked without a lock: a signal handler could
+// not take it.
+thread_local const qzLogThread* ownLogThread = nullptr;
 
 // Moves an entry to an element that had another one. What the element has left goes the other way,
 // so that a writer frees on its own thread what a writer has allocated. The prefix is made later.
@@ -150,7 +132,7 @@ void qzLogThread::start()
 
 void qzLogThread::append(qzLog::LogEntry& entry, bool synchronous)
 {
-    if (log::SignalReport::IsUnderWay() && (isLogThread || locksHeld != 0)) {
+    if (log::SignalReport::IsUnderWay() && (isOwnThread() || locksHeld != 0)) {
         writeAtOnce(entry);
         return;
     }
@@ -181,7 +163,7 @@ void qzLogThread::flush()
 
 bool qzLogThread::isOwnThread() const
 {
-    return CurrentThreadId() == mOwnThreadId;
+    return ownLogThread == this;
 }
 
 // Waits once: whoever wakes the condition has seen the queue empty.
@@ -236,7 +218,7 @@ void qzLogThread::writeAtOnce(qzLog::LogEntry& entry)
     std::list<qzLog::LogEntry> batch;
     batch.push_back(std::move(entry));
     entry = {};
-    const bool isOwn = isLogThread;
+    const bool isOwn = isOwnThread();
     qzLogParameters parameters = isOwn ? mWorking : mShared;
     parameters.maxFileSize = 0;  // no rotation under the hands of the work that was interrupted
     // The handler belongs to the log thread; and when its own signals are being reported it isn't
@@ -256,9 +238,8 @@ void qzLogThread::writeAtOnce(qzLog::LogEntry& entry)
 
 void qzLogThread::run()
 {
-    isLogThread = true;
+    ownLogThread = this;
     Lock lock(mMutex);
-    mOwnThreadId = CurrentThreadId();
     while (true) {
         if (mReconfigure) {
             reconfigure(lock);
@@ -301,7 +282,7 @@ void qzLogThread::writeQueue(Lock& lock)
     mQueuedBytes = 0;
     lock.unlock();
     {
-        const FolderLocker folderLocker(mFolderLock.get());
+        const std::unique_lock<qzMutexSystem> folderLock = lockFolder();
         qzLog::WriteImpl(mWorking, batch);
     }
     prepareForReuse(batch);
@@ -350,8 +331,15 @@ void qzLogThread::applyFileSettings(qzLogParameters& fresh, bool install)
         keepFileInUse(fresh);
         return;
     }
-    const FolderLocker folderLocker(mFolderLock.get());
+    const std::unique_lock<qzMutexSystem> folderLock = lockFolder();
     log::installFile(fresh);
+}
+
+// Keeps other processes from the folder, where there is a lock for it.
+std::unique_lock<qzMutexSystem> qzLogThread::lockFolder() const
+{
+    return mFolderLock != nullptr ? std::unique_lock(*mFolderLock)
+                                  : std::unique_lock<qzMutexSystem>();
 }
 
 // Which file is in use is what this thread knows, and not a setting.

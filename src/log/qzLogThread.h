@@ -4,7 +4,7 @@
 #include <functional>
 #include <list>
 #include <memory>
-#include <string>
+#include <mutex>
 
 #include <qz/qzLog.h>
 #include <qz/qzMutex.h>
@@ -58,9 +58,9 @@ private:
     void confirmDrained();
     void writeAtOnce(qzLog::LogEntry& entry);
     void applyFileSettings(qzLogParameters& fresh, bool install);
+    std::unique_lock<qzMutexSystem> lockFolder() const;
     void keepFileInUse(qzLogParameters& fresh) const;
 
-    std::string mOwnThreadId;
     qzLogParameters mShared;  // what is published
     std::list<qzLog::LogEntry> mQueue;
     std::uint64_t mQueuedBytes = 0;     // of the messages

@@ -1,6 +1,5 @@
 #include <qz/qzException.h>
 
-#include <cstdlib>
 #include <exception>
 #include <memory>
 #include <stdexcept>
@@ -11,15 +10,13 @@
 
 #include <qz/qzLogObject.h>
 
+#include "frame/FreeMemory.h"
+
 namespace qz::exception::impl {
 
 namespace {
 
 constexpr const char* kUnknownException = "Unknown exception";
-
-struct FreeMemory {
-    void operator()(char* text) const { std::free(text); }
-};
 
 std::string getReadableTypeName(const std::type_info& type)
 {

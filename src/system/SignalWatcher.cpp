@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cstddef>
-#include <cstdlib>
 #include <iterator>
 #include <memory>
 #include <sstream>
@@ -21,6 +20,7 @@
 #include <qz/qzThread.h>
 
 #include "SignalText.h"
+#include "frame/FreeMemory.h"
 #include "log/SignalReport.h"
 #include "log/WatchedSignals.h"
 
@@ -77,10 +77,6 @@ void writeOrigin(std::ostream& out, const siginfo_t& info)
                /*largePrefixes=*/true, /*smallPrefixes=*/false)
         << "B, sent by UID " << info.si_uid;
 }
-
-struct FreeMemory {
-    void operator()(char** symbols) const { std::free(symbols); }
-};
 
 // Part of the handler itself, so that the handler is the first frame: the one that is left out.
 [[gnu::always_inline]] inline void writeTrace(std::ostream& out)

@@ -6,6 +6,7 @@
 #include <qz/qzStringUtils.h>
 #include <qz/qzSystemUtils.h>
 
+#include "frame/FreeMemory.h"
 #include "frame/StandardFile.h"
 
 namespace qz {
@@ -13,10 +14,6 @@ namespace qz {
 namespace {
 
 constexpr std::size_t kBlockSize = 4097;
-
-struct FreeMemory {
-    void operator()(char* memory) const { std::free(memory); }
-};
 
 // All that can be read; nothing of a file that can't be opened.
 std::string readAll(const char* path)

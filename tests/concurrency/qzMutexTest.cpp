@@ -57,16 +57,6 @@ bool isFree(Mutex& mutex)
     return result;
 }
 
-template <typename Mutex>
-class Ended : public Mutex {
-public:
-    explicit Ended(bool* ended) : mEnded(ended) {}
-    ~Ended() override { *mEnded = true; }
-
-private:
-    bool* mEnded;
-};
-
 }  // namespace
 
 template <typename Mutex>
@@ -151,10 +141,7 @@ TYPED_TEST(BothMutexes, GuardPlainData)
 
 TYPED_TEST(BothMutexes, BeginTheirVirtualFunctionsWithTheDestructor)
 {
-    bool ended = false;
-    auto mutex = std::make_unique<Ended<TypeParam>>(&ended);
-    callSlot<void>(mutex.release(), kDeletingDestructor);
-    EXPECT_TRUE(ended);
+    EXPECT_TRUE(isEndedBySlot<TypeParam>(kDeletingDestructor));
 }
 
 class qzMutexTest : public ::testing::Test {

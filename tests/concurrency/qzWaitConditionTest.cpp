@@ -31,15 +31,6 @@ static_assert(qzWaitCondition::msNoLimit == static_cast<unsigned long>(-1));
 
 constexpr int kDeletingDestructor = 1;
 
-class EndedCondition : public qzWaitCondition {
-public:
-    explicit EndedCondition(bool* ended) : mEnded(ended) {}
-    ~EndedCondition() override { *mEnded = true; }
-
-private:
-    bool* mEnded;
-};
-
 std::chrono::nanoseconds readWallClock()
 {
     timespec now = {};
@@ -185,10 +176,7 @@ TEST_F(qzWaitConditionTest, HasNothingToChoose)
 
 TEST_F(qzWaitConditionTest, BeginsItsVirtualFunctionsWithTheDestructor)
 {
-    bool ended = false;
-    auto condition = std::make_unique<EndedCondition>(&ended);
-    callSlot<void>(condition.release(), kDeletingDestructor);
-    EXPECT_TRUE(ended);
+    EXPECT_TRUE(isEndedBySlot<qzWaitCondition>(kDeletingDestructor));
 }
 
 // --- What it asks of the system

@@ -100,18 +100,7 @@ TEST(StampGeneratorTest, OwnsItsCounterBehindAPointer)
 
 TEST(StampGeneratorTest, HasTheDestructorForItsVirtualFunction)
 {
-    class Ended : public StampGenerator {
-    public:
-        explicit Ended(bool* ended) : mEnded(ended) {}
-        ~Ended() override { *mEnded = true; }
-
-    private:
-        bool* mEnded;
-    };
-    bool ended = false;
-    auto generator = std::make_unique<Ended>(&ended);
-    callSlot<void>(generator.release(), kDeletingDestructor);
-    EXPECT_TRUE(ended);
+    EXPECT_TRUE(isEndedBySlot<StampGenerator>(kDeletingDestructor));
 }
 
 }  // namespace qz

@@ -130,18 +130,7 @@ TEST(qzVersionTest, HoldsItsFieldsInTheirOrder)
 
 TEST(qzVersionTest, HasTheDestructorForItsVirtualFunction)
 {
-    class Ended : public qzVersion {
-    public:
-        explicit Ended(bool* ended) : mEnded(ended) {}
-        ~Ended() override { *mEnded = true; }
-
-    private:
-        bool* mEnded;
-    };
-    bool ended = false;
-    auto version = std::make_unique<Ended>(&ended);
-    callSlot<void>(version.release(), kDeletingDestructor);
-    EXPECT_TRUE(ended);
+    EXPECT_TRUE(isEndedBySlot<qzVersion>(kDeletingDestructor));
 }
 
 }  // namespace qz

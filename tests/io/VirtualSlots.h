@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 namespace qz {
@@ -37,6 +38,23 @@ Result callSlot(void* object, int number, Arguments... arguments)
 {
     using Function = Result (*)(void*, Arguments...);
     return reinterpret_cast<Function>(getSlot(object, number))(object, arguments...);
+}
+
+/// Whether an object is destroyed and freed by the function behind a number.
+template <typename Base, typename... Arguments>
+bool isEndedBySlot(int number, Arguments... arguments)
+{
+    class Ended : public Base {
+    public:
+        explicit Ended(bool* ended, Arguments... arguments) : Base(arguments...), mEnded(ended) {}
+        ~Ended() override { *mEnded = true; }
+
+    private:
+        bool* mEnded;
+    };
+    bool ended = false;
+    callSlot<void>(std::make_unique<Ended>(&ended, arguments...).release(), number);
+    return ended;
 }
 
 }  // namespace qz
