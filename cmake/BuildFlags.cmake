@@ -8,7 +8,11 @@ if(PROJECT_IS_TOP_LEVEL)
     find_program(QZ_CCACHE ccache)
     mark_as_advanced(QZ_CCACHE)
     if(QZ_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-        set(CMAKE_CXX_COMPILER_LAUNCHER ${QZ_CCACHE})
+        # Paths are hashed as they are seen from the project, so that a second clone finds what the
+        # first one has compiled. Precompiled headers need the sloppiness.
+        set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env
+            CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1
+            CCACHE_SLOPPINESS=pch_defines,time_macros ${QZ_CCACHE})
     endif()
     set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 endif()

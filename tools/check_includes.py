@@ -15,24 +15,27 @@ from cpp_text import ROOT, read_exceptions, relative, sources
 
 EXCEPTIONS = "upward-includes.txt"
 
-# text and frame call each other, so they share the lowest level.
+# From the ground up. text and frame/base call each other, so they share the lowest level.
 LEVELS = {
     "text": 0,
-    "frame": 0,
-    "log": 1,
-    "io": 2,
-    "variant": 3,
-    "filesystem": 4,
-    "concurrency": 5,
-    "system": 6,
+    "frame/base": 0,
+    "concurrency": 1,
+    "filesystem": 2,
+    "log": 3,
+    "io": 4,
+    "variant": 5,
+    "frame/resources": 6,
+    "system": 7,
+    "frame/start": 8,
 }
 
 # The public headers whose implementation doesn't bear their name, and those without any.
 FOLDER_OF_HEADER = {
     "qzDirUtils.h": "filesystem",
-    "qzExport.h": "frame",
+    "qzExport.h": "frame/base",
+    "qzSystem.h": "frame/start",
     "qzIniFile.h": "variant",
-    "qzSystemUtils.h": "frame",
+    "qzSystemUtils.h": "frame/base",
     "qzException.h": "system",
 }
 
@@ -48,6 +51,11 @@ GENERATED = {"BuildIdentity.h"}
 STANDARD_HEADER = re.compile(r"[a-z_0-9]+")
 
 
+def folder_of(path: pathlib.Path) -> str:
+    """The folder of src/ that a file is in, as the order names it."""
+    return path.parent.relative_to(ROOT / "src").as_posix()
+
+
 def folder_of_public(name: str) -> str | None:
     """The folder of src/ that implements a public header."""
     if name in FOLDER_OF_HEADER:
@@ -56,7 +64,7 @@ def folder_of_public(name: str) -> str | None:
     paths = [path for path in sources("src") if path.suffix == ".cpp"]
     named = [path for path in paths if path.stem == stem]
     # A big class has several files, which begin with its name.
-    folders = {path.parent.name for path in named or paths if path.name.startswith(stem)}
+    folders = {folder_of(path) for path in named or paths if path.name.startswith(stem)}
     return folders.pop() if len(folders) == 1 else None
 
 
@@ -72,7 +80,7 @@ def folder_of_include(path: pathlib.Path, quote: str, name: str) -> str | None:
     for base in (path.parent, ROOT / "src"):
         found = (base / name).resolve()
         if found.is_file():
-            return found.relative_to(ROOT / "src").parts[0]
+            return folder_of(found)
     raise LookupError(f'"{name}" is no private header')
 
 
@@ -80,7 +88,7 @@ def check_sources(exceptions: dict[str, str]) -> list[str]:
     problems = []
     used = set()
     for path in sources("src"):
-        own = path.relative_to(ROOT / "src").parts[0]
+        own = folder_of(path)
         for quote, name in INCLUDE.findall(path.read_text()):
             try:
                 if own not in LEVELS:

@@ -1,8 +1,12 @@
 #include <qz/qzCancelInterface.h>
 
-#include "frame/Relaxed.h"
+#include "NeverCancels.h"
+#include "frame/base/LoadOrder.h"
+#include "frame/base/Relaxed.h"
 
 namespace qz {
+
+[[gnu::init_priority(QZ_LOAD_CANCELLATION)]] qzCancelInterfaceProxyReadOnly gNeverCancels;
 
 qzCancelInterfaceReadOnly::~qzCancelInterfaceReadOnly() = default;
 qzCancelInterface::~qzCancelInterface() = default;

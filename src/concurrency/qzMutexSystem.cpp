@@ -11,7 +11,7 @@
 #include <qz/qzRandomUtils.h>
 
 #include "EarlyConstruction.h"
-#include "frame/StandardFile.h"
+#include "frame/base/StandardFile.h"
 #include "text/LocalPath.h"
 
 namespace qz {

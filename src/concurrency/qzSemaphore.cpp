@@ -1,6 +1,6 @@
 #include <qz/qzSemaphore.h>
 
-#include "frame/Relaxed.h"
+#include "frame/base/Relaxed.h"
 
 namespace qz {
 

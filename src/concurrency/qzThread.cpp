@@ -15,7 +15,7 @@
 #include <qz/qzSystemUtils.h>
 
 #include "EarlyConstruction.h"
-#include "frame/Relaxed.h"
+#include "frame/base/Relaxed.h"
 
 namespace qz {
 

@@ -8,7 +8,7 @@
 #include <qz/qzMutex.h>
 
 #include "EarlyConstruction.h"
-#include "frame/ForkMark.h"
+#include "frame/base/ForkProtocol.h"
 
 namespace qz {
 

@@ -5,14 +5,14 @@
 
 #include <dirent.h>
 
-#include "KeptErrno.h"
+#include "frame/base/ErrnoPreserver.h"
 
 namespace qz::filesystem {
 
 struct CloseFolder {
     void operator()(DIR* folder) const
     {
-        const KeptErrno kept;
+        const ErrnoPreserver kept;
         ::closedir(folder);
     }
 };

@@ -4,8 +4,8 @@
 #include <qz/qzCancelInterface.h>
 #include <qz/qzDirUtils.h>
 
-#include "KeptErrno.h"
 #include "OpenFolder.h"
+#include "frame/base/ErrnoPreserver.h"
 #include "text/LocalPath.h"
 
 namespace qz {
@@ -13,7 +13,6 @@ namespace qz {
 namespace {
 
 using filesystem::EntryKind;
-using filesystem::KeptErrno;
 using filesystem::OpenFolder;
 
 // One run over a folder and those below it.
@@ -31,7 +30,7 @@ private:
     bool clearEntries(DIR* folder, const std::string& localFolder, bool isSimple) const;
     bool removeEntry(DIR* folder, const dirent64& entry, const std::string& localPath,
                      bool isSurelyFile) const;
-    void tell(const char* what, const KeptErrno& error, const std::string& path) const;
+    void tell(const char* what, const ErrnoPreserver& error, const std::string& path) const;
 
     std::string* mErrorMsg;
     const qzCancelInterfaceReadOnly* mCancel;
@@ -43,7 +42,7 @@ bool FolderClearing::clear(const std::string& folder, bool removeFolder) const
     const std::string localFolder = text::endAtZeroByte(text::toLocal(folder));
     OpenFolder open(::opendir(localFolder.c_str()));
     if (open == nullptr) {
-        const KeptErrno error;
+        const ErrnoPreserver error;
         tell("opendir error ", error, "");  // no entry has been named yet
         return false;
     }
@@ -55,7 +54,7 @@ bool FolderClearing::clear(const std::string& folder, bool removeFolder) const
         return false;
     }
     if (removeFolder && ::rmdir(localFolder.c_str()) != 0) {
-        const KeptErrno error;
+        const ErrnoPreserver error;
         tell("rmdir error ", error, folder);
         return false;
     }
@@ -92,13 +91,14 @@ bool FolderClearing::removeEntry(DIR* folder, const dirent64& entry, const std::
     // By its name in the open folder: the system need not walk the path for each file, which takes
     // a tenth of the time.
     if (::unlinkat(::dirfd(folder), entry.d_name, 0) == 0) return true;
-    const KeptErrno error;
+    const ErrnoPreserver error;
     tell("unlink error ", error, text::fromLocal(localPath));
     return false;
 }
 
 // The first failure is the one that is told.
-void FolderClearing::tell(const char* what, const KeptErrno& error, const std::string& path) const
+void FolderClearing::tell(const char* what, const ErrnoPreserver& error,
+                          const std::string& path) const
 {
     if (mErrorMsg != nullptr && mErrorMsg->empty())
         *mErrorMsg = what + SystemError(error.get()).toString() + " for " + path;

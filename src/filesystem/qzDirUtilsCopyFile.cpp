@@ -3,7 +3,7 @@
 
 #include <qz/qzDirUtils.h>
 
-#include "KeptErrno.h"
+#include "frame/base/ErrnoPreserver.h"
 #include "text/LocalPath.h"
 
 namespace qz {
@@ -16,7 +16,7 @@ constexpr std::size_t kBlockSize = 8192;
 struct CloseFile {
     void operator()(std::FILE* file) const
     {
-        const filesystem::KeptErrno kept;
+        const ErrnoPreserver kept;
         std::fclose(file);
     }
 };

@@ -6,7 +6,7 @@
 
 #include <qz/qzDirUtils.h>
 
-#include "frame/FreeMemory.h"
+#include "frame/base/FreeMemory.h"
 #include "text/LocalPath.h"
 
 namespace qz {

@@ -3,7 +3,7 @@
 #include <qz/SystemError.h>
 #include <qz/qzDirUtils.h>
 
-#include "KeptErrno.h"
+#include "frame/base/ErrnoPreserver.h"
 #include "text/LocalPath.h"
 
 namespace qz {
@@ -13,7 +13,7 @@ bool qzDirUtils::RenameFileUtf8(const std::string& oldPath, const std::string& n
 {
     const std::string oldLocalPath = text::toLocal(oldPath);
     if (std::rename(oldLocalPath.c_str(), text::toLocal(newPath).c_str()) == 0) return true;
-    const filesystem::KeptErrno error;
+    const ErrnoPreserver error;
     if (errorMsg != nullptr) *errorMsg = "rename error " + SystemError(error.get()).toString();
     return false;
 }
@@ -23,7 +23,7 @@ bool qzDirUtils::RemoveFileUtf8(const std::string& path, std::string* errorMsg)
     if (errorMsg != nullptr) errorMsg->clear();
     if (path.empty()) return true;
     if (std::remove(text::toLocal(path).c_str()) == 0) return true;
-    const filesystem::KeptErrno error;
+    const ErrnoPreserver error;
     if (errorMsg != nullptr)
         *errorMsg = "remove error " + SystemError(error.get()).toString() + " for '" + path + "'";
     return false;

@@ -4,7 +4,7 @@
 
 #include <qz/qzLogObject.h>
 
-#include "frame/LoadOrder.h"
+#include "frame/base/LoadOrder.h"
 
 namespace qz {
 

@@ -10,8 +10,8 @@
 #include "LogFile.h"
 #include "LogLine.h"
 #include "SubTypeList.h"
-#include "frame/ForkMark.h"
-#include "frame/Relaxed.h"
+#include "frame/base/ForkProtocol.h"
+#include "frame/base/Relaxed.h"
 #include "qzLogParameters.h"
 #include "qzLogThread.h"
 

@@ -5,7 +5,7 @@
 #include "LogFile.h"
 #include "SignalReport.h"
 #include "SignalsPutOff.h"
-#include "frame/Relaxed.h"
+#include "frame/base/Relaxed.h"
 
 namespace qz {
 

@@ -10,7 +10,7 @@
 
 #include <qz/qzLogObject.h>
 
-#include "frame/FreeMemory.h"
+#include "frame/base/FreeMemory.h"
 
 namespace qz::exception::impl {
 

@@ -20,7 +20,7 @@
 #include <qz/qzThread.h>
 
 #include "SignalText.h"
-#include "frame/FreeMemory.h"
+#include "frame/base/FreeMemory.h"
 #include "log/SignalReport.h"
 #include "log/WatchedSignals.h"
 

@@ -8,10 +8,16 @@
 #include <qz/qzLogObject.h>
 #include <qz/qzThread.h>
 
-#include "frame/LoadTimeObjects.h"
-#include "frame/Relaxed.h"
+#include "ConsoleCatcher.h"
+#include "concurrency/LoadingThread.h"
+#include "concurrency/NeverCancels.h"
+#include "frame/base/LoadOrder.h"
+#include "frame/base/Relaxed.h"
 
 namespace qz {
+
+[[gnu::init_priority(QZ_LOAD_CANCELLATION)]] std::unique_ptr<qzCancelConsoleEventCatcher>
+    gConsoleCatcher;
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <qz/qzStringUtils.h>
 #include <qz/qzSystemUtils.h>
 
-#include "frame/FreeMemory.h"
-#include "frame/StandardFile.h"
+#include "frame/base/FreeMemory.h"
+#include "frame/base/StandardFile.h"
 
 namespace qz {
 

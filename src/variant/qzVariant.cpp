@@ -4,6 +4,7 @@
 
 #include "StringBoxes.h"
 #include "VariantTree.h"
+#include "frame/base/LoadOrder.h"
 
 namespace qz {
 
@@ -31,6 +32,8 @@ const TypeRow& getRow(qzVariant::Type type)
 }
 
 }  // namespace
+
+[[gnu::init_priority(QZ_LOAD_NULL_VARIANT)]] const qzVariant qzVariant::sNullVariant;
 
 qzVariant::UserDataInterface::UserDataInterface() = default;
 qzVariant::UserDataInterface::~UserDataInterface() = default;

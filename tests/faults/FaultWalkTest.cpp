@@ -14,6 +14,7 @@
 
 #include <qz/SystemError.h>
 
+#include "TestPaths.h"
 #include "support/ChildProcess.h"
 #include "support/ScratchFolder.h"
 

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "TestPaths.h"
 #include "support/ChildProcess.h"
 
 namespace qz {

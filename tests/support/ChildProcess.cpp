@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "TestPaths.h"
 #include "support/OutputCapture.h"
 
 // Writes the figures of a coverage build, which `_exit` would lose.

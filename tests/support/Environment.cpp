@@ -5,6 +5,8 @@
 #include <ctime>
 #include <stdexcept>
 
+#include "TestPaths.h"
+
 namespace qz::support {
 
 namespace {

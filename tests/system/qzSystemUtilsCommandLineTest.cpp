@@ -18,6 +18,7 @@
 
 #include <qz/qzSystemUtils.h>
 
+#include "TestPaths.h"
 #include "support/ChildProcess.h"
 #include "support/Environment.h"
 #include "support/LibraryStart.h"

@@ -18,6 +18,7 @@
 
 #include <qz/qzStringUtils.h>
 
+#include "TestPaths.h"
 #include "support/ChildProcess.h"
 #include "support/Environment.h"
 #include "support/Files.h"

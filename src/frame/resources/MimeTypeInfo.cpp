@@ -3,9 +3,13 @@
 #include <qz/qzDirUtils.h>
 
 #include "MimeTable.h"
+#include "frame/base/LoadOrder.h"
 #include "text/LowerCase.h"
 
 namespace qz {
+
+[[gnu::init_priority(QZ_LOAD_MIME_TYPES)]] std::map<std::string, MimeTypeInfo> gMimeTable;
+[[gnu::init_priority(QZ_LOAD_MIME_TYPES)]] const MimeTypeInfo gDefaultMimeType;
 
 namespace {
 

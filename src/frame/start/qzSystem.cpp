@@ -6,18 +6,23 @@
 #include <qz/qzSystemUtils.h>
 #include <qz/qzWaitCondition.h>
 
-#include "ForkMark.h"
-#include "LoadTimeObjects.h"
-#include "MimeTable.h"
-#include "Relaxed.h"
-#include "ResourceRegistry.h"
-#include "SimdConstants.h"
+#include "InitCounters.h"
+#include "frame/base/ForkProtocol.h"
+#include "frame/base/LoadOrder.h"
+#include "frame/base/Relaxed.h"
+#include "frame/base/SimdConstants.h"
+#include "frame/resources/MimeTable.h"
+#include "frame/resources/ResourceRegistry.h"
 #include "system/SignalWatcher.h"
 
 // The start and the stop of the library, a line a service. A service's place is fixed: callers rely
 // on what stands already when it comes up, and on what still stands when it goes down.
 
 namespace qz {
+
+[[gnu::init_priority(QZ_LOAD_LIGHT_COUNTER)]] impl::LibInitCounter gLightCounter("systemlight",
+                                                                                 true);
+[[gnu::init_priority(QZ_LOAD_FULL_COUNTER)]] impl::LibInitCounter gFullCounter("systemfull", false);
 
 namespace {
 

@@ -5,8 +5,8 @@
 
 #include <qz/qzSystem.h>
 
-#include "frame/LibInitCounterTestPeer.h"
-#include "frame/LoadTimeObjects.h"
+#include "frame/start/InitCounters.h"
+#include "frame/start/LibInitCounterTestPeer.h"
 #include "support/ChildProcess.h"
 
 namespace qz {

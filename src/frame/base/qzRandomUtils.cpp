@@ -4,10 +4,16 @@
 #include <utility>
 #include <vector>
 
+#include <qz/qzSystemUtils.h>
+
 #include "HexDigits.h"
-#include "LoadTimeObjects.h"
+#include "LoadOrder.h"
+#include "RandomSeed.h"
 
 namespace qz {
+
+[[gnu::init_priority(QZ_LOAD_TIME)]] RandomSeed gRandomSeed = {
+    qzSystemUtils::GetMSecElapsedSinceEpoch()};
 
 namespace {
 

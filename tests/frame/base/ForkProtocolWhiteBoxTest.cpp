@@ -1,4 +1,4 @@
-#include "frame/ForkMark.h"
+#include "frame/base/ForkProtocol.h"
 
 #include <gtest/gtest.h>
 
@@ -22,34 +22,34 @@ bool isChildMarked()
 
 }  // namespace
 
-TEST(ForkMarkTest, IsMissingInAProcessThatNobodyForked)
+TEST(ForkProtocolTest, IsMissingInAProcessThatNobodyForked)
 {
     EXPECT_FALSE(isForkedChild());
     const LibraryStart library(FullInit);
     EXPECT_FALSE(isForkedChild());
 }
 
-TEST(ForkMarkTest, IsMissingInAChildOfAProcessThatIsNotFullyStarted)
+TEST(ForkProtocolTest, IsMissingInAChildOfAProcessThatIsNotFullyStarted)
 {
     EXPECT_FALSE(isChildMarked());
     const LibraryStart library(LightInit);
     EXPECT_FALSE(isChildMarked());
 }
 
-TEST(ForkMarkTest, IsOnAChildOfAFullyStartedProcess)
+TEST(ForkProtocolTest, IsOnAChildOfAFullyStartedProcess)
 {
     const LibraryStart library(FullInit);
     EXPECT_TRUE(isChildMarked());
     EXPECT_FALSE(isForkedChild()) << "the parent has all its threads";
 }
 
-TEST(ForkMarkTest, IsOnAGrandchild)
+TEST(ForkProtocolTest, IsOnAGrandchild)
 {
     const LibraryStart library(FullInit);
     EXPECT_EQ(runInChild([] { return isChildMarked() ? 1 : 0; }).exitCode, 1);
 }
 
-TEST(ForkMarkTest, IsMissingAfterTheStopOfTheParent)
+TEST(ForkProtocolTest, IsMissingAfterTheStopOfTheParent)
 {
     {
         const LibraryStart library(FullInit);
@@ -59,7 +59,7 @@ TEST(ForkMarkTest, IsMissingAfterTheStopOfTheParent)
     EXPECT_FALSE(isChildMarked());
 }
 
-TEST(ForkMarkTest, StaysUntilAFullStartOfTheChild)
+TEST(ForkProtocolTest, StaysUntilAFullStartOfTheChild)
 {
     const LibraryStart library(FullInit);
     const support::ChildResult result = runInChild([] {

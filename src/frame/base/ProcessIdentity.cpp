@@ -1,11 +1,7 @@
-#include <charconv>
-
 #include <sys/mman.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <qz/qzSystemUtils.h>
-#include <qz/qzThread.h>
 
 #include "Relaxed.h"
 
@@ -26,13 +22,6 @@ long* makeCellWipedOnFork()
     return nullptr;
 }
 
-std::string makeThreadIdText()
-{
-    char digits[24];
-    auto* const end = std::to_chars(digits, digits + sizeof digits, ::syscall(SYS_gettid)).ptr;
-    return {digits, end};
-}
-
 }  // namespace
 
 long qzSystemUtils::GetCurrentProcessID()
@@ -49,12 +38,6 @@ long qzSystemUtils::GetCurrentProcessID()
 long qzSystemUtils::GetParentProcessID()
 {
     return ::getppid();
-}
-
-const std::string& qzThread::CurrentThreadId()
-{
-    thread_local const std::string text = makeThreadIdText();
-    return text;
 }
 
 }  // namespace qz

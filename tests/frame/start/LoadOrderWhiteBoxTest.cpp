@@ -1,7 +1,7 @@
 // The load-time objects of the library stand in the order of their priorities: objects of the test
 // with priorities between look at them while they are being made.
 
-#include "frame/LoadOrder.h"
+#include "frame/base/LoadOrder.h"
 
 #include <algorithm>
 #include <string>
@@ -14,9 +14,13 @@
 #include <qz/qzByteArrayLowFootprint.h>
 #include <qz/qzSimdConstants.h>
 
-#include "frame/LibInitCounterTestPeer.h"
-#include "frame/LoadTimeObjects.h"
-#include "frame/MimeTable.h"
+#include "concurrency/LoadingThread.h"
+#include "concurrency/NeverCancels.h"
+#include "frame/base/RandomSeed.h"
+#include "frame/resources/MimeTable.h"
+#include "frame/start/InitCounters.h"
+#include "frame/start/LibInitCounterTestPeer.h"
+#include "system/ConsoleCatcher.h"
 
 namespace qz {
 
@@ -55,8 +59,8 @@ struct FirstLook {
 };
 
 [[gnu::init_priority(101)]] const FirstLook gFirst;
-[[gnu::init_priority(QZ_LOAD_CANCELLATION - 1)]] const Look gAheadOfCancellation;
-[[gnu::init_priority(QZ_LOAD_CANCELLATION + 1)]] const Look gBehindCancellation;
+[[gnu::init_priority(QZ_LOAD_LOADING_THREAD - 1)]] const Look gBeforeLoadingThread;
+[[gnu::init_priority(QZ_LOAD_LOADING_THREAD + 1)]] const Look gAfterLoadingThread;
 [[gnu::init_priority(QZ_LOAD_MIME_TYPES - 1)]] const Look gAheadOfMimeTypes;
 [[gnu::init_priority(QZ_LOAD_MIME_TYPES + 1)]] const Look gBehindMimeTypes;
 [[gnu::init_priority(QZ_LOAD_TIME - 1)]] const Look gAheadOfLoadTime;
@@ -88,14 +92,14 @@ TEST(LoadOrderTest, LeavesTheSlotOfTheConsoleCatcherEmpty)
 
 TEST(LoadOrderTest, NotesTheLoadingThreadAtItsPlace)
 {
-    EXPECT_FALSE(gAheadOfCancellation.seesLoadingThreadId);
-    EXPECT_TRUE(gBehindCancellation.seesLoadingThreadId);
+    EXPECT_FALSE(gBeforeLoadingThread.seesLoadingThreadId);
+    EXPECT_TRUE(gAfterLoadingThread.seesLoadingThreadId);
     EXPECT_EQ(gLoadingThreadId, std::to_string(::getpid())) << "the main thread's id";
 }
 
 TEST(LoadOrderTest, MakesTheMimeTypesBehindTheLoadingThread)
 {
-    EXPECT_FALSE(gBehindCancellation.seesMimeTable);
+    EXPECT_FALSE(gAfterLoadingThread.seesMimeTable);
     EXPECT_FALSE(gAheadOfMimeTypes.seesMimeTable);
     EXPECT_FALSE(gAheadOfMimeTypes.seesDefaultMimeType);
     EXPECT_TRUE(gBehindMimeTypes.seesMimeTable);

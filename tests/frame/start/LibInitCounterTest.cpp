@@ -6,7 +6,7 @@
 
 #include <qz/qzSystem.h>
 
-#include "frame/LibInitCounterTestPeer.h"
+#include "frame/start/LibInitCounterTestPeer.h"
 
 namespace qz::impl {
 

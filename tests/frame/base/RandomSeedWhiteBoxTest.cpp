@@ -13,7 +13,7 @@
 #include <qz/qzRandomUtils.h>
 #include <qz/qzSystemUtils.h>
 
-#include "frame/LoadTimeObjects.h"
+#include "frame/base/RandomSeed.h"
 
 namespace qz {
 

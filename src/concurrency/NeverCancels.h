@@ -1,0 +1,10 @@
+#pragma once
+
+#include <qz/qzCancelInterface.h>
+
+namespace qz {
+
+/// A source that never cancels.
+extern qzCancelInterfaceProxyReadOnly gNeverCancels;
+
+}  // namespace qz

@@ -1,0 +1,54 @@
+#include "FileDescriptor.h"
+
+#include <unistd.h>
+
+#include "ErrnoPreserver.h"
+
+namespace qz {
+
+FileDescriptor::~FileDescriptor()
+{
+    const ErrnoPreserver preserver;
+    close();
+}
+
+FileDescriptor FileDescriptor::Open(const char* localPath, int flags, mode_t mode)
+{
+    int descriptor = -1;
+    do {
+        descriptor = ::open(localPath, flags | O_CLOEXEC, mode);
+    } while (descriptor < 0 && errno == EINTR);
+    return FileDescriptor(descriptor);
+}
+
+bool FileDescriptor::close()
+{
+    if (!isOpen()) return true;
+    // Never again after EINTR: Linux has closed it then, and another thread may have its number.
+    return ::close(release()) == 0;
+}
+
+ssize_t FileDescriptor::read(char* buffer, std::size_t size) const
+{
+    ssize_t got = 0;
+    do {
+        got = ::read(mDescriptor, buffer, size);
+    } while (got < 0 && errno == EINTR);
+    return got;
+}
+
+std::size_t FileDescriptor::write(std::string_view bytes) const
+{
+    std::size_t written = 0;
+    while (written < bytes.size()) {
+        const ssize_t count = ::write(mDescriptor, bytes.data() + written, bytes.size() - written);
+        if (count > 0) {
+            written += static_cast<std::size_t>(count);
+        } else if (count == 0 || errno != EINTR) {
+            break;
+        }
+    }
+    return written;
+}
+
+}  // namespace qz

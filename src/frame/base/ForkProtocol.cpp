@@ -1,0 +1,72 @@
+#include "ForkProtocol.h"
+
+#include <array>
+
+#include <pthread.h>
+
+#include "Relaxed.h"
+
+namespace qz {
+
+namespace {
+
+bool gIsFullyStarted = false;
+bool gIsForkedChild = false;
+std::array<ForkHandlers, kForkParticipantCount> gParticipants;
+
+void call(void (*handler)())
+{
+    if (handler != nullptr) handler();
+}
+
+void prepare()
+{
+    for (const ForkHandlers& handlers : gParticipants) {
+        call(handlers.prepare);
+    }
+}
+
+void resumeParent()
+{
+    for (auto it = gParticipants.rbegin(); it != gParticipants.rend(); ++it) {
+        call(it->resumeParent);
+    }
+}
+
+void resumeChild()
+{
+    // A child of a marked child is marked as well.
+    if (relaxedLoad(gIsFullyStarted)) relaxedStore(gIsForkedChild, true);
+    for (auto it = gParticipants.rbegin(); it != gParticipants.rend(); ++it) {
+        call(it->resumeChild);
+    }
+}
+
+// The system keeps handlers for good, so they are registered once.
+void registerHandlers()
+{
+    [[maybe_unused]] static const int registered =
+        ::pthread_atfork(&prepare, &resumeParent, &resumeChild);
+}
+
+}  // namespace
+
+void joinForkProtocol(ForkParticipant participant, const ForkHandlers& handlers)
+{
+    gParticipants[static_cast<std::size_t>(participant)] = handlers;
+    registerHandlers();
+}
+
+void setFullyStarted(bool isFullyStarted)
+{
+    registerHandlers();
+    relaxedStore(gIsFullyStarted, isFullyStarted);
+    if (isFullyStarted) relaxedStore(gIsForkedChild, false);
+}
+
+bool isForkedChild()
+{
+    return relaxedLoad(gIsForkedChild);
+}
+
+}  // namespace qz
