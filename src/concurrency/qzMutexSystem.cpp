@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <string>
 
+#include <fcntl.h>
 #include <sys/file.h>
 
 #include <qz/SystemError.h>
@@ -11,13 +13,13 @@
 #include <qz/qzRandomUtils.h>
 
 #include "EarlyConstruction.h"
-#include "frame/base/StandardFile.h"
+#include "frame/base/FileDescriptor.h"
 #include "text/LocalPath.h"
 
 namespace qz {
 
 struct qzMutexSystem::Impl {
-    StandardFile file;
+    FileDescriptor file;
     std::string path;  // in the local character set
 };
 
@@ -43,13 +45,27 @@ std::string makePath(const char* name)
     return "/var/lock/" + fileName;
 }
 
+// Anybody may create files in this folder, so a link there is not followed, and a file keeps what
+// it holds.
+FileDescriptor openLockFile(const std::string& localPath)
+{
+    return FileDescriptor::Open(localPath.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW);
+}
+
+// A signal interrupts the wait, after its handler has run.
+void lockFile(const FileDescriptor& file, int operation)
+{
+    while (::flock(file.get(), operation) != 0 && errno == EINTR) {
+    }
+}
+
 }  // namespace
 
 qzMutexSystem::qzMutexSystem(const char* name) : mImpl(std::make_unique<Impl>())
 {
     mImpl->path = text::toLocal(makePath(name));
-    mImpl->file.reset(std::fopen(mImpl->path.c_str(), "w+"));
-    if (mImpl->file == nullptr) {
+    mImpl->file = openLockFile(mImpl->path);
+    if (!mImpl->file.isOpen()) {
         const SystemError error(errno);
         logCritical(nullptr, "qzSystem")
             << "Fail to create lock for file '" << name << "' error " << error;
@@ -60,19 +76,19 @@ qzMutexSystem::qzMutexSystem(const char* name) : mImpl(std::make_unique<Impl>())
 qzMutexSystem::~qzMutexSystem()
 {
     CheckIfProcessForkAfterThreadSafeInit();
-    if (mImpl->file == nullptr) return;
-    mImpl->file.reset();
+    if (!mImpl->file.isOpen()) return;
+    mImpl->file.close();
     std::remove(mImpl->path.c_str());
 }
 
 void qzMutexSystem::lock()
 {
-    if (mImpl->file != nullptr) ::flock(::fileno(mImpl->file.get()), LOCK_EX);
+    if (mImpl->file.isOpen()) lockFile(mImpl->file, LOCK_EX);
 }
 
 void qzMutexSystem::unlock()
 {
-    if (mImpl->file != nullptr) ::flock(::fileno(mImpl->file.get()), LOCK_UN);
+    if (mImpl->file.isOpen()) lockFile(mImpl->file, LOCK_UN);
 }
 
 }  // namespace qz

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -36,6 +37,8 @@
 #include "support/Limits.h"
 #include "support/LogCapture.h"
 #include "support/OutputCapture.h"
+#include "support/ScratchFolder.h"
+#include "support/Waiting.h"
 
 namespace qz {
 
@@ -44,7 +47,9 @@ using support::LibraryStart;
 using support::LogCapture;
 using support::runInChild;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 namespace {
 
@@ -177,12 +182,43 @@ TEST(qzMutexSystemLocale, DecidesHowTheFileIsNamed)
     EXPECT_FALSE(fs::exists(path));
 }
 
-TEST_F(qzMutexSystemTest, EmptiesAFileThatIsThere)
+TEST_F(qzMutexSystemTest, KeepsTheContentOfAnExistingFile)
 {
     const std::string name = makeName();
     support::writeFile(makePath(name), "left over");
     const qzMutexSystem mutex(name.c_str());
-    EXPECT_EQ(support::readFile(makePath(name)), "");
+    EXPECT_EQ(support::readFile(makePath(name)), "left over");
+}
+
+TEST_F(qzMutexSystemTest, ReportsALinkInItsPlaceAndLeavesTheFileBehindItAlone)
+{
+    const LogCapture log;
+    const support::ScratchFolder folder;
+    const std::string target = folder.getPath("target");
+    support::writeFile(target, "somebody's data");
+    const std::string name = makeName();
+    fs::create_symlink(target, makePath(name));
+    {
+        qzMutexSystem mutex(name.c_str());
+        mutex.lock();
+        EXPECT_TRUE(isFree(target));
+        mutex.unlock();
+    }
+    EXPECT_THAT(log.getMessages(), ElementsAre(describeFailure(name, ELOOP)));
+    EXPECT_EQ(support::readFile(target), "somebody's data");
+    EXPECT_TRUE(fs::is_symlink(makePath(name)));
+    fs::remove(makePath(name));
+}
+
+TEST_F(qzMutexSystemTest, MakesNoFileThroughALinkInItsPlace)
+{
+    const LogCapture log;
+    const support::ScratchFolder folder;
+    const std::string name = makeName();
+    fs::create_symlink(folder.getPath("missing"), makePath(name));
+    const qzMutexSystem mutex(name.c_str());
+    EXPECT_FALSE(fs::exists(folder.getPath("missing")));
+    fs::remove(makePath(name));
 }
 
 TEST_F(qzMutexSystemTest, OwnsOneDescriptor)
@@ -294,6 +330,64 @@ TEST_F(qzMutexSystemTest, LetsAllThreadsInThatShareTheObject)
     EXPECT_TRUE(waiter.awaitDone());
     mutex.unlock();
     EXPECT_TRUE(isFree(makePath(name))) << "it doesn't count";
+}
+
+// A program that a process starts doesn't keep the lock of a process that has died.
+TEST_F(qzMutexSystemTest, IsNotInheritedByPrograms)
+{
+    const std::string name = makeName();
+    const qzMutexSystem mutex(name.c_str());
+    const ChildResult result = runInChild([] {
+        ::execlp("sh", "sh", "-c", "ls -l /proc/self/fd", nullptr);
+        return 1;
+    });
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_THAT(result.out, Not(HasSubstr(name)));
+}
+
+std::atomic<int> gSignals = 0;
+
+// A signal whose handler doesn't restart interrupted calls.
+class CountedSignal {
+public:
+    CountedSignal()
+    {
+        gSignals = 0;
+        struct sigaction action = {};
+        action.sa_handler = [](int) { ++gSignals; };
+        ::sigaction(SIGUSR2, &action, &mOld);
+    }
+    ~CountedSignal() { ::sigaction(SIGUSR2, &mOld, nullptr); }
+    CountedSignal(const CountedSignal&) = delete;
+    CountedSignal& operator=(const CountedSignal&) = delete;
+
+private:
+    struct sigaction mOld = {};
+};
+
+TEST_F(qzMutexSystemTest, WaitsOnForTheLockAfterASignalHasBeenHandled)
+{
+    const CountedSignal signal;
+    const std::string name = makeName();
+    auto holder = std::make_unique<qzMutexSystem>(name.c_str());
+    qzMutexSystem mutex(name.c_str());
+    holder->lock();
+    std::atomic<pthread_t> thread = 0;
+    const Waiter waiter([&] {
+        thread = ::pthread_self();
+        mutex.lock();
+        mutex.unlock();
+    });
+    ASSERT_TRUE(support::waitUntil([&] { return thread != 0; }));
+    // The first signals may come before the wait.
+    for (int i = 1; i <= 20; ++i) {
+        ::pthread_kill(thread, SIGUSR2);
+        ASSERT_TRUE(support::waitUntil([&] { return gSignals >= i; }));
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        ASSERT_FALSE(waiter.isDone()) << "it has no lock";
+    }
+    holder->unlock();
+    EXPECT_TRUE(waiter.awaitDone());
 }
 
 TEST_F(qzMutexSystemTest, AsksTheSystemForAnExclusiveLock)

@@ -115,10 +115,12 @@ const Scenario kScenarios[] = {
      "C.UTF-8",
      kLockThreadWait,
      {
-         {"fopen", EACCES, {kNoLock}},
-         // What the lock answers is never looked at.
+         {"open", EACCES, {kNoLock}},
+         {"open", EINTR, {kLockThreadWait}},
+         // An interrupted call is repeated; the result of any other is ignored.
          {"flock", EINTR, {kLockThreadWait}},
-         {"fclose", EIO, {kLockThreadWait}},
+         {"flock", ENOLCK, {kLockThreadWait}},
+         {"close", EIO, {kLockThreadWait}},
          {"remove", EBUSY, {"file; ran 1; over; file kept"}},
          {"pthread_create", EAGAIN, {"file; Resource temporarily unavailable, running; over"}},
          // There is nothing left to wait for either way.
