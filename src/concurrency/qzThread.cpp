@@ -8,6 +8,7 @@
 #include <thread>
 #include <typeinfo>
 
+#include <cxxabi.h>
 #include <unistd.h>
 
 #include <qz/qzException.h>
@@ -20,7 +21,9 @@
 namespace qz {
 
 struct qzThread::Cell {
-    std::atomic<std::thread*> thread = nullptr;  // owned; any thread may ask for its id
+    std::atomic<std::thread*> thread = nullptr;  // owned
+    // Of the thread above. Written by its starter and by the thread itself, whichever comes first.
+    std::atomic<std::thread::id> id = {};
 };
 
 namespace {
@@ -56,13 +59,15 @@ qzThread::~qzThread()
 void qzThread::startThread(const char* name)
 {
     if (mThread->thread != nullptr) return;
-    // Ahead of the thread itself, so that nobody who waits takes a new thread for an ended one.
+    // Set before the thread exists, so that a new thread never looks like an ended one.
     relaxedStore(mRunning, true);
-    mThread->thread = std::make_unique<std::thread>(&qzThread::Run, this).release();
+    auto thread = std::make_unique<std::thread>(&qzThread::Run, this);
+    mThread->id = thread->get_id();
+    mThread->thread = thread.release();
 
     std::ostringstream description;
     description << (name != nullptr ? std::string_view(name) : getTypeName(typeid(*this))) << ' '
-                << mThread->thread.load()->get_id();
+                << mThread->id.load();
     mDescription = description.str();
 }
 
@@ -71,13 +76,14 @@ bool qzThread::waitThread(int timeoutMs)
     std::thread* const thread = mThread->thread;
     if (thread == nullptr) return false;
     if (timeoutMs != msNoLimit && !waitForEnd(timeoutMs)) return false;
-    thread->join();  // throws when a thread waits for itself, and nothing has changed
+    thread->join();  // throws if a thread waits for itself, and nothing has changed
     mThread->thread = nullptr;
+    mThread->id = std::thread::id();
     std::default_delete<std::thread>()(thread);
     return true;
 }
 
-// Looks every 15 ms: that is how exact the timeout is.
+// The interval of the poll is the resolution of the timeout.
 bool qzThread::waitForEnd(int timeoutMs) const
 {
     const auto begin = static_cast<long>(qzSystemUtils::GetTimeBaseMs());
@@ -102,14 +108,14 @@ bool qzThread::isFinished() const
 
 std::string qzThread::getThreadId()
 {
-    const std::thread* const thread = mThread->thread;
-    if (thread == nullptr) return "InvalidThread";
+    const std::thread::id id = mThread->id;
+    if (id == std::thread::id() && mThread->thread == nullptr) return "InvalidThread";
     std::ostringstream text;
-    text << thread->get_id();
+    text << id;
     return text.str();
 }
 
-// The factors are applied in 32 bits, so long sleeps wrap around.
+// Compatibility: the products have 32 bits, so long sleeps wrap around.
 
 void qzThread::sleep(unsigned long seconds)
 {
@@ -128,7 +134,14 @@ void qzThread::usleep(unsigned long microseconds)
 
 void qzThread::Run(qzThread* thread)
 {
-    exception::impl::ExecGuardedCode(&qzThread::RunImpl, thread);
+    thread->mThread->id = std::this_thread::get_id();
+    try {
+        exception::impl::ExecGuardedCode(&qzThread::RunImpl, thread);
+    } catch (const abi::__forced_unwind&) {
+        // `pthread_exit`, or a cancellation, ends the thread as a return of `run` does.
+        relaxedStore(thread->mRunning, false);
+        throw;
+    }
     relaxedStore(thread->mRunning, false);
 }
 

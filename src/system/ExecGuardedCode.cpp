@@ -42,6 +42,8 @@ void ExecGuardedCode(void (*function)(void*), void* argument)
     } catch (const std::exception& error) {
         report(getReadableTypeName(typeid(error)) + "(\"" + error.what() + "\")");
         throw std::exception();
+    } catch (const abi::__forced_unwind&) {
+        throw;  // `pthread_exit`: the C library ends the process if this stops here
     } catch (...) {
         report(kUnknownException);
         throw std::runtime_error(kUnknownException);

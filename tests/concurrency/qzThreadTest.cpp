@@ -24,6 +24,7 @@
 #include "qzThreadTestPeer.h"
 #include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
+#include "support/LogCapture.h"
 #include "support/Waiting.h"
 
 namespace qz {
@@ -378,17 +379,32 @@ TEST_F(qzThreadTest, TellsTheNumberOfTheStandardThread)
     EXPECT_NE(id, kernelId) << "another number";
 }
 
-TEST_F(qzThreadTest, TellsItsNumberToAnyThread)
+// Often enough that the thread is sometimes faster than its starter.
+TEST_F(qzThreadTest, HasItsNumberInsideItsBodyFromTheFirstStepOn)
 {
     std::string seen;
-    TestThread thread([&] {
-        EXPECT_TRUE(waitUntil([&] { return thread.getThreadId() != "InvalidThread"; }));
-        seen = thread.getThreadId();
+    TestThread thread([&] { seen = thread.getThreadId(); });
+    for (int i = 0; i < 5000; ++i) {
+        thread.startThread("asked");
+        const std::string id = thread.getThreadId();
+        thread.waitThread(qzThread::msNoLimit);
+        ASSERT_EQ(seen, id);
+    }
+}
+
+TEST_F(qzThreadTest, KeepsItsNumberForOthersWhileAThreadWaitsForIt)
+{
+    std::atomic<bool> ends = false;
+    BusyThread thread;
+    std::thread asker([&] {
+        while (!ends)
+            EXPECT_NE(thread.getThreadId(), "");
     });
-    thread.startThread("asked");
-    const std::string id = thread.getThreadId();
-    thread.waitThread(qzThread::msNoLimit);
-    EXPECT_EQ(seen, id);
+    ASSERT_TRUE(thread.awaitInside());
+    thread.end();
+    ends = true;
+    asker.join();
+    EXPECT_EQ(thread.getThreadId(), "InvalidThread");
 }
 
 TEST_F(qzThreadTest, TellsThatAThreadDoesNotExecute)
@@ -403,6 +419,25 @@ TEST_F(qzThreadTest, TellsThatAThreadDoesNotExecute)
 }
 
 // --- Its bodies
+
+TEST(qzThreadExit, EndsAThreadAsAReturnDoes)
+{
+    const ChildResult result = runInChild([] {
+        const LibraryStart library(FullInit);
+        const support::LogCapture log;
+        bool isUnwound = false;
+        TestThread thread([&] {
+            const auto unwind = [&](const void* /*unused*/) { isUnwound = true; };
+            const int anything = 0;
+            const std::unique_ptr<const int, decltype(unwind)> local(&anything, unwind);
+            ::pthread_exit(nullptr);
+        });
+        thread.startThread("leaver");
+        const bool isWaitedFor = thread.waitThread(60'000);
+        return isUnwound && isWaitedFor && thread.isFinished() && log.getLines().empty() ? 42 : 1;
+    });
+    EXPECT_EQ(result.getEnd(), "exit 42") << result.err;
+}
 
 TEST_F(qzThreadTest, RunsItsBodyByTheEntryOfThreads)
 {
