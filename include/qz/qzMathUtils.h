@@ -6,16 +6,16 @@
 
 namespace qz {
 
-/// Helpers around numbers.
+/// Functions for numbers.
 class QZ_API qzMathUtils {
 public:
     qzMathUtils() = delete;
 
-    /// Writes a number with a separator between each group of three digits: "1,234,567".
+    /// Writes a number with a separator between groups of three digits: "1,234,567".
     ///
-    /// The separator is the first byte of the one that the process's locale has at the first call,
-    /// or "," where it has none; later changes of the locale have no effect.
-    /// Threads: one at a time, as all calls share one buffer.
+    /// The separator is the first byte of the one in the process's locale at the first call, or ","
+    /// if the locale has none. Later changes of the locale have no effect.
+    /// Threads: any.
     static std::string FormatIntegerSeparator(unsigned long value);
 };
 

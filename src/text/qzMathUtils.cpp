@@ -9,7 +9,7 @@ namespace qz {
 
 namespace {
 
-// Kept for the life of the process: reports of one run shouldn't change their form.
+// Fetched once in a process, so that the reports of one run have one form.
 char fetchSeparator()
 {
     const char* const separator = std::localeconv()->thousands_sep;
@@ -21,7 +21,7 @@ char fetchSeparator()
 std::string qzMathUtils::FormatIntegerSeparator(unsigned long value)
 {
     static const char separator = fetchSeparator();
-    static char buffer[32];
+    char buffer[32];
     char* const end = buffer + sizeof buffer;
     char* at = end;
     for (; value >= 1000; value /= 1000) {

@@ -1,5 +1,6 @@
 #include <qz/qzStringUtils.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -36,7 +37,7 @@ constexpr Prefix kSmallPrefixes[] = {
 std::string_view takePrefix(double& x, bool isBinary, bool hasLarge, bool hasSmall)
 {
     if (hasLarge) {
-        // Nearly all numbers are below the upper half of the table.
+        // Fast path: most numbers need only the lower half of the table.
         const Prefix* const first =
             x < kLargePrefixes[3].getThreshold(isBinary) ? kLargePrefixes + 4 : kLargePrefixes;
         for (const Prefix* prefix = first; prefix != std::end(kLargePrefixes); ++prefix) {
@@ -55,9 +56,9 @@ std::string_view takePrefix(double& x, bool isBinary, bool hasLarge, bool hasSma
     return {};
 }
 
-// log10 is off by less than 1e-12 of the number, so the nearest power of ten decides alone except
-// in its close neighbourhood. There the result of log10, rounded as it is, says how many digits
-// there are.
+// The floor of log10(x) plus 1. The error of log10 is below 1e-12 of the number, so a table of
+// powers gives the same result, except very near to a power. There log10 itself decides, with its
+// error.
 int countIntegerDigits(double x)
 {
     constexpr double kNear = 1e-11;
@@ -71,13 +72,6 @@ int countIntegerDigits(double x)
         return static_cast<int>(digits);
     }
     return static_cast<int>(std::floor(std::log10(x))) + 1;
-}
-
-std::int64_t toInteger(double magnitude)
-{
-    // What the processor makes of a number without a place in 64 bits.
-    return magnitude < 0x1p63 ? static_cast<std::int64_t>(magnitude)
-                              : std::numeric_limits<std::int64_t>::min();
 }
 
 std::size_t trimDecimals(std::string_view text)
@@ -95,17 +89,19 @@ std::string join(bool isNegative, std::string_view number, std::string_view pref
     return text.append(number).append(prefix);
 }
 
-// For a scaled number that can't be written as an integer: large, or with very many decimals.
-std::string writeLongDecimals(bool isNegative, double rounded, std::size_t decimals,
-                              std::string_view prefix)
+// The exact digits of a number that may not fit into 64 bits, or has very many decimals.
+std::string writeExactly(bool isNegative, double magnitude, std::size_t decimals,
+                         std::string_view prefix)
 {
-    constexpr std::size_t kMostAheadOfThePoint = 310;
-    std::string number(kMostAheadOfThePoint + 2 + decimals, '\0');
+    constexpr std::size_t kMostIntegerDigits = 309;
+    constexpr std::size_t kMostDecimals = 1074;  // of any double; further ones are zeros
+    decimals = std::min(decimals, kMostDecimals);
+    std::string number(kMostIntegerDigits + 1 + decimals, '\0');
     char* const end = number.data() + number.size();
-    const auto written = std::to_chars(number.data(), end, rounded, std::chars_format::fixed,
+    const auto written = std::to_chars(number.data(), end, magnitude, std::chars_format::fixed,
                                        static_cast<int>(decimals));
     number.resize(static_cast<std::size_t>(written.ptr - number.data()));
-    number.resize(trimDecimals(number));
+    if (decimals > 0) number.resize(trimDecimals(number));
     return join(isNegative, number, prefix);
 }
 
@@ -116,10 +112,12 @@ std::string writeWithDecimals(bool isNegative, double x, std::size_t decimals,
     const double power = isPowerExact ? text::kExactRealPowersOfTen[decimals]
                                       : std::pow(10.0, static_cast<double>(decimals));
     const double scaled = std::fabs(std::ceil(x * power - 0.5));
-    // A whole number below 2^52 that is divided by an exact power of ten and then written to as
-    // many decimals comes back as its own digits: the error of the division is below half a unit.
+    // Beyond the largest double there is nothing left to round.
+    if (std::isinf(scaled)) return writeExactly(isNegative, x, decimals, prefix);
+    // A whole number below 2^52, divided by an exact power of ten and written with as many
+    // decimals, has the same digits: the error of the division is below half a unit.
     if (!isPowerExact || !(scaled < 0x1p52)) {
-        return writeLongDecimals(isNegative, scaled / power, decimals, prefix);
+        return writeExactly(isNegative, scaled / power, decimals, prefix);
     }
     char buffer[48];
     char* at = buffer;
@@ -146,8 +144,10 @@ std::string writeWithDecimals(bool isNegative, double x, std::size_t decimals,
 
 std::string writeWhole(bool isNegative, double x, std::string_view prefix)
 {
+    const double whole = std::fabs(std::ceil(x - 0.5));
+    if (!(whole < 0x1p63)) return writeExactly(isNegative, whole, /*decimals=*/0, prefix);
     char number[24];
-    char* const end = text::writeInteger(number, toInteger(std::fabs(std::ceil(x - 0.5))));
+    char* const end = text::writeInteger(number, static_cast<std::int64_t>(whole));
     return join(isNegative, {number, end}, prefix);
 }
 

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <iomanip>
 #include <limits>
 #include <locale>
 #include <sstream>
@@ -52,17 +53,17 @@ struct Binary {
     int exponent;
 };
 
-// 10^20 has no place in 64 bits; its remainder there stands for it.
+// 10^n modulo 2^64, which matters for n = 20 only.
 std::uint64_t getScale(unsigned n)
 {
     return n < text::kPowersOfTen.size() ? text::kPowersOfTen[n] : text::kPowersOfTen.back() * 10;
 }
 
-// The product of a fraction of 53 bits and a scale of 64 is exact in 128 bits, so that a tie is a
-// tie and nothing else is one.
+// The product of a fraction of 53 bits and a scale of 64 bits is exact in 128 bits, so that ties
+// are found exactly.
 Rounded roundFraction(const Binary& magnitude, unsigned mantissa, std::uint64_t scale)
 {
-    // Below that even the largest scale leaves nothing but zeros.
+    // From this shift on the result is zero, even with the largest scale.
     constexpr int kMostShift = 118;
     const int shift = -magnitude.exponent;
     if (shift >= kMostShift) return {0, 0};
@@ -74,7 +75,7 @@ Rounded roundFraction(const Binary& magnitude, unsigned mantissa, std::uint64_t 
     const auto scaled = static_cast<std::uint64_t>(product >> shift);
     const std::uint64_t over = mantissa == 1 ? 0 : scaled % mantissa;
     const std::uint64_t lower = scaled - over;
-    // The distance to the lower multiple, doubled and cut to an integer, against the granule.
+    // Compares the doubled distance to the lower multiple, rounded down, with the granule.
     const bool goesUp = 2 * over + (doubled & 1) >= mantissa;
     const std::uint64_t fraction = goesUp ? lower + mantissa : lower;
     if (fraction < scale) return {whole, fraction};
@@ -87,7 +88,7 @@ const char* getSign(bool isNegative, bool isZero, bool showPlus)
     return showPlus ? "+" : "";
 }
 
-// From 2^64 on a double is a whole number, whose digits may need more than an integer.
+// From 2^64 on a double is a whole number that doesn't fit into an integer type.
 std::string writeHuge(double value, unsigned n, bool showPlus, bool showDecimals)
 {
     constexpr std::size_t kMostDigits = 309;
@@ -121,20 +122,27 @@ std::string writeRounded(double value, Granule granule, bool showPlus, bool show
 }
 
 // Whole numbers go through a stream with the global locale, which may group digits.
+template <typename Number>
+std::string streamInGlobalLocale(const char* sign, Number value)
+{
+    std::ostringstream stream;
+    stream << sign << std::fixed << std::setprecision(0) << value;
+    return stream.str();
+}
+
 template <typename Integer>
 std::string writeInGlobalLocale(const char* sign, Integer value)
 {
-    if (std::locale() != std::locale::classic()) {
-        std::ostringstream stream;
-        stream << sign << value;
-        return stream.str();
-    }
+    if (std::locale() != std::locale::classic()) return streamInGlobalLocale(sign, value);
     char buffer[24];
     return {buffer, text::writeInteger(text::writeText(buffer, sign), value)};
 }
 
 std::string writeWhole(double value, bool showPlus)
 {
+    const bool fits = value >= -0x1p63 && value < 0x1p63;
+    if (!fits && !showPlus) return streamInGlobalLocale("", value);
+    if (!fits) return streamInGlobalLocale(value < 0 ? "-" : "+", std::fabs(value));
     const long long rounded = std::llround(value);
     if (!showPlus) return writeInGlobalLocale("", rounded);
     const auto bits = static_cast<unsigned long long>(rounded);

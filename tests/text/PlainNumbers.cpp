@@ -104,12 +104,14 @@ std::string PlainNumbers::humanizeNumber(T value, int significantDigits, int max
     std::string text;
     if (decimals <= 0) {
         const double whole = std::fabs(std::ceil(x - 0.5));
-        text = toText(whole < 0x1p63 ? static_cast<long>(whole) : std::numeric_limits<long>::min());
+        std::ostringstream stream = makeStream();
+        stream << std::fixed << std::setprecision(0) << whole;
+        text = stream.str();
     } else {
         const double p = std::pow(10.0, decimals);
         std::ostringstream stream = makeStream();
-        stream << std::fixed << std::setprecision(decimals)
-               << std::fabs(std::ceil(x * p - 0.5)) / p;
+        const double scaled = std::fabs(std::ceil(x * p - 0.5));
+        stream << std::fixed << std::setprecision(decimals) << (std::isinf(scaled) ? x : scaled / p);
         text = stream.str();
         while (text.back() == '0')
             text.pop_back();

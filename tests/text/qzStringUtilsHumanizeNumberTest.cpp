@@ -187,10 +187,13 @@ TEST(qzStringUtilsHumanizeNumberTest, WritesUnsignedIntegersWithoutASign)
     EXPECT_EQ(humanize(ULONG_MAX - 5, {4, 3, false, true, true}), "18.45E");
 }
 
-TEST(qzStringUtilsHumanizeNumberTest, GivesTheLeastIntegerForWhatDoesNotFit)
+TEST(qzStringUtilsHumanizeNumberTest, WritesTheExactDigitsOfWhatDoesNotFitInto64Bits)
 {
-    EXPECT_EQ(humanize(ULONG_MAX, kNoPrefix), "-9223372036854775808");
-    EXPECT_EQ(humanize(-1e300, kNoPrefix), "--9223372036854775808");
+    EXPECT_EQ(humanize(ULONG_MAX, kNoPrefix), "18446744073709551616") << "as a double";
+    EXPECT_EQ(humanize(0x1p63, kNoPrefix), "9223372036854775808");
+    EXPECT_EQ(humanize(-1e30, kNoPrefix), "-1000000000000000019884624838656");
+    EXPECT_EQ(humanize(1e50, {3, 2, false, true, false}), "100000000000000004764729344Y");
+    EXPECT_EQ(humanize(std::numeric_limits<double>::max(), kNoPrefix).size(), 309U);
     EXPECT_EQ(humanize(0x1p63 - 1024, kNoPrefix), "9223372036854774784");
 }
 
@@ -210,7 +213,18 @@ TEST(qzStringUtilsHumanizeNumberTest, WritesMoreDecimalsThanADoubleHas)
               "0.1000000000000000055511151231257827021181583404541015625");
     expectPlain(1e300, {INT_MAX, 5, false, false, false});
     expectPlain(2.0 / 3, {INT_MAX, 300, false, false, false});
-    expectPlain(2.0 / 3, {INT_MAX, 320, false, false, false});  // 10^320 is infinite
+}
+
+TEST(qzStringUtilsHumanizeNumberTest, DoesNotRoundToMoreDecimalsThanPowersOfTenFitIntoADouble)
+{
+    EXPECT_EQ(humanize(1.5, {400, 400, false, false, false}), "1.5");
+    EXPECT_EQ(humanize(-1.5, {INT_MAX, INT_MAX, false, false, false}), "-1.5");
+    EXPECT_EQ(humanize(0.1, {INT_MAX, INT_MAX, false, false, false}),
+              "0.1000000000000000055511151231257827021181583404541015625");
+    EXPECT_EQ(
+        humanize(std::numeric_limits<double>::denorm_min(), {INT_MAX, INT_MAX, false, false, false})
+            .size(),
+        1076U);
 }
 
 TEST(qzStringUtilsHumanizeNumberTest, FollowsNoLocale)

@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <qz/qzMathUtils.h>
 #include <qz/qzStringUtils.h>
 
 #include "support/Allocations.h"
@@ -127,6 +128,10 @@ const Helper kHelpers[] = {
      }},
     {"roundNumber",
      [](int number) { return qzStringUtils::roundNumber(number - 1234567.8, 16, 12, false, 1); }},
+    {"FormatIntegerSeparator",
+     [](int number) {
+         return qzMathUtils::FormatIntegerSeparator(static_cast<unsigned long>(number) << 56U);
+     }},
 };
 
 // This one needs no memory.
