@@ -7,7 +7,7 @@
 
 #include "PathText.h"
 #include "text/LocalPath.h"
-#include "text/ThreadContentKey.h"
+#include "text/TextServices.h"
 
 namespace qz::filesystem {
 

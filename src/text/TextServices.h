@@ -4,14 +4,20 @@ struct __locale_struct;
 
 namespace qz::text {
 
-/// Tells whether the locales and the conversions stand.
+class ThreadContent;
+
+/// Whether the text services are started, so that texts can be converted.
 bool areServicesUp();
 
-/// A number that each start and stop of the text services raises, so that a text that was converted
-/// before can be told from one that would be converted now.
+/// A number that each start and stop of the text services increments. A caller that caches a
+/// converted text compares it to find out whether the text is still valid.
 unsigned getServicesGeneration();
 
-/// The C locale for numbers: that of the services or, while it is missing, one that stays.
+/// The C locale for numbers: that of the services or, if there is none, one that is never freed.
 __locale_struct* getCLocale();
+
+/// The converters of the calling thread, which are made at the first call on it. Null while the
+/// text services are stopped.
+const ThreadContent* getThreadContent();
 
 }  // namespace qz::text

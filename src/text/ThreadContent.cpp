@@ -19,9 +19,10 @@ struct FreeLocale {
     void operator()(__locale_struct* locale) const { ::freelocale(locale); }
 };
 
-// The set that nl_langinfo would name if the process took the environment's locale. A locale object
-// tells it without the switch of the process's locale, which other threads would see. A thread with
-// a locale of its own sees that one, and a broken environment leaves the locale as it is.
+// The character set that `nl_langinfo` would return after `setlocale(LC_ALL, "")`. A locale object
+// gives the same answer without a change of the process's locale, which other threads would see.
+// For a thread with a locale of its own it is the set of that locale. If the environment names an
+// unknown locale, it is the set of the process's locale.
 std::string nameOfLocalSet()
 {
     if (::uselocale(nullptr) != LC_GLOBAL_LOCALE) return ::nl_langinfo(CODESET);
@@ -31,7 +32,7 @@ std::string nameOfLocalSet()
     return ::nl_langinfo_l(CODESET, environment.get());
 }
 
-// Where the 128 ASCII characters in a row come back as they are, any text of them does.
+// If the text of all 128 ASCII characters is not changed, no ASCII text is.
 bool keepsAscii(const Converter& converter)
 {
     char ascii[128];
@@ -60,16 +61,15 @@ bool Converter::convert(const char* input, std::size_t inputSize, char* output,
                         std::size_t outputSize, std::size_t& written) const
 {
     char* in = const_cast<char*>(input);  // iconv's signature is older than const
-    std::size_t room = outputSize;
-    const bool done = ::iconv(mDescriptor, &in, &inputSize, &output, &room) != std::size_t(-1);
-    written = outputSize - room;
+    std::size_t left = outputSize;
+    const bool done = ::iconv(mDescriptor, &in, &inputSize, &output, &left) != std::size_t(-1);
+    written = outputSize - left;
     return done;
 }
 
 bool ByteConverter::keeps(const std::string& text) const
 {
-    // The system's converter lets some ill-formed texts through changed, so that only well-formed
-    // ones may pass it by.
+    // The system's converter changes some ill-formed texts, so only well-formed ones may skip it.
     return keepsAscii && (keepsUtf8 ? isUtf8(text) : isAscii(text));
 }
 
@@ -91,7 +91,7 @@ bool ByteConverter::tryLatin1(const std::string& text, std::string& result) cons
     return true;
 }
 
-ThreadContent::ThreadContent()
+ThreadContent::ThreadContent(ThreadContent*& ownerVariable) : owner(&ownerVariable)
 {
     const std::string names[kSetCount] = {nameOfLocalSet(), "UTF-8", "US-ASCII"};
     for (int set = 0; set < kSetCount; ++set) {

@@ -2,8 +2,8 @@
 
 #include <qz/qzStringUtils.h>
 
+#include "TextServices.h"
 #include "ThreadContent.h"
-#include "ThreadContentKey.h"
 
 namespace qz {
 

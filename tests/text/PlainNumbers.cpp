@@ -111,7 +111,8 @@ std::string PlainNumbers::humanizeNumber(T value, int significantDigits, int max
         const double p = std::pow(10.0, decimals);
         std::ostringstream stream = makeStream();
         const double scaled = std::fabs(std::ceil(x * p - 0.5));
-        stream << std::fixed << std::setprecision(decimals) << (std::isinf(scaled) ? x : scaled / p);
+        stream << std::fixed << std::setprecision(decimals)
+               << (std::isinf(scaled) ? x : scaled / p);
         text = stream.str();
         while (text.back() == '0')
             text.pop_back();
