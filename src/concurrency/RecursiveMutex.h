@@ -2,10 +2,12 @@
 
 #include <pthread.h>
 
+#include <qz/qzMutex.h>
+
 namespace qz {
 
-/// The platform's recursive mutex. Like all locks here it ignores what the calls answer: with a
-/// mutex that is in order they can't fail.
+/// Owns a recursive mutex of the system. Like all locks here it ignores the results of the calls,
+/// which can't fail for a valid mutex.
 struct RecursiveMutex {
     RecursiveMutex()
     {
@@ -24,5 +26,13 @@ struct RecursiveMutex {
     pthread_mutex_t mutex;
     pthread_mutexattr_t attributes;
 };
+
+/// Makes a mutex free in a forked child, whose parent locked it before the fork. The child's only
+/// thread can't unlock it, since the system identifies the owner by the parent's thread id.
+inline void renewAfterFork(qzMutex& mutex)
+{
+    const RecursiveMutex fresh;
+    ::pthread_mutex_init(static_cast<pthread_mutex_t*>(mutex.getMutexData()), &fresh.attributes);
+}
 
 }  // namespace qz

@@ -2,11 +2,16 @@
 
 namespace qz {
 
-/// The next seed of the random generator: milliseconds since the epoch at load, and 1 more for each
-/// thread that took one, in one atomic step. A class, because its construction has a place in the
-/// load order.
+/// The next seed of the standard random generator. Each thread takes one and increments it, so that
+/// no two threads have the same.
+///
+/// It starts as the milliseconds since the epoch at load. A forked child draws a new one, so that
+/// it makes other random names than its parent. It is a class because its construction has a place
+/// in the load order.
 struct RandomSeed {
-    long next;
+    RandomSeed();
+
+    long next;  // guarded by a mutex in qzRandomUtils.cpp
 };
 extern RandomSeed gRandomSeed;
 

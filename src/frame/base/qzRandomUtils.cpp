@@ -1,29 +1,55 @@
 #include <qz/qzRandomUtils.h>
 
 #include <cstdlib>
+#include <mutex>
 #include <utility>
 #include <vector>
 
+#include <sys/random.h>
+
 #include <qz/qzSystemUtils.h>
 
+#include "ForkProtocol.h"
 #include "HexDigits.h"
 #include "LoadOrder.h"
 #include "RandomSeed.h"
 
 namespace qz {
 
-[[gnu::init_priority(QZ_LOAD_TIME)]] RandomSeed gRandomSeed = {
-    qzSystemUtils::GetMSecElapsedSinceEpoch()};
+[[gnu::init_priority(QZ_LOAD_TIME)]] RandomSeed gRandomSeed;
 
 namespace {
 
+// `rand` locks a mutex of the C library, which no thread may hold while the process forks. This one
+// is locked around all calls of it here.
+std::mutex gRandMutex;
+thread_local bool tIsSeeded = false;  // cleared in a forked child
+
+void prepareFork()
+{
+    gRandMutex.lock();
+}
+
+void resumeParent()
+{
+    gRandMutex.unlock();
+}
+
+void resumeChild()
+{
+    gRandomSeed.next += qzSystemUtils::GetCurrentProcessID();  // if the system has no random bytes
+    [[maybe_unused]] const ssize_t drawn =
+        ::getrandom(&gRandomSeed.next, sizeof gRandomSeed.next, GRND_NONBLOCK);
+    tIsSeeded = false;
+    gRandMutex.unlock();
+}
+
 int fillFromStandardRand(unsigned char* buffer, int size)
 {
-    thread_local bool isSeeded = false;
-    if (!isSeeded) {
-        const long seed = __atomic_fetch_add(&gRandomSeed.next, 1L, __ATOMIC_RELAXED);
-        std::srand(static_cast<unsigned>(seed));
-        isSeeded = true;
+    const std::lock_guard<std::mutex> lock(gRandMutex);
+    if (!tIsSeeded) {
+        std::srand(static_cast<unsigned>(gRandomSeed.next++));
+        tIsSeeded = true;
     }
     for (int i = 0; i < size; ++i) {
         buffer[i] = static_cast<unsigned char>(std::rand());
@@ -32,6 +58,12 @@ int fillFromStandardRand(unsigned char* buffer, int size)
 }
 
 }  // namespace
+
+RandomSeed::RandomSeed() : next(qzSystemUtils::GetMSecElapsedSinceEpoch())
+{
+    // Already now, since random names need no start of the library.
+    joinForkProtocol(ForkParticipant::RandomSeed, {&prepareFork, &resumeParent, &resumeChild});
+}
 
 qzRandomUtils::Generator qzRandomUtils::sRandGenerator = &fillFromStandardRand;
 

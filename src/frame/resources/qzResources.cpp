@@ -5,11 +5,14 @@
 #include <memory>
 #include <mutex>
 #include <utility>
+#include <vector>
 
 #include <qz/qzLogObject.h>
 #include <qz/qzMutex.h>
 
 #include "ResourceRegistry.h"
+#include "concurrency/RecursiveMutex.h"
+#include "frame/base/ForkProtocol.h"
 
 namespace qz {
 
@@ -25,44 +28,49 @@ struct Resource {
 
 struct Registry {
     std::map<std::string, Resource> entries;
-    std::unique_ptr<qzMutex> mutex;  // null in the light state; goes ahead of the entries
+    std::unique_ptr<qzMutex> mutex;  // null in the light state; destroyed before the entries
 };
 
-// Owned. A plain pointer, so that modules which go at the exit of a process that never stopped the
-// library still find the registry, wherever they were linked.
+// Owned. A plain pointer without a destructor, since modules may be unloaded at exit after the
+// objects of this file, while the library was never stopped.
 Registry* gRegistry = nullptr;
 
-// The modules that are loaded, registry or not. Made at the first use, since modules may be loaded
-// ahead of everything, and never freed, since they may be unloaded behind everything.
+// The loaded modules, with or without a registry. Created at the first use, since a module may be
+// loaded first of all, and never freed, since a module may be unloaded last of all.
 std::list<const rc::impl::Module*>& getModules()
 {
     static auto* const modules = std::make_unique<std::list<const rc::impl::Module*>>().release();
     return *modules;
 }
 
-// Holds the registry's mutex, when there is one.
+// Locks the registry's mutex, if there is one.
+//
+// Nothing is reported while it is locked: the handler of a report may look up a resource.
 std::unique_lock<qzMutex> lockRegistry()
 {
     if (gRegistry == nullptr || gRegistry->mutex == nullptr) return {};
     return std::unique_lock(*gRegistry->mutex);
 }
 
-void add(const char* name, const Resource& resource)
-{
-    if (gRegistry == nullptr) {
-        logCritical() << "No start of qzSystem to register resource " << name;
-        return;
+// Reports the names for which a change of the registry was refused. It must be constructed before
+// the lock, so that it reports after the lock is released.
+class RefusedNames {
+public:
+    explicit RefusedNames(const char* text) : mText(text) {}
+    ~RefusedNames()
+    {
+        for (const char* const name : mNames)
+            logCritical() << mText << name;
     }
-    if (gRegistry->entries.emplace(name, resource).second) return;
-    logCritical() << "Resource conflict " << name;
-}
+    RefusedNames(const RefusedNames&) = delete;
+    RefusedNames& operator=(const RefusedNames&) = delete;
 
-void remove(const char* name)
-{
-    const std::string key = name;
-    if (gRegistry != nullptr && gRegistry->entries.erase(key) != 0) return;
-    logCritical() << "Resource is already unregistered " << name;
-}
+    void add(const char* name) { mNames.push_back(name); }
+
+private:
+    const char* mText;
+    std::vector<const char*> mNames;
+};
 
 bool find(const std::string& name, Resource& found)
 {
@@ -74,11 +82,26 @@ bool find(const std::string& name, Resource& found)
     return true;
 }
 
-// Once the lock has gone, so that what handles the report may look resources up itself.
 bool reportMissing(const char* name)
 {
     logCritical() << "Resource is missing " << name;
     return false;
+}
+
+void prepareFork()
+{
+    if (gRegistry != nullptr && gRegistry->mutex != nullptr) gRegistry->mutex->lock();
+}
+
+void resumeParent()
+{
+    if (gRegistry != nullptr && gRegistry->mutex != nullptr) gRegistry->mutex->unlock();
+}
+
+// The child can't unlock the mutex, which knows its owner by the parent's thread id.
+void resumeChild()
+{
+    if (gRegistry != nullptr && gRegistry->mutex != nullptr) renewAfterFork(*gRegistry->mutex);
 }
 
 }  // namespace
@@ -91,7 +114,9 @@ void createResourceRegistry(bool withMutex)
             module->registerAll();
         }
     }
-    if (withMutex && gRegistry->mutex == nullptr) gRegistry->mutex = std::make_unique<qzMutex>();
+    if (!withMutex || gRegistry->mutex != nullptr) return;
+    gRegistry->mutex = std::make_unique<qzMutex>();
+    joinForkProtocol(ForkParticipant::Resources, {&prepareFork, &resumeParent, &resumeChild});
 }
 
 void destroyResourceRegistry()
@@ -143,9 +168,13 @@ void RegisterResources(unsigned long count, const char* blob, const char* const*
                        const char* const* digests, const unsigned long* sizes,
                        const unsigned long* offsets)
 {
+    RefusedNames refused(gRegistry != nullptr ? "Resource conflict "
+                                              : "No start of qzSystem to register resource ");
     const std::unique_lock<qzMutex> lock = lockRegistry();
     for (unsigned long i = 0; i < count; ++i) {
-        add(names[i], {digests[i], blob + offsets[i], sizes[i]});
+        const Resource resource = {digests[i], blob + offsets[i], sizes[i]};
+        if (gRegistry == nullptr || !gRegistry->entries.emplace(names[i], resource).second)
+            refused.add(names[i]);
     }
 }
 
@@ -153,9 +182,11 @@ void UnRegisterResources(unsigned long count, const char* /*blob*/, const char* 
                          const char* const* /*digests*/, const unsigned long* /*sizes*/,
                          const unsigned long* /*offsets*/)
 {
+    RefusedNames refused("Resource is already unregistered ");
     const std::unique_lock<qzMutex> lock = lockRegistry();
     for (unsigned long i = 0; i < count; ++i) {
-        remove(names[i]);
+        const std::string name = names[i];
+        if (gRegistry == nullptr || gRegistry->entries.erase(name) == 0) refused.add(names[i]);
     }
 }
 

@@ -1,14 +1,21 @@
 #include <qz/qzRandomUtils.h>
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
+#include <iostream>
+#include <memory>
 #include <regex>
+#include <set>
 #include <string>
 #include <thread>
 #include <type_traits>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "support/ChildProcess.h"
+#include "support/LibraryStart.h"
 
 namespace qz {
 
@@ -143,6 +150,57 @@ TEST_F(qzRandomUtilsTest, ServesSeveralThreads)
         thread.join();
     std::sort(texts.begin(), texts.end());
     EXPECT_EQ(std::unique(texts.begin(), texts.end()), texts.end());
+}
+
+// --- Forked children
+
+class qzRandomUtilsFork : public ::testing::TestWithParam<int> {
+protected:
+    static std::string makeName() { return qzRandomUtils::CreateRandHexString(16); }
+    static std::string makeNameInChild()
+    {
+        return support::runInChild([] {
+                   std::cout << makeName();
+                   return 0;
+               })
+            .out;
+    }
+};
+
+TEST_P(qzRandomUtilsFork, GivesOtherNamesThanTheParentAndItsOtherChildren)
+{
+    std::unique_ptr<support::LibraryStart> library;
+    if (GetParam() != 0)
+        library = std::make_unique<support::LibraryStart>(static_cast<InitType>(GetParam()));
+    makeName();  // the generator has been seeded
+    std::set<std::string> names;
+    for (int i = 0; i < 10; ++i)
+        names.insert(makeNameInChild());
+    names.insert(makeName());
+    EXPECT_EQ(names.size(), 11U);
+    EXPECT_EQ(names.begin()->size(), 32U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Starts, qzRandomUtilsFork, ::testing::Values(0, 1, 2), [](const auto& start) {
+        return std::string(start.param == 0 ? "None" : start.param == 1 ? "Light" : "Full");
+    });
+
+TEST(qzRandomUtilsForkTest, GivesBytesInAChildWhileThreadsOfTheParentTakeSome)
+{
+    std::atomic<bool> ends = false;
+    std::thread other([&] {
+        while (!ends)
+            qzRandomUtils::CreateRandHexString(1000);
+    });
+    for (int i = 0; i < 200; ++i) {
+        const support::ChildResult result = support::runInChild(
+            [] { return qzRandomUtils::CreateRandHexString(21).size() == 42 ? 42 : 1; }, "", 60);
+        EXPECT_EQ(result.getEnd(), "exit 42");
+        if (result.timedOut) break;
+    }
+    ends = true;
+    other.join();
 }
 
 }  // namespace qz

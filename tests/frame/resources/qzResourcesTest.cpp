@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <iostream>
 #include <list>
 #include <map>
@@ -311,6 +312,72 @@ TEST_P(qzResourcesTest, KeepsWhatCameAheadOfANullName)
     const Arrays arrays = Arrays().add("ahead", "1", 'a').add(nullptr, "2", 'a');
     EXPECT_THROW(arrays.registerAll(), std::logic_error);
     EXPECT_EQ(get("ahead"), "1");
+}
+
+// --- Handlers of reports, and forks
+
+namespace {
+
+void lookUpSlowly(std::list<qzLog::LogEntry>& /*batch*/, void* /*userData*/)
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    get("one");
+}
+
+}  // namespace
+
+// A synchronous report waits for the handler.
+TEST(qzResourcesReports, LetAHandlerOfTheLogLookUpResources)
+{
+    const auto body = [] {
+        const LibraryStart library(FullInit);
+        const Arrays one = Arrays().add("one", "first", 'a');
+        one.registerAll();
+        qzLog::msInstance->installCustomHandler(&lookUpSlowly, nullptr);
+        one.registerAll();
+        Arrays().add("two", "second", 'b').unregisterAll();
+        return 42;
+    };
+    EXPECT_EQ(runInChild(body, "", 60).getEnd(), "exit 42");
+}
+
+TEST(qzResourcesReports, ComeForAllConflictsOfACallAlsoIfItThrows)
+{
+    const LibraryStart library(FullInit);
+    const LogCapture log;
+    const Arrays arrays = Arrays().add("one", "1", 'a').add(nullptr, "2", 'a');
+    EXPECT_THROW(arrays.registerAll(), std::logic_error);
+    EXPECT_THROW(arrays.registerAll(), std::logic_error);
+    EXPECT_THAT(log.getLines(), ElementsAre("CRITICAL Resource conflict one"));
+}
+
+TEST(qzResourcesFork, LeavesTheRegistryUsableInTheChild)
+{
+    const LibraryStart library(FullInit);
+    const Arrays one = Arrays().add("one", "first", 'a');
+    one.registerAll();
+    std::atomic<bool> ends = false;
+    std::thread other([&] {
+        const Arrays two = Arrays().add("two", "second", 'b');
+        while (!ends) {
+            two.registerAll();
+            two.unregisterAll();
+        }
+    });
+    const support::StdoutCapture quiet;  // the children report that they are forked
+    for (int i = 0; i < 200; ++i) {
+        const ChildResult result = runInChild(
+            [] {
+                std::string onThread;
+                std::thread([&] { onThread = get("one"); }).join();
+                return get("one") == "first" && onThread == "first" ? 42 : 1;
+            },
+            "", 60);
+        EXPECT_EQ(result.getEnd(), "exit 42");
+        if (result.timedOut) break;
+    }
+    ends = true;
+    other.join();
 }
 
 // --- States
