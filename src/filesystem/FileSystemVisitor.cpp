@@ -5,7 +5,7 @@
 
 #include "FolderLevel.h"
 #include "PathText.h"
-#include "text/LowerCase.h"
+#include "text/Characters.h"
 
 namespace qz {
 

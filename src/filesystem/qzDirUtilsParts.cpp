@@ -3,7 +3,7 @@
 #include <qz/qzDirUtils.h>
 
 #include "PathText.h"
-#include "text/LowerCase.h"
+#include "text/Characters.h"
 #include "text/NumberParse.h"
 
 namespace qz {

@@ -5,6 +5,7 @@
 
 #include <ctype.h>
 
+#include "SearchBlocks.h"
 #include "SearchLevels.h"
 #include "SimdLevel.h"
 
@@ -178,6 +179,16 @@ std::size_t MatchFinder::next(std::size_t* places, std::size_t room)
         mPosition = place + mNeedle.size();
     }
     return count;
+}
+
+SearchResult searchSse2(SearchJob& job, std::size_t* places, std::size_t room)
+{
+    return searchByBlocks<Vector16>(job, {places, room});
+}
+
+SearchResult searchFoldedSse2(SearchJob& job, const FoldedBytes& folded, std::size_t* place)
+{
+    return searchFoldedByBlocks<Vector16>(job, folded, {place, 1});
 }
 
 }  // namespace qz::text

@@ -8,19 +8,15 @@
 
 #include <stdlib.h>
 
+#include "Characters.h"
 #include "TextServices.h"
 
 namespace qz::text {
 
 namespace {
 
-bool isDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
-
-// All that a number of either kind can begin with, white space and "inf" and "nan" included. Most
-// texts that are no numbers end here.
+// The first characters of all integers and reals, with leading white space, "inf" and "nan". This
+// test refuses most texts that aren't numbers.
 constexpr auto kNumberBegins = [] {
     std::array<bool, 256> begins{};
     for (const char c : std::string_view("+-. \t\n\v\f\riInN"))
@@ -34,7 +30,7 @@ bool canBeginNumber(char c)
     return kNumberBegins[static_cast<unsigned char>(c)];
 }
 
-// Whether the text begins as a decimal number that needs neither white space nor a base.
+// Whether the text begins like a decimal number without white space and without a base prefix.
 bool isPlainDecimal(const char* begin, const char* end)
 {
     if (*begin == '-') ++begin;
@@ -42,7 +38,7 @@ bool isPlainDecimal(const char* begin, const char* end)
     return *begin != '0' || begin + 1 == end || begin[1] == '.';
 }
 
-// Gives the end of the plain decimal integer at the beginning. What is out of range is clamped.
+// Reads the decimal integer at the beginning and returns its end. A value out of range is clamped.
 const char* readPlainInteger(const char* begin, const char* end, long& value)
 {
     value = *begin == '-' ? std::numeric_limits<long>::min() : std::numeric_limits<long>::max();
@@ -110,7 +106,7 @@ NumberKind readPlainNumber(std::string_view text, long& integer, double& real)
     if (!isPlainDecimal(begin, end)) return NumberKind::Unclear;
     const char* const stop = readPlainInteger(begin, end, integer);
     if (stop == end) return NumberKind::Integer;
-    // A real goes on with a point or an exponent.
+    // A real continues with a point or an exponent.
     if (*stop != '.' && *stop != ',' && *stop != 'e' && *stop != 'E') return NumberKind::None;
     const auto [realStop, error] = std::from_chars(begin, end, real);
     return realStop == end && error == std::errc() ? NumberKind::Real : NumberKind::Unclear;

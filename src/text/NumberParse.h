@@ -5,30 +5,30 @@
 
 namespace qz::text {
 
-// Numbers are read in the notation of C and in its locale, whatever the process's is, with or
-// without a start of the library. A text is a number only when all of it is one; white space may
-// stand ahead of it. The empty text counts as 0.
+// Numbers are read in the notation and the locale of C, whatever the process's locale is, with or
+// without a start of the library. The whole text must be a number; white space may precede it. The
+// empty text counts as 0.
 
-/// Reads an integer: decimal, octal behind a "0", hexadecimal behind a "0x". What 64 bits can't
-/// hold is clamped.
-/// @param value stays as it is when `text` is no integer.
+/// Reads an integer: decimal, octal after "0", hexadecimal after "0x". A value that doesn't fit
+/// into 64 bits is clamped.
+/// @param value is unchanged if `text` is no integer.
 bool parseInteger(const std::string& text, long& value);
 
-/// Reads a real: also hexadecimal ones, infinities and NaNs. What a double can't hold becomes an
-/// infinity or 0.
-/// @param value stays as it is when `text` is no real.
+/// Reads a real: also hexadecimal ones, infinities and NaNs. A value that doesn't fit into a double
+/// becomes an infinity or 0.
+/// @param value is unchanged if `text` is no real.
 bool parseReal(const std::string& text, double& value);
 
-/// What a look at a text tells of it.
+/// The result of `readPlainNumber`.
 enum class NumberKind {
-    None,     ///< No number, also with a point in the place of each comma.
-    Integer,  ///< One that `parseInteger` reads.
-    Real,     ///< One that `parseReal` reads and `parseInteger` doesn't.
-    Unclear   ///< Something else; only the two know.
+    None,     ///< No number, even if each comma is replaced by a point.
+    Integer,  ///< A number for `parseInteger`.
+    Real,     ///< A number for `parseReal`, but not for `parseInteger`.
+    Unclear   ///< Unknown: call `parseInteger` and `parseReal`.
 };
 
-/// Reads numbers in plain decimals, and knows most texts that aren't numbers.
-/// @param integer, real one of them receives the value of the kind.
+/// Reads numbers in plain decimal notation, and recognises most texts that aren't numbers.
+/// @param integer, real the one of the returned kind receives the value.
 NumberKind readPlainNumber(std::string_view text, long& integer, double& real);
 
 }  // namespace qz::text

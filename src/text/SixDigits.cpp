@@ -6,8 +6,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "DigitWriter.h"
-#include "PowersOfTen.h"
+#include "Digits.h"
 
 // The value is brought to six digits ahead of the point by one multiplication or division with an
 // exact power of ten. That is off by less than 2^-32, so the digits are certain unless the rest is

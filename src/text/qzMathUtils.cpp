@@ -3,7 +3,7 @@
 #include <clocale>
 #include <cstring>
 
-#include "DigitWriter.h"
+#include "Digits.h"
 
 namespace qz {
 

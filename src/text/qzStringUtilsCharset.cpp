@@ -9,11 +9,11 @@ namespace qz {
 
 namespace {
 
-// Log lines and paths fit in here and spare an allocation.
+// Log lines and paths fit in, so that they need no allocation.
 constexpr std::size_t kStackSize = 1024;
 
-// Runs the converter once with room for `outputSize` bytes, and takes the last byte that it wrote
-// off: the terminator, where the input carries one.
+// Runs the converter once with a buffer of `outputSize` bytes. The last byte of the output is
+// removed: it is the terminator, if the input has one.
 std::string convertOnce(const text::Converter& converter, const void* input, std::size_t inputSize,
                         std::size_t outputSize)
 {
@@ -50,16 +50,29 @@ std::string qzStringUtils::convertTo8Bits(const std::wstring& text, qzCharSet to
     const text::ThreadContent* const content = text::getThreadContent();
     const text::Converter* const fromWide = content != nullptr ? content->getFromWide(to) : nullptr;
     if (fromWide == nullptr) return {};
-    // Characters counted as bytes, as callers know it.
+    // Compatibility: the input is counted in characters where the converter expects bytes.
     const std::size_t inputSize = text.size() + 1;
     return convertOnce(*fromWide, text.c_str(), inputSize, inputSize * 4);
 }
 
 std::wstring qzStringUtils::convertToUnicode(const std::string& /*text*/, qzCharSet /*from*/)
 {
-    // The converter would be given as many bytes of room as of input, where each character takes
-    // four: it runs out of room for every text, the terminator of the empty one included.
+    // Compatibility: the buffer had as many bytes as the input, but each character takes four. So
+    // the conversion failed for every text, even for the terminator of the empty one.
     return {};
+}
+
+std::string qzStringUtils::UnknownEncodingToUtf8(const std::string& text, char replacement)
+{
+    if (IsUtf8String(text)) return text;
+    // Compatibility: a failed conversion gives an empty text, which is the result then.
+    std::string converted = convertCharset(text, CharSetLocal, CharSetUtf8);
+    if (IsUtf8String(converted)) return converted;
+    std::string ascii = text;
+    for (char& byte : ascii) {
+        if (static_cast<unsigned char>(byte) >= 0x80) byte = replacement;
+    }
+    return ascii;
 }
 
 }  // namespace qz

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "DigitWriter.h"
+#include "Digits.h"
 
 namespace qz {
 

@@ -8,8 +8,7 @@
 #include <limits>
 #include <string_view>
 
-#include "DigitWriter.h"
-#include "PowersOfTen.h"
+#include "Digits.h"
 
 namespace qz {
 

@@ -1,14 +1,15 @@
 #include <algorithm>
-#include <cctype>
 #include <cstdint>
-#include <iterator>
 #include <limits>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include <stdlib.h>
 
 #include <qz/qzStringUtils.h>
 
+#include "Characters.h"
 #include "TextServices.h"
 
 namespace qz {
@@ -17,20 +18,14 @@ namespace {
 
 using Components = std::vector<std::uint32_t>;
 
-bool isBlank(char byte)
-{
-    return std::isspace(static_cast<unsigned char>(byte)) != 0;
-}
-
-// Without blanks around, and without what follows a space.
+// Without white space at the ends, and up to the first space.
 std::string cutVersion(const std::string& text)
 {
-    const auto begin = std::find_if_not(text.begin(), text.end(), isBlank);
-    const auto end = std::find_if_not(text.rbegin(), std::make_reverse_iterator(begin), isBlank);
-    return {begin, std::find(begin, end.base(), ' ')};
+    const std::string_view trimmed = text::trim(text);
+    return std::string(trimmed.substr(0, trimmed.find(' ')));
 }
 
-// An empty component is 0: nothing is parsed, and the parser ends where the component does.
+// An empty component is 0: the parser stops at once, at the end of the component.
 bool parseComponent(const char* begin, const char* end, std::uint32_t& value)
 {
     char* parsedEnd = nullptr;
@@ -40,10 +35,10 @@ bool parseComponent(const char* begin, const char* end, std::uint32_t& value)
     return parsed >= 0 && parsed <= std::numeric_limits<std::uint32_t>::max();
 }
 
-// No component leaves the list empty, as do a component that isn't a number and a bound of 0.
+// The list is empty if a component isn't a number, and if `maxComponents` is 0.
 Components parseVersion(const std::string& text, unsigned long maxComponents)
 {
-    // A number ends at a point as at the end of the text, so the components need no copies.
+    // The parser stops at a point, so the components needn't be copied.
     const std::string version = cutVersion(text);
     const char* const textEnd = version.data() + version.size();
     Components components;

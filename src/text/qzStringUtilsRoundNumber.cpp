@@ -9,8 +9,7 @@
 #include <locale>
 #include <sstream>
 
-#include "DigitWriter.h"
-#include "PowersOfTen.h"
+#include "Digits.h"
 
 namespace qz {
 

@@ -123,6 +123,17 @@ TEST(qzStringUtilsReplaceAll, TakesTimeAndMemoryOnceForAHundredThousandPlaces)
     EXPECT_EQ(text.substr(299991), "a, a, a, ");
 }
 
+TEST(qzStringUtilsReplaceAll, AllocatesTheResultAloneForWhatIsLonger)
+{
+    constexpr std::size_t kMatches = 100'000;
+    std::string text(kMatches, 'a');
+    const support::AllocationCounter counter;
+    EXPECT_EQ(qzStringUtils::ReplaceAllOccurrences(text, "a", "bb"), kMatches);
+    EXPECT_EQ(counter.getCount(), 1U);
+    EXPECT_LE(counter.getBytes(), 2 * kMatches + 64);
+    EXPECT_EQ(text, std::string(2 * kMatches, 'b'));
+}
+
 TEST(qzStringUtilsReplaceAll, AllocatesNothingForWhatIsNotLonger)
 {
     std::string text(4000, 'a');

@@ -4,17 +4,13 @@
 #include <qz/qzSystemUtils.h>
 
 #include "StandardFile.h"
+#include "text/Characters.h"
 
 namespace qz {
 
 namespace {
 
 constexpr int kLineSize = 128;
-
-bool isDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
 
 // Reads the number as C writes it, so that a leading 0 means octal and 0x hexadecimal.
 unsigned long parseCNumber(const char* begin, const char* end)
@@ -35,7 +31,7 @@ unsigned long parseKilobytes(const char* line)
 {
     const char* const end = line + std::strlen(line);
     const char* number = line;
-    while (number != end && !isDigit(*number))
+    while (number != end && !text::isDigit(*number))
         ++number;
     return number == end ? 0 : parseCNumber(number, end) * 1024;
 }

@@ -4,7 +4,7 @@
 
 #include "MimeTable.h"
 #include "frame/base/LoadOrder.h"
-#include "text/LowerCase.h"
+#include "text/Characters.h"
 
 namespace qz {
 

@@ -1,8 +1,0 @@
-#include "Utf8Levels.h"
-
-#include "Utf8Blocks.h"
-
-std::size_t qz::text::countUtf8Ssse3(const char* begin, const char* end)
-{
-    return countUtf8ByBlocks<Vector16>(begin, end);
-}
