@@ -11,18 +11,24 @@ namespace qz {
 
 /// Collects cells row by row, and draws them as a framed table for logs and consoles.
 ///
-/// The table is UTF-8 in spite of the name: its frame consists of box-drawing characters. A row is
-/// written as `table << cell << cell << AsciiTableBuilder::EndOfRow{}`. A cell of malformed UTF-8
-/// counts as one without text.
+/// The table is UTF-8 in spite of the name: its frame consists of box-drawing characters. The width
+/// of a cell with malformed UTF-8 counts as 0.
+///
+/// @code
+/// AsciiTableBuilder table("Files");
+/// table << "Name" << "Bytes" << AsciiTableBuilder::EndOfRow{};
+/// table << "backup" << 1536 << AsciiTableBuilder::EndOfRow{};
+/// logInfo() << '\n' << table.toString();
+/// @endcode
 ///
 /// Threads: one at a time for each object.
 class QZ_API AsciiTableBuilder {
 public:
-    /// Joins the next `count` cells with the one behind them, which gives the text for all:
-    /// `table << FuseWithNextCell{2} << "over three columns"`. With nothing behind them the last
+    /// Adds `count` cells that are joined with the cell after them, which has the text of all:
+    /// `table << FuseWithNextCell{2} << "over three columns"`. Without a cell after them the last
     /// one becomes an ordinary empty cell. A count of 0 adds nothing.
     struct FuseWithNextCell {
-        unsigned char count;  ///< How many cells to join.
+        unsigned char count;  ///< The number of cells to join.
     };
 
     /// Ends the row.
@@ -41,19 +47,18 @@ public:
         bool fused = false;   ///< Whether the cell is joined with the next one in its row.
     };
 
-    /// Starts a table, with a title in a frame of its own above it unless that is empty.
+    /// Starts a table. A title that isn't empty is drawn above it in a frame of its own.
     explicit AsciiTableBuilder(const std::string& title);
 
-    /// Starts anew with another title; all rows are gone.
+    /// Removes all rows and replaces the title.
     void resetTableBuilder(const std::string& title);
-    /// Replaces the title; an empty one takes it away.
+    /// Replaces the title; an empty one removes it.
     void setTitle(const std::string& title);
 
-    /// The number of ended rows. After `toString` has dropped the row that an end of row had begun,
-    /// the last ended row counts as not ended: one less.
+    /// The number of ended rows. It is one less after `toString` has dropped an empty last row.
     std::size_t getRowCount() const;
 
-    /// Adds a cell with what a standard stream in the global locale writes for `value`.
+    /// Adds a cell with the text that a standard stream in the global locale writes for `value`.
     template <typename T>
     AsciiTableBuilder& operator<<(const T& value)
     {
@@ -61,20 +66,19 @@ public:
         stream << value;
         return addCell(stream.str());
     }
-    /// Adds cells that are joined with the one behind them.
+    /// Adds cells that are joined with the one after them.
     AsciiTableBuilder& operator<<(const FuseWithNextCell& tag);
     /// Ends the row and begins the next one.
     AsciiTableBuilder& operator<<(const EndOfRow& tag);
 
-    /// Draws the table, without a line feed at its end. Without a title it begins with one, so that
-    /// a report may put it behind a text; stream one ahead of a table with a title.
+    /// Draws the table, without a line feed at the end. A table without a title begins with a line
+    /// feed, so that it can follow a text; one with a title doesn't.
     ///
-    /// Columns are as wide as their widest cell, in code points, and the columns under a joined
-    /// cell share its width. Texts stand on the left, those over several columns in the middle.
-    /// A table without a cell gives "## Empty Table ##" or "## Empty Table : TITLE ##".
+    /// Columns are as wide as their widest cell in code points; the columns of a joined cell share
+    /// its width. Texts are aligned to the left, those over several columns are centred. A table
+    /// without a cell gives "## Empty Table ##" or "## Empty Table : TITLE ##".
     ///
-    /// Drops the last row when it has no cell: cells that are added afterwards go on with the row
-    /// above.
+    /// An empty last row is dropped: further cells are then added to the row before it.
     std::string toString();
 
 private:

@@ -9,28 +9,28 @@ namespace qz {
 /// The MIME type of a kind of files, and whether they are worth compressing.
 class QZ_API MimeTypeInfo {
 public:
-    /// Whether compression pays.
+    /// Whether compression is worthwhile.
     enum Compressible : int {
-        CompressibleYes = 0,      ///< It does.
-        CompressibleNo = 1,       ///< The content is compressed already, or doesn't pack.
-        CompressibleUnknown = 2,  ///< Nothing is known of the kind.
+        CompressibleYes = 0,      ///< It is.
+        CompressibleNo = 1,       ///< The content is compressed already, or hardly compressible.
+        CompressibleUnknown = 2,  ///< The kind of file is unknown.
     };
 
     /// The record of an unknown kind: no type, `CompressibleUnknown`.
     MimeTypeInfo();
-    /// A record of the given kind.
+    /// A record with these values.
     MimeTypeInfo(std::string&& type, Compressible compressible);
 
-    /// Looks a file up by its extension ("photo.JPG"), its last two ("bundle.js.map"), or a bare
-    /// extension ("PNG").
+    /// Finds the record of a file by its extension ("photo.JPG"), its last two extensions
+    /// ("bundle.js.map"), or a bare extension ("PNG").
     ///
-    /// The table is filled by the library's start; before it everything is unknown. Threads: any.
-    /// @return a record that stays valid as long as the library is loaded; the unknown kind for an
-    ///     extension that the table doesn't have, "bz2" among them.
+    /// The library's start fills the table; before it every kind is unknown. Threads: any.
+    /// @return a record that is valid as long as the library is loaded. The table doesn't contain
+    ///     "bz2".
     static const MimeTypeInfo& GetMimeTypeInfoFromFileNameOrExt(const std::string& nameOrExtension);
 
     std::string type;                                 ///< For example "image/jpeg".
-    Compressible compressible = CompressibleUnknown;  ///< Whether compression pays.
+    Compressible compressible = CompressibleUnknown;  ///< Whether compression is worthwhile.
 };
 
 }  // namespace qz

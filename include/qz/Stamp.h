@@ -6,10 +6,10 @@
 
 namespace qz {
 
-/// A number that tells one state of a thing from another.
+/// A number that identifies a state of an object.
 class Stamp {
 public:
-    /// Makes a stamp of a number.
+    /// Makes a stamp with a number.
     explicit Stamp(unsigned long value) : mValue(value) {}
     /// The number.
     unsigned long getValue() const { return mValue; }
@@ -31,7 +31,7 @@ private:
     unsigned long mValue;
 };
 
-/// Gives out stamps that rise by 1. Threads: any.
+/// Generates stamps, each greater by 1 than the one before. Threads: any.
 class QZ_API StampGenerator {
 public:
     /// Makes a generator whose first stamp is 1.
@@ -40,11 +40,11 @@ public:
     StampGenerator(const StampGenerator&) = delete;
     StampGenerator& operator=(const StampGenerator&) = delete;
 
-    /// Gives the next stamp. No two calls on one generator give the same.
+    /// Returns the next stamp. No two calls of one generator return the same.
     Stamp generateStamp();
 
 private:
-    std::unique_ptr<unsigned long> mNext;  // taken and raised in one atomic step
+    std::unique_ptr<unsigned long> mNext;  // read and incremented in one atomic step
 };
 
 }  // namespace qz

@@ -6,20 +6,24 @@
 
 namespace qz {
 
-/// An error number of the operating system, and the one form in which reports show it.
+/// An error number of the operating system, with the text that reports show.
 ///
-/// Threads: a plain value; `toString` asks `strerror`, with that call's thread rules.
+/// @code
+/// if (::unlink(path) != 0) logWarning() << "Not removed: " << SystemError(errno);
+/// @endcode
+///
+/// Threads: a plain value; `toString` calls `strerror`, with the thread rules of that function.
 class QZ_API SystemError {
 public:
-    /// Makes the error 0. It does not look at `errno`: hand `errno` over where it is meant.
+    /// Makes the error 0. It does not read `errno`.
     SystemError() = default;
     /// Makes the error of the number `code`.
-    // Conversion is the wish: an errno may be streamed as SystemError(errno) or passed as it is.
+    // A conversion is intended: an errno may be streamed as SystemError(errno) or passed as it is.
     SystemError(int code) : mCode(code) {}  // NOLINT(google-explicit-constructor)
 
-    /// The text "System error : '(number) NAME words of the system'", on one line.
+    /// The text "System error : '(number) NAME description'", on one line.
     ///
-    /// The name is "UNKNOWN_ENUM" for a number without one, which 95 is too.
+    /// The name is "UNKNOWN_ENUM" for a number without a name, and for 95.
     std::string toString() const;
 
 private:

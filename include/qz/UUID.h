@@ -11,14 +11,14 @@ class UUID {
 public:
     UUID() = delete;
 
-    /// How an identifier reads.
+    /// The form of the text.
     enum Format {
         FormatHex = 1,  ///< 32 lower-case hexadecimal digits, without dashes and braces.
     };
 
     /// Writes an identifier as text.
     /// @param sixteenBytes the identifier.
-    /// @param out overwritten, whatever it held.
+    /// @param out receives the text.
     template <Format F>
     static void BinaryToString(const unsigned char* sixteenBytes, std::string& out);
 };

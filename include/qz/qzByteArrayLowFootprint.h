@@ -9,12 +9,12 @@
 
 namespace qz {
 
-/// Bytes of its own in the space of one pointer, for large collections whose members are mostly
-/// empty or short. Nothing is allocated for one without bytes.
+/// An array of bytes with the size of one pointer, for large collections of arrays that are mostly
+/// empty or short. An array without bytes allocates nothing.
 ///
-/// One without bytes is null or empty, which compare as different. The bytes are followed by a zero
-/// byte, so that they may be read as a text. Failed allocations throw std::bad_alloc and leave the
-/// array as it was.
+/// An array without bytes is null or empty, which compare as different. The bytes are followed by a
+/// zero byte, so that they can be read as a text. A failed allocation throws `std::bad_alloc` and
+/// leaves the array unchanged.
 ///
 /// Threads: one at a time for each object.
 class QZ_API qzByteArrayLowFootprint {
@@ -27,46 +27,46 @@ public:
     /// Makes an empty array.
     constexpr qzByteArrayLowFootprint() noexcept = default;
     /// Makes an array of a text's bytes; an empty text makes an empty one.
-    // Conversion is the wish: texts are handed to functions that take such arrays.
+    // A conversion is intended: texts are passed to functions that take such arrays.
     qzByteArrayLowFootprint(const std::string& text);  // NOLINT(google-explicit-constructor)
-    /// Makes a copy with bytes of its own; of a null array a null one.
+    /// Copies the bytes. The copy of a null array is null.
     qzByteArrayLowFootprint(const qzByteArrayLowFootprint& other);
-    /// Takes the bytes over; `other` is empty then.
+    /// Takes over the bytes; `other` is then empty.
     qzByteArrayLowFootprint(qzByteArrayLowFootprint&& other) noexcept;
-    /// Makes it a copy with bytes of its own; of a null array a null one.
+    /// Copies the bytes. The copy of a null array is null.
     qzByteArrayLowFootprint& operator=(const qzByteArrayLowFootprint& other);
-    /// Takes the bytes over; `other` is empty then, unless it is the same object.
+    /// Takes over the bytes; `other` is then empty, unless it is the same object.
     qzByteArrayLowFootprint& operator=(qzByteArrayLowFootprint&& other) noexcept;
     /// Frees the bytes.
     ~qzByteArrayLowFootprint();
 
-    /// Replaces the bytes by a copy of `size` others, which may be some of its own. Makes the array
-    /// empty when `data` is null or `size` is 0.
-    /// @param size below 4 GiB: of a larger size only the lower 32 bits are kept.
+    /// Replaces the bytes by a copy of `data`, which may be in this array. Makes the array empty if
+    /// `data` is null or `size` is 0.
+    /// @param size must be below 4 GiB; only the lower 32 bits are used.
     void setData(const char* data, unsigned long size);
-    /// Makes the array empty, also a null one.
+    /// Makes the array empty, even if it is null.
     void clear();
     /// Makes the array null.
     void setToNull();
-    /// Makes all bytes `fill`, `size` of them. A null array that is given no bytes stays null.
-    /// @param size below 4 GiB, as with `setData`.
+    /// Replaces the bytes by `size` times `fill`. A null array stays null if `size` is 0.
+    /// @param size must be below 4 GiB, as for `setData`.
     void resizeAndClear(unsigned long size, char fill);
-    /// Exchanges the bytes, without a copy.
+    /// Exchanges the bytes without copying them.
     void swap(qzByteArrayLowFootprint& other) noexcept;
 
     /// The number of bytes; 0 for null.
     unsigned long size() const;
-    /// Tells whether there are no bytes; null is without.
+    /// Whether there are no bytes, as in a null array.
     bool empty() const;
-    /// Tells the same as `empty`.
+    /// The same as `empty`.
     bool isEmpty() const;
-    /// Tells whether the array is null.
+    /// Whether the array is null.
     bool isNull() const;
 
-    /// The bytes, to be changed in place; a null pointer for an array without bytes. Valid until
-    /// the array changes.
+    /// The bytes for changes in place; a null pointer if there are none. Valid until the array
+    /// changes.
     char* editRawData();
-    /// The bytes and a zero byte behind them; never a null pointer. Valid until the array changes.
+    /// The bytes, followed by a zero byte; never a null pointer. Valid until the array changes.
     const char* rawData() const;
     /// The same as `rawData`.
     const char* constRawData() const;
@@ -75,8 +75,8 @@ public:
     /// Replaces the content of `out` by the bytes.
     void toByteVector(std::vector<char>& out) const;
 
-    /// Null comes first, then empty, then the others by their number of bytes, and only among equal
-    /// numbers by the bytes: "b" is less than "aa".
+    /// The order: null, empty, then by the number of bytes, and for equal numbers by the bytes. So
+    /// "b" is less than "aa".
     bool operator<(const qzByteArrayLowFootprint& other) const;
     /// The order of `operator<`, or equal.
     bool operator<=(const qzByteArrayLowFootprint& other) const;
@@ -84,9 +84,9 @@ public:
     bool operator>(const qzByteArrayLowFootprint& other) const;
     /// The reverse of `operator<`, or equal.
     bool operator>=(const qzByteArrayLowFootprint& other) const;
-    /// Tells whether both are null, both empty, or both of the same bytes.
+    /// Whether both are null, both are empty, or both have the same bytes.
     bool operator==(const qzByteArrayLowFootprint& other) const;
-    /// The contrary of `operator==`.
+    /// The opposite of `operator==`.
     bool operator!=(const qzByteArrayLowFootprint& other) const;
 
 private:

@@ -4,14 +4,21 @@
 
 namespace qz {
 
-/// What long work asks from time to time: whether it should stop.
+/// A request to stop that a long piece of work polls.
 ///
-/// Nothing here owns what it points at. Threads: a request may come from any thread; work that
-/// polls sees it late at worst.
+/// None of these classes owns the objects that it points to.
+///
+/// @code
+/// bool isCancelled = false;
+/// qzCancelInterfaceProxy cancel(isCancelled);
+/// while (!cancel.shouldCancel()) doNextStep();
+/// @endcode
+///
+/// Threads: a request may come from any thread; the work may see it late.
 class QZ_API qzCancelInterfaceReadOnly {
 public:
     virtual ~qzCancelInterfaceReadOnly();
-    /// Tells whether the work should stop.
+    /// Whether the work should stop.
     virtual bool shouldCancel() const = 0;
 };
 
@@ -19,16 +26,16 @@ public:
 class QZ_API qzCancelInterface : public qzCancelInterfaceReadOnly {
 public:
     ~qzCancelInterface() override;
-    /// Asks the work to stop; there is no way back.
+    /// Requests the work to stop, for good.
     virtual void cancel() = 0;
 };
 
-/// Asks a flag, and then another source.
+/// Reads a flag, and then another source.
 class QZ_API qzCancelInterfaceProxyReadOnly : public qzCancelInterfaceReadOnly {
 public:
-    /// Makes a proxy over what is given; without either it never cancels.
-    /// @param flag read at each question; may be null.
-    /// @param parent asked when the flag is not set; may be null.
+    /// Makes a proxy. Without flag and parent it never cancels.
+    /// @param flag read by each `shouldCancel`; may be null.
+    /// @param parent used if the flag is not set; may be null.
     constexpr explicit qzCancelInterfaceProxyReadOnly(
         const bool* flag = nullptr, const qzCancelInterfaceReadOnly* parent = nullptr)
         : mFlag(flag), mParent(parent)
@@ -36,7 +43,7 @@ public:
     }
     ~qzCancelInterfaceProxyReadOnly() override;
 
-    /// True when the flag is set, or else when the parent says so.
+    /// True if the flag is set, or if the parent should cancel.
     bool shouldCancel() const override;
 
 private:
@@ -44,13 +51,13 @@ private:
     const qzCancelInterfaceReadOnly* mParent;
 };
 
-/// Sets and asks a flag, and passes the request on.
+/// Sets and reads a flag, and passes the request on.
 class QZ_API qzCancelInterfaceProxy : public qzCancelInterface {
 public:
-    /// Makes a proxy over what is given.
+    /// Makes a proxy.
     /// @param flag set by `cancel`; other threads may read and set it.
-    /// @param target hears of each request, and is asked as well; may be null.
-    /// @param parent asked last, and never told; may be null.
+    /// @param target receives each `cancel`, and is read as well; may be null.
+    /// @param parent read last, and never cancelled; may be null.
     explicit qzCancelInterfaceProxy(bool& flag, qzCancelInterface* target = nullptr,
                                     const qzCancelInterfaceReadOnly* parent = nullptr)
         : mFlag(&flag), mTarget(target), mParent(parent)
@@ -58,9 +65,9 @@ public:
     }
     ~qzCancelInterfaceProxy() override;
 
-    /// True when the flag is set, or else when the target or the parent says so.
+    /// True if the flag is set, or if the target or the parent should cancel.
     bool shouldCancel() const override;
-    /// Sets the flag, and then asks the target to stop.
+    /// Sets the flag, and then cancels the target.
     void cancel() override;
 
 private:

@@ -18,13 +18,13 @@ public:
     void clearTimer();
     /// Starts the timer anew from now.
     void start();
-    /// Takes the present time as the stop time; does nothing when the timer doesn't run.
+    /// Stops the timer at the present time. Does nothing if the timer doesn't run.
     void stop();
-    /// Tells whether the timer was started and not stopped since.
+    /// Whether the timer was started and not stopped since.
     bool isRunning();
 
-    /// Microseconds from the start to the stop, or to now while the timer runs. Asking a running
-    /// timer moves its stop time.
+    /// Microseconds from the start to the stop, or to now while the timer runs. The call sets the
+    /// stop time of a running timer.
     double getElapsedTimeInMicroSec();
     /// The same in milliseconds.
     double getElapsedTimeInMilliSec();

@@ -6,27 +6,27 @@
 
 namespace qz {
 
-// Each lock here works from its making on. One that is made ahead of the library's full start is
-// reported as a CRITICAL entry, since nothing in a light start is meant for several threads.
+// Each lock works as soon as it is constructed. A construction before the library's full start is
+// reported as a CRITICAL entry, since a light start is for one thread only.
 
-/// A recursive mutex: a thread that holds it may lock it again, and unlocks it as often.
+/// A recursive mutex. A thread may lock it several times, and must unlock it as often.
 class QZ_API qzMutex {
 public:
-    /// Makes a free mutex.
+    /// Makes an unlocked mutex.
     qzMutex();
     virtual ~qzMutex();
     qzMutex(const qzMutex&) = delete;
     qzMutex& operator=(const qzMutex&) = delete;
 
-    /// Waits for the mutex and takes it.
+    /// Waits for the mutex and locks it.
     void lock();
-    /// Takes the mutex if no other thread holds it.
-    /// @return whether the caller has it now.
+    /// Locks the mutex unless another thread has locked it.
+    /// @return whether the caller has locked it.
     bool tryLock();
-    /// Gives back one level of the caller's hold.
+    /// Unlocks the mutex once. The calling thread must have locked it.
     void unlock();
 
-    /// The address of the platform's mutex, for `qzWaitCondition`.
+    /// The address of the system's mutex, for `qzWaitCondition`.
     void* getMutexData() const;
 
 private:
@@ -34,23 +34,22 @@ private:
     std::unique_ptr<Impl> mImpl;
 };
 
-/// A recursive mutex whose try takes a timeout. No condition waits with it.
+/// A recursive mutex with a timed try. It can't be used with `qzWaitCondition`.
 class QZ_API qzMutex2 {
 public:
-    /// Makes a free mutex.
+    /// Makes an unlocked mutex.
     qzMutex2();
     virtual ~qzMutex2();
     qzMutex2(const qzMutex2&) = delete;
     qzMutex2& operator=(const qzMutex2&) = delete;
 
-    /// Waits for the mutex and takes it.
+    /// Waits for the mutex and locks it.
     void lock();
-    /// Takes the mutex if no other thread holds it. It never waits: callers take the time for a
-    /// hint.
-    /// @param timeoutMs a hint.
-    /// @return whether the caller has it now.
+    /// Locks the mutex unless another thread has locked it. It never waits.
+    /// @param timeoutMs has no effect. Compatibility: callers treat it as a hint.
+    /// @return whether the caller has locked it.
     bool tryLock(unsigned int timeoutMs);
-    /// Gives back one level of the caller's hold.
+    /// Unlocks the mutex once. The calling thread must have locked it.
     void unlock();
 
 private:
@@ -58,24 +57,27 @@ private:
     std::unique_ptr<Impl> mImpl;
 };
 
-/// A lock between processes, held in a file under /var/lock. It doesn't keep two threads apart that
-/// share the object.
+/// A lock between processes: a lock on a file in /var/lock. It doesn't exclude two threads that
+/// share one object.
+///
+/// The file is neither truncated nor inherited by started programs, and links are not followed.
 class QZ_API qzMutexSystem {
 public:
-    /// Opens the lock file, and makes it when there is none. A failure is reported; `lock` and
-    /// `unlock` then do nothing.
-    /// @param name what processes share; "/" and "." in it stand as "_" in the file's name. Null
-    ///     makes a random name, which no other process has.
+    /// Opens the lock file, or makes it. A failure, such as a link in its place, is reported;
+    /// `lock` and `unlock` then do nothing.
+    /// @param name identifies the lock; the file has "_" for each "/" and "." in it. Null stands
+    /// for a
+    ///     random name, which no other process has.
     explicit qzMutexSystem(const char* name);
-    /// Removes the file. Who holds it open then goes on with a file that has no name, and the next
-    /// to come makes a new one.
+    /// Closes and removes the file. Other processes that have it open continue with a file without
+    /// a name, and the next one makes a new file.
     ~qzMutexSystem();
     qzMutexSystem(const qzMutexSystem&) = delete;
     qzMutexSystem& operator=(const qzMutexSystem&) = delete;
 
-    /// Waits for the lock and takes it.
+    /// Waits for the lock and takes it. Signal handlers run during the wait, which then continues.
     void lock();
-    /// Gives the lock back.
+    /// Releases the lock.
     void unlock();
 
 private:
@@ -83,27 +85,32 @@ private:
     std::unique_ptr<Impl> mImpl;
 };
 
-/// Holds a `qzMutex` for a scope.
+/// Locks a `qzMutex` until the end of a scope.
 ///
-/// Both steps may be repeated: a lock that is held isn't taken twice.
+/// It may be unlocked and locked in between; a repeated call has no effect.
+///
+/// @code
+/// const qzMutexLocker locker(mMutex);
+/// ++mCount;
+/// @endcode
 class qzMutexLocker {
 public:
     /// @param mutex must outlive the locker.
-    /// @param lockNow false leaves the mutex alone until `lock`.
+    /// @param lockNow false doesn't lock the mutex before `lock`.
     explicit qzMutexLocker(qzMutex& mutex, bool lockNow = true) : mMutex(&mutex)
     {
         if (lockNow) lock();
     }
-    /// Gives the mutex back if it is held.
+    /// Unlocks the mutex if the locker has locked it.
     ~qzMutexLocker() { unlock(); }
     qzMutexLocker(const qzMutexLocker&) = delete;
     qzMutexLocker& operator=(const qzMutexLocker&) = delete;
 
-    /// Takes the mutex, unless the locker has it.
+    /// Locks the mutex, unless the locker has locked it.
     void lock();
-    /// Gives the mutex back, if the locker has it.
+    /// Unlocks the mutex, if the locker has locked it.
     void unlock();
-    /// Tells whether the locker holds the mutex.
+    /// Whether the locker has locked the mutex.
     bool isLocked() { return mLocked; }
 
 private:

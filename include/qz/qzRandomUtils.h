@@ -6,26 +6,31 @@
 
 namespace qz {
 
-/// Random bytes from a generator that the host may replace.
+/// Random bytes from a generator that the application may replace.
 ///
-/// The default generator is the C library's `rand`, seeded at a thread's first use with a number
-/// that no other thread gets: good for names, not for secrets.
+/// The default generator is the C library's `rand`, seeded at the first use on a thread with a
+/// number of its own, and anew in a forked child. It is good for names, not for secrets.
+///
+/// @code
+/// const std::string name = "upload-" + qzRandomUtils::CreateRandHexString(8);
+/// @endcode
 class QZ_API qzRandomUtils {
 public:
     qzRandomUtils() = delete;
 
-    /// Fills `size` bytes at `buffer`; what it returns is handed to the caller of `Rand`.
+    /// Fills `size` bytes at `buffer`. `Rand` returns its result.
     using Generator = int (*)(unsigned char* buffer, int size);
 
-    /// Installs a generator; null brings the default back. Threads: for the time of start-up.
-    /// @return the generator that was in place.
+    /// Installs a generator; null stands for the default one. Threads: no other thread may use the
+    /// generator during the call.
+    /// @return the previous generator.
     static Generator SetRandGenerator(Generator generator);
-    /// Fills a buffer through the generator.
-    /// @param size bytes; cut to 32 bits.
-    /// @return what the generator says; 1 from the default one.
+    /// Fills a buffer with random bytes.
+    /// @param size bytes; only the lower 32 bits are used.
+    /// @return the result of the generator; 1 for the default one.
     static int Rand(char* buffer, unsigned long size);
-    /// Gives random bytes as lower-case hexadecimal digits, two a byte.
-    /// @param byteCount 0 acts as 1.
+    /// Returns random bytes as lower-case hexadecimal digits, two for each byte.
+    /// @param byteCount 0 is taken as 1.
     static std::string CreateRandHexString(unsigned long byteCount);
 
 private:

@@ -6,26 +6,27 @@
 
 namespace qz {
 
-/// Counts things that threads take and give back, any number at a time.
+/// Counts resources that threads acquire and release, any number at a time.
 class QZ_API qzSemaphore {
 public:
-    /// @param resources how many there are at the start.
+    /// @param resources the number of free resources at the start.
     explicit qzSemaphore(unsigned int resources);
     ~qzSemaphore();
     qzSemaphore(const qzSemaphore&) = delete;
     qzSemaphore& operator=(const qzSemaphore&) = delete;
 
-    /// Waits until `count` can be taken at once, and takes them; 0 passes at once.
+    /// Waits until `count` resources are free at the same time, and acquires them. 0 returns at
+    /// once.
     void acquire(unsigned int count);
-    /// Adds `count`, and lets all who wait look again; 0 does nothing.
+    /// Adds `count` free resources and wakes all waiting threads. 0 does nothing.
     void release(unsigned int count);
-    /// How many there are right now; already stale when others take or give.
+    /// The number of free resources. Other threads may have changed it already.
     unsigned int getNoResources() const;
 
 private:
     qzMutex mMutex;
     qzWaitCondition mReleased;
-    unsigned int mResources;  // changed under mMutex, read without
+    unsigned int mResources;  // changed under mMutex, read without it
 };
 
 }  // namespace qz

@@ -14,14 +14,14 @@ namespace qz {
 
 namespace impl {
 
-/// The compiler's own type behind `__m128`.
+/// The compiler's own type of `__m128`.
 using FloatVector = float __attribute__((vector_size(16), may_alias));
-/// The compiler's own type behind `__m128i`.
+/// The compiler's own type of `__m128i`.
 using IntegerVector = long long __attribute__((vector_size(16), may_alias));
 
 }  // namespace impl
 
-/// Four floats. Stands wherever an `__m128` is taken.
+/// Four floats. Converts to `__m128`.
 struct alignas(16) qzSimdFloats {
     float lanes[4];  ///< The values, lane 0 first.
 
@@ -32,7 +32,7 @@ struct alignas(16) qzSimdFloats {
     }
 };
 
-/// Four integers, or masks. Stands wherever an `__m128i` or an `__m128` is taken.
+/// Four integers or masks. Converts to `__m128i` and `__m128`.
 struct alignas(16) qzSimdBits {
     std::uint32_t lanes[4];  ///< The bits, lane 0 first.
 
@@ -94,8 +94,8 @@ extern QZ_API const qzSimdBits sSSE_ALL_BIT_ONE;         ///< All bits set.
 /// @}
 
 /// @name Lane masks
-/// The name reads lane 3, 2, 1, 0: FF is a lane with all bits set, 0 one with none. They are all
-/// zero until the library is started for the first time, and keep their values when it is stopped.
+/// The names list lanes 3, 2, 1 and 0: FF is a lane with all bits set, 0 a lane without. All masks
+/// are zero before the first start of the library, and keep their values after a stop.
 /// @{
 extern QZ_API qzSimdBits sSSE_FF_FF_FF_FF;  ///< All lanes.
 extern QZ_API qzSimdBits sSSE_0_FF_FF_FF;   ///< All but lane 3.

@@ -7,73 +7,83 @@
 /// Everything of libqzSystem.
 namespace qz {
 
-/// How much of the library a start brings up.
+/// The parts of the library that a start makes available.
 enum InitType : int {
-    LightInit = 1,  ///< Services for one thread only: no thread and no lock is made.
-    FullInit = 2,   ///< The light start, then everything that concurrency needs.
+    LightInit = 1,  ///< Services for one thread only: no thread and no lock is created.
+    FullInit = 2,   ///< The light start, then everything that several threads need.
 };
 
-/// Starts the library, or adds one to the count of its starts.
+/// Starts the library, or increments the count of its starts.
 ///
-/// Every call wants one `terminateQzSystem`. A process may start light and start full later; the
-/// first full start makes the whole process full, until the last stop. Any value that is not of
-/// `InitType` is ignored without a report.
+/// Each call must be matched by one `terminateQzSystem`. A process may start light and start full
+/// later; it stays full until the last stop. A value that is not in `InitType` is ignored without a
+/// report.
 ///
-/// A full start gives the log a thread and installs handlers for 23 signals: a crash on any thread
-/// and most requests to end are reported in the log, and become exceptions. The handlers stay
-/// behind a stop, when they pass every signal on to what was there before.
-/// Threads: call it while no other thread uses the library.
-/// @param type the strength asked for.
-/// @param probeMainDisk asks a full start to look up the main disk at once; a light start takes no
-///     notice of it.
-/// @throws std::system_error when the system gives no thread to the log; that start is then full
-///     without a log thread and without the handlers, and wants its stop all the same.
+/// A full start creates the log thread and installs handlers for 23 signals: a crash on any thread
+/// and most requests to end the process are reported in the log, and become exceptions. The
+/// handlers stay installed after a stop, and then pass every signal on to the previous action.
+///
+/// @code
+/// int main()
+/// {
+///     qz::initializeQzSystem(qz::FullInit);
+///     const int status = runApplication();
+///     qz::terminateQzSystem();
+///     return status;
+/// }
+/// @endcode
+///
+/// Threads: no other thread may use the library during the call.
+/// @param type the kind of start.
+/// @param probeMainDisk makes a full start look up the main disk at once.
+/// @throws std::system_error if the system can't create the log thread. The start is then full
+/// without
+///     that thread and without the handlers, and must be matched by a stop as well.
 QZ_API void initializeQzSystem(InitType type, bool probeMainDisk = false);
 
-/// Undoes one start; the last one takes all services down, whatever the strength of the starts.
+/// Undoes one start. The last call stops all services.
 ///
-/// There is no guard against a stop without a start: it makes the count of starts wrap around, and
-/// the next start brings no services up.
-/// Threads: call it while no other thread uses the library.
+/// A stop must not be called without a start: the count of starts would wrap around, and the next
+/// start would start nothing. Threads: no other thread may use the library during the call; threads
+/// may end.
 QZ_API void terminateQzSystem();
 
-/// Tells whether the library runs in the full state, so that several threads may use it.
+/// Whether the library is in the full state, so that several threads may use it.
 ///
-/// Runs `CheckIfProcessForkAfterThreadSafeInit` first. In a forked child of a full process the
-/// answer stays true, and every call reports the fork.
+/// Calls `CheckIfProcessForkAfterThreadSafeInit` first. In a forked child of a full process the
+/// result is still true, and every call reports the fork.
 QZ_API bool IsQzSystemThreadSafe();
 
-/// Writes a CRITICAL report when this process is a forked child of the one that was started full.
+/// Writes a CRITICAL report if this process is a forked child of the one that was started full.
 ///
-/// Does nothing outside the full state. Nothing is repaired in the child, so each call reports
-/// again.
+/// Does nothing outside the full state. Each call in the child reports again.
 QZ_API void CheckIfProcessForkAfterThreadSafeInit();
 
-/// Parts of the library that only libraries built on it use.
+/// For libraries that are built on this one.
 namespace impl {
 
-/// Counts the starts of a library, so that a library built on this one can keep the same account.
+/// Counts the starts of a library, as this library counts its own.
 ///
-/// Threads: none of its calls takes a lock; start and stop from one thread.
+/// Threads: no call takes a lock; start and stop from one thread.
 class QZ_API LibInitCounter {
 public:
-    /// A switch for warnings about early use. The library stores it and reads it nowhere.
+    /// A switch for warnings about early use. The library only stores it.
     static bool msLibInitWarnings;
 
     /// Makes a counter at 0.
-    /// @param name what is counted; copied, and "n/a" for null.
-    /// @param flag kept for the owner of the counter; nothing here reads it.
+    /// @param name the name of the counter; null stands for "n/a".
+    /// @param flag stored only.
     LibInitCounter(const char* name, bool flag);
 
-    /// Adds one. @return true when the count is now exactly 1.
+    /// Adds 1. @return true if the count is now 1.
     bool incrementInitCounter();
-    /// Subtracts one, from 0 around to the largest count. @return true when the count was 1.
+    /// Subtracts 1; 0 wraps around to the largest count. @return true if the count was 1.
     bool decrementInitCounter();
-    /// Gives the starts that are not undone yet.
+    /// The number of starts that are not undone yet.
     unsigned getInitCounter() const;
     /// Sets the count to 0.
     void clearInitCounter();
-    /// Tells whether the count is not 0.
+    /// Whether the count is not 0.
     bool isInitialized() const;
 
     /// Stores `msLibInitWarnings`.

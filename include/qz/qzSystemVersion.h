@@ -4,10 +4,10 @@
 
 namespace qz::qzSystem {
 
-/// Who this build of the library is. The texts live as long as the process.
+/// The version of this build of the library. The texts are valid as long as the process.
 ///
-/// Other libraries have a class with the same functions, so that code may be written for any of
-/// them; see `SoftwareVersionInfoForStream`.
+/// Other libraries have a class with the same functions, for code that works with any of them; see
+/// `SoftwareVersionInfoForStream`.
 class QZ_API Version {
 public:
     Version() = delete;
@@ -31,17 +31,17 @@ public:
     static const char* GetDescStringMajorMinor(bool ignored);
     /// The version in three numbers, "3.0.0". The argument has no effect.
     static const char* GetDescStringMajorMinorRelease(bool ignored);
-    /// The version in four numbers, "3.0.0.1297"; with `withCommitId` there follow " #" and the
+    /// The version in four numbers, "3.0.0.1297"; with `withCommitId` followed by " #" and the
     /// commit. The first argument has no effect.
     static const char* GetDescStringMajorMinorReleaseRevision(bool ignored, bool withCommitId);
     /// The version with its commit, a blank and the date as "2026-2".
     static const char* GetDescStringMajorMinorReleaseRevisionDate();
 
-    /// Tells whether this is a beta version: it is not.
+    /// Whether this is a beta version: always false.
     static bool IsBeta();
-    /// Tells whether this is a version for debugging: it is not.
+    /// Whether this is a version for debugging: always false.
     static bool IsDebug();
-    /// Tells whether this is a development version: it is not.
+    /// Whether this is a development version: always false.
     static bool IsDev();
 };
 

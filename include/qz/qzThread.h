@@ -16,67 +16,82 @@ public:
     virtual ~qzRunnableInterface();
     /// Does the work.
     virtual void run() = 0;
-    /// What the work is called.
+    /// The name of the work.
     virtual const char* getRunnableName() const = 0;
 };
 
-/// A thread: a subclass says in `run` what it does.
+/// A thread. A subclass implements its body, `run`.
 ///
-/// An exception or a crash in `run` is reported in the log, and then ends the process: a body that
-/// is to survive its exceptions catches them. A subclass ends its loop and waits for the thread in
-/// its own destructor; the one of this class can no longer reach `run`.
-/// Threads: start and wait from one thread; ask from any, but for the id not while another waits.
+/// An exception or a crash in `run` is reported in the log and then ends the process, so `run` must
+/// catch the exceptions that the process should survive. A subclass must end its loop and wait for
+/// the thread in its own destructor, since the destructor of this class can no longer call its
+/// `run`.
+///
+/// @code
+/// class Greeter : public qzThread {
+/// public:
+///     ~Greeter() override { waitThread(msNoLimit); }
+///     void run() override { logInfo() << "hello from thread " << getThreadId(); }
+/// };
+///
+/// Greeter greeter;
+/// greeter.startThread("greeter");
+/// @endcode
+///
+/// Threads: start and wait from one thread; the other functions from any.
 class QZ_API qzThread {
 public:
-    /// A time for `waitThread` that never runs out.
+    /// A timeout for `waitThread` that never expires.
     static constexpr int msNoLimit = 0x7fffffff;
 
-    /// Makes a thread that isn't started. One that is made ahead of the library's full start is
-    /// reported as a CRITICAL entry, and works.
+    /// Makes a thread that isn't started. Before the library's full start this is reported as a
+    /// CRITICAL entry, but the thread works.
     qzThread();
-    /// Waits for the thread without a limit.
+    /// Waits for the thread without a timeout.
     virtual ~qzThread();
     qzThread(const qzThread&) = delete;
     qzThread& operator=(const qzThread&) = delete;
 
-    /// The body of the thread.
+    /// The body of the thread. It may also end the thread by `pthread_exit`.
     virtual void run() = 0;
 
-    /// Starts the thread. Does nothing for a thread that was started and not waited for since.
-    /// @param name part of the thread's description; null takes the name of the object's type.
-    /// @throws std::system_error when the system gives no thread; the object then counts as running
-    ///     for good.
+    /// Starts the thread. Does nothing if it was started and not waited for since.
+    /// @param name part of the thread's description; null stands for the name of the object's type.
+    /// @throws std::system_error if the system can't make a thread; `isRunning` is then true for
+    /// ever.
     void startThread(const char* name);
-    /// Waits for the end of `run` and gives the system's thread back; then it may be started again.
-    /// @param timeoutMs milliseconds, in steps of 15; `msNoLimit` waits for ever, without steps.
-    /// @return false when the time ran out, or there is no started thread to wait for.
-    /// @throws std::system_error when a thread waits for itself without a limit.
+    /// Waits for the end of `run` and joins the system's thread, which may then be started again.
+    /// @param timeoutMs milliseconds; the end is checked every 15 ms, with `msNoLimit` it is
+    /// awaited.
+    /// @return false if the timeout expired, or if there is no started thread.
+    /// @throws std::system_error if a thread waits for itself with `msNoLimit`.
     bool waitThread(int timeoutMs);
 
-    /// True from the start until `run` has returned.
+    /// True from `startThread` until `run` has ended.
     bool isRunning() const;
-    /// True for a thread that was never started or was waited for: not yet at the end of `run`.
+    /// True if the thread was never started, or was waited for. Between the end of `run` and the
+    /// wait both this and `isRunning` are false.
     bool isFinished() const;
-    /// The C++ library's number of the thread, or "InvalidThread" for one that isn't started. It is
-    /// not the number of `CurrentThreadId`.
+    /// The number of the thread in the C++ library, from the start of `run` until the wait;
+    /// otherwise "InvalidThread". It is not the number of `CurrentThreadId`.
     std::string getThreadId();
 
-    /// The kernel's number of the calling thread, in decimal, as log lines show it.
+    /// The kernel's number of the calling thread in decimal, as log lines show it.
     ///
-    /// The text is made at the first call on a thread and lives as long as the thread. In a forked
-    /// child a text that was made before the fork keeps the parent's number.
+    /// The text is made at the first call on a thread and is valid as long as the thread. In a
+    /// forked child a text that was made before the fork still has the parent's number.
     static const std::string& CurrentThreadId();
 
-    /// Sleeps for seconds, counted in microseconds of 32 bits: 4295 seconds wrap around to 33 ms.
+    /// Sleeps. The microseconds are calculated in 32 bits, so 4295 seconds wrap around to 33 ms.
     static void sleep(unsigned long seconds);
-    /// Sleeps for milliseconds, counted in microseconds of 32 bits: it wraps from 4294968 on.
+    /// Sleeps. The microseconds are calculated in 32 bits and wrap around from 4294968 ms on.
     static void msleep(unsigned long milliseconds);
-    /// Sleeps for microseconds, of which the low 32 bits count.
+    /// Sleeps. Only the low 32 bits are used.
     static void usleep(unsigned long microseconds);
 
-    /// What the new thread runs: the body inside the guard of the library. For the library's use.
+    /// Runs `run` inside the library's guard. For the library's own use.
     static void Run(qzThread* thread);
-    /// What the guard runs: the body of the `qzThread` at `thread`. For the library's use.
+    /// Calls `run` of the `qzThread` at `thread`. For the library's own use.
     static void RunImpl(void* thread);
 
 private:
@@ -92,13 +107,18 @@ private:
 
 /// Calls functions at a fixed period, on a thread of its own.
 ///
-/// Whatever wakes the thread runs all functions: so they run at once when one is added, and a last
-/// time when the object goes.
+/// Whenever the thread wakes up, it calls all functions: after each period, when one is added, and
+/// a last time when the object is destroyed.
+///
+/// @code
+/// qzThreadPeriodicalUpdater updater(60);
+/// updater.addCallback([](void* cache) { static_cast<Cache*>(cache)->refresh(); }, &cache);
+/// @endcode
 class QZ_API qzThreadPeriodicalUpdater : public qzThread {
 public:
-    /// A function to call, and what to call it with.
+    /// A function and its argument.
     struct CallbackInfo {
-        /// Makes an entry that names nothing.
+        /// Makes an entry without a function.
         CallbackInfo() = default;
 
         void (*callback)(void*) = nullptr;  ///< The function.
@@ -106,16 +126,16 @@ public:
     };
 
     /// Starts the thread, which sleeps until there is a function to call.
-    /// @param periodSeconds 0 acts as 1.
+    /// @param periodSeconds 0 is taken as 1.
     explicit qzThreadPeriodicalUpdater(unsigned int periodSeconds);
-    /// Calls all functions once more, and ends the thread.
+    /// Calls all functions a last time and ends the thread.
     ~qzThreadPeriodicalUpdater() override;
 
-    /// Adds a function and runs all of them at once; a thread that is only just coming up runs them
-    /// after its first period. A function may add others.
+    /// Adds a function and makes the thread call all of them at once. A thread that has just been
+    /// started may call them after its first period. A function may add others.
     void addCallback(void (*callback)(void*), void* userData);
     /// Removes the first entry with this function and argument, if there is one. A function must
-    /// not remove its own entry while it runs.
+    /// not remove its own entry.
     void removeCallback(void (*callback)(void*), void* userData);
 
     /// The loop of the thread.

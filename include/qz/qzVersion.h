@@ -6,14 +6,13 @@
 
 namespace qz {
 
-/// A version number with a text. Numbers alone are compared, so two versions may be equal and read
-/// differently.
+/// A version number with a description. Comparisons ignore the description.
 class QZ_API qzVersion {
 public:
     /// Makes version 0.0.0 without a description.
     qzVersion();
     /// Makes a version.
-    /// @param build,stage kept with the version; they play no part in a comparison.
+    /// @param build,stage stored only; comparisons ignore them.
     qzVersion(unsigned major, unsigned minor, unsigned revision, const std::string& description,
               unsigned build, unsigned stage);
     virtual ~qzVersion();

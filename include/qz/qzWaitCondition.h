@@ -8,32 +8,38 @@ namespace qz {
 
 class qzMutex;
 
-/// Lets threads wait until another one says that something has changed.
+/// Lets threads wait until another thread reports a change.
 ///
-/// A wait may end without a reason, so test what was waited for in a loop. A condition that is made
-/// ahead of the library's full start works, and is reported as a CRITICAL entry.
+/// A wait may end without a report, so it must be in a loop that checks the condition. A
+/// construction before the library's full start is reported as a CRITICAL entry, but the object
+/// works.
+///
+/// @code
+/// qzMutexLocker locker(mMutex);
+/// while (mQueue.empty()) mChanged.wait(&mMutex, qzWaitCondition::msNoLimit);
+/// @endcode
 class QZ_API qzWaitCondition {
 public:
-    /// Makes a condition that nobody waits for.
+    /// Makes a condition without waiting threads.
     qzWaitCondition();
     virtual ~qzWaitCondition();
     qzWaitCondition(const qzWaitCondition&) = delete;
     qzWaitCondition& operator=(const qzWaitCondition&) = delete;
 
-    /// The time for a wait without a limit.
+    /// A timeout that never expires.
     static constexpr unsigned long msNoLimit = ~0UL;
 
-    /// Gives the mutex back, waits, and takes the mutex again.
-    /// @param mutex held by the caller, once: of several levels only one is given back.
-    /// @param timeMs milliseconds, by the wall clock: a change of that clock moves the end.
-    /// @return false when the time ran out, or there was no clock to measure it.
+    /// Unlocks the mutex, waits, and locks the mutex again.
+    /// @param mutex must be locked by the caller exactly once, since it is unlocked once.
+    /// @param timeMs timeout in milliseconds of the wall clock: setting that clock moves the end.
+    /// @return false if the timeout expired, or if the clock can't be read.
     bool wait(qzMutex* mutex, unsigned long timeMs);
     /// Ends the waits of all threads.
     void wakeAll();
     /// Ends the wait of one thread, if any waits.
     void wakeOne();
 
-    /// Chooses how conditions are made; there is one way here, so nothing is left to do.
+    /// Chooses an implementation. There is only one on this platform, so it does nothing.
     static void FindBestImplementation();
 
 private:
