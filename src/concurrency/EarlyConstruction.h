@@ -5,9 +5,8 @@
 
 namespace qz {
 
-/// Reports an object for several threads that is made ahead of the full start. It is usable all the
-/// same.
-inline void warnAheadOfFullStart(const char* text)
+/// Reports an object for several threads that is constructed before the full start.
+inline void warnBeforeFullStart(const char* text)
 {
     if (!IsQzSystemThreadSafe()) logCritical(nullptr, "qzSystem") << text;
 }

@@ -4,7 +4,7 @@
 
 namespace qz {
 
-/// The id of the thread that loaded the library, by which the main thread is known.
+/// The id of the thread that loaded the library, which counts as the main thread.
 extern const std::string gLoadingThreadId;
 
 }  // namespace qz

@@ -9,7 +9,7 @@ struct qzMutex::Impl : RecursiveMutex {};
 
 qzMutex::qzMutex() : mImpl(std::make_unique<Impl>())
 {
-    warnAheadOfFullStart(kEarlyMutex);
+    warnBeforeFullStart(kEarlyMutex);
 }
 
 qzMutex::~qzMutex()

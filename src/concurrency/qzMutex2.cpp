@@ -11,10 +11,10 @@ struct qzMutex2::Impl : RecursiveMutex {};
 
 qzMutex2::qzMutex2() : mImpl(std::make_unique<Impl>())
 {
-    warnAheadOfFullStart(kEarlyMutex);
+    warnBeforeFullStart(kEarlyMutex);
 }
 
-// Unlike the other locks this one doesn't look for a fork: callers rely on a silent end.
+// Compatibility: unlike the other locks this one doesn't check for a fork.
 qzMutex2::~qzMutex2() = default;
 
 void qzMutex2::lock()
@@ -25,8 +25,8 @@ void qzMutex2::lock()
 bool qzMutex2::tryLock(unsigned int timeoutMs)
 {
     if (timeoutMs == 0) return ::pthread_mutex_trylock(&mImpl->mutex) == 0;
-    // The system takes a point in time, and this one lies at the start of the epoch: a mutex that
-    // another thread holds is given up at once. Callers take the timeout for a hint.
+    // Compatibility: the system expects a point in time, and this one is at the start of the epoch.
+    // So the call never waits, and callers treat the timeout as a hint.
     timespec deadline = {};
     deadline.tv_sec = timeoutMs / 1000;
     deadline.tv_nsec = static_cast<long>(timeoutMs % 1000) * 1000000;

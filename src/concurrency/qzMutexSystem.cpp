@@ -70,7 +70,7 @@ qzMutexSystem::qzMutexSystem(const char* name) : mImpl(std::make_unique<Impl>())
         logCritical(nullptr, "qzSystem")
             << "Fail to create lock for file '" << name << "' error " << error;
     }
-    warnAheadOfFullStart(kEarlyMutex);
+    warnBeforeFullStart(kEarlyMutex);
 }
 
 qzMutexSystem::~qzMutexSystem()

@@ -47,7 +47,7 @@ qzRunnableInterface::~qzRunnableInterface() = default;
 
 qzThread::qzThread() : mThread(std::make_unique<Cell>())
 {
-    warnAheadOfFullStart("Thread create before full init of qzSystem");
+    warnBeforeFullStart("Thread create before full init of qzSystem");
 }
 
 qzThread::~qzThread()

@@ -14,8 +14,8 @@ namespace qz {
 
 struct qzWaitCondition::Impl {
     Impl() { ::pthread_cond_init(&condition, nullptr); }
-    // The platform waits for those that still wait (glibc 2.25 on), and in a forked child they are
-    // not there to leave.
+    // The system's function returns when no thread waits (from glibc 2.25 on). In a forked child
+    // the waiting threads of the parent don't exist, so it would never return.
     ~Impl()
     {
         if (!isForkedChild()) ::pthread_cond_destroy(&condition);
@@ -30,7 +30,7 @@ namespace {
 
 constexpr long kNanosecondsInSecond = 1000000000;
 
-// The seconds of a wait are held in 32 bits with a sign.
+// Compatibility: the seconds of a wait have 32 bits with a sign.
 timespec addMilliseconds(timespec time, unsigned long timeMs)
 {
     time.tv_sec += static_cast<int>(timeMs / 1000);
@@ -46,7 +46,7 @@ timespec addMilliseconds(timespec time, unsigned long timeMs)
 
 qzWaitCondition::qzWaitCondition() : mImpl(std::make_unique<Impl>())
 {
-    warnAheadOfFullStart("WaitCondition created before full init of qzSystem");
+    warnBeforeFullStart("WaitCondition created before full init of qzSystem");
 }
 
 qzWaitCondition::~qzWaitCondition()

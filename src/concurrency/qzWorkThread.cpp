@@ -2,8 +2,8 @@
 
 namespace qz {
 
-// `endWake` takes the job's mutex while it holds the queue's; the loop gives the queue's back
-// before it takes the job's. So neither waits for the other for ever.
+// No deadlock: `endWake` locks the job mutex while the queue mutex is locked, but the loop unlocks
+// the queue mutex before it locks the job mutex.
 
 qzJob::~qzJob() = default;
 
@@ -28,7 +28,7 @@ void qzWorkThread::run()
     }
 }
 
-// Waits, with the queue's mutex held, until a job may be taken.
+// Waits until a job may be taken. Must be called with the queue mutex locked.
 bool qzWorkThread::waitForWork()
 {
     while (!mStopRequested && (mIdle || mJobs.empty())) {

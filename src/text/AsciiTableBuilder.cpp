@@ -23,7 +23,7 @@ using text::BoxGlyphs;
 constexpr unsigned kLeftEdge = text::BoxRight | text::BoxUp | text::BoxDown;
 constexpr unsigned kLine = text::BoxLeft | text::BoxRight;
 
-// The column of a row, or none behind its last cell.
+// Iterates over the cells of a row; null after the last one.
 class CellCursor {
 public:
     explicit CellCursor(const Row& row) : mAt(row.begin()), mEnd(row.end()) {}
@@ -46,7 +46,7 @@ void appendRepeated(std::string& text, std::string_view glyph, std::size_t count
         text += glyph;
 }
 
-// Nothing is behind the last cell that it could be joined with.
+// The last cell of a row has no cell after it to be joined with.
 void endFusing(Rows& rows)
 {
     for (Row& row : rows) {
@@ -78,7 +78,7 @@ Widths measureColumns(const Rows& rows)
     return widths;
 }
 
-// The frame of the title, but for its lower line. A wide title widens the last column.
+// The frame of the title without its lower line. A wide title widens the last column.
 void appendTitle(std::string& text, const std::string& title, Widths& widths)
 {
     const std::size_t length = qzStringUtils::CountUtf8Char(title);
@@ -150,7 +150,7 @@ void appendBottom(std::string& text, const Widths& widths, const Row& lastRow)
     }
 }
 
-// A drawing may have taken away the only one.
+// `toString` may have removed the only row.
 Row& editLastRow(Rows& rows)
 {
     return rows.empty() ? rows.emplace_back() : rows.back();

@@ -5,19 +5,19 @@
 
 namespace qz::text {
 
-/// Lines of a box character that meet in its middle. A junction is a sum of them.
+/// The lines that meet in the middle of a box character. A junction is a sum of them.
 enum BoxLine : unsigned { BoxLeft = 1, BoxRight = 2, BoxUp = 4, BoxDown = 8 };
 
-/// Box characters by junction. What isn't drawn holds a placeholder, so that a wrong junction would
-/// be seen.
+/// Box characters by junction. Unused entries have placeholders, so that a wrong junction is
+/// visible.
 using BoxGlyphs = std::array<std::string_view, 16>;
 
-/// The line above a row, but for the first one.
+/// The line above each row except the first.
 inline constexpr BoxGlyphs boxMiddle = {"S0", "S1", "S2", "─", "S4", "┘", "└", "┴",
                                         "S8", "S9", "SA", "┬", "│",  "┤", "├", "┼"};
 
-/// The line above the first row. The left edge is looked up as 14 in every line, and here nothing
-/// goes up from it.
+/// The line above the first row. The left edge has the index 14 in every table, although nothing
+/// goes up from it here.
 inline constexpr BoxGlyphs boxTop = {"S0", "S1", "S2", "─", "S4", "┘", "└", "┴",
                                      "S8", "┐",  "SA", "┬", "│",  "┤", "┌", "┼"};
 

@@ -30,7 +30,7 @@ SearchResult searchFolded(SearchJob& job, const FoldedBytes& folded, std::size_t
                                              : searchFoldedSse2(job, folded, place);
 }
 
-// Never slower than linear, whatever the texts are like.
+// In linear time for all texts.
 std::size_t findHard(std::string_view text, std::string_view needle, std::size_t from)
 {
     const void* const found =
@@ -39,12 +39,11 @@ std::size_t findHard(std::string_view text, std::string_view needle, std::size_t
     return static_cast<std::size_t>(static_cast<const char*>(found) - text.data());
 }
 
-// Goes from one place of the first byte to the next, which is the fastest way while that is a rare
-// one, and gives up when it isn't.
+// Searches for the first byte only, which is fastest if that byte is rare. Gives up if it isn't.
 SearchEnd searchFirstByte(SearchJob& job, std::size_t& place)
 {
     constexpr std::size_t kSlack = 512;
-    constexpr std::size_t kPrice = 128;  // bytes that must be passed on average with each step
+    constexpr std::size_t kPrice = 128;  // bytes that each step must pass on average
     const std::size_t start = job.position;
     const std::size_t starts = job.size - job.needleSize + 1;
     for (std::size_t price = 0; price <= kSlack + (job.position - start); price += kPrice) {
@@ -55,13 +54,13 @@ SearchEnd searchFirstByte(SearchJob& job, std::size_t& place)
         place = static_cast<std::size_t>(text - job.text);
         if (std::memcmp(text, job.needle, job.needleSize) == 0) return SearchEnd::Full;
         job.position = place + 1;
-        // Pieces of a long needle might be compared again and again.
+        // Parts of a long needle may be compared many times.
         price += job.needleSize / 16;
     }
     return SearchEnd::TooHard;
 }
 
-// The table of the thread's locale, which `tolower` itself reads.
+// The table of the thread's locale that `tolower` uses.
 const std::int32_t* getLowered()
 {
     return *::__ctype_tolower_loc();
@@ -90,7 +89,7 @@ FoldedBytes makeFoldedBytes(const std::int32_t* lowered)
     return folded;
 }
 
-// Letter by letter, for texts that aren't worth more.
+// Byte by byte, for short texts.
 std::size_t findLoweredSlowly(std::string_view text, std::string_view needle, std::size_t from,
                               const std::int32_t* lowered)
 {
@@ -106,7 +105,7 @@ std::size_t findLoweredSlowly(std::string_view text, std::string_view needle, st
 std::size_t findLowered(std::string_view text, std::string_view needle, std::size_t from,
                         const std::int32_t* lowered)
 {
-    // Below this size the look through the table costs more than the search.
+    // Below this size the preparation of the table costs more than the search.
     constexpr std::size_t kWorthATable = 256;
     if (text.size() - from < kWorthATable) return findLoweredSlowly(text, needle, from, lowered);
     SearchJob job = makeJob(text, needle, from);

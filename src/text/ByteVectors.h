@@ -1,10 +1,11 @@
 #pragma once
 
-// Vectors of bytes, with as much of the instruction set as the including file is compiled for.
+// Vectors of bytes, with the instructions for which the including file is compiled. This is the
+// only home of such helpers.
 //
-// Everything here is local to that file: the same function compiled for two levels must not be
-// merged into one that only one of them can run. For that reason these files use no inline function
-// of the standard library either.
+// Everything here is local to the including file: the linker must not merge functions that are
+// compiled for different levels of the processor. For that reason, files for a level beyond SSE2
+// use no inline function of the standard library either.
 
 #include <immintrin.h>
 
@@ -33,7 +34,7 @@ public:
     /// Sets the bytes that are equal, or greater, to 0xFF and the others to 0.
     Vector16 operator==(Vector16 other) const { return _mm_cmpeq_epi8(mBytes, other.mBytes); }
     Vector16 operator>(Vector16 other) const { return _mm_cmpgt_epi8(mBytes, other.mBytes); }
-    /// Unsigned, down to 0 at the least.
+    /// Unsigned; a negative result becomes 0.
     Vector16 minusSaturated(Vector16 other) const { return _mm_subs_epu8(mBytes, other.mBytes); }
 
     /// The high bit of each byte, the first byte lowest.
@@ -48,7 +49,7 @@ public:
     }
 
 #ifdef __SSSE3__
-    /// For each byte, which must be below 16, what stands at that place in `table`.
+    /// For each byte, which must be below 16, the entry of `table` with that index.
     Vector16 lookUpIn(const std::uint8_t (&table)[16]) const
     {
         return _mm_shuffle_epi8(_mm_load_si128(reinterpret_cast<const __m128i*>(table)), mBytes);
@@ -57,7 +58,7 @@ public:
     {
         return Vector16(_mm_srli_epi16(mBytes, 4)) & fill(0x0F);
     }
-    /// The bytes that stand `Count` places earlier in the text; `before` is the vector before.
+    /// The bytes `Count` places earlier in the text; `before` is the preceding vector.
     template <int Count>
     Vector16 earlier(Vector16 before) const
     {
@@ -102,7 +103,7 @@ public:
     template <int Count>
     Vector32 earlier(Vector32 before) const
     {
-        // The byte shift works in each half by itself, so the half before each goes with it.
+        // The byte shift works in each half separately, so each needs the half before it.
         const __m256i halves = _mm256_permute2x128_si256(before.mBytes, mBytes, 0x21);
         return _mm256_alignr_epi8(mBytes, halves, 16 - Count);
     }

@@ -2,10 +2,10 @@
 
 // The search by vectors, for files that are compiled for one level of the processor each.
 //
-// It looks at three bytes of the needle in 64 places at once, the first, the last and the one in
-// the middle, and compares the needle only where all stand. Each such place that turns out to be
-// none has its price. As long as the sum of prices stays below the bytes that were passed, the
-// search is worth it and its time linear; after that it gives up.
+// It compares three bytes of the needle at 64 places at once: the first, the middle and the last
+// one. The whole needle is compared only where all three are equal. Each such place without the
+// needle has a price. While the sum of the prices is below the number of bytes passed, the time is
+// linear; then the search gives up.
 
 #include <cstring>
 
@@ -16,7 +16,7 @@ namespace qz::text {
 
 namespace {
 
-/// The places in the needle that are looked at first.
+/// The places in the needle that are compared first, besides the first byte.
 struct ProbedBytes {
     explicit ProbedBytes(const SearchJob& job)
         : middle(job.needleSize / 2), last(job.needleSize - 1)
@@ -43,14 +43,13 @@ public:
         mHead = Vector16::load(head);
     }
 
-    /// Marks each of the places from `text` on that may have the needle.
+    /// Marks the places from `text` on where the needle may be.
     Vector compareProbes(const char* text) const
     {
         return (Vector::load(text) == mFirst) & (Vector::load(text + mPlaces.last) == mLast) &
                (Vector::load(text + mPlaces.middle) == mMiddle);
     }
-    /// Compares the first `size` bytes, at most 16. This is done so often that the call of another
-    /// function for it would show.
+    /// Compares the first `size` bytes, at most 16. It is inline because it is called very often.
     bool hasHead(const char* text, const char* needle, std::size_t size) const
     {
         if (static_cast<std::size_t>(mTextEnd - text) < kHead) return isSame(text, needle, size);
@@ -73,7 +72,7 @@ private:
     Vector16 mHead;
 };
 
-/// Compares bytes of the text, lowered, with those of the needle.
+/// Compares the lowered bytes of the text with those of the needle.
 template <typename Vector>
 class FoldedProbe {
 public:
@@ -105,7 +104,7 @@ public:
     }
 
 private:
-    /// A byte together with all that are lowered to it, and perhaps some more.
+    /// Compares with all bytes that are lowered to one byte, and perhaps with some more.
     class Letter {
     public:
         Letter(const FoldedBytes& folded, char lowered)
@@ -131,7 +130,7 @@ private:
     Letter mLast;
 };
 
-/// Where the places go.
+/// The array for the places.
 struct Room {
     std::size_t* places;
     std::size_t size;
@@ -163,8 +162,7 @@ private:
     static constexpr std::size_t kHead = 16;       // bytes of the needle that are compared first
     static constexpr std::size_t kHeadPrice = 16;  // of a comparison that they decide
 
-    // The last places, in a block that overlaps what was done before if the text has enough for
-    // one.
+    // The last places. If the text is long enough, they are the end of a whole block.
     bool takeRest(std::size_t starts, std::size_t left)
     {
         if (starts >= kBlock) {
@@ -180,7 +178,7 @@ private:
         return takePlaces(base, findProbes(base), base + kBlock);
     }
 
-    // A bit for each of 64 places that may have the needle.
+    // A bit for each of 64 places where the needle may be.
     std::uint64_t findProbes(std::size_t base) const
     {
         constexpr std::size_t kVectors = kBlock / Vector::kSize;
@@ -198,7 +196,7 @@ private:
         return bits;
     }
 
-    // The same for fewer places; behind the last whole vector of them by the first byte alone.
+    // The same for fewer places. After the last whole vector only the first byte is compared.
     std::uint64_t findFewerProbes(std::size_t base, std::size_t count) const
     {
         const char* const text = mJob.text + base;
@@ -212,7 +210,7 @@ private:
         return bits;
     }
 
-    // Looks at the places whose bits are set, and moves on to `next`. @return false at the end.
+    // Checks the places whose bits are set, and continues at `next`. @return false at the end.
     bool takePlaces(std::size_t base, std::uint64_t bits, std::size_t next)
     {
         while (bits != 0) {

@@ -5,7 +5,7 @@ namespace qz::text {
 SimdLevel detectSimdLevel()
 {
     __builtin_cpu_init();
-    // Some of the first processors with look-ups don't count bits, which the levels need as well.
+    // The levels also need the count of bits, which early processors with SSSE3 lack.
     if (!__builtin_cpu_supports("popcnt")) return SimdLevel::Sse2;
     if (__builtin_cpu_supports("avx2")) return SimdLevel::Avx2;
     if (__builtin_cpu_supports("ssse3")) return SimdLevel::Ssse3;

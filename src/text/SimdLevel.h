@@ -7,18 +7,18 @@ namespace qz::text {
 enum class SimdLevel {
     Sse2,
     Ssse3,  ///< With a table look-up in the bytes of a vector, and a count of bits.
-    Avx2,   ///< The same on vectors of 32 bytes, which the system saves too.
+    Avx2,   ///< The same on vectors of 32 bytes.
 };
 
-/// Asks the processor.
+/// Detects the level of the processor.
 SimdLevel detectSimdLevel();
 
 namespace impl {
-/// Set at load. Whoever comes earlier reads the zero there and takes the level that always works.
+/// Set at load. Before that it is zero, which is the level that all processors have.
 extern const SimdLevel gSimdLevel;
 }  // namespace impl
 
-/// The level of this machine.
+/// The level of this machine, or a lower one before it is detected.
 inline SimdLevel getSimdLevel()
 {
     return impl::gSimdLevel;

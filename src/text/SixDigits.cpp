@@ -8,9 +8,10 @@
 
 #include "Digits.h"
 
-// The value is brought to six digits ahead of the point by one multiplication or division with an
-// exact power of ten. That is off by less than 2^-32, so the digits are certain unless the rest is
-// that near to a half; only then, and for very large and very small values, the exact way is taken.
+// The value is scaled to six digits before the point by one multiplication or division with an
+// exact power of ten. The error is below 2^-32, so the digits are certain unless the fraction is
+// that near to a half. In that case, and for very large and very small values, the exact conversion
+// is used.
 
 namespace qz::text {
 
@@ -30,7 +31,7 @@ double scale(double value, int power)
                       : value / kExactRealPowersOfTen[static_cast<unsigned>(-power)];
 }
 
-// log10 of the power of two at or below the value, rounded down; at most one too low.
+// The floor of log10 of the power of two at or below the value; too low by 1 at most.
 int estimateExponent(double value)
 {
     const auto bits = std::bit_cast<std::uint64_t>(value);
@@ -38,7 +39,7 @@ int estimateExponent(double value)
     return (exponent * 78913) >> 18;
 }
 
-// `digits` has no zero at the end; `exponent` is that of the first one.
+// `digits` has no trailing zero; `exponent` is that of the first digit.
 char* writeFixed(char* to, std::uint64_t digits, int count, int exponent)
 {
     if (exponent >= count - 1)

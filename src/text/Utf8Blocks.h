@@ -1,13 +1,12 @@
 #pragma once
 
-// The scan of UTF-8 by range tables, for files that are compiled for a level that can look up
-// tables in vectors; see J. Keiser and D. Lemire, "Validating UTF-8 in less than one instruction
-// per byte".
+// The scan of UTF-8 by range tables, for files that are compiled for a level with table look-ups in
+// vectors; see J. Keiser and D. Lemire, "Validating UTF-8 in less than one instruction per byte".
 //
-// Whether two bytes can follow each other is decided by three half bytes: both of the first byte
-// and the high one of the second. Each of them selects a set of faults that it allows, and a fault
-// in all three sets has happened. What is left for two steps back and three is where continuation
-// bytes have to be; the set counts two of them in a row as a fault, and those are struck out.
+// Three half bytes decide whether two bytes may follow each other: both halves of the first byte
+// and the high half of the second. Each of them selects a set of possible faults; a fault that is
+// in all three sets has occurred. Two continuation bytes in a row count as a fault there. Where a
+// lead byte two or three places earlier requires them, that fault is cleared.
 
 #include <cstring>
 
@@ -29,7 +28,7 @@ enum Fault : unsigned {
     Overlong4 = 1U << 6U,        // F0 80 to F0 8F; no lead byte has both
     TwoContinuations = 1U << 7U  // right after a longer lead byte only
 };
-// Faults that the low half of the first byte has no say in.
+// Faults that don't depend on the low half of the first byte.
 constexpr unsigned kAnyLow = TooShort | TooLong | TwoContinuations;
 constexpr unsigned kBeyond = kAnyLow | TooLarge | TooLarge1000;
 
@@ -90,7 +89,7 @@ alignas(16) constexpr std::uint8_t kSecondHigh[16] = {
     TooShort,  // C to F
 };
 
-/// Takes a text vector by vector, and remembers what the next one needs.
+/// Checks a text vector by vector, and stores what the check of the next vector needs.
 template <typename Vector>
 class Utf8Checker {
 public:
@@ -106,8 +105,9 @@ public:
         const Vector pairFaults = first.highNibbles().lookUpIn(kFirstHigh) &
                                   (first & Vector::fill(0x0F)).lookUpIn(kFirstLow) &
                                   bytes.highNibbles().lookUpIn(kSecondHigh);
-        // These have the high bit where the lead byte of three or four stands two back, or that of
-        // four stands three back: just there two continuation bytes in a row are right.
+        // The high bit is set if the lead byte of a sequence of three or four is two places
+        // earlier, or that of four is three places earlier: only there two continuation bytes in a
+        // row are right.
         const Vector ofThree =
             bytes.template earlier<2>(mBefore).minusSaturated(Vector::fill(0xE0 - 0x80));
         const Vector ofFour =
@@ -117,13 +117,13 @@ public:
         mUnfinished = bytes.minusSaturated(getFinishedLimits());
     }
 
-    /// Tells about the faults so far; a sequence at the end that is not finished yet is none.
+    /// Whether there was a fault so far. An incomplete sequence at the end is none.
     bool hasFault() const { return (mFaults == Vector::fill(0)).highBits() != kAll; }
 
 private:
     static constexpr std::uint64_t kAll = (std::uint64_t(1) << Vector::kSize) - 1;
 
-    /// What the last three bytes of a vector are at most if no sequence goes on behind it.
+    /// The largest last three bytes of a vector that ends with a complete sequence.
     static Vector getFinishedLimits()
     {
         alignas(Vector::kSize) static constexpr Limits kLimits;
@@ -146,7 +146,7 @@ private:
     Vector mUnfinished = Vector::fill(0);
 };
 
-/// Vectors that are looked at together.
+/// Vectors that are checked together.
 template <typename Vector>
 struct Utf8Block {
     static constexpr std::size_t kVectors = 64 / Vector::kSize;
@@ -164,7 +164,7 @@ struct Utf8Block {
             all = all | vectors[i];
         return all.highBits() == 0;
     }
-    /// The bytes that begin a code point: all but the continuation bytes, -128 to -65.
+    /// The number of bytes that begin a code point: all except the continuation bytes, -128 to -65.
     std::size_t countStarts() const
     {
         const Vector last = Vector::fill(-65);
@@ -177,14 +177,14 @@ struct Utf8Block {
     Vector vectors[kVectors];
 };
 
-/// Skips ASCII at the beginning of a text, all of it or up to 256 bytes less.
+/// Skips ASCII at the beginning of a text, except for the last 256 bytes of it.
 template <typename Vector>
 const char* skipAscii(const char* begin, const char* end)
 {
     constexpr std::size_t kStep = 256;
     constexpr std::size_t kLine = 64;
     if (static_cast<std::size_t>(end - begin) < kStep + kLine) return begin;
-    // No vector is to lie in two lines of the cache.
+    // Aligned, so that no vector crosses a cache line.
     if (!Utf8Block<Vector>(begin).isAscii()) return begin;
     begin += kLine - reinterpret_cast<std::uintptr_t>(begin) % kLine;
     for (; static_cast<std::size_t>(end - begin) >= kStep; begin += kStep) {
@@ -217,8 +217,8 @@ std::size_t countUtf8ByBlocks(const char* begin, const char* end)
         if (checker.hasFault()) return kNotUtf8;
         count += block.countStarts();
     }
-    // The rest in a block of its own, filled up with NULs: at least one, so that a sequence that is
-    // cut short by the end becomes a fault.
+    // The rest is copied into a block that ends with at least one NUL, so that an incomplete
+    // sequence at the end of the text is a fault.
     const auto rest = static_cast<std::size_t>(end - begin);
     char bytes[Block::kSize] = {};
     if (rest != 0) std::memcpy(bytes, begin, rest);

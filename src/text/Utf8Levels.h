@@ -4,11 +4,11 @@
 
 namespace qz::text {
 
-/// What the forms below return for a text that isn't well formed.
+/// The result for a text that isn't well formed.
 constexpr std::size_t kNotUtf8 = static_cast<std::size_t>(-1);
 
-// The forms of the scan, one for each level of the processor: they count the code points of a text.
-// A level that the processor lacks must not be called.
+// The scan for each level of the processor: it counts the code points of a text. A level that the
+// processor lacks must not be called.
 
 std::size_t countUtf8Plain(const char* begin, const char* end);
 std::size_t countUtf8Ssse3(const char* begin, const char* end);

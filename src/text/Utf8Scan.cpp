@@ -45,7 +45,7 @@ std::size_t countChecked(std::string_view text)
     return countUtf8Plain(begin, end);
 }
 
-// Short texts are mostly ASCII, and not worth the set-up of the tables.
+// Most short texts are ASCII, which is found faster without the tables.
 bool isShortAscii(std::string_view text)
 {
     return text.size() <= 64 && isAscii(text);
@@ -61,7 +61,7 @@ bool isAscii(std::string_view text)
     for (; end - begin > std::ptrdiff_t{Vector16::kSize}; begin += Vector16::kSize) {
         if (Vector16::load(begin).highBits() != 0) return false;
     }
-    // The last vector overlaps the one before, so that no byte is looked at alone.
+    // The last vector overlaps the one before, so that no byte is checked alone.
     return Vector16::load(end - Vector16::kSize).highBits() == 0;
 }
 
@@ -82,7 +82,7 @@ std::size_t countUtf8Plain(const char* begin, const char* end)
     std::size_t count = 0;
     try {
         for (; begin != end; ++count) {
-            // What is below 0x80 stands for itself, so that whole vectors of it need no decoding.
+            // Whole vectors of ASCII need no decoding.
             while (end - begin >= std::ptrdiff_t{Vector16::kSize} &&
                    Vector16::load(begin).highBits() == 0) {
                 begin += Vector16::kSize;

@@ -5,10 +5,10 @@
 
 namespace qz::text {
 
-/// Tells whether the bytes are all below 0x80.
+/// Whether all bytes are below 0x80.
 bool isAscii(std::string_view text);
 
-/// Tells whether the bytes are well-formed UTF-8, as an empty text is. Never throws.
+/// Whether the bytes are well-formed UTF-8; an empty text is. Never throws.
 bool isUtf8(std::string_view text);
 
 /// Counts the code points; 0 for a text that isn't well formed. Never throws.

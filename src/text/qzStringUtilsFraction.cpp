@@ -8,7 +8,7 @@ namespace qz {
 
 namespace {
 
-// Products of two 64-bit numbers have their place in it.
+// Holds the product of two 64-bit numbers.
 __extension__ using Wide = __int128;
 
 struct Fraction {
@@ -32,8 +32,8 @@ bool fits(Wide value)
     return value >= std::numeric_limits<long>::min() && value <= std::numeric_limits<long>::max();
 }
 
-/// Makes `factor` * `newer` + `older`, unless its denominator is beyond the bound or one of its
-/// numbers beyond 64 bits.
+/// Calculates `factor` * `newer` + `older`. Fails if the denominator is greater than
+/// `maxDenominator` or if a number doesn't fit into 64 bits.
 bool combine(long factor, const Fraction& newer, const Fraction& older, long maxDenominator,
              Fraction& combined)
 {

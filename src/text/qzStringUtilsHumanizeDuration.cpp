@@ -14,13 +14,12 @@ enum Unit : std::size_t { Milliseconds, Seconds, Minutes, Hours, Days, UnitCount
 
 constexpr std::size_t kLabelSize = 2;
 
-// With the blank that parts a label of one letter from the next amount. Nothing follows the
-// milliseconds.
+// With the blank before the next amount. Nothing follows the milliseconds.
 constexpr std::array<const char*, UnitCount> kLabels = {"ms", "s ", "m ", "h ", "d "};
 
 using Amounts = std::array<long, UnitCount>;
 
-// The division truncates, so that the units of a negative duration are negative or zero.
+// The division truncates, so the units of a negative duration are negative or zero.
 Amounts split(long milliseconds)
 {
     Amounts amounts;

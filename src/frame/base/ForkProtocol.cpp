@@ -42,7 +42,7 @@ void resumeChild()
     }
 }
 
-// The system keeps handlers for good, so they are registered once.
+// The system can't remove handlers, so they are registered once.
 void registerHandlers()
 {
     [[maybe_unused]] static const int registered =

@@ -4,7 +4,7 @@
 
 namespace qz {
 
-/// Gives back what a function of the C library has allocated.
+/// Frees memory that a function of the C library has allocated.
 struct FreeMemory {
     void operator()(void* memory) const { std::free(memory); }
 };

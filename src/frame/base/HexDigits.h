@@ -5,7 +5,7 @@
 
 namespace qz {
 
-/// Writes bytes as lower-case hexadecimal digits over the whole of `out`, the high half first.
+/// Replaces `out` by the bytes as lower-case hexadecimal digits, the high half of each byte first.
 inline void writeHexDigits(const unsigned char* bytes, std::size_t count, std::string& out)
 {
     constexpr char kDigits[] = "0123456789abcdef";

@@ -1,10 +1,10 @@
 #pragma once
 
-// The order in which the objects that exist from load to exit are constructed. Each of them is
-// defined beside the code that it belongs to, with its priority from this list; 101 is the first
-// that a program may use. All come before the objects without a priority, so that these may use
-// them also where the library is linked statically. The byte array constants, the SIMD constants
-// and the box glyphs come before all of these, as the compiler initialises them.
+// The order in which objects that exist from load to exit are constructed. Each is defined next to
+// its own code, with its priority from this list; programs may use priorities from 101 on. They are
+// constructed before all objects without a priority, which may therefore use them, even if the
+// library is linked statically. The byte array constants, the SIMD constants and the box glyphs are
+// initialised by the compiler, before all of these.
 
 #define QZ_LOAD_CANCELLATION 1020
 #define QZ_LOAD_LOADING_THREAD 1030

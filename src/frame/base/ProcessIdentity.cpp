@@ -9,9 +9,9 @@ namespace qz {
 
 namespace {
 
-// A cell that the kernel zeroes in a child, whichever call made the fork (Linux 4.14 on); null
-// where it can't. It saves a log line the 120 ns of `getpid`, and lives until the process ends, as
-// reports may still come from the last destructors.
+// Memory that the kernel zeroes in a child, whichever call made the fork (from Linux 4.14 on); null
+// if the kernel can't. It saves a log line the 120 ns of `getpid`. It is never freed, since the
+// last destructors of the process may still report.
 long* makeCellWipedOnFork()
 {
     void* page =

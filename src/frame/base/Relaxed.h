@@ -2,8 +2,8 @@
 
 namespace qz {
 
-// Plain variables that the start, the stop or a setting writes and other threads poll without a
-// lock. No order goes with them: a poll may see a change late, but never half of it.
+// For plain variables that one thread writes and others poll without a lock. A poll may see a
+// change late, and in another order than changes of other variables, but never half of it.
 
 template <typename T>
 T relaxedLoad(const T& variable)

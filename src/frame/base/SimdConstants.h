@@ -2,7 +2,7 @@
 
 namespace qz {
 
-/// Writes the lane masks; the first light start does. Later calls write the same again.
+/// Writes the lane masks. Called by each light start, with the same values.
 void setLaneMasks();
 
 }  // namespace qz

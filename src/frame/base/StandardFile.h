@@ -9,7 +9,7 @@ struct CloseStandardFile {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-/// Owns a file of the C library; null when it couldn't be opened.
+/// Owns a file of the C library; null if it couldn't be opened.
 using StandardFile = std::unique_ptr<std::FILE, CloseStandardFile>;
 
 }  // namespace qz

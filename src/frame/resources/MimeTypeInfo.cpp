@@ -22,8 +22,8 @@ struct Row {
     MimeTypeInfo::Compressible compressible;
 };
 
-// Keys are lower case. The blank behind "bz2" and the words "boz" and "wrml" are part of the table:
-// what callers have packed and served by it goes on being packed and served so.
+// Keys are lower case. Compatibility: the blank after "bz2" and the words "boz" and "wrml" are part
+// of the table, since callers pack and serve their files by it.
 constexpr Row kRows[] = {
     {"7z", "application/x-7z-compressed", kNo},
     {"bmp", "image/bmp", kYes},

@@ -2,10 +2,10 @@
 
 namespace qz {
 
-/// Makes the registry of resources, when there is none.
-/// @param withMutex gives it its mutex too, when it has none; the entries stay.
+/// Makes the registry of resources, if there is none.
+/// @param withMutex also makes its mutex, if there is none. The entries are kept.
 void createResourceRegistry(bool withMutex);
-/// Forgets all resources, and the mutex first.
+/// Destroys the registry, with the mutex before the entries.
 void destroyResourceRegistry();
 
 }  // namespace qz

@@ -15,8 +15,8 @@
 #include "frame/resources/ResourceRegistry.h"
 #include "system/SignalWatcher.h"
 
-// The start and the stop of the library, a line a service. A service's place is fixed: callers rely
-// on what stands already when it comes up, and on what still stands when it goes down.
+// The start and the stop of the library, one line for each service. The order is fixed: each
+// service may use those that are started before it and stopped after it.
 
 namespace qz {
 
@@ -28,7 +28,7 @@ namespace {
 
 enum InitState : int { StateNothing = 0, StateLight = 1, StateFull = 2 };
 
-// Written while the host is alone, read by every thread.
+// Written while only one thread uses the library, read by all threads.
 InitState gInitState = StateNothing;
 long gFullInitProcessId = 0;
 
@@ -48,7 +48,7 @@ void startFull()
     relaxedStore(gFullInitProcessId, qzSystemUtils::GetCurrentProcessID());
     setFullyStarted(true);
     createResourceRegistry(/*withMutex=*/true);
-    // After a stop without a start there is none: that start's light steps were left out.
+    // There is no log if the light steps were skipped, after a stop without a start.
     if (qzLog::msInstance != nullptr) qzLog::msInstance->makeThreadSafe();
     qzWaitCondition::FindBestImplementation();
     installSignalWatcher();
@@ -58,8 +58,8 @@ void stop()
 {
     if (relaxedLoad(gInitState) == StateFull) removeSignalWatcher();
     destroyResourceRegistry();
-    if (qzLog::msInstance != nullptr)
-        qzLog::msInstance->flush();  // while texts can still be converted
+    // Now, while texts can still be converted.
+    if (qzLog::msInstance != nullptr) qzLog::msInstance->flush();
     qzStringUtils::TerminateStringUtils();
     qzLog::destroyInstance();
     setFullyStarted(false);
@@ -95,7 +95,7 @@ void CheckIfProcessForkAfterThreadSafeInit()
     if (fullInitProcessId == 0 || relaxedLoad(gInitState) != StateFull) return;
     const long processId = qzSystemUtils::GetCurrentProcessID();
     if (processId == fullInitProcessId) return;
-    // The recorded id stays, so that each later check says it again: the threads stay gone, too.
+    // The recorded id is kept, so that each later check reports again.
     logCritical(nullptr, "qzSystem") << "Detect process fork after thread initialization from "
                                      << fullInitProcessId << " to " << processId;
 }
