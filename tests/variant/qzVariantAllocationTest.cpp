@@ -27,8 +27,9 @@ qzVariant makeTree()
     const double numbers[16] = {};
     Map map;
     map["a"] = List{1, kLong, qzVariant(qzVariant::MAT4D, numbers), List{"z", "y"}};
-    map["b " + kLong] = Map{{"c", new CountedUserData(1)}, {"d", Map{{"e", kLong}, {"f", 2}}}};
-    map["c"] = new CountedUserData(2);
+    map["b " + kLong] =
+        Map{{"c", qzVariant(new CountedUserData(1))}, {"d", Map{{"e", kLong}, {"f", 2}}}};
+    map["c"] = qzVariant(new CountedUserData(2));
     map["d"] = List{Map{{"m", "n"}}, Map{{"m", kLong}}};
     return map;
 }
@@ -82,7 +83,7 @@ TEST_F(qzVariantAllocation, AssignmentLeavesTheTargetDestroyed)
             [&] {
                 {
                     const support::AllocationPause ownWork;
-                    target = List{new CountedUserData(3)};
+                    target = List{qzVariant(new CountedUserData(3))};
                 }
                 target = source;
             },

@@ -235,7 +235,7 @@ TEST(qzVariantCompareTest, ComparesMapsAndListsByThemselves)
 
 TEST(qzVariantCompareTest, AsksObjectsInsideOfTreesForEqualityAndNotForOrder)
 {
-    const qzVariant left(Map{{"a", List{new CountedUserData(1)}}});
+    const qzVariant left(Map{{"a", List{qzVariant(new CountedUserData(1))}}});
     const qzVariant right(left);
     CountedUserData::ResetCounts();
     EXPECT_TRUE(left == right);

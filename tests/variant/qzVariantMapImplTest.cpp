@@ -201,7 +201,7 @@ TEST(qzVariantMapImplTest, LetsAValueLookAtTheMapWhileItGoes)
     };
     std::size_t seen = 99;
     Map map;
-    map["a"] = new Looker(map, seen);
+    map["a"] = qzVariant(new Looker(map, seen));
     map["b"] = 1;
     map.clear();
     EXPECT_EQ(seen, 0U);

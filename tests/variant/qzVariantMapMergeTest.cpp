@@ -36,7 +36,7 @@ qzVariant makeValue(const std::string& name)
     if (name == "true") return true;
     if (name == "vec") return {qzVariant::VEC2D, numbers};
     if (name == "date") return qzVariant::DateTime(1);
-    if (name == "none") return static_cast<qzVariant::UserDataInterface*>(nullptr);
+    if (name == "none") return qzVariant(static_cast<qzVariant::UserDataInterface*>(nullptr));
     if (name == "{}") return Map();
     if (name == "{a:1}") return Map{{"a", 1}};
     if (name == "{a:x,b:1}") return Map{{"a", "x"}, {"b", 1}};
@@ -245,7 +245,7 @@ TEST(qzVariantMergeTest, MergesWithItself)
 
 TEST(qzVariantMergeTest, ClonesObjectsForACopyOnly)
 {
-    Map map{{"a", new CountedUserData(1)}};
+    Map map{{"a", qzVariant(new CountedUserData(1))}};
     CountedUserData::ResetCounts();
     qzVariant value(new CountedUserData(2));
     map.multiInsertAndDestroy("a", value, false);

@@ -47,7 +47,7 @@ qzVariant makeArray(qzVariant::Type type)
 
 qzVariant makeUserData(int value)
 {
-    return new CountedUserData(value);
+    return qzVariant(new CountedUserData(value));
 }
 
 // --- Types
