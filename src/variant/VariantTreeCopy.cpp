@@ -29,8 +29,10 @@ public:
 
     void fill(const Map& source, Map& target)
     {
-        impl::copyNodes(VariantAccess::getEntries(source), VariantAccess::editEntries(target),
-                        [this](const qzVariant& from, qzVariant& to) { copy(from, to); });
+        const impl::VariantEntries& from = VariantAccess::getEntries(source);
+        impl::VariantEntries& to = VariantAccess::editEntries(target);
+        impl::copyNodes(from.root, from.size, to, nullptr, &to.root,
+                        [this](const qzVariant& value, qzVariant& made) { copy(value, made); });
     }
     void fill(const List& source, List& target)
     {

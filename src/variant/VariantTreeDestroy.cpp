@@ -34,7 +34,7 @@ private:
     void destroy(std::unique_ptr<MapBox> map)
     {
         const auto entries = std::exchange(VariantAccess::editEntries(*map), {});
-        impl::destroyNodes(entries, [this](qzVariant& value) { detach(value); });
+        impl::destroyNodes(entries.root, [this](qzVariant& value) { detach(value); });
     }
     void destroy(std::unique_ptr<ListBox> list)
     {

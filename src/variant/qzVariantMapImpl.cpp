@@ -147,7 +147,7 @@ void Map::clear() noexcept
 {
     // The destructor of a caller's object may use this map, which is empty by then.
     const impl::VariantEntries old = std::exchange(mEntries, {});
-    impl::destroyNodes(old, [](const qzVariant& /*value*/) {});
+    impl::destroyNodes(old.root, [](const qzVariant& /*value*/) {});
 }
 
 const qzVariant* Map::findPathImpl(const char* path, char separator, PathSearchPolicy policy) const

@@ -50,7 +50,7 @@ protected:
     }
 
     const qzVariant mTree = makeTree();
-    // A thread keeps the memory of some strings that went for the next ones; these have taken it.
+    // The memory of some destroyed strings is cached for new ones. These have all of it.
     const List mStrings = [] {
         List strings;
         strings.resize(20000);
@@ -253,6 +253,48 @@ TEST_F(qzVariantAllocation, APathKeepsTheLevelsThatItMade)
             EXPECT_LE(copy.size(), 1U);
         });
     EXPECT_EQ(*map.findPathImpl(path.c_str(), '/'), kLong);
+}
+
+TEST_F(qzVariantAllocation, APathKeepsTheValueThatItWouldReplace)
+{
+    Map map;
+    const auto prepare = [&] {
+        const support::AllocationPause ownWork;
+        map = Map{{"a", "precious"}, {"m", Map{{"l", List{1}}}}};
+    };
+    const auto expectUnchanged = [&] {
+        EXPECT_EQ(describe(map), R"({"a": "precious", "m": {"l": [1]}})");
+    };
+    failEach(
+        [&] {
+            prepare();
+            map.editValuePath(("a/" + kLong + "/c").c_str(), kLong, '/');
+        },
+        expectUnchanged);
+    EXPECT_EQ(*map.findPathImpl(("a/" + kLong + "/c").c_str(), '/'), kLong);
+    failEach(
+        [&] {
+            prepare();
+            map.editValuePath("m/l/x", mTree, '/');
+        },
+        expectUnchanged);
+    EXPECT_EQ(map.findPathImpl("m/l/x", '/')->getType(), qzVariant::MAP);
+    failEach(
+        [&] {
+            prepare();
+            const qzVariant& own = map["m"];
+            map.editValuePath("m/l/x", own, '/');
+        },
+        expectUnchanged);
+}
+
+TEST_F(qzVariantAllocation, AnInsertionHappensWholeOrNotAtAll)
+{
+    Map map{{"a", 1}};
+    const Map::value_type entry("b" + kLong, mTree);
+    failEach([&] { map.insert(entry); }, [&] { EXPECT_EQ(map.size(), 1U); });
+    EXPECT_EQ(map.size(), 2U);
+    failEach([&] { map.insert_or_assign("c" + kLong, kLong); }, [&] { EXPECT_EQ(map.size(), 2U); });
 }
 
 TEST_F(qzVariantAllocation, ATextComesWholeOrNotAtAll)

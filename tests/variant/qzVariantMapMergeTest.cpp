@@ -1,3 +1,4 @@
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -372,6 +373,35 @@ TEST(qzVariantFlattenTest, FlattensIntoItself)
     Map map{{"a", Map{{"b", 1}}}, {"c", 2}};
     map.toFlattenMap(map, '/');
     EXPECT_EQ(describe(map), R"({"a": {"b": 1}, "a/b": 1, "c": [2, 2]})");
+}
+
+TEST(qzVariantFlattenTest, RefusesAMapInsideItselfBeforeAnythingChanges)
+{
+    Map map{{"a", Map{{"A", 1}, {"B", 2}}}, {"l", List{1, List{Map{{"deep", Map()}}}}}};
+    const std::string before = describe(map);
+    Map& listed = *(*(*map["l"].editList())[1].editList())[0].editMap();
+    for (Map* part : {map["a"].editMap(), &listed, listed["deep"].editMap()}) {
+        EXPECT_THROW(map.toFlattenMap(*part, '/'), std::invalid_argument);
+        EXPECT_EQ(describe(map), before);
+    }
+}
+
+TEST(qzVariantFlattenTest, FlattensIntoAMapThatContainsIt)
+{
+    Map map{{"a", Map{{"a", 1}, {"b", List{2, 3}}}}};
+    map["a"].getMap()->toFlattenMap(map, '/');
+    EXPECT_EQ(describe(map), R"({"a": [{"a": 1, "b": [2, 3]}, 1], "b/": [2, 3]})");
+}
+
+TEST(qzVariantMergeTest, KeepsAnEntryThatIsInsertedIntoItself)
+{
+    for (const bool keepApart : {false, true}) {
+        Map map{{"text", "x"}, {"number", 5}, {"list", List{"x"}}, {"map", Map{{"a", 1}}}};
+        const std::string before = describe(map);
+        for (const char* key : {"text", "number", "list", "map"})
+            map.multiInsertAndDestroy(key, map[key], keepApart);
+        EXPECT_EQ(describe(map), before);
+    }
 }
 
 TEST(qzVariantFlattenTest, FlattensTreesOfChanceAsThePlainForm)

@@ -193,6 +193,52 @@ TEST(qzVariantTest, TakesTextsWithAllTheirBytes)
     EXPECT_EQ(*qzVariant(static_cast<const char*>(nullptr)).getString(), "");
 }
 
+// A pointer that converted to a variant would belong to that, and a comparison would delete it.
+static_assert(!std::is_convertible_v<qzVariant::UserDataInterface*, qzVariant>);
+static_assert(!std::is_convertible_v<CountedUserData*, qzVariant>);
+static_assert(std::is_constructible_v<qzVariant, CountedUserData*>);
+
+template <typename Variant, typename Value, typename = void>
+constexpr bool isComparable = false;
+template <typename Variant, typename Value>
+constexpr bool isComparable<
+    Variant, Value, std::void_t<decltype(std::declval<Variant>() == std::declval<Value>())>> = true;
+static_assert(isComparable<qzVariant, int> && isComparable<qzVariant, std::size_t>);
+static_assert(!isComparable<qzVariant, qzVariant::UserDataInterface*>);
+
+template <typename Integer>
+class qzVariantOfInteger : public ::testing::Test {
+};
+
+using Integers = ::testing::Types<char, signed char, unsigned char, short, unsigned short, int,
+                                  unsigned int, long, unsigned long, long long, unsigned long long,
+                                  std::size_t, std::ptrdiff_t, std::uint64_t, wchar_t, char32_t>;
+TYPED_TEST_SUITE(qzVariantOfInteger, Integers);
+
+TYPED_TEST(qzVariantOfInteger, IsAnInteger)
+{
+    const TypeParam number = 65;
+    qzVariant value = number;
+    EXPECT_EQ(value.getType(), qzVariant::INTEGER);
+    value = number;
+    EXPECT_EQ(value, 65);
+}
+
+TEST(qzVariantTest, TakesTheSizeOfAContainer)
+{
+    const List list{1, 2, 3};
+    qzVariant value;
+    value = list.size();
+    EXPECT_EQ(value, 3);
+    EXPECT_EQ((Map{{"size", list.size()}}["size"]), 3);
+}
+
+TEST(qzVariantTest, WrapsIntegersBeyondALongAround)
+{
+    EXPECT_EQ(qzVariant(std::numeric_limits<unsigned long>::max()), -1);
+    EXPECT_EQ(qzVariant(1ULL << 63), std::numeric_limits<long>::min());
+}
+
 TEST(qzVariantTest, TakesATextOverWithoutACopyOfItsBytes)
 {
     std::string text(1000, 'x');
