@@ -249,7 +249,7 @@ TEST_F(qzVariantAllocation, APathKeepsTheLevelsThatItMade)
             map.editValuePath(path.c_str(), kLong, '/');
         },
         [&] {
-            Map copy(map);  // whatever stands there is whole
+            Map copy(map);  // the levels that were made are complete
             EXPECT_LE(copy.size(), 1U);
         });
     EXPECT_EQ(*map.findPathImpl(path.c_str(), '/'), kLong);

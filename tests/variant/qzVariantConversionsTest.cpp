@@ -448,7 +448,7 @@ TEST(qzVariantConversionsTest, RefusesAllButTheScalarsEvenForTheirOwnTypes)
     }
 }
 
-TEST(qzVariantConversionsTest, TellsOfAnyOtherTargetWhetherOutHasThatType)
+TEST(qzVariantConversionsTest, ReturnsForAnyOtherTargetWhetherOutHasThatType)
 {
     const qzVariant outs[] = {
         {}, 1, 2.0, "x", true, makeVec3(), Map{{"a", 1}}, List{1}, qzVariant::DateTime(1)};

@@ -64,7 +64,7 @@ TEST(qzVariantMapImplTest, GivesTheKeysOfOneLevelOnly)
     EXPECT_THAT(keys, ElementsAre("a", "c"));
 }
 
-TEST(qzVariantMapImplTest, LooksUpAddsAndRemoves)
+TEST(qzVariantMapImplTest, FindsAddsAndRemoves)
 {
     Map map;
     EXPECT_TRUE(map.empty());
@@ -109,7 +109,7 @@ TEST(qzVariantMapImplTest, FindsItsWayAfterManyAdditionsAndRemovals)
         EXPECT_EQ(map[key], value) << key;
 }
 
-TEST(qzVariantMapImplTest, TellsKeysApartInAnyOfTheirBytes)
+TEST(qzVariantMapImplTest, DistinguishesKeysByEachOfTheirBytes)
 {
     std::vector<std::string> keys;
     for (std::size_t length = 0; length != 40; ++length) {
@@ -225,6 +225,30 @@ TEST(qzVariantMapImplTest, MayBeClearedByTheDestructorOfAnErasedValue)
     EXPECT_EQ(describe(map), R"({"new": 1})");
 }
 
+TEST(qzVariantMapImplTest, DoesWhatItsHeaderShows)
+{
+    Map map;
+    map.editValuePath("window/width", 800, '/');
+    map.editValuePath("window/width", 0, '/') = 1024;
+    map.multiInsert("file", "a.txt", /*keepApart=*/false);
+    map.multiInsert("file", "b.txt", /*keepApart=*/false);
+    EXPECT_EQ(map.toString(), "(file=a.txt b.txt),(window=(width=1024))");
+}
+
+TEST(qzVariantMapImplTest, IsEditedAsTheGuideShows)
+{
+    List names{"b", "c"};
+    names.insert(names.begin(), "a");
+    names.pop_back();
+    Map map;
+    map.insert({"count", names.size()});
+    map["names"] = names;
+    map["empty"];
+    for (auto entry = map.begin(); entry != map.end();)
+        entry = entry->second.isNull() ? map.erase(entry) : std::next(entry);
+    EXPECT_EQ(describe(map), R"({"count": 2, "names": ["a", "b"]})");
+}
+
 TEST(qzVariantMapImplTest, InsertsOnlyNewKeys)
 {
     Map map;
@@ -319,7 +343,7 @@ TEST(qzVariantMapImplTest, AllocatesInProportionToItsEntries)
     }
 }
 
-// --- Looking for a path
+// --- Searching a path
 
 struct LookRow {
     const char* name;
@@ -355,7 +379,7 @@ const LookRow kLookRows[] = {
     {"OtherSeparator", "m.k", nullptr, nullptr},
 };
 
-class qzVariantPathLook : public ::testing::TestWithParam<LookRow> {
+class qzVariantPathSearch : public ::testing::TestWithParam<LookRow> {
 protected:
     static Map makeTree()
     {
@@ -376,7 +400,7 @@ protected:
     }
 };
 
-TEST_P(qzVariantPathLook, FindsWhatItsRowSays)
+TEST_P(qzVariantPathSearch, FindsTheEntryOfItsRow)
 {
     Map tree = makeTree();
     const char* const path = GetParam().path;
@@ -391,7 +415,7 @@ TEST_P(qzVariantPathLook, FindsWhatItsRowSays)
     EXPECT_EQ(tree, makeTree());
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, qzVariantPathLook, ::testing::ValuesIn(kLookRows),
+INSTANTIATE_TEST_SUITE_P(Rows, qzVariantPathSearch, ::testing::ValuesIn(kLookRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST(qzVariantPathTest, FindsNothingAtANullPath)
@@ -430,7 +454,7 @@ TEST(qzVariantPathTest, EndsAPathAtAZeroByte)
     EXPECT_EQ(describe(map), R"({"a": 2})");
 }
 
-TEST(qzVariantPathTest, LooksWithoutAnAllocation)
+TEST(qzVariantPathTest, SearchesWithoutAnAllocation)
 {
     const Map map = makeChain(5);
     const support::AllocationCounter allocations;
@@ -480,7 +504,7 @@ std::vector<EditRow> getEditRows()
 
 class qzVariantPathEdit : public ::testing::TestWithParam<EditRow> {};
 
-TEST_P(qzVariantPathEdit, MakesWhatItsRowSays)
+TEST_P(qzVariantPathEdit, MakesTheTreeOfItsRow)
 {
     Map map(GetParam().before);
     const qzVariant& found = map.editValuePath(GetParam().path, 5, '/');
@@ -527,7 +551,7 @@ TEST(qzVariantPathTest, DestroyedValuesGiveWayToo)
     EXPECT_EQ(describe(map), R"({"a": {"b": 5}})");
 }
 
-TEST(qzVariantPathTest, TakesAValueThatGivesWayToItsOwnPath)
+TEST(qzVariantPathTest, TakesAPartOfTheValueThatItReplaces)
 {
     Map map{{"a", List{"x"}}};
     map.editValuePath("a/b", (*map["a"].getList())[0], '/');

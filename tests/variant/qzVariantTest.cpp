@@ -193,6 +193,14 @@ TEST(qzVariantTest, TakesTextsWithAllTheirBytes)
     EXPECT_EQ(*qzVariant(static_cast<const char*>(nullptr)).getString(), "");
 }
 
+TEST(qzVariantTest, DoesWhatItsHeaderShows)
+{
+    Map settings{{"name", "north"}, {"height", 412.5}, {"active", true}};
+    settings.editValuePath("log/level", 0, '/') = 2;
+    const qzVariant tree(std::move(settings));
+    EXPECT_EQ(tree.getMap()->findPathImpl("log/level", '/')->toInteger(), 2);
+}
+
 // A pointer that converted to a variant would belong to that, and a comparison would delete it.
 static_assert(!std::is_convertible_v<qzVariant::UserDataInterface*, qzVariant>);
 static_assert(!std::is_convertible_v<CountedUserData*, qzVariant>);
@@ -239,7 +247,7 @@ TEST(qzVariantTest, WrapsIntegersBeyondALongAround)
     EXPECT_EQ(qzVariant(1ULL << 63), std::numeric_limits<long>::min());
 }
 
-TEST(qzVariantTest, TakesATextOverWithoutACopyOfItsBytes)
+TEST(qzVariantTest, MovesATextWithoutACopyOfItsBytes)
 {
     std::string text(1000, 'x');
     const char* const bytes = text.data();
@@ -247,7 +255,7 @@ TEST(qzVariantTest, TakesATextOverWithoutACopyOfItsBytes)
     EXPECT_EQ(value.getString()->data(), bytes);
 }
 
-TEST(qzVariantTest, TakesMapsAndListsAsCopiesOrWhole)
+TEST(qzVariantTest, CopiesOrMovesMapsAndLists)
 {
     Map map{{"a", 1}};
     List list{1, "x"};
@@ -480,7 +488,7 @@ TEST_F(qzVariantUserData, EndsWithDestroyClearAndItsContainer)
     EXPECT_EQ(countAlive(), 0);
 }
 
-TEST_F(qzVariantUserData, AsksTheLeftObjectWhetherTheyAreEqual)
+TEST_F(qzVariantUserData, CallsIsEqualOfTheLeftObject)
 {
     const qzVariant value = makeUserData(1);
     const qzVariant same = makeUserData(1);
@@ -488,7 +496,7 @@ TEST_F(qzVariantUserData, AsksTheLeftObjectWhetherTheyAreEqual)
     EXPECT_TRUE(value == same);
     EXPECT_FALSE(value != same);
     EXPECT_FALSE(value == other);
-    EXPECT_EQ(CountedUserData::sQuestions, 3);
+    EXPECT_EQ(CountedUserData::sComparisons, 3);
 }
 
 TEST_F(qzVariantUserData, GivesTheRightObjectToTheLeft)
@@ -521,7 +529,7 @@ TEST_F(qzVariantUserData, ComparesNothingWithNothingOnly)
     EXPECT_TRUE(none == copy);
     EXPECT_FALSE(none == some);
     EXPECT_FALSE(some == none);
-    EXPECT_EQ(CountedUserData::sQuestions, 0);
+    EXPECT_EQ(CountedUserData::sComparisons, 0);
     EXPECT_TRUE(none < some);
     EXPECT_TRUE(some > none);
 }
@@ -535,7 +543,7 @@ TEST_F(qzVariantUserData, OrdersByIdentityEvenWhatIsEqual)
     EXPECT_TRUE(first == second);
     EXPECT_EQ(first < second, isFirstLower);
     EXPECT_EQ(first > second, !isFirstLower);
-    EXPECT_EQ(CountedUserData::sQuestions, 1);
+    EXPECT_EQ(CountedUserData::sComparisons, 1);
     EXPECT_FALSE(first < first || first > first);
 }
 
@@ -548,7 +556,7 @@ TEST_F(qzVariantUserData, KeepsTheOrderOfItsVirtualFunctions)
     EXPECT_EQ(CountedUserData::sClones, 1);
     EXPECT_TRUE(callSlot<bool>(&object, 3, copy.get()));
     EXPECT_FALSE(callSlot<bool>(&object, 3, static_cast<const void*>(&other)));
-    EXPECT_EQ(CountedUserData::sQuestions, 2);
+    EXPECT_EQ(CountedUserData::sComparisons, 2);
     callSlot<void>(new CountedUserData(3), 1);
     auto* const buffer = static_cast<CountedUserData*>(::operator new(sizeof(CountedUserData)));
     new (buffer) CountedUserData(4);
