@@ -1,7 +1,7 @@
 """Shows the values of libqzSystem readably in gdb.
 
-gdb loads this file by itself when it loads the library, if it stands in the auto-load folder; or say
-`source libqzSystem-gdb.py`. The program needs debug information.
+gdb loads this file together with the library, if it is in the auto-load folder. Otherwise use
+`source libqzSystem-gdb.py`. The program must have debug information.
 """
 
 import codecs
@@ -15,11 +15,14 @@ TYPE_NAMES = {5: "VEC2D", 6: "VEC3D", 7: "VEC4D", 12: "MAT3D", 13: "MAT4D"}
 UNKNOWN, INTEGER, REAL, STRING, BOOL, MAP, LIST = 0, 1, 2, 3, 4, 10, 11
 DATETIME, USERDATA, DESTROYED = 14, 15, 16
 
-# Trees may be deep, and Python's stack is not.
+# The offsets in a node of a map (VariantNode), whose type the program's debug information lacks.
+SMALLER_OFFSET, LARGER_OFFSET, ENTRY_OFFSET = 8, 16, 32
+
+# Trees may be deeper than Python's stack.
 MAX_DEPTH = 50
 
 
-# What gdb writes in; Python knows most, and every one holds ASCII.
+# The character set of gdb's output. Python knows most of them, and each contains ASCII.
 try:
     CHARSET = codecs.lookup(gdb.host_charset()).name
 except (AttributeError, LookupError):
@@ -44,23 +47,25 @@ def quoted(string):
 
 def entries_of(map_value):
     """The pairs of a qzVariantMapImpl, in key order."""
-    header = map_value["mEntries"]["_M_t"]["_M_impl"]["_M_header"]
     pair = gdb.lookup_type("std::pair<std::__cxx11::basic_string<char, std::char_traits<char>, "
                            "std::allocator<char> > const, qz::qzVariant>").pointer()
-    size = header.type.sizeof
+    pointer_to_address = gdb.lookup_type("unsigned long").pointer()
+
+    def child_of(node, offset):
+        return int(gdb.Value(node + offset).cast(pointer_to_address).dereference())
 
     def walk(node):
-        # Left to right without recursion.
-        waiting = []
-        while waiting or int(node) != 0:
-            while int(node) != 0:
-                waiting.append(node)
-                node = node["_M_left"]
-            node = waiting.pop()
-            yield (node.cast(gdb.lookup_type("char").pointer()) + size).cast(pair).dereference()
-            node = node["_M_right"]
+        # In key order, without recursion.
+        parents = []
+        while parents or node != 0:
+            while node != 0:
+                parents.append(node)
+                node = child_of(node, SMALLER_OFFSET)
+            node = parents.pop()
+            yield gdb.Value(node + ENTRY_OFFSET).cast(pair).dereference()
+            node = child_of(node, LARGER_OFFSET)
 
-    return walk(header["_M_parent"])
+    return walk(int(map_value["mEntries"]["root"]))
 
 
 def elements_of(list_value):

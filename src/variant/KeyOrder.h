@@ -7,7 +7,7 @@
 
 namespace qz::variant {
 
-/// Loads bytes so that numbers order as the bytes do.
+/// Loads bytes as a number. The numbers have the order of the bytes.
 template <typename Word>
 Word loadOrdered(const char* bytes)
 {
@@ -20,8 +20,8 @@ Word loadOrdered(const char* bytes)
         return __builtin_bswap32(word);
 }
 
-/// Compares `size` bytes, at least those of a word and at most those of two, by two loads that may
-/// overlap.
+/// Compares `size` bytes by two loads that may overlap. `size` must be at least that of a word, and
+/// at most that of two.
 template <typename Word>
 int compareWords(const char* left, const char* right, std::size_t size)
 {
@@ -35,8 +35,8 @@ int compareWords(const char* left, const char* right, std::size_t size)
     return leftWord < rightWord ? -1 : 1;
 }
 
-/// Compares unsigned bytes over the common length, then puts the shorter first. Keys are short, so
-/// most of a look-up's time would be that of calling `memcmp`.
+/// Orders keys by their unsigned bytes, and the shorter first of two that begin alike. Keys are
+/// short, so calls of `memcmp` would take most of the time of a search.
 inline int compareKeys(std::string_view left, std::string_view right)
 {
     const std::size_t size = left.size() < right.size() ? left.size() : right.size();

@@ -64,23 +64,24 @@ private:
     void addEntry(const IniLine& line)
     {
         bool isNew = false;
-        qzVariant displaced;
-        qzVariant& entry = makeEntry(line.key, isNew, displaced);
+        variant::ReplacedValue replaced;
+        qzVariant& entry = makeEntry(line.key, isNew, replaced);
         if (isNew)
             entry = variant::decodeIniValue(line.value);
         else
             warn("Duplicated key at line");
+        replaced.commit();
     }
 
     // A path ends at a NUL, so a section whose name has one leaves no room for keys.
-    qzVariant& makeEntry(std::string_view key, bool& isNew, qzVariant& displaced)
+    qzVariant& makeEntry(std::string_view key, bool& isNew, variant::ReplacedValue& replaced)
     {
         const std::size_t nul = mSectionMap == nullptr ? mSection.find('\0') : std::string::npos;
         if (nul != std::string::npos)
-            return variant::makeEntry(mTop, mSection.substr(0, nul), kSeparator, isNew, displaced);
+            return variant::makeEntry(mTop, mSection.substr(0, nul), kSeparator, isNew, replaced);
         if (mSectionMap == nullptr) mSectionMap = &variant::makeMap(mTop, mSection, kSeparator);
         return variant::makeEntry(*mSectionMap, key.substr(0, key.find('\0')), kSeparator, isNew,
-                                  displaced);
+                                  replaced);
     }
 
     void warn(const char* what) const

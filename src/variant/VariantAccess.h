@@ -4,13 +4,13 @@
 
 #include <qz/qzVariant.h>
 
-#include "StringBoxes.h"
+#include "StringPool.h"
 
 namespace qz {
 
 namespace variant {
 
-/// A map on the heap, as a variant owns it. The link strings maps together that wait for their end.
+/// A map on the heap, as a variant owns it. `next` links maps that wait for their destruction.
 struct MapBox : qzVariant::qzVariantMapImpl {
     using qzVariantMapImpl::qzVariantMapImpl;
 
@@ -26,7 +26,7 @@ struct ListBox : qzVariant::qzVariantListImpl {
 
 }  // namespace variant
 
-/// What the library's own code does with the inside of a variant.
+/// The access of the library's own code to the private parts of a variant.
 struct impl::VariantAccess {
     using Type = qzVariant::Type;
     using Cell = qzVariant::Cell;
@@ -35,7 +35,7 @@ struct impl::VariantAccess {
     static Cell& editCell(qzVariant& variant) { return variant.mCell; }
     static void setType(qzVariant& variant, Type type) { variant.mType = type; }
 
-    /// Makes a `STRING` where its text will stay.
+    /// Makes a `STRING` with one allocation at most, and without a move.
     static qzVariant makeString(std::string_view text)
     {
         qzVariant variant;
@@ -43,48 +43,43 @@ struct impl::VariantAccess {
         variant.mType = qzVariant::STRING;
         return variant;
     }
-    /// Hands a map over to a variant that owns nothing.
+    /// Gives a map to a variant that owns nothing.
     static void giveMap(qzVariant& variant, std::unique_ptr<variant::MapBox> box)
     {
         variant.mCell.map = box.release();
         variant.mType = qzVariant::MAP;
     }
-    /// Hands a list over to a variant that owns nothing.
+    /// Gives a list to a variant that owns nothing.
     static void giveList(qzVariant& variant, std::unique_ptr<variant::ListBox> box)
     {
         variant.mCell.list = box.release();
         variant.mType = qzVariant::LIST;
     }
 
-    /// Takes the map out of a `MAP` and leaves it empty.
+    /// Takes the map out of a `MAP` and leaves an empty variant.
     static variant::MapBox* takeMap(qzVariant& variant)
     {
         auto* const box = static_cast<variant::MapBox*>(variant.mCell.map);
         forget(variant);
         return box;
     }
-    /// Takes the list out of a `LIST` and leaves it empty.
+    /// Takes the list out of a `LIST` and leaves an empty variant.
     static variant::ListBox* takeList(qzVariant& variant)
     {
         auto* const box = static_cast<variant::ListBox*>(variant.mCell.list);
         forget(variant);
         return box;
     }
-    /// Takes what a `STRING` holds and leaves an empty one.
+    /// Takes the text out of a `STRING` and leaves an empty text.
     static std::string takeString(qzVariant& variant)
     {
         return std::exchange(*variant.mCell.string, std::string());
     }
-    /// The memory of the map's nodes; null before the first entry.
-    static VariantNodes* getNodes(const qzVariant::qzVariantMapImpl& map)
+    static const VariantEntries& getEntries(const qzVariant::qzVariantMapImpl& map)
     {
-        return map.mEntries.get_allocator().nodes;
+        return map.mEntries;
     }
-    /// Gives memory to a map without entries that has none.
-    static void setNodes(qzVariant::qzVariantMapImpl& map, VariantNodes* nodes);
-    /// Copies the entries of another map into one without any, node by node.
-    static void copyEntries(const qzVariant::qzVariantMapImpl& source,
-                            qzVariant::qzVariantMapImpl& target);
+    static VariantEntries& editEntries(qzVariant::qzVariantMapImpl& map) { return map.mEntries; }
 
 private:
     static void forget(qzVariant& variant)

@@ -1,21 +1,26 @@
 #pragma once
 
 #include "VariantAccess.h"
+#include "VariantEntries.h"
 
 namespace qz::variant {
 
-/// Walks the values of a map or of a list, one level deep. Trees are walked with a stack of these
-/// rather than by recursion, so that their depth is bounded by memory alone.
+/// Walks the values of a map or of a list, one level deep. A walk over a tree has a stack of these
+/// and doesn't recurse, so that only memory limits the depth of trees.
 class Children {
 public:
-    explicit Children(const Map& map) : mIsMap(true), mEntry(map.begin()), mEntryEnd(map.end()) {}
+    explicit Children(const Map& map)
+        : mIsMap(true),
+          mNode(impl::getOutermost(VariantAccess::getEntries(map).root, impl::Smaller))
+    {
+    }
     explicit Children(const List& list)
         : mIsMap(false),
           mElement(list.empty() ? nullptr : &list[0]),
           mElementEnd(mElement + list.size())
     {
     }
-    /// Walks what a `MAP` or a `LIST` holds.
+    /// Walks the values of a `MAP` or `LIST`.
     explicit Children(const qzVariant& container)
         : Children(container.getType() == qzVariant::MAP ? Children(*container.getMap())
                                                          : Children(*container.getList()))
@@ -23,23 +28,22 @@ public:
     }
 
     bool isMap() const { return mIsMap; }
-    bool atEnd() const { return mIsMap ? mEntry == mEntryEnd : mElement == mElementEnd; }
-    /// The present key, of a map only.
-    const std::string& key() const { return mEntry->first; }
-    /// The present value.
-    const qzVariant& value() const { return mIsMap ? mEntry->second : *mElement; }
+    bool atEnd() const { return mIsMap ? mNode == nullptr : mElement == mElementEnd; }
+    /// The current key, of a map only.
+    const std::string& key() const { return mNode->entry.first; }
+    /// The current value.
+    const qzVariant& value() const { return mIsMap ? mNode->entry.second : *mElement; }
     void advance()
     {
         if (mIsMap)
-            ++mEntry;
+            mNode = impl::getNeighbour(mNode, impl::Larger);
         else
             ++mElement;
     }
 
 private:
     bool mIsMap;
-    Map::const_iterator mEntry;
-    Map::const_iterator mEntryEnd;
+    const impl::VariantNode* mNode = nullptr;
     const qzVariant* mElement = nullptr;
     const qzVariant* mElementEnd = nullptr;
 };

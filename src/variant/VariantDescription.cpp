@@ -1,4 +1,4 @@
-// What tests and debuggers show of a value.
+// The text of a value for tests and debuggers.
 
 #include <ostream>
 
@@ -34,7 +34,7 @@ private:
     std::ostream& mStream;
 };
 
-// Shows unprintable bytes by number and leaves those of UTF-8 alone.
+// Writes unprintable bytes by their number, and those of UTF-8 as they are.
 void DescriptionStyle::quote(const std::string& text)
 {
     constexpr const char* digits = "0123456789abcdef";
@@ -51,7 +51,7 @@ void DescriptionStyle::quote(const std::string& text)
     mStream << '"';
 }
 
-// Shortest digits that give the same real, which still looks like one.
+// The fewest digits that are read as the same real, with a point if there would be none.
 std::string describeReal(double value)
 {
     std::string text;

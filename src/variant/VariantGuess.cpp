@@ -11,7 +11,7 @@ namespace qz::variant {
 
 namespace {
 
-// The rule, for texts that a look doesn't tell all about.
+// The rule as it is documented, for the texts that `readPlainNumber` leaves unclear.
 qzVariant guessWhole(std::string text)
 {
     long integer = 0;

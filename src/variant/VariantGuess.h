@@ -6,7 +6,7 @@
 
 namespace qz::variant {
 
-/// Makes a variant of the type that a text seems to be of, as `BuildFromString` does.
+/// Guesses the type of a text, as `BuildFromString` does.
 qzVariant guess(std::string_view text);
 
 }  // namespace qz::variant

@@ -1,58 +1,134 @@
 #include "VariantNodes.h"
 
 #include <algorithm>
-#include <utility>
+#include <memory>
+#include <new>
+#include <string>
+
+#include "AddressSanitizer.h"
 
 namespace qz::impl {
 
 namespace {
 
-// A block is as large as all before it, up to this many nodes, so that no map holds much more
-// memory than it uses.
-constexpr std::size_t kMaxBlockCount = 64;
+constexpr std::size_t kFewestCells = 2;
+constexpr std::size_t kMostCells = 64;
+
+// What a cell is while it is free.
+struct FreeCell {
+    FreeCell* next;
+};
 
 }  // namespace
 
-VariantNodes* VariantNodes::create(std::size_t count)
+// The head of a block, which its cells follow.
+struct VariantBlock {
+    VariantBlock* previous = nullptr;  // among the open blocks
+    VariantBlock* next = nullptr;
+    FreeCell* freeCells = nullptr;  // those that were released
+    std::uint16_t cellCount;
+    std::uint16_t usedCellCount = 0;  // the cells from here on were never in use
+    std::uint16_t nodeCount = 0;
+
+    explicit VariantBlock(std::size_t count) : cellCount(static_cast<std::uint16_t>(count)) {}
+
+    VariantNode* getCell(std::size_t number)
+    {
+        return reinterpret_cast<VariantNode*>(this + 1) + number;
+    }
+    bool isOpen() const { return freeCells != nullptr || usedCellCount != cellCount; }
+};
+
+namespace {
+
+static_assert(sizeof(VariantBlock) % alignof(VariantNode) == 0);
+// debugger/libqzSystem-gdb.py knows these places.
+static_assert(offsetof(VariantNode, child) == 8 && offsetof(VariantNode, entry) == 32);
+
+VariantBlock* getBlock(VariantNode* node)
 {
-    void* const memory = ::operator new(sizeof(VariantNodes) + count * kNodeSize);
-    return new (memory) VariantNodes(count);
+    return reinterpret_cast<VariantBlock*>(node - node->cell) - 1;
 }
 
-VariantNodes::VariantNodes(std::size_t count)
-    : mUnused(reinterpret_cast<std::byte*>(this + 1)),
-      mUnusedEnd(mUnused + count * kNodeSize),
-      mCount(count)
+void linkBlock(VariantEntries& entries, VariantBlock* block)
 {
+    block->previous = nullptr;
+    block->next = entries.openBlocks;
+    if (block->next != nullptr) block->next->previous = block;
+    entries.openBlocks = block;
 }
 
-void VariantNodes::destroy(VariantNodes* nodes) noexcept
+void unlinkBlock(VariantEntries& entries, VariantBlock* block)
 {
-    if (nodes == nullptr) return;
-    for (Block* block = nodes->mBlocks; block != nullptr;)
-        ::operator delete(std::exchange(block, block->next));
-    ::operator delete(nodes);
+    if (block->next != nullptr) block->next->previous = block->previous;
+    (block->previous != nullptr ? block->previous->next : entries.openBlocks) = block->next;
 }
 
-void* VariantNodes::take()
+void addBlock(VariantEntries& entries, std::size_t wantedCells)
 {
-    if (mFree != nullptr) return std::exchange(mFree, mFree->next);
-    if (mUnused == mUnusedEnd) addBlock(std::min(mCount, kMaxBlockCount));
-    return std::exchange(mUnused, mUnused + kNodeSize);
+    const std::size_t cellCount = std::clamp(wantedCells, kFewestCells, kMostCells);
+    void* const memory = ::operator new(sizeof(VariantBlock) + cellCount * sizeof(VariantNode));
+    auto* const block = ::new (memory) VariantBlock(cellCount);
+    variant::poisonMemory(block->getCell(0), cellCount * sizeof(VariantNode));
+    linkBlock(entries, block);
 }
 
-void VariantNodes::give(void* node) noexcept
+void* takeCell(VariantEntries& entries, VariantBlock* block)
 {
-    mFree = new (node) FreeNode{mFree};
+    void* cell = block->freeCells;
+    if (cell != nullptr)
+        block->freeCells = block->freeCells->next;
+    else
+        cell = block->getCell(block->usedCellCount++);
+    variant::unpoisonMemory(cell, sizeof(VariantNode));
+    ++block->nodeCount;
+    if (!block->isOpen()) unlinkBlock(entries, block);
+    return cell;
 }
 
-void VariantNodes::addBlock(std::size_t count)
+void releaseCell(VariantEntries& entries, VariantBlock* block, void* cell)
 {
-    void* const memory = ::operator new(sizeof(Block) + count * kNodeSize);
-    mBlocks = new (memory) Block{mBlocks};
-    mUnused = reinterpret_cast<std::byte*>(mBlocks + 1);
-    mUnusedEnd = mUnused + count * kNodeSize;
-    mCount += count;
+    const bool wasOpen = block->isOpen();
+    if (--block->nodeCount == 0) {
+        if (wasOpen) unlinkBlock(entries, block);
+        ::operator delete(block);
+        return;
+    }
+    if constexpr (variant::kHasAddressSanitizer)
+        variant::poisonMemory(cell, sizeof(VariantNode));
+    else
+        block->freeCells = ::new (cell) FreeCell{block->freeCells};
+    if (!wasOpen && block->isOpen()) linkBlock(entries, block);
+}
+
+}  // namespace
+
+VariantNode* makeNode(VariantEntries& entries, std::string_view key, std::size_t cellCount)
+{
+    if (entries.openBlocks == nullptr) addBlock(entries, cellCount);
+    VariantBlock* const block = entries.openBlocks;
+    void* const cell = takeCell(entries, block);
+    const auto number = static_cast<VariantNode*>(cell) - block->getCell(0);
+    try {
+        return ::new (cell) VariantNode(static_cast<std::uint16_t>(number), key);
+    } catch (...) {
+        releaseCell(entries, block, cell);
+        throw;
+    }
+}
+
+void destroyNode(VariantEntries& entries, VariantNode* node) noexcept
+{
+    VariantBlock* const block = getBlock(node);
+    std::destroy_at(node);
+    releaseCell(entries, block, node);
+}
+
+void destroyNodeOfOldMap(VariantNode* node) noexcept
+{
+    VariantBlock* const block = getBlock(node);
+    std::destroy_at(node);
+    if (--block->nodeCount == 0) ::operator delete(block);
 }
 
 }  // namespace qz::impl

@@ -1,41 +1,49 @@
 #include "VariantPath.h"
 
 #include "VariantAccess.h"
+#include "VariantEntries.h"
 
 namespace qz::variant {
 
 namespace {
 
-// The map of an entry, in place of any other value.
-Map& turnIntoMap(qzVariant& entry, qzVariant& displaced)
+Map& turnIntoMap(qzVariant& value, ReplacedValue& replaced)
 {
-    if (entry.getType() != qzVariant::MAP) {
-        if (!entry.isNull()) displaced.swap(entry);
-        entry = Map();
-    }
-    return *entry.editMap();
+    if (value.getType() != qzVariant::MAP) replaced.replaceByMap(value);
+    return *value.editMap();
 }
 
 }  // namespace
 
+void ReplacedValue::replaceByMap(qzVariant& value)
+{
+    auto map = std::make_unique<MapBox>();
+    if (!value.isNull()) {
+        mValue.swap(value);
+        mPlace = &value;
+    }
+    VariantAccess::giveMap(value, std::move(map));
+}
+
 qzVariant& makeEntry(Map& map, std::string_view path, char separator, bool& isNew,
-                     qzVariant& displaced)
+                     ReplacedValue& replaced)
 {
     Map* level = &map;
     PathKeys keys(path, separator);
     for (; !keys.isLast(); keys.advance())
-        level = &turnIntoMap((*level)[keys.key()], displaced);
-    const std::size_t sizeBefore = level->size();
-    qzVariant& entry = (*level)[keys.key()];
-    isNew = level->size() != sizeBefore;
-    return entry;
+        level = &turnIntoMap((*level)[keys.key()], replaced);
+    const auto entry = impl::findOrAddNode(VariantAccess::editEntries(*level), keys.key());
+    isNew = entry.second;
+    return entry.first->entry.second;
 }
 
 Map& makeMap(Map& map, std::string_view path, char separator)
 {
     bool isNew = false;
-    qzVariant displaced;
-    return turnIntoMap(makeEntry(map, path, separator, isNew, displaced), displaced);
+    ReplacedValue replaced;
+    Map& made = turnIntoMap(makeEntry(map, path, separator, isNew, replaced), replaced);
+    replaced.commit();
+    return made;
 }
 
 }  // namespace qz::variant

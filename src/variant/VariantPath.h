@@ -6,7 +6,7 @@
 
 namespace qz::variant {
 
-/// Cuts a path into its keys; there is always one at least.
+/// Splits a path into its keys. A path has at least one key, which may be empty.
 class PathKeys {
 public:
     PathKeys(std::string_view path, char separator)
@@ -16,7 +16,7 @@ public:
 
     std::string_view key() const { return mRest.substr(0, mKeySize); }
     bool isLast() const { return mKeySize == mRest.size(); }
-    /// Goes to the next key; the present one must not be the last.
+    /// Goes to the next key. The current key must not be the last.
     void advance()
     {
         mRest.remove_prefix(mKeySize + 1);
@@ -35,14 +35,36 @@ private:
     std::size_t mKeySize;
 };
 
-/// Gives the entry at `path`, which is made empty when it is missing. A value on the way that is no
-/// map gives way to one.
-/// @param isNew receives whether the entry was made.
-/// @param displaced receives the value that gave way, at most one.
-qzVariant& makeEntry(qzVariant::qzVariantMapImpl& map, std::string_view path, char separator,
-                     bool& isNew, qzVariant& displaced);
+/// A value on a path that was replaced by a map. The destructor restores it, unless the work was
+/// committed: when memory runs out, no value is lost.
+class ReplacedValue {
+public:
+    ReplacedValue() = default;
+    ~ReplacedValue()
+    {
+        if (mPlace != nullptr) mPlace->swap(mValue);
+    }
+    ReplacedValue(const ReplacedValue&) = delete;
+    ReplacedValue& operator=(const ReplacedValue&) = delete;
 
-/// Gives the map at `path`, made in the same way.
+    /// Replaces a value by an empty map. At most one value of a path can be other than empty, since
+    /// all after it is new.
+    void replaceByMap(qzVariant& value);
+    void commit() { mPlace = nullptr; }
+
+private:
+    qzVariant mValue;
+    qzVariant* mPlace = nullptr;
+};
+
+/// Returns the entry at `path`, which is made with an empty value if it is missing. A value on the
+/// path that is no map is replaced by one.
+/// @param isNew receives whether the entry was made.
+/// @param replaced receives the value that was replaced. The caller must commit it.
+qzVariant& makeEntry(qzVariant::qzVariantMapImpl& map, std::string_view path, char separator,
+                     bool& isNew, ReplacedValue& replaced);
+
+/// Returns the map at `path`, which is made in the same way.
 qzVariant::qzVariantMapImpl& makeMap(qzVariant::qzVariantMapImpl& map, std::string_view path,
                                      char separator);
 

@@ -35,7 +35,7 @@ bool isGlobalLocaleClassic()
     return std::locale() == std::locale::classic();
 }
 
-// Maps as "(key=value),(key=value)", lists without anything around their elements.
+// Maps as "(key=value),(key=value)", lists without brackets.
 class PlainStyle {
 public:
     PlainStyle(std::string& out, const std::string& topSeparator)
@@ -161,6 +161,8 @@ std::string toText(const qzVariant& value)
         case qzVariant::MAP:
         case qzVariant::LIST:
             return walk(value, " ");
+        case qzVariant::BOOL:
+            return value.toBool() ? "true" : "false";
         case qzVariant::INTEGER:
             if (isGlobalLocaleClassic()) return toClassicText(value.toInteger());
             break;

@@ -8,13 +8,13 @@
 
 namespace qz::variant {
 
-/// Writes leaves as a default stream does, and without one where the global locale is the classic
-/// one.
+/// Writes leaves as a default stream does. If the global locale is the classic one, no stream is
+/// used.
 class LeafText {
 public:
     LeafText();
 
-    /// Appends the text of anything but a map and a list.
+    /// Appends the text of a value that is neither map nor list.
     void append(const qzVariant& leaf, std::string& out);
     void append(long value, std::string& out);
     void append(double value, std::string& out);
@@ -32,7 +32,7 @@ std::string toClassicText(double value, int precision);
 /// The text of an integer in the classic locale.
 std::string toClassicText(long value);
 
-/// What `toString` gives of a tree.
+/// The text of a tree, for `toString`.
 std::string toText(const qzVariant& value);
 std::string toText(const Map& map);
 std::string toText(const List& list, const std::string& separator);

@@ -7,11 +7,11 @@
 
 namespace qz::variant {
 
-/// Writes a tree in the form that `Style` gives:
-/// - `begin(isMap)` and `end(isMap)` stand around a container,
+/// Writes a tree by calls of a `Style`:
+/// - `begin(isMap)` and `end(isMap)` before and after a container,
 /// - `separate(isMap, depth)` between its elements,
-/// - `beginEntry(key)` and `endEntry()` around the value of a map's entry,
-/// - `leaf(value)` is anything but a container.
+/// - `beginEntry(key)` and `endEntry()` before and after the value of a map's entry,
+/// - `leaf(value)` for each value that is no container.
 template <typename Style>
 class TextWalk {
 public:

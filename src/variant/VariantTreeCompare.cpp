@@ -20,8 +20,7 @@ int compareBytes(const qzVariant& left, const qzVariant& right)
     return std::memcmp(left.getArray(), right.getArray(), left.arraySize() * sizeof(double));
 }
 
-// A rule gives a verdict on two leaves or on two levels, other than 0 to end the walk. Both sides
-// are of one type.
+// A rule compares two leaves or two levels of the same type. A result other than 0 ends the walk.
 
 struct Equality {
     static int ofLeaves(const qzVariant& left, const qzVariant& right)
@@ -100,7 +99,7 @@ struct Ordering {
                 return 0;
         }
     }
-    // Sizes decide behind the last common element only.
+    // The sizes only count after the last common element.
     template <typename Container>
     static int ofSizes(const Container& /*left*/, const Container& /*right*/)
     {
@@ -121,14 +120,14 @@ class Comparison {
 public:
     int compare(const qzVariant& left, const qzVariant& right)
     {
-        const int verdict = compareHeads(left, right);
-        return verdict != 0 ? verdict : run();
+        const int result = compareHeads(left, right);
+        return result != 0 ? result : run();
     }
     template <typename Container>
     int compare(const Container& left, const Container& right)
     {
-        const int verdict = descend(left, right);
-        return verdict != 0 ? verdict : run();
+        const int result = descend(left, right);
+        return result != 0 ? result : run();
     }
 
 private:
@@ -137,7 +136,7 @@ private:
         Children right;
     };
 
-    // Compares all but the content of containers, which becomes a level of its own.
+    // Compares two values, except the content of containers, which becomes a level of its own.
     int compareHeads(const qzVariant& left, const qzVariant& right)
     {
         if (left.getType() != right.getType()) return Rule::ofTypes(left, right);
@@ -149,9 +148,9 @@ private:
     template <typename Container>
     int descend(const Container& left, const Container& right)
     {
-        const int verdict = Rule::ofSizes(left, right);
-        if (verdict == 0) mLevels.push_back({Children(left), Children(right)});
-        return verdict;
+        const int result = Rule::ofSizes(left, right);
+        if (result == 0) mLevels.push_back({Children(left), Children(right)});
+        return result;
     }
 
     int run()
@@ -165,18 +164,18 @@ private:
                 continue;
             }
             if (leftEnds != rightEnds) return leftEnds ? -1 : 1;
-            const int verdict = compareNext(level);
-            if (verdict != 0) return verdict;
+            const int result = compareNext(level);
+            if (result != 0) return result;
         }
         return 0;
     }
 
-    // `level` is gone when the pair is one of containers.
+    // If both values are containers, `level` is invalid afterwards.
     int compareNext(Level& level)
     {
         if (level.left.isMap()) {
-            const int verdict = Rule::ofKeys(level.left.key(), level.right.key());
-            if (verdict != 0) return verdict;
+            const int result = Rule::ofKeys(level.left.key(), level.right.key());
+            if (result != 0) return result;
         }
         const qzVariant& left = level.left.value();
         const qzVariant& right = level.right.value();

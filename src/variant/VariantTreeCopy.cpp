@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "StringBoxes.h"
-#include "VariantNodes.h"
+#include "StringPool.h"
+#include "VariantEntries.h"
 #include "VariantTree.h"
 
 namespace qz::variant {
@@ -16,24 +16,23 @@ std::unique_ptr<double[]> copyOfArray(const qzVariant& source)
     return copy;
 }
 
-// A container that was made empty and waits for its content.
-struct Gap {
+// A container that was made empty, and what has to be copied into it.
+struct Unfilled {
     const qzVariant* source;
     qzVariant* target;
 };
 
-class Copier final : private impl::VariantVisitor {
+class Copier {
 public:
-    /// Copies a leaf; of a container the shell, whose content follows with `run`.
-    void copy(const qzVariant& source, qzVariant& target) override;
+    // Copies a leaf. A container is made empty, and `run` fills it.
+    void copy(const qzVariant& source, qzVariant& target);
 
     void fill(const Map& source, Map& target)
     {
-        if (source.empty()) return;
-        auto* const nodes = impl::VariantNodes::create(source.size());
-        VariantAccess::setNodes(target, nodes);
-        const impl::VisitorScope scope(*nodes, *this);
-        VariantAccess::copyEntries(source, target);
+        const impl::VariantEntries& from = VariantAccess::getEntries(source);
+        impl::VariantEntries& to = VariantAccess::editEntries(target);
+        impl::copyNodes(from.root, from.size, to, nullptr, &to.root,
+                        [this](const qzVariant& value, qzVariant& made) { copy(value, made); });
     }
     void fill(const List& source, List& target)
     {
@@ -43,21 +42,18 @@ public:
     }
     void run()
     {
-        while (!mGaps.empty()) {
-            const Gap gap = mGaps.back();
-            mGaps.pop_back();
-            if (gap.source->getType() == qzVariant::MAP)
-                fill(*gap.source->getMap(), *gap.target->editMap());
+        while (!mUnfilled.empty()) {
+            const auto [source, target] = mUnfilled.back();
+            mUnfilled.pop_back();
+            if (source->getType() == qzVariant::MAP)
+                fill(*source->getMap(), *target->editMap());
             else
-                fill(*gap.source->getList(), *gap.target->editList());
+                fill(*source->getList(), *target->editList());
         }
     }
 
 private:
-    // What a failure leaves behind has nothing but leaves and shells.
-    void detach(qzVariant& /*value*/) override {}
-
-    std::vector<Gap> mGaps;
+    std::vector<Unfilled> mUnfilled;
 };
 
 void Copier::copy(const qzVariant& source, qzVariant& target)
@@ -85,11 +81,11 @@ void Copier::copy(const qzVariant& source, qzVariant& target)
             cell.user = source.getUserData() ? source.getUserData()->clone() : nullptr;
             break;
         case qzVariant::MAP:
-            mGaps.push_back({&source, &target});
+            mUnfilled.push_back({&source, &target});
             VariantAccess::giveMap(target, std::make_unique<MapBox>());
             return;
         case qzVariant::LIST:
-            mGaps.push_back({&source, &target});
+            mUnfilled.push_back({&source, &target});
             VariantAccess::giveList(target, std::make_unique<ListBox>());
             return;
         default:
@@ -105,7 +101,7 @@ void Copier::copy(const qzVariant& source, qzVariant& target)
 void copyTree(const qzVariant& source, qzVariant& target)
 {
     Copier copier;
-    qzVariant copy;  // so that a failure half-way frees what was made
+    qzVariant copy;  // frees what was made, if memory runs out
     copier.copy(source, copy);
     copier.run();
     target.swap(copy);

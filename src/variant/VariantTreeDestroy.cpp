@@ -1,14 +1,13 @@
-#include "VariantNodes.h"
+#include "VariantEntries.h"
 #include "VariantTree.h"
 
 namespace qz::variant {
 
 namespace {
 
-// Takes containers apart one at a time: the containers in it are strung onto the waiting ones
-// before it goes, so each goes without children, and the depth of a tree costs neither stack nor
-// memory.
-class Demolition final : private impl::VariantVisitor {
+// Destroys containers one at a time. Before one is destroyed, the containers in it are moved to the
+// lists of those that wait. So a tree of any depth is destroyed without recursion or allocation.
+class TreeDestruction {
 public:
     void add(MapBox* map)
     {
@@ -24,20 +23,25 @@ public:
     void run()
     {
         while (mMaps != nullptr || mLists != nullptr) {
-            if (mMaps != nullptr) {
-                const std::unique_ptr<MapBox> map(std::exchange(mMaps, mMaps->next));
-                if (auto* const nodes = VariantAccess::getNodes(*map)) nodes->visitor = this;
-            } else {
-                const std::unique_ptr<ListBox> list(std::exchange(mLists, mLists->next));
-                for (qzVariant& element : *list)
-                    detach(element);
-            }
+            if (mMaps != nullptr)
+                destroy(std::unique_ptr<MapBox>(std::exchange(mMaps, mMaps->next)));
+            else
+                destroy(std::unique_ptr<ListBox>(std::exchange(mLists, mLists->next)));
         }
     }
 
 private:
-    void copy(const qzVariant& /*source*/, qzVariant& /*target*/) override {}
-    void detach(qzVariant& child) override
+    void destroy(std::unique_ptr<MapBox> map)
+    {
+        const auto entries = std::exchange(VariantAccess::editEntries(*map), {});
+        impl::destroyNodes(entries.root, [this](qzVariant& value) { detach(value); });
+    }
+    void destroy(std::unique_ptr<ListBox> list)
+    {
+        for (qzVariant& element : *list)
+            detach(element);
+    }
+    void detach(qzVariant& child)
     {
         if (child.getType() == qzVariant::MAP) add(VariantAccess::takeMap(child));
         if (child.getType() == qzVariant::LIST) add(VariantAccess::takeList(child));
@@ -48,23 +52,23 @@ private:
 };
 
 template <typename Box>
-void demolish(Box* box)
+void destroyTreeOf(Box* box)
 {
-    Demolition demolition;
-    demolition.add(box);
-    demolition.run();
+    TreeDestruction destruction;
+    destruction.add(box);
+    destruction.run();
 }
 
 }  // namespace
 
 void destroyTree(MapBox* map) noexcept
 {
-    demolish(map);
+    destroyTreeOf(map);
 }
 
 void destroyTree(ListBox* list) noexcept
 {
-    demolish(list);
+    destroyTreeOf(list);
 }
 
 }  // namespace qz::variant

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "StringBoxes.h"
+#include "StringPool.h"
 #include "VariantTree.h"
 #include "frame/base/LoadOrder.h"
 
@@ -17,7 +17,7 @@ struct TypeRow {
 
 constexpr const char* kNotDefined = "NOT DEFINED";
 
-// By type number. The two types behind the matrices have never had a name.
+// By type number. Compatibility: the two types after the matrices have no name.
 constexpr TypeRow kTypes[] = {
     {"UNKNOWN", 0}, {"INTEGER", 0}, {"REAL", 0},  {"STRING", 0},    {"BOOL", 0},
     {"VEC2D", 2},   {"VEC3D", 3},   {"VEC4D", 4}, {kNotDefined, 0}, {kNotDefined, 0},
@@ -79,7 +79,7 @@ qzVariant::qzVariant(Type arrayType, const double* values) : qzVariant()
     std::copy_n(values, size, mCell.array);
 }
 
-// The constructor has copied the cell, which isn't this variant's to own.
+// The constructor has copied the cell, but this variant must not own what that points at.
 void qzVariant::copyOwned(const qzVariant& other)
 {
     mCell = Cell();
@@ -91,7 +91,7 @@ void qzVariant::release() noexcept
 {
     switch (mType) {
         case STRING:
-            variant::dropString(mCell.string);
+            variant::destroyString(mCell.string);
             break;
         case VEC2D:
         case VEC3D:
@@ -116,7 +116,7 @@ void qzVariant::release() noexcept
 
 void qzVariant::destroy() noexcept
 {
-    // A destructor of the caller's may look at this variant again.
+    // The destructor of a caller's object may use this variant.
     qzVariant old(std::move(*this));
     mType = DESTROYED;
 }
@@ -130,7 +130,7 @@ void qzVariant::clear() noexcept
 qzVariant& qzVariant::operator=(const qzVariant& other)
 {
     if (this == &other) return *this;
-    // `other` may be a part of what this variant holds, so that has to live until the copy stands.
+    // `other` may be a part of the old value, which is therefore destroyed after the copy.
     const qzVariant old(std::move(*this));
     mType = DESTROYED;
     if (isInline(other.mType)) {

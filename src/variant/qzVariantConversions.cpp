@@ -24,7 +24,7 @@ bool isAmong(const std::string& text, const std::string_view (&texts)[N])
     return std::find(std::begin(texts), std::end(texts), text) != std::end(texts);
 }
 
-// Cuts toward zero. What 64 bits can't hold gives the smallest integer, as the processor does.
+// Rounds toward zero. What 64 bits can't hold gives the smallest integer, as on the processor.
 long truncate(double value)
 {
     constexpr double limit = 0x1p63;
@@ -36,7 +36,7 @@ std::optional<qzVariant> toLosslessInteger(const qzVariant& source)
 {
     if (source.getType() == qzVariant::REAL) {
         const double real = source.toReal();
-        // Of what doesn't fit, the truncation is another number, but for -2^63 itself.
+        // Numbers that don't fit become -2^63, which differs from all of them except -2^63 itself.
         if (static_cast<double>(truncate(real)) != real) return std::nullopt;
     }
     if (source.getType() == qzVariant::STRING) {
@@ -51,7 +51,7 @@ std::optional<qzVariant> toLosslessReal(const qzVariant& source)
     if (source.getType() == qzVariant::INTEGER) {
         const long integer = source.toInteger();
         const auto real = static_cast<double>(integer);
-        // 2^63, to which the largest integers are rounded, must not come back as the smallest one.
+        // The largest integers are rounded to 2^63, which `truncate` makes the smallest integer.
         if (real >= 0x1p63 || truncate(real) != integer) return std::nullopt;
     }
     if (source.getType() == qzVariant::STRING) {

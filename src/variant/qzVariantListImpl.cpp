@@ -25,7 +25,7 @@ List::~qzVariantListImpl() = default;
 
 List& List::operator=(const qzVariantListImpl& other)
 {
-    // The copy stands before anything goes, since `other` may be a part of this list.
+    // The copy comes first, since `other` may be a part of this list.
     if (this != &other) *this = List(other);
     return *this;
 }

@@ -1,6 +1,6 @@
 #include <qz/qzVariant.h>
 
-#include "VariantNodes.h"
+#include "VariantEntries.h"
 #include "VariantPath.h"
 #include "VariantText.h"
 #include "VariantTree.h"
@@ -9,35 +9,23 @@ namespace qz {
 
 namespace {
 
-constexpr std::size_t kFirstNodes = 2;
+using Map = qzVariant::qzVariantMapImpl;
 
-// The entry that a caller without a path edits, as a reference has to be returned.
-constexpr std::string_view kFallbackKey = "avoidcrashkey";
+constexpr const char* kKeyOfNullPath = "avoidcrashkey";
+
+Map::value_type* getEntry(impl::VariantNode* node)
+{
+    return node != nullptr ? &node->entry : nullptr;
+}
 
 }  // namespace
 
-void impl::VariantAccess::setNodes(qzVariant::qzVariantMapImpl& map, VariantNodes* nodes)
-{
-    using Map = qzVariant::qzVariantMapImpl;
-    map.mEntries = Map::Entries(Map::Allocator(nodes));
-}
-
-void impl::VariantAccess::copyEntries(const qzVariant::qzVariantMapImpl& source,
-                                      qzVariant::qzVariantMapImpl& target)
-{
-    using Map = qzVariant::qzVariantMapImpl;
-    target.mEntries = Map::Entries(source.mEntries, target.mEntries.get_allocator());
-}
-
-using Map = qzVariant::qzVariantMapImpl;
-
 Map::qzVariantMapImpl() = default;
 
-// These begin with a whole map, so that its destructor gives the nodes back when memory runs out.
+// Begins with a complete map, so that its destructor runs if memory runs out.
 Map::qzVariantMapImpl(std::initializer_list<value_type> entries) : qzVariantMapImpl()
 {
-    for (const auto& [key, value] : entries)
-        if (count(key) == 0) (*this)[key] = value;
+    insert(entries);
 }
 
 Map::qzVariantMapImpl(const qzVariantMapImpl& other) : qzVariantMapImpl()
@@ -46,8 +34,8 @@ Map::qzVariantMapImpl(const qzVariantMapImpl& other) : qzVariantMapImpl()
 }
 
 Map::qzVariantMapImpl(qzVariantMapImpl&& other) noexcept
+    : mEntries(std::exchange(other.mEntries, {}))
 {
-    mEntries.swap(other.mEntries);
 }
 
 Map::~qzVariantMapImpl()
@@ -57,7 +45,7 @@ Map::~qzVariantMapImpl()
 
 Map& Map::operator=(const qzVariantMapImpl& other)
 {
-    // The copy stands before anything goes, since `other` may be a part of this map.
+    // The copy comes first, since `other` may be a part of this map.
     if (this != &other) *this = Map(other);
     return *this;
 }
@@ -65,50 +53,101 @@ Map& Map::operator=(const qzVariantMapImpl& other)
 Map& Map::operator=(qzVariantMapImpl&& other) noexcept
 {
     Map taken(std::move(other));
-    mEntries.swap(taken.mEntries);
+    std::swap(mEntries, taken.mEntries);
     return *this;
+}
+
+Map::iterator Map::begin()
+{
+    return {&mEntries, getEntry(impl::getOutermost(mEntries.root, impl::Smaller))};
+}
+
+Map::const_iterator Map::begin() const
+{
+    return {&mEntries, getEntry(impl::getOutermost(mEntries.root, impl::Smaller))};
+}
+
+Map::value_type* Map::getNext(const value_type* entry)
+{
+    return getEntry(impl::getNeighbour(impl::getNodeOf(entry), impl::Larger));
+}
+
+Map::value_type* Map::getPrevious(const impl::VariantEntries& entries, const value_type* entry)
+{
+    return getEntry(entry != nullptr ? impl::getNeighbour(impl::getNodeOf(entry), impl::Smaller)
+                                     : impl::getOutermost(entries.root, impl::Larger));
 }
 
 Map::iterator Map::find(std::string_view key)
 {
-    return mEntries.find(key);
+    return {&mEntries, getEntry(impl::findNode(mEntries, key))};
 }
 
 Map::const_iterator Map::find(std::string_view key) const
 {
-    return mEntries.find(key);
+    return {&mEntries, getEntry(impl::findNode(mEntries, key))};
 }
 
 qzVariant& Map::operator[](std::string_view key)
 {
-    const auto position = mEntries.lower_bound(key);
-    if (position != mEntries.end() && position->first == key) return position->second;
-    if (impl::VariantAccess::getNodes(*this) != nullptr)
-        return mEntries.try_emplace(position, std::string(key))->second;
-    impl::VariantAccess::setNodes(*this, impl::VariantNodes::create(kFirstNodes));
-    return mEntries.try_emplace(mEntries.end(), std::string(key))->second;
+    return impl::findOrAddNode(mEntries, key).first->entry.second;
+}
+
+std::pair<Map::iterator, bool> Map::insert(const value_type& entry)
+{
+    const iterator existing = find(entry.first);
+    if (existing != end()) return {existing, false};
+    return insert(value_type(entry));
+}
+
+std::pair<Map::iterator, bool> Map::insert(value_type&& entry)
+{
+    const auto [node, isNew] = impl::findOrAddNode(mEntries, entry.first);
+    if (isNew) node->entry.second = std::move(entry.second);
+    return {iterator(&mEntries, &node->entry), isNew};
+}
+
+void Map::insert(std::initializer_list<value_type> entries)
+{
+    insert(entries.begin(), entries.end());
+}
+
+std::pair<Map::iterator, bool> Map::insert_or_assign(std::string_view key, qzVariant value)
+{
+    const auto [node, isNew] = impl::findOrAddNode(mEntries, key);
+    node->entry.second = std::move(value);
+    return {iterator(&mEntries, &node->entry), isNew};
 }
 
 Map::size_type Map::erase(std::string_view key)
 {
-    const auto position = mEntries.find(key);
-    if (position == mEntries.end()) return 0;
-    mEntries.erase(position);
+    impl::VariantNode* const node = impl::findNode(mEntries, key);
+    if (node == nullptr) return 0;
+    impl::eraseNode(mEntries, node);
     return 1;
 }
 
 Map::iterator Map::erase(const_iterator position)
 {
-    return mEntries.erase(position);
+    impl::VariantNode* const node = impl::getNodeOf(&*position);
+    const iterator next(&mEntries, getEntry(impl::getNeighbour(node, impl::Larger)));
+    impl::eraseNode(mEntries, node);
+    return next;
+}
+
+Map::iterator Map::erase(const_iterator first, const_iterator last)
+{
+    iterator position(&mEntries, first == end() ? nullptr : &impl::getNodeOf(&*first)->entry);
+    while (position != last)
+        position = erase(position);
+    return position;
 }
 
 void Map::clear() noexcept
 {
-    // Values may look at this map again while they go.
-    Entries old;
-    old.swap(mEntries);
-    old.clear();
-    impl::VariantNodes::destroy(old.get_allocator().nodes);
+    // The destructor of a caller's object may use this map, which is empty by then.
+    const impl::VariantEntries old = std::exchange(mEntries, {});
+    impl::destroyNodes(old.root, [](const qzVariant& /*value*/) {});
 }
 
 const qzVariant* Map::findPathImpl(const char* path, char separator, PathSearchPolicy policy) const
@@ -137,24 +176,25 @@ qzVariant* Map::findPathImpl(const char* path, char separator, bool create,
     if (path == nullptr) return nullptr;
 
     bool isNew = false;
-    qzVariant displaced;  // `newValue` may be a part of it
-    qzVariant& entry = variant::makeEntry(*this, path, separator, isNew, displaced);
+    variant::ReplacedValue replaced;  // `newValue` may be a part of it
+    qzVariant& entry = variant::makeEntry(*this, path, separator, isNew, replaced);
     if (isNew && newValue != nullptr) entry = *newValue;
+    replaced.commit();
     return &entry;
 }
 
 qzVariant& Map::editValuePath(const char* path, const qzVariant& value, char separator)
 {
-    qzVariant* const entry =
-        findPathImpl(path, separator, /*create=*/true, &value, PathSearchMapsOnly);
-    return entry != nullptr ? *entry : (*this)[kFallbackKey];
+    // Compatibility: callers without a path get a reference as well.
+    if (path == nullptr) return (*this)[kKeyOfNullPath];
+    return *findPathImpl(path, separator, /*create=*/true, &value, PathSearchMapsOnly);
 }
 
 void Map::getKeys(std::vector<std::string>& out) const
 {
     out.clear();
     out.reserve(size());
-    for (const auto& entry : mEntries)
+    for (const auto& entry : *this)
         out.push_back(entry.first);
 }
 

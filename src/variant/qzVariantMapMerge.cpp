@@ -1,6 +1,7 @@
-// How values meet: insertion that loses nothing, and trees made flat.
+// Insertion that keeps the values that are there, and flattening of trees.
 
 #include <algorithm>
+#include <stdexcept>
 #include <vector>
 
 #include <qz/qzVariant.h>
@@ -16,18 +17,18 @@ using Map = qzVariant::qzVariantMapImpl;
 using List = qzVariant::qzVariantListImpl;
 using variant::VariantAccess;
 
-// A longer list is judged by its end: to look at all of it for each element that comes would take
-// time with the square of its length.
-constexpr std::size_t kElementsLookedAt = 64;
+// Of a longer list, only the last elements are checked: otherwise appending n elements would take
+// time in proportion to the square of n.
+constexpr std::size_t kCheckedElements = 64;
 
 bool holdsStrings(const List& list)
 {
-    const std::size_t count = std::min(list.size(), kElementsLookedAt);
+    const std::size_t count = std::min(list.size(), kCheckedElements);
     return std::all_of(list.end() - static_cast<std::ptrdiff_t>(count), list.end(),
                        [](const qzVariant& element) { return element.getString() != nullptr; });
 }
 
-// Joins two values of one key, of which not both are maps that merge.
+// Adds `value` to the value of the same key, if they aren't two maps that are merged.
 void join(qzVariant& old, qzVariant& value, bool keepApart)
 {
     List* const list = old.editList();
@@ -54,7 +55,7 @@ void join(qzVariant& old, qzVariant& value, bool keepApart)
     old.swap(joined);
 }
 
-// The entries of one map on their way into another.
+// The entries of one map that are still to be merged into another one.
 struct Merge {
     Map* into;
     Map::iterator next;
@@ -86,6 +87,8 @@ private:
         qzVariant& old = map[key];
         if (map.size() != sizeBefore)
             old.swap(value);
+        else if (&old == &value)
+            return;  // the value is there already
         else if (!mKeepApart && old.editMap() != nullptr && value.editMap() != nullptr)
             mMerges.push_back({old.editMap(), value.editMap()->begin(), value.editMap()->end()});
         else
@@ -96,7 +99,7 @@ private:
     std::vector<Merge> mMerges;
 };
 
-// Walks a tree with the path of the present level, which ends in a separator.
+// Walks a tree with the path of the current level, which ends in a separator.
 class Flattener {
 public:
     Flattener(Map& out, char separator) : mOut(out), mSeparator(separator) {}
@@ -130,7 +133,7 @@ private:
             mOut.multiInsert(mPath, value, /*keepApart=*/false);
             return;
         }
-        // The containers of a list share its path.
+        // The elements of a list have the path of the list.
         if (isMap) mPath += mSeparator;
         mLevels.push_back({variant::Children(value), mPath.size()});
     }
@@ -140,6 +143,23 @@ private:
     std::string mPath;
     std::vector<Level> mLevels;
 };
+
+// Whether a map is one of those inside another one.
+bool isInside(const Map& inner, const Map& outer)
+{
+    std::vector<variant::Children> levels{variant::Children(outer)};
+    while (!levels.empty()) {
+        if (levels.back().atEnd()) {
+            levels.pop_back();
+            continue;
+        }
+        const qzVariant& value = levels.back().value();
+        levels.back().advance();
+        if (value.getMap() == &inner) return true;
+        if (variant::isContainer(value)) levels.emplace_back(value);
+    }
+    return false;
+}
 
 }  // namespace
 
@@ -163,6 +183,8 @@ void Map::mergeWith(const qzVariantMapImpl& other, bool keepApart)
 void Map::toFlattenMap(qzVariantMapImpl& out, char separator) const
 {
     if (&out != this) {
+        if (isInside(out, *this))
+            throw std::invalid_argument("a map is flattened into its own part");
         Flattener(out, separator).flatten(*this);
         return;
     }

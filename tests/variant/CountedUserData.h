@@ -4,7 +4,7 @@
 
 namespace qz {
 
-/// An object of a caller's that tells how many of its kind exist and what is asked of them.
+/// A caller's object that counts the objects of its class, and the calls of their functions.
 class CountedUserData : public qzVariant::UserDataInterface {
 public:
     explicit CountedUserData(int value) : mValue(value) { ++sAlive; }
@@ -22,23 +22,23 @@ public:
     }
     bool isEqual(const UserDataInterface* other) const override
     {
-        ++sQuestions;
+        ++sComparisons;
         const auto* const counted = dynamic_cast<const CountedUserData*>(other);
         return counted != nullptr && counted->mValue == mValue;
     }
 
     int getValue() const { return mValue; }
 
-    /// Sets the counts of clones and questions to 0.
+    /// Sets the counts of clones and comparisons to 0.
     static void ResetCounts()
     {
         sClones = 0;
-        sQuestions = 0;
+        sComparisons = 0;
     }
 
     static inline int sAlive = 0;
     static inline int sClones = 0;
-    static inline int sQuestions = 0;
+    static inline int sComparisons = 0;
 
 private:
     int mValue;

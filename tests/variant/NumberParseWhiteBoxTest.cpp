@@ -1,4 +1,4 @@
-// The fast roads to a number against the C library's own functions, which are the rule.
+// The fast number parsers compared with the C library's functions, whose results are the rule.
 
 #include "text/NumberParse.h"
 
@@ -32,7 +32,7 @@ std::uint64_t getBits(double value)
     return bits;
 }
 
-// What a look at a text tells must be what the rule comes to, or that the rule has to be asked.
+// The quick parser must give the result of the rule, or report that it can't decide.
 std::string compareLook(const std::string& text)
 {
     long integer = 0;
@@ -59,7 +59,7 @@ std::string compareLook(const std::string& text)
     return isRight ? "" : "looks like another kind: " + text;
 }
 
-// Gives the first difference of the two roads in words, or nothing.
+// Describes the first difference of the two parsers; empty for none.
 std::string compare(const std::string& text)
 {
     constexpr long oldInteger = 4711;
@@ -77,7 +77,7 @@ std::string compare(const std::string& text)
     return compareLook(text);
 }
 
-// Compares all texts of the letters up to a length. Gives the first difference.
+// Compares all texts of the letters up to a length. Returns the first difference.
 std::string compareAll(std::string_view letters, std::size_t maxLength)
 {
     std::vector<std::string> texts{""};
@@ -110,7 +110,7 @@ std::string compareChance(unsigned int seed)
     return {};
 }
 
-// Doubles in all the digits that they need, and with more; sometimes half-way between two.
+// Doubles with all necessary digits, and with more; sometimes half-way between two doubles.
 std::string compareDoubles(unsigned int seed)
 {
     std::mt19937_64 random(seed);
@@ -300,7 +300,7 @@ TEST(NumberParse, ReadsTheSameInAGermanProcess)
     EXPECT_EQ(compareChance(4), "");
 }
 
-// A start that found no memory for its locale leaves the place for it empty.
+// A start without memory for its locale leaves the pointer to it null.
 TEST(NumberParse, ReadsWithoutTheLocaleOfTheStart)
 {
     const support::LibraryStart library;

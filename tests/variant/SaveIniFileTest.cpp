@@ -126,7 +126,7 @@ std::vector<UnsupportedRow> getUnsupportedRows()
         {"Mat3d", qzVariant(qzVariant::MAT3D, values), 12},
         {"Mat4d", qzVariant(qzVariant::MAT4D, values), 13},
         {"DateTime", qzVariant::DateTime(1), 14},
-        {"UserData", new CountedUserData(1), 15},
+        {"UserData", qzVariant(new CountedUserData(1)), 15},
     };
 }
 

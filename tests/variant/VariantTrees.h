@@ -11,7 +11,7 @@
 
 namespace qz {
 
-/// Makes trees of chance out of few values and keys, so that equal ones are frequent.
+/// Makes random trees of few different values and keys, so that equal ones are frequent.
 class TreeMaker {
 public:
     explicit TreeMaker(unsigned int seed) : mRandom(seed) {}

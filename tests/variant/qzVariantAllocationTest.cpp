@@ -27,8 +27,9 @@ qzVariant makeTree()
     const double numbers[16] = {};
     Map map;
     map["a"] = List{1, kLong, qzVariant(qzVariant::MAT4D, numbers), List{"z", "y"}};
-    map["b " + kLong] = Map{{"c", new CountedUserData(1)}, {"d", Map{{"e", kLong}, {"f", 2}}}};
-    map["c"] = new CountedUserData(2);
+    map["b " + kLong] =
+        Map{{"c", qzVariant(new CountedUserData(1))}, {"d", Map{{"e", kLong}, {"f", 2}}}};
+    map["c"] = qzVariant(new CountedUserData(2));
     map["d"] = List{Map{{"m", "n"}}, Map{{"m", kLong}}};
     return map;
 }
@@ -49,7 +50,7 @@ protected:
     }
 
     const qzVariant mTree = makeTree();
-    // A thread keeps the memory of some strings that went for the next ones; these have taken it.
+    // The memory of some destroyed strings is cached for new ones. These have all of it.
     const List mStrings = [] {
         List strings;
         strings.resize(20000);
@@ -82,7 +83,7 @@ TEST_F(qzVariantAllocation, AssignmentLeavesTheTargetDestroyed)
             [&] {
                 {
                     const support::AllocationPause ownWork;
-                    target = List{new CountedUserData(3)};
+                    target = List{qzVariant(new CountedUserData(3))};
                 }
                 target = source;
             },
@@ -248,10 +249,52 @@ TEST_F(qzVariantAllocation, APathKeepsTheLevelsThatItMade)
             map.editValuePath(path.c_str(), kLong, '/');
         },
         [&] {
-            Map copy(map);  // whatever stands there is whole
+            Map copy(map);  // the levels that were made are complete
             EXPECT_LE(copy.size(), 1U);
         });
     EXPECT_EQ(*map.findPathImpl(path.c_str(), '/'), kLong);
+}
+
+TEST_F(qzVariantAllocation, APathKeepsTheValueThatItWouldReplace)
+{
+    Map map;
+    const auto prepare = [&] {
+        const support::AllocationPause ownWork;
+        map = Map{{"a", "precious"}, {"m", Map{{"l", List{1}}}}};
+    };
+    const auto expectUnchanged = [&] {
+        EXPECT_EQ(describe(map), R"({"a": "precious", "m": {"l": [1]}})");
+    };
+    failEach(
+        [&] {
+            prepare();
+            map.editValuePath(("a/" + kLong + "/c").c_str(), kLong, '/');
+        },
+        expectUnchanged);
+    EXPECT_EQ(*map.findPathImpl(("a/" + kLong + "/c").c_str(), '/'), kLong);
+    failEach(
+        [&] {
+            prepare();
+            map.editValuePath("m/l/x", mTree, '/');
+        },
+        expectUnchanged);
+    EXPECT_EQ(map.findPathImpl("m/l/x", '/')->getType(), qzVariant::MAP);
+    failEach(
+        [&] {
+            prepare();
+            const qzVariant& own = map["m"];
+            map.editValuePath("m/l/x", own, '/');
+        },
+        expectUnchanged);
+}
+
+TEST_F(qzVariantAllocation, AnInsertionHappensWholeOrNotAtAll)
+{
+    Map map{{"a", 1}};
+    const Map::value_type entry("b" + kLong, mTree);
+    failEach([&] { map.insert(entry); }, [&] { EXPECT_EQ(map.size(), 1U); });
+    EXPECT_EQ(map.size(), 2U);
+    failEach([&] { map.insert_or_assign("c" + kLong, kLong); }, [&] { EXPECT_EQ(map.size(), 2U); });
 }
 
 TEST_F(qzVariantAllocation, ATextComesWholeOrNotAtAll)

@@ -122,9 +122,9 @@ std::vector<ValueRow> getValueRows()
         {"MapEmpty", Map(), 0, kNaN, false, 0, ""},
         {"List", List{1, "x"}, 0, kNaN, false, 0, "1 x"},
         {"ListEmpty", List(), 0, kNaN, false, 0, ""},
-        {"UserData", new CountedUserData(1), 0, kNaN, false, 0, ""},
-        {"UserDataNone", static_cast<qzVariant::UserDataInterface*>(nullptr), 0, kNaN, false, 0,
-         ""},
+        {"UserData", qzVariant(new CountedUserData(1)), 0, kNaN, false, 0, ""},
+        {"UserDataNone", qzVariant(static_cast<qzVariant::UserDataInterface*>(nullptr)), 0, kNaN,
+         false, 0, ""},
     };
 }
 
@@ -448,7 +448,7 @@ TEST(qzVariantConversionsTest, RefusesAllButTheScalarsEvenForTheirOwnTypes)
     }
 }
 
-TEST(qzVariantConversionsTest, TellsOfAnyOtherTargetWhetherOutHasThatType)
+TEST(qzVariantConversionsTest, ReturnsForAnyOtherTargetWhetherOutHasThatType)
 {
     const qzVariant outs[] = {
         {}, 1, 2.0, "x", true, makeVec3(), Map{{"a", 1}}, List{1}, qzVariant::DateTime(1)};

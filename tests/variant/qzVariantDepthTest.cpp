@@ -60,7 +60,7 @@ std::string repeat(const std::string& text, int count)
 
 class qzVariantDepth : public ::testing::Test {
 protected:
-    qzVariantDepth() { mTree = makeDeep(new CountedUserData(1)); }
+    qzVariantDepth() { mTree = makeDeep(qzVariant(new CountedUserData(1))); }
 
     int mAliveBefore = CountedUserData::sAlive;
     qzVariant mTree;

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <string>
@@ -63,7 +64,7 @@ TEST(qzVariantMapImplTest, GivesTheKeysOfOneLevelOnly)
     EXPECT_THAT(keys, ElementsAre("a", "c"));
 }
 
-TEST(qzVariantMapImplTest, LooksUpAddsAndRemoves)
+TEST(qzVariantMapImplTest, FindsAddsAndRemoves)
 {
     Map map;
     EXPECT_TRUE(map.empty());
@@ -108,7 +109,7 @@ TEST(qzVariantMapImplTest, FindsItsWayAfterManyAdditionsAndRemovals)
         EXPECT_EQ(map[key], value) << key;
 }
 
-TEST(qzVariantMapImplTest, TellsKeysApartInAnyOfTheirBytes)
+TEST(qzVariantMapImplTest, DistinguishesKeysByEachOfTheirBytes)
 {
     std::vector<std::string> keys;
     for (std::size_t length = 0; length != 40; ++length) {
@@ -178,7 +179,7 @@ TEST(qzVariantMapImplTest, StaysItselfWhenAssignedToItself)
     EXPECT_EQ(describe(map), R"({"a": 1})");
 }
 
-TEST(qzVariantMapImplTest, IsUsableAfterItsEndOfContent)
+TEST(qzVariantMapImplTest, IsUsableAfterItIsCleared)
 {
     Map map{{"a", 1}};
     map.clear();
@@ -191,7 +192,7 @@ TEST(qzVariantMapImplTest, IsUsableAfterItsEndOfContent)
     EXPECT_EQ(describe(map), R"({"c": 3})");
 }
 
-TEST(qzVariantMapImplTest, LetsAValueLookAtTheMapWhileItGoes)
+TEST(qzVariantMapImplTest, IsEmptyForADestructorOfItsValuesWhileItIsCleared)
 {
     struct Looker : CountedUserData {
         Looker(Map& map, std::size_t& seen) : CountedUserData(1), mMap(map), mSeen(seen) {}
@@ -201,10 +202,130 @@ TEST(qzVariantMapImplTest, LetsAValueLookAtTheMapWhileItGoes)
     };
     std::size_t seen = 99;
     Map map;
-    map["a"] = new Looker(map, seen);
+    map["a"] = qzVariant(new Looker(map, seen));
     map["b"] = 1;
     map.clear();
     EXPECT_EQ(seen, 0U);
+}
+
+TEST(qzVariantMapImplTest, MayBeClearedByTheDestructorOfAnErasedValue)
+{
+    struct Clearer : CountedUserData {
+        explicit Clearer(Map& map) : CountedUserData(1), mMap(map) {}
+        ~Clearer() override
+        {
+            mMap.clear();
+            mMap["new"] = 1;
+        }
+        Map& mMap;
+    };
+    Map map{{"b", 1}, {"c", 2}};
+    map["a"] = qzVariant(new Clearer(map));
+    map.erase("a");
+    EXPECT_EQ(describe(map), R"({"new": 1})");
+}
+
+TEST(qzVariantMapImplTest, DoesWhatItsHeaderShows)
+{
+    Map map;
+    map.editValuePath("window/width", 800, '/');
+    map.editValuePath("window/width", 0, '/') = 1024;
+    map.multiInsert("file", "a.txt", /*keepApart=*/false);
+    map.multiInsert("file", "b.txt", /*keepApart=*/false);
+    EXPECT_EQ(map.toString(), "(file=a.txt b.txt),(window=(width=1024))");
+}
+
+TEST(qzVariantMapImplTest, IsEditedAsTheGuideShows)
+{
+    List names{"b", "c"};
+    names.insert(names.begin(), "a");
+    names.pop_back();
+    Map map;
+    map.insert({"count", names.size()});
+    map["names"] = names;
+    map["empty"];
+    for (auto entry = map.begin(); entry != map.end();)
+        entry = entry->second.isNull() ? map.erase(entry) : std::next(entry);
+    EXPECT_EQ(describe(map), R"({"count": 2, "names": ["a", "b"]})");
+}
+
+TEST(qzVariantMapImplTest, InsertsOnlyNewKeys)
+{
+    Map map;
+    const auto [first, isNew] = map.insert({"a", 1});
+    EXPECT_TRUE(isNew);
+    EXPECT_EQ(first->first, "a");
+    const Map::value_type again("a", 2);
+    const auto [second, isNewAgain] = map.insert(again);
+    EXPECT_FALSE(isNewAgain);
+    EXPECT_EQ(second, first);
+    map.insert({{"a", 3}, {"b", "x"}, {"b", "y"}});
+    const std::map<std::string, int> others{{"b", 4}, {"c", 5}};
+    map.insert(others.begin(), others.end());
+    EXPECT_EQ(describe(map), R"({"a": 1, "b": "x", "c": 5})");
+}
+
+TEST(qzVariantMapImplTest, KeepsTheValueOfAnEntryThatIsNotInserted)
+{
+    Map map{{"a", 1}};
+    Map::value_type entry("a", "precious");
+    map.insert(std::move(entry));
+    EXPECT_EQ(entry.second, "precious");
+    Map::value_type other("b", "x");
+    EXPECT_EQ(map.insert(std::move(other)).first->second, "x");
+}
+
+TEST(qzVariantMapImplTest, AssignsAValueToANewOrOldKey)
+{
+    Map map;
+    EXPECT_TRUE(map.insert_or_assign("a", 1).second);
+    const auto [position, isNew] = map.insert_or_assign("a", List{2});
+    EXPECT_FALSE(isNew);
+    EXPECT_EQ(describe(position->second), "[2]");
+}
+
+TEST(qzVariantMapImplTest, ErasesARangeAndReturnsTheNextEntry)
+{
+    Map map{{"a", 1}, {"b", 2}, {"c", 3}, {"d", 4}};
+    EXPECT_EQ(map.erase(map.find("b"), map.find("d"))->first, "d");
+    EXPECT_EQ(describe(map), R"({"a": 1, "d": 4})");
+    const auto next = map.erase(map.find("d"));
+    EXPECT_EQ(next, map.end());
+    EXPECT_EQ(map.erase(map.begin(), map.end()), map.end());
+    EXPECT_TRUE(map.empty());
+}
+
+TEST(qzVariantMapImplTest, IsWalkedInBothDirections)
+{
+    Map map;
+    for (const char* key : {"d", "a", "c", "b", "e"})
+        map[key] = key;
+    std::string forwards;
+    for (Map::const_iterator it = map.begin(); it != map.end(); it++)
+        forwards += it->first;
+    std::string backwards;
+    for (auto it = map.end(); it != map.begin();)
+        backwards += (--it)->second.toString();
+    EXPECT_EQ(forwards, "abcde");
+    EXPECT_EQ(backwards, "edcba");
+    EXPECT_EQ((*std::prev(map.end(), 2)).first, "d");
+    EXPECT_EQ(std::distance(map.begin(), map.end()), 5);
+}
+
+TEST(qzVariantMapImplTest, KeepsReferencesToEntriesWhileOthersComeAndGo)
+{
+    Map map{{"key", "value"}};
+    const auto position = map.find("key");
+    const qzVariant& value = map["key"];
+    for (int i = 0; i != 1000; ++i)
+        map[std::to_string(i)] = i;
+    for (int i = 0; i != 1000; ++i)
+        map.erase(std::to_string(i));
+    EXPECT_EQ(&position->second, &value);
+    EXPECT_EQ(value, "value");
+    EXPECT_EQ(std::next(position), map.end());
+    Map moved(std::move(map));
+    EXPECT_EQ(&moved["key"], &value);
 }
 
 TEST(qzVariantMapImplTest, AllocatesInProportionToItsEntries)
@@ -222,7 +343,7 @@ TEST(qzVariantMapImplTest, AllocatesInProportionToItsEntries)
     }
 }
 
-// --- Looking for a path
+// --- Searching a path
 
 struct LookRow {
     const char* name;
@@ -258,7 +379,7 @@ const LookRow kLookRows[] = {
     {"OtherSeparator", "m.k", nullptr, nullptr},
 };
 
-class qzVariantPathLook : public ::testing::TestWithParam<LookRow> {
+class qzVariantPathSearch : public ::testing::TestWithParam<LookRow> {
 protected:
     static Map makeTree()
     {
@@ -279,7 +400,7 @@ protected:
     }
 };
 
-TEST_P(qzVariantPathLook, FindsWhatItsRowSays)
+TEST_P(qzVariantPathSearch, FindsTheEntryOfItsRow)
 {
     Map tree = makeTree();
     const char* const path = GetParam().path;
@@ -294,7 +415,7 @@ TEST_P(qzVariantPathLook, FindsWhatItsRowSays)
     EXPECT_EQ(tree, makeTree());
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, qzVariantPathLook, ::testing::ValuesIn(kLookRows),
+INSTANTIATE_TEST_SUITE_P(Rows, qzVariantPathSearch, ::testing::ValuesIn(kLookRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST(qzVariantPathTest, FindsNothingAtANullPath)
@@ -333,7 +454,7 @@ TEST(qzVariantPathTest, EndsAPathAtAZeroByte)
     EXPECT_EQ(describe(map), R"({"a": 2})");
 }
 
-TEST(qzVariantPathTest, LooksWithoutAnAllocation)
+TEST(qzVariantPathTest, SearchesWithoutAnAllocation)
 {
     const Map map = makeChain(5);
     const support::AllocationCounter allocations;
@@ -383,7 +504,7 @@ std::vector<EditRow> getEditRows()
 
 class qzVariantPathEdit : public ::testing::TestWithParam<EditRow> {};
 
-TEST_P(qzVariantPathEdit, MakesWhatItsRowSays)
+TEST_P(qzVariantPathEdit, MakesTheTreeOfItsRow)
 {
     Map map(GetParam().before);
     const qzVariant& found = map.editValuePath(GetParam().path, 5, '/');
@@ -430,7 +551,7 @@ TEST(qzVariantPathTest, DestroyedValuesGiveWayToo)
     EXPECT_EQ(describe(map), R"({"a": {"b": 5}})");
 }
 
-TEST(qzVariantPathTest, TakesAValueThatGivesWayToItsOwnPath)
+TEST(qzVariantPathTest, TakesAPartOfTheValueThatItReplaces)
 {
     Map map{{"a", List{"x"}}};
     map.editValuePath("a/b", (*map["a"].getList())[0], '/');

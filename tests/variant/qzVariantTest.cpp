@@ -47,7 +47,7 @@ qzVariant makeArray(qzVariant::Type type)
 
 qzVariant makeUserData(int value)
 {
-    return new CountedUserData(value);
+    return qzVariant(new CountedUserData(value));
 }
 
 // --- Types
@@ -193,7 +193,61 @@ TEST(qzVariantTest, TakesTextsWithAllTheirBytes)
     EXPECT_EQ(*qzVariant(static_cast<const char*>(nullptr)).getString(), "");
 }
 
-TEST(qzVariantTest, TakesATextOverWithoutACopyOfItsBytes)
+TEST(qzVariantTest, DoesWhatItsHeaderShows)
+{
+    Map settings{{"name", "north"}, {"height", 412.5}, {"active", true}};
+    settings.editValuePath("log/level", 0, '/') = 2;
+    const qzVariant tree(std::move(settings));
+    EXPECT_EQ(tree.getMap()->findPathImpl("log/level", '/')->toInteger(), 2);
+}
+
+// A pointer that converted to a variant would belong to that, and a comparison would delete it.
+static_assert(!std::is_convertible_v<qzVariant::UserDataInterface*, qzVariant>);
+static_assert(!std::is_convertible_v<CountedUserData*, qzVariant>);
+static_assert(std::is_constructible_v<qzVariant, CountedUserData*>);
+
+template <typename Variant, typename Value, typename = void>
+constexpr bool isComparable = false;
+template <typename Variant, typename Value>
+constexpr bool isComparable<
+    Variant, Value, std::void_t<decltype(std::declval<Variant>() == std::declval<Value>())>> = true;
+static_assert(isComparable<qzVariant, int> && isComparable<qzVariant, std::size_t>);
+static_assert(!isComparable<qzVariant, qzVariant::UserDataInterface*>);
+
+template <typename Integer>
+class qzVariantOfInteger : public ::testing::Test {
+};
+
+using Integers = ::testing::Types<char, signed char, unsigned char, short, unsigned short, int,
+                                  unsigned int, long, unsigned long, long long, unsigned long long,
+                                  std::size_t, std::ptrdiff_t, std::uint64_t, wchar_t, char32_t>;
+TYPED_TEST_SUITE(qzVariantOfInteger, Integers);
+
+TYPED_TEST(qzVariantOfInteger, IsAnInteger)
+{
+    const TypeParam number = 65;
+    qzVariant value = number;
+    EXPECT_EQ(value.getType(), qzVariant::INTEGER);
+    value = number;
+    EXPECT_EQ(value, 65);
+}
+
+TEST(qzVariantTest, TakesTheSizeOfAContainer)
+{
+    const List list{1, 2, 3};
+    qzVariant value;
+    value = list.size();
+    EXPECT_EQ(value, 3);
+    EXPECT_EQ((Map{{"size", list.size()}}["size"]), 3);
+}
+
+TEST(qzVariantTest, WrapsIntegersBeyondALongAround)
+{
+    EXPECT_EQ(qzVariant(std::numeric_limits<unsigned long>::max()), -1);
+    EXPECT_EQ(qzVariant(1ULL << 63), std::numeric_limits<long>::min());
+}
+
+TEST(qzVariantTest, MovesATextWithoutACopyOfItsBytes)
 {
     std::string text(1000, 'x');
     const char* const bytes = text.data();
@@ -201,7 +255,7 @@ TEST(qzVariantTest, TakesATextOverWithoutACopyOfItsBytes)
     EXPECT_EQ(value.getString()->data(), bytes);
 }
 
-TEST(qzVariantTest, TakesMapsAndListsAsCopiesOrWhole)
+TEST(qzVariantTest, CopiesOrMovesMapsAndLists)
 {
     Map map{{"a", 1}};
     List list{1, "x"};
@@ -434,7 +488,7 @@ TEST_F(qzVariantUserData, EndsWithDestroyClearAndItsContainer)
     EXPECT_EQ(countAlive(), 0);
 }
 
-TEST_F(qzVariantUserData, AsksTheLeftObjectWhetherTheyAreEqual)
+TEST_F(qzVariantUserData, CallsIsEqualOfTheLeftObject)
 {
     const qzVariant value = makeUserData(1);
     const qzVariant same = makeUserData(1);
@@ -442,7 +496,7 @@ TEST_F(qzVariantUserData, AsksTheLeftObjectWhetherTheyAreEqual)
     EXPECT_TRUE(value == same);
     EXPECT_FALSE(value != same);
     EXPECT_FALSE(value == other);
-    EXPECT_EQ(CountedUserData::sQuestions, 3);
+    EXPECT_EQ(CountedUserData::sComparisons, 3);
 }
 
 TEST_F(qzVariantUserData, GivesTheRightObjectToTheLeft)
@@ -475,7 +529,7 @@ TEST_F(qzVariantUserData, ComparesNothingWithNothingOnly)
     EXPECT_TRUE(none == copy);
     EXPECT_FALSE(none == some);
     EXPECT_FALSE(some == none);
-    EXPECT_EQ(CountedUserData::sQuestions, 0);
+    EXPECT_EQ(CountedUserData::sComparisons, 0);
     EXPECT_TRUE(none < some);
     EXPECT_TRUE(some > none);
 }
@@ -489,7 +543,7 @@ TEST_F(qzVariantUserData, OrdersByIdentityEvenWhatIsEqual)
     EXPECT_TRUE(first == second);
     EXPECT_EQ(first < second, isFirstLower);
     EXPECT_EQ(first > second, !isFirstLower);
-    EXPECT_EQ(CountedUserData::sQuestions, 1);
+    EXPECT_EQ(CountedUserData::sComparisons, 1);
     EXPECT_FALSE(first < first || first > first);
 }
 
@@ -502,7 +556,7 @@ TEST_F(qzVariantUserData, KeepsTheOrderOfItsVirtualFunctions)
     EXPECT_EQ(CountedUserData::sClones, 1);
     EXPECT_TRUE(callSlot<bool>(&object, 3, copy.get()));
     EXPECT_FALSE(callSlot<bool>(&object, 3, static_cast<const void*>(&other)));
-    EXPECT_EQ(CountedUserData::sQuestions, 2);
+    EXPECT_EQ(CountedUserData::sComparisons, 2);
     callSlot<void>(new CountedUserData(3), 1);
     auto* const buffer = static_cast<CountedUserData*>(::operator new(sizeof(CountedUserData)));
     new (buffer) CountedUserData(4);

@@ -51,7 +51,7 @@ TEST(qzVariantText, WritesMapsAsPairsInKeyOrder)
               "(=),(m=(k=true),(l=))");
 }
 
-TEST(qzVariantText, WritesListsWithABlankUnlessToldOtherwise)
+TEST(qzVariantText, WritesListsWithABlankOrTheGivenSeparator)
 {
     const List list{1, "x", List{2, List{3, 4}}, Map{{"a", 5}, {"b", 6}}};
     EXPECT_EQ(qzVariant(list).toString(), "1 x 2 3 4 (a=5),(b=6)");
@@ -83,7 +83,7 @@ TEST(qzVariantText, GivesTheTextsOfAList)
     EXPECT_THAT(texts, IsEmpty());
 }
 
-TEST(qzVariantText, WritesTreesOfChanceAsThePlainForm)
+TEST(qzVariantText, WritesTreesOfRandomValuesAsThePlainForm)
 {
     for (unsigned int seed = 0; seed != 500; ++seed) {
         const qzVariant tree = TreeMaker(seed).makeTree(4);
@@ -181,7 +181,7 @@ TEST(qzVariantText, IsNotMovedByTheLocaleOfC)
 
 // --- Descriptions
 
-TEST(qzVariantText, DescribesEachTypeSoThatItCanBeTold)
+TEST(qzVariantText, DescribesEachTypeInItsOwnForm)
 {
     const double values[] = {1, 2.5};
     qzVariant destroyed;
