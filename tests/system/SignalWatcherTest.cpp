@@ -392,19 +392,22 @@ TEST(SignalWatcherTest, ReportsACrashOfTheLogThreadItself)
                 ElementsAre("CRITICAL first", StartsWith("CRITICAL Got signal (SIGSEGV 11)"),
                             StartsWith("CRITICAL Catch an exception : 'std::runtime_error(\"Got"),
                             StartsWith("INFO Got signal (SIGABRT 6)")));
-    EXPECT_THAT(run.lines, Contains("[handler Got signal]"));
+    EXPECT_THAT(run.lines, Contains(StartsWith("[handler")).Times(1)) << "it may hold a mutex";
 }
 
-TEST(SignalWatcherTest, ReportsACrashOfAHandlerThatAlwaysCrashesOnce)
+TEST(SignalWatcherTest, EndsAHandlerThatAlwaysCrashesAfterItsFirstCrash)
 {
     const ScratchFolder folder;
     const SignalRun run =
         runSignals({"full", "file|" + folder.getPath("app.log"), "always read", "say|first"});
-    EXPECT_EQ(run.end, "signal 11");
+    EXPECT_EQ(run.end, "signal 6");
     SignalRun file;
     sortLines(folder.read("app.log").substr(3), "none", file);
     EXPECT_THAT(file.lines,
-                ElementsAre("CRITICAL first", StartsWith("CRITICAL Got signal (SIGSEGV 11)")));
+                ElementsAre("CRITICAL first", StartsWith("CRITICAL Got signal (SIGSEGV 11)"),
+                            StartsWith("CRITICAL Catch an exception : 'std::runtime_error(\"Got"),
+                            StartsWith("INFO Got signal (SIGABRT 6)")));
+    EXPECT_THAT(run.lines, Contains(StartsWith("[handler")).Times(1));
 }
 
 TEST(SignalWatcherTest, KeepsSignalsFromOutsideOffTheLogThread)
