@@ -1,15 +1,21 @@
-#include "SystemLog.h"
+#include <cerrno>
+#include <iterator>
+#include <string>
 
-#include <mutex>
-
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <syslog.h>
 #include <time.h>
 
 #include <qz/qzLog.h>
 #include <qz/qzStringUtils.h>
+#include <qz/qzSystemUtils.h>
 
 #include "Console.h"
 #include "SignalSafety.h"
+#include "frame/base/FileDescriptor.h"
+#include "frame/base/ForkProtocol.h"
+#include "frame/base/TimeText.h"
 #include "text/TextServices.h"
 
 namespace qz {
@@ -17,10 +23,6 @@ namespace qz {
 namespace {
 
 constexpr std::size_t kLargestText = 16384;
-
-std::mutex gCallMutex;       // held by the thread that is in `syslog`
-bool gIsHeldByFork = false;  // written by the thread that forks, with the log's mutex locked
-bool gIsUsable = true;       // false in a child that may find the C library's lock locked
 
 int getPriority(int type)
 {
@@ -44,6 +46,25 @@ std::string makeText(const qzLog::LogEntry& entry)
     return text;
 }
 
+// `syslog` takes locks of the C library, its own and that of the time zones, and another thread of
+// the parent may have held them when the child was forked. So a child sends the same datagram by
+// itself, and doesn't wait for a system that takes none.
+void sendFromForkedChild(int priority, const std::string& text)
+{
+    tm now = {};
+    getLocalTime(qzSystemUtils::GetSecElapsedSinceEpoch(), now);
+    char time[32];
+    const std::size_t timeSize =
+        ::strftime_l(time, std::size(time), "%b %e %T", &now, text::getCLocale());
+    std::string datagram = "<" + std::to_string(LOG_USER | priority) + ">";
+    datagram.append(time, timeSize).append(" ").append(::program_invocation_short_name);
+    datagram.append(": ").append(text.c_str());
+    const FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const sockaddr_un address = {AF_UNIX, "/dev/log"};
+    ::sendto(socket.get(), datagram.data(), datagram.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+             reinterpret_cast<const sockaddr*>(&address), sizeof address);
+}
+
 }  // namespace
 
 void qzLog::WriteToSystemLog(const LogEntry& entry, bool echoToStdErr)
@@ -51,44 +72,17 @@ void qzLog::WriteToSystemLog(const LogEntry& entry, bool echoToStdErr)
     if (entry.type == Debug) return;
     std::string text = makeText(entry);
     if (echoToStdErr) log::Console::WriteErrorLine(text);
-    if (!gIsUsable) return;
     // A report before the start or after the stop goes out as it is.
     if (text::areServicesUp()) {
         text = qzStringUtils::convertCharset(text, qzStringUtils::CharSetUtf8,
                                              qzStringUtils::CharSetLocal);
     }
+    if (isForkedChild()) {
+        sendFromForkedChild(getPriority(entry.type), text);
+        return;
+    }
     const log::ScopedSignalBlock signals;  // the report of a signal may come here as well
-    const std::lock_guard<std::mutex> lock(gCallMutex);
     ::syslog(getPriority(entry.type), "%s", text.c_str());
 }
-
-namespace log {
-
-void prepareSystemLogForFork()
-{
-    constexpr int kMostTries = 1000;
-    constexpr timespec kPause = {0, 1'000'000};
-    bool isLocked = gCallMutex.try_lock();
-    for (int i = 0; i < kMostTries && !isLocked; ++i) {
-        ::nanosleep(&kPause, nullptr);
-        isLocked = gCallMutex.try_lock();
-    }
-    if (isLocked) gIsHeldByFork = true;
-}
-
-void resumeSystemLogInParent()
-{
-    if (!gIsHeldByFork) return;
-    gIsHeldByFork = false;
-    gCallMutex.unlock();
-}
-
-void resumeSystemLogInChild()
-{
-    gIsUsable = gIsUsable && gIsHeldByFork;
-    resumeSystemLogInParent();
-}
-
-}  // namespace log
 
 }  // namespace qz

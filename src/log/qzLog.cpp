@@ -14,7 +14,6 @@
 #include "LogTime.h"
 #include "SignalSafety.h"
 #include "SubTypeList.h"
-#include "SystemLog.h"
 #include "frame/base/ForkProtocol.h"
 #include "frame/base/Relaxed.h"
 #include "frame/base/TimeText.h"
@@ -244,12 +243,10 @@ void qzLog::PrepareFork()
     if (thread != nullptr) thread->prepareFork();
     if (isForkedChild()) gChildMutex.lock();
     gThreadAtFork = thread;
-    log::prepareSystemLogForFork();
 }
 
 void qzLog::ResumeParent()
 {
-    log::resumeSystemLogInParent();
     qzLogThread* const thread = std::exchange(gThreadAtFork, nullptr);
     if (isForkedChild()) gChildMutex.unlock();
     if (thread != nullptr) thread->resumeParent();
@@ -257,7 +254,6 @@ void qzLog::ResumeParent()
 
 void qzLog::ResumeChild()
 {
-    log::resumeSystemLogInChild();
     log::Console::ResumeChild();
     if (!isForkedChild()) return;
     // The child can't unlock it, since its owner is identified by the parent's thread id.
