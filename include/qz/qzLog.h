@@ -167,7 +167,10 @@ private:
 
     QZ_LOCAL qzLogThread* editLogThread() const;
     template <typename Change>
-    QZ_LOCAL void configure(const Change& change, bool install = false) const;
+    QZ_LOCAL void configure(const Change& change, const std::string* installedPath = nullptr) const;
+    QZ_LOCAL static void PrepareFork();
+    QZ_LOCAL static void ResumeParent();
+    QZ_LOCAL static void ResumeChild();
 
     std::unique_ptr<qzLogParameters> mParameters;
     std::unique_ptr<qzLogThread> mLogThread;

@@ -100,7 +100,7 @@ private:
     QZ_API std::ostream& editStream();
     QZ_API void insert(const char* text);
     QZ_API void insert(const std::string& text);
-    QZ_API void insert(long value);
+    QZ_API void insert(long value, std::size_t sizeBytes);
     QZ_API void insert(unsigned long value);
     QZ_API void insert(const SystemError& error);
     QZ_API static void assign(std::unique_ptr<std::string>& field, const char* text);
@@ -169,7 +169,7 @@ qzLogObject& qzLogObject::operator<<(const T& value)
     if (isOff()) return *this;
     // Of the integers only these read as numbers in a stream.
     if constexpr (impl::isNumber<T> && std::is_signed_v<T>) {
-        insert(static_cast<long>(value));
+        insert(static_cast<long>(value), sizeof value);
     } else if constexpr (impl::isNumber<T>) {
         insert(static_cast<unsigned long>(value));
     } else {

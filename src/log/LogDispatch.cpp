@@ -1,24 +1,15 @@
-#include <iostream>
 #include <utility>
 
 #include <qz/qzLog.h>
 #include <qz/qzSystemUtils.h>
 #include <qz/qzThread.h>
 
+#include "Console.h"
 #include "LogFile.h"
-#include "LogFileBatch.h"
-#include "LogLine.h"
+#include "SignalSafety.h"
 #include "qzLogParameters.h"
 
 namespace qz {
-
-void writeLine(std::ostream& out, std::string_view prefix, std::string_view message)
-{
-    std::string line;
-    line.reserve(prefix.size() + message.size() + 1);
-    line.append(prefix).append(message) += '\n';
-    out.write(line.data(), static_cast<std::streamsize>(line.size())).flush();
-}
 
 namespace {
 
@@ -39,28 +30,35 @@ void writePendingNotice(qzLogParameters& parameters)
     qzLog::WriteImpl(parameters, batch);
 }
 
+// The handler isn't entered again while it runs, for example if it crashes or reports something: it
+// may hold a mutex of its own.
+void callCustomHandler(const qzLogParameters& parameters, std::list<qzLog::LogEntry>& batch)
+{
+    if (parameters.customHandler == nullptr || log::HandlerCall::IsRunning()) return;
+    const log::HandlerCall call;
+    parameters.customHandler(batch, parameters.customHandlerData);
+}
+
 }  // namespace
 
 void qzLog::WriteImpl(qzLogParameters& parameters, std::list<LogEntry>& batch)
 {
-    log::LogFileBatch file(parameters);
+    log::LogFile file(parameters);
     for (LogEntry& entry : batch) {
         if (isSwitchedOff(parameters, entry)) return;
         if (entry.type == Debug && !parameters.pendingNotice.empty()) {
-            file.close();  // so that the notice stands between the lines of this batch
+            file.close();  // so that the notice comes between the lines of this batch
             writePendingNotice(parameters);
         }
         entry.computeLogPrefix(true);
         if (parameters.echoToConsole || parameters.consoleFallback) {
-            writeLine(std::cout, entry.prefix, entry.message);
+            log::Console::WriteLine(entry.prefix, entry.message);
         }
-        log::updateFileName(parameters);
-        if (!parameters.requestedPath.empty()) file.write(entry);
+        file.updateName();
+        if (file.isRequested()) file.write(entry);
     }
-    file.close();  // the handler sees what is on the disk
-    if (parameters.customHandler != nullptr) {
-        parameters.customHandler(batch, parameters.customHandlerData);
-    }
+    file.close();  // before the handler is called, which may read the file
+    callCustomHandler(parameters, batch);
 }
 
 }  // namespace qz

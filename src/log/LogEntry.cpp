@@ -58,7 +58,7 @@ void qzLog::LogEntry::computeLogPrefix(bool withTime)
          withSubType ? "("sv : ""sv, subType, withSubType ? ")"sv : ""sv,    //
          " PID "sv, std::string_view(digits, digitsSize), " "sv,             //
          withThread ? "TID "sv : ""sv, threadId, withThread ? " "sv : ""sv,  //
-         withTime ? getLogTime(timeMs / 1000, made) : ""sv, withTime ? " "sv : ""sv, ": "sv);
+         withTime ? log::getTimeText(timeMs / 1000, made) : ""sv, withTime ? " "sv : ""sv, ": "sv);
 }
 
 }  // namespace qz

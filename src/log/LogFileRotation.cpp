@@ -2,11 +2,16 @@
 #include <list>
 #include <vector>
 
+#include <fcntl.h>
+
 #include <qz/qzDirUtils.h>
+#include <qz/qzLogObject.h>
 #include <qz/qzStringUtils.h>
 #include <qz/qzSystemUtils.h>
 
 #include "LogFile.h"
+
+// The installation of a log file, and what becomes of the files before it.
 
 namespace qz::log {
 
@@ -17,9 +22,10 @@ struct OldFile {
     long modificationTime;
 };
 
-std::string joinFolder(const qzLogParameters& parameters, const std::string& name)
+void addNote(std::string& notes, const std::string& note)
 {
-    return parameters.folder + "/" + name;
+    if (!notes.empty()) notes += ", ";
+    notes += note;
 }
 
 std::vector<std::string> listFiles(const qzLogParameters& parameters)
@@ -41,7 +47,7 @@ std::list<OldFile> findOldFiles(const qzLogParameters& parameters)
         if (name == currentName) continue;
         if (!qzStringUtils::StartsWith(name, parameters.baseName)) continue;
         qzFileInfoUtf8 info;
-        const std::string path = joinFolder(parameters, name);
+        const std::string path = parameters.folder + "/" + name;
         qzDirUtils::GetFileInfoUtf8(path, info);
         oldFiles.push_back({path, info.lastModificationTime});
     }
@@ -62,26 +68,76 @@ void removeOldest(std::list<OldFile>& oldFiles, std::size_t countToKeep)
 
 }  // namespace
 
-void renamePreviousFile(qzLogParameters& parameters)
+void LogFile::install(const std::string& requestedPath)
 {
-    const std::string& current = parameters.currentFileUtf8;
-    if (!qzDirUtils::FileExistsUtf8(current)) return;
-    const std::string datedName =
-        current.substr(0, current.size() - parameters.extension.size()) +
-        qzSystemUtils::GetCurrentTimeAsString("_%Y-%m-%d-%H-%M-%S", /*localTime=*/true) +
-        parameters.extension;
-    qzDirUtils::RenameFileUtf8(current, datedName, nullptr);
-    parameters.rotationPending = true;
+    const int flags = mParameters.fileFlags;
+    const bool shouldRemove = (flags & FileRemove) != 0;
+    std::string notes;  // reported only if there is no file in the end
+    updateName();
+    if (shouldRemove && (flags & FileRename) != 0) renamePrevious();
+    prune();
+    if (shouldRemove) removePrevious(notes);
+    makeFolder(notes);
+    if (qzDirUtils::FileExistsUtf8(mParameters.currentFileUtf8)) return;
+    if ((flags & FileUntried) != 0 || canOpen()) return;
+    addNote(notes, "Fail to initialize log file");
+
+    const std::string path = isRequested() ? mParameters.requestedPath : requestedPath;
+    fallBackToConsole();
+    logCritical() << "Fail to install log file handler to " << path << " error was : " << notes;
 }
 
-void pruneOldFiles(qzLogParameters& parameters)
+void LogFile::removePrevious(std::string& notes) const
 {
-    const bool isDue = parameters.rotationPending && parameters.maxFileCount >= 0;
-    parameters.rotationPending = false;
+    std::string error;
+    if (qzDirUtils::RemoveFileUtf8(mParameters.currentFileUtf8, &error)) return;
+    addNote(notes, "Fail to remove previous log file " + error);
+}
+
+void LogFile::makeFolder(std::string& notes) const
+{
+    if (qzDirUtils::DirExistsUtf8(mParameters.folder)) return;
+    if (!qzDirUtils::MkpathUtf8(mParameters.folder)) addNote(notes, "Fail to create log folder");
+}
+
+bool LogFile::canOpen() const
+{
+    return FileDescriptor::Open(mParameters.currentFileLocal.c_str(), O_WRONLY | O_CREAT | O_TRUNC)
+        .isOpen();
+}
+
+void LogFile::fallBackToConsole()
+{
+    forget();
+    mParameters.fileFlags = 0;
+    mParameters.maxFileCount = 0;
+    mParameters.maxFileSize = 0;
+    mParameters.timeRotation = qzLog::RotateNever;
+    mParameters.rotationPending = false;
+    mParameters.echoToConsole = false;
+    mParameters.consoleFallback = true;
+}
+
+void LogFile::renamePrevious()
+{
+    const std::string& current = mParameters.currentFileUtf8;
+    if (!qzDirUtils::FileExistsUtf8(current)) return;
+    const std::string datedName =
+        current.substr(0, current.size() - mParameters.extension.size()) +
+        qzSystemUtils::GetCurrentTimeAsString("_%Y-%m-%d-%H-%M-%S", /*localTime=*/true) +
+        mParameters.extension;
+    qzDirUtils::RenameFileUtf8(current, datedName, nullptr);
+    mParameters.rotationPending = true;
+}
+
+void LogFile::prune()
+{
+    const bool isDue = mParameters.rotationPending && mParameters.maxFileCount >= 0;
+    mParameters.rotationPending = false;
     // Every file would begin with an empty base name.
-    if (!isDue || parameters.baseName.empty()) return;
-    std::list<OldFile> oldFiles = findOldFiles(parameters);
-    removeOldest(oldFiles, static_cast<std::size_t>(parameters.maxFileCount));
+    if (!isDue || mParameters.baseName.empty()) return;
+    std::list<OldFile> oldFiles = findOldFiles(mParameters);
+    removeOldest(oldFiles, static_cast<std::size_t>(mParameters.maxFileCount));
 }
 
 }  // namespace qz::log

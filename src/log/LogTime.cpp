@@ -1,169 +1,98 @@
 #include "LogTime.h"
 
-#include <cstdlib>
 #include <cstring>
 
 #include <langinfo.h>
 #include <time.h>
-#include <unistd.h>
 
-#include <qz/qzSystemUtils.h>
-
-#include "LogLine.h"
+#include "frame/base/TimeText.h"
 #include "text/TextServices.h"
 
-namespace qz {
+namespace qz::log {
 
 namespace {
 
-// The name of a day or a month that a time text holds. Kept as text: the locale that it came from
-// may be gone, with another one at its address.
-class HeldName {
+// The name of a day or a month in a time text. It is compared as text, because the locale that it
+// came from may be freed, and another one may have its address.
+class CachedName {
 public:
-    bool hold(nl_item item)
+    bool cache(nl_item item)
     {
-        mItem = item;
         const char* const name = ::nl_langinfo(item);
         const std::size_t size = std::strlen(name) + 1;
         if (size > sizeof mName) return false;
         std::memcpy(mName, name, size);
         return true;
     }
-    bool isCurrent() const { return std::strcmp(::nl_langinfo(mItem), mName) == 0; }
+    bool isCurrent(nl_item item) const { return std::strcmp(::nl_langinfo(item), mName) == 0; }
 
 private:
-    nl_item mItem = 0;
     char mName[40] = {};
 };
 
-// The entry of TZ in the environment. Zones of the same names may have different rules, so that the
-// names alone don't tell them apart. To find TZ takes 30 ns, to see that it is as it was 2 ns.
-class HeldZoneVariable {
+nl_item getDayItem(const tm& parts)
+{
+    return ABDAY_1 + parts.tm_wday;
+}
+
+nl_item getMonthItem(const tm& parts)
+{
+    return ABMON_1 + parts.tm_mon;
+}
+
+// The last time text of a thread, with all that it was made from: the local time, the locale's
+// names and the conversion to UTF-8. A text is made in a microsecond and checked in 70 ns, most of
+// which is `localtime_r`: nothing else shows a change of the zone's rules.
+class CachedTime {
 public:
-    bool hold()
+    bool isCurrent(const tm& parts) const
     {
-        mEnvironment = ::environ;
-        mSlot = mEnvironment;
-        if (mSlot == nullptr) return false;
-        while (*mSlot != nullptr && std::strncmp(*mSlot, "TZ=", 3) != 0)
-            ++mSlot;
-        mEntry = *mSlot;
-        mEntryBefore = getEntryBefore();
-        const std::size_t size = mEntry != nullptr ? std::strlen(mEntry) + 1 : 0;
-        if (size > sizeof mText) return false;
-        if (size != 0) std::memcpy(mText, mEntry, size);
-        return true;
-    }
-    bool hasSameText() const
-    {
-        const char* const zone = std::getenv("TZ");
-        const bool hadZone = mEntry != nullptr;
-        return (zone != nullptr) == hadZone && (!hadZone || std::strcmp(zone, mText + 3) == 0);
-    }
-    // Without a TZ the slot is the end of the environment, which another entry would have moved.
-    bool isCurrent() const
-    {
-        return ::environ == mEnvironment && *mSlot == mEntry && getEntryBefore() == mEntryBefore &&
-               (mEntry == nullptr || std::strcmp(mEntry, mText) == 0);
-    }
-
-private:
-    const char* getEntryBefore() const { return mSlot != mEnvironment ? mSlot[-1] : nullptr; }
-
-    char** mEnvironment = nullptr;
-    char** mSlot = nullptr;
-    const char* mEntry = nullptr;
-    const char* mEntryBefore = nullptr;
-    char mText[64] = {};
-};
-
-// What the C library knows of the process's zone. The names are compared by address, since equal
-// names share one there.
-class HeldZone {
-public:
-    // Declines a TZ that changed while the names stayed: tzset may still be to come, or have been,
-    // and nothing else would tell.
-    bool hold()
-    {
-        if (hasSameNames() && !mVariable.hasSameText()) return false;
-        mStandardName = ::tzname[0];
-        mSummerName = ::tzname[1];
-        mOffset = ::timezone;
-        mHasSummerTime = ::daylight;
-        return mVariable.hold();
-    }
-    bool isCurrent() const { return hasSameNames() && mVariable.isCurrent(); }
-
-private:
-    bool hasSameNames() const
-    {
-        return mStandardName == ::tzname[0] && mSummerName == ::tzname[1] &&
-               mOffset == ::timezone && mHasSummerTime == ::daylight;
-    }
-
-    const char* mStandardName = nullptr;
-    const char* mSummerName = nullptr;
-    long mOffset = 0;
-    int mHasSummerTime = 0;
-    HeldZoneVariable mVariable;
-};
-
-// The text of the last second on this thread. It is valid while all that it was made from is as it
-// was, so that tzset and setlocale show at once. Formatting anew takes a microsecond, the look here
-// 15 ns.
-class HeldTime {
-public:
-    bool isCurrent(long second) const
-    {
-        return mIsHeld && second == mSecond && mGeneration == text::getServicesGeneration() &&
-               mZone.isCurrent() && mDay.isCurrent() && mMonth.isCurrent();
+        return mSize != 0 && hasSameTime(parts) && mGeneration == text::getServicesGeneration() &&
+               mDay.isCurrent(getDayItem(parts)) && mMonth.isCurrent(getMonthItem(parts));
     }
     std::string_view getText() const { return {mText, mSize}; }
 
-    // Makes the text, and holds it when it may come again. Where the zone has changed meanwhile,
-    // nobody knows which of the two the text shows. An empty text is that of a failure, which may
-    // pass.
-    std::string make(long second)
+    // An empty text is that of a failure, which may pass, so it isn't cached.
+    void cache(const tm& parts, const std::string& text)
     {
-        mIsHeld = false;
-        const bool isZoneHeld = mZone.hold();
-        std::string text =
-            qzSystemUtils::ConvertSecElapsedSinceEpochToString(second, kLogTimeFormat, true);
-        mIsHeld = isZoneHeld && hold(second, text) && mZone.isCurrent();
-        return text;
-    }
-
-private:
-    bool hold(long second, const std::string& text)
-    {
-        tm parts = {};
-        if (text.empty() || text.size() > sizeof mText) return false;
-        if (::localtime_r(&second, &parts) == nullptr) return false;
-        mSecond = second;
+        mSize = 0;
+        if (text.size() > sizeof mText) return;
+        if (!mDay.cache(getDayItem(parts)) || !mMonth.cache(getMonthItem(parts))) return;
+        mParts = parts;
         mGeneration = text::getServicesGeneration();
         std::memcpy(mText, text.data(), text.size());
         mSize = text.size();
-        return mDay.hold(ABDAY_1 + parts.tm_wday) && mMonth.hold(ABMON_1 + parts.tm_mon);
     }
 
-    bool mIsHeld = false;
-    long mSecond = 0;
+private:
+    bool hasSameTime(const tm& parts) const
+    {
+        return parts.tm_sec == mParts.tm_sec && parts.tm_min == mParts.tm_min &&
+               parts.tm_hour == mParts.tm_hour && parts.tm_mday == mParts.tm_mday &&
+               parts.tm_mon == mParts.tm_mon && parts.tm_year == mParts.tm_year &&
+               parts.tm_gmtoff == mParts.tm_gmtoff;
+    }
+
+    tm mParts = {};
     unsigned mGeneration = 0;
-    HeldZone mZone;
-    HeldName mDay;
-    HeldName mMonth;
+    CachedName mDay;
+    CachedName mMonth;
     std::size_t mSize = 0;
     char mText[160] = {};
 };
 
 }  // namespace
 
-std::string_view getLogTime(long second, std::string& made)
+std::string_view getTimeText(long second, std::string& made)
 {
-    thread_local HeldTime held;
-    if (held.isCurrent(second)) return held.getText();
-    made = held.make(second);
+    thread_local CachedTime cached;
+    tm parts = {};
+    made.clear();
+    if (!getLocalTime(second, parts)) return made;
+    if (cached.isCurrent(parts)) return cached.getText();
+    made = formatTime(parts, kTimeFormat);
+    cached.cache(parts, made);
     return made;
 }
 
-}  // namespace qz
+}  // namespace qz::log

@@ -3,11 +3,14 @@
 #include <string>
 #include <string_view>
 
-namespace qz {
+namespace qz::log {
 
-/// Gives a second since the epoch as log lines show it: in local time, and in UTF-8.
-/// @param made receives the text when it can't be kept.
-/// @return a view of `made` or of the thread's own text, good until the thread's next call.
-std::string_view getLogTime(long second, std::string& made);
+/// The form of the local time in log lines, for `strftime`.
+inline constexpr const char* kTimeFormat = "%a %b %d %H:%M:%S%z %Y";
 
-}  // namespace qz
+/// Gets a second since the epoch as log lines show it: in local time, in UTF-8.
+/// @param made receives the text if it can't be cached.
+/// @return a view of `made` or of the thread's own cache, valid until the thread's next call.
+std::string_view getTimeText(long second, std::string& made);
+
+}  // namespace qz::log

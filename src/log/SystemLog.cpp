@@ -1,11 +1,21 @@
-#include <iostream>
+#include <cerrno>
+#include <iterator>
+#include <string>
 
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <syslog.h>
+#include <time.h>
 
 #include <qz/qzLog.h>
 #include <qz/qzStringUtils.h>
+#include <qz/qzSystemUtils.h>
 
-#include "LogLine.h"
+#include "Console.h"
+#include "SignalSafety.h"
+#include "frame/base/FileDescriptor.h"
+#include "frame/base/ForkProtocol.h"
+#include "frame/base/TimeText.h"
 #include "text/TextServices.h"
 
 namespace qz {
@@ -36,18 +46,42 @@ std::string makeText(const qzLog::LogEntry& entry)
     return text;
 }
 
+// `syslog` takes locks of the C library, its own and that of the time zones, and another thread of
+// the parent may have held them when the child was forked. So a child sends the same datagram by
+// itself, and doesn't wait for a system that takes none.
+void sendFromForkedChild(int priority, const std::string& text)
+{
+    tm now = {};
+    getLocalTime(qzSystemUtils::GetSecElapsedSinceEpoch(), now);
+    char time[32];
+    const std::size_t timeSize =
+        ::strftime_l(time, std::size(time), "%b %e %T", &now, text::getCLocale());
+    std::string datagram = "<" + std::to_string(LOG_USER | priority) + ">";
+    datagram.append(time, timeSize).append(" ").append(::program_invocation_short_name);
+    datagram.append(": ").append(text.c_str());
+    const FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const sockaddr_un address = {AF_UNIX, "/dev/log"};
+    ::sendto(socket.get(), datagram.data(), datagram.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+             reinterpret_cast<const sockaddr*>(&address), sizeof address);
+}
+
 }  // namespace
 
 void qzLog::WriteToSystemLog(const LogEntry& entry, bool echoToStdErr)
 {
     if (entry.type == Debug) return;
     std::string text = makeText(entry);
-    if (echoToStdErr) writeLine(std::cerr, {}, text);
-    // A report ahead of the start or behind the stop goes out as it is.
+    if (echoToStdErr) log::Console::WriteErrorLine(text);
+    // A report before the start or after the stop goes out as it is.
     if (text::areServicesUp()) {
         text = qzStringUtils::convertCharset(text, qzStringUtils::CharSetUtf8,
                                              qzStringUtils::CharSetLocal);
     }
+    if (isForkedChild()) {
+        sendFromForkedChild(getPriority(entry.type), text);
+        return;
+    }
+    const log::ScopedSignalBlock signals;  // the report of a signal may come here as well
     ::syslog(getPriority(entry.type), "%s", text.c_str());
 }
 

@@ -1,17 +1,22 @@
 #include <qz/qzLog.h>
 
+#include <mutex>
+#include <new>
 #include <utility>
 
 #include <syslog.h>
+#include <time.h>
 
-#include <qz/qzDirUtils.h>
 #include <qz/qzSystemUtils.h>
 
+#include "Console.h"
 #include "LogFile.h"
-#include "LogLine.h"
+#include "LogTime.h"
+#include "SignalSafety.h"
 #include "SubTypeList.h"
 #include "frame/base/ForkProtocol.h"
 #include "frame/base/Relaxed.h"
+#include "frame/base/TimeText.h"
 #include "qzLogParameters.h"
 #include "qzLogThread.h"
 
@@ -19,16 +24,59 @@ namespace qz {
 
 qzLog* qzLog::msInstance = nullptr;
 
+namespace {
+
+// The threads of a forked child use the outlets and the settings directly, one after the other. It
+// is recursive because a custom handler may report something.
+std::recursive_mutex gChildMutex;
+
+// The log thread whose mutex a fork has locked; guarded by that mutex, or in a child by
+// gChildMutex.
+qzLogThread* gThreadAtFork = nullptr;
+
+// Locks the mutex in a forked child. Before a full start there is one thread, and nothing to lock.
+class ChildLock {
+public:
+    ChildLock()
+    {
+        if (!isForkedChild()) return;
+        mSignals.block();
+        mIsOutermost = log::LockCount::IsZero();
+        log::LockCount::Increment();
+        mLock = std::unique_lock(gChildMutex);
+    }
+    ~ChildLock() noexcept(false)
+    {
+        if (mLock.owns_lock()) log::LockCount::Decrement();
+    }
+    ChildLock(const ChildLock&) = delete;
+    ChildLock& operator=(const ChildLock&) = delete;
+
+    // Whether the calling thread has interrupted itself within the outlets by a fault.
+    bool isInterruption() const
+    {
+        return mLock.owns_lock() && !mIsOutermost && log::SignalReport::IsRunning();
+    }
+
+private:
+    log::ScopedSignalBlock mSignals{log::ScopedSignalBlock::Later};  // ends after the lock
+    std::unique_lock<std::recursive_mutex> mLock;
+    bool mIsOutermost = true;
+};
+
+}  // namespace
+
 void qzLog::createInstance(bool threadSafe)
 {
     if (msInstance != nullptr) return;
     msInstance = std::make_unique<qzLog>(threadSafe).release();
     ::openlog(nullptr, 0, LOG_USER);
+    joinForkProtocol(ForkParticipant::Log, {&PrepareFork, &ResumeParent, &ResumeChild});
 }
 
 void qzLog::destroyInstance()
 {
-    // The pointer goes last: what the logger has to say on its way still finds it.
+    // The pointer is cleared last, so that reports of the destructor still find the logger.
     delete msInstance;
     msInstance = nullptr;
 }
@@ -44,14 +92,16 @@ qzLog::qzLog(bool threadSafe) : mParameters(std::make_unique<qzLogParameters>())
 
 qzLog::~qzLog()
 {
-    // In a forked child there is no thread to wait for, and its locks may be held for ever.
+    // In a forked child there is no thread to wait for.
     if (isForkedChild()) static_cast<void>(mLogThread.release());
 }
 
 void qzLog::makeThreadSafe()
 {
     if (mLogThread != nullptr) return;
-    // The thread stands here before it runs, since it may have something to report by itself.
+    tm now = {};
+    getLocalTime(qzSystemUtils::GetSecElapsedSinceEpoch(), now);  // a forked child needs the zone
+    // The pointer is set before the thread runs, since it may have something to report by itself.
     mLogThread = std::make_unique<qzLogThread>(*mParameters);
     try {
         mLogThread->start();
@@ -61,7 +111,7 @@ void qzLog::makeThreadSafe()
     }
 }
 
-// The log thread, where there is one that runs.
+// The log thread, if there is one that runs.
 qzLogThread* qzLog::editLogThread() const
 {
     return isForkedChild() ? nullptr : mLogThread.get();
@@ -80,17 +130,18 @@ qzLogLevel qzLog::getLogLevel() const
     return isTypeEnabled(Trace) ? LogLevelAll : LogLevelDebug;
 }
 
-// Every setter goes through here.
+// Every setter is done here.
 template <typename Change>
-void qzLog::configure(const Change& change, bool install) const
+void qzLog::configure(const Change& change, const std::string* installedPath) const
 {
     qzLogThread* const thread = editLogThread();
     if (thread != nullptr) {
-        thread->configure(*mParameters, change, install);
+        thread->configure(*mParameters, change, installedPath);
         return;
     }
+    const ChildLock lock;
     change(*mParameters);
-    if (install) log::installFile(*mParameters);
+    if (installedPath != nullptr) log::LogFile(*mParameters).install(*installedPath);
 }
 
 void qzLog::setEchoToConsole(bool echo)
@@ -133,24 +184,21 @@ void qzLog::installFileHandlerUtf8(const std::string& path)
 void qzLog::installFileHandlerExUtf8(const std::string& path, int flags, long maxSize, int maxFiles,
                                      TimeRotationInterval interval)
 {
-    removeFileHandler();
-    if (path.empty()) return;
-    std::string absolutePath;
-    qzDirUtils::GetAbsolutePathUtf8(path, absolutePath, {});
+    if (path.empty()) {
+        removeFileHandler();
+        return;
+    }
+    // In one change with the removal of the file before, so that no entry comes in between.
     const auto change = [&](qzLogParameters& parameters) {
-        parameters.maxFileSize = maxSize;
-        parameters.fileFlags = flags;
-        parameters.maxFileCount = maxFiles;
-        parameters.timeRotation = interval;
-        if (!absolutePath.empty()) log::setRequestedPath(parameters, absolutePath);
+        log::LogFile(parameters).request({path, flags, maxSize, maxFiles, interval});
         parameters.echoToConsole = (flags & log::FileEchoToConsole) != 0;
     };
-    configure(change, /*install=*/true);
+    configure(change, &path);
 }
 
 void qzLog::removeFileHandler()
 {
-    configure(log::clearFileNames);
+    configure([](qzLogParameters& parameters) { log::LogFile(parameters).forget(); });
 }
 
 std::string qzLog::getCurrentLogFileNameUtf8() const
@@ -173,17 +221,53 @@ void qzLog::Write(LogEntry& entry, bool synchronous)
         thread->append(entry, synchronous);
         return;
     }
-    // A forked child takes the file over as it is: its parent has installed it.
-    if (mLogThread != nullptr) mParameters->rotationPending = false;
     std::list<LogEntry> batch;
     batch.push_back(std::move(entry));
     entry = {};
-    WriteImpl(*mParameters, batch);
+    const ChildLock lock;
+    if (!lock.isInterruption()) {
+        WriteImpl(*mParameters, batch);
+        return;
+    }
+    qzLogParameters parameters = *mParameters;
+    parameters.maxFileSize = 0;
+    parameters.customHandler = nullptr;
+    WriteImpl(parameters, batch);
+}
+
+// --- Around a fork
+
+void qzLog::PrepareFork()
+{
+    qzLogThread* const thread = msInstance != nullptr ? msInstance->editLogThread() : nullptr;
+    if (thread != nullptr) thread->prepareFork();
+    if (isForkedChild()) gChildMutex.lock();
+    gThreadAtFork = thread;
+}
+
+void qzLog::ResumeParent()
+{
+    qzLogThread* const thread = std::exchange(gThreadAtFork, nullptr);
+    if (isForkedChild()) gChildMutex.unlock();
+    if (thread != nullptr) thread->resumeParent();
+}
+
+void qzLog::ResumeChild()
+{
+    log::Console::ResumeChild();
+    if (!isForkedChild()) return;
+    // The child can't unlock it, since its owner is identified by the parent's thread id.
+    new (&gChildMutex) std::recursive_mutex;
+    // A program that a custom handler starts must not inherit blocked signals.
+    if (const sigset_t* const mask = log::ScopedSignalBlock::GetOutermostMask())
+        log::setSignalMask(*mask);
+    qzLogThread* const thread = std::exchange(gThreadAtFork, nullptr);
+    if (thread != nullptr) thread->resumeChild(*msInstance->mParameters);
 }
 
 std::string qzLog::GetTime()
 {
-    return qzSystemUtils::GetCurrentTimeAsString(kLogTimeFormat, true);
+    return qzSystemUtils::GetCurrentTimeAsString(log::kTimeFormat, true);
 }
 
 }  // namespace qz

@@ -1,7 +1,6 @@
 #include <qz/qzLogObject.h>
 
 #include <charconv>
-#include <iostream>
 #include <iterator>
 #include <locale>
 #include <optional>
@@ -13,7 +12,9 @@
 #include <qz/qzSystemUtils.h>
 #include <qz/qzThread.h>
 
-#include "LogLine.h"
+#include "Console.h"
+#include "SignalSafety.h"
+#include "frame/base/ErrnoPreserver.h"
 
 namespace qz {
 
@@ -47,7 +48,15 @@ struct qzLogObject::Text {
         insert({digits, std::to_chars(digits, std::end(digits), value).ptr});
     }
 
-    // Behind what was said so far.
+    // Whether numbers are shown in hexadecimal or octal.
+    bool showsBits() const
+    {
+        const auto base =
+            stream.has_value() ? stream->flags() & std::ios_base::basefield : std::ios_base::dec;
+        return base == std::ios_base::hex || base == std::ios_base::oct;
+    }
+
+    // Inserts after the text so far.
     std::ostream& editStream()
     {
         if (!stream.has_value()) stream.emplace(std::move(text), std::ios_base::ate);
@@ -72,6 +81,7 @@ void qzLogObject::begin() noexcept
 
 void qzLogObject::end() noexcept
 {
+    const ErrnoPreserver preserver;
     const std::unique_ptr<Text> text(mReport.stream);
     if (mReport.stream != nullptr) send();
     mReport.~Report();
@@ -99,7 +109,7 @@ void qzLogObject::send()
         if (log != nullptr) log->Write(entry, mSynchronous);
         return;
     }
-    writeLine(std::cout, entry.prefix, entry.message);
+    log::Console::WriteLine(entry.prefix, entry.message);
 }
 
 qzLogObject::Text& qzLogObject::editText()
@@ -134,8 +144,14 @@ void qzLogObject::insert(const std::string& text)
     insertText(text);
 }
 
-void qzLogObject::insert(long value)
+// A negative number reads in hexadecimal and octal as the bits of its own type.
+void qzLogObject::insert(long value, std::size_t sizeBytes)
 {
+    if (value < 0 && editText().showsBits()) {
+        const std::size_t unusedBits = 8 * (sizeof value - sizeBytes);
+        insertNumber(static_cast<unsigned long>(value) << unusedBits >> unusedBits);
+        return;
+    }
     insertNumber(value);
 }
 

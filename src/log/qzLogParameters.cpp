@@ -2,17 +2,17 @@
 
 #include <tuple>
 
+#include "LogFile.h"
+
 namespace qz {
 
 bool haveSameSettings(const qzLogParameters& left, const qzLogParameters& right)
 {
     const auto settings = [](const qzLogParameters& of) {
-        return std::tie(of.customHandler, of.customHandlerData, of.baseName, of.extension,
-                        of.maxFileCount, of.maxFileSize, of.echoToConsole, of.subTypeBlacklist,
-                        of.folder, of.timeRotation, of.fileFlags, of.requestedPath,
-                        of.consoleFallback);
+        return std::tie(of.customHandler, of.customHandlerData, of.echoToConsole,
+                        of.subTypeBlacklist, of.consoleFallback);
     };
-    return settings(left) == settings(right);
+    return settings(left) == settings(right) && log::isSameFile(left, right);
 }
 
 }  // namespace qz

@@ -1,10 +1,11 @@
 #include "qzLogThread.h"
 
+#include <optional>
 #include <utility>
 
-#include "LogFile.h"
-#include "SignalReport.h"
-#include "SignalsPutOff.h"
+#include <pthread.h>
+
+#include "SignalSafety.h"
 #include "frame/base/Relaxed.h"
 
 namespace qz {
@@ -12,22 +13,18 @@ namespace qz {
 namespace {
 
 constexpr std::uint64_t kMostQueuedBytes = 16777216;
-// What is kept of written entries for the next ones: at most some 2 MiB as entries usually are.
+// How many elements are reused, and how much of their texts: some 2 MiB as entries usually are.
 constexpr std::size_t kMostSpares = 4096;
 constexpr std::size_t kMostSpareText = 1024;
 constexpr std::size_t kBatchThatLingers = 8;
-constexpr int kLingerLooks = 1000;  // some 40 us
+constexpr int kLingerPolls = 1000;  // some 40 us
 
-// How many locks of log threads the calling thread holds or takes: a signal handler may find it
-// inside one.
-thread_local int locksHeld = 0;
+// The log thread that the calling thread is, or null. Known without a lock, because a signal
+// handler can't lock the mutex.
+thread_local const qzLogThread* tOwnLogThread = nullptr;
 
-// The log thread that the calling thread is, or null. Asked without a lock: a signal handler could
-// not take it.
-thread_local const qzLogThread* ownLogThread = nullptr;
-
-// Moves an entry to an element that had another one. What the element has left goes the other way,
-// so that a writer frees on its own thread what a writer has allocated. The prefix is made later.
+// Moves an entry to a reused element. The memory of the element's texts goes the other way, so that
+// a writer frees on its own thread what a writer has allocated. The prefix is made later.
 void moveTexts(qzLog::LogEntry& from, qzLog::LogEntry& to)
 {
     to.message.swap(from.message);
@@ -59,13 +56,13 @@ void prepareForReuse(std::list<qzLog::LogEntry>& batch)
 
 }  // namespace
 
-// Holds the mutex for a scope, and knows it.
+// Holds the mutex for a scope, and counts it. See SignalSafety.h.
 class qzLogThread::Lock {
 public:
-    // In two steps, for an exception of a signal handler within the second to find an object to
-    // destroy, and with it the lock given back.
+    // In two steps, so that an exception of a signal handler within the second finds an object to
+    // destroy, which unlocks the mutex.
     explicit Lock(qzMutex& mutex) : Lock(&mutex) { lock(); }
-    // A signal that was put off is handled behind it, and some are handled by throwing.
+    // A signal that was blocked is handled after it, and some are handled by throwing.
     ~Lock() noexcept(false)
     {
         if (mIsHeld) unlock();
@@ -73,32 +70,32 @@ public:
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;
 
-    // Said ahead of the deed, as that may be broken off on both sides of it. To give back a mutex
-    // that one hasn't got does nothing.
+    // The state is set before the call, because a signal may break off the call on either side of
+    // it. To unlock a mutex that the thread doesn't hold has no effect.
     void lock()
     {
         mIsHeld = true;
-        ++locksHeld;
+        log::LockCount::Increment();
         mMutex.lock();
     }
     void unlock()
     {
         mMutex.unlock();
-        --locksHeld;
+        log::LockCount::Decrement();
         mIsHeld = false;
     }
-    // A signal that comes meanwhile is reported when the lock is given back, since its report takes
-    // the lock as well. A thread on its way into the wait and out of it counts as holding it.
+    // A signal that comes meanwhile is reported after the lock is released, since its report locks
+    // the mutex as well.
     void wait(qzWaitCondition& condition)
     {
-        mSignals.begin();
+        mSignals.block();
         condition.wait(&mMutex, qzWaitCondition::msNoLimit);
     }
 
 private:
     explicit Lock(qzMutex* mutex) : mMutex(*mutex) {}
 
-    log::SignalsPutOff mSignals;  // ends behind the lock
+    log::ScopedSignalBlock mSignals{log::ScopedSignalBlock::Later};  // ends after the lock
     qzMutex& mMutex;
     bool mIsHeld = false;
 };
@@ -115,7 +112,7 @@ qzLogThread::~qzLogThread()
         mDrained.wakeAll();
     }
     waitThread(msNoLimit);
-    // Whoever waited for the last batch is on the way out, and needs the mutex for that.
+    // A thread that waited for the last batch still has to lock the mutex once more.
     Lock lock(mMutex);
     while (mWaiting != 0)
         lock.wait(mDrained);
@@ -123,8 +120,8 @@ qzLogThread::~qzLogThread()
 
 void qzLogThread::start()
 {
-    log::SignalsPutOff signals;
-    signals.begin();
+    const log::ScopedSignalBlock signals;
+    mInheritedMask = signals.getMaskBefore();
     startThread(nullptr);
 }
 
@@ -132,7 +129,7 @@ void qzLogThread::start()
 
 void qzLogThread::append(qzLog::LogEntry& entry, bool synchronous)
 {
-    if (log::SignalReport::IsUnderWay() && (isOwnThread() || locksHeld != 0)) {
+    if (log::SignalReport::IsRunning() && (isOwnThread() || !log::LockCount::IsZero())) {
         writeAtOnce(entry);
         return;
     }
@@ -163,10 +160,10 @@ void qzLogThread::flush()
 
 bool qzLogThread::isOwnThread() const
 {
-    return ownLogThread == this;
+    return tOwnLogThread == this;
 }
 
-// Waits once: whoever wakes the condition has seen the queue empty.
+// Waits once: the condition is signalled when the queue is empty.
 void qzLogThread::awaitDrained(Lock& lock)
 {
     if (!mFlushRequested || mStopRequested || isOwnThread()) return;
@@ -181,19 +178,20 @@ void qzLogThread::waitForDrained(Lock& lock)
     if (mStopRequested) mDrained.wakeAll();
 }
 
-void qzLogThread::configure(qzLogParameters& parameters, const Change& change, bool install)
+void qzLogThread::configure(qzLogParameters& parameters, const Change& change,
+                            const std::string* installedPath)
 {
     Lock lock(mMutex);
     parameters = mShared;
     change(parameters);
-    if (!install && haveSameSettings(parameters, mShared)) return;
+    if (installedPath == nullptr && haveSameSettings(parameters, mShared)) return;
     mWorkAvailable.wakeAll();
     if (mHasEntries && !isOwnThread()) {
         relaxedStore(mFlushRequested, true);
         while (mFlushRequested && !mStopRequested) {
             waitForDrained(lock);
         }
-        // Others may have changed something meanwhile, and theirs isn't to be lost.
+        // Another thread may have changed something meanwhile, which must not be lost.
         parameters = mShared;
         change(parameters);
     }
@@ -201,18 +199,18 @@ void qzLogThread::configure(qzLogParameters& parameters, const Change& change, b
                                    parameters.customHandlerData != mShared.customHandlerData;
     mShared = parameters;
     relaxedStore(mReconfigure, true);
-    if (install) mInstallations.push_back(parameters);
+    if (installedPath != nullptr) mInstallations.push_back({parameters, *installedPath});
     mWorkAvailable.wakeAll();
-    // Writers may have been quicker, and a batch is under way again. It is the last one that knows
-    // the old handler, whose data may be gone when its removal is done.
+    // Another batch may have begun meanwhile. It is the last one that uses the old handler, whose
+    // data the caller may delete once this call returns.
     if (!isHandlerReplaced || !mHasEntries || isOwnThread()) return;
     while (mReconfigure && !mStopRequested) {
         waitForDrained(lock);
     }
 }
 
-// A report of a signal that came while the calling thread can't wait for the log thread: because it
-// is the log thread, or because it holds the mutex that the log thread needs.
+// The report of a signal whose thread can't wait for the log thread: because it is the log thread,
+// or because it holds the mutex that the log thread needs.
 void qzLogThread::writeAtOnce(qzLog::LogEntry& entry)
 {
     std::list<qzLog::LogEntry> batch;
@@ -220,26 +218,49 @@ void qzLogThread::writeAtOnce(qzLog::LogEntry& entry)
     entry = {};
     const bool isOwn = isOwnThread();
     qzLogParameters parameters = isOwn ? mWorking : mShared;
-    parameters.maxFileSize = 0;  // no rotation under the hands of the work that was interrupted
-    // The handler belongs to the log thread; and when its own signals are being reported it isn't
-    // called for yet another one.
-    if (!isOwn || mReportsAtOnce > 0) parameters.customHandler = nullptr;
+    parameters.maxFileSize = 0;  // no rotation while the interrupted code uses the file
     if (isOwn) {
         const Lock lock(mMutex);
         batch.splice(batch.begin(), mQueue);
         mQueuedBytes = 0;
-        ++mReportsAtOnce;
     }
+    // The handler may have crashed, and still hold a mutex of its own.
+    parameters.customHandler = nullptr;
     qzLog::WriteImpl(parameters, batch);
-    if (isOwn) --mReportsAtOnce;
+}
+
+// --- Around a fork
+
+void qzLogThread::prepareFork()
+{
+    log::LockCount::Increment();
+    mMutex.lock();
+}
+
+void qzLogThread::resumeParent()
+{
+    mMutex.unlock();
+    log::LockCount::Decrement();
+}
+
+void qzLogThread::resumeChild(qzLogParameters& parameters)
+{
+    // The child's thread has another id than the owner of the mutex, and can't unlock it.
+    constexpr pthread_mutex_t kUnlocked = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
+    *static_cast<pthread_mutex_t*>(mMutex.getMutexData()) = kUnlocked;
+    log::LockCount::Reset();
+    parameters = mShared;
+    log::LogFile(parameters).resumeChild();
 }
 
 // --- The log thread's side
 
 void qzLogThread::run()
 {
-    ownLogThread = this;
+    tOwnLogThread = this;
+    log::ScopedSignalBlock::SetInheritedMask(mInheritedMask);
     Lock lock(mMutex);
+    mOwnThreadId = CurrentThreadId();
     while (true) {
         if (mReconfigure) {
             reconfigure(lock);
@@ -255,19 +276,19 @@ void qzLogThread::run()
     mFolderLock.reset();
 }
 
-// Behind a batch of some size more is likely to come at once. To wait a little for it, without
-// going to sleep, spares the writers the waking (2 us and more for each batch), and lets the next
-// batch grow. Returns whether to look at the queue again.
+// After a larger batch more entries are likely to come soon. To wait for them briefly without
+// sleeping saves the writers the wake-up (2 us and more for each batch), and lets the next batch
+// grow. Returns whether to check the queue again.
 bool qzLogThread::linger(Lock& lock)
 {
     if (mLastBatchSize < kBatchThatLingers) return false;
     mLastBatchSize = 0;
     lock.unlock();
-    const auto isWanted = [this] {
+    const auto isNeeded = [this] {
         return relaxedLoad(mFlushRequested) || relaxedLoad(mStopRequested) ||
                relaxedLoad(mReconfigure);
     };
-    for (int i = 0; i < kLingerLooks && !isWanted(); ++i) {
+    for (int i = 0; i < kLingerPolls && !isNeeded(); ++i) {
         __builtin_ia32_pause();
     }
     lock.lock();
@@ -282,7 +303,7 @@ void qzLogThread::writeQueue(Lock& lock)
     mQueuedBytes = 0;
     lock.unlock();
     {
-        const std::unique_lock<qzMutexSystem> folderLock = lockFolder();
+        const std::unique_lock<qzMutexSystem> folderLock = mFolderLock.lock();
         qzLog::WriteImpl(mWorking, batch);
     }
     prepareForReuse(batch);
@@ -301,55 +322,37 @@ void qzLogThread::confirmDrained()
 void qzLogThread::reconfigure(Lock& lock)
 {
     qzLogParameters fresh = mShared;
-    std::list<qzLogParameters> installations = std::exchange(mInstallations, {});
+    std::list<Installation> installations = std::exchange(mInstallations, {});
     relaxedStore(mReconfigure, false);
     // Writers wait until the queue is empty under the new settings.
     relaxedStore(mFlushRequested, true);
     lock.unlock();
-    const bool install =
-        !installations.empty() && installations.back().requestedPath == fresh.requestedPath;
-    if (install) installations.pop_back();
-    // What a later call has overtaken is carried out all the same.
-    for (qzLogParameters& overtaken : installations) {
-        applyFileSettings(overtaken, /*install=*/true);
-        mWorking = std::move(overtaken);
+    std::optional<std::string> installedPath;
+    if (!installations.empty() &&
+        installations.back().parameters.requestedPath == fresh.requestedPath) {
+        installedPath = std::move(installations.back().path);
+        installations.pop_back();
     }
-    applyFileSettings(fresh, install);
+    // An installation that a later call has replaced is carried out all the same.
+    for (Installation& replaced : installations) {
+        applyFileSettings(replaced.parameters, &replaced.path);
+        mWorking = std::move(replaced.parameters);
+    }
+    applyFileSettings(fresh, installedPath.has_value() ? &*installedPath : nullptr);
     lock.lock();
     mWorking = std::move(fresh);
 }
 
-void qzLogThread::applyFileSettings(qzLogParameters& fresh, bool install)
+void qzLogThread::applyFileSettings(qzLogParameters& fresh, const std::string* installedPath)
 {
-    if (fresh.folder != mWorking.folder) {
-        mFolderLock.reset();
-        install = install || !fresh.folder.empty();
-        if (!fresh.folder.empty())
-            mFolderLock = std::make_unique<qzMutexSystem>(fresh.folder.c_str());
-    }
-    if (!install) {
-        keepFileInUse(fresh);
+    log::LogFile file(fresh);
+    const bool isNewFolder = mFolderLock.follow(fresh, mWorking);
+    if (installedPath == nullptr && !(isNewFolder && file.isRequested())) {
+        file.takeOver(mWorking);
         return;
     }
-    const std::unique_lock<qzMutexSystem> folderLock = lockFolder();
-    log::installFile(fresh);
-}
-
-// Keeps other processes from the folder, where there is a lock for it.
-std::unique_lock<qzMutexSystem> qzLogThread::lockFolder() const
-{
-    return mFolderLock != nullptr ? std::unique_lock(*mFolderLock)
-                                  : std::unique_lock<qzMutexSystem>();
-}
-
-// Which file is in use is what this thread knows, and not a setting.
-void qzLogThread::keepFileInUse(qzLogParameters& fresh) const
-{
-    if (fresh.requestedPath != mWorking.requestedPath) return;
-    fresh.currentFileUtf8 = mWorking.currentFileUtf8;
-    fresh.currentFileLocal = mWorking.currentFileLocal;
-    fresh.currentFileSecond = mWorking.currentFileSecond;
-    fresh.rotationPending = mWorking.rotationPending;
+    const std::unique_lock<qzMutexSystem> folderLock = mFolderLock.lock();
+    file.install(installedPath != nullptr ? *installedPath : std::string());
 }
 
 }  // namespace qz

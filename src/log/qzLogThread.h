@@ -3,50 +3,66 @@
 #include <cstdint>
 #include <functional>
 #include <list>
-#include <memory>
-#include <mutex>
+#include <string>
+
+#include <signal.h>
 
 #include <qz/qzLog.h>
 #include <qz/qzMutex.h>
 #include <qz/qzThread.h>
 #include <qz/qzWaitCondition.h>
 
+#include "LogFile.h"
 #include "qzLogParameters.h"
 
 namespace qz {
 
-/// Takes entries from all threads and writes them on its own, batch by batch.
+/// Takes entries from all threads and writes them on its own thread, batch by batch.
 ///
 /// The mutex is never held during file work, console output or a call of the handler.
 class qzLogThread : public qzThread {
 public:
-    /// Changes settings. It may be called twice for one change, as others may come between, so it
-    /// looks at nothing but its argument.
+    /// Changes settings. It may be called twice for one change, because other threads may change
+    /// something in between, so its result must depend on its argument alone.
     using Change = std::function<void(qzLogParameters&)>;
 
-    /// Makes a thread that begins under the given settings, and isn't started.
+    /// Makes a thread that begins with the given settings, and isn't started.
     explicit qzLogThread(const qzLogParameters& parameters);
     /// Writes what is queued and ends the thread.
     ~qzLogThread() override;
 
-    /// Starts the thread, which leaves the process's asynchronous signals to the other threads.
+    /// Starts the thread, which blocks the asynchronous signals, so that the other threads of the
+    /// process get them.
     void start();
     void run() override;
 
-    /// Queues an entry, whose strings are empty then. Waits until the queue is written when asked
-    /// to, when somebody else does, or when more than 16 MiB are queued.
+    /// Queues an entry, whose strings are empty afterwards. Waits until the queue is written if
+    /// `synchronous` is set, if another thread waits for that, or if more than 16 MiB are queued.
     void append(qzLog::LogEntry& entry, bool synchronous);
     /// Waits until the queue is written; on the log thread itself it returns at once.
     void flush();
 
-    /// Refreshes the caller's side of the settings, changes it, and publishes it. Entries that were
-    /// queued before still go out under the old settings.
-    /// @param install has the file handler installed, also where the folder stays the same.
-    void configure(qzLogParameters& parameters, const Change& change, bool install);
+    /// Refreshes the caller's copy of the settings, changes it, and publishes it. Entries that were
+    /// queued before are written under the old settings.
+    /// @param installedPath null, or the path as given whose file must be installed, even if it is
+    ///     the file in use.
+    void configure(qzLogParameters& parameters, const Change& change,
+                   const std::string* installedPath);
+
+    /// Locks and unlocks the mutex around a fork.
+    void prepareFork();
+    void resumeParent();
+    /// Makes the mutex usable in a forked child, and copies the published settings.
+    void resumeChild(qzLogParameters& parameters);
 
 private:
     friend class qzLogTestPeer;
     class Lock;
+
+    struct Installation {
+        qzLogParameters parameters;
+        std::string path;  // as given
+    };
 
     bool isOwnThread() const;
     qzLog::LogEntry& addElement();
@@ -57,30 +73,31 @@ private:
     bool linger(Lock& lock);
     void confirmDrained();
     void writeAtOnce(qzLog::LogEntry& entry);
-    void applyFileSettings(qzLogParameters& fresh, bool install);
-    std::unique_lock<qzMutexSystem> lockFolder() const;
-    void keepFileInUse(qzLogParameters& fresh) const;
+    void applyFileSettings(qzLogParameters& fresh, const std::string* installedPath);
 
-    qzLogParameters mShared;  // what is published
+    // The order of the fields up to mStopRequested is fixed; additions follow.
+    std::string mOwnThreadId;  // for debuggers; see isOwnThread
+    qzLogParameters mShared;   // what is published
     std::list<qzLog::LogEntry> mQueue;
-    std::uint64_t mQueuedBytes = 0;     // of the messages
-    std::list<qzLog::LogEntry> mSpare;  // elements for the queue, with empty texts
-    qzMutex mMutex;                     // guards the fields above and the flags below
+    std::uint64_t mQueuedBytes = 0;  // of the messages
+    qzMutex mMutex;                  // guards all fields up to mWaiting
     qzWaitCondition mWorkAvailable;
     qzWaitCondition mDrained;
-    // The log thread also looks at three of them without the mutex while it lingers.
+    // The log thread also polls three of them without the mutex, in `linger`.
     bool mReconfigure = true;      // mShared has changed
     bool mHasEntries = false;      // something was queued since the queue was last seen empty
-    bool mFlushRequested = false;  // somebody waits for the queue to run empty
+    bool mFlushRequested = false;  // a thread waits until the queue is empty
     bool mStopRequested = false;
-    std::list<qzLogParameters> mInstallations;  // asked for and not begun
-    int mWaiting = 0;                           // how many threads sleep at mDrained
+
+    std::list<qzLog::LogEntry> mSpare;       // elements for the queue, with empty texts
+    std::list<Installation> mInstallations;  // requested and not begun
+    int mWaiting = 0;                        // how many threads sleep at mDrained
 
     // The log thread's own.
     std::size_t mLastBatchSize = 0;
     qzLogParameters mWorking;
-    std::unique_ptr<qzMutexSystem> mFolderLock;  // keeps processes apart that share the folder
-    int mReportsAtOnce = 0;                      // of signals, one within the other
+    log::LogFolderLock mFolderLock;
+    sigset_t mInheritedMask = {};  // of the thread that started it; written before the start
 };
 
 }  // namespace qz

@@ -21,7 +21,7 @@
 
 #include "SignalText.h"
 #include "frame/base/FreeMemory.h"
-#include "log/SignalReport.h"
+#include "log/SignalSafety.h"
 #include "log/WatchedSignals.h"
 
 // The handler does its work with ordinary calls, memory and locks included. That isn't safe in a
@@ -61,7 +61,7 @@ bool canReport(int signal)
     if (qzLog::msInstance == nullptr) return false;
     const std::size_t index = getIndex(signal);
     return index == kSignalCount || !kWatchedSignals[index].isFault ||
-           !log::SignalReport::IsUnderWay();
+           !log::SignalReport::IsRunning();
 }
 
 // Who sent the signal, and what it hit.
@@ -148,7 +148,9 @@ void takeBackBadCall(const siginfo_t& info, void* context)
 [[gnu::always_inline]] inline std::string report(int signal, const siginfo_t& info,
                                                  const SignalDecision& decision)
 {
-    const log::SignalReport underWay;
+    // In this order, so that the next signal finds this report ended.
+    const log::ScopedSignalBlock signals;
+    const log::SignalReport running;
     std::ostringstream text;
     writeSignal(text, signal);
     writeSignalCode(text, signal, info.si_code);
@@ -169,8 +171,8 @@ void handleSignal(int signal, siginfo_t* info, void* context)
         const SignalDecision decision = decideAboutSignal(signal);
         const std::string shortText = report(signal, *info, decision);
         if (decision.isFatal) {
-            // Nobody comes back from this handler to restore what whoever called it has blocked.
-            ::pthread_sigmask(SIG_SETMASK, &static_cast<ucontext_t*>(context)->uc_sigmask, nullptr);
+            // A handler that has called this one may have blocked signals, and doesn't return.
+            log::setSignalMask(static_cast<ucontext_t*>(context)->uc_sigmask);
             throw std::runtime_error(shortText);
         }
     }

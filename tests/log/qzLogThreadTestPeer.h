@@ -31,7 +31,7 @@ public:
     qzLogParameters getShared() const { return look(mThread.mShared); }
     /// Only while the thread has nothing to do.
     const qzLogParameters& getWorking() const { return mThread.mWorking; }
-    bool hasFolderLock() const { return mThread.mFolderLock != nullptr; }
+    bool hasFolderLock() const { return !mThread.mFolderLock.isEmpty(); }
     qzMutex& editMutex() const { return mThread.mMutex; }
     /// What the condition of a writer does without a reason.
     void wakeWaiters() const { mThread.mDrained.wakeAll(); }

@@ -146,10 +146,10 @@ int main(int argumentCount, char** arguments)
         gIsArmed = call != "setting";
         callLog(call);
     } catch (const std::runtime_error&) {
-        std::cout << "[thrown]" << std::endl;
+        std::cout << "[thrown]\n" << std::flush;  // at once, as the log may print meanwhile
     }
     gIsLogThreadReleased = true;
-    std::cout << (gIsArmed ? "[no such point]" : "[returned]") << std::endl;
+    std::cout << (gIsArmed ? "[no such point]\n" : "[returned]\n") << std::flush;
     gIsArmed = false;
     // Whether the lock can still be had, here and elsewhere.
     qz::logWarning() << "main after";

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "SignalRun.h"
+#include "TestPaths.h"
 #include "support/ScratchFolder.h"
 
 namespace qz {
@@ -392,19 +393,22 @@ TEST(SignalWatcherTest, ReportsACrashOfTheLogThreadItself)
                 ElementsAre("CRITICAL first", StartsWith("CRITICAL Got signal (SIGSEGV 11)"),
                             StartsWith("CRITICAL Catch an exception : 'std::runtime_error(\"Got"),
                             StartsWith("INFO Got signal (SIGABRT 6)")));
-    EXPECT_THAT(run.lines, Contains("[handler Got signal]"));
+    EXPECT_THAT(run.lines, Contains(StartsWith("[handler")).Times(1)) << "it may hold a mutex";
 }
 
-TEST(SignalWatcherTest, ReportsACrashOfAHandlerThatAlwaysCrashesOnce)
+TEST(SignalWatcherTest, EndsAHandlerThatAlwaysCrashesAfterItsFirstCrash)
 {
     const ScratchFolder folder;
     const SignalRun run =
         runSignals({"full", "file|" + folder.getPath("app.log"), "always read", "say|first"});
-    EXPECT_EQ(run.end, "signal 11");
+    EXPECT_EQ(run.end, "signal 6");
     SignalRun file;
     sortLines(folder.read("app.log").substr(3), "none", file);
     EXPECT_THAT(file.lines,
-                ElementsAre("CRITICAL first", StartsWith("CRITICAL Got signal (SIGSEGV 11)")));
+                ElementsAre("CRITICAL first", StartsWith("CRITICAL Got signal (SIGSEGV 11)"),
+                            StartsWith("CRITICAL Catch an exception : 'std::runtime_error(\"Got"),
+                            StartsWith("INFO Got signal (SIGABRT 6)")));
+    EXPECT_THAT(run.lines, Contains(StartsWith("[handler")).Times(1));
 }
 
 TEST(SignalWatcherTest, KeepsSignalsFromOutsideOffTheLogThread)
@@ -423,6 +427,74 @@ TEST(SignalWatcherTest, HandlesASignalThatTheLogsHandlerSendsOnAnotherThread)
                                        "INFO Got signal (SIGTERM 15) Terminated (SI_USER)" +
                                            makeOrigin("SELF", getUid()),
                                        "[handler Got signal]", "[plain 15]", "[blocked]", "[end]"));
+}
+
+TEST(SignalWatcherTest, GivesAProcessThatTheLogsHandlerForksTheUsualSignals)
+{
+    const SignalRun run = runSignals({"full", "handler fork mask", "say|x"});
+    EXPECT_THAT(run.lines, ElementsAre("CRITICAL x", "[handler x]", "[blocked]",
+                                       "[child ended by exit 0]", "[end]"));
+}
+
+// --- Signals at a bad time
+
+struct PrintRow {
+    const char* printer;
+    const char* output;
+};
+
+constexpr PrintRow kPrintRows[] = {
+    {"printf", "file"}, {"printf", "pipe"},   {"printf", "terminal"},     {"cout", "file"},
+    {"cout", "pipe"},   {"cout", "terminal"}, {"unsynchronised", "pipe"},
+};
+
+class SignalWatcherPrinting : public ::testing::TestWithParam<PrintRow> {};
+
+TEST_P(SignalWatcherPrinting, ReportsASignalThatComesWhileTheApplicationPrints)
+{
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP()
+        << "the sanitizer holds signals of other processes back, and for ever behind a fork";
+#endif
+    const std::string count = "100";
+    const ChildResult result =
+        runProgram({.program = "log_interrupted",
+                    .arguments = {"print", GetParam().printer, GetParam().output, count},
+                    .timeoutSec = 1200});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "ended " + count + " reported " + count + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, SignalWatcherPrinting, ::testing::ValuesIn(kPrintRows),
+                         [](const auto& row) {
+                             return row.param.printer + std::string("_") + row.param.output;
+                         });
+
+TEST(SignalWatcherTest, ReportsASignalThatComesDuringTheReportOfAnother)
+{
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP()
+        << "the sanitizer holds signals of other processes back, and for ever behind a fork";
+#endif
+    const ChildResult result = runProgram(
+        {.program = "log_interrupted", .arguments = {"twice", "300"}, .timeoutSec = 300});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "all seen\n");
+}
+
+TEST(SignalWatcherTest, StaysInMemoryWhenAPluginThatUsedItIsClosed)
+{
+    const std::string plugin = QZ_TEST_PROGRAMS_DIR "/unload_plugin.so";
+    for (const std::string signal : {"15", "11", "2"}) {
+        const ChildResult result =
+            runProgram({.program = "unload_host", .arguments = {plugin, signal}});
+        EXPECT_EQ(result.getEnd(), "signal " + signal);
+        EXPECT_EQ(result.out, "closed\n");
+    }
+    const ChildResult ignored =
+        runProgram({.program = "unload_host", .arguments = {plugin, std::to_string(SIGURG)}});
+    EXPECT_EQ(ignored.getEnd(), "exit 0");
+    EXPECT_EQ(ignored.out, "closed\nsurvived\n");
 }
 
 // --- Start and stop

@@ -37,11 +37,11 @@ ssize_t FileDescriptor::read(char* buffer, std::size_t size) const
     return got;
 }
 
-std::size_t FileDescriptor::write(std::string_view bytes) const
+std::size_t FileDescriptor::WriteTo(int descriptor, std::string_view bytes)
 {
     std::size_t written = 0;
     while (written < bytes.size()) {
-        const ssize_t count = ::write(mDescriptor, bytes.data() + written, bytes.size() - written);
+        const ssize_t count = ::write(descriptor, bytes.data() + written, bytes.size() - written);
         if (count > 0) {
             written += static_cast<std::size_t>(count);
         } else if (count == 0 || errno != EINTR) {

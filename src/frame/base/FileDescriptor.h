@@ -46,7 +46,9 @@ public:
     /// Reads what there is, up to `size` bytes; 0 at the end, negative for an error.
     ssize_t read(char* buffer, std::size_t size) const;
     /// Writes all bytes unless an error comes first. @return how many have been written.
-    std::size_t write(std::string_view bytes) const;
+    std::size_t write(std::string_view bytes) const { return WriteTo(mDescriptor, bytes); }
+    /// The same for a descriptor that nobody here owns, such as that of the standard output.
+    static std::size_t WriteTo(int descriptor, std::string_view bytes);
 
 private:
     int mDescriptor = -1;

@@ -1,0 +1,212 @@
+#include "LogFile.h"
+
+#include <string_view>
+#include <tuple>
+#include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <qz/qzDirUtils.h>
+#include <qz/qzSystemUtils.h>
+
+#include "Console.h"
+#include "text/LocalPath.h"
+#include "text/TextServices.h"
+
+namespace qz::log {
+
+namespace {
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr std::size_t kBlockSize = 65536;
+
+const char* getDateFormat(int timeRotation)
+{
+    switch (timeRotation) {
+        case qzLog::RotateDaily:
+            return "%Y-%m-%d";
+        case qzLog::RotateWeekly:
+            return "%Y-W%U";
+        default:
+            return "%Y-%m";
+    }
+}
+
+std::string makeFileName(const qzLogParameters& parameters)
+{
+    std::string name;
+    name.reserve(parameters.folder.size() + parameters.baseName.size() +
+                 parameters.extension.size() + 16);
+    name.append(parameters.folder).append("/").append(parameters.baseName);
+    if (parameters.timeRotation != qzLog::RotateNever) {
+        name.append("-").append(qzSystemUtils::GetCurrentTimeAsString(
+            getDateFormat(parameters.timeRotation), /*localTime=*/true));
+    }
+    return name.append(parameters.extension);
+}
+
+// Lines may still come after the stop of the text services.
+std::string makeLocalName(const std::string& fileName)
+{
+    return text::areServicesUp() ? text::toLocal(fileName) : fileName;
+}
+
+}  // namespace
+
+// --- The settings
+
+void LogFile::request(const LogFileRequest& request)
+{
+    forget();
+    mParameters.maxFileSize = request.maxSize;
+    mParameters.fileFlags = request.flags;
+    mParameters.maxFileCount = request.maxFiles;
+    mParameters.timeRotation = request.interval;
+    std::string path;
+    qzDirUtils::GetAbsolutePathUtf8(request.path, path, {});
+    if (path.empty()) return;
+    mParameters.rotationPending = true;
+    mParameters.requestedPath = path;
+    std::string fileName;
+    qzDirUtils::SplitFolderFilename(path, mParameters.folder, fileName);
+    mParameters.baseName = qzDirUtils::ExtractFileBaseName(fileName);
+    // All that is left of the name, so that the file that is written is the one that was asked for.
+    mParameters.extension = fileName.substr(mParameters.baseName.size());
+    updateName();  // already now, for a child that is forked before the log thread installs the
+                   // file
+}
+
+void LogFile::forget()
+{
+    mParameters.folder.clear();
+    mParameters.baseName.clear();
+    mParameters.extension.clear();
+    mParameters.requestedPath.clear();
+    mParameters.currentFileUtf8.clear();
+    mParameters.currentFileLocal.clear();
+    mParameters.currentFileSecond = kNoSecond;
+}
+
+void LogFile::takeOver(const qzLogParameters& inUse)
+{
+    if (mParameters.requestedPath != inUse.requestedPath) return;
+    mParameters.currentFileUtf8 = inUse.currentFileUtf8;
+    mParameters.currentFileLocal = inUse.currentFileLocal;
+    mParameters.currentFileSecond = inUse.currentFileSecond;
+    mParameters.rotationPending = inUse.rotationPending;
+}
+
+void LogFile::resumeChild()
+{
+    mParameters.rotationPending = false;
+    mParameters.currentFileSecond = kNoSecond;
+}
+
+bool isSameFile(const qzLogParameters& left, const qzLogParameters& right)
+{
+    const auto request = [](const qzLogParameters& of) {
+        return std::tie(of.baseName, of.extension, of.maxFileCount, of.maxFileSize, of.folder,
+                        of.timeRotation, of.fileFlags, of.requestedPath);
+    };
+    return request(left) == request(right);
+}
+
+void LogFile::updateName()
+{
+    if (!isRequested()) {
+        mParameters.currentFileUtf8.clear();
+        mParameters.currentFileLocal.clear();
+        mParameters.rotationPending = false;
+        return;
+    }
+    // Within a second a name doesn't change.
+    const long second = mParameters.timeRotation != qzLog::RotateNever
+                            ? qzSystemUtils::GetSecElapsedSinceEpoch()
+                            : 0;
+    if (second == mParameters.currentFileSecond) return;
+    const bool hadName = std::exchange(mParameters.currentFileSecond, second) != kNoSecond;
+    std::string fileName = makeFileName(mParameters);
+    if (fileName == mParameters.currentFileUtf8) return;
+    mParameters.currentFileLocal = makeLocalName(fileName);
+    mParameters.currentFileUtf8 = std::move(fileName);
+    // The first name is that of the file as it was found.
+    if (hadName) mParameters.rotationPending = true;
+}
+
+// --- The lines of a batch
+
+void LogFile::write(const qzLog::LogEntry& entry)
+{
+    if (!mHasBegun) begin();
+    if (mParameters.maxFileSize > 0 && mPosition > mParameters.maxFileSize) rotate();
+    if (!mFile.isOpen()) {
+        // For the next batch, which will find the folder; this one has lost its file.
+        if (text::areServicesUp()) qzDirUtils::MkpathUtf8(mParameters.folder);
+        if (!mParameters.echoToConsole) Console::WriteLine(entry.prefix, entry.message);
+        return;
+    }
+    const std::size_t sizeBefore = mLines.size();
+    if (mPosition == 0) mLines += kByteOrderMark;
+    mLines.append(entry.prefix).append(entry.message) += '\n';
+    mPosition += static_cast<long>(mLines.size() - sizeBefore);
+    if (mLines.size() >= kBlockSize) flush();
+}
+
+void LogFile::close()
+{
+    flush();
+    mFile.close();
+    mHasBegun = false;
+}
+
+void LogFile::begin()
+{
+    mHasBegun = true;
+    // The calendar has given the file a new name.
+    if (mParameters.rotationPending && text::areServicesUp()) prune();
+    open(/*mode=*/0);
+    mPosition = mFile.isOpen() ? ::lseek(mFile.get(), 0, SEEK_END) : -1;
+}
+
+void LogFile::rotate()
+{
+    if (!text::areServicesUp()) return;  // the last lines of a process go into the file as it is
+    close();
+    mHasBegun = true;
+    renamePrevious();
+    prune();
+    open(O_TRUNC);
+    mPosition = 0;
+}
+
+// In append mode also after truncation: a process without the lock may write to the file too.
+void LogFile::open(int mode)
+{
+    mFile = FileDescriptor::Open(mParameters.currentFileLocal.c_str(),
+                                 O_WRONLY | O_CREAT | O_APPEND | mode);
+}
+
+// An error ends the block: nobody can be told of it.
+void LogFile::flush()
+{
+    if (mFile.isOpen()) mFile.write(mLines);
+    mLines.clear();
+}
+
+// --- The lock
+
+bool LogFolderLock::follow(const qzLogParameters& next, const qzLogParameters& inUse)
+{
+    if (next.folder == inUse.folder) return false;
+    mLock.reset();
+    if (!next.folder.empty()) mLock = std::make_unique<qzMutexSystem>(next.folder.c_str());
+    return true;
+}
+
+std::unique_lock<qzMutexSystem> LogFolderLock::lock() const
+{
+    return mLock != nullptr ? std::unique_lock(*mLock) : std::unique_lock<qzMutexSystem>();
+}
+
+}  // namespace qz::log

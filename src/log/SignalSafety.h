@@ -1,0 +1,109 @@
+#pragma once
+
+#include <signal.h>
+
+// Who may be interrupted by a watched signal, and what happens then.
+//
+// "Asynchronous" are the signals of the table that come from outside, such as SIGTERM and SIGINT.
+// "Faults" come from what a thread itself does, such as SIGSEGV; nothing can block them.
+//
+//   The interrupted thread ...          asynchronous signal           fault
+//   ----------------------------------  ----------------------------  -----------------------------
+//   is outside of the log, also while   is reported through the log   is reported in the same way,
+//   it holds the lock of stdout         thread, which never waits     and thrown
+//                                       for that lock
+//   locks, holds or unlocks the log's   is reported at once, on this  the same
+//   mutex                               thread, under the published
+//                                       settings, without rotation
+//                                       and without custom handler
+//   waits for the log thread            is blocked until the mutex    -
+//                                       is unlocked
+//   is in `syslog`                      is blocked until `syslog`     may hang: the C library's
+//                                       returns                       lock is locked
+//   is the log thread                   is always blocked             is reported at once, without
+//                                                                     rotation and without custom
+//                                                                     handler, which may hold a
+//                                                                     mutex; and thrown
+//   reports a signal                    is blocked until the report   is passed on without a report
+//                                       is written
+//   uses the outlets of a forked child  is blocked until the entry    is reported at once, without
+//                                       is written                    rotation and custom handler
+//   forks                               is reported at once           is reported at once
+//   is in `malloc`                      may hang: the report needs    may hang
+//                                       memory
+//
+// The last row is accepted: a report of a crash is worth the risk.
+
+namespace qz::log {
+
+/// Sets the calling thread's signal mask. A signal that was pending is handled within the call, and
+/// the handlers of some signals throw.
+void setSignalMask(const sigset_t& mask);
+
+/// Blocks the asynchronous watched signals on the calling thread.
+class ScopedSignalBlock {
+public:
+    enum When { Now, Later };
+
+    explicit ScopedSignalBlock(When when = Now)
+    {
+        if (when == Now) block();
+    }
+    /// Restores the mask. A signal that came meanwhile is handled here, and may be thrown.
+    ~ScopedSignalBlock() noexcept(false);
+    ScopedSignalBlock(const ScopedSignalBlock&) = delete;
+    ScopedSignalBlock& operator=(const ScopedSignalBlock&) = delete;
+
+    /// Blocks the signals, unless this object has done so. A thread that is started meanwhile
+    /// inherits the mask for its whole life.
+    void block();
+
+    /// The mask of the calling thread before its outermost block; null if there is no block.
+    static const sigset_t* GetOutermostMask();
+    /// Makes the calling thread, which was started within a block of another thread, know the mask
+    /// that it would have without that block.
+    static void SetInheritedMask(const sigset_t& mask);
+
+    const sigset_t& getMaskBefore() const { return mBefore; }
+
+private:
+    bool mHasBlocked = false;
+    bool mIsOutermost = false;
+    sigset_t mBefore;
+};
+
+/// Marks the calling thread as one that reports a signal.
+class SignalReport {
+public:
+    SignalReport() noexcept;
+    ~SignalReport();
+    SignalReport(const SignalReport&) = delete;
+    SignalReport& operator=(const SignalReport&) = delete;
+
+    /// Whether the calling thread reports a signal.
+    static bool IsRunning();
+};
+
+/// Marks the calling thread as one that runs the custom handler.
+class HandlerCall {
+public:
+    HandlerCall() noexcept;
+    ~HandlerCall();
+    HandlerCall(const HandlerCall&) = delete;
+    HandlerCall& operator=(const HandlerCall&) = delete;
+
+    /// Whether the calling thread runs the custom handler.
+    static bool IsRunning();
+};
+
+/// Counts the locks of the log's mutexes that the calling thread holds or is about to lock, so that
+/// the report of a signal knows whether it may wait for the log thread.
+class LockCount {
+public:
+    static void Increment();
+    static void Decrement();
+    static void Reset();
+    static bool IsZero();
+};
+
+}  // namespace qz::log

@@ -1,0 +1,198 @@
+// Sends signals to children that use the library, and counts how they take them:
+//     log_interrupted print PRINTER OUTPUT COUNT
+//     log_interrupted twice COUNT
+//
+// "print": each of COUNT children prints without a pause, by "printf", "cout" or "unsynchronised",
+// to a "file", a "pipe" or a "terminal", until a SIGTERM ends it. Shows "ended N reported N": how
+// many ended by the signal, and how many outputs hold the whole report of it.
+//
+// "twice": the process gets COUNT pairs of SIGUSR1, the second shortly after the first. Shows how
+// many its own handler has seen.
+
+#include <fcntl.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <iostream>
+#include <random>
+#include <string>
+#include <thread>
+
+#include <qz/qzLog.h>
+#include <qz/qzSystem.h>
+
+namespace {
+
+constexpr int kLimitMs = 60000;  // ends a hang
+
+[[noreturn]] void printForEver(const std::string& printer)
+{
+    if (printer == "unsynchronised") std::ios_base::sync_with_stdio(false);
+    qz::initializeQzSystem(qz::FullInit);
+    for (unsigned long i = 0;; ++i) {
+        if (printer == "printf") {
+            std::printf("line %lu of the application\n", i);
+        } else {
+            std::cout << "line " << i << " of the application\n";
+        }
+    }
+}
+
+// The two ends of what a child prints to. A file has no reader.
+struct Output {
+    int writer = -1;
+    int reader = -1;
+};
+
+Output openOutput(const std::string& kind)
+{
+    Output output;
+    if (kind == "file") {
+        output.writer = ::memfd_create("printed", MFD_CLOEXEC);
+    } else if (kind == "pipe") {
+        int ends[2];
+        if (::pipe2(ends, O_CLOEXEC) == 0) output = {ends[1], ends[0]};
+    } else {
+        output.reader = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+        ::grantpt(output.reader);
+        ::unlockpt(output.reader);
+        output.writer = ::open(::ptsname(output.reader), O_RDWR | O_NOCTTY | O_CLOEXEC);
+        termios settings = {};
+        ::tcgetattr(output.writer, &settings);
+        ::cfmakeraw(&settings);
+        ::tcsetattr(output.writer, TCSANOW, &settings);
+    }
+    return output;
+}
+
+std::string readAll(int descriptor)
+{
+    std::string text;
+    char buffer[65536];
+    ssize_t got = 0;
+    while ((got = ::read(descriptor, buffer, sizeof buffer)) > 0)
+        text.append(buffer, static_cast<std::size_t>(got));
+    return text;
+}
+
+bool isEndedBySigterm(pid_t child)
+{
+    int status = 0;
+    for (int i = 0; i < kLimitMs; ++i) {
+        if (::waitpid(child, &status, WNOHANG) == child)
+            return WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM;
+        ::usleep(1000);
+    }
+    ::kill(child, SIGKILL);
+    ::waitpid(child, &status, 0);
+    return false;
+}
+
+bool holdsReport(const std::string& text)
+{
+    const std::size_t report =
+        text.find(" : Got signal (SIGTERM 15) Terminated (SI_USER), from PID");
+    if (report == std::string::npos) return false;
+    const std::size_t end = text.find('\n', report);
+    const std::string line = text.substr(report, end - report);
+    return line.find(", sent by UID " + std::to_string(::getuid())) != std::string::npos;
+}
+
+void interruptPrinters(const std::string& printer, const std::string& kind, int count)
+{
+    std::mt19937 random(1);  // NOLINT: the same run each time
+    int ended = 0;
+    int reported = 0;
+    for (int i = 0; i < count; ++i) {
+        const Output output = openOutput(kind);
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::dup2(output.writer, STDOUT_FILENO);
+            printForEver(printer);
+        }
+        std::string text;
+        std::thread reader;
+        if (output.reader >= 0) {
+            ::close(output.writer);
+            reader = std::thread([&] { text = readAll(output.reader); });
+        }
+        ::usleep(static_cast<useconds_t>(5000 + random() % 5000));
+        ::kill(child, SIGTERM);
+        ended += isEndedBySigterm(child) ? 1 : 0;
+        if (output.reader >= 0) {
+            reader.join();
+            ::close(output.reader);
+        } else {
+            ::lseek(output.writer, 0, SEEK_SET);
+            text = readAll(output.writer);
+            ::close(output.writer);
+        }
+        // A signal before the end of the start ends the child without a report.
+        const bool isStarted = text.find("of the application") != std::string::npos;
+        reported += !isStarted || holdsReport(text) ? 1 : 0;
+    }
+    std::cout << "ended " << ended << " reported " << reported << std::endl;
+}
+
+volatile sig_atomic_t gSeen = 0;
+
+void countSignal(int /*signal*/)
+{
+    gSeen = gSeen + 1;
+}
+
+// Each pair waits for the one before, since the system keeps one pending signal of a number only.
+void sendPairs(int count)
+{
+    ::signal(SIGUSR1, &countSignal);
+    qz::initializeQzSystem(qz::FullInit);
+    qz::qzLog::msInstance->setEchoToConsole(false);
+    int lines[2];
+    if (::pipe(lines) != 0) ::_exit(99);
+    const pid_t sender = ::fork();
+    if (sender == 0) {
+        std::mt19937 random(1);  // NOLINT: the same run each time
+        char seen = 0;
+        for (int i = 0; i < count && ::read(lines[0], &seen, 1) == 1; ++i) {
+            ::kill(::getppid(), SIGUSR1);
+            ::usleep(static_cast<useconds_t>(random() % 300));
+            ::kill(::getppid(), SIGUSR1);
+        }
+        ::_exit(0);
+    }
+    for (int i = 0; i < count; ++i) {
+        const int before = gSeen;
+        if (::write(lines[1], "", 1) != 1) ::_exit(99);
+        // The two may come so soon after each other that they are one.
+        for (int k = 0; k < 20 && gSeen < before + 2; ++k)
+            ::usleep(1000);
+        for (int k = 0; k < kLimitMs && gSeen == before; ++k)
+            ::usleep(1000);
+        if (gSeen == before) break;
+    }
+    ::kill(sender, SIGKILL);
+    ::waitpid(sender, nullptr, 0);
+    std::cout << (gSeen >= count ? "all seen" : "too few") << std::endl;
+    qz::terminateQzSystem();
+}
+
+}  // namespace
+
+int main(int argumentCount, char** arguments)
+{
+    const std::string what = argumentCount > 2 ? arguments[1] : "";
+    if (what == "print" && argumentCount == 5) {
+        interruptPrinters(arguments[2], arguments[3], std::atoi(arguments[4]));
+        return 0;
+    }
+    if (what == "twice") {
+        sendPairs(std::atoi(arguments[2]));
+        return 0;
+    }
+    return 2;
+}
