@@ -1,5 +1,5 @@
 #!/bin/bash
-# Runs all checks or the named ones: check.sh [NAME...]. `./dev check` installs the programs that
+# Runs all checks or the named ones: check.sh [NAME...]; check.sh --list prints their names. `./dev check` installs the programs that
 # they use, and builds the library and the commands of clang in build/release and build/clang.
 #
 # After a failed check the others still run. The seconds of each are printed at the end.
@@ -8,7 +8,6 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-# QZ_ONLY_NAMES=1 only checks the names.
 readonly library=build/release/libqzSystem.so
 
 cpp_files()
@@ -52,9 +51,12 @@ check_clang() { cmake --build build/clang -j "$(nproc)"; }
 #: tidy         clang-tidy reports nothing about library and examples
 check_tidy() { tools/check_tidy.sh build/clang; }
 
-known=()
 mapfile -t known < <(sed -n 's/^#: \([a-z]*\) .*/\1/p' "$0")
 names=("${known[@]}")
+if [[ $* == --list ]]; then
+    printf '%s\n' "${known[@]}"
+    exit
+fi
 if (($#)); then names=("$@"); fi
 
 # A wrong name is found before the first check takes its minutes.
@@ -64,7 +66,6 @@ for name in "${names[@]}"; do
         exit 2
     }
 done
-if [[ ${QZ_ONLY_NAMES:-} ]]; then exit; fi
 
 failed=()
 seconds=()
