@@ -33,6 +33,9 @@ check_messages() { tools/check_messages.py; }
 #: headers      each public header compiles alone
 check_headers() { tools/check_headers.sh; }
 
+#: links        a program links with the library, with and without optimisation
+check_links() { tools/check_links.sh "$library"; }
+
 #: exports      the shared object exports what abi/exported-symbols.txt lists
 check_exports() { tools/check_exports.sh "$library"; }
 
