@@ -1,10 +1,10 @@
 #!/bin/bash
-# Runs the checks, all or the named ones: check.sh [NAME...]. `./dev check` installs what they need,
-# and builds what they look at in build/release and build/clang.
+# Runs all checks or the named ones: check.sh [NAME...]; check.sh --list prints their names. `./dev check` installs the programs that
+# they use, and builds the library and the commands of clang in build/release and build/clang.
 #
-# A failed check doesn't keep the others from running.
+# After a failed check the others still run. The seconds of each are printed at the end.
 
-# Each check below is one command, as `set -e` has no force inside a condition.
+# Each check below is one command, as `set -e` has no effect inside a condition.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -18,11 +18,14 @@ cpp_files()
 #: format       C++ files are as clang-format writes them
 check_format() { cpp_files | xargs -0 -n 16 -P "$(nproc)" clang-format-14 --dry-run -Werror; }
 
-#: shell        shellcheck has nothing to say about the scripts
+#: shell        shellcheck reports nothing about the scripts
 check_shell() { shellcheck -x dev .ci/run tools/*.sh tests/*/*.sh; }
 
-#: includes     the folders of src/ include downwards, the public headers nothing of the system
+#: includes     folders of src/ include lower ones only, public headers no system header
 check_includes() { tools/check_includes.py; }
+
+#: sizes        no source file has more than 300 lines without a reason
+check_sizes() { tools/check_sizes.py; }
 
 #: messages     every text that the library can emit is asserted by a test
 check_messages() { tools/check_messages.py; }
@@ -30,8 +33,14 @@ check_messages() { tools/check_messages.py; }
 #: headers      each public header compiles alone
 check_headers() { tools/check_headers.sh; }
 
+#: links        a program links with the library, with and without optimisation
+check_links() { tools/check_links.sh "$library"; }
+
 #: exports      the shared object exports what abi/exported-symbols.txt lists
 check_exports() { tools/check_exports.sh "$library"; }
+
+#: private      private members of exported classes are not exported
+check_private() { tools/check_private.py "$library"; }
 
 #: calls        every exported function is called by a test
 check_calls() { tools/check_calls.py "$library"; }
@@ -42,23 +51,36 @@ check_documented() { cmake --build build/release --target qzSystemDocs; }
 #: clang        library, tests and examples build with clang without a warning
 check_clang() { cmake --build build/clang -j "$(nproc)"; }
 
-#: tidy         clang-tidy has nothing to say about library and examples
+#: tidy         clang-tidy reports nothing about library and examples
 check_tidy() { tools/check_tidy.sh build/clang; }
 
-mapfile -t names < <(sed -n 's/^#: \([a-z]*\) .*/\1/p' "$0")
+mapfile -t known < <(sed -n 's/^#: \([a-z]*\) .*/\1/p' "$0")
+names=("${known[@]}")
+if [[ $* == --list ]]; then
+    printf '%s\n' "${known[@]}"
+    exit
+fi
 if (($#)); then names=("$@"); fi
 
-failed=()
+# A wrong name is found before the first check takes its minutes.
 for name in "${names[@]}"; do
-    printf '\n-- %s\n' "$(sed -n "s/^#: \($name .*\)/\1/p" "$0")"
-    declare -F "check_$name" >/dev/null || {
-        echo "check: no such check: $name" >&2
+    [[ " ${known[*]} " == *" $name "* ]] || {
+        echo "check: no such check: $name (there are: ${known[*]})" >&2
         exit 2
     }
+done
+
+failed=()
+seconds=()
+for name in "${names[@]}"; do
+    printf '\n-- %s\n' "$(sed -n "s/^#: \($name .*\)/\1/p" "$0")"
+    begin=$SECONDS
     "check_$name" || failed+=("$name")
+    seconds+=("$(printf '%5d s  %s' $((SECONDS - begin)) "$name")")
 done
 
 printf '\n'
+printf '%s\n' "${seconds[@]}" ''
 if ((${#failed[@]})); then
     echo "Failed checks: ${failed[*]}"
     exit 1

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Every exported function is called by at least one test: check_calls.py SHARED-OBJECT
 
-The measure is textual: a test names the class and calls a function of that name. A test is a .cpp
-file below tests/ together with the headers of the tests that it includes. Private functions are left
-out, for their callers are the inline bodies in the headers.
+The check reads the text: a test must name the class and call a function of that name. A test is a
+.cpp file below tests/ with the test headers that it includes. Private functions are left out,
+because only inline code in the headers calls them.
 """
 
 import pathlib
@@ -20,7 +20,7 @@ OPERATOR_SIGN = re.compile(r"\boperator(\(\)|[^\w\s(]+)")
 
 def exported_symbols(library: str) -> dict[tuple[str, str], bool]:
     """The exported functions and variables as pairs of class (empty for none) and name, each with
-    whether it is a variable."""
+    a flag that is true for a variable."""
     output = subprocess.run(
         [ROOT / "tools/exported_symbols.sh", library], check=True, capture_output=True, text=True
     ).stdout
@@ -37,9 +37,9 @@ def exported_symbols(library: str) -> dict[tuple[str, str], bool]:
 
 
 def without_arguments(symbol: str) -> str | None:
-    """The name of a function, without its arguments and those of a template, and without the result
-    that a template's symbol begins with; None for a variable."""
-    # The brackets of an operator are none.
+    """The name of a function, without its arguments, template arguments, and the result type that
+    begins the symbol of a template; None for a variable."""
+    # The signs of an operator are no brackets.
     masked = OPERATOR_SIGN.sub(lambda match: "operator" + "@" * len(match.group(1)), symbol)
     begin = 0
     depth = 0
@@ -126,7 +126,7 @@ class Test:
                 if following.text in ("(", "<") or before == "::":
                     self.called.add(token.text)
             elif token.kind == "other":
-                # An index stands between the two signs.
+                # There is an index between the two signs.
                 self.operators.add("[]" if token.text == "[" and before.isidentifier() else token.text)
             before = token.text
         for name in re.findall(r'^\s*#\s*include\s*"([^"]+)"', text, re.MULTILINE):

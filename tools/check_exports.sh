@@ -1,9 +1,9 @@
 #!/bin/bash
-# The shared object exports what abi/exported-symbols.txt lists, no more and no less, bears its
-# SONAME, and needs nothing but the runtime of C and C++.
+# The shared object exports exactly the symbols of abi/exported-symbols.txt, has the right SONAME, and
+# needs no library but the runtime of C and C++.
 #
 # check_exports.sh FILE            compares
-# check_exports.sh FILE --update   writes the list anew, to be reviewed by eye
+# check_exports.sh FILE --update   writes a new list, which must be reviewed before it is committed
 
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -21,7 +21,7 @@ fi
 
 status=0
 tools/exported_symbols.sh "$library" | diff -u "$list" - || {
-    echo "The exports changed. If that is meant: ./dev check exports --update"
+    echo "The exports changed. If that is intended: ./dev check exports --update"
     status=1
 }
 if [[ $(readelf -d "$library" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p') != "$soname" ]]; then

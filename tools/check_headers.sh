@@ -21,7 +21,7 @@ for compiler in g++ clang++; do
     for standard in 17 20; do
         echo "#include <$1>" |
             "$compiler" -std=c++$standard "${warnings[@]}" -Iinclude -fsyntax-only -x c++ - || {
-            echo "<$1> does not stand alone as C++$standard with $compiler"
+            echo "<$1> does not compile alone as C++$standard with $compiler"
             status=1
         }
     done

@@ -2,8 +2,8 @@
 """Every text that the library can emit is asserted by at least one test.
 
 A text is a string literal in src/ with a letter in it and more than three characters. A test asserts
-it when it stands inside a string literal below tests/. Literals that are no texts are listed, with a
-reason, in unemitted-texts.txt; a line there that isn't needed any more is an error too.
+it if it is part of a string literal below tests/. Literals that are no texts are listed, with a
+reason, in unemitted-texts.txt; a line there that is no longer necessary is an error too.
 """
 
 import sys
@@ -19,7 +19,7 @@ def is_message(text: str) -> bool:
 
 
 def without_static_asserts(text: str) -> str:
-    """Blanks the static_asserts: their texts are the compiler's to emit."""
+    """Blanks the static_asserts, whose texts only the compiler emits."""
     lines = text.splitlines(keepends=True)
     depth = None
     for token in tokens(text):
@@ -57,7 +57,7 @@ def main() -> int:
                 print(f'{relative(path)}:{literal.line}: no test asserts "{shown}"')
                 failures += 1
     for text in sorted(set(exceptions) - used):
-        print(f'tools/{EXCEPTIONS}: not needed any more: "{text}"')
+        print(f'tools/{EXCEPTIONS}: no longer necessary: "{text}"')
         failures += 1
     print(f"{count} texts, {failures} problems")
     return 1 if failures else 0

@@ -13,7 +13,7 @@ else
     mapfile -t files < <(find src examples -name '*.cpp' | sort)
 fi
 
-# Each file alone, so that all processors work; the commands are those of clang's own build.
+# One file a process, so that all processors work; the commands are those of the build with clang.
 printf '%s\0' "${files[@]}" |
     xargs -0 -P "$(nproc)" -n 1 clang-tidy-14 -p "$folder" --quiet --warnings-as-errors='*' \
         2> >(grep -v 'warnings generated' >&2)

@@ -1,4 +1,4 @@
-"""What the checks need to know of C++ text: its tokens without comments, and its string literals."""
+"""Reads C++ text for the checks: its tokens without comments, and its string literals."""
 
 import pathlib
 import re
@@ -26,7 +26,7 @@ _ESCAPES = {"n": "\n", "r": "\r", "t": "\t", "0": "\0", "a": "\a", "b": "\b", "f
 
 class Token(NamedTuple):
     kind: str  # raw and string are both "string"
-    text: str  # of a string: what it stands for, without quotes
+    text: str  # of a string: its value, without quotes
     line: int
 
 
@@ -48,7 +48,7 @@ def _unescape_one(code: str) -> str:
 
 
 def tokens(text: str) -> Iterator[Token]:
-    """The tokens that a compiler sees, but for directives such as #include."""
+    """The tokens that a compiler reads, without directives such as #include."""
     line = 1
     for match in _TOKEN.finditer(text):
         kind = match.lastgroup
@@ -94,7 +94,7 @@ def read_exceptions(name: str) -> dict[str, str]:
             continue
         subject, tab, reason = line.partition("\t")
         if not tab or not reason.strip():
-            raise SystemExit(f"tools/{name}: no reason stands beside: {subject}")
+            raise SystemExit(f"tools/{name}: no reason for: {subject}")
         exceptions[subject.strip()] = reason.strip()
     return exceptions
 

@@ -1,6 +1,6 @@
 #!/bin/bash
 # Prints a code block of README.md: readme_block.sh LANGUAGE NUMBER, the NUMBERth block of LANGUAGE,
-# from 1 on. What the README says is what CI runs, so it can't rot.
+# from 1 on. The CI runs the commands of the README, so they stay right.
 
 set -euo pipefail
 cd "$(dirname "$0")/.."

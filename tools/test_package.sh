@@ -1,13 +1,13 @@
 #!/bin/bash
-# Builds and runs the consumer of tests/package/ against what was installed only, with CMake and with
+# Builds and runs the consumer of tests/package/ against installed files only, with CMake and with
 # pkg-config, as C++17 and as C++20: against an install of the shared library, one of the static
-# library, and the unpacked Debian packages. `./dev package` builds what it takes.
+# library, and the unpacked Debian packages. `./dev package` makes the packages before.
 
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 readonly packages=$PWD/build/package/packages
-# Out of the project, so that nothing is found by chance.
+# Outside the project, so that no file of it is found by chance.
 work=$(mktemp -d)
 readonly work
 trap 'rm -rf "$work"' EXIT
@@ -39,7 +39,7 @@ with_cmake()
     echo "    C++$2 with CMake"
 }
 
-# with_pkg_config PREFIX STANDARD [LINK-OPTION...]; the caller tells pkg-config where to look
+# with_pkg_config PREFIX STANDARD [LINK-OPTION...]; the caller sets the search path of pkg-config
 with_pkg_config()
 {
     local prefix=$1 standard=$2 flags
@@ -99,8 +99,8 @@ test_debian_packages()
     unset PKG_CONFIG_SYSROOT_DIR PKG_CONFIG_LIBDIR
 }
 
-# What these tags ask for belongs to an upload to Debian, which this isn't; the last one is about
-# scripts of CPack's own making.
+# These tags are about packages that are uploaded to Debian, which these are not; the last one is
+# about scripts that CPack writes.
 readonly not_ours=(no-changelog initial-upload-closes-no-bugs copyright-without-copyright-notice
     no-symbols-control-file wrong-name-for-upstream-changelog maintscript-calls-ldconfig)
 

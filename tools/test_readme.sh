@@ -1,6 +1,6 @@
 #!/bin/bash
-# Builds and runs the first program of README.md, in the README's own words. What the README puts
-# below the home folder goes to build/readme/.
+# Builds and runs the first program of README.md with the README's own commands. The folder
+# build/readme/ is the home folder of these commands.
 
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 readonly block=$PWD/tools/readme_block.sh
 readonly home=$PWD/build/readme
 
-# Runs a block of shell lines as typed, but ends at the first that fails.
+# Runs the lines of a shell block, and ends at the first that fails.
 run_block()
 {
     local text
@@ -17,7 +17,7 @@ run_block()
     bash -euc "$text"
 }
 
-# The two commands of the README come first; they are run by themselves.
+# The first two blocks have one command each, which the CI runs separately.
 readonly install=3 build_with_cmake=4 build_with_pkg_config=5
 
 rm -rf "$home"
@@ -28,7 +28,7 @@ run_block $install
 "$block" cmake 1 >"$home/first/CMakeLists.txt"
 cd "$home/first"
 for way in $build_with_cmake $build_with_pkg_config; do
-    # An exit status alone doesn't show that the program said something.
+    # An exit status alone doesn't show that the program printed its line.
     run_block "$way" | tee "$home/output"
     grep -q 'INFO(first).* : forty-two is 42$' "$home/output"
 done

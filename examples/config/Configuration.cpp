@@ -1,12 +1,14 @@
 #include "Configuration.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <filesystem>
+#include <system_error>
 
 #include <qz/AsciiTableBuilder.h>
 #include <qz/SystemError.h>
 #include <qz/qzIniFile.h>
+
+#include "shared/NewFile.h"
 
 namespace config {
 
@@ -17,7 +19,7 @@ using Map = qzVariant::qzVariantMapImpl;
 
 constexpr char kSeparator = '/';
 
-// Types a text as ini files do.
+// Gives a text the type that it would have in an ini file.
 qzVariant toValue(const std::string& text)
 {
     if (text.empty()) return text;
@@ -25,24 +27,6 @@ qzVariant toValue(const std::string& text)
     if (text.find(',') != std::string::npos) return text;
     return qzVariant::BuildFromString(text);
 }
-
-// Removes a file that nobody shall see unless it is kept.
-class WorkFile {
-public:
-    explicit WorkFile(const std::string& path) : mPath(path + ".new") {}
-    ~WorkFile() { std::remove(mPath.c_str()); }
-    WorkFile(const WorkFile&) = delete;
-    WorkFile& operator=(const WorkFile&) = delete;
-
-    const std::string& getPath() const { return mPath; }
-    bool moveTo(const std::string& path) const
-    {
-        return std::rename(mPath.c_str(), path.c_str()) == 0;
-    }
-
-private:
-    const std::string mPath;
-};
 
 }  // namespace
 
@@ -69,25 +53,26 @@ const qzVariant* Configuration::find(const std::string& key) const
 
 bool Configuration::save(const std::string& path, std::string& error) const
 {
-    if (std::filesystem::exists(path) && !std::filesystem::is_regular_file(path)) {
+    std::error_code unknown;
+    const std::filesystem::file_status status = std::filesystem::status(path, unknown);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
         error = "it is no regular file";
         return false;
     }
-    const WorkFile file(path);
+    shared::NewFile file(path);
+    if (!file.make(error)) return false;
     errno = 0;
-    if (!qz::SaveIniFile(file.getPath(), mTree, /*merge=*/false)) {
+    if (!qz::SaveIniFile(file.getWorkPath(), mTree, /*merge=*/false)) {
         error = errno != 0 ? qz::SystemError(errno).toString() : "a value has no text";
         return false;
     }
-    // The library doesn't notice a disk that is full, so what was written is read back.
+    // A disk may refuse the last bytes when the file is closed, so the file is read back.
     Configuration written;
-    if (!written.load(file.getPath()) || written.flatten().size() != flatten().size()) {
-        error = "the file is not whole";
+    if (!written.load(file.getWorkPath()) || written.flatten().size() != flatten().size()) {
+        error = "the file is not complete";
         return false;
     }
-    if (file.moveTo(path)) return true;
-    error = qz::SystemError(errno).toString();
-    return false;
+    return file.moveIntoPlace(error);
 }
 
 std::string Configuration::toTable() const

@@ -7,7 +7,7 @@ namespace config {
 IgnoredLines::IgnoredLines()
 {
     qz::qzLog::msInstance->setEchoToConsole(false);
-    qz::qzLog::msInstance->installCustomHandler(Tell, nullptr);
+    qz::qzLog::msInstance->installCustomHandler(Print, nullptr);
 }
 
 IgnoredLines::~IgnoredLines()
@@ -16,7 +16,7 @@ IgnoredLines::~IgnoredLines()
     qz::qzLog::msInstance->setEchoToConsole(true);
 }
 
-void IgnoredLines::Tell(std::list<qz::qzLog::LogEntry>& batch, void* /*data*/)
+void IgnoredLines::Print(std::list<qz::qzLog::LogEntry>& batch, void* /*data*/)
 {
     for (const qz::qzLog::LogEntry& entry : batch)
         if (entry.type >= qz::qzLog::Warning) std::cerr << "config: " << entry.message << '\n';

@@ -6,8 +6,8 @@
 
 namespace config {
 
-/// Tells on the error stream which lines of ini files were ignored, and why, for as long as it
-/// lives. The library reports them to the log; what goes to the console by itself is switched off.
+/// Prints on standard error which lines of ini files were ignored, and why, while it exists. The
+/// library reports them to the log, whose own output to the console is switched off.
 class IgnoredLines {
 public:
     IgnoredLines();
@@ -16,7 +16,7 @@ public:
     IgnoredLines& operator=(const IgnoredLines&) = delete;
 
 private:
-    static void Tell(std::list<qz::qzLog::LogEntry>& batch, void* data);
+    static void Print(std::list<qz::qzLog::LogEntry>& batch, void* data);
 };
 
 }  // namespace config

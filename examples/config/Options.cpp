@@ -1,79 +1,46 @@
 #include "Options.h"
 
-namespace config {
+#include "shared/CommandLine.h"
 
-const char* const kUsage =
-    "usage: config [--get KEY] [--save PATH] [--] FILE... [KEY=VALUE...]\n"
-    "\n"
-    "Reads ini files, of which later ones win, sets the given values, and prints what comes of "
-    "it.\n"
-    "A key is a path: 'network/port' is the key 'port' of the section 'network'.\n"
-    "  --get KEY    print the value of the key alone, for scripts\n"
-    "  --save PATH  write all values to a file\n"
-    "  --           what follows are files, even with a '=' in their names\n"
-    "Exit status: 0 when all was done, 1 when something could not be or a key is absent, 2 for a\n"
-    "wrong command line.\n";
+namespace config {
 
 namespace {
 
-bool addSetting(const std::string& argument, Options& options, std::string& error)
-{
-    const std::size_t split = argument.find('=');
-    if (split == 0) {
-        error = "no key in '" + argument + "'";
-        return false;
-    }
-    options.settings.emplace_back(argument.substr(0, split), argument.substr(split + 1));
-    return true;
-}
-
-bool takeOption(const std::string& name, const std::string& value, Options& options)
-{
-    if (name == "--get") {
-        options.wantsValue = true;
-        options.wantedKey = value;
-    } else {
-        options.savePath = value;
-    }
-    return !value.empty();
-}
-
-bool isFile(const std::string& argument, bool onlyFiles)
-{
-    const bool isOption = argument.rfind("--", 0) == 0;
-    return onlyFiles || (!isOption && argument.find('=') == std::string::npos);
-}
+constexpr const char* kUsage =
+    "usage: config [--get KEY] [--save PATH] [--] FILE... [KEY=VALUE...]\n"
+    "\n"
+    "Reads ini files, of which later ones win, sets the given values, and prints the result.\n"
+    "A key is a path: 'network/port' is the key 'port' of the section 'network'.\n"
+    "  --get KEY    print the value of the key alone, for scripts\n"
+    "  --save PATH  write all values to a file, which changes as a whole or not at all; a link at\n"
+    "               PATH is replaced\n"
+    "  --           all arguments that follow are files, even with a '=' in their names\n"
+    "  -h, --help   print this text\n"
+    "Exit status: 0 when all was done, 1 when something failed or a key is absent, 2 for a wrong\n"
+    "command line.\n";
 
 }  // namespace
 
-bool parseOptions(int argumentCount, char** arguments, Options& options, std::string& error)
+std::optional<int> parseOptions(int argumentCount, char** arguments, Options& options)
 {
-    bool onlyFiles = false;
-    for (int i = 1; i < argumentCount; ++i) {
-        const std::string argument = arguments[i];
-        if (isFile(argument, onlyFiles)) {
-            options.inputPaths.push_back(argument);
-        } else if (argument == "--") {
-            onlyFiles = true;
-        } else if (argument == "--help") {
-            options.wantsHelp = true;
-        } else if (argument == "--get" || argument == "--save") {
-            if (++i == argumentCount || !takeOption(argument, arguments[i], options)) {
-                error = "option '" + argument + "' wants a value";
-                return false;
-            }
-        } else if (argument.rfind("--", 0) == 0) {
-            error = "unknown option '" + argument + "'";
-            return false;
-        } else if (!addSetting(argument, options, error)) {
-            return false;
-        }
+    shared::CommandLine line("config", kUsage, /*failureStatus=*/1);
+    line.addText("--get", options.wantedKey);
+    line.addText("--save", options.savePath);
+    if (const std::optional<int> status = line.parse(argumentCount, arguments)) return status;
+
+    const std::vector<std::string>& plain = line.getPlainArguments();
+    for (std::size_t i = 0; i < plain.size(); ++i) {
+        const std::size_t split = plain[i].find('=');
+        if (split == 0 && i < line.getCountBeforeDashes())
+            return line.refuse("no key in '" + plain[i] + "'");
+        if (split == std::string::npos || i >= line.getCountBeforeDashes())
+            options.inputPaths.push_back(plain[i]);
+        else
+            options.settings.emplace_back(plain[i].substr(0, split), plain[i].substr(split + 1));
     }
-    if (options.inputPaths.empty() && options.settings.empty() && !options.wantsHelp) {
-        error = "no file and no value is given";
-        return false;
-    }
-    return true;
+    if (options.inputPaths.empty() && options.settings.empty())
+        return line.refuse("no file and no value is given");
+    return std::nullopt;
 }
 
 }  // namespace config

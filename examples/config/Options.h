@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -9,15 +10,11 @@ namespace config {
 struct Options {
     std::vector<std::string> inputPaths;
     std::vector<std::pair<std::string, std::string>> settings;  // key and value
-    std::string wantedKey;
-    std::string savePath;
-    bool wantsValue = false;  // of `wantedKey`
-    bool wantsHelp = false;
+    std::string wantedKey;                                      // empty for the table of all values
+    std::string savePath;                                       // empty to save nothing
 };
 
-extern const char* const kUsage;
-
-/// Reads the command line. @return false, with the reason in `error`, when it makes no sense.
-bool parseOptions(int argumentCount, char** arguments, Options& options, std::string& error);
+/// Reads the command line. @return the exit status when the program must end now.
+std::optional<int> parseOptions(int argumentCount, char** arguments, Options& options);
 
 }  // namespace config

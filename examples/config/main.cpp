@@ -1,4 +1,4 @@
-// Reads ini files, sets values, and prints and saves what comes of it.
+// Reads ini files, sets values, prints the result and saves it.
 
 #include <iostream>
 
@@ -30,14 +30,14 @@ bool load(const Options& options, Configuration& configuration)
 
 bool print(const Options& options, const Configuration& configuration)
 {
-    if (!options.wantsValue) {
+    if (options.wantedKey.empty()) {
         std::cout << configuration.toTable() << '\n';
-        return true;
+    } else {
+        const qz::qzVariant* const value = configuration.find(options.wantedKey);
+        if (value == nullptr) return fail("no value at '" + options.wantedKey + "'");
+        std::cout << value->toString() << '\n';
     }
-    const qz::qzVariant* const value = configuration.find(options.wantedKey);
-    if (value == nullptr) return fail("no value at '" + options.wantedKey + "'");
-    std::cout << value->toString() << '\n';
-    return true;
+    return std::cout.flush() ? true : fail("cannot print the result");
 }
 
 bool save(const Options& options, const Configuration& configuration)
@@ -52,15 +52,8 @@ bool save(const Options& options, const Configuration& configuration)
 int main(int argumentCount, char** arguments)
 {
     Options options;
-    std::string error;
-    if (!parseOptions(argumentCount, arguments, options, error)) {
-        std::cerr << "config: " << error << '\n' << kUsage;
-        return 2;
-    }
-    if (options.wantsHelp) {
-        std::cout << kUsage;
-        return 0;
-    }
+    if (const std::optional<int> status = parseOptions(argumentCount, arguments, options))
+        return *status;
 
     const qz::ext::LibraryStart library;
     Configuration configuration;

@@ -6,15 +6,15 @@
 
 namespace shop {
 
-/// What somebody wants to have.
+/// How much of a thing a customer buys.
 struct Order {
     int amount;
 };
 
-/// The orders by their things; null for one that was taken back.
+/// The orders by their things; null for one that was cancelled.
 using Orders = std::map<std::string, std::unique_ptr<Order>>;
 
-/// Gives the amount that was ordered of a thing. It has a mistake: orders may be taken back.
+/// Returns the amount of the order for a thing. It has a mistake: the order may be cancelled.
 int readAmount(const Orders& orders, const std::string& thing);
 
 }  // namespace shop

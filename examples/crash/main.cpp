@@ -1,6 +1,5 @@
-// Crashes on a thread of its own, and leaves the story in a log file.
+// Crashes on a thread of its own, and leaves a report in a log file.
 
-#include <iostream>
 #include <memory>
 #include <string>
 
@@ -10,12 +9,13 @@
 #include <qz/qzThread.h>
 
 #include "Orders.h"
+#include "shared/CommandLine.h"
 
-// In no unnamed namespace, for the stack trace to show the names; see also ENABLE_EXPORTS in
+// Not in an unnamed namespace, so that the stack trace shows the names; see also ENABLE_EXPORTS in
 // examples/CMakeLists.txt.
 namespace shop {
 
-/// Says when its scope ends, in whichever way.
+/// Reports the beginning and the end of its scope, whatever ends it.
 class Shift {
 public:
     Shift() { qz::logInfo("shop") << "the shift begins"; }
@@ -24,7 +24,7 @@ public:
     Shift& operator=(const Shift&) = delete;
 };
 
-/// Looks at two orders, one of which was taken back.
+/// Reads two orders, one of which was cancelled.
 class Worker : public qz::qzThread {
 public:
     ~Worker() override { waitThread(msNoLimit); }
@@ -50,7 +50,7 @@ namespace {
 constexpr const char* kUsage =
     "usage: crash LOG-FILE\n"
     "\n"
-    "Crashes in a thread, on purpose. The end of the log file tells where: the report of the\n"
+    "Crashes in a thread, on purpose. The end of the log file shows where: the report of the\n"
     "crash with a stack trace, the line of the guard that the thread runs in, and the signal\n"
     "that ends the process, SIGABRT.\n";
 
@@ -58,14 +58,15 @@ constexpr const char* kUsage =
 
 int main(int argumentCount, char** arguments)
 {
-    const std::string path = argumentCount == 2 ? arguments[1] : "";
-    if (path.empty() || path == "--help") {
-        (path.empty() ? std::cerr : std::cout) << kUsage;
-        return path.empty() ? 2 : 0;
-    }
+    shared::CommandLine line("crash", kUsage, /*failureStatus=*/1);
+    if (const std::optional<int> status = line.parse(argumentCount, arguments)) return *status;
+    if (line.getPlainArguments().size() != 1 || line.getPlainArguments()[0].empty())
+        return line.refuse("one LOG-FILE is required");
+
     qz::initializeQzSystem(qz::FullInit);
-    qz::qzLog::msInstance->installFileHandlerExUtf8(path, /*flags=*/0, /*maxSize=*/-1,
-                                                    /*maxFiles=*/-1, qz::qzLog::RotateNever);
+    qz::qzLog::msInstance->installFileHandlerExUtf8(line.getPlainArguments()[0], /*flags=*/0,
+                                                    /*maxSize=*/-1, /*maxFiles=*/-1,
+                                                    qz::qzLog::RotateNever);
     {
         shop::Worker worker;
         worker.startThread("worker");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,12 +10,9 @@ struct Options {
     std::vector<std::string> folders = {"/usr/include", "/usr/share"};
     std::string outputPath = "inventory.csv";
     unsigned long rowsPerFile = 10000;
-    bool wantsHelp = false;
 };
 
-extern const char* const kUsage;
-
-/// Reads the command line. @return false, with the reason in `error`, when it makes no sense.
-bool parseOptions(int argumentCount, char** arguments, Options& options, std::string& error);
+/// Reads the command line. @return the exit status when the program must end now.
+std::optional<int> parseOptions(int argumentCount, char** arguments, Options& options);
 
 }  // namespace inventory

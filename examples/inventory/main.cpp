@@ -90,15 +90,8 @@ Status run(const Options& options, const qz::qzCancelInterface& cancel)
 int main(int argumentCount, char** arguments)
 {
     Options options;
-    std::string error;
-    if (!parseOptions(argumentCount, arguments, options, error)) {
-        std::cerr << "inventory: " << error << '\n' << kUsage;
-        return StatusUsage;
-    }
-    if (options.wantsHelp) {
-        std::cout << kUsage;
-        return StatusDone;
-    }
+    if (const std::optional<int> status = parseOptions(argumentCount, arguments, options))
+        return *status;
 
     const qz::qzCancelInterface& cancel = watchForInterruption();
     Status status = StatusDone;

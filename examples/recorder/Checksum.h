@@ -6,7 +6,7 @@
 
 namespace recorder {
 
-/// A device that keeps nothing of what is written but a checksum (FNV-1a, 64 bits).
+/// A device that keeps only a checksum of the bytes that are written (FNV-1a, 64 bits).
 class Checksum : public qz::qzIoDevice {
 public:
     Checksum() : qzIoDevice(DataWayWrite) {}

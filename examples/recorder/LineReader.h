@@ -7,12 +7,16 @@
 
 namespace recorder {
 
-/// Cuts what a device gives into lines, each with its line feed; the last one may have none.
+/// Cuts the bytes of a device into lines, each with its line feed. The last one may have none, and
+/// a line that is longer than the limit is cut into pieces, so that it needs no more memory.
 class LineReader {
 public:
+    /// The most bytes that a line has.
+    static constexpr unsigned long kLargestLine = 1024UL * 1024;
+
     explicit LineReader(qz::qzIoDevice& device) : mDevice(device), mBlock(kBlockSize) {}
 
-    /// Reads the next line. @return false at the end, and for a device in error: ask it.
+    /// Reads the next line. @return false at the end, and for a device in error.
     bool readLine(std::string& line);
 
 private:

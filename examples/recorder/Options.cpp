@@ -1,27 +1,41 @@
 #include "Options.h"
 
-#include <algorithm>
-#include <charconv>
-#include <iterator>
+#include <filesystem>
 #include <string_view>
 #include <system_error>
 
+#include "shared/CommandLine.h"
+
 namespace recorder {
 
-const char* const kUsage =
+namespace {
+
+constexpr unsigned long kMostThreads = 64;
+
+constexpr const char* kUsage =
     "usage: recorder [--threads N] [--endian little|big] [--output PATH] [--log PATH]\n"
-    "                [--log-level all|debug|normal] [FILE...]\n"
+    "                [--log-level all|debug|normal] [--] [FILE...]\n"
     "\n"
     "Records every line of the files, reads the recording back and compares it with the files.\n"
-    "Several threads (2 to 64) share the files: number n records its files to PATH.n.\n"
-    "Without files it takes texts of this machine; without PATH the recording is temporary.\n"
-    "The log goes to its file, which is renamed at 1 MiB; without one it goes to the console.\n"
-    "Ctrl-C finishes the records at work, keeps the recording and says what is missing; an input\n"
-    "that sends nothing holds that up.\n"
-    "Exit status: 0 when all matched, 1 when something did not, 2 for a wrong command line,\n"
-    "3 after an interruption.\n";
-
-namespace {
+    "Without files it takes texts of this machine; without PATH the recording is temporary. A "
+    "file\n"
+    "that can be read only once, such as a pipe, is compared by its checksum, and a line above\n"
+    "1 MiB becomes several records.\n"
+    "  --threads N         share the files among N threads, at most 64; thread number n records "
+    "to\n"
+    "                      PATH.n\n"
+    "  --endian ORDER      the order of the bytes of numbers, little without it\n"
+    "  --output PATH       where the recording is put when it is complete\n"
+    "  --log PATH          a log file, which is renamed at 1 MiB; without it the log goes to the\n"
+    "                      console\n"
+    "  --log-level LEVEL   what is reported, all without it\n"
+    "  --                  all arguments that follow are files\n"
+    "  -h, --help          print this text\n"
+    "The first Ctrl-C ends the recording after the current records, keeps it and prints which "
+    "files\n"
+    "are missing; the second one discards it and ends the program at once.\n"
+    "Exit status: 0 when all matched, 1 when something did not or failed, 2 for a wrong command\n"
+    "line, 3 after an interruption.\n";
 
 template <typename Value>
 struct Word {
@@ -51,61 +65,55 @@ bool parseWord(const Word<Value> (&words)[Count], std::string_view text, Value& 
     return false;
 }
 
-bool parseThreadCount(const std::string& text, unsigned& count)
+bool isSameFile(const std::string& one, const std::string& other)
 {
-    constexpr unsigned kMostThreads = 64;
-    const char* const end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, count);
-    return result.ec == std::errc() && result.ptr == end && count >= 1 && count <= kMostThreads;
+    std::error_code unknown;
+    if (one.empty() || other.empty()) return false;
+    return one == other || std::filesystem::equivalent(one, other, unknown);
 }
 
-bool parsePath(const std::string& text, std::string& path)
+// A recording or log must not replace an input, nor the log a recording.
+std::optional<std::string> findClash(const Options& options)
 {
-    path = text;
-    return !path.empty();
-}
-
-bool parseOption(const std::string& name, const std::string& value, Options& options)
-{
-    if (name == "--endian") return parseWord(kEndiannessWords, value, options.endianness);
-    if (name == "--log-level") return parseWord(kLogLevelWords, value, options.logLevel);
-    if (name == "--threads") return parseThreadCount(value, options.threadCount);
-    if (name == "--log") return parsePath(value, options.logPath);
-    return parsePath(value, options.outputPath);
-}
-
-bool takesValue(const std::string& name)
-{
-    constexpr std::string_view kNames[] = {"--endian", "--log-level", "--threads", "--log",
-                                           "--output"};
-    return std::find(std::begin(kNames), std::end(kNames), name) != std::end(kNames);
+    const std::string& logPath = options.logPath;
+    for (unsigned long i = 0; i < options.threadCount; ++i) {
+        const std::string outputPath = getPartPath(options, i);
+        if (!outputPath.empty() && isSameFile(outputPath, logPath)) return outputPath;
+        for (const std::string& path : options.inputPaths)
+            if (isSameFile(path, outputPath) || isSameFile(path, logPath)) return path;
+    }
+    return std::nullopt;
 }
 
 }  // namespace
 
-bool parseOptions(int argumentCount, char** arguments, Options& options, std::string& error)
+std::string getPartPath(const Options& options, unsigned long index)
 {
-    bool onlyFiles = false;
-    for (int i = 1; i < argumentCount; ++i) {
-        const std::string argument = arguments[i];
-        if (onlyFiles || argument.rfind("--", 0) != 0) {
-            options.inputPaths.push_back(argument);
-        } else if (argument == "--") {
-            onlyFiles = true;
-        } else if (argument == "--help") {
-            options.wantsHelp = true;
-        } else if (!takesValue(argument)) {
-            error = "unknown option '" + argument + "'";
-            return false;
-        } else if (++i == argumentCount) {
-            error = "option '" + argument + "' wants a value";
-            return false;
-        } else if (!parseOption(argument, arguments[i], options)) {
-            error = "option '" + argument + "' can't be '" + arguments[i] + "'";
-            return false;
-        }
-    }
-    return true;
+    if (options.threadCount == 1 || options.outputPath.empty()) return options.outputPath;
+    return options.outputPath + "." + std::to_string(index + 1);
+}
+
+std::optional<int> parseOptions(int argumentCount, char** arguments, Options& options)
+{
+    shared::CommandLine line("recorder", kUsage, /*failureStatus=*/1);
+    line.addCount("--threads", options.threadCount);
+    line.addText("--output", options.outputPath);
+    line.addText("--log", options.logPath);
+    line.addOption("--endian", [&](const std::string& value) {
+        return parseWord(kEndiannessWords, value, options.endianness);
+    });
+    line.addOption("--log-level", [&](const std::string& value) {
+        return parseWord(kLogLevelWords, value, options.logLevel);
+    });
+    if (const std::optional<int> status = line.parse(argumentCount, arguments)) return status;
+
+    options.inputPaths = line.getPlainArguments();
+    if (options.threadCount > kMostThreads)
+        return line.refuse("option '--threads' can't be '" + std::to_string(options.threadCount) +
+                           "'");
+    if (const std::optional<std::string> path = findClash(options))
+        return line.refuse("'" + *path + "' has two uses");
+    return std::nullopt;
 }
 
 }  // namespace recorder

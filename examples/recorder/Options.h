@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,15 +13,15 @@ struct Options {
     std::vector<std::string> inputPaths;
     std::string outputPath;  // empty for a temporary recording
     std::string logPath;     // empty for a log on the console
-    unsigned threadCount = 1;
+    unsigned long threadCount = 1;
     qz::qzDataStream::Endianness endianness = qz::qzDataStream::LittleEndian;
     qz::qzLogLevel logLevel = qz::LogLevelAll;
-    bool wantsHelp = false;
 };
 
-extern const char* const kUsage;
+/// The path of the recording that one of the threads makes; empty for a temporary recording.
+std::string getPartPath(const Options& options, unsigned long index);
 
-/// Reads the command line. @return false, with the reason in `error`, when it makes no sense.
-bool parseOptions(int argumentCount, char** arguments, Options& options, std::string& error);
+/// Reads the command line. @return the exit status when the program must end now.
+std::optional<int> parseOptions(int argumentCount, char** arguments, Options& options);
 
 }  // namespace recorder

@@ -3,59 +3,44 @@
 #include <filesystem>
 #include <system_error>
 
-#include <stdlib.h>
-#include <unistd.h>
-
 namespace recorder {
 
 namespace {
 
 namespace fs = std::filesystem;
 
-// A name beside `stem` that nobody else has.
-std::string makeUniqueFile(const std::string& stem)
+std::string chooseName(const std::string& path)
 {
-    std::string name = stem + "-XXXXXX";
-    const int descriptor = ::mkstemp(name.data());
-    if (descriptor < 0) return stem;  // opening it will tell the reason
-    ::close(descriptor);
-    return name;
+    if (!path.empty()) return path;
+    std::error_code unknown;
+    return (fs::temp_directory_path(unknown) / "recording").string();
 }
 
 }  // namespace
 
-OutputFile::OutputFile(const std::string& path) : mPath(path)
+OutputFile::OutputFile(const std::string& path) : mPath(path), mFile(chooseName(path)) {}
+
+bool OutputFile::make(std::string& error)
 {
     std::error_code unknown;
-    if (path.empty()) {
-        mWorkPath = makeUniqueFile((fs::temp_directory_path(unknown) / "recording").string());
-    } else if (fs::exists(path, unknown) && !fs::is_regular_file(path, unknown)) {
-        mWorkPath = path;
-        mIsRemovable = false;
-    } else {
-        mWorkPath = makeUniqueFile(path);
-        mIsRemovable = mWorkPath != path;
+    const fs::file_status status = fs::status(mPath, unknown);
+    mIsDevice = fs::is_character_file(status) || fs::is_block_file(status);
+    if (mIsDevice) return true;
+    if (fs::exists(status) && !fs::is_regular_file(status)) {
+        error = "it is no regular file";
+        return false;
     }
+    return mFile.make(error);
 }
 
-OutputFile::~OutputFile()
+const std::string& OutputFile::getWorkPath() const
 {
-    std::error_code ignored;
-    if (mIsRemovable) fs::remove(mWorkPath, ignored);
+    return mIsDevice ? mPath : mFile.getWorkPath();
 }
 
-bool OutputFile::keep()
+bool OutputFile::keep(std::string& error)
 {
-    if (mPath.empty() || mWorkPath == mPath) return true;
-    std::error_code error;
-    fs::permissions(mWorkPath,
-                    fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read |
-                        fs::perms::others_read,
-                    error);
-    fs::rename(mWorkPath, mPath, error);
-    if (error) return false;
-    mIsRemovable = false;
-    return true;
+    return mPath.empty() || mIsDevice || mFile.moveIntoPlace(error);
 }
 
 }  // namespace recorder

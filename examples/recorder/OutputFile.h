@@ -2,28 +2,33 @@
 
 #include <string>
 
+#include "shared/NewFile.h"
+
 namespace recorder {
 
-/// The place of a recording: written under another name, and put where it was asked for only when
-/// it is complete. What is not kept is removed.
+/// The file of a recording. It gets the name that the user gave only when it is complete, and is
+/// removed otherwise.
 class OutputFile {
 public:
-    /// @param path where the recording is to stand; empty for one that never stays. A device such
-    ///     as /dev/full is written to directly.
+    /// @param path the name of the complete recording; empty for one that is always removed. A
+    ///     device such as /dev/full is written to directly.
     explicit OutputFile(const std::string& path);
-    ~OutputFile();
-    OutputFile(const OutputFile&) = delete;
-    OutputFile& operator=(const OutputFile&) = delete;
 
+    /// Makes the file to write to.
+    /// @return false, with the reason in `error`, when that is not possible.
+    bool make(std::string& error);
     /// The path to write to.
-    const std::string& getWorkPath() const { return mWorkPath; }
-    /// Puts the recording where it was asked for. @return false when that is not possible.
-    bool keep();
+    const std::string& getWorkPath() const;
+    /// Gives a complete recording its name.
+    /// @return false, with the reason in `error`, when that is not possible.
+    bool keep(std::string& error);
+    /// Removes an incomplete recording.
+    void discard() { mFile.remove(); }
 
 private:
-    std::string mPath;
-    std::string mWorkPath;
-    bool mIsRemovable = true;
+    const std::string mPath;
+    shared::NewFile mFile;
+    bool mIsDevice = false;
 };
 
 }  // namespace recorder

@@ -26,6 +26,7 @@ Part::Part(std::vector<std::string> paths, const std::string& outputPath, const 
     : mPaths(std::move(paths)),
       mOutputPath(outputPath),
       mOutput(outputPath),
+      mIsOutputMade(mOutput.make(mOutputError)),
       mOptions(options),
       mCancel(cancel),
       mProgress(progress)
@@ -44,6 +45,11 @@ void Part::run()
 bool Part::record()
 {
     const StopWatch watch;
+    if (!mIsOutputMade) {
+        qz::logCritical(kChannel) << "cannot make '" << mOutputPath << "': " << mOutputError;
+        return false;
+    }
+    std::string error;
     RecordWriter writer(mOutput.getWorkPath(), mOptions.endianness, mCancel);
     for (const std::string& path : mPaths) {
         if (mCancel.shouldCancel()) {
@@ -51,13 +57,12 @@ bool Part::record()
             continue;
         }
         if (!writer.isOk()) break;
-        const unsigned long filesBefore = writer.getCounts().files;
-        std::string error;
-        if (!writer.recordFile(path, error)) {
+        RecordedFile file;
+        if (!writer.recordFile(path, file, error)) {
             qz::logWarning(kChannel) << "cannot record '" << path << "': " << error;
             mHasFailures = true;
         }
-        if (writer.getCounts().files != filesBefore) mRecordedPaths.push_back(path);
+        if (!file.path.empty()) mRecordedFiles.push_back(file);
         if (mCancel.shouldCancel()) mMissingPaths.push_back(path);
         mProgress.countRecordedFile();
     }
@@ -75,12 +80,12 @@ bool Part::compare()
     const StopWatch watch;
     RecordReader reader(mOutput.getWorkPath(), mOptions.endianness, mCancel);
     bool hasMatched = true;
-    for (const std::string& path : mRecordedPaths) {
-        hasMatched = reader.compareFile(path);
+    for (const RecordedFile& file : mRecordedFiles) {
+        hasMatched = reader.compareFile(file);
         if (mCancel.shouldCancel()) return false;
         mProgress.countComparedFile();
         if (hasMatched) continue;
-        qz::logCritical(kChannel) << "the recording differs from '" << path << "' "
+        qz::logCritical(kChannel) << "the recording differs from '" << file.path << "' "
                                   << reader.getError();
         break;
     }
@@ -90,8 +95,9 @@ bool Part::compare()
 
 bool Part::keep()
 {
-    if (mOutput.keep()) return true;
-    qz::logCritical(kChannel) << "cannot make '" << mOutputPath << "'";
+    std::string error;
+    if (mOutput.keep(error)) return true;
+    qz::logCritical(kChannel) << "cannot make '" << mOutputPath << "': " << error;
     return false;
 }
 

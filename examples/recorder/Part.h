@@ -13,7 +13,7 @@
 
 namespace recorder {
 
-/// What the work of one way came to.
+/// The counts and the time of one direction, writing or reading back.
 struct Way {
     Counts counts;
     unsigned long durationMs = 0;
@@ -22,16 +22,18 @@ struct Way {
 /// A share of the files with a recording of its own: records them, reads them back and compares.
 class Part : public qz::qzJob {
 public:
-    /// @param outputPath where the recording is to stand; empty for a temporary one.
+    /// @param outputPath the path of the recording; empty for a temporary one.
     Part(std::vector<std::string> paths, const std::string& outputPath, const Options& options,
          const qz::qzCancelInterfaceReadOnly& cancel, Progress& progress);
 
     /// Does the work.
     void run();
+    /// Removes the incomplete recording because the process ends. From any thread.
+    void discard() { mOutput.discard(); }
 
-    /// Whether all files were recorded and came back the same.
+    /// Whether all files were recorded, and were read back the same.
     bool isDone() const { return mIsDone; }
-    /// The files that an interruption left out, the one that it cut short first.
+    /// The files that an interruption left out; the first one is the one that it cut short.
     const std::vector<std::string>& getMissingPaths() const { return mMissingPaths; }
     const Way& getWritten() const { return mWritten; }
     const Way& getReadBack() const { return mReadBack; }
@@ -42,10 +44,12 @@ private:
     bool keep();
 
     std::vector<std::string> mPaths;
-    std::vector<std::string> mRecordedPaths;
+    std::vector<RecordedFile> mRecordedFiles;
     std::vector<std::string> mMissingPaths;
     std::string mOutputPath;
     OutputFile mOutput;
+    std::string mOutputError;  // why the file of the recording can't be made
+    bool mIsOutputMade;
     const Options& mOptions;
     const qz::qzCancelInterfaceReadOnly& mCancel;
     Progress& mProgress;
@@ -61,7 +65,7 @@ class PartThread : public qz::qzWorkThread {
 public:
     /// Starts the thread with a part to work on, which must outlive it.
     explicit PartThread(Part& part);
-    /// Waits for the part at work.
+    /// Waits for the current part.
     ~PartThread() override;
 
     void processJob(qz::qzJob* job) override { static_cast<Part*>(job)->run(); }

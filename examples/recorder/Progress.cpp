@@ -1,5 +1,7 @@
 #include "Progress.h"
 
+#include <csignal>
+#include <initializer_list>
 #include <iostream>
 
 #include <unistd.h>
@@ -9,6 +11,8 @@ namespace recorder {
 namespace {
 
 constexpr unsigned long kShowEveryMs = 200;
+
+volatile std::sig_atomic_t gSecondSignal = 0;
 
 }  // namespace
 
@@ -28,23 +32,27 @@ void Progress::countEndedPart()
     mPartEnded.wakeAll();
 }
 
-void Progress::showUntilEnd()
+int Progress::waitForEnd()
 {
     const qz::qzMutexLocker locker(mMutex);
-    while (mPartsAtWork != 0) {
+    while (mPartsAtWork != 0 && gSecondSignal == 0) {
         mPartEnded.wait(&mMutex, kShowEveryMs);
         show();
-        if (mCancel.shouldCancel()) acknowledgeInterruption();
+        if (mCancel.shouldCancel()) confirmInterruption();
     }
     if (mHasTerminal) std::cerr << '\n';
+    return gSecondSignal;
 }
 
-void Progress::acknowledgeInterruption()
+void Progress::confirmInterruption()
 {
-    if (mHasAcknowledged) return;
-    mHasAcknowledged = true;
+    if (mHasConfirmed) return;
+    mHasConfirmed = true;
+    // From here on a signal is the second one.
+    for (const int signal : {SIGINT, SIGTERM})
+        std::signal(signal, [](int number) { gSecondSignal = number; });
     if (mHasTerminal) std::cerr << '\n';
-    std::cerr << "recorder: interrupted, finishing the records at work\n";
+    std::cerr << "recorder: interrupted, finishing the current records\n";
 }
 
 void Progress::show() const

@@ -8,11 +8,11 @@
 
 namespace recorder {
 
-/// What the parts of a run have done so far, and a line about it on the console.
+/// What the parts of a run have done so far, and a line about it on the terminal.
 class Progress {
 public:
-    /// @param partCount how many parts there are to wait for.
-    /// @param cancel what asks the parts to end early.
+    /// @param partCount the number of parts to wait for.
+    /// @param cancel what requests the parts to end early.
     Progress(unsigned long partCount, unsigned long fileCount,
              const qz::qzCancelInterfaceReadOnly& cancel);
 
@@ -20,16 +20,18 @@ public:
     void countRecordedFile() { ++mRecordedFiles; }
     /// From any thread.
     void countComparedFile() { ++mComparedFiles; }
-    /// From any thread: one part more is at its end.
+    /// From any thread: one more part has ended.
     void countEndedPart();
 
-    /// Shows the line until all parts are at their end, which only a terminal gets to see, and says
-    /// when an interruption has been heard.
-    void showUntilEnd();
+    /// Waits until all parts have ended. A terminal shows the progress meanwhile. The first
+    /// interruption is confirmed on standard error; the parts end soon, unless an input sends
+    /// nothing.
+    /// @return 0, or at once the signal of a second interruption.
+    int waitForEnd();
 
 private:
     void show() const;
-    void acknowledgeInterruption();
+    void confirmInterruption();
 
     qz::qzMutex mMutex;
     qz::qzWaitCondition mPartEnded;
@@ -39,7 +41,7 @@ private:
     std::atomic<unsigned long> mComparedFiles = 0;
     const qz::qzCancelInterfaceReadOnly& mCancel;
     bool mHasTerminal;
-    bool mHasAcknowledged = false;
+    bool mHasConfirmed = false;
 };
 
 }  // namespace recorder

@@ -1,6 +1,8 @@
 #include "Recording.h"
 
 #include <cerrno>
+#include <filesystem>
+#include <system_error>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -9,6 +11,7 @@
 #include <qz/qzLogObject.h>
 #include <qz/qzSystemUtils.h>
 
+#include "Checksum.h"
 #include "LineReader.h"
 
 namespace recorder {
@@ -18,7 +21,7 @@ namespace {
 constexpr const char* kChannel = "recorder";
 constexpr unsigned long kReportEvery = 1024UL * 1024;
 
-// The device knows that a file can't be opened or read; the system knows why.
+// The device reports that a file can't be opened or read; only the system knows why.
 std::string findReason(const qz::qzIoDeviceFileStream& device)
 {
     const int descriptor = ::open(device.getFilePath().c_str(), O_RDONLY | O_CLOEXEC);
@@ -49,22 +52,31 @@ RecordWriter::RecordWriter(const std::string& path, qz::qzDataStream::Endianness
     qz::logDev(kChannel) << "recording to '" << path << "'";
 }
 
-bool RecordWriter::recordFile(const std::string& path, std::string& error)
+bool RecordWriter::recordFile(const std::string& path, RecordedFile& file, std::string& error)
 {
+    // A path of the kind "/dev/fd/63" stands for a pipe too, so the file's type decides.
+    std::error_code unknown;
+    file.isReadableAgain = std::filesystem::is_regular_file(path, unknown);
+
     qz::qzIoDeviceFileStream source(path, qz::qzIoDevice::DataWayRead, /*truncate=*/false);
     if (!source.isOpen()) {
         error = findReason(source);
         return false;
     }
+    file.path = path;
     ++mCounts.files;
+    Checksum checksum;
     LineReader lines(source);
     while (mStream.isOk() && !mCancel.shouldCancel() && lines.readLine(mRecord.text)) {
         mRecord.sequenceNumber = mCounts.records++;
         mRecord.wallClockMs = qz::qzSystemUtils::GetMSecElapsedSinceEpoch();
         mStream << mRecord.sequenceNumber << mRecord.wallClockMs << mRecord.text;
         mCounts.bytesIn += mRecord.text.size();
+        ++file.records;
+        checksum.writeBytes(mRecord.text.data(), mRecord.text.size());
         reportProgress(mCounts, mRecord.text.size());
     }
+    file.checksum = checksum.getValue();
     mCounts.bytesOut = mTap.getWrittenBytes();
     qz::logTrace(kChannel) << "'" << path << "' ends at record " << mCounts.records;
     if (!source.good()) error = findReason(source);
@@ -73,8 +85,8 @@ bool RecordWriter::recordFile(const std::string& path, std::string& error)
 
 bool RecordWriter::finish()
 {
-    // What is still in the device's buffer may meet a full disk as well: it shows at the next
-    // write, so an empty one asks.
+    // A full disk may also refuse the bytes in the device's buffer. That shows at the next write,
+    // which may be empty.
     mDevice.flush();
     mStream.writeRawData("", 0);
     const bool isComplete = isOk();
@@ -91,21 +103,40 @@ RecordReader::RecordReader(const std::string& path, qz::qzDataStream::Endianness
 {
 }
 
-bool RecordReader::compareFile(const std::string& path)
+bool RecordReader::compareFile(const RecordedFile& file)
+{
+    ++mCounts.files;
+    const bool isSame = file.isReadableAgain ? compareLines(file.path) : compareChecksum(file);
+    mCounts.bytesOut = mTap.getReadBytes();
+    return isSame;
+}
+
+bool RecordReader::compareLines(const std::string& path)
 {
     qz::qzIoDeviceFileStream source(path, qz::qzIoDevice::DataWayRead, /*truncate=*/false);
-    ++mCounts.files;
     LineReader lines(source);
     std::string line;
-    while (!mCancel.shouldCancel() && lines.readLine(line)) {
-        mStream >> mRecord.sequenceNumber >> mRecord.wallClockMs >> mRecord.text;
-        if (!mStream.isOk() || mRecord.sequenceNumber != mCounts.records || mRecord.text != line) {
-            return false;
-        }
-        ++mCounts.records;
-        mCounts.bytesIn += line.size();
+    while (!mCancel.shouldCancel() && lines.readLine(line))
+        if (!readRecord() || mRecord.text != line) return false;
+    return true;
+}
+
+bool RecordReader::compareChecksum(const RecordedFile& file)
+{
+    Checksum checksum;
+    for (unsigned long i = 0; i < file.records && !mCancel.shouldCancel(); ++i) {
+        if (!readRecord()) return false;
+        checksum.writeBytes(mRecord.text.data(), mRecord.text.size());
     }
-    mCounts.bytesOut = mTap.getReadBytes();
+    return checksum.getValue() == file.checksum;
+}
+
+bool RecordReader::readRecord()
+{
+    mStream >> mRecord.sequenceNumber >> mRecord.wallClockMs >> mRecord.text;
+    if (!mStream.isOk() || mRecord.sequenceNumber != mCounts.records) return false;
+    ++mCounts.records;
+    mCounts.bytesIn += mRecord.text.size();
     return true;
 }
 

@@ -18,26 +18,36 @@ struct Counts {
     unsigned long bytesOut = 0;  // of the recording
 };
 
-/// The fields of a record, in the order in which they travel. The text carries its length ahead.
+/// The fields of a record, in their order in the recording. The text follows its length.
 struct Record {
     unsigned long sequenceNumber = 0;
     long wallClockMs = 0;
     std::string text;
 };
 
+/// A file that was recorded, and how its text is recognised if it can't be read again.
+struct RecordedFile {
+    std::string path;
+    unsigned long records = 0;
+    std::uint64_t checksum = 0;  // of the text
+    bool isReadableAgain = true;
+};
+
 /// Writes the lines of files as records.
 class RecordWriter {
 public:
-    /// Opens the recording; ask `isOk()`.
-    /// @param cancel asked ahead of each record.
+    /// Opens the recording; `isOk()` is false when that fails.
+    /// @param cancel is checked before each record.
     RecordWriter(const std::string& path, qz::qzDataStream::Endianness endianness,
                  const qz::qzCancelInterfaceReadOnly& cancel);
 
     /// Records the lines of a file.
-    /// @return false, with the reason in `error`, when the file can't be read to its end; what
-    ///     came of it up to there has been recorded.
-    bool recordFile(const std::string& path, std::string& error);
-    /// Hands everything to the system and closes. @return `isOk()` at the end.
+    /// @param file receives what the comparison needs; its path is empty if the file can't be
+    ///     opened.
+    /// @return false, with the reason in `error`, when the file can't be read to its end; the lines
+    ///     up to there have been recorded.
+    bool recordFile(const std::string& path, RecordedFile& file, std::string& error);
+    /// Writes all buffers and closes. @return `isOk()` at the end.
     bool finish();
 
     bool isOk() const { return mStream.isOk(); }
@@ -59,13 +69,13 @@ private:
 class RecordReader {
 public:
     /// Opens the recording.
-    /// @param cancel asked ahead of each record.
+    /// @param cancel is checked before each record.
     RecordReader(const std::string& path, qz::qzDataStream::Endianness endianness,
                  const qz::qzCancelInterfaceReadOnly& cancel);
 
-    /// Compares the next records with the lines of a file. @return whether all were the same.
-    bool compareFile(const std::string& path);
-    /// Tells whether the recording holds nothing more.
+    /// Compares the next records with the lines of a file. @return whether all are the same.
+    bool compareFile(const RecordedFile& file);
+    /// Whether the recording ends here.
     bool isAtEnd() const { return mDevice.atEnd(); }
 
     std::string getError() const { return mStream.getErrorMsg(); }
@@ -74,6 +84,10 @@ public:
     std::uint64_t getChecksum() const { return mTap.getChecksum(); }
 
 private:
+    bool compareLines(const std::string& path);
+    bool compareChecksum(const RecordedFile& file);
+    bool readRecord();
+
     qz::qzIoDeviceFileStream mDevice;
     Tap mTap;
     qz::qzDataStream mStream;

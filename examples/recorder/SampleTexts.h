@@ -5,7 +5,7 @@
 
 namespace recorder {
 
-/// Finds texts that every machine has, at least 5 MB of them if there are as many: licences and
+/// Finds texts that every machine has, at least 5 MB of them if there are that many: licences and
 /// documents first, then other texts of the system's share folder, large ones first.
 std::vector<std::string> findSampleTexts();
 

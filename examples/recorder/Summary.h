@@ -8,7 +8,7 @@
 
 namespace recorder {
 
-/// Counts the entries of the log by type; stands as the log's custom handler while it lives.
+/// Counts the entries of the log by type; it is the log's custom handler while it exists.
 class EntryCounter {
 public:
     EntryCounter();
@@ -16,7 +16,7 @@ public:
     EntryCounter(const EntryCounter&) = delete;
     EntryCounter& operator=(const EntryCounter&) = delete;
 
-    /// Counts what was reported up to the log's last flush.
+    /// The number of entries up to the log's last flush.
     unsigned long getCount(qz::qzLog::EntryType type) const { return mCounts[type]; }
 
 private:
@@ -25,7 +25,7 @@ private:
     unsigned long mCounts[qz::qzLog::Unknown + 1] = {};
 };
 
-/// Adds what a part came to. Parts work at the same time, so the longest of them counts.
+/// Adds the figures of a part. Parts work at the same time, so the longest time counts.
 void addWay(Way& total, const Way& part);
 
 /// Prints the table of the run to standard output.

@@ -1,5 +1,7 @@
 // Records the lines of files as binary records, reads them back and compares.
 
+#include <csignal>
+#include <cstdlib>
 #include <iostream>
 #include <memory>
 
@@ -20,7 +22,7 @@ enum Status : int { StatusDone = 0, StatusFailed = 1, StatusUsage = 2, StatusInt
 
 constexpr const char* kChannel = "recorder";
 
-// Makes Ctrl-C a request for as long as it lives.
+// Turns Ctrl-C into a request while it exists.
 class PoliteInterruption {
 public:
     PoliteInterruption() : mCancel(*qz::qzCancelConsoleEventCatcher::Create()) {}
@@ -45,9 +47,9 @@ void setUpLog(const Options& options)
                                  qz::qzLog::RotateNever);
 }
 
-// Deals the files out to as many parts as there are threads.
+// Distributes the files over as many parts as there are threads.
 std::vector<std::vector<std::string>> share(const std::vector<std::string>& paths,
-                                            unsigned partCount)
+                                            unsigned long partCount)
 {
     std::vector<std::vector<std::string>> shares(partCount);
     for (std::size_t i = 0; i < paths.size(); ++i) {
@@ -56,13 +58,18 @@ std::vector<std::vector<std::string>> share(const std::vector<std::string>& path
     return shares;
 }
 
-std::string getPartPath(const Options& options, std::size_t index)
-{
-    if (options.threadCount == 1 || options.outputPath.empty()) return options.outputPath;
-    return options.outputPath + "." + std::to_string(index + 1);
-}
-
 using Parts = std::vector<std::unique_ptr<Part>>;
+
+[[noreturn]] void endBySignal(Parts& parts, int signal)
+{
+    for (const std::unique_ptr<Part>& part : parts)
+        part->discard();
+    qz::qzLog::msInstance->flush();
+    std::cerr << "recorder: interrupted again, the recording is discarded\n";
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+    std::abort();  // not reached: the default action of the signal ends the process
+}
 
 void runParts(Parts& parts, Progress& progress)
 {
@@ -71,7 +78,8 @@ void runParts(Parts& parts, Progress& progress)
     for (const std::unique_ptr<Part>& part : parts) {
         threads.push_back(std::make_unique<PartThread>(*part));
     }
-    progress.showUntilEnd();
+    // The threads may wait for an input for ever, so nothing waits for them.
+    if (const int signal = progress.waitForEnd()) endBySignal(parts, signal);
 }
 
 void reportInterruption(const Parts& parts)
@@ -112,6 +120,10 @@ Status run(const Options& options, const qz::qzCancelInterfaceReadOnly& cancel)
     qz::qzLog::msInstance->flush();
     printSummary(written, readBack, entries);
     std::cout << (isDone ? "  all records match\n" : "  not all records match; the log says why\n");
+    if (!std::cout.flush()) {
+        std::cerr << "recorder: cannot print the result\n";
+        return StatusFailed;
+    }
     if (cancel.shouldCancel()) return StatusInterrupted;
     return isDone ? StatusDone : StatusFailed;
 }
@@ -121,15 +133,9 @@ Status run(const Options& options, const qz::qzCancelInterfaceReadOnly& cancel)
 int main(int argumentCount, char** arguments)
 {
     Options options;
-    std::string error;
-    if (!parseOptions(argumentCount, arguments, options, error)) {
-        std::cerr << "recorder: " << error << '\n' << kUsage;
-        return StatusUsage;
-    }
-    if (options.wantsHelp) {
-        std::cout << kUsage;
-        return StatusDone;
-    }
+    if (const std::optional<int> status = parseOptions(argumentCount, arguments, options))
+        return *status;
+
     const qz::ext::LibraryStart library(qz::FullInit);
     const PoliteInterruption interruption;
     setUpLog(options);

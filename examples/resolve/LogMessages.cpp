@@ -7,7 +7,7 @@ namespace resolve {
 LogMessages::LogMessages()
 {
     qz::qzLog::msInstance->setEchoToConsole(false);
-    qz::qzLog::msInstance->installCustomHandler(Tell, nullptr);
+    qz::qzLog::msInstance->installCustomHandler(Print, nullptr);
 }
 
 LogMessages::~LogMessages()
@@ -16,7 +16,7 @@ LogMessages::~LogMessages()
     qz::qzLog::msInstance->setEchoToConsole(true);
 }
 
-void LogMessages::Tell(std::list<qz::qzLog::LogEntry>& batch, void* /*data*/)
+void LogMessages::Print(std::list<qz::qzLog::LogEntry>& batch, void* /*data*/)
 {
     for (const qz::qzLog::LogEntry& entry : batch)
         if (entry.type >= qz::qzLog::Warning) std::cerr << "resolve: " << entry.message << '\n';

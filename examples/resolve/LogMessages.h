@@ -6,8 +6,8 @@
 
 namespace resolve {
 
-/// Tells on the error stream what the library warns of, for as long as it lives: why a tree can't
-/// be indexed stands in the log alone. Standard output is for the result.
+/// Prints the library's warnings on standard error while it exists: only the log has the reason why
+/// a tree can't be indexed. Standard output is for the result.
 class LogMessages {
 public:
     LogMessages();
@@ -16,7 +16,7 @@ public:
     LogMessages& operator=(const LogMessages&) = delete;
 
 private:
-    static void Tell(std::list<qz::qzLog::LogEntry>& batch, void* data);
+    static void Print(std::list<qz::qzLog::LogEntry>& batch, void* data);
 };
 
 }  // namespace resolve

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace resolve {
@@ -9,12 +10,9 @@ struct Options {
     std::string listPath;  // "-" for standard input
     unsigned long maxFiles = 10000000;
     bool wantsPlainLines = false;
-    bool wantsHelp = false;
 };
 
-extern const char* const kUsage;
-
-/// Reads the command line. @return false, with the reason in `error`, when it makes no sense.
-bool parseOptions(int argumentCount, char** arguments, Options& options, std::string& error);
+/// Reads the command line. @return the exit status when the program must end now.
+std::optional<int> parseOptions(int argumentCount, char** arguments, Options& options);
 
 }  // namespace resolve

@@ -1,38 +1,41 @@
 #include "PathList.h"
 
 #include <cerrno>
-#include <fstream>
 #include <iostream>
 
 #include <qz/SystemError.h>
 
 namespace resolve {
 
-namespace {
-
-// @return false when the stream failed rather than ended.
-bool readLines(std::istream& stream, std::vector<std::string>& lines)
+PathList::PathList(const std::string& listPath)
+    : mListPath(listPath), mStream(listPath == "-" ? std::cin : mFile)
 {
-    std::string line;
-    while (std::getline(stream, line)) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        if (!line.empty()) lines.push_back(line);
-    }
-    return stream.eof();
+    if (&mStream == &std::cin) return;
+    errno = 0;
+    mFile.open(listPath);
+    if (!mFile) setError();
 }
 
-}  // namespace
-
-bool readPaths(const std::string& listPath, std::vector<std::string>& paths, std::string& error)
+bool PathList::readNext(std::string& path)
 {
     errno = 0;
-    std::ifstream file;
-    const bool isStandardInput = listPath == "-";
-    if (!isStandardInput) file.open(listPath);
-    if (readLines(isStandardInput ? std::cin : file, paths)) return true;
-    const int systemError = errno;
-    error = "cannot read '" + listPath + "': " + qz::SystemError(systemError).toString();
+    while (std::getline(mStream, path)) {
+        if (!path.empty() && path.back() == '\r') path.pop_back();
+        if (!path.empty()) return true;
+    }
+    if (!mStream.eof() && mError.empty()) setError();
     return false;
+}
+
+bool PathList::hasMoreAtHand() const
+{
+    return mStream.rdbuf()->in_avail() > 0;
+}
+
+void PathList::setError()
+{
+    const int systemError = errno;
+    mError = "cannot read '" + mListPath + "': " + qz::SystemError(systemError).toString();
 }
 
 }  // namespace resolve

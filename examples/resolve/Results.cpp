@@ -23,7 +23,7 @@ const char* describe(qzXRefResolverSearchPath::MatchResultType type)
     }
 }
 
-// A line feed would break the frame, and the table gives no room to malformed UTF-8.
+// A line feed would break the frame, and the table gives malformed UTF-8 no width.
 std::string makeVisible(std::string text)
 {
     const bool isUtf8 = qz::qzStringUtils::IsUtf8String(text);
@@ -51,13 +51,11 @@ std::string toTable(const std::vector<Result>& results)
     return table.toString() + '\n';
 }
 
-std::string toPlainLines(const std::vector<Result>& results)
+std::string toPlainLine(const Result& result)
 {
-    std::string lines;
-    for (const auto& [path, match] : results)
-        lines += describe(match.type) + ('\t' + std::to_string(match.matchLength)) + '\t' + path +
-                 '\t' + match.path + '\n';
-    return lines;
+    const auto& [path, match] = result;
+    return describe(match.type) + ('\t' + std::to_string(match.matchLength)) + '\t' + path + '\t' +
+           match.path + '\n';
 }
 
 }  // namespace resolve

@@ -15,10 +15,10 @@ struct Result {
     bool isFound() const { return !match.path.empty(); }
 };
 
-/// The results as a framed table, for people: what can't be shown in a line reads as "?".
+/// The results as a framed table, for people: a byte that can't be shown in a line reads as "?".
 std::string toTable(const std::vector<Result>& results);
 
-/// The results in lines, for programs: match, agreement, path and file, with tabs between them.
-std::string toPlainLines(const std::vector<Result>& results);
+/// A result as a line for programs: match, agreement, path and file, with tabs between them.
+std::string toPlainLine(const Result& result);
 
 }  // namespace resolve

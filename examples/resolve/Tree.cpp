@@ -16,7 +16,7 @@ using qz::qzDirUtils;
 using qz::qzStringUtils;
 using qz::qzXRefResolverSearchPath;
 
-// The resolver puts a slash behind the root, and results begin with what comes of that.
+// The resolver adds a slash to the root, and results begin with that text.
 std::string withoutLastSlashes(std::string path)
 {
     while (path.size() > 1 && path.back() == '/')
@@ -24,7 +24,7 @@ std::string withoutLastSlashes(std::string path)
     return path;
 }
 
-// The resolver takes a root that it can't read for an empty one.
+// The resolver treats a root that it can't read as an empty one.
 bool checkRoot(const std::string& root, std::string& error)
 {
     const std::string localPath = qzStringUtils::convertCharset(root, qzStringUtils::CharSetUtf8,

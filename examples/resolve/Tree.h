@@ -11,7 +11,7 @@ class Tree {
 public:
     /// Indexes what is below a folder. Folders below it that can't be read are left out, and links
     /// to folders are followed.
-    /// @param maxFiles so many files are too many.
+    /// @param maxFiles the number of files that is too many.
     /// @return false, with the reason in `error`, when that is not possible.
     bool index(const std::string& root, unsigned long maxFiles, std::string& error);
 

@@ -34,7 +34,7 @@ public:
     static std::string CreateRandHexString(unsigned long byteCount);
 
 private:
-    static Generator sRandGenerator;
+    QZ_LOCAL static Generator sRandGenerator;
 };
 
 }  // namespace qz

@@ -6,7 +6,7 @@ source "$(dirname "$0")/expect.sh"
 
 cp "$root"/examples/config/samples/*.ini .
 
-# The guide shows the table of the sample files; a line of its list begins with the table's frame.
+# The guide shows the table of the sample files, whose lines begin with the table's frame.
 expect 0 defaults.ini site.ini network/port=9000
 sed -n '/^╒/,/^└/p' "$root/docs/guide-config.md" >shown
 expect_text out "$(cat shown)"
@@ -42,7 +42,7 @@ name=a,b
 scale=2.5
 temperature=celsius"
 
-# What can't be done is said, and the file stays as it was.
+# A failure is reported, and the file stays as it was.
 cp saved.ini before.ini
 expect 1 --save saved.ini missing.ini
 expect_text err "config: cannot open 'missing.ini'"
@@ -60,14 +60,47 @@ expect_text err "config: cannot save '/dev/full': it is no regular file"
     ((status == 1))
 ) || fail "a full disk was not noticed"
 cmp saved.ini before.ini || fail "a full disk changed the file"
-[[ ! -e saved.ini.new ]] || fail "an unfinished file was left behind"
+[[ $(echo saved.ini*) == saved.ini ]] || fail "an unfinished file is left: $(echo saved.ini*)"
 
-expect 2
-expect 2 =5
-expect 2 --get
-expect 2 --save '' defaults.ini
-expect 2 --unknown defaults.ini
-expect 0 --help
+# A save replaces no other file, follows no link, and keeps the permissions.
+mkdir saves
+echo precious >saves/bystander
+cp saves/bystander saves/victim
+ln -s victim saves/kept.ini.new
+echo bystander >saves/other.ini.new
+expect 0 --save saves/kept.ini defaults.ini
+expect 0 --save saves/other.ini defaults.ini
+cmp saves/victim saves/bystander || fail "a planted link was followed"
+expect_text saves/other.ini.new bystander
+ln -s victim saves/link.ini
+expect 0 --save saves/link.ini defaults.ini
+cmp saves/victim saves/bystander || fail "the file that a link points to was overwritten"
+[[ -f saves/link.ini && ! -L saves/link.ini ]] || fail "the link was not replaced"
+(umask 027 && expect 0 --save saves/new.ini defaults.ini)
+[[ $(stat -c %a saves/new.ini) == 640 ]] || fail "the umask was ignored"
+chmod 606 saves/new.ini
+expect 0 --save saves/new.ini defaults.ini
+[[ $(stat -c %a saves/new.ini) == 606 ]] || fail "the file lost its permissions"
+
+# A table or value that can't be printed is a failure, and nothing is saved after it.
+for arguments in "defaults.ini" "--get interval defaults.ini" "--save unsaved.ini defaults.ini"; do
+    status=0
+    # shellcheck disable=SC2086
+    "$program" $arguments >/dev/full 2>err || status=$?
+    ((status == 1)) || fail "status $status for a full disk and: $arguments"
+    expect_text err "config: cannot print the result"
+done
+[[ ! -e unsaved.ini ]] || fail "it was saved after a failure"
+
+# The command line
+expect_common_options
+expect_refused "no file and no value is given"
+expect_refused "no key in '=5'" =5
+expect_refused "option '--get' requires a value" --get
+expect_refused "option '--save' can't be ''" --save '' defaults.ini
+expect_refused "option '--save' can't be ''" --save= defaults.ini
+expect 0 --get=interval defaults.ini
+expect_text out 60
 cp defaults.ini a=b.ini
 expect 0 --get interval -- a=b.ini
 expect_text out 60

@@ -1,9 +1,9 @@
 # shellcheck shell=bash
-# What the tests of the examples share; they source it with the program as their argument. It goes to
-# a scratch folder of its own.
+# Functions for the tests of the examples, which source it with the program as their argument. The
+# test then runs in a new scratch folder.
 
 set -euo pipefail
-# Names beyond ASCII are no names in the plain C locale.
+# The plain C locale can't hold names beyond ASCII.
 export LC_ALL=C.UTF-8
 
 program=$(realpath "$1")
@@ -18,7 +18,7 @@ readonly folder
 trap 'chmod -R u+rwx "$folder"; rm -rf "$folder"' EXIT
 cd "$folder"
 
-# What the program is run under, if anything.
+# A command that runs the program, if the test needs one.
 run_under=()
 
 fail()
@@ -36,7 +36,34 @@ expect()
     ((status == wanted)) || fail "status $status instead of $wanted for: $* ($(cat out err))"
 }
 
-# What a file holds: a text and no more, a whole line, something like a pattern.
+# expect_refused PROBLEM ARGUMENT...: the command line is refused with one line on standard error.
+expect_refused()
+{
+    local problem=$1
+    shift
+    expect 2 "$@"
+    expect_text err "$name: $problem (--help shows the usage)"
+    expect_text out ""
+}
+
+# expect_common_options: what every program does with the options that all have.
+expect_common_options()
+{
+    local option status=0
+    expect_refused "unknown option '--unknown'" --unknown
+    expect_refused "unknown option '-x'" -x
+    expect_refused "unknown option '--unknown'" --unknown=1
+    for option in -h --help; do
+        expect 0 "$option"
+        expect_pattern out "^usage: $name "
+        expect_text err ""
+    done
+    "$program" --help >/dev/full 2>err || status=$?
+    ((status != 0)) || fail "status 0 for a usage text that was not printed"
+    expect_text err "$name: cannot print the usage"
+}
+
+# The content of a file: this text and no more, this whole line, a match of this pattern.
 expect_text() { [[ $(cat "$1") == "$2" ]] || fail "'$(cat "$1")' instead of '$2'"; }
 expect_line() { grep -qxF -- "$2" "$1" || fail "no line '$2' in: $(cat "$1")"; }
 expect_pattern() { grep -q -- "$2" "$1" || fail "nothing like '$2' in: $(cat "$1")"; }

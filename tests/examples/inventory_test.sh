@@ -198,15 +198,12 @@ expect_rows 10 --some list.csv -- tree
 
 # --- The command line
 
-expect 2 --rows 0
-expect_line err "inventory: option '--rows' can't be '0'"
-expect 2 --rows 1x
-expect 2 --rows
-expect_line err "inventory: option '--rows' wants a value"
-expect 2 --output ''
-expect 2 --unknown
-expect_line err "inventory: unknown option '--unknown'"
-expect 0 --help
-expect_text err ''
+expect_common_options
+expect_refused "option '--rows' can't be '0'" --rows 0
+expect_refused "option '--rows' can't be '1x'" --rows 1x
+expect_refused "option '--rows' requires a value" --rows
+expect_refused "option '--output' can't be ''" --output ''
+expect 0 --output=joined.csv --rows=99 nothing
+expect_rows 0 joined.csv -- nothing
 mkdir -- --odd
 expect 0 --output odd.csv -- --odd

@@ -28,11 +28,72 @@ expect_pattern out "cannot record 'missing': System error : '(2) ENOENT"
 expect_pattern out "cannot record '/': System error : '(21) EISDIR"
 expect_pattern out '^ *records *4$'
 
-expect 2 --endian middle
-expect_pattern err "option '--endian' can't be 'middle'"
-expect 2 --output
-expect_pattern err "option '--output' wants a value"
-expect 0 --help
+# --- The command line
+
+expect_common_options
+expect_refused "option '--endian' can't be 'middle'" --endian middle
+expect_refused "option '--output' requires a value" --output
+for count in 0 two 65; do
+    expect_refused "option '--threads' can't be '$count'" --threads $count
+done
+expect 0 --threads=2 --endian=big text -- bytes
+
+# --- No output or log takes the place of an input
+
+cp text before
+ln text hard-link
+ln -s text input-link
+cp text text.2
+for arguments in "--output text text" "--output hard-link text" "--output text input-link" \
+    "--log text text" "--threads 2 --output text bytes text.2" "--output same --log same text"; do
+    # shellcheck disable=SC2086
+    expect 2 $arguments
+    expect_pattern err 'has two uses (--help shows the usage)$'
+    cmp text before || fail "an input was replaced by: $arguments"
+done
+
+# --- An input that can be read only once, and an output that can't be read back
+
+# run_limited SECONDS COMMAND...: kills a command that hangs, as the recorder catches other signals.
+run_limited() { timeout -s KILL "$@"; }
+printf 'from a pipe\nin two lines' >written
+status=0
+run_limited 120 "$program" --output piped.rec <(cat written) text >out 2>err || status=$?
+((status == 0)) || fail "status $status for a pipe as input: $(cat out err)"
+expect_pattern out '^ *records *6$'
+[[ $(stat -c %s piped.rec) == $((6 * 20 + $(cat written text | wc -c))) ]] ||
+    fail "the recording of a pipe has another size"
+mkfifo sink
+status=0
+run_limited 120 "$program" --output sink text >out 2>err || status=$?
+((status == 1)) || fail "status $status for a pipe as output: $(cat out err)"
+expect_pattern out "CRITICAL(recorder).*cannot make 'sink': it is no regular file"
+
+# --- Lines without an end need no more memory than others
+
+head -c 2621440 /dev/zero >long
+expect 0 --output long.rec long
+expect_pattern out '^ *records *3$'
+[[ $(stat -c %s long.rec) == $((3 * 20 + 2621440)) ]] || fail "a long line was not recorded whole"
+
+# --- The recording has the permissions of any new file, or those of the file that it replaces
+
+(umask 027 && expect 0 --output new.rec text)
+[[ $(stat -c %a new.rec) == 640 ]] || fail "the umask was ignored"
+chmod 604 new.rec
+expect 0 --output new.rec text
+[[ $(stat -c %a new.rec) == 604 ]] || fail "the file lost its permissions"
+expect 1 --output absent/new.rec text
+expect_pattern out "cannot make 'absent/new.rec': System error : '(2) ENOENT"
+
+# --- A result that can't be printed
+
+status=0
+"$program" --log full.txt text >/dev/full 2>err || status=$?
+((status == 1)) || fail "status $status when the result can't be printed"
+expect_text err "recorder: cannot print the result"
+
+# --- Threads and interruptions
 
 # Several threads share the files, and the log goes to its file.
 expect 0 --threads 2 --log log.txt --output part.rec text bytes empty
@@ -43,13 +104,9 @@ grep -q 'INFO(recorder)' out && fail "the log went to the console: $(cat out)"
 [[ $(stat -c %s part.rec.2) == $((2 * 20 + 6)) ]] || fail "the second part has another size"
 [[ $(head -c 3 log.txt | od -An -tx1) == " ef bb bf" ]] || fail "the log has no byte order mark"
 grep -q 'INFO(recorder) PID .* : all records match$' log.txt || fail "no result in $(cat log.txt)"
-expect 2 --threads 0
-expect 2 --threads two
-expect 2 --threads 65
-expect_pattern err "option '--threads' can't be '65'"
 
-# An interruption finishes the record at work, keeps what there is and says what is missing. The
-# pipe keeps the recorder waiting.
+# An interruption ends the recording after the current record, keeps it and prints which files are
+# missing. The recorder waits for the pipe.
 mkfifo pipe
 mkdir kept
 "$program" --output kept/interrupted.rec text pipe bytes >out 2>&1 &
@@ -70,3 +127,26 @@ bytes=$(sed -n 's/^ *bytes in *\([0-9]*\)$/\1/p' out)
 [[ $(ls kept) == interrupted.rec ]] || fail "an interruption left '$(ls kept)'"
 [[ $(stat -c %s kept/interrupted.rec) == $((records * 20 + bytes)) ]] ||
     fail "the kept recording isn't whole: $(cat out)"
+
+# A second interruption ends a recorder that waits for its input. It leaves no file.
+for signal in INT TERM; do
+    mkdir second
+    "$program" --output second/rec pipe >out 2>&1 &
+    exec 3>pipe
+    kill -s $signal $!
+    until grep -q 'recorder: interrupted' out; do sleep 0.05; done
+    kill -s $signal $!
+    pid=$!
+    # The pipe is still open. The limit only ends a hang.
+    for ((i = 0; i < 1200; ++i)); do
+        kill -0 $pid 2>/dev/null || break
+        sleep 0.05
+    done
+    kill -KILL $pid 2>/dev/null || true
+    status=0
+    wait $pid || status=$?
+    exec 3>&-
+    ((status == 128 + $(kill -l $signal))) || fail "status $status after a second SIG$signal"
+    expect_line out 'recorder: interrupted again, the recording is discarded'
+    rmdir second || fail "a second interruption left '$(ls second)'"
+done

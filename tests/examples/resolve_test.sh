@@ -15,7 +15,7 @@ expect_match()
     expect_text err ''
 }
 
-# --- The guide's words give the guide's table
+# --- The guide's commands print the guide's table
 
 guide_block() { sed -n "/^\`\`\`$1\$/,/^\`\`\`\$/{/^\`\`\`/!p}" "$root/docs/guide-files.md"; }
 mkdir guide bin
@@ -78,7 +78,7 @@ expect 1 odd - <<<$'a\nb\xff\t'
 grep -qF '│ partial │ 0         │ a    │ odd/two?lines/a │' out || fail "no such row: $(cat out)"
 grep -qF '│ none    │ 0         │ b??  │                 │' out || fail "no such row: $(cat out)"
 
-# --- What can't be done, and why
+# --- Failures, and their reasons
 
 readonly missing="System error : '(2) ENOENT No such file or directory'"
 expect 3 nowhere list
@@ -120,15 +120,34 @@ run_under=()
 
 # --- The command line
 
-expect 2
-expect 2 tree
-expect 2 tree list list
-expect 2 tree ''
-expect 2 --unknown tree list
-expect_text <(head -n 1 err) "resolve: unknown option '--unknown'"
-expect 2 --max-files 0 tree list
-expect_text <(head -n 1 err) "resolve: option '--max-files' can't be '0'"
-expect 2 tree list --max-files
-expect_text <(head -n 1 err) "resolve: option '--max-files' wants a value"
-expect 0 --help
-expect_text err ''
+expect_common_options
+for arguments in '' 'tree' 'tree list list'; do
+    # shellcheck disable=SC2086
+    expect_refused "ROOT and FILE_WITH_PATHS are required" $arguments
+done
+expect_refused "ROOT and FILE_WITH_PATHS are required" tree ''
+expect_refused "option '--max-files' can't be '0'" --max-files 0 tree list
+expect_refused "option '--max-files' can't be '0'" --max-files=0 tree list
+expect_refused "option '--max-files' requires a value" tree list --max-files
+expect_refused "option '--plain' takes no value" --plain=1 tree list
+
+# --- Plain lines stream: each result comes before the next path is written
+
+mkfifo paths results
+"$program" --plain tree - <paths >results 2>err &
+exec 3>paths 4<results
+for path in root.txt nowhere root.txt; do
+    echo $path >&3
+    IFS='' read -r -t 60 -u 4 line || fail "no result for '$path' before the end of the list"
+    [[ $line == *$'\t'$path$'\t'* ]] || fail "'$line' for '$path'"
+done
+exec 3>&-
+status=0
+wait $! || status=$?
+((status == 1)) || fail "status $status for a path without a file"
+
+# A failure to print ends it at once, though the list goes on.
+status=0
+yes root.txt | "$program" --plain tree - >/dev/full 2>err || status=${PIPESTATUS[1]}
+((status == 3)) || fail "status $status for an endless list onto a full disk"
+expect_text err "resolve: cannot print the result"
