@@ -84,9 +84,10 @@ private:
     {
         const unsigned long asked = mBehaviour.sizes[mNextSize++ % mBehaviour.sizes.size()];
         const unsigned long left = mBehaviour.stopsAfter - mTakenInAll;
-        mTaken.resize(std::min({asked, mostBytes, left}));
-        if (mTaken.empty()) return 0;
-        const unsigned long got = getDelegate()->readBytes(mTaken.data(), mTaken.size());
+        const unsigned long size = std::min({asked, mostBytes, left});
+        if (size == 0) return 0;
+        if (mTaken.size() < size) mTaken.resize(size);
+        const unsigned long got = getDelegate()->readBytes(mTaken.data(), size);
         mPulled.push_back(got);
         mTakenInAll += got;
         return got;

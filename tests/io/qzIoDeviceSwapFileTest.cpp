@@ -117,13 +117,13 @@ protected:
     {
         return std::make_unique<Buffer>(mSwap, 10, 10, 10);
     }
-    // Puts links to a file at all names of the next 20 seconds.
+    // Puts links to a file at all names of the next 10 seconds.
     std::string plantLinks() const
     {
         const std::string victim = mFolder.write("victim", "precious");
         std::filesystem::create_directories(mSwap);
         const long now = qzSystemUtils::GetMSecElapsedSinceEpoch();
-        for (long time = now; time < now + 20'000; ++time)
+        for (long time = now; time < now + 10'000; ++time)
             std::filesystem::create_symlink(victim, mSwap + "/" + getFixedName(time));
         return victim;
     }
@@ -414,6 +414,20 @@ TEST_F(qzIoDeviceSwapFileTest, WarnsWhenItIsGoneAlready)
     EXPECT_THAT(log.getLines(), SizeIs(2));
 }
 
+TEST_F(qzIoDeviceSwapFileTest, WorksAgainAfterAFullDiskAndAClear)
+{
+    support::ProgramRun run;
+    run.program = "swap_full_disk";
+    run.arguments = {mFolder.getPath()};
+    const support::ChildResult result = runProgram(run);
+    if (result.exitCode == 77) GTEST_SKIP() << "no disk of one's own: " << result.err;
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    const std::string full =
+        "full: Fail to write to swap file std sub stream fail bit is set after a write\n";
+    EXPECT_EQ(result.out, full + "after clear 1: whole \n" + full + "after clear 2: whole \n" +
+                              full + "after clear 0: whole \n" + "files left: 0, reports: 0\n");
+}
+
 // --- Files and links of others
 
 TEST_F(qzIoDeviceSwapFileTest, FollowsNoLinkAtItsNameAndTakesAnother)
@@ -423,7 +437,7 @@ TEST_F(qzIoDeviceSwapFileTest, FollowsNoLinkAtItsNameAndTakesAnother)
     const auto buffer = makeBuffer();
     EXPECT_EQ(write(*buffer, std::string(20, 'x')), 20U);
     EXPECT_EQ(readAll(*buffer), std::string(20, 'x'));
-    EXPECT_THAT(list(mSwap), SizeIs(20'001));
+    EXPECT_THAT(list(mSwap), SizeIs(10'001));
     EXPECT_EQ(mFolder.read("victim"), "precious");
 }
 
