@@ -95,10 +95,11 @@ std::string useBuffers(const std::string& folder)
         }
     }
     const qz::support::AllocationPause ownWork;
+    if (text.empty()) text = "all done";
     if (std::filesystem::exists(folder + "/swap") && !std::filesystem::is_empty(folder + "/swap"))
         text += "; a file is left";
     std::filesystem::remove_all(folder + "/swap");
-    return text.empty() ? "all done" : text;
+    return text;
 }
 
 }  // namespace
