@@ -66,6 +66,16 @@ SUBJECTS = {
         "write 64 B each": 0.8,
         "read 64 B each": 0.8,
     }),
+    "buffer": ("Chunk and swap buffer: 1 GB, chunks of 1 MiB", {
+        "append 1 GB, 4 KiB each": (0.8, "QBuffer"),
+        "append 1 GB, chunks of 32 MiB": (0.55, "QBuffer"),
+        "write a kept buffer again": 1.1,
+        "64 MB, 16 B each": 1.0,
+        "read 1 GB back, 4 KiB each": (1.05, "QBuffer"),
+        "256 MB in memory, 768 MB swapped": 1.3,
+        "100,000 small chunks": None,
+        "1,000,000 small chunks": None,
+    }),
     "chain": ("Three counters in front of a device, against the device alone", {
         "1 GiB to a file, 4 KiB each": 1.02,
         "1 GiB to a sink, 4 KiB each": None,

@@ -29,9 +29,11 @@
 #include <qz/qzIoDeviceDummy.h>
 #include <qz/qzIoDeviceFileStream.h>
 #include <qz/qzIoDeviceKeepLastBytes.h>
+#include <qz/qzIoDeviceMemoryChunkAndSwapBuffer.h>
 #include <qz/qzIoDeviceReadBytesLimiter.h>
 #include <qz/qzIoDeviceSignaler.h>
 #include <qz/qzIoDeviceStdStreamProxy.h>
+#include <qz/qzIoDeviceWriteStreamModifier.h>
 #include <qz/qzLog.h>
 #include <qz/qzLogObject.h>
 #include <qz/qzMathUtils.h>

@@ -4,6 +4,7 @@ namespace qz {
 
 // The codes of the filters: a common mark and a bit for each class.
 constexpr int kDelegableMark = 0x300;
+constexpr int kWriteStreamModifierType = kDelegableMark + 1;
 constexpr int kByteCounterType = kDelegableMark + 2;
 constexpr int kByteSnifferType = kDelegableMark + 4;
 constexpr int kSignalerType = kDelegableMark + 8;

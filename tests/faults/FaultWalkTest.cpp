@@ -65,6 +65,9 @@ const std::string kSeekError = "std sub stream is in error after a seekp";
 const std::string kCopyError = "Fail to write on destination";
 const std::string kTailError = "Could not keep enough terminal bytes";
 const std::string kOpenError = "failed to open file: 'FILE' (bits 10)";
+const std::string kSwapWrite = "Fail to write to swap file ";
+const std::string kSwapRead = "Not enought data in swap file ";
+const std::string kSwapSeek = "Fail to seek in swap file ";
 const char* const kAllDone = "all done";
 const char* const kUp = "log, full, local text '\xc3\xa9', down";
 const char* const kAllEntries = "entries 3, dated 3, timed 3, console good";
@@ -353,6 +356,54 @@ const Scenario kScenarios[] = {
          {"writev", EINTR, {}, {"all passed"}},
      },
      {"std::bad_alloc", "begin to write: " + kOpenError, "begin to read: " + kOpenError}},
+
+    {"buffers",
+     "C.UTF-8",
+     kAllDone,
+     {
+         // Only the first making of the folder is needed. A file that can't be opened by its
+         // descriptor is opened by its name.
+         {"mkdir", EACCES, {"write: " + kSwapWrite + kOpenError}},
+         {"stat", EIO, {"write: " + kSwapWrite + kOpenError, kAllDone}},
+         {"open",
+          EMFILE,
+          {"write: " + kSwapWrite + kOpenError, "write after a clear: " + kSwapWrite + kOpenError},
+          {kAllDone}},
+         {"fopen", EMFILE, {}, {kAllDone}},
+         {"gettimeofday", EFAULT, {kAllDone}},
+         {"read",
+          EIO,
+          {"read: " + kSwapRead + kReadError,
+           "copy: ", "read after a clear: " + kSwapRead + kReadError}},
+         {"write",
+          ENOSPC,
+          {},
+          {"copy: ", "write: " + kSwapWrite + kWriteError, "read: " + kSwapSeek + kSeekError,
+           "write after a clear: " + kSwapWrite + kWriteError,
+           "read after a clear: " + kSwapSeek + kSeekError}},
+         {"writev",
+          ENOSPC,
+          {},
+          {"write: " + kSwapWrite + kWriteError,
+           "write after a clear: " + kSwapWrite + kWriteError}},
+         // A failed move of the position to read is no error in itself; what comes next is short.
+         {"lseek",
+          EIO,
+          {"read: " + kSwapSeek + kSeekError, "overwrite: " + kSwapSeek + kSeekError,
+           "copy: ", "read after a clear: " + kSwapSeek + kSeekError},
+          {kAllDone, "read: " + kSwapRead, "overwrite: " + kSwapWrite + kWriteError,
+           "write after a clear: " + kSwapWrite + kWriteError, "read after a clear: " + kSwapRead}},
+         {"unlink", EBUSY, {"all done; a file is left"}},
+         {"close", EIO, {kAllDone}},
+         {"fclose", EIO, {}, {kAllDone}},
+         {"read", EINTR, {kAllDone}},
+         {"write", EINTR, {kAllDone}},
+         {"writev", EINTR, {}, {kAllDone}},
+         {"open", EINTR, {kAllDone}},
+         {"mmap", ENOMEM, {}, {kAllDone}},
+         {"madvise", EINVAL, {}, {kAllDone}},
+     },
+     {"std::bad_alloc", kAllDone}},
 
     {"ini_file",
      "C.UTF-8",

@@ -3,10 +3,6 @@
 // were flushed, and how many of these are not in the files. Exit code 77 means that this process
 // may have no such disk.
 
-#include <sched.h>
-#include <sys/mount.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -22,14 +18,14 @@
 
 #include "support/LibraryStart.h"
 #include "support/LogCapture.h"
+#include "support/SmallDisk.h"
 
 namespace {
 
-constexpr int kNoDisk = 77;
 constexpr unsigned int kRowsPerFile = 100;
 constexpr unsigned int kRowsPerFlush = 7;  // no part of a file's rows, so that both meet anywhere
 constexpr unsigned int kRowsPerPhase = 2000;
-constexpr const char* kDiskSize = "size=512k";
+constexpr const char* kDiskSize = "512k";
 constexpr std::size_t kBallastSize = 393216;  // leaves less room than the rows of a phase take
 
 bool writeFile(const char* path, const std::string& content)
@@ -37,16 +33,6 @@ bool writeFile(const char* path, const std::string& content)
     std::ofstream stream(path);
     stream << content;
     return stream.flush().good();
-}
-
-// A mount of one's own wants a user of one's own.
-bool mountDisk(const std::string& folder)
-{
-    const std::string user = "0 " + std::to_string(::getuid()) + " 1";
-    const std::string group = "0 " + std::to_string(::getgid()) + " 1";
-    return ::unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0 && writeFile("/proc/self/uid_map", user) &&
-           writeFile("/proc/self/setgroups", "deny") && writeFile("/proc/self/gid_map", group) &&
-           ::mount("none", folder.c_str(), "tmpfs", 0, kDiskSize) == 0;
 }
 
 std::vector<std::string> makeRow(unsigned int number)
@@ -139,9 +125,9 @@ int main(int argumentCount, char** arguments)
 {
     if (argumentCount != 2) return 2;
     const std::string folder = arguments[1];
-    if (!mountDisk(folder)) {
+    if (!qz::support::mountSmallDisk(folder, kDiskSize)) {
         std::cerr << std::strerror(errno);
-        return kNoDisk;
+        return qz::support::kNoSmallDisk;
     }
     const qz::support::LibraryStart library;
     const qz::support::LogCapture log;
