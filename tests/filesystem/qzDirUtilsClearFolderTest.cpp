@@ -433,6 +433,54 @@ TEST_F(qzDirUtilsClearFolder, AsksNothingMoreBehindAFailedEntryButAtTheEnd)
     });
 }
 
+TEST_F(qzDirUtilsClearFolder, EmptiesATreeDeeperThanTheFreeDescriptors)
+{
+    for (const int free : {1, 2, 3, 10}) {
+        std::string folder = "a";
+        for (int i = 0; i != 20; ++i, folder += "/a") {
+            makeFolder(folder);
+            for (const char* name : {"/x", "/y", "/z"})
+                write(folder + name);
+        }
+        const support::DescriptorLimit limit(free);
+        EXPECT_TRUE(clear()) << mError;
+        EXPECT_TRUE(mError.empty()) << mError;
+        EXPECT_TRUE(fs::is_empty(mTarget)) << free << " free descriptors";
+    }
+}
+
+// The entries of a folder that was closed are removed by their paths.
+TEST_F(qzDirUtilsClearFolder, KeepsTheFirstErrorWhenItHasFewDescriptors)
+{
+    expectAsNobody([this] {
+        const std::string mine = getPath("mine");
+        fs::create_directories(mine + "/a/b");
+        for (const char* name : {"/x", "/y", "/z"})
+            support::writeFile(mine + name, "");
+        fs::permissions(mine, fs::perms(0500));
+        fs::permissions(mine + "/a", fs::perms(0500));
+        {
+            const support::DescriptorLimit one(1);
+            EXPECT_FALSE(qzDirUtils::ClearFolderUtf8(mine + "/a", false, &mError, nullptr));
+            EXPECT_EQ(mError, "rmdir error " + describe(EACCES) + " for " + mine + "/a/b");
+            fs::permissions(mine + "/a", fs::perms(0700));
+            EXPECT_FALSE(qzDirUtils::ClearFolderUtf8(mine, false, &mError, nullptr));
+            EXPECT_EQ(mError.find("for " + mine), mError.size() - mine.size() - 6) << mError;
+            EXPECT_EQ(errno, EACCES);
+        }
+        fs::permissions(mine, fs::perms(0700));
+    });
+}
+
+TEST_F(qzDirUtilsClearFolder, ReportsARootThatItHasNoDescriptorFor)
+{
+    makeTree();
+    const support::DescriptorLimit none(0);
+    EXPECT_FALSE(clear());
+    EXPECT_EQ(mError, "opendir error " + describe(EMFILE) + " for ");
+    EXPECT_EQ(errno, EMFILE);
+}
+
 // Counts the descriptors that are open at each question.
 class DescriptorCounter : public qzCancelInterfaceReadOnly {
 public:

@@ -1,21 +1,29 @@
 #include <qz/qzDirUtils.h>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <string>
+#include <thread>
+#include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "FolderFixture.h"
 #include "support/Files.h"
+#include "support/Waiting.h"
 
 namespace qz {
 
 namespace {
 
 namespace fs = std::filesystem;
+using ::testing::ElementsAre;
 
 class qzDirUtilsCopyFile : public FolderFixture {
 protected:
@@ -112,6 +120,48 @@ TEST_F(qzDirUtilsCopyFile, FailsWithoutAPlaceForTheDestination)
     EXPECT_EQ(mError, "fail to open destination file '" + mFolder.getPath() + "'");
     EXPECT_FALSE(qzDirUtils::CopyFileUtf8(mSource, mDestination, true, nullptr));
     EXPECT_EQ(support::countOpenDescriptors(), openBefore);
+}
+
+// The flags of all descriptors that are open for a path.
+std::vector<int> findDescriptorFlags(const std::string& path)
+{
+    std::vector<int> flags;
+    for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd")) {
+        std::error_code error;
+        if (fs::read_symlink(entry, error) == path)
+            flags.push_back(::fcntl(std::stoi(entry.path().filename()), F_GETFD));
+    }
+    return flags;
+}
+
+// The copy waits for the content of a pipe, so its descriptors can be checked meanwhile.
+TEST_F(qzDirUtilsCopyFile, PassesNoDescriptorToPrograms)
+{
+    ASSERT_EQ(::mkfifo(mSource.c_str(), 0600), 0);
+    std::thread copying([this] { EXPECT_TRUE(copy()); });
+    const int writer = ::open(mSource.c_str(), O_WRONLY | O_CLOEXEC);
+    support::waitUntil([this] { return !findDescriptorFlags(mDestination).empty(); });
+    EXPECT_THAT(findDescriptorFlags(mSource), ElementsAre(FD_CLOEXEC, FD_CLOEXEC));
+    EXPECT_THAT(findDescriptorFlags(mDestination), ElementsAre(FD_CLOEXEC));
+    EXPECT_EQ(::write(writer, "content", 7), 7);
+    ::close(writer);
+    copying.join();
+    EXPECT_EQ(mFolder.read("destination"), "content");
+}
+
+TEST_F(qzDirUtilsCopyFile, CopiesWhatComesInPieces)
+{
+    ASSERT_EQ(::mkfifo(mSource.c_str(), 0600), 0);
+    std::thread copying([this] { EXPECT_TRUE(copy()); });
+    {
+        std::ofstream pipe(mSource);
+        for (int i = 0; i != 1000; ++i)
+            pipe << "piece " << i << std::endl;
+    }
+    copying.join();
+    const std::string content = mFolder.read("destination");
+    EXPECT_EQ(content.size(), 10U * 8 + 90U * 9 + 900U * 10);
+    EXPECT_EQ(content.substr(content.size() - 10), "piece 999\n");
 }
 
 // The destination is emptied before the first byte is read.
