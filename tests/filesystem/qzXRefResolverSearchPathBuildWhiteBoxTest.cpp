@@ -176,6 +176,19 @@ TEST_F(XRefBuild, StartsAnewForARoot)
     EXPECT_THAT(mLog.getLines(), IsEmpty());
 }
 
+TEST_F(XRefBuild, IndexesATreeDeeperThanTheFreeDescriptors)
+{
+    std::string folder;
+    for (int i = 0; i != 20; ++i) {
+        folder += "d/";
+        write(folder + "file" + std::to_string(i));
+    }
+    const SearchPath whole = scan(mRoot);
+    EXPECT_EQ(Peer::dump(whole).size(), 20U);
+    const support::DescriptorLimit two(2);
+    EXPECT_TRUE(scan(mRoot) == whole);
+}
+
 // --- From an ancestor
 
 TEST_F(XRefBuild, TakesWhatIsBelowFromAnAncestor)
