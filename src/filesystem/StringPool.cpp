@@ -51,6 +51,12 @@ StringPool::Id StringPool::add(std::string_view text)
     return getId(slot);
 }
 
+void StringPool::shrink()
+{
+    mBytes.shrink_to_fit();
+    mEnds.shrink_to_fit();
+}
+
 // The slot that has the string, or the free one for it. There always is a free one.
 std::size_t StringPool::findSlot(std::string_view text, std::size_t hash) const
 {

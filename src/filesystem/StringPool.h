@@ -26,6 +26,8 @@ public:
     /// Adds a string unless the pool has it. An exception leaves the pool as it was.
     /// @param text must not be one of this pool.
     Id add(std::string_view text);
+    /// Frees the memory that is reserved for more strings.
+    void shrink();
 
 private:
     std::size_t findSlot(std::string_view text, std::size_t hash) const;

@@ -117,11 +117,15 @@ std::vector<XRefIndex::Id> XRefIndex::makeOrderOfVersions() const
     return keys;
 }
 
-void XRefIndex::sortVersions()
+void XRefIndex::finishBuild()
 {
     mVersions = makeOrderOfVersions();
-    mVersions.shrink_to_fit();
     mSortedKeyCount = getKeyCount();
+    mKeys.shrink();
+    mFolders.shrink();
+    mLists.shrink_to_fit();
+    mFiles.shrink_to_fit();
+    mVersions.shrink_to_fit();
 }
 
 // Keys that begin with this one follow each other. A zero byte ends a key here.

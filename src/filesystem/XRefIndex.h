@@ -52,8 +52,9 @@ public:
     Id addFolder(std::string_view reversedFolder) { return mFolders.add(reversedFolder); }
     /// Removes the files of a key, if there is such a key.
     void removeFiles(std::string_view key);
-    /// Must be called at the end of a build, else each search for a version takes as long.
-    void sortVersions();
+    /// Sorts the versions and frees memory. Must be called at the end of a build, else each search
+    /// for a version sorts them.
+    void finishBuild();
 
     /// Whether both have the same keys, and for each the same folders in the same order.
     bool operator==(const XRefIndex& other) const;

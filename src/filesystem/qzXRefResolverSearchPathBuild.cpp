@@ -118,7 +118,7 @@ bool qzXRefResolverSearchPath::initializeSearchPath(unsigned long maxFiles)
     XRefResolverFileSystemVisitor visitor(*this, maxFiles);
     const bool isWhole =
         visitor.visit(mRootWithSlash, /*recursive=*/true, nullptr, /*ignoreCase=*/false, nullptr);
-    editIndex().sortVersions();
+    editIndex().finishBuild();
     if (isWhole) {
         mInitialized = true;
         return true;
@@ -175,7 +175,7 @@ bool qzXRefResolverSearchPath::initializeSearchPathFromAnAncestor(
     const bool isTaken = mRootWithSlash == ancestor.mRootWithSlash
                              ? takeWholeIndex(ancestor, maxFiles)
                              : takeIndexBelow(ancestor, maxFiles);
-    editIndex().sortVersions();
+    editIndex().finishBuild();
     if (!isTaken) logTooManyFiles(maxFiles);
     return isTaken;
 }

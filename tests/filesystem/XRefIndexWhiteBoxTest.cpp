@@ -1,5 +1,7 @@
 #include "filesystem/XRefIndex.h"
 
+#include <malloc.h>
+
 #include <random>
 #include <string>
 #include <unordered_map>
@@ -148,11 +150,32 @@ TEST(XRefIndex, FindsVersionsWithoutAnOrderToo)
     for (const char* key : {"prt.p.10", "prt.p.9", "prt.q.11", "txt.p.12"})
         index.add(key, "");
     EXPECT_EQ(index.getKey(index.findLastVersion("prt.p")), "prt.p.10");
-    index.sortVersions();
+    index.finishBuild();
     EXPECT_EQ(index.getKey(index.findLastVersion("prt.p")), "prt.p.10");
     index.add("prt.p.11", "");
     EXPECT_EQ(index.getKey(index.findLastVersion("prt.p")), "prt.p.11") << "not sorted again";
     EXPECT_EQ(index.findLastVersion("txt.p"), XRefIndex::kNone) << "a kind without versions";
+}
+
+std::size_t countBytesInUse()
+{
+    const auto memory = ::mallinfo2();
+    return memory.uordblks + memory.hblkhd;
+}
+
+// A copy has no reserve.
+TEST(XRefIndex, TakesNoMoreMemoryThanItsCopyAfterABuild)
+{
+    if (!support::kSeesMalloc) GTEST_SKIP() << "a sanitizer's memory isn't counted";
+    const std::size_t before = countBytesInUse();
+    XRefIndex index;
+    for (int i = 0; i != 20000; ++i)
+        index.add("prt." + std::to_string(i), std::to_string(i / 10));
+    index.finishBuild();
+    const std::size_t built = countBytesInUse();
+    const XRefIndex copy = index;
+    EXPECT_LT(built - before, (countBytesInUse() - built) * 101 / 100);
+    EXPECT_TRUE(copy == index);
 }
 
 TEST(XRefIndex, IsAsBeforeWhenMemoryIsMissing)
