@@ -194,7 +194,6 @@ std::string qzXRefResolverSearchPath::ComputeFileIndex(const std::string& fileNa
     return key;
 }
 
-// The name of a file is the key of its key: what changes places once, changes back.
 qzXRefResolverSearchPath::tMatchResult qzXRefResolverSearchPath::resolveXRef(
     const std::string& xref) const
 {
@@ -205,11 +204,12 @@ qzXRefResolverSearchPath::tMatchResult qzXRefResolverSearchPath::resolveXRef(
     std::reverse(folder.begin(), folder.end());
     tMatchResult result(MatchNotFound);
     const XRefIndex& index = getIndex();
-    const XRefIndex::Id key = findKey(index, ComputeFileIndex(name));
-    if (key == XRefIndex::kNone) return result;
+    const std::string key = ComputeFileIndex(name);
+    const XRefIndex::Id found = findKey(index, key);
+    if (found == XRefIndex::kNone) return result;
 
     std::string_view bestFolder;
-    for (const XRefIndex::File* file = index.getFirst(key); file != nullptr;
+    for (const XRefIndex::File* file = index.getFirst(found); file != nullptr;
          file = index.getNext(*file)) {
         const std::string_view entryFolder = index.getReversedFolder(file->folder);
         const std::size_t agree = computeAgreement(entryFolder, folder);
@@ -219,10 +219,10 @@ qzXRefResolverSearchPath::tMatchResult qzXRefResolverSearchPath::resolveXRef(
         result.type = agree == entryFolder.size() ? MatchFull : MatchPartial;
         if (result.type == MatchFull) break;
     }
-    if (result.type != MatchNotFound) {
-        const std::string fileName = ComputeFileIndex(std::string(index.getKey(key)));
-        result.path = makePath(mRootWithSlash, bestFolder, fileName);
-    }
+    if (result.type == MatchNotFound) return result;
+    // The name of a version is the key of its key: what changes places once, changes back.
+    if (index.getKey(found) != key) name = ComputeFileIndex(std::string(index.getKey(found)));
+    result.path = makePath(mRootWithSlash, bestFolder, name);
     return result;
 }
 
