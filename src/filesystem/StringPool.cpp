@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <functional>
-#include <stdexcept>
+#include <new>
 
 namespace qz::filesystem {
 
@@ -40,7 +40,7 @@ StringPool::Id StringPool::add(std::string_view text)
     const std::size_t hash = computeHash(text);
     std::uint64_t& slot = mTable[findSlot(text, hash)];
     if (slot != 0) return getId(slot);
-    if (size() == kNone) throw std::length_error("StringPool");
+    if (size() == kNone) throw std::bad_alloc();  // no number is left
     // What may throw comes first.
     if (mEnds.size() == mEnds.capacity()) mEnds.reserve(std::max<std::size_t>(8, 2 * size()));
     const std::size_t end = mBytes.size() + text.size() + 1;

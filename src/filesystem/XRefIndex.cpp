@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <numeric>
-#include <stdexcept>
 
 namespace qz::filesystem {
 
@@ -55,7 +55,7 @@ void XRefIndex::add(std::string_view key, Id folder)
 
 XRefIndex::Id XRefIndex::makeFile()
 {
-    if (mFiles.size() == kNone) throw std::length_error("XRefIndex");
+    if (mFiles.size() == kNone) throw std::bad_alloc();  // no number is left
     mFiles.emplace_back();
     return static_cast<Id>(mFiles.size() - 1);
 }

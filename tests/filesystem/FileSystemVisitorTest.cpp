@@ -127,7 +127,7 @@ TEST_F(FileSystemVisitorTest, HoldsItsOperationsInTheirSlots)
     using OneText = bool (*)(Visitor*, const std::string&);
     using TwoTexts = bool (*)(Visitor*, const std::string&, const std::string&);
     void** const slots = *reinterpret_cast<void***>(visitor);
-    reinterpret_cast<OneText>(slots[2])(visitor, "f");  // behind the two of the destructor
+    reinterpret_cast<OneText>(slots[2])(visitor, "f");  // after the two of the destructor
     reinterpret_cast<TwoTexts>(slots[3])(visitor, "f", "n");
     reinterpret_cast<TwoTexts>(slots[4])(visitor, "f", "n");
     reinterpret_cast<OneText>(slots[5])(visitor, "f");

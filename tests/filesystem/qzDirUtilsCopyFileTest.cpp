@@ -76,7 +76,7 @@ TEST_F(qzDirUtilsCopyFile, LeavesPermissionsAndTimesBehind)
     EXPECT_NE(fs::last_write_time(mDestination), fs::last_write_time(mSource));
 }
 
-// The text blames the source: that is how it is known.
+// Compatibility: the message is about the source.
 TEST_F(qzDirUtilsCopyFile, LeavesADestinationThatIsThere)
 {
     mFolder.write("source", "new");
@@ -85,7 +85,7 @@ TEST_F(qzDirUtilsCopyFile, LeavesADestinationThatIsThere)
     EXPECT_EQ(mError, "source file is missing '" + mSource + "'");
     EXPECT_FALSE(qzDirUtils::CopyFileUtf8(mSource, mDestination, false, nullptr));
     EXPECT_EQ(mFolder.read("destination"), "old");
-    // A folder is in the way as well, and the source isn't looked at.
+    // A folder is in the way as well, and the source isn't checked.
     EXPECT_FALSE(qzDirUtils::CopyFileUtf8("missing", mFolder.getPath(), false, &mError));
     EXPECT_EQ(mError, "source file is missing 'missing'");
 }
@@ -120,6 +120,21 @@ TEST_F(qzDirUtilsCopyFile, FailsWithoutAPlaceForTheDestination)
     EXPECT_EQ(mError, "fail to open destination file '" + mFolder.getPath() + "'");
     EXPECT_FALSE(qzDirUtils::CopyFileUtf8(mSource, mDestination, true, nullptr));
     EXPECT_EQ(support::countOpenDescriptors(), openBefore);
+}
+
+// The example of the header.
+TEST_F(qzDirUtilsCopyFile, PutsAFileIntoANewFolder)
+{
+    const support::EnvironmentVariable temporary("TMPDIR", mFolder.getPath());
+    const WorkingFolder here(mFolder.getPath());
+    mFolder.write("table.csv", "content");
+    const std::string folder = qzDirUtils::JoinPath(qzDirUtils::GetTempFolderUtf8(), "report");
+    std::string reason;
+    EXPECT_TRUE(qzDirUtils::MkpathUtf8(folder));
+    EXPECT_TRUE(qzDirUtils::CopyFileUtf8("table.csv", qzDirUtils::JoinPath(folder, "table.csv"),
+                                         /*overwrite=*/true, &reason))
+        << reason;
+    EXPECT_EQ(mFolder.read("report/table.csv"), "content");
 }
 
 // The flags of all descriptors that are open for a path.
@@ -173,7 +188,7 @@ TEST_F(qzDirUtilsCopyFile, EmptiesAFileThatIsCopiedOverItself)
     EXPECT_EQ(mFolder.read("source"), "");
 }
 
-// Nothing can be read from a folder, and nothing be written to a full disk; neither is told.
+// Nothing can be read from a folder, and nothing written to a full disk; both are ignored.
 TEST_F(qzDirUtilsCopyFile, TellsNoErrorOfReadingOrWriting)
 {
     mSource = mFolder.getPath();

@@ -361,7 +361,7 @@ TEST(XRefResolving, EndsANameAtAZeroByteWhenItLooksForVersions)
     const SearchPath path = Peer::make("r", {"p.prt", "p.prt.1"});
     EXPECT_EQ(path.resolveXRef(std::string("p\0q.prt", 7)).path, "r/p.prt");
     EXPECT_EQ(path.resolveXRef(std::string("p.txt\0", 6)).type, SearchPath::MatchNotFound);
-    // What is looked for is longer than what is found.
+    // The key is longer than those of the index.
     const std::string name(50, 'n');
     const SearchPath longPath = Peer::make("r", {name + ".prt"});
     const std::string xref = name + '\0' + name + ".prt";
