@@ -1,7 +1,7 @@
 // Indexes files of chance, takes a folder's index from that, resolves paths of chance in both, and
-// compares each step with its plain form. Lines part the texts: behind a byte for the limit of the
-// folder's index come the files, up to an empty line, and then the paths. The folder is the first
-// file's.
+// compares each step with its plain form. Line feeds separate the texts: after a byte for the limit
+// of the folder's index come the files, up to an empty line, and then the paths. The folder is the
+// first file's.
 
 #include <cstddef>
 #include <cstdint>

@@ -3,7 +3,7 @@
 /// @file
 /// The paths of these rows, and classes that measure a contender in them. A contender is a class
 /// with a type `Text`, in which it takes paths, static functions for what it can do, and
-/// `toString`, which copies a result. Texts are made ahead of the timing, so that nobody pays for a
+/// `toString`, which copies a result. Texts are made before the timing, so that nobody pays for a
 /// conversion from UTF-8 that a program of that library would not make.
 
 #include <cstddef>
@@ -18,7 +18,7 @@ namespace bench {
 struct PathForms {
     std::string path;       ///< Absolute. Every third has something that can be simplified.
     std::string simple;     ///< The same, simplified.
-    std::string folder;     ///< What stands ahead of the file name.
+    std::string folder;     ///< The path before the file name.
     std::string fileName;   ///< The last component.
     std::string extension;  ///< Behind the last dot of the file name; empty for none.
     std::string relative;   ///< From `kRoot`; every third can be simplified.

@@ -1,4 +1,4 @@
-// The tree walk of the C library, at its quickest: no entry is looked at but by its type, and no
+// The tree walk of the C library, at its quickest: each entry is known by its type alone, and no
 // folder is made the current one.
 
 #include <fts.h>

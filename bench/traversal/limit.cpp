@@ -19,7 +19,7 @@ bool isSelfOrParent(std::string_view name)
     return name == "." || name == "..";
 }
 
-// `path` is that of the folder with a slash behind it, and is given back so.
+// `path` is that of the folder with a slash after it, and is the same at the end.
 template <typename Visit>
 void visitFolder(int parent, const char* folder, std::string& path, const Visit& visit)
 {

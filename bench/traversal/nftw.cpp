@@ -1,5 +1,5 @@
-// The other tree walk of the C library, which looks at each entry. Its function has no argument of
-// the caller's, so that what it finds stands in static objects.
+// The other tree walk of the C library, which calls `stat` for each entry. Its function has no
+// argument of the caller's, so its results are in static objects.
 
 #include <ftw.h>
 #include <sys/stat.h>

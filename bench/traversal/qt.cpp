@@ -1,4 +1,4 @@
-// Its paths are UTF-16, and a program of that library keeps them so; only the check wants others.
+// Its paths are UTF-16, and a program of that library uses them so; only the check converts them.
 
 #include <QDir>
 #include <QDirIterator>

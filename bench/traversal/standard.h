@@ -36,7 +36,7 @@ struct StandardWalk {
             (isFolder(entry) ? paths.folders : paths.files).push_back(entry.path().native());
         return paths;
     }
-    // The text is asked first: a path of its own for the extension would cost more.
+    // By the text: a path of its own for the extension would cost more.
     static std::vector<std::string> collectExtension(const std::string& root)
     {
         std::vector<std::string> files;

@@ -19,12 +19,15 @@ std::string join(const std::string& folder, const std::string& name)
     return folder.back() == '/' ? folder + name : folder + '/' + name;
 }
 
-// In the character set of the system's calls.
+// In the character set of the system's calls; empty for a path that it can't hold, which would be
+// converted to that of another file.
 std::string toLocal(const std::string& path)
 {
     using qz::qzStringUtils;
-    return qzStringUtils::convertCharset(path, qzStringUtils::CharSetUtf8,
-                                         qzStringUtils::CharSetLocal);
+    constexpr auto kUtf8 = qzStringUtils::CharSetUtf8;
+    constexpr auto kLocal = qzStringUtils::CharSetLocal;
+    const std::string local = qzStringUtils::convertCharset(path, kUtf8, kLocal);
+    return qzStringUtils::convertCharset(local, kLocal, kUtf8) == path ? local : std::string();
 }
 
 bool isLink(const std::string& path)

@@ -3,9 +3,12 @@
 #include <cerrno>
 #include <climits>
 
+#include <unistd.h>
+
 #include <qz/qzDirUtils.h>
 
 #include "PathText.h"
+#include "frame/base/ErrnoPreserver.h"
 #include "text/LocalPath.h"
 #include "text/TextServices.h"
 
@@ -23,21 +26,32 @@ bool hasParentComponent(const std::string& path)
     return false;
 }
 
-// Whether the path of an entry leads to the same object simplified as it does before that. Doubled
-// slashes and "." mean nothing to the system either, while ".." behind a link does.
+// Whether the path of an entry leads to the same object before and after it is simplified. Doubled
+// slashes and "." mean nothing to the system either, but ".." after a link does, and a backslash is
+// an ordinary character for it.
 bool keepsItsMeaning(const std::string& path)
 {
+    if (path.find('\\') != std::string::npos) return false;
     return !hasParentComponent(path) || qzDirUtils::SimplifyPath(path) == path;
 }
 
 }  // namespace
 
-FolderLevel::FolderLevel(const std::string& path)
-    : mPath(path), mToUtf8(findConverter()), mKeepsAscii(mToUtf8 != nullptr && mToUtf8->keepsAscii)
+void FolderLevel::CloseFolder::operator()(DIR* folder) const
 {
-    const std::string localPath = text::toLocal(path);
-    mLocalSize = localPath.size();
-    if (!localPath.empty()) open(localPath);
+    const ErrnoPreserver preserver;
+    ::closedir(folder);
+}
+
+FolderLevel::FolderLevel(const std::string& path, FolderLevel* parent)
+    : mPath(text::endAtZeroByte(path)),
+      mLocalPath(text::toLocal(mPath)),
+      mParent(parent),
+      mToUtf8(findConverter()),
+      mKeepsAscii(mToUtf8 != nullptr && mToUtf8->keepsAscii)
+{
+    open();
+    mIsOpen = mFolder != nullptr;
 }
 
 const text::ByteConverter* FolderLevel::findConverter()
@@ -47,36 +61,96 @@ const text::ByteConverter* FolderLevel::findConverter()
     return content->getBetween(qzStringUtils::CharSetLocal, qzStringUtils::CharSetUtf8);
 }
 
-// The system opens "folder/." only if the folder may be searched, which is what looking at one of
-// its entries takes. So one call answers for all of them.
-void FolderLevel::open(const std::string& localPath)
+// The system opens "folder/." only if the folder may be searched, which a check of one of its
+// entries requires. So one call answers for all of them.
+void FolderLevel::open()
 {
-    mStream.reset(::opendir((localPath + "/.").c_str()));
-    mHasTypes = mStream != nullptr && keepsItsMeaning(mPath);
-    if (mStream != nullptr || (errno != EACCES && errno != ENAMETOOLONG)) return;
-    mStream.reset(::opendir(localPath.c_str()));
+    if (!mLocalPath.empty()) mFolder = openFolder(mLocalPath + "/.");
+    mHasTypes = mFolder != nullptr && keepsItsMeaning(mPath);
+    if (mFolder != nullptr) return;
+    if (mLocalPath.empty() || errno == EACCES || errno == ENAMETOOLONG)
+        mFolder = openFolder(mLocalPath);
 }
 
-// Nearly all names are plain, and one look at their bytes answers all questions.
+FolderLevel::OpenFolder FolderLevel::openFolder(const std::string& localPath) const
+{
+    for (;;) {
+        OpenFolder folder(::opendir(localPath.c_str()));
+        if (folder != nullptr || (errno != EMFILE && errno != ENFILE)) return folder;
+        const ErrnoPreserver preserver;
+        if (mParent == nullptr || !mParent->freeDescriptor()) return nullptr;
+    }
+}
+
+// The outermost level first: those close above are read to their ends sooner.
+bool FolderLevel::freeDescriptor()
+{
+    if (mParent != nullptr && mParent->freeDescriptor()) return true;
+    if (mFolder == nullptr) return false;
+    readAhead();
+    return true;
+}
+
+void FolderLevel::readAhead()
+{
+    while (const dirent64* const entry = ::readdir64(mFolder.get())) {
+        const char* const bytes = reinterpret_cast<const char*>(entry);
+        mAhead.insert(mAhead.end(), bytes, bytes + entry->d_reclen);
+    }
+    mFolder.reset();
+}
+
+const dirent64* FolderLevel::readEntry()
+{
+    if (mFolder != nullptr) return ::readdir64(mFolder.get());
+    if (mAheadPosition == mAhead.size()) return nullptr;
+    // The system pads each entry, so that the next one is aligned.
+    const auto* const entry = reinterpret_cast<const dirent64*>(mAhead.data() + mAheadPosition);
+    mAheadPosition += entry->d_reclen;
+    return entry;
+}
+
+// Nearly all names are plain, and one pass over their bytes answers all questions.
 void FolderLevel::readName(const dirent64& entry, EntryName& name) const
 {
     name.text = entry.d_name;
     name.isOnDisk = mKeepsAscii && isPlainName(name.text);
     if (name.isOnDisk) return;
     if (mToUtf8 == nullptr || !mToUtf8->keeps(name.text)) name.text = text::fromLocal(name.text);
-    name.isOnDisk = isOneComponent(name.text) && name.text == entry.d_name;
+    // The path of a name with a backslash has several components.
+    name.isOnDisk = name.text == entry.d_name && name.text.find('\\') == std::string::npos;
 }
 
-bool FolderLevel::isFolder(const dirent64& entry, const EntryName& name) const
+EntryKind FolderLevel::getKind(const dirent64& entry, const EntryName& name) const
 {
-    const EntryKind kind = hasTypeOf(name) ? getKind(entry) : EntryKind::Untold;
-    if (kind != EntryKind::Untold) return kind == EntryKind::Folder;
-    return qzDirUtils::DirExistsUtf8(mPath + '/' + name.text);
+    const std::size_t pathSize = mLocalPath.size() + 1 + name.text.size();
+    if (!mHasTypes || !name.isOnDisk || pathSize >= PATH_MAX) return EntryKind::Unknown;
+    switch (entry.d_type) {
+        case DT_REG:
+        case DT_FIFO:
+        case DT_SOCK:
+        case DT_CHR:
+        case DT_BLK:
+            return EntryKind::NoFolder;
+        case DT_DIR:
+            return EntryKind::Folder;
+        default:
+            return EntryKind::Unknown;
+    }
 }
 
-bool FolderLevel::hasTypeOf(const EntryName& name) const
+bool FolderLevel::unlinkEntry(const dirent64& entry) const
 {
-    return mHasTypes && name.isOnDisk && mLocalSize + 1 + name.text.size() < PATH_MAX;
+    // By its name in the open folder: the system then doesn't walk the path for each file, which is
+    // a tenth of the time.
+    if (mFolder != nullptr) return ::unlinkat(::dirfd(mFolder.get()), entry.d_name, 0) == 0;
+    return ::unlink((mLocalPath + '/' + entry.d_name).c_str()) == 0;
+}
+
+void FolderLevel::close()
+{
+    mFolder.reset();
+    mAheadPosition = mAhead.size();
 }
 
 }  // namespace qz::filesystem

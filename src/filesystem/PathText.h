@@ -6,26 +6,21 @@
 #include <string>
 #include <string_view>
 
-#include "ByteBlock.h"
-
 namespace qz::filesystem {
 
-/// Tells whether a byte parts components where a backslash counts too.
+/// Whether a byte separates components, for those who take a backslash as a separator too.
 constexpr bool isSeparator(char byte)
 {
     return byte == '/' || byte == '\\';
 }
 
-namespace impl {
-
-/// Finds the last slash or backslash of a block. @return a negative number when there is none.
-inline int findLastSeparatorInBlock(const char* bytes)
+/// Makes all backslashes slashes.
+inline void makeSlashes(std::string& path)
 {
-    const __m128i block = loadBlock(bytes);
-    const unsigned found =
-        takeMarks(_mm_or_si128(findInBlock(block, '/'), findInBlock(block, '\\')));
-    return found == 0 ? -1 : 31 - __builtin_clz(found);
+    std::replace(path.begin(), path.end(), '\\', '/');
 }
+
+namespace impl {
 
 // Whether no byte of eight has its high bit set or is a backslash.
 inline bool isPlainWord(const char* bytes)
@@ -34,36 +29,15 @@ inline bool isPlainWord(const char* bytes)
     constexpr std::uint64_t kHighBits = 0x8080808080808080;
     std::uint64_t word = 0;
     std::memcpy(&word, bytes, sizeof word);
-    // Of bytes below 0x80, only a zero gets its high bit from the subtraction, or what stands
-    // behind one.
+    // Of bytes below 0x80, the subtraction sets the high bit only of a zero, or of one after it.
     const std::uint64_t zeroForBackslash = word ^ (kLowBits * '\\');
     return ((word | (zeroForBackslash - kLowBits)) & kHighBits) == 0;
 }
 
 }  // namespace impl
 
-/// Finds the last slash or backslash. @return npos when there is none.
-inline std::size_t findLastSeparator(std::string_view path)
-{
-    std::size_t i = path.size();
-    for (; i >= kBlockSize; i -= kBlockSize) {
-        const std::size_t start = i - kBlockSize;
-        const int found = impl::findLastSeparatorInBlock(path.data() + start);
-        if (found >= 0) return start + static_cast<std::size_t>(found);
-    }
-    while (i != 0 && !isSeparator(path[i - 1]))
-        --i;
-    return i - 1;  // npos for 0
-}
-
-/// Gives what stands behind the last slash or backslash.
-inline std::string_view getFileName(std::string_view path)
-{
-    return path.substr(findLastSeparator(path) + 1);
-}
-
-/// Tells whether a name has ASCII characters alone and no backslash among them: it is then the same
-/// in UTF-8 and on the disk, and one component everywhere.
+/// Whether a name has only ASCII characters and no backslash. It is then the same in UTF-8 and on
+/// the disk, and always one component.
 inline bool isPlainName(std::string_view name)
 {
     const char* bytes = name.data();
@@ -74,24 +48,24 @@ inline bool isPlainName(std::string_view name)
     for (; end - bytes > std::ptrdiff_t{sizeof(std::uint64_t)}; bytes += sizeof(std::uint64_t)) {
         if (!impl::isPlainWord(bytes)) return false;
     }
-    // The last word overlaps the one before, so that no byte is looked at alone.
+    // The last word overlaps the one before.
     return impl::isPlainWord(end - sizeof(std::uint64_t));
 }
 
-/// Two parts of a path at their joint: with one slash where neither has a separator there, and
-/// without the second one where both do. An empty part counts for nothing.
+/// Two parts of a path that are joined: by a slash if neither has a separator at the joint, and
+/// without the second separator if both have one. An empty part adds nothing.
 class PathJoint {
 public:
     PathJoint(std::string_view left, std::string_view right) : mLeft(left), mRight(right)
     {
         if (left.empty() || right.empty()) return;
-        const bool isParted = isSeparator(left.back());
-        const bool isPartedAgain = isSeparator(right.front());
-        if (isParted && isPartedAgain) mRight.remove_prefix(1);
-        mNeedsSlash = !isParted && !isPartedAgain;
+        const bool hasFirst = isSeparator(left.back());
+        const bool hasSecond = isSeparator(right.front());
+        if (hasFirst && hasSecond) mRight.remove_prefix(1);
+        mNeedsSlash = !hasFirst && !hasSecond;
     }
 
-    /// Writes the path over a text of `size()` slashes: only the parts are copied, each in one go.
+    /// Writes the path into a text of `size()` slashes: each part is one copy.
     void write(std::string& slashes) const
     {
         mLeft.copy(slashes.data(), mLeft.size());
@@ -104,11 +78,5 @@ private:
     std::string_view mRight;
     bool mNeedsSlash = false;
 };
-
-/// Makes all backslashes slashes.
-inline void makeSlashes(std::string& path)
-{
-    std::replace(path.begin(), path.end(), '\\', '/');
-}
 
 }  // namespace qz::filesystem

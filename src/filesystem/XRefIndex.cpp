@@ -1,157 +1,153 @@
+#include "XRefIndex.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
+#include <new>
+#include <numeric>
 
-#include <qz/qzXRefResolverSearchPath.h>
-
-#include "XRefVersions.h"
-
-namespace qz {
+namespace qz::filesystem {
 
 namespace {
 
-constexpr std::size_t kSmallestTable = 64;
-constexpr std::uint64_t kPositionMask = 0xffffffff;
-
-// A slot that is in use is never 0.
-std::uint64_t makeSlot(std::size_t hash, std::size_t position)
+// The number after the first `nameSize` bytes and the byte that separates them; 0 if there is none.
+// A key of the pool has a zero byte at its end.
+long readVersion(std::string_view key, std::size_t nameSize)
 {
-    return (hash & ~kPositionMask) | (position + 1);
-}
-
-std::size_t getPosition(std::uint64_t slot)
-{
-    return (slot & kPositionMask) - 1;
-}
-
-// The number behind the name and the byte that parts them; 0 where there is none.
-long readVersion(const std::string& key, std::size_t nameSize)
-{
-    return key.size() > nameSize ? std::strtol(key.c_str() + nameSize + 1, nullptr, 10) : 0;
+    return key.size() > nameSize ? std::strtol(key.data() + nameSize + 1, nullptr, 10) : 0;
 }
 
 }  // namespace
 
-std::vector<const qzXRefResolverSearchPath::Index::Name*>
-qzXRefResolverSearchPath::Index::getNamesByKey() const
+bool XRefIndex::HasVersions(std::string_view key)
 {
-    std::vector<const Name*> names;
-    names.reserve(mNames.size());
-    for (const Name& name : mNames)
-        names.push_back(&name);
-    std::sort(names.begin(), names.end(),
-              [](const Name* left, const Name* right) { return left->key < right->key; });
-    return names;
+    const std::string_view kind = key.substr(0, 3);
+    return kind == "prt" || kind == "asm" || kind == "neu";
 }
 
-std::size_t qzXRefResolverSearchPath::Index::countFiles() const
+std::size_t XRefIndex::countFiles() const
 {
     std::size_t count = 0;
-    for (const Name& name : mNames)
-        count += name.entries.size();
+    for (const List& list : mLists) {
+        for (const File* file = getFile(list.first); file != nullptr; file = getNext(*file))
+            ++count;
+    }
     return count;
 }
 
-bool qzXRefResolverSearchPath::Index::operator==(const Index& other) const
+void XRefIndex::add(std::string_view key, std::string_view reversedFolder)
 {
-    if (mNames.size() != other.mNames.size()) return false;
-    return std::all_of(mNames.begin(), mNames.end(), [&other](const Name& name) {
-        const Entries* const entries = other.find(name.key);
-        return entries != nullptr && *entries == name.entries;
-    });
+    add(key, mFolders.add(reversedFolder));
 }
 
-const qzXRefResolverSearchPath::Entries* qzXRefResolverSearchPath::Index::find(
-    const std::string& key) const
+void XRefIndex::add(std::string_view key, Id folder)
 {
-    if (mTable.empty()) return nullptr;
-    const std::uint64_t found = mTable[findSlot(key, std::hash<std::string>()(key))];
-    return found == 0 ? nullptr : &mNames[getPosition(found)].entries;
+    // What may throw comes first: an unused list and a free file do no harm.
+    if (mLists.size() == mKeys.size()) mLists.emplace_back();
+    if (mFree == kNone) mFree = makeFile();
+    List& list = mLists[mKeys.add(key)];
+    const Id added = mFree;
+    mFree = mFiles[added].next;
+    mFiles[added] = {folder, kNone};
+    (list.last == kNone ? list.first : mFiles[list.last].next) = added;
+    list.last = added;
 }
 
-qzXRefResolverSearchPath::Entries& qzXRefResolverSearchPath::Index::edit(const std::string& key)
+XRefIndex::Id XRefIndex::makeFile()
 {
-    if (mTable.size() <= 2 * mNames.size()) growTable();
-    const std::size_t hash = std::hash<std::string>()(key);
-    std::uint64_t& slot = mTable[findSlot(key, hash)];
-    if (slot == 0) {
-        mNames.push_back({key, {}});
-        slot = makeSlot(hash, mNames.size() - 1);
+    if (mFiles.size() == kNone) throw std::bad_alloc();  // no number is left
+    mFiles.emplace_back();
+    return static_cast<Id>(mFiles.size() - 1);
+}
+
+void XRefIndex::removeFiles(std::string_view key)
+{
+    const Id known = mKeys.find(key);
+    if (known == kNone || mLists[known].last == kNone) return;
+    mFiles[mLists[known].last].next = mFree;
+    mFree = mLists[known].first;
+    mLists[known] = List();
+}
+
+bool XRefIndex::operator==(const XRefIndex& other) const
+{
+    if (getKeyCount() != other.getKeyCount()) return false;
+    for (Id key = 0; key != getKeyCount(); ++key) {
+        const Id otherKey = other.find(getKey(key));
+        if (otherKey == kNone || !hasEqualFiles(key, other, otherKey)) return false;
     }
-    return mNames[getPosition(slot)].entries;
+    return true;
 }
 
-void qzXRefResolverSearchPath::Index::clear()
+bool XRefIndex::hasEqualFiles(Id key, const XRefIndex& other, Id otherKey) const
 {
-    *this = Index();
-}
-
-// The slot that holds the name, or the free one where it belongs. There always is a free one.
-std::size_t qzXRefResolverSearchPath::Index::findSlot(const std::string& key,
-                                                      std::size_t hash) const
-{
-    const std::size_t mask = mTable.size() - 1;
-    for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
-        const std::uint64_t found = mTable[i];
-        if (found == 0) return i;
-        const bool isLike = ((found ^ hash) & ~kPositionMask) == 0;
-        if (isLike && mNames[getPosition(found)].key == key) return i;
+    const File* file = getFirst(key);
+    const File* otherFile = other.getFirst(otherKey);
+    for (; file != nullptr && otherFile != nullptr;
+         file = getNext(*file), otherFile = other.getNext(*otherFile)) {
+        if (getReversedFolder(file->folder) != other.getReversedFolder(otherFile->folder))
+            return false;
     }
+    return file == nullptr && otherFile == nullptr;
 }
 
-void qzXRefResolverSearchPath::Index::growTable()
+// --- The order of the keys
+
+void XRefIndex::sortByKey(std::vector<Id>& keys) const
 {
-    std::vector<std::uint64_t>(std::max(kSmallestTable, mTable.size() * 2)).swap(mTable);
-    for (std::size_t position = 0; position != mNames.size(); ++position) {
-        const std::string& key = mNames[position].key;
-        const std::size_t hash = std::hash<std::string>()(key);
-        mTable[findSlot(key, hash)] = makeSlot(hash, position);
+    std::sort(keys.begin(), keys.end(),
+              [this](Id left, Id right) { return getKey(left) < getKey(right); });
+}
+
+std::vector<XRefIndex::Id> XRefIndex::makeOrderOfKeys() const
+{
+    std::vector<Id> keys(getKeyCount());
+    std::iota(keys.begin(), keys.end(), Id(0));
+    sortByKey(keys);
+    return keys;
+}
+
+std::vector<XRefIndex::Id> XRefIndex::makeOrderOfVersions() const
+{
+    std::vector<Id> keys;
+    for (Id key = 0; key != getKeyCount(); ++key) {
+        if (HasVersions(getKey(key))) keys.push_back(key);
     }
+    sortByKey(keys);
+    return keys;
 }
 
-qzXRefResolverSearchPath::Index::Order qzXRefResolverSearchPath::Index::makeVersionOrder() const
+void XRefIndex::finishBuild()
 {
-    Order order;
-    for (std::size_t position = 0; position != mNames.size(); ++position) {
-        if (filesystem::hasVersions(mNames[position].key))
-            order.push_back(static_cast<unsigned int>(position));
-    }
-    std::sort(order.begin(), order.end(), [this](unsigned int left, unsigned int right) {
-        return mNames[left].key < mNames[right].key;
-    });
-    return order;
-}
-
-void qzXRefResolverSearchPath::Index::sortVersions()
-{
-    mVersions = makeVersionOrder();
-    mSortedCount = mNames.size();
+    mVersions = makeOrderOfVersions();
+    mSortedKeyCount = getKeyCount();
+    mKeys.shrink();
+    mFolders.shrink();
+    mLists.shrink_to_fit();
+    mFiles.shrink_to_fit();
+    mVersions.shrink_to_fit();
 }
 
 // Keys that begin with this one follow each other. A zero byte ends a key here.
-const qzXRefResolverSearchPath::Entries* qzXRefResolverSearchPath::Index::findLastVersion(
-    const std::string& key) const
+XRefIndex::Id XRefIndex::findLastVersion(const std::string& key) const
 {
-    // A build that an exception ended has left names without an order.
-    const bool isSorted = mSortedCount == mNames.size();
-    const Order ownOrder = isSorted ? Order() : makeVersionOrder();
-    const Order& order = isSorted ? mVersions : ownOrder;
-    const auto isBefore = [this](unsigned int position, const char* text) {
-        return mNames[position].key < text;
-    };
-    const Entries* last = nullptr;
+    // A build that ended with an exception has left keys without an order.
+    const bool isSorted = mSortedKeyCount == getKeyCount();
+    const std::vector<Id> ownOrder = isSorted ? std::vector<Id>() : makeOrderOfVersions();
+    const std::vector<Id>& order = isSorted ? mVersions : ownOrder;
+    const auto isBefore = [this](Id known, const char* text) { return getKey(known) < text; };
+    Id last = kNone;
     long lastVersion = 0;
     auto it = std::lower_bound(order.begin(), order.end(), key.c_str(), isBefore);
     for (; it != order.end(); ++it) {
-        const Name& name = mNames[*it];
-        if (std::strncmp(key.c_str(), name.key.c_str(), key.size()) != 0) break;
-        const long version = readVersion(name.key, key.size());
-        if (last != nullptr && version <= lastVersion) continue;
-        last = &name.entries;
+        const std::string_view candidate = getKey(*it);
+        if (std::strncmp(key.c_str(), candidate.data(), key.size()) != 0) break;
+        const long version = readVersion(candidate, key.size());
+        if (last != kNone && version <= lastVersion) continue;
+        last = *it;
         lastVersion = version;
     }
     return last;
 }
 
-}  // namespace qz
+}  // namespace qz::filesystem

@@ -17,13 +17,13 @@ namespace {
 
 using filesystem::isSeparator;
 
-// A path with the letter of a drive, as other systems have them.
+// Whether a path begins with the letter of a drive, as on other systems.
 bool hasDrive(const std::string& path)
 {
     return path.size() > 2 && path[1] == ':' && path[2] == '/';
 }
 
-std::string putBehind(const std::string& base, const std::string& path)
+std::string appendToBase(const std::string& base, const std::string& path)
 {
     if (path.empty()) return base;
     std::string whole;
@@ -43,8 +43,8 @@ bool tryResolve(const std::string& localPath, std::string& resolved)
     return true;
 }
 
-// Resolves the longest part of a path that exists, and puts the rest behind that. @return empty
-// when not even the part up to the first slash exists.
+// Resolves the longest part of a path that exists, and appends the rest. @return empty if not even
+// the part up to the first slash exists.
 std::string resolveFromEnd(const std::string& localPath)
 {
     std::string part = localPath;
@@ -60,7 +60,7 @@ std::string resolveFromEnd(const std::string& localPath)
 
 enum class Object { Missing, Link, Other };
 
-Object lookAt(const char* localPath)
+Object findObject(const char* localPath)
 {
     char firstByte = 0;
     if (::readlink(localPath, &firstByte, 1) >= 0) return Object::Link;
@@ -72,61 +72,81 @@ bool isOrdinary(std::string_view component)
     return !component.empty() && component != "." && component != "..";
 }
 
-// What a path comes to where no link has to be resolved.
+// How a path is resolved.
 enum class Way {
-    Nowhere,           // not even the part up to the first slash exists
-    BehindCurrent,     // all of it goes behind the current folder, whatever of it exists
-    ThroughTheSystem,  // there are links, or components that mean something else than a name
+    ToNothing,   // not even the part up to the first slash exists
+    ByCurrent,   // it is appended to the current folder, whether or not it exists
+    ByRealpath,  // there are links, or components that are no names
 };
 
-// Walks the components from `start` on, and so asks for each of them once, where realpath asks for
-// all of them anew in each part that it is called with.
+// Checks each component from `start` on once. `realpath` would check all of them again for each
+// part that it is called with.
 Way findWay(std::string localPath, std::size_t start)
 {
     std::size_t end = 0;
     for (std::size_t place = start; place <= localPath.size(); place = end + 1) {
         end = std::min(localPath.find('/', place), localPath.size());
         if (!isOrdinary(std::string_view(localPath).substr(place, end - place)))
-            return Way::ThroughTheSystem;
+            return Way::ByRealpath;
         if (end != localPath.size()) localPath[end] = '\0';
-        const Object object = lookAt(localPath.c_str());
-        if (object == Object::Link) return Way::ThroughTheSystem;
-        if (object == Object::Missing) return place == 0 ? Way::Nowhere : Way::BehindCurrent;
+        const Object object = findObject(localPath.c_str());
+        if (object == Object::Link) return Way::ByRealpath;
+        if (object == Object::Missing) return place == 0 ? Way::ToNothing : Way::ByCurrent;
         if (end != localPath.size()) localPath[end] = '/';
     }
-    return Way::BehindCurrent;
+    return Way::ByCurrent;
 }
 
-bool tryPutBehindCurrent(const std::string& localPath, std::size_t start, std::string& resolved)
+bool tryAppendToCurrent(const std::string& localPath, std::size_t start, std::string& resolved)
 {
     char folder[PATH_MAX];
     if (::getcwd(folder, sizeof folder) == nullptr) return false;
     resolved = folder;
     if (resolved.back() != '/') resolved += '/';
     resolved.append(localPath, start);
-    return resolved.size() < PATH_MAX;  // what the system would still resolve
+    return resolved.size() < PATH_MAX;  // the limit of realpath
 }
 
 std::string resolve(const std::string& localPath)
 {
-    // Ahead of a component alone, where it exists.
     const std::size_t start = localPath.compare(0, 2, "./") == 0 ? 2 : 0;
     const Way way = findWay(localPath, start);
     std::string resolved;
-    if (way == Way::Nowhere) return {};
-    if (way == Way::BehindCurrent && tryPutBehindCurrent(localPath, start, resolved))
-        return resolved;
+    if (way == Way::ToNothing) return {};
+    if (way == Way::ByCurrent && tryAppendToCurrent(localPath, start, resolved)) return resolved;
     return resolveFromEnd(localPath);
 }
 
-std::string resolveInCurrentFolder(const std::string& path)
+std::string resolveLocal(const std::string& localPath)
 {
-    std::string localPath = text::toLocal(path);
-    filesystem::makeSlashes(localPath);
-    // One component alone may be missing without the result being lost: the current folder, ahead
-    // of it, exists.
-    if (localPath.find('/') == std::string::npos) localPath.insert(0, "./");
     return text::fromLocal(resolve(text::endAtZeroByte(localPath)));
+}
+
+// The local set lacks a character of the path, so no file has this path: the longest part that the
+// set can hold and that exists is resolved, and the rest is appended.
+std::string resolveLosslessPart(const std::string& path)
+{
+    for (std::size_t cut = path.rfind('/'); cut != std::string::npos && cut != 0;
+         cut = path.rfind('/', cut - 1)) {
+        const std::string part = text::toLocal(path.substr(0, cut));
+        std::string resolved;
+        if (!tryResolve(part, resolved)) continue;
+        if (resolved.back() == '/') return path.substr(cut);
+        resolved = text::fromLocal(resolved);
+        return resolved.empty() ? resolved : resolved + path.substr(cut);
+    }
+    return {};
+}
+
+std::string resolveInCurrentFolder(std::string path)
+{
+    filesystem::makeSlashes(path);
+    // One component alone may be missing: the current folder, which comes before it, exists.
+    if (path.find('/') == std::string::npos) path.insert(0, "./");
+    const std::string localPath = text::toLocal(path);
+    if (!localPath.empty()) return resolveLocal(localPath);
+    // Compatibility: what is no text at all leads to the current folder.
+    return qzStringUtils::IsUtf8String(path) ? resolveLosslessPart(path) : resolveLocal("./");
 }
 
 }  // namespace
@@ -136,12 +156,12 @@ bool qzDirUtils::GetAbsolutePathUtf8(const std::string& path, std::string& resul
 {
     std::string whole = path.empty() ? "." : SimplifyPath(path);
     const bool isRelative = IsPathRelativeUtf8(whole) && !hasDrive(whole);
-    if (isRelative && !base.empty()) whole = putBehind(base, whole);
+    if (isRelative && !base.empty()) whole = appendToBase(base, whole);
     if (!isRelative || !IsPathRelativeUtf8(whole)) {
         result = std::move(whole);
         return true;
     }
-    result = resolveInCurrentFolder(whole);
+    result = resolveInCurrentFolder(std::move(whole));
     return true;
 }
 

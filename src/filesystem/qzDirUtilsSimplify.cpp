@@ -2,39 +2,37 @@
 
 #include <qz/qzDirUtils.h>
 
-#include "ByteBlock.h"
 #include "PathText.h"
+#include "text/ByteVectors.h"
 
 namespace qz {
 
 namespace {
 
-using filesystem::findInBlock;
 using filesystem::isSeparator;
-using filesystem::kBlockSize;
-using filesystem::loadBlock;
+using text::Vector16;
 
-// Each of these begins what has to be changed, or might: a backslash, a second slash, a component
-// with a dot at its start.
+// Whether a byte starts something that has to be changed, or might: a backslash, a second slash, a
+// component that begins with a dot.
 bool isOdd(char before, char byte)
 {
     return byte == '\\' || (before == '/' && (byte == '/' || byte == '.'));
 }
 
-// Finds the first odd one of 16 bytes by the byte before each; `kBlockSize` for none.
+// The first odd byte of a block; `Vector16::kSize` if there is none. Reads one byte before it too.
 std::size_t findOddInBlock(const char* bytes)
 {
-    const __m128i block = loadBlock(bytes);
-    const __m128i isBehindSlash = findInBlock(loadBlock(bytes - 1), '/');
-    const __m128i isSlashOrDot = _mm_or_si128(findInBlock(block, '/'), findInBlock(block, '.'));
-    const __m128i isBackslash = findInBlock(block, '\\');
-    const unsigned odd = filesystem::takeMarks(
-        _mm_or_si128(isBackslash, _mm_and_si128(isBehindSlash, isSlashOrDot)));
-    return odd == 0 ? kBlockSize : static_cast<std::size_t>(__builtin_ctz(odd));
+    const Vector16 slash = Vector16::fill('/');
+    const Vector16 block = Vector16::load(bytes);
+    const Vector16 followsSlash = Vector16::load(bytes - 1) == slash;
+    const Vector16 isSlashOrDot = (block == slash) | (block == Vector16::fill('.'));
+    const Vector16 isBackslash = block == Vector16::fill('\\');
+    const std::uint64_t odd = (isBackslash | (followsSlash & isSlashOrDot)).highBits();
+    return odd == 0 ? Vector16::kSize : static_cast<std::size_t>(__builtin_ctzl(odd));
 }
 
-// Finds the first byte that is odd, or a closing slash. Two paths of three have none, which decides
-// what simplifying them costs. @return the size of the path for none.
+// The first byte that is odd, or a closing slash; the size of the path if there is none. That is so
+// for two paths of three, so this decides what simplifying costs.
 std::size_t findOdd(const std::string& path)
 {
     const std::size_t size = path.size();
@@ -42,15 +40,15 @@ std::size_t findOdd(const std::string& path)
     if (path.front() == '\\') return 0;
     const char* const bytes = path.data();
     std::size_t i = 1;
-    for (; i + kBlockSize <= size; i += kBlockSize) {
+    for (; i + Vector16::kSize <= size; i += Vector16::kSize) {
         const std::size_t odd = findOddInBlock(bytes + i);
-        if (odd != kBlockSize) return i + odd;
+        if (odd != Vector16::kSize) return i + odd;
     }
-    if (i != size && size > kBlockSize) {
-        // The last block goes back over bytes that are known.
-        const std::size_t start = size - kBlockSize;
+    if (i != size && size > Vector16::kSize) {
+        // The last block overlaps the one before.
+        const std::size_t start = size - Vector16::kSize;
         const std::size_t odd = findOddInBlock(bytes + start);
-        if (odd != kBlockSize) return start + odd;
+        if (odd != Vector16::kSize) return start + odd;
         i = size;
     }
     for (; i != size; ++i) {
@@ -59,11 +57,11 @@ std::size_t findOdd(const std::string& path)
     return bytes[size - 1] == '/' ? size - 1 : size;
 }
 
-// The components that stay, written over the path that they are read from: they never outgrow what
-// was read. None of them is empty, and they are parted by one slash each.
+// The components that remain. They overwrite the path from which they are read, and never need
+// more bytes than were read. None of them is empty, and one slash separates them.
 class Components {
 public:
-    // Takes the first `size` bytes of the path, which need no change, for written.
+    // The first `size` bytes of the path remain as they are.
     Components(std::string& path, std::size_t size)
         : mPath(path), mRoot(path.front() == '/' ? 1 : 0)
     {
@@ -109,9 +107,9 @@ private:
     }
 
     std::string& mPath;
-    const std::size_t mRoot;  // the size of what is ahead of the components: a slash or nothing
+    const std::size_t mRoot;  // 1 if a slash comes before the components
     std::size_t mSize = 0;
-    bool mHasRead = false;  // even if nothing is left of it
+    bool mHasRead = false;  // also true if none remains
 };
 
 void simplifyFrom(std::size_t odd, std::string& path)

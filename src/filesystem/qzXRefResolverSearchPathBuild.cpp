@@ -5,9 +5,13 @@
 #include <qz/qzLogObject.h>
 #include <qz/qzXRefResolverSearchPath.h>
 
+#include "XRefIndex.h"
+
 namespace qz {
 
-// Adds each file of a tree to the index. It stops the walk with the file that reaches the limit.
+using filesystem::XRefIndex;
+
+// Adds each file of a tree to the index, and ends the walk at the file that reaches the limit.
 class XRefResolverFileSystemVisitor : public qzDirUtils::FileSystemVisitor {
 public:
     XRefResolverFileSystemVisitor(qzXRefResolverSearchPath& owner, unsigned long maxFiles)
@@ -42,8 +46,7 @@ bool XRefResolverFileSystemVisitor::visitFile(const std::string& folder, const s
     std::string fileName;
     SearchPath::SplitFullFilePath(relative, fileFolder, fileName);
     std::reverse(fileFolder.begin(), fileFolder.end());
-    SearchPath::Entries& entries = mOwner->mIndex.edit(SearchPath::ComputeFileIndex(fileName));
-    entries.emplace_back(std::move(fileName), std::move(fileFolder));
+    mOwner->editIndex().add(SearchPath::ComputeFileIndex(fileName), fileFolder);
     ++mFileCount;
     return isWithinLimit();
 }
@@ -58,21 +61,55 @@ bool isBelow(std::string_view reversedFolder, std::string_view sub)
     return rest == 0 || reversedFolder[rest - 1] == '/';
 }
 
-// What is left of such a folder below `sub`.
-std::string cutBelow(const std::string& reversedFolder, const std::string& sub)
+// The rest of such a folder below `sub`.
+std::string_view cutBelow(std::string_view reversedFolder, std::string_view sub)
 {
     const std::size_t rest = reversedFolder.size() - sub.size();
     return reversedFolder.substr(0, rest == 0 ? 0 : rest - 1);
 }
 
-template <typename Entries>
-unsigned long countBelow(const Entries& entries, const std::string& sub)
-{
-    const auto count = std::count_if(entries.begin(), entries.end(), [&sub](const auto& entry) {
-        return isBelow(entry.reversedFolder, sub);
-    });
-    return static_cast<unsigned long>(count);
-}
+// Takes the files below one folder from one index over to another. Whether a folder is below that
+// one is computed once, not for each of its files.
+class IndexTransfer {
+public:
+    IndexTransfer(const XRefIndex& from, XRefIndex& to, std::string_view sub) : mFrom(from), mTo(to)
+    {
+        mFolders.reserve(from.getFolderCount());
+        for (XRefIndex::Id id = 0; id != from.getFolderCount(); ++id) {
+            const std::string_view folder = from.getReversedFolder(id);
+            const bool isTaken = isBelow(folder, sub);
+            mFolders.push_back(isTaken ? to.addFolder(cutBelow(folder, sub)) : XRefIndex::kNone);
+        }
+    }
+
+    unsigned long countFiles(XRefIndex::Id key) const
+    {
+        unsigned long count = 0;
+        for (const XRefIndex::File* file = mFrom.getFirst(key); file != nullptr;
+             file = mFrom.getNext(*file)) {
+            if (mFolders[file->folder] != XRefIndex::kNone) ++count;
+        }
+        return count;
+    }
+
+    // The files of a key replace those that the other index has of it.
+    void takeKey(XRefIndex::Id key) const
+    {
+        if (countFiles(key) == 0) return;
+        const std::string_view text = mFrom.getKey(key);
+        mTo.removeFiles(text);
+        for (const XRefIndex::File* file = mFrom.getFirst(key); file != nullptr;
+             file = mFrom.getNext(*file)) {
+            const XRefIndex::Id folder = mFolders[file->folder];
+            if (folder != XRefIndex::kNone) mTo.add(text, folder);
+        }
+    }
+
+private:
+    const XRefIndex& mFrom;
+    XRefIndex& mTo;
+    std::vector<XRefIndex::Id> mFolders;  // of the other index, by those of this one
+};
 
 }  // namespace
 
@@ -81,7 +118,7 @@ bool qzXRefResolverSearchPath::initializeSearchPath(unsigned long maxFiles)
     XRefResolverFileSystemVisitor visitor(*this, maxFiles);
     const bool isWhole =
         visitor.visit(mRootWithSlash, /*recursive=*/true, nullptr, /*ignoreCase=*/false, nullptr);
-    mIndex.sortVersions();
+    editIndex().finishBuild();
     if (isWhole) {
         mInitialized = true;
         return true;
@@ -97,7 +134,8 @@ bool qzXRefResolverSearchPath::initializeSearchPath(
     const std::string& path, const std::list<const qzXRefResolverSearchPath*>& ancestors,
     unsigned long maxFiles)
 {
-    // May be a field that is cleared. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+    // The path may be a field that is cleared.
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
     const std::string root = path;
     clearSearchPath();
     if (root.empty()) return false;
@@ -110,7 +148,7 @@ bool qzXRefResolverSearchPath::initializeSearchPath(
         logWarning() << "Fail to initialize search path '" << mOriginalRootPath << "' from '"
                      << ancestor->mOriginalRootPath << "', try the default method ";
     }
-    // What a failed ancestor left stays ahead of the files from the disk.
+    // Compatibility: the files of an ancestor that failed stay, before those from the disk.
     setPath(root);
     return initializeSearchPath(maxFiles);
 }
@@ -137,7 +175,7 @@ bool qzXRefResolverSearchPath::initializeSearchPathFromAnAncestor(
     const bool isTaken = mRootWithSlash == ancestor.mRootWithSlash
                              ? takeWholeIndex(ancestor, maxFiles)
                              : takeIndexBelow(ancestor, maxFiles);
-    mIndex.sortVersions();
+    editIndex().finishBuild();
     if (!isTaken) logTooManyFiles(maxFiles);
     return isTaken;
 }
@@ -145,48 +183,35 @@ bool qzXRefResolverSearchPath::initializeSearchPathFromAnAncestor(
 bool qzXRefResolverSearchPath::takeWholeIndex(const qzXRefResolverSearchPath& ancestor,
                                               unsigned long maxFiles)
 {
-    if (&ancestor != this) mIndex = ancestor.mIndex;
-    return mIndex.countFiles() <= maxFiles;
+    if (&ancestor != this) mIndex = std::make_unique<XRefIndex>(ancestor.getIndex());
+    return getIndex().countFiles() <= maxFiles;
 }
 
-// A name moves in whole, so that the one at the limit doesn't come at all. Which ones come before
-// that is decided by the order of the keys; below the limit it makes no difference.
+// All files of a key are taken or none, so those of the key at the limit aren't. The order of the
+// keys decides which ones come before that; below the limit it makes no difference.
 bool qzXRefResolverSearchPath::takeIndexBelow(const qzXRefResolverSearchPath& ancestor,
                                               unsigned long maxFiles)
 {
     std::string sub = mRootWithSlash.substr(ancestor.mRootWithSlash.size());
     sub.pop_back();
     std::reverse(sub.begin(), sub.end());
-    if (ancestor.countFilesBelow(sub) <= maxFiles) {
-        for (const Index::Name& name : ancestor.mIndex.getNames())
-            takeName(name, sub);
+    const XRefIndex& from = ancestor.getIndex();
+    const IndexTransfer transfer(from, editIndex(), sub);
+    unsigned long count = 0;
+    for (XRefIndex::Id key = 0; key != from.getKeyCount(); ++key)
+        count += transfer.countFiles(key);
+    if (count <= maxFiles) {
+        for (XRefIndex::Id key = 0; key != from.getKeyCount(); ++key)
+            transfer.takeKey(key);
         return true;
     }
-    unsigned long count = 0;
-    for (const Index::Name* const name : ancestor.mIndex.getNamesByKey()) {
-        count += countBelow(name->entries, sub);
+    count = 0;
+    for (const XRefIndex::Id key : from.makeOrderOfKeys()) {
+        count += transfer.countFiles(key);
         if (count > maxFiles) break;
-        takeName(*name, sub);
+        transfer.takeKey(key);
     }
     return false;
-}
-
-unsigned long qzXRefResolverSearchPath::countFilesBelow(const std::string& sub) const
-{
-    unsigned long count = 0;
-    for (const Index::Name& name : mIndex.getNames())
-        count += countBelow(name.entries, sub);
-    return count;
-}
-
-void qzXRefResolverSearchPath::takeName(const Index::Name& name, const std::string& sub)
-{
-    Entries taken;
-    for (const IndexEntry& entry : name.entries) {
-        if (isBelow(entry.reversedFolder, sub))
-            taken.emplace_back(entry.fileName, cutBelow(entry.reversedFolder, sub));
-    }
-    if (!taken.empty()) mIndex.edit(name.key).swap(taken);
 }
 
 void qzXRefResolverSearchPath::logTooManyFiles(unsigned long maxFiles) const

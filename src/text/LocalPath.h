@@ -1,21 +1,19 @@
 #pragma once
 
-#include <cstring>
 #include <string>
 
 #include <qz/qzStringUtils.h>
 
 namespace qz::text {
 
-/// Converts a path for the system, right at the call of it. A path that can't be converted becomes
-/// empty, which names nothing.
-inline std::string toLocal(const std::string& path)
-{
-    return qzStringUtils::convertCharset(path, qzStringUtils::CharSetUtf8,
-                                         qzStringUtils::CharSetLocal);
-}
+/// Converts a path to the local character set, for a call of the system.
+///
+/// The system must never get the path of another file: where the local set lacks a character,
+/// `convertCharset` takes a similar one or "?".
+/// @return empty, which names nothing, if the local set can't hold the path without loss.
+std::string toLocal(const std::string& path);
 
-/// Converts a path that came from the system to UTF-8.
+/// Converts a path that came from the system to UTF-8. @return empty on failure.
 inline std::string fromLocal(const std::string& localPath)
 {
     return qzStringUtils::convertCharset(localPath, qzStringUtils::CharSetLocal,
@@ -23,10 +21,9 @@ inline std::string fromLocal(const std::string& localPath)
 }
 
 /// Ends a path where it ends for the system: at its first zero byte.
-inline std::string endAtZeroByte(std::string localPath)
+inline std::string endAtZeroByte(const std::string& path)
 {
-    localPath.resize(std::strlen(localPath.c_str()));
-    return localPath;
+    return path.c_str();  // NOLINT(readability-redundant-string-cstr): up to the zero byte
 }
 
 }  // namespace qz::text

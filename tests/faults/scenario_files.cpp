@@ -1,4 +1,4 @@
-// Folders and files are made, looked at, copied, renamed, removed and cleared.
+// Folders and files are made, checked, copied, renamed, removed and cleared.
 
 #include <filesystem>
 #include <string>

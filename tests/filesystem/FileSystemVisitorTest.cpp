@@ -1,5 +1,6 @@
 #include <qz/qzDirUtils.h>
 
+#include <cerrno>
 #include <climits>
 #include <filesystem>
 #include <random>
@@ -126,7 +127,7 @@ TEST_F(FileSystemVisitorTest, HoldsItsOperationsInTheirSlots)
     using OneText = bool (*)(Visitor*, const std::string&);
     using TwoTexts = bool (*)(Visitor*, const std::string&, const std::string&);
     void** const slots = *reinterpret_cast<void***>(visitor);
-    reinterpret_cast<OneText>(slots[2])(visitor, "f");  // behind the two of the destructor
+    reinterpret_cast<OneText>(slots[2])(visitor, "f");  // after the two of the destructor
     reinterpret_cast<TwoTexts>(slots[3])(visitor, "f", "n");
     reinterpret_cast<TwoTexts>(slots[4])(visitor, "f", "n");
     reinterpret_cast<OneText>(slots[5])(visitor, "f");
@@ -409,15 +410,60 @@ TEST_F(FileSystemVisitorTest, WalksManyLevels)
     EXPECT_THAT(recorder.getLines("file "), ElementsAre(mRoot + '/' + name + " | file"));
 }
 
-TEST_F(FileSystemVisitorTest, SkipsFoldersThatItHasNoDescriptorFor)
+TEST_F(FileSystemVisitorTest, IsWholeInATreeDeeperThanTheFreeDescriptors)
 {
-    makeFolder("a/a/a/a");
-    const support::DescriptorLimit three(3);
+    std::string folder = "a";
+    for (int i = 0; i != 20; ++i, folder += "/a") {
+        makeFolder(folder);
+        for (const char* name : {"/x", "/y", "/z"})
+            write(folder + name);
+    }
+    const Lines lines = walk(mRoot);
+    ASSERT_EQ(lines.size(), 2U + 20 * 6);
+    for (const int free : {1, 2, 3, 10}) {
+        const support::DescriptorLimit limit(free);
+        EXPECT_EQ(walk(mRoot), lines) << free << " free descriptors";
+    }
+}
+
+// Each entry is in memory once its folder was closed; what happens to it meanwhile isn't noticed.
+TEST_F(FileSystemVisitorTest, VisitsAllThatItReadBeforeItClosedAFolder)
+{
+    makeFolder("a/b/c");
+    for (int i = 0; i != 2000; ++i)
+        write("file" + std::to_string(i));
+    const std::size_t lineCount = walk(mRoot).size();
+    const std::size_t openBefore = support::countOpenDescriptors();
     WalkRecorder recorder;
+    recorder.setReaction([&](const std::string& line) {
+        if (line != "enter " + mRoot + "/a") return;
+        for (int i = 0; i != 2000; ++i)
+            fs::remove(mRoot + "/file" + std::to_string(i));
+    });
+    {
+        const support::DescriptorLimit one(1);
+        EXPECT_TRUE(recorder.walk(mRoot));
+    }
+    EXPECT_EQ(recorder.getLines().size(), lineCount);
+    EXPECT_EQ(support::countOpenDescriptors(), openBefore);
+}
+
+TEST_F(FileSystemVisitorTest, SkipsARootThatItHasNoDescriptorFor)
+{
+    makeFolder("a");
+    const support::DescriptorLimit none(0);
+    WalkRecorder recorder;
+    errno = 0;
     EXPECT_TRUE(recorder.walk(mRoot));
-    EXPECT_EQ(recorder.getLines("enter ").size(), 3U);
-    EXPECT_EQ(recorder.getLines("folder ").size(), 3U);
-    EXPECT_EQ(recorder.getLines("leave ").size(), 3U);
+    EXPECT_THAT(recorder.getLines(), IsEmpty());
+    EXPECT_EQ(errno, EMFILE);
+}
+
+TEST_F(FileSystemVisitorTest, EndsItsRootAtAZeroByte)
+{
+    makeFolder("a");
+    write("a/file");
+    EXPECT_EQ(walk(mRoot + std::string("\0/b", 3)), walk(mRoot));
 }
 
 // Each length of the last folder within the system's limit, with entries up to it and beyond.

@@ -15,8 +15,8 @@ bool isPlainByByte(const std::string& name)
     return true;
 }
 
-// Each byte at each place in names of each length up to three words, beside bytes that border on
-// what is looked for.
+// Each byte at each place in names of each length up to three words, beside bytes whose values
+// are next to those that are searched.
 TEST(PathText, KnowsPlainNamesAtAllLengths)
 {
     for (const char filler : {'a', '\x7f', '[', ']', '\0'}) {

@@ -13,7 +13,7 @@
 
 namespace qz::plain {
 
-/// A walk with nothing but the steps that callers know: each entry is looked for as a folder on the
+/// A walk with nothing but the steps that callers know: each entry is checked as a folder on the
 /// disk, by its path.
 class Walk {
 public:

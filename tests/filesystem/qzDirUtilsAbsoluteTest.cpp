@@ -24,7 +24,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::string_literals;
 
-// The steps one by one: the longest part of a path that exists is looked for from its end.
+// The steps one by one: the longest part of a path that exists is searched from its end.
 std::string resolvePlainly(std::string localPath)
 {
     std::string tail;
@@ -295,8 +295,8 @@ TEST_F(qzDirUtilsAbsolute, MayReceiveTheResultInItsOwnArguments)
 
 TEST_F(qzDirUtilsAbsolute, KeepsWhatIsBelowAnUnreadableFolder)
 {
-    // Without the permission to search it nothing below can be told from what is missing; the
-    // permission to read it isn't needed.
+    // Without the permission to search it what is below can't be distinguished from what is
+    // missing; the permission to read it isn't needed.
     fs::permissions(mRoot, fs::perms::all);
     fs::permissions(mHere, fs::perms::all);
     fs::permissions(mHere + "/folder", fs::perms::owner_read | fs::perms::others_read);
@@ -336,7 +336,7 @@ TEST(qzDirUtilsAbsoluteNames, AreLookedUpInTheLocalCharacterSet)
     });
 }
 
-// A name that the local set lacks is the empty one there, that is the current folder.
+// What is no text in UTF-8 is the empty path for the system, which is the current folder.
 TEST(qzDirUtilsAbsoluteNames, LeadToTheCurrentFolderWhenTheyCannotBeConverted)
 {
     const support::ScratchFolder scratch;
@@ -414,7 +414,7 @@ TEST_F(qzDirUtilsAbsolute, ServesForRelativePathsFromTheCurrentFolder)
 {
     EXPECT_EQ(qzDirUtils::GetRelativePathUtf8(mHere + "/folder/inner", ""), "folder/inner");
     EXPECT_EQ(qzDirUtils::GetRelativePathUtf8(mHere + "/folder/inner", "link"), "inner");
-    // An absolute path is compared as it stands, with its links.
+    // An absolute path is compared as it is, with its links.
     EXPECT_EQ(qzDirUtils::GetRelativePathUtf8(mHere + "/link/inner", "link"), "");
     // A base of which nothing exists is the root.
     EXPECT_EQ(qzDirUtils::GetRelativePathUtf8("/x", "missing/folder"), "x");
@@ -436,7 +436,7 @@ const FileSystemRow kFileSystemRows[] = {
 
 class qzDirUtilsIsNetworkPathRows : public ::testing::TestWithParam<FileSystemRow> {};
 
-// The second answer is that for a path of which the system tells nothing.
+// The second answer is that for a path that the system doesn't know.
 TEST_P(qzDirUtilsIsNetworkPathRows, GoByTheTypeOfTheFileSystem)
 {
     const support::ChildResult result =

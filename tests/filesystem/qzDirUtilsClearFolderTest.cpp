@@ -33,7 +33,7 @@ std::string describe(int error)
     return SystemError(error).toString();
 }
 
-// Asks for an end at one question, or from it on.
+// Cancels at one poll, or from it on.
 class CancelAt : public qzCancelInterfaceReadOnly {
 public:
     enum Length { Once, FromThenOn };
@@ -130,8 +130,8 @@ TEST_F(qzDirUtilsClearFolder, RemovesLinksToFilesAlone)
     EXPECT_EQ(mFolder.read("file"), "content");
 }
 
-// A link to a folder is entered: what it leads to is emptied, and then stands in the way as neither
-// it nor the link is removed as a folder.
+// A link to a folder is entered: its target becomes empty. Then the work ends, because the link
+// can't be removed as a folder.
 TEST_F(qzDirUtilsClearFolder, EntersLinksToFolders)
 {
     fs::create_directories(getPath("outside/inner"));
@@ -155,7 +155,7 @@ TEST_F(qzDirUtilsClearFolder, ClearsThroughALinkThatNamesTheFolder)
     EXPECT_EQ(mError, "rmdir error " + describe(ENOTDIR) + " for " + getPath("link"));
 }
 
-// The folder is looked for by the simplified path and opened by the one that was given.
+// The folder is checked by the simplified path and opened by the one that was given.
 TEST_F(qzDirUtilsClearFolder, OpensThePathAsItIsGiven)
 {
     makeTree();
@@ -252,7 +252,7 @@ TEST_F(qzDirUtilsClearFolder, TellsAFolderThatCannotBeOpenedWithoutAName)
     });
 }
 
-// Without the permission to search the folder nothing in it can be looked at: all are files then.
+// Without the permission to search the folder nothing in it can be checked: all are files then.
 TEST_F(qzDirUtilsClearFolder, TakesAllForFilesInAFolderThatMayNotBeSearched)
 {
     expectAsNobody([this] {
@@ -366,7 +366,7 @@ TEST_F(qzDirUtilsClearFolder, EndsAtEachQuestion)
         EXPECT_EQ(mError, "Canceled");
         EXPECT_TRUE(fs::exists(mTarget)) << question;
     }
-    EXPECT_TRUE(fs::is_empty(mTarget)) << "the last question comes behind all entries";
+    EXPECT_TRUE(fs::is_empty(mTarget)) << "the last poll comes after all entries";
 }
 
 TEST_F(qzDirUtilsClearFolder, TouchesNothingWhenItIsCancelledBefore)
@@ -378,7 +378,7 @@ TEST_F(qzDirUtilsClearFolder, TouchesNothingWhenItIsCancelledBefore)
     EXPECT_EQ(std::distance(fs::recursive_directory_iterator(mTarget), {}), 8);
 }
 
-// The loop is left, but at the end nobody wants the end any more: the folder is tried.
+// The loop ends, but the last poll isn't cancelled any more: the folder is tried.
 TEST_F(qzDirUtilsClearFolder, GoesByTheLastAnswerBehindAFolder)
 {
     write("a");
@@ -400,7 +400,7 @@ TEST_F(qzDirUtilsClearFolder, TellsTheCancellationRatherThanAFailure)
         mFolder.write("mine/file", "");
         fs::permissions(getPath("mine"), fs::perms(0500));
         // Each of the three entries comes with a question, unless the one before has failed, and
-        // the last question comes behind the folder.
+        // the last poll comes after the folder.
         const CancelAt never(0, CancelAt::Once);
         EXPECT_FALSE(qzDirUtils::ClearFolderUtf8(getPath("mine"), false, &mError, &never));
         EXPECT_EQ(mError, "unlink error " + describe(EACCES) + " for " + getPath("mine/file"));
@@ -411,7 +411,7 @@ TEST_F(qzDirUtilsClearFolder, TellsTheCancellationRatherThanAFailure)
     });
 }
 
-// The entry behind the failed one is read, and dropped without a question.
+// The entry after the failed one is read, and dropped without a poll.
 TEST_F(qzDirUtilsClearFolder, AsksNothingMoreBehindAFailedEntryButAtTheEnd)
 {
     expectAsNobody([this] {
@@ -433,7 +433,55 @@ TEST_F(qzDirUtilsClearFolder, AsksNothingMoreBehindAFailedEntryButAtTheEnd)
     });
 }
 
-// Counts the descriptors that are open at each question.
+TEST_F(qzDirUtilsClearFolder, EmptiesATreeDeeperThanTheFreeDescriptors)
+{
+    for (const int free : {1, 2, 3, 10}) {
+        std::string folder = "a";
+        for (int i = 0; i != 20; ++i, folder += "/a") {
+            makeFolder(folder);
+            for (const char* name : {"/x", "/y", "/z"})
+                write(folder + name);
+        }
+        const support::DescriptorLimit limit(free);
+        EXPECT_TRUE(clear()) << mError;
+        EXPECT_TRUE(mError.empty()) << mError;
+        EXPECT_TRUE(fs::is_empty(mTarget)) << free << " free descriptors";
+    }
+}
+
+// The entries of a folder that was closed are removed by their paths.
+TEST_F(qzDirUtilsClearFolder, KeepsTheFirstErrorWhenItHasFewDescriptors)
+{
+    expectAsNobody([this] {
+        const std::string mine = getPath("mine");
+        fs::create_directories(mine + "/a/b");
+        for (const char* name : {"/x", "/y", "/z"})
+            support::writeFile(mine + name, "");
+        fs::permissions(mine, fs::perms(0500));
+        fs::permissions(mine + "/a", fs::perms(0500));
+        {
+            const support::DescriptorLimit one(1);
+            EXPECT_FALSE(qzDirUtils::ClearFolderUtf8(mine + "/a", false, &mError, nullptr));
+            EXPECT_EQ(mError, "rmdir error " + describe(EACCES) + " for " + mine + "/a/b");
+            fs::permissions(mine + "/a", fs::perms(0700));
+            EXPECT_FALSE(qzDirUtils::ClearFolderUtf8(mine, false, &mError, nullptr));
+            EXPECT_EQ(mError.find("for " + mine), mError.size() - mine.size() - 6) << mError;
+            EXPECT_EQ(errno, EACCES);
+        }
+        fs::permissions(mine, fs::perms(0700));
+    });
+}
+
+TEST_F(qzDirUtilsClearFolder, ReportsARootThatItHasNoDescriptorFor)
+{
+    makeTree();
+    const support::DescriptorLimit none(0);
+    EXPECT_FALSE(clear());
+    EXPECT_EQ(mError, "opendir error " + describe(EMFILE) + " for ");
+    EXPECT_EQ(errno, EMFILE);
+}
+
+// Counts the descriptors that are open at each poll.
 class DescriptorCounter : public qzCancelInterfaceReadOnly {
 public:
     bool shouldCancel() const override
@@ -506,7 +554,7 @@ TEST(qzDirUtilsClearFolderNames, MayBeNoTextAtAllForFiles)
     EXPECT_TRUE(fs::is_empty(folder.getPath()));
 }
 
-// Such a folder isn't found, so that it is removed like a file; nor has it a name to be told.
+// Such a folder isn't found, so it is removed like a file, and the message has no name for it.
 TEST(qzDirUtilsClearFolderNames, MustBeTextForFolders)
 {
     const support::ScratchFolder folder;

@@ -1,21 +1,29 @@
 #include <qz/qzDirUtils.h>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <string>
+#include <thread>
+#include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "FolderFixture.h"
 #include "support/Files.h"
+#include "support/Waiting.h"
 
 namespace qz {
 
 namespace {
 
 namespace fs = std::filesystem;
+using ::testing::ElementsAre;
 
 class qzDirUtilsCopyFile : public FolderFixture {
 protected:
@@ -68,7 +76,7 @@ TEST_F(qzDirUtilsCopyFile, LeavesPermissionsAndTimesBehind)
     EXPECT_NE(fs::last_write_time(mDestination), fs::last_write_time(mSource));
 }
 
-// The text blames the source: that is how it is known.
+// Compatibility: the message is about the source.
 TEST_F(qzDirUtilsCopyFile, LeavesADestinationThatIsThere)
 {
     mFolder.write("source", "new");
@@ -77,7 +85,7 @@ TEST_F(qzDirUtilsCopyFile, LeavesADestinationThatIsThere)
     EXPECT_EQ(mError, "source file is missing '" + mSource + "'");
     EXPECT_FALSE(qzDirUtils::CopyFileUtf8(mSource, mDestination, false, nullptr));
     EXPECT_EQ(mFolder.read("destination"), "old");
-    // A folder is in the way as well, and the source isn't looked at.
+    // A folder is in the way as well, and the source isn't checked.
     EXPECT_FALSE(qzDirUtils::CopyFileUtf8("missing", mFolder.getPath(), false, &mError));
     EXPECT_EQ(mError, "source file is missing 'missing'");
 }
@@ -114,6 +122,63 @@ TEST_F(qzDirUtilsCopyFile, FailsWithoutAPlaceForTheDestination)
     EXPECT_EQ(support::countOpenDescriptors(), openBefore);
 }
 
+// The example of the header.
+TEST_F(qzDirUtilsCopyFile, PutsAFileIntoANewFolder)
+{
+    const support::EnvironmentVariable temporary("TMPDIR", mFolder.getPath());
+    const WorkingFolder here(mFolder.getPath());
+    mFolder.write("table.csv", "content");
+    const std::string folder = qzDirUtils::JoinPath(qzDirUtils::GetTempFolderUtf8(), "report");
+    std::string reason;
+    EXPECT_TRUE(qzDirUtils::MkpathUtf8(folder));
+    EXPECT_TRUE(qzDirUtils::CopyFileUtf8("table.csv", qzDirUtils::JoinPath(folder, "table.csv"),
+                                         /*overwrite=*/true, &reason))
+        << reason;
+    EXPECT_EQ(mFolder.read("report/table.csv"), "content");
+}
+
+// The flags of all descriptors that are open for a path.
+std::vector<int> findDescriptorFlags(const std::string& path)
+{
+    std::vector<int> flags;
+    for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd")) {
+        std::error_code error;
+        if (fs::read_symlink(entry, error) == path)
+            flags.push_back(::fcntl(std::stoi(entry.path().filename()), F_GETFD));
+    }
+    return flags;
+}
+
+// The copy waits for the content of a pipe, so its descriptors can be checked meanwhile.
+TEST_F(qzDirUtilsCopyFile, PassesNoDescriptorToPrograms)
+{
+    ASSERT_EQ(::mkfifo(mSource.c_str(), 0600), 0);
+    std::thread copying([this] { EXPECT_TRUE(copy()); });
+    const int writer = ::open(mSource.c_str(), O_WRONLY | O_CLOEXEC);
+    support::waitUntil([this] { return !findDescriptorFlags(mDestination).empty(); });
+    EXPECT_THAT(findDescriptorFlags(mSource), ElementsAre(FD_CLOEXEC, FD_CLOEXEC));
+    EXPECT_THAT(findDescriptorFlags(mDestination), ElementsAre(FD_CLOEXEC));
+    EXPECT_EQ(::write(writer, "content", 7), 7);
+    ::close(writer);
+    copying.join();
+    EXPECT_EQ(mFolder.read("destination"), "content");
+}
+
+TEST_F(qzDirUtilsCopyFile, CopiesWhatComesInPieces)
+{
+    ASSERT_EQ(::mkfifo(mSource.c_str(), 0600), 0);
+    std::thread copying([this] { EXPECT_TRUE(copy()); });
+    {
+        std::ofstream pipe(mSource);
+        for (int i = 0; i != 1000; ++i)
+            pipe << "piece " << i << std::endl;
+    }
+    copying.join();
+    const std::string content = mFolder.read("destination");
+    EXPECT_EQ(content.size(), 10U * 8 + 90U * 9 + 900U * 10);
+    EXPECT_EQ(content.substr(content.size() - 10), "piece 999\n");
+}
+
 // The destination is emptied before the first byte is read.
 TEST_F(qzDirUtilsCopyFile, EmptiesAFileThatIsCopiedOverItself)
 {
@@ -123,7 +188,7 @@ TEST_F(qzDirUtilsCopyFile, EmptiesAFileThatIsCopiedOverItself)
     EXPECT_EQ(mFolder.read("source"), "");
 }
 
-// Nothing can be read from a folder, and nothing be written to a full disk; neither is told.
+// Nothing can be read from a folder, and nothing written to a full disk; both are ignored.
 TEST_F(qzDirUtilsCopyFile, TellsNoErrorOfReadingOrWriting)
 {
     mSource = mFolder.getPath();

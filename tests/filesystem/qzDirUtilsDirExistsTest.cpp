@@ -40,7 +40,7 @@ TEST_F(qzDirUtilsDirExists, FollowsLinks)
     EXPECT_FALSE(qzDirUtils::DirExistsUtf8(getPath("loop")));
 }
 
-// "b" needs not exist, and neither is a file below the closing slash looked for.
+// "b" needn't exist, and the closing slash doesn't matter.
 TEST_F(qzDirUtilsDirExists, LooksAtTheSimplifiedPath)
 {
     fs::create_directories(getPath("a/c"));

@@ -132,7 +132,7 @@ const ProgramRow kProgramRows[] = {
     {"Backslash", {"/usr\\bin"}, "1 ''\n"},
     {"Removed", {"/usr/bin/program (deleted)"}, "1 '/usr/bin'\n"},
     {"Empty", {""}, "0 ''\n"},
-    {"Untold", {}, "0 ''\n"},
+    {"NoFolder", {}, "0 ''\n"},
 };
 
 class qzDirUtilsProcessFolderRows : public ::testing::TestWithParam<ProgramRow> {};

@@ -45,6 +45,19 @@ TEST_F(qzDirUtilsGlob, CollectsJoinedNamesOfOneFolder)
     EXPECT_THAT(mFiles, UnorderedElementsAre(getPath("x.txt"), getPath("Y.TXT")));
 }
 
+TEST_F(qzDirUtilsGlob, CollectsAllOfATreeDeeperThanTheFreeDescriptors)
+{
+    std::string folder = "d";
+    for (int i = 0; i != 20; ++i, folder += "/d") {
+        fs::create_directory(getPath(folder));
+        mFolder.write(folder + "/file", "");
+    }
+    const support::DescriptorLimit two(2);
+    glob(qzDirUtils::GlobRecursive);
+    EXPECT_EQ(mFiles.size(), 4U + 20U);
+    EXPECT_EQ(mFolders.size(), 2U + 20U);
+}
+
 TEST_F(qzDirUtilsGlob, CollectsInTheOrderOfTheWalk)
 {
     for (int i = 0; i < 50; ++i)

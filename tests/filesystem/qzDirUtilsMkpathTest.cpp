@@ -95,7 +95,7 @@ TEST_F(qzDirUtilsMkpath, StopsAtAFileInTheWay)
     EXPECT_EQ(errno, ENOTDIR);
 }
 
-// What stands there can't be looked at through the link, and can't be made either.
+// The target of the link can't be checked, and the folder can't be made either.
 TEST_F(qzDirUtilsMkpath, StopsAtALinkThatLeadsNowhere)
 {
     fs::create_symlink("missing", getPath("dangling"));

@@ -272,7 +272,7 @@ TEST(qzDirUtilsParts, AreThePlainFormsForAllShortPaths)
     visitTexts("/\\.a", 6, expectPlainParts);
 }
 
-// The last separator is looked for in several bytes at a step, and there may be more than one in
+// The last separator is searched in several bytes at a time, and there may be more than one in
 // them.
 TEST(qzDirUtilsParts, AreThePlainFormsForSeparatorsAtAllPlacesOfALongPath)
 {

@@ -190,7 +190,7 @@ TEST_F(qzDirUtilsGetFileInfo, MayBeAskedForTheRecordsOwnPath)
     EXPECT_EQ(info.size, 5U);
 }
 
-// The system looks at what stands ahead of the zero byte.
+// The system reads the path up to the zero byte.
 TEST_F(qzDirUtilsGetFileInfo, KeepsThePathAsItWasAskedFor)
 {
     mFolder.write("file", "12345");

@@ -176,6 +176,31 @@ TEST_F(XRefBuild, StartsAnewForARoot)
     EXPECT_THAT(mLog.getLines(), IsEmpty());
 }
 
+// The example of the header.
+TEST_F(XRefBuild, FindsAFileThatAnotherSystemKnewElsewhere)
+{
+    write("parts/door.asm");
+    write("old/door.asm");
+    SearchPath project;
+    ASSERT_TRUE(project.initializeSearchPath(mRoot, {}, /*maxFiles=*/1000000));
+    const auto found = project.resolveXRef("C:\\work\\parts\\door.asm");
+    EXPECT_EQ(found.type, SearchPath::MatchFull);
+    EXPECT_EQ(found.path, mRoot + "/parts/door.asm");
+}
+
+TEST_F(XRefBuild, IndexesATreeDeeperThanTheFreeDescriptors)
+{
+    std::string folder;
+    for (int i = 0; i != 20; ++i) {
+        folder += "d/";
+        write(folder + "file" + std::to_string(i));
+    }
+    const SearchPath whole = scan(mRoot);
+    EXPECT_EQ(Peer::dump(whole).size(), 20U);
+    const support::DescriptorLimit two(2);
+    EXPECT_TRUE(scan(mRoot) == whole);
+}
+
 // --- From an ancestor
 
 TEST_F(XRefBuild, TakesWhatIsBelowFromAnAncestor)
@@ -209,7 +234,7 @@ TEST_F(XRefBuild, GivesItsOwnIndexUpForTheOneOfTheSameRoot)
     EXPECT_THAT(mLog.getLines(), ElementsAre(getTooManyText(0, "/r")));
 }
 
-// A second slash behind the root leaves no name to look for: the files in the root pass alone.
+// A second slash after the root leaves no name to compare: only the files in the root pass.
 TEST_F(XRefBuild, TakesTheFilesInTheRootFromAnAncestorWithASlashLess)
 {
     const SearchPath ancestor = Peer::make("/r", {"f", "a/g", "a/b/h"});
@@ -337,7 +362,7 @@ TEST_F(XRefBuild, PrefersTheLongestAncestorAndOfEqualOnesTheFirst)
     EXPECT_EQ(path.resolveXRef("far").type, SearchPath::MatchFull);
 }
 
-// --- What the system is asked for
+// --- Calls of the system
 
 // Lets the process ask for memory and its end alone; anything else ends it.
 void allowMemoryAlone()

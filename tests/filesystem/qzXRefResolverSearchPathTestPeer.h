@@ -1,13 +1,15 @@
 #pragma once
 
 #include <algorithm>
-#include <iterator>
+#include <cstddef>
 #include <map>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <qz/qzXRefResolverSearchPath.h>
+
+#include "filesystem/XRefIndex.h"
 
 namespace qz {
 
@@ -32,9 +34,13 @@ public:
     static Dump dump(const qzXRefResolverSearchPath& path)
     {
         Dump dump;
-        for (const auto& [key, entries] : path.mIndex.getNames())
-            for (const auto& entry : entries)
-                dump[key].emplace_back(entry.fileName, entry.reversedFolder);
+        const filesystem::XRefIndex& index = path.getIndex();
+        for (filesystem::XRefIndex::Id id = 0; id != index.getKeyCount(); ++id) {
+            const std::string key(index.getKey(id));
+            const std::string name = qzXRefResolverSearchPath::ComputeFileIndex(key);
+            for (auto* file = index.getFirst(id); file != nullptr; file = index.getNext(*file))
+                dump[key].emplace_back(name, index.getReversedFolder(file->folder));
+        }
         return dump;
     }
 
@@ -43,16 +49,16 @@ public:
         return path.mRootWithSlash;
     }
 
-    static bool hasFieldsInOrder()
+    /// The offsets of the fields, in their order.
+    static std::vector<std::ptrdiff_t> getOffsets()
     {
         const qzXRefResolverSearchPath path;
-        const void* const places[] = {&path,
-                                      &path.mIndex,
-                                      &path.mRootWithSlash,
-                                      &path.mCleanedRootPath,
-                                      &path.mOriginalRootPath,
-                                      &path.mInitialized};
-        return places[0] == places[1] && std::is_sorted(std::begin(places), std::end(places));
+        const auto getOffset = [&path](const auto& field) {
+            return reinterpret_cast<const char*>(&field) - reinterpret_cast<const char*>(&path);
+        };
+        return {getOffset(path.mIndex), getOffset(path.mRootWithSlash),
+                getOffset(path.mCleanedRootPath), getOffset(path.mOriginalRootPath),
+                getOffset(path.mInitialized)};
     }
 
 private:
@@ -62,8 +68,7 @@ private:
         std::string name;
         qzXRefResolverSearchPath::SplitFullFilePath(file, folder, name);
         std::reverse(folder.begin(), folder.end());
-        path.mIndex.edit(qzXRefResolverSearchPath::ComputeFileIndex(name))
-            .emplace_back(name, folder);
+        path.editIndex().add(qzXRefResolverSearchPath::ComputeFileIndex(name), folder);
     }
 };
 

@@ -1,20 +1,26 @@
 #include <qz/qzXRefResolverSearchPath.h>
 
 #include <cstddef>
+#include <list>
+#include <map>
 #include <random>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "PlainResolver.h"
 #include "qzXRefResolverSearchPathTestPeer.h"
+#include "support/Allocations.h"
 
 namespace qz {
 
 namespace {
 
+using ::testing::ElementsAre;
 using Peer = qzXRefResolverSearchPathTestPeer;
 using SearchPath = qzXRefResolverSearchPath;
 using Files = std::vector<std::string>;
@@ -127,7 +133,11 @@ TEST(XRefValues, KeepTheirFieldsInOrder)
     EXPECT_EQ(offsetof(SearchPath::tMatchResult, path), 16U);
     EXPECT_EQ(offsetof(SearchPath::IndexEntry, fileName), 0U);
     EXPECT_EQ(offsetof(SearchPath::IndexEntry, reversedFolder), sizeof(std::string));
-    EXPECT_TRUE(Peer::hasFieldsInOrder());
+    const std::ptrdiff_t index = sizeof(std::map<std::string, std::list<SearchPath::IndexEntry>>);
+    const std::ptrdiff_t text = sizeof(std::string);
+    EXPECT_THAT(Peer::getOffsets(),
+                ElementsAre(0, index, index + text, index + 2 * text, index + 3 * text));
+    EXPECT_EQ(sizeof(SearchPath), 152U);
 }
 
 TEST(XRefValues, AreMadeAndCleared)
@@ -351,7 +361,7 @@ TEST(XRefResolving, EndsANameAtAZeroByteWhenItLooksForVersions)
     const SearchPath path = Peer::make("r", {"p.prt", "p.prt.1"});
     EXPECT_EQ(path.resolveXRef(std::string("p\0q.prt", 7)).path, "r/p.prt");
     EXPECT_EQ(path.resolveXRef(std::string("p.txt\0", 6)).type, SearchPath::MatchNotFound);
-    // What is looked for is longer than what is found.
+    // The key is longer than those of the index.
     const std::string name(50, 'n');
     const SearchPath longPath = Peer::make("r", {name + ".prt"});
     const std::string xref = name + '\0' + name + ".prt";
@@ -480,6 +490,103 @@ TEST(XRefEquality, HoldsForCopies)
     EXPECT_TRUE(copy.isInitialized());
     EXPECT_EQ(copy.getOriginalRootPath(), "r");
     EXPECT_EQ(copy.resolveXRef("p.prt").path, "r/y/p.prt.2");
+}
+
+// --- Moves
+
+TEST(XRefMove, TakesTheIndexWithoutACopy)
+{
+    SearchPath path = Peer::make("a/long/root/that/is/on/the/heap", {"x/p.prt.1", "q"});
+    const SearchPath copy = path;
+    const support::AllocationCounter allocations;
+    const SearchPath taken(std::move(path));
+    EXPECT_EQ(allocations.getCount(), 0U);
+    EXPECT_TRUE(taken == copy);
+    EXPECT_TRUE(taken.isInitialized());
+    EXPECT_EQ(taken.resolveXRef("p.prt").path, "a/long/root/that/is/on/the/heap/x/p.prt.1");
+}
+
+TEST(XRefMove, LeavesAnEmptyObject)
+{
+    SearchPath path = Peer::make("r", {"x/p", "q"});
+    SearchPath taken;
+    taken = std::move(path);
+    EXPECT_TRUE(path == SearchPath());  // NOLINT(bugprone-use-after-move)
+    EXPECT_FALSE(path.isInitialized());
+    EXPECT_EQ(path.getOriginalRootPath(), "");
+    EXPECT_EQ(path.resolveXRef("p").type, SearchPath::MatchNotInitialized);
+    EXPECT_TRUE(path.initializeSearchPath("r", {&taken}, 2));
+    EXPECT_TRUE(path == taken);
+}
+
+TEST(XRefMove, ReplacesTheIndexThatWasThere)
+{
+    SearchPath path = Peer::make("r", {"x/p"});
+    SearchPath other = Peer::make("s", {"y/q"});
+    other = std::move(path);
+    EXPECT_TRUE(other == Peer::make("r", {"x/p"}));
+    EXPECT_EQ(other.resolveXRef("q").type, SearchPath::MatchNotFound);
+}
+
+TEST(XRefMove, IntoItselfChangesNothing)
+{
+    SearchPath path = Peer::make("r", {"x/p"});
+    SearchPath& same = path;
+    path = std::move(same);
+    EXPECT_TRUE(path == Peer::make("r", {"x/p"}));
+    EXPECT_TRUE(path.isInitialized());
+    path = same;
+    EXPECT_TRUE(path == Peer::make("r", {"x/p"}));
+}
+
+// --- Memory
+
+std::size_t countBytes(const SearchPath& path)
+{
+    const support::AllocationCounter allocations;
+    const SearchPath copy = path;
+    return allocations.getBytes();
+}
+
+Files makeParts(int count)
+{
+    Files files;
+    for (int i = 0; i != count; ++i) {
+        files.push_back("projects/assembly_" + std::to_string(i / 2500) +
+                        "/components_of_level_two/folder_" + std::to_string(i / 25) +
+                        "/part_number_" + std::to_string(i) + ".prt." + std::to_string(i % 7));
+    }
+    return files;
+}
+
+TEST(XRefMemory, IsAtMost120BytesAFile)
+{
+    constexpr int kFileCount = 20000;
+    EXPECT_LT(countBytes(Peer::make("r", makeParts(kFileCount))), 120UL * kFileCount);
+}
+
+TEST(XRefMemory, DoesNotGrowWithTheFolderForEachFile)
+{
+    const std::string folder = std::string(500, 'f') + '/';
+    Files files;
+    for (int i = 0; i != 1000; ++i)
+        files.push_back(folder + std::to_string(i));
+    EXPECT_LT(countBytes(Peer::make("r", files)), 100UL * 1000);
+}
+
+TEST(XRefMemory, DoesNotGrowWhenTheSameFilesAreTakenAgain)
+{
+    const SearchPath ancestor = Peer::make("r", {"s/a/p", "s/b/p", "s/q", "s/a/q", "s/c"});
+    SearchPath path;
+    path.setPath("r/s");
+    EXPECT_TRUE(path.initializeSearchPathFromAnAncestor(ancestor, 5));
+    const SearchPath once = path;
+    EXPECT_TRUE(path.initializeSearchPathFromAnAncestor(ancestor, 5));
+    const std::size_t bytes = countBytes(path);
+    for (int i = 0; i != 100; ++i)
+        EXPECT_TRUE(path.initializeSearchPathFromAnAncestor(ancestor, 5));
+    EXPECT_TRUE(path == once);
+    EXPECT_EQ(countBytes(path), bytes);
 }
 
 }  // namespace

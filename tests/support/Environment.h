@@ -21,9 +21,9 @@ private:
 /// Makes `name` the locale of the environment, found among those that the test build makes, and
 /// leaves the process's own locale alone.
 ///
-/// The names are "C", "C.UTF-8", "en_US.ISO-8859-1", "de_DE.ISO-8859-1", "de_DE.UTF-8",
-/// "fr_FR.UTF-8" and "ja_JP.EUC-JP". A thread learns the character set of the environment once, so
-/// set the locale before the library's start.
+/// The names are "C", "C.UTF-8", "en_US.ISO-8859-1", "de_DE.ISO-8859-1", "de_DE.ISO-8859-15",
+/// "de_DE.UTF-8", "fr_FR.UTF-8" and "ja_JP.EUC-JP". A thread learns the character set of the
+/// environment once, so set the locale before the library's start.
 class EnvironmentLocale {
 public:
     explicit EnvironmentLocale(const char* name);

@@ -1,8 +1,10 @@
 #include <algorithm>
+#include <string_view>
 
 #include <qz/qzDirUtils.h>
 
 #include "PathText.h"
+#include "text/ByteVectors.h"
 #include "text/Characters.h"
 #include "text/NumberParse.h"
 
@@ -10,12 +12,40 @@ namespace qz {
 
 namespace {
 
-using filesystem::findLastSeparator;
-using filesystem::getFileName;
+using filesystem::isSeparator;
 using filesystem::PathJoint;
+using text::Vector16;
 
 constexpr std::size_t kMostParts = 65535;
 constexpr std::string_view kReservedInFileNames = "\"*/:<>?\\|";
+
+// The last slash or backslash of a block; negative if there is none.
+int findLastSeparatorInBlock(const char* bytes)
+{
+    const Vector16 block = Vector16::load(bytes);
+    const std::uint64_t found =
+        ((block == Vector16::fill('/')) | (block == Vector16::fill('\\'))).highBits();
+    return found == 0 ? -1 : 63 - __builtin_clzl(found);
+}
+
+// The last slash or backslash; npos if there is none.
+std::size_t findLastSeparator(std::string_view path)
+{
+    std::size_t i = path.size();
+    for (; i >= Vector16::kSize; i -= Vector16::kSize) {
+        const std::size_t start = i - Vector16::kSize;
+        const int found = findLastSeparatorInBlock(path.data() + start);
+        if (found >= 0) return start + static_cast<std::size_t>(found);
+    }
+    while (i != 0 && !isSeparator(path[i - 1]))
+        --i;
+    return i - 1;  // npos for 0
+}
+
+std::string_view getFileName(std::string_view path)
+{
+    return path.substr(findLastSeparator(path) + 1);
+}
 
 std::string joinParts(const std::string& left, const std::string& right)
 {
@@ -25,7 +55,7 @@ std::string joinParts(const std::string& left, const std::string& right)
     return joined;
 }
 
-// The notation is that of C, so "0x1f" is a number; so is a part without a character.
+// In the notation of C, so "0x1f" is a number. An empty part is one too.
 bool isNumber(std::string_view part)
 {
     long value = 0;
@@ -38,9 +68,9 @@ bool hasTooManyParts(std::string_view name)
     return static_cast<std::size_t>(std::count(name.begin(), name.end(), '.')) >= kMostParts;
 }
 
-// The last `count` parts of the name, without those ahead of its first dot, which for a hidden file
-// is the second one. Empty ones at their start go with their dots.
-std::string_view takeLastParts(std::string_view name, int count)
+// The last `count` parts of the name. Those before its first dot don't count, which for a hidden
+// file is the second dot. Empty parts at the start are removed with their dots.
+std::string_view getLastParts(std::string_view name, int count)
 {
     std::size_t start = name.size();
     for (std::size_t i = name.size() - 1; i != 0 && count > 0; --i) {
@@ -77,9 +107,9 @@ std::string qzDirUtils::ExtractFileExtension(const std::string& path, bool lower
     const std::string_view name = getFileName(path);
     const std::size_t lastDot = name.rfind('.');
     if (lastDot == std::string_view::npos || hasTooManyParts(name)) return {};
-    // A numbered volume keeps its real extension.
+    // The number of a volume is not its real extension.
     if (partCount < 2) partCount = isNumber(name.substr(lastDot + 1)) ? 2 : 1;
-    std::string extension(takeLastParts(name, partCount));
+    std::string extension(getLastParts(name, partCount));
     if (lowerCase) text::makeLowerCase(extension);
     return extension;
 }
@@ -104,7 +134,7 @@ void qzDirUtils::SplitFolderFilename(const std::string& path, std::string& folde
 {
     const std::size_t cut = findLastSeparator(path);
     const std::size_t folderSize = cut == std::string::npos ? 0 : cut;
-    // Either result may be the path itself, which must not go before both are cut from it.
+    // Either result may be the path itself, from which both are cut.
     if (&fileName == &path) {
         folder.assign(path, 0, folderSize);
         fileName.erase(0, cut + 1);
