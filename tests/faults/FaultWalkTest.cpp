@@ -381,7 +381,7 @@ const Scenario kScenarios[] = {
      "C.UTF-8",
      kWholeTable,
      {
-         {"fopen",
+         {"open",
           EMFILE,
           {"---, not flushed, files empty empty, rows 0 0" + kNoFirstFile,
            "++-, not flushed, files whole empty, rows 3 0" + kNoSecondFile,
@@ -403,7 +403,7 @@ const Scenario kScenarios[] = {
           {"+++, not flushed, files whole whole, rows 3 2"},
           {"+++, not flushed, files empty whole, rows 0 2",
            "+++, not flushed, files whole empty, rows 3 0"}},
-         {"fclose", EIO, {kWholeTable}},
+         {"close", EIO, {kWholeTable}},
          {"read", EINTR, {kWholeTable}},
          {"write", EINTR, {kWholeTable}},
          {"pthread_key_create", EAGAIN, {}, {kWholeTable}},

@@ -1,11 +1,10 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
-#include <cstring>
 #include <iostream>
 #include <streambuf>
 
+#include "CopyBytes.h"
 #include "FileDescriptor.h"
 
 namespace qz {
@@ -67,29 +66,6 @@ protected:
     int sync() override;
 
 private:
-    // A number or a short text is copied without a call, which would cost more than the bytes.
-    static void copyBytes(char* to, const char* from, std::size_t size)
-    {
-        if (size < sizeof(std::uint32_t) || size > 2 * sizeof(std::uint64_t))
-            std::memcpy(to, from, size);
-        else if (size < sizeof(std::uint64_t))
-            copyTwoWords<std::uint32_t>(to, from, size);
-        else
-            copyTwoWords<std::uint64_t>(to, from, size);
-    }
-
-    // Two words copy any number of bytes between one word and two; they overlap in the middle.
-    template <typename Word>
-    static void copyTwoWords(char* to, const char* from, std::size_t size)
-    {
-        Word head;
-        Word tail;
-        std::memcpy(&head, from, sizeof head);
-        std::memcpy(&tail, from + size - sizeof tail, sizeof tail);
-        std::memcpy(to, &head, sizeof head);
-        std::memcpy(to + size - sizeof tail, &tail, sizeof tail);
-    }
-
     bool isReading() const { return eback() != nullptr; }
     bool isWriting() const { return pbase() != nullptr; }
     bool startReading();
