@@ -1,9 +1,13 @@
 #include <qz/qzIniFile.h>
+
+#include <algorithm>
+#include <utility>
+
 #include <qz/qzLogObject.h>
 
 #include "IniText.h"
-#include "LocalFile.h"
 #include "VariantPath.h"
+#include "frame/base/FileDescriptor.h"
 #include "text/LocalPath.h"
 
 namespace qz {
@@ -13,13 +17,30 @@ namespace {
 using Map = qzVariant::qzVariantMapImpl;
 using variant::IniLine;
 
-constexpr char kSeparator = '/';
-constexpr std::string_view kTopSection = "General";
+using variant::kIniSeparator;
 
-// Puts the lines of a file into a tree.
+constexpr std::size_t kBlockSize = 65536;
+
+// Reads up to the end or to an error.
+std::string readAll(const FileDescriptor& file)
+{
+    std::string content;
+    std::size_t size = 0;
+    for (;;) {
+        if (content.size() - size < kBlockSize)
+            content.resize(content.size() + std::max(kBlockSize, size));
+        const ssize_t got = file.read(&content[size], content.size() - size);
+        if (got <= 0) break;
+        size += static_cast<std::size_t>(got);
+    }
+    content.resize(size);
+    return content;
+}
+
+// Adds the lines of a file to a tree.
 class IniReader {
 public:
-    IniReader(const std::string& path, Map& map) : mPath(path), mTop(map), mSectionMap(&map) {}
+    IniReader(std::string path, Map& map) : mPath(std::move(path)), mTop(map), mSectionMap(&map) {}
 
     void read(std::string_view content)
     {
@@ -54,11 +75,11 @@ private:
         }
     }
 
-    // The map of a section is made by its first key, not by the header.
+    // The first key of a section creates its map, not the header.
     void enterSection(std::string_view name)
     {
         mSection = name;
-        mSectionMap = name == kTopSection ? &mTop : nullptr;
+        mSectionMap = name == variant::kIniTopSection ? &mTop : nullptr;
     }
 
     void addEntry(const IniLine& line)
@@ -72,14 +93,15 @@ private:
             warn("Duplicated key at line");
     }
 
-    // A path ends at a NUL, so a section whose name has one leaves no room for keys.
+    // A path ends at a NUL, so with a NUL in the section's name the key is cut off.
     qzVariant& makeEntry(std::string_view key, bool& isNew, qzVariant& displaced)
     {
         const std::size_t nul = mSectionMap == nullptr ? mSection.find('\0') : std::string::npos;
         if (nul != std::string::npos)
-            return variant::makeEntry(mTop, mSection.substr(0, nul), kSeparator, isNew, displaced);
-        if (mSectionMap == nullptr) mSectionMap = &variant::makeMap(mTop, mSection, kSeparator);
-        return variant::makeEntry(*mSectionMap, key.substr(0, key.find('\0')), kSeparator, isNew,
+            return variant::makeEntry(mTop, mSection.substr(0, nul), kIniSeparator, isNew,
+                                      displaced);
+        if (mSectionMap == nullptr) mSectionMap = &variant::makeMap(mTop, mSection, kIniSeparator);
+        return variant::makeEntry(*mSectionMap, key.substr(0, key.find('\0')), kIniSeparator, isNew,
                                   displaced);
     }
 
@@ -88,10 +110,10 @@ private:
         logWarning() << what << " (" << mLineNumber << ") " << mPath << " in Ini file";
     }
 
-    const std::string& mPath;
+    const std::string mPath;  // a copy: the caller's may be a text of the map, which a key replaces
     Map& mTop;
     std::string mSection;
-    // Maps stay where they are while keys are added: only other values give way.
+    // The address stays valid while keys are added: they replace only values that are no maps.
     Map* mSectionMap;
     int mLineNumber = 0;
 };
@@ -100,9 +122,9 @@ private:
 
 bool LoadIniFile(const std::string& path, qzVariant::qzVariantMapImpl& map)
 {
-    const variant::InputFile file(text::toLocal(path));
+    const FileDescriptor file = FileDescriptor::Open(text::toLocal(path).c_str(), O_RDONLY);
     if (!file.isOpen()) return false;
-    IniReader(path, map).read(file.read());
+    IniReader(path, map).read(readAll(file));
     return true;
 }
 
