@@ -65,6 +65,11 @@ SUBJECTS = {
         "read 4 KiB each": 1.05,
         "write 64 B each": 0.8,
         "read 64 B each": 0.8,
+        "write 1,023 B each": None,
+        "write 1,024 B each": None,
+        "write 16 KiB each": None,
+        "100,000 reads before a tail of 64 B": None,
+        "100,000 reads before a tail of 1 MiB": None,
     }),
     "buffer": ("Chunk and swap buffer: 1 GB, chunks of 1 MiB", {
         "append 1 GB, 4 KiB each": (0.8, "QBuffer"),

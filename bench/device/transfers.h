@@ -1,7 +1,7 @@
 #pragma once
 
 /// @file
-/// The four rows of the device programs, for any kind of file.
+/// The rows of the device programs, for any kind of file.
 
 #include <cstdint>
 #include <string>
@@ -27,7 +27,10 @@ public:
           mWriteBlocks("write 4 KiB each", name, measureWrite<4096>),
           mReadBlocks("read 4 KiB each", name, measureRead<4096>),
           mWritePieces("write 64 B each", name, measureWrite<64>),
-          mReadPieces("read 64 B each", name, measureRead<64>)
+          mReadPieces("read 64 B each", name, measureRead<64>),
+          mWriteBelow("write 1,023 B each", name, measureWrite<1023>),
+          mWriteAbove("write 1,024 B each", name, measureWrite<1024>),
+          mWriteLarge("write 16 KiB each", name, measureWrite<16384>)
     {
     }
 
@@ -93,6 +96,10 @@ private:
     Case mReadBlocks;
     Case mWritePieces;
     Case mReadPieces;
+    // A standard stream passes blocks from 1,024 bytes on to the system at once.
+    Case mWriteBelow;
+    Case mWriteAbove;
+    Case mWriteLarge;
 };
 
 }  // namespace bench

@@ -13,11 +13,19 @@ namespace qz {
 ///
 /// The format has no tags: a value takes exactly its bytes, and reader and writer must agree on
 /// order, types and endianness. Numbers are two's complement or IEEE 754; a `bool` is 0x00 or 0xFF
-/// and reads as true from any byte but 0; a string or byte vector is a 32-bit byte count with the
-/// bytes behind it, so that one may be read as the other.
+/// and reads as true from any byte but 0; a string or byte vector is a 32-bit byte count followed
+/// by the bytes, so that one may be read as the other.
 ///
-/// Nothing throws but a failed allocation. After a batch ask `isOk()`; `getErrorMsg()` has the
-/// words of the device. Threads: one thread uses a stream and its device at a time.
+/// @code
+/// qzIoDeviceFileStream file("score.bin", qzIoDevice::DataWayWrite, /*truncate=*/true);
+/// qzDataStream stream(file, qzDataStream::LittleEndian);
+/// stream << std::string("player") << 42 << 0.5;
+/// if (!stream.isOk()) std::cerr << stream.getErrorMsg() << '\n';
+/// @endcode
+///
+/// Nothing throws except for lack of memory, and the stream is not ok then. Check `isOk()` after a
+/// batch of values; `getErrorMsg()` returns the error text of the device. Threads: one thread uses
+/// a stream and its device at a time.
 class QZ_API qzDataStream {
 public:
     /// The byte order of numbers and lengths. Any value but `BigEndian` acts as `LittleEndian`.
@@ -32,39 +40,39 @@ public:
     qzDataStream(qzIoDevice* device, Endianness endianness);
     /// Makes a stream over `device`, as `setIoDevice` does.
     qzDataStream(qzIoDevice& device, Endianness endianness);
-    /// Forgets the device, which stays.
+    /// Detaches the device, which stays alive.
     ~qzDataStream();
     qzDataStream(const qzDataStream&) = delete;
     qzDataStream& operator=(const qzDataStream&) = delete;
 
-    /// Starts the stream anew over `device`, which is not owned and must outlive its use here.
+    /// Restarts the stream over `device`, which is not owned and must outlive its use here.
     void setIoDevice(qzIoDevice* device, Endianness endianness);
     /// Chooses the byte order of what follows.
     void setEndianness(Endianness endianness);
     /// The byte order as it was set.
     Endianness getEndianness() const { return mEndianness; }
 
-    /// Tells whether all went well so far, on the stream and on the device.
+    /// Whether nothing has failed so far, in the stream or in the device.
     bool isOk() const;
     /// Ends the ok state until the next `setIoDevice`.
-    /// @param text replaces the stream's error text only if there is one already, which no
-    ///     operation of the stream itself sets; so the words of a failure don't show.
+    /// @param text replaces the stream's error text only if there is one already. No operation of
+    ///     the stream sets one, so `getErrorMsg` never contains it.
     void setError(const std::string& text);
-    /// The device's error text; behind ", " if the stream has a text of its own.
+    /// The device's error text, after that of the stream and ", " if there is one.
     std::string getErrorMsg() const;
 
-    /// @name One value of a fixed width, as it lies in memory
+    /// @name One value of a fixed width, as it is in memory
     /// Each returns whether the full width moved; false without a device. A big-endian read
     /// reverses the destination also when it failed.
     /// @{
     bool write1Byte(const char* data);         ///< Writes a byte.
     bool read1Byte(char* data);                ///< Reads a byte.
-    bool write2BytesLittleEndian(char* data);  ///< Writes 2 bytes as they lie.
-    bool write4BytesLittleEndian(char* data);  ///< Writes 4 bytes as they lie.
-    bool write8BytesLittleEndian(char* data);  ///< Writes 8 bytes as they lie.
-    bool read2BytesLittleEndian(char* data);   ///< Reads 2 bytes as they lie.
-    bool read4BytesLittleEndian(char* data);   ///< Reads 4 bytes as they lie.
-    bool read8BytesLittleEndian(char* data);   ///< Reads 8 bytes as they lie.
+    bool write2BytesLittleEndian(char* data);  ///< Writes 2 bytes as they are.
+    bool write4BytesLittleEndian(char* data);  ///< Writes 4 bytes as they are.
+    bool write8BytesLittleEndian(char* data);  ///< Writes 8 bytes as they are.
+    bool read2BytesLittleEndian(char* data);   ///< Reads 2 bytes as they are.
+    bool read4BytesLittleEndian(char* data);   ///< Reads 4 bytes as they are.
+    bool read8BytesLittleEndian(char* data);   ///< Reads 8 bytes as they are.
     bool write2BytesBigEndian(char* data);     ///< Writes 2 bytes reversed.
     bool write4BytesBigEndian(char* data);     ///< Writes 4 bytes reversed.
     bool write8BytesBigEndian(char* data);     ///< Writes 8 bytes reversed.
@@ -74,7 +82,7 @@ public:
     /// @}
 
     /// @name Numbers
-    /// They try the device also on a stream that is not ok any more.
+    /// They call the device even if the stream is no longer ok.
     /// @{
     qzDataStream& operator<<(bool value);             ///< Writes 0xFF or 0x00.
     qzDataStream& operator<<(char value);             ///< Writes 1 byte.
@@ -101,9 +109,9 @@ public:
     /// @}
 
     /// @name Texts and bytes
-    /// They do nothing on a stream that is not ok, and fail beyond 4 GiB less a byte. A failed read
-    /// leaves the destination empty. A damaged count is taken at its word: up to 4 GiB are
-    /// allocated for it, and given back.
+    /// They do nothing on a stream that is not ok, and fail for more than 4 GiB less a byte. A
+    /// failed read leaves the destination empty. Memory grows with the bytes that come, in steps of
+    /// at most 1 MiB, so a damaged count does no harm.
     /// @{
     qzDataStream& operator<<(std::string_view text);    ///< Writes a text.
     qzDataStream& operator<<(const std::string& text);  ///< Writes a text.
@@ -113,13 +121,26 @@ public:
     qzDataStream& operator>>(std::vector<char>& bytes);        ///< Reads bytes.
     /// @}
 
-    /// A pointer is no truth value.
-    qzDataStream& operator<<(const void* pointer) = delete;
+    /// @name Types without a form in the stream
+    /// Refused by the compiler. A pointer would convert to `bool`, and an 8-bit integer (`int8_t`)
+    /// or a character of another width to an `int` of 4 bytes: cast to `char` or to the number that
+    /// is to be written.
+    /// @{
+    qzDataStream& operator<<(const void* pointer) = delete;  ///< Refused.
+    qzDataStream& operator<<(signed char value) = delete;    ///< Refused.
+    qzDataStream& operator<<(wchar_t value) = delete;        ///< Refused.
+    qzDataStream& operator<<(char16_t value) = delete;       ///< Refused.
+    qzDataStream& operator>>(signed char& value) = delete;   ///< Refused.
+#ifdef __cpp_char8_t
+    qzDataStream& operator<<(char8_t value) = delete;   ///< Refused.
+    qzDataStream& operator>>(char8_t& value) = delete;  ///< Refused.
+#endif
+    /// @}
 
-    /// Writes bytes with no count ahead of them; nothing on a stream that is not ok.
+    /// Writes bytes without a count; nothing on a stream that is not ok.
     /// @return whether the stream is still ok.
     bool writeRawData(const char* data, unsigned long size);
-    /// Reads bytes with no count ahead of them; nothing on a stream that is not ok.
+    /// Reads bytes without a count; nothing on a stream that is not ok.
     /// @return the bytes read; fewer than `size` end the ok state.
     unsigned long readRawBytes(char* data, unsigned long size);
 
@@ -135,10 +156,12 @@ private:
     void setWriteError();
     void setTextError(unsigned long size);
     void setReadError();
-    unsigned long moveToDevice(const char* data, unsigned long size);
-    unsigned long moveFromDevice(char* data, unsigned long size);
+    QZ_LOCAL unsigned long moveToDevice(const char* data, unsigned long size);
+    QZ_LOCAL unsigned long moveFromDevice(char* data, unsigned long size);
     template <typename Bytes>
-    void readCounted(Bytes& bytes);
+    QZ_LOCAL void readCounted(Bytes& bytes);
+    template <typename Bytes>
+    QZ_LOCAL bool readSteps(Bytes& bytes, unsigned long count);
 
     qzIoDevice* mDevice = nullptr;
     MoveNumber mWrite2Bytes = nullptr;
@@ -235,7 +258,7 @@ inline qzDataStream& qzDataStream::operator<<(std::string_view text)
     }
     *this << static_cast<unsigned int>(size);
     if (size == 0) return *this;
-    // The bytes are tried also when the count has failed; a device in error moves none of them.
+    // The bytes are tried even if the count has failed; a device in error moves none of them.
     if (mDevice == nullptr || mDevice->writeBytes(text.data(), size) != size) setTextError(size);
     return *this;
 }

@@ -8,16 +8,26 @@
 
 namespace qz {
 
+class FileStream;
+
 /// A file as a device.
 ///
-/// What is written stays in a buffer until it is full, `flush`, `seek` or `close`, so a full disk
-/// may show only at a later write. `flush` and `close` themselves don't report a failed write-out:
-/// write 0 bytes after `flush` to learn of it.
+/// What is written stays in a buffer until the buffer is full or until `flush`, `seek` or `close`,
+/// so a full disk may show only at a later write. `flush` and `close` don't report that the buffer
+/// could not be written; to check it, call `flush` and then write 0 bytes:
+/// @code
+/// qzIoDeviceFileStream file("notes.txt", qzIoDevice::DataWayWrite, /*truncate=*/true);
+/// file << "first line\n";
+/// file.flush();
+/// file.writeBytes(nullptr, 0);
+/// if (!file.good()) std::cerr << file.getDeviceErrorMsg() << '\n';
+/// @endcode
+/// The file is not inherited by programs that this process starts.
 class QZ_API qzIoDeviceFileStream : public qzIoDeviceRandomAccess {
 public:
     /// Makes a closed device without a path.
     qzIoDeviceFileStream();
-    /// Makes a device and opens it as `open(path, way, truncate)` does; ask `isOpen()`.
+    /// Makes a device and opens it as `open(path, way, truncate)` does; check `isOpen()`.
     qzIoDeviceFileStream(const std::string& path, DataWay way, bool truncate);
     /// Closes the file.
     ~qzIoDeviceFileStream() override;
@@ -25,10 +35,10 @@ public:
     /// Opens the file of the path that was set, after closing the one that was open and clearing
     /// the error.
     ///
-    /// Reading wants an existing file. Writing makes a missing file; an existing one is appended to
-    /// by `DataWayWrite` (the position still counts from 0) and overwritten in place by
+    /// For reading the file must exist. Writing creates a missing file; an existing one is appended
+    /// to by `DataWayWrite` (the position still counts from 0) and overwritten in place by
     /// `DataWayReadWrite`.
-    /// @param way the direction to support; after a failure the device still claims it.
+    /// @param way the direction to support; after a failure `getSupportedDataWay` still returns it.
     /// @param truncate empties an existing file that is opened for writing.
     /// @return false when the file can't be opened; the device is then in error.
     bool open(DataWay way, bool truncate);
@@ -37,25 +47,27 @@ public:
     /// Closes the file; the error stays.
     /// @return false when no file was open, or when the device is in error.
     bool close();
-    /// Hands what was written to the system. Does nothing while no file is open.
-    /// @return `good()`, which a failed write-out doesn't change; the next write shows it.
+    /// Writes the buffer to the file. Does nothing while no file is open. After a failure, what
+    /// could not be written stays in the buffer; `close` tries it again.
+    /// @return `good()`, which a failure doesn't change; the next write reports it.
     bool flush();
 
     /// Closes the file, clears the error and sets the path, in UTF-8. @return true.
     bool setFilePath(const std::string& path);
     /// The path as it was set.
     const std::string& getFilePath() const;
-    /// Tells whether a file is open.
+    /// Whether a file is open.
     bool isOpen() const;
 
     unsigned long readBytes(char* dst, unsigned long size) override;
     unsigned long writeBytes(const char* src, unsigned long size) override;
-    /// Tells whether the file has ended; looks one byte ahead if need be. False while closed.
+    /// Whether the position is at the end of the file; this may read one byte ahead. False while no
+    /// file is open, and after a read error.
     bool atEnd() const override;
     /// Moves the position, also beyond the end of the file.
     ///
     /// An impossible move of a file that is only read is no error: the position is then -1, and
-    /// reads give nothing.
+    /// reads return 0. A folder has no end to seek from.
     bool seek(long offset, SeekStart start) override;
     /// The position as counted from the open, from 0 also where writing appends.
     long getCurrentPos() const override;
@@ -63,14 +75,12 @@ public:
 private:
     friend class qzIoDeviceFileStreamTestPeer;
 
-    class QZ_LOCAL Stream;  // a standard file stream with a buffer of its own
+    QZ_LOCAL unsigned long readFromStream(char* dst, unsigned long size);
+    QZ_LOCAL unsigned long writeToStream(const char* src, unsigned long size);
+    QZ_LOCAL bool seekWriting(long offset, SeekStart start);
+    QZ_LOCAL bool seekReading(long offset, SeekStart start);
 
-    unsigned long readFromStream(char* dst, unsigned long size);
-    unsigned long writeToStream(const char* src, unsigned long size);
-    bool seekWriting(long offset, SeekStart start);
-    bool seekReading(long offset, SeekStart start);
-
-    std::unique_ptr<Stream> mStream;  // null when closed
+    std::unique_ptr<FileStream> mStream;  // null when closed
     std::string mFilePath;
     long mPosition = 0;
     bool mIsOpen = false;

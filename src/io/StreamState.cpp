@@ -15,7 +15,8 @@ ReadOutcome settleAfterRead(std::istream& stream, unsigned long count, unsigned 
 
 bool isAtEnd(std::istream& stream)
 {
-    return stream.eof() || stream.peek() == std::istream::traits_type::eof();
+    const bool isEnd = stream.eof() || stream.peek() == std::istream::traits_type::eof();
+    return isEnd && !stream.bad();
 }
 
 bool toSeekDirection(qzIoDeviceRandomAccess::SeekStart start, std::ios_base::seekdir& direction)

@@ -1,5 +1,6 @@
 #include <qz/qzDataStream.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -7,6 +8,8 @@
 namespace qz {
 
 namespace {
+
+constexpr unsigned long kLargestStep = 1UL << 20U;  // of a read of counted bytes
 
 // The host is little-endian, so only the big-endian functions reverse anything.
 
@@ -82,7 +85,8 @@ bool qzDataStream::isOk() const
 void qzDataStream::setError(const std::string& text)
 {
     mOk = false;
-    // Only a text that is there already is replaced: callers know the words of the device alone.
+    // Compatibility: only an existing text is replaced, so `getErrorMsg` reports device errors
+    // only.
     if (mErrorText.empty() || text.empty()) return;
     mErrorText = text;
 }
@@ -202,6 +206,7 @@ bool qzDataStream::read8BytesBigEndian(char* data)
 
 [[gnu::cold]] void qzDataStream::setTextError(unsigned long size)
 {
+    mOk = false;  // before the texts, which take memory
     const bool isTooLong = size > std::numeric_limits<std::uint32_t>::max();
     setError(isTooLong ? "Trying to write 4GB+ string" : "Fail to write string data");
 }
@@ -216,7 +221,6 @@ qzDataStream& qzDataStream::operator<<(const std::vector<char>& bytes)
     return *this << std::string_view(bytes.data(), bytes.size());
 }
 
-// A string is read in place, as a failure leaves it empty in any case.
 template <typename Bytes>
 void qzDataStream::readCounted(Bytes& bytes)
 {
@@ -226,13 +230,34 @@ void qzDataStream::readCounted(Bytes& bytes)
         bytes.clear();
         return;
     }
-    if (bytes.size() != count) {  // else all of it is written over, and needs no zeros first
-        bytes.clear();
-        bytes.resize(count);
+    try {
+        if (readSteps(bytes, count)) return;
+    } catch (...) {  // lack of memory
+        mOk = false;
+        Bytes().swap(bytes);
+        throw;
     }
-    if (moveFromDevice(bytes.data(), count) == count) return;
     setReadError();
-    Bytes().swap(bytes);  // a damaged count may have taken 4 GiB; they go back
+    Bytes().swap(bytes);  // frees the memory too, which may be much
+}
+
+// The count may be damaged or hostile: memory grows with the bytes that come, not with the count.
+template <typename Bytes>
+bool qzDataStream::readSteps(Bytes& bytes, unsigned long count)
+{
+    // Bytes of the right number are all overwritten, and need not be zeroed first.
+    if (bytes.size() != count) bytes.clear();
+    unsigned long done = 0;
+    while (done != count) {
+        const unsigned long step = std::min(count - done, kLargestStep);
+        if (bytes.size() < done + step) {
+            if (bytes.capacity() < done + step) bytes.reserve(std::min(count, 2 * done + step));
+            bytes.resize(done + step);
+        }
+        if (moveFromDevice(bytes.data() + done, step) != step) return false;
+        done += step;
+    }
+    return true;
 }
 
 qzDataStream& qzDataStream::operator>>(std::string& text)

@@ -11,6 +11,7 @@ namespace {
 
 constexpr unsigned long kSkipBufferSize = 4096;
 constexpr unsigned long kCopyBufferSize = 4194304;
+constexpr long kAddressSpace = 1L << 47;  // that of a process on x86-64; a size beyond is none
 
 }  // namespace
 
@@ -42,6 +43,7 @@ bool qzIoDevice::writeBackToDevice(qzIoDevice& destination, unsigned long* writt
             setDeviceError("Destination device is in error");
             return false;
         }
+        if (got == 0) break;  // a closed device, for one, is never at its end
     }
     if (writtenBytes != nullptr) *writtenBytes = total;
     return good();
@@ -93,8 +95,8 @@ bool qzIoDeviceRandomAccess::loadFullFileContent(std::vector<char>& out)
     const long position = getCurrentPos();
     if (!seek(0, SeekFromEnd)) return false;
     const long end = getCurrentPos();
-    // A file that is only read takes an impossible move for none, and has no position then.
-    if (end < 0 || !seek(0, SeekFromBegin)) return false;
+    // After an impossible move a file that is only read is not in error, but its position is -1.
+    if (end < 0 || end >= kAddressSpace || !seek(0, SeekFromBegin)) return false;
     const auto size = static_cast<unsigned long>(end);
     out.resize(size);
     if (readBytes(out.data(), size) != size) return false;

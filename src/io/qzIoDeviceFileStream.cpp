@@ -1,20 +1,16 @@
 #include <qz/qzIoDeviceFileStream.h>
 
-#include <fstream>
+#include <ios>
 
 #include <qz/qzDirUtils.h>
 
 #include "StreamState.h"
-#include "StreamWindow.h"
+#include "frame/base/FileStreamBuffer.h"
 #include "text/LocalPath.h"
 
 namespace qz {
 
 namespace {
-
-// From here on the standard stream hands a block to the system at once instead of buffering it;
-// smaller ones may take the short way into the buffer.
-constexpr unsigned long kDirectWriteSize = 1024;
 
 constexpr std::ios_base::openmode kNoMode{};
 constexpr std::ios_base::openmode kRead = std::ios_base::in | std::ios_base::binary;
@@ -43,18 +39,7 @@ std::string makeOpenError(const std::string& path, bool isFailed, bool isBad)
            (isBad ? '1' : '0') + ")";
 }
 
-struct FileBuffer {
-    char bytes[32768];  // a quarter of the system calls of the standard size, for small writes
-};
-
 }  // namespace
-
-// The base with the buffer comes first, so that the stream is gone before it. Final, so that a look
-// at the state needs no virtual table.
-class qzIoDeviceFileStream::Stream final : private FileBuffer, public std::fstream {
-public:
-    Stream() { rdbuf()->pubsetbuf(bytes, sizeof bytes); }
-};
 
 qzIoDeviceFileStream::qzIoDeviceFileStream() : qzIoDeviceRandomAccess(DataWayNone) {}
 
@@ -82,9 +67,8 @@ bool qzIoDeviceFileStream::open(DataWay way, bool truncate)
         setDeviceError(makeOpenError(mFilePath, false, false));
         return false;
     }
-    mStream = std::make_unique<Stream>();
-    mStream->open(text::toLocal(mFilePath), mode);
-    mIsOpen = mStream->is_open();
+    mStream = std::make_unique<FileStream>();
+    mIsOpen = mStream->open(text::toLocal(mFilePath).c_str(), mode);
     changeSupportedDataWay(way);
     if (!mIsOpen) setDeviceError(makeOpenError(mFilePath, mStream->fail(), mStream->bad()));
     return mIsOpen;
@@ -134,7 +118,7 @@ bool qzIoDeviceFileStream::isOpen() const
 unsigned long qzIoDeviceFileStream::readBytes(char* dst, unsigned long size)
 {
     if (mStream == nullptr || !good() || !(getSupportedDataWay() & DataWayRead)) return 0;
-    if (!mStream->good() || !StreamWindow::tryRead(*mStream->rdbuf(), dst, size)) {
+    if (!mStream->good() || !mStream->getBuffer().tryRead(dst, size)) {
         return readFromStream(dst, size);
     }
     mPosition += static_cast<long>(size);
@@ -156,8 +140,7 @@ unsigned long qzIoDeviceFileStream::readFromStream(char* dst, unsigned long size
 unsigned long qzIoDeviceFileStream::writeBytes(const char* src, unsigned long size)
 {
     if (mStream == nullptr || !good() || !(getSupportedDataWay() & DataWayWrite)) return 0;
-    if (!mStream->good() || size >= kDirectWriteSize ||
-        !StreamWindow::tryWrite(*mStream->rdbuf(), src, size)) {
+    if (!mStream->good() || !mStream->getBuffer().tryWrite(src, size)) {
         return writeToStream(src, size);
     }
     mPosition += static_cast<long>(size);
@@ -166,7 +149,7 @@ unsigned long qzIoDeviceFileStream::writeBytes(const char* src, unsigned long si
 
 unsigned long qzIoDeviceFileStream::writeToStream(const char* src, unsigned long size)
 {
-    // The standard stream drops a write in silence while it is at the end of what was read.
+    // At the end of what was read the standard stream would silently drop the write.
     if (mStream->rdstate() == std::ios_base::eofbit) mStream->clear();
     mStream->write(src, static_cast<std::streamsize>(size));
     mPosition += static_cast<long>(size);
@@ -175,7 +158,7 @@ unsigned long qzIoDeviceFileStream::writeToStream(const char* src, unsigned long
         return 0;
     }
     if (mStream->bad()) {
-        // Never reached, since a bad stream has failed as well; the order of the tests is known.
+        // Compatibility: never reached, since a bad stream has failed as well.
         setDeviceError("std sub stream bad bit is set after a write");
         return 0;
     }
@@ -187,7 +170,7 @@ bool qzIoDeviceFileStream::atEnd() const
     if (mStream == nullptr) return false;
     const std::ios_base::iostate state = mStream->rdstate();
     const bool isEnd = isAtEnd(*mStream);
-    // A question must not make a later write fail.
+    // This check must not make a later write fail.
     if (getSupportedDataWay() & DataWayWrite) mStream->clear(state);
     return isEnd;
 }

@@ -11,9 +11,9 @@ namespace qz {
 
 namespace {
 
-// A stream whose owner asked it to throw has its state set before it does, and that is looked at.
-// What its buffer throws may come through as it is: from reads and writes if the owner asked for
-// it, from moves and tells of an output always.
+// A stream that its owner has set to throw sets its state first, and the callers check that state.
+// Exceptions of the stream's buffer may pass through: from reads and writes if the owner has set
+// it so, from seeks and tells of an output always.
 template <typename Work>
 void quietly(Work work)
 {
@@ -76,9 +76,9 @@ unsigned long qzIoDeviceStdStreamProxy::writeBytes(const char* src, unsigned lon
 bool qzIoDeviceStdStreamProxy::atEnd() const
 {
     if (mInput == nullptr) return false;
-    bool isEnd = true;  // what a look that throws has found
+    bool isEnd = true;
     quietly([&] { isEnd = isAtEnd(*mInput); });
-    return isEnd;
+    return isEnd && !mInput->bad();
 }
 
 bool qzIoDeviceStdStreamProxy::seek(long offset, SeekStart start)

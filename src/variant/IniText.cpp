@@ -4,11 +4,14 @@
 
 #include <qz/qzStringUtils.h>
 
+#include "VariantText.h"
 #include "text/NumberParse.h"
 
 namespace qz::variant {
 
 namespace {
+
+constexpr int kRealDigits = 6;  // as `qzVariant::toString` writes a real
 
 bool isSpace(char c)
 {
@@ -30,8 +33,8 @@ std::string_view withoutQuotes(std::string_view text)
     return isQuoted ? text.substr(1, text.size() - 2) : text;
 }
 
-// One pass after the other over the whole text: a doubled backslash ahead of an "n" ends as a
-// backslash and a line feed, which files in use rely on.
+// One pass after the other over the whole text. Compatibility: so a doubled backslash before an "n"
+// becomes a backslash and a line feed, which existing files rely on.
 void decodeEscapes(std::string& text)
 {
     static const std::string passes[][2] = {
@@ -122,11 +125,19 @@ bool appendIniLine(const std::string& key, const qzVariant& value, std::string& 
 {
     switch (value.getType()) {
         case qzVariant::INTEGER:
+            out += key;
+            out += '=';
+            out += toClassicText(value.toInteger());
+            break;
         case qzVariant::REAL:
+            out += key;
+            out += '=';
+            out += toClassicText(value.toReal(), kRealDigits);
+            break;
         case qzVariant::BOOL:
             out += key;
             out += '=';
-            out += value.toString();
+            out += value.toString();  // a word, the same in every locale
             break;
         case qzVariant::STRING:
             out += key;

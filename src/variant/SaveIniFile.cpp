@@ -1,11 +1,13 @@
+#include <qz/qzIniFile.h>
+
 #include <algorithm>
+#include <string_view>
 
 #include <qz/qzDirUtils.h>
-#include <qz/qzIniFile.h>
 #include <qz/qzLogObject.h>
 
 #include "IniText.h"
-#include "LocalFile.h"
+#include "frame/base/FileDescriptor.h"
 #include "text/LocalPath.h"
 
 namespace qz {
@@ -14,10 +16,10 @@ namespace {
 
 using Map = qzVariant::qzVariantMapImpl;
 
-constexpr char kSeparator = '/';
-constexpr const char* kTopSection = "General";
+using variant::kIniSeparator;
+using variant::kIniTopSection;
 
-// A map of what can be written is its own flat form.
+// A map that has only values with a text is its own flat form.
 bool isFlat(const Map& map)
 {
     return std::all_of(map.begin(), map.end(), [](const auto& entry) {
@@ -28,22 +30,25 @@ bool isFlat(const Map& map)
 
 class IniWriter {
 public:
-    explicit IniWriter(const std::string& path) : mFile(text::toLocal(path)) {}
+    explicit IniWriter(const std::string& path)
+        : mFile(FileDescriptor::Open(text::toLocal(path).c_str(), O_WRONLY | O_CREAT | O_TRUNC))
+    {
+    }
 
     bool isOpen() const { return mFile.isOpen(); }
 
-    /// @return false at the first value that has no text.
-    bool write(const Map& map) { return writeTop(map) && writeSections(map); }
+    /// @return false for a value that has no text, which ends the work, and after a failed write.
+    bool write(const Map& map) { return writeTop(map) && writeSections(map) && !mHasFailed; }
 
 private:
     bool writeTop(const Map& map)
     {
-        writeHeader(kTopSection);
+        writeHeader(kIniTopSection);
         const bool isWritten = std::all_of(map.begin(), map.end(), [this](const auto& entry) {
             return entry.second.getMap() != nullptr || writeEntry(entry.first, entry.second);
         });
         if (!isWritten) return false;
-        const auto general = map.find(kTopSection);
+        const auto general = map.find(kIniTopSection);
         return general == map.end() || writeContent(general->second);
     }
 
@@ -51,24 +56,24 @@ private:
     {
         return std::all_of(map.begin(), map.end(), [this](const auto& entry) {
             const auto& [key, value] = entry;
-            return value.getMap() == nullptr || key == kTopSection || writeSection(key, value);
+            return value.getMap() == nullptr || key == kIniTopSection || writeSection(key, value);
         });
     }
 
     bool writeSection(const std::string& name, const qzVariant& section)
     {
-        mFile.write("\n");
+        writeText("\n");
         writeHeader(name);
         return writeContent(section);
     }
 
-    // Of a value that is no map there is nothing left to write.
+    // A "General" that is no map was written with the other top-level values.
     bool writeContent(const qzVariant& section)
     {
         if (section.getMap() == nullptr) return true;
         if (isFlat(*section.getMap())) return writeEntries(*section.getMap());
         Map flat;
-        section.getMap()->toFlattenMap(flat, kSeparator);
+        section.getMap()->toFlattenMap(flat, kIniSeparator);
         return writeEntries(flat);
     }
 
@@ -87,22 +92,31 @@ private:
                          << ") for key " << key;
             return false;
         }
-        mFile.write(mLine);
+        writeText(mLine);
         return true;
     }
 
-    void writeHeader(const std::string& section) { mFile.write("[" + section + "]\n"); }
+    void writeHeader(const std::string& section) { writeText("[" + section + "]\n"); }
 
-    variant::OutputFile mFile;
+    // Each line is written at once, so that the lines before a failure are in the file. After a
+    // failed write nothing is written, so that no line is missing between others.
+    void writeText(std::string_view text)
+    {
+        mHasFailed = mHasFailed || mFile.write(text) != text.size();
+    }
+
+    FileDescriptor mFile;
+    bool mHasFailed = false;
     std::string mLine;
 };
 
 void overwrite(Map& target, const Map& source)
 {
     Map flat;
-    source.toFlattenMap(flat, kSeparator);
+    source.toFlattenMap(flat, kIniSeparator);
     for (auto& [path, value] : flat)
-        target.editValuePath(path.c_str(), qzVariant::sNullVariant, kSeparator) = std::move(value);
+        target.editValuePath(path.c_str(), qzVariant::sNullVariant, kIniSeparator) =
+            std::move(value);
 }
 
 bool save(const std::string& path, const Map& map)

@@ -3,21 +3,16 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
-#include <fstream>
-#include <iterator>
+#include <ios>
+#include <limits>
 #include <string_view>
+#include <utility>
 
-#include <utf8.h>
-
-#include "CsvScan.h"
+#include "CsvParser.h"
 #include "VariantAccess.h"
 #include "VariantGuess.h"
+#include "frame/base/FileStreamBuffer.h"
 #include "text/LocalPath.h"
-#include "text/Utf8Scan.h"
-
-// All that means something is ASCII, so the text between two such bytes is taken in one piece, and
-// decoded only where it isn't ASCII. Nine cells of ten stand in the buffer as they are; those
-// become values right there.
 
 namespace qz {
 
@@ -25,51 +20,21 @@ namespace {
 
 constexpr unsigned long kMaxBufferSize = 1048576;
 constexpr unsigned long kMaxHeaderCellSize = 65535;
-constexpr unsigned long kLongestCharacter = 4;
+constexpr std::ptrdiff_t kLongestCharacter = 4;  // bytes
 constexpr unsigned long kRowsPerStep = 1024;
+constexpr unsigned long kReservedCellBytes = 1024;
+constexpr unsigned long kReservedRowBytes = 131072;
+constexpr unsigned long kReservedCells = 128;
 constexpr const char* kHeaderTooLong =
     "Header cell size during parsing exceed max size of 65535 characters";
 
-bool isContinuation(char c)
-{
-    return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
-}
-
-// The bytes that a lead byte announces, itself included; 1 for anything else.
-std::ptrdiff_t getSequenceSize(char lead)
-{
-    const auto byte = static_cast<unsigned char>(lead);
-    if (byte >= 0xF0) return 4;
-    if (byte >= 0xE0) return 3;
-    return byte >= 0xC0 ? 2 : 1;
-}
-
-// Leaves out a character at the end that may go on behind it.
-const char* withoutCutCharacter(const char* begin, const char* end)
-{
-    const char* lead = end;
-    while (lead != begin && end - lead < static_cast<std::ptrdiff_t>(kLongestCharacter)) {
-        --lead;
-        if (!isContinuation(*lead)) return end - lead < getSequenceSize(*lead) ? lead : end;
-    }
-    return end;
-}
-
 }  // namespace
-
-// Where a batch of rows stands.
-struct qzCsvFileReader::Parse {
-    variant::CsvScan scan;
-    unsigned long rowsLeft;
-    bool inQuotes = false;
-    bool afterQuote = false;  // the quotes may have been closed by the character before
-    bool isRowPending = false;
-};
 
 qzCsvFileReader::qzCsvFileReader(bool typeGuess) : mTypeGuess(typeGuess)
 {
-    mCell.reserve(1024);
-    mRow.reserve(128);
+    mCell.reserve(kReservedCellBytes);
+    mRowBytes.reserve(kReservedRowBytes);
+    mCellSizes.reserve(kReservedCells);
 }
 
 qzCsvFileReader::~qzCsvFileReader() = default;
@@ -89,12 +54,26 @@ void qzCsvFileReader::setFileName(const std::string& utf8Path)
 {
     if (utf8Path == mFileName) return;
     mFileName = utf8Path;
-    mInput.reset();  // gives its descriptor back for the next one
-    mInput =
-        std::make_unique<std::ifstream>(text::toLocal(utf8Path), std::ios::in | std::ios::binary);
-    if (!mInput->is_open()) mLastError = "Failed to open the file";
+    mInput.reset();  // releases its descriptor before the next file is opened
+    mInput = std::make_unique<FileStream>();
+    if (!mInput->open(text::toLocal(utf8Path).c_str(), std::ios::in | std::ios::binary))
+        mLastError = "Failed to open the file";
     mFileSize = 0;
     mBytesRead = 0;
+    dropBuffer();  // no byte of the file before belongs to this one
+}
+
+void qzCsvFileReader::dropBuffer()
+{
+    mReadBuffer.clear();
+    mCursor = nullptr;
+    mBufferEnd = nullptr;
+    mCell.clear();
+}
+
+std::vector<qzCsvFileReader::Row> qzCsvFileReader::takeTable()
+{
+    return std::exchange(mTable, {});
 }
 
 bool qzCsvFileReader::startParsing()
@@ -102,10 +81,7 @@ bool qzCsvFileReader::startParsing()
     mLastError.clear();
     mTable.clear();
     mMaxColumnCount = 0;
-    mReadBuffer.clear();
-    mCursor = nullptr;
-    mBufferEnd = nullptr;
-    mCell.clear();
+    dropBuffer();
     mBytesRead = 0;
     if (mInput == nullptr) return false;
     mInput->clear();
@@ -125,7 +101,6 @@ bool qzCsvFileReader::parseFirst(bool& finished, unsigned long rowCount)
 bool qzCsvFileReader::parseNext(bool& finished, bool clearTable, unsigned long rowCount)
 {
     if (clearTable) mTable.clear();
-    mRow.clear();
     finished = false;
     try {
         bool moreData = false;
@@ -133,7 +108,7 @@ bool qzCsvFileReader::parseNext(bool& finished, bool clearTable, unsigned long r
             mLastError = kHeaderTooLong;
             return false;
         }
-        if (isBufferEmpty()) {
+        if (mCursor == mBufferEnd) {
             finished = true;
             return true;
         }
@@ -166,8 +141,8 @@ bool qzCsvFileReader::getData(bool& moreData)
     }
     if (mBytesRead == mFileSize) return true;
     moreData = true;
+    if (mBufferEnd - mCursor >= kLongestCharacter) return true;
     const auto unread = static_cast<unsigned long>(mBufferEnd - mCursor);
-    if (unread >= kLongestCharacter) return true;
     char* const begin = mReadBuffer.data();
     std::memmove(begin, mCursor, unread);
     const unsigned long wanted = std::min(mFileSize - mBytesRead, mReadBuffer.size() - unread);
@@ -181,155 +156,48 @@ bool qzCsvFileReader::getData(bool& moreData)
 
 bool qzCsvFileReader::parseRows(bool& finished, unsigned long rowCount)
 {
-    Parse parse{variant::CsvScan(mColumnDelimiter, mStringDelimiter), rowCount};
+    using Stop = variant::CsvParser::Stop;
+    variant::CsvParser parser(mColumnDelimiter, mStringDelimiter, {mCell, mRowBytes, mCellSizes});
     bool moreData = false;
-    while (!isBufferEmpty()) {
-        takeWholeCells(parse);
-        if (parse.rowsLeft != 0 && !takePiece(parse)) return false;
-        if (parse.rowsLeft == 0) {
-            getData(moreData);
-            finished = isBufferEmpty();
-            return true;
+    while (mCursor != mBufferEnd) {
+        const bool mayGrow = mBytesRead != mFileSize && mInput->good();
+        const unsigned long longestCell =
+            mTable.empty() ? kMaxHeaderCellSize : std::numeric_limits<unsigned long>::max();
+        const Stop stop = parser.parse({mCursor, mBufferEnd, mayGrow, longestCell});
+        if (stop == Stop::CellTooLong) {
+            mLastError = kHeaderTooLong;
+            return false;
         }
-        if (mBufferEnd - mCursor < static_cast<std::ptrdiff_t>(kLongestCharacter)) {
+        if (stop == Stop::RowComplete) {
+            finishRow();
+            if (--rowCount == 0) {
+                getData(moreData);
+                finished = mCursor == mBufferEnd;
+                return true;
+            }
+        }
+        if (mBufferEnd - mCursor < kLongestCharacter) {
             getData(moreData);
-            parse.scan.reset();
+            parser.forgetBytes();
         }
     }
-    if (parse.isRowPending) {
-        if (!mCell.empty()) closeCell();
-        if (!mRow.empty()) finishRow();
-    }
+    if (parser.completeLastRow()) finishRow();
     finished = true;
     return true;
 }
 
-// Takes the cells that need not be gathered from pieces, as most are. Whatever is wrong with a cell
-// is left for those who look at its pieces.
-void qzCsvFileReader::takeWholeCells(Parse& parse)
-{
-    if (parse.inQuotes || !mCell.empty()) return;
-    variant::CsvCell cell{};
-    while (parse.rowsLeft != 0 && parse.scan.findCell(mCursor, mBufferEnd, cell)) {
-        const auto size = static_cast<unsigned long>(cell.end - cell.begin);
-        if (isTooLongForHeader(size)) return;
-        if (!cell.isAscii && !text::isUtf8({cell.begin, size})) return;
-        storeCell(cell.begin, size);
-        mCursor = cell.terminator + 1;
-        takeTerminator(parse, *cell.terminator);
-    }
-}
-
-// Takes the text up to the next byte that means something, and that byte.
-bool qzCsvFileReader::takePiece(Parse& parse)
-{
-    if (!takeText(parse)) return false;
-    const bool isAtSpecial = !isBufferEmpty() && parse.scan.isSpecial(*mCursor);
-    return !isAtSpecial || takeSpecial(parse, *mCursor++);
-}
-
-bool qzCsvFileReader::takeText(Parse& parse)
-{
-    bool isAscii = true;
-    const char* end = parse.scan.find(mCursor, mBufferEnd, isAscii);
-    if (end == mBufferEnd && !isAscii && canGrow()) end = withoutCutCharacter(mCursor, end);
-    if (end == mCursor) return true;
-    parse.isRowPending = true;
-    if (parse.inQuotes && parse.afterQuote) parse.inQuotes = false;
-    parse.afterQuote = false;
-
-    const auto size = static_cast<unsigned long>(end - mCursor);
-    const bool isWellFormed = isAscii || text::isUtf8({mCursor, size});
-    // Which comes first, a malformed character or the limit, is found one by one.
-    if (!isWellFormed || isTooLongForHeader(mCell.size() + size)) return takeCharacters(end);
-    mCell.insert(mCell.end(), mCursor, mCursor + size);
-    mCursor += size;
-    return true;
-}
-
-// Throws at a character that is malformed.
-bool qzCsvFileReader::takeCharacters(const char* end)
-{
-    while (mCursor < end) {
-        const char* next = mCursor;
-        utf8::next(next, mBufferEnd);
-        if (!append(mCursor, static_cast<unsigned long>(next - mCursor))) return false;
-        mCursor = next;
-    }
-    return true;
-}
-
-bool qzCsvFileReader::takeSpecial(Parse& parse, char c)
-{
-    // Behind an opening or a doubled quote stands a NUL in the place of the character before, which
-    // is a quote only where NUL is.
-    const bool isNulQuote = mStringDelimiter == 0;
-    parse.isRowPending = true;
-    if (parse.inQuotes) {
-        if (c == mStringDelimiter) {
-            const bool isDoubled = parse.afterQuote;
-            parse.afterQuote = !isDoubled || isNulQuote;
-            return !isDoubled || append(&c, 1);
-        }
-        if (!parse.afterQuote) return append(&c, 1);
-        parse.inQuotes = false;
-        parse.afterQuote = false;
-    } else if (c == mStringDelimiter) {
-        parse.inQuotes = true;
-        parse.afterQuote = isNulQuote;
-        return true;
-    }
-    if (c == mColumnDelimiter || c == '\n') {
-        closeCell();
-        takeTerminator(parse, c);
-    }
-    return true;
-}
-
-bool qzCsvFileReader::append(const char* bytes, unsigned long size)
-{
-    mCell.insert(mCell.end(), bytes, bytes + size);
-    if (!isTooLongForHeader(mCell.size())) return true;
-    mLastError = kHeaderTooLong;
-    return false;
-}
-
-void qzCsvFileReader::closeCell()
-{
-    storeCell(mCell.data(), mCell.size());
-    mCell.clear();
-}
-
-void qzCsvFileReader::storeCell(const char* bytes, unsigned long size)
-{
-    const std::string_view text(bytes, size);
-    mRow.push_back(mTypeGuess ? variant::guess(text) : variant::VariantAccess::makeString(text));
-}
-
-// A column delimiter that is a line feed is a column delimiter.
-void qzCsvFileReader::takeTerminator(Parse& parse, char terminator)
-{
-    parse.isRowPending = terminator == mColumnDelimiter;
-    if (parse.isRowPending) return;
-    finishRow();
-    --parse.rowsLeft;
-}
-
 void qzCsvFileReader::finishRow()
 {
-    mTable.emplace_back(std::make_move_iterator(mRow.begin()), std::make_move_iterator(mRow.end()));
-    mMaxColumnCount = std::max(mMaxColumnCount, static_cast<unsigned int>(mRow.size()));
-    mRow.clear();
-}
-
-bool qzCsvFileReader::isTooLongForHeader(unsigned long size) const
-{
-    return size > kMaxHeaderCellSize && mTable.empty();
-}
-
-bool qzCsvFileReader::canGrow() const
-{
-    return mBytesRead != mFileSize && mInput->good();
+    Row row;
+    row.reserve(mCellSizes.size());
+    const char* cell = mRowBytes.data();
+    for (const unsigned long size : mCellSizes) {
+        const std::string_view text(cell, size);
+        row.push_back(mTypeGuess ? variant::guess(text) : variant::VariantAccess::makeString(text));
+        cell += size;
+    }
+    mTable.push_back(std::move(row));
+    mMaxColumnCount = std::max(mMaxColumnCount, static_cast<unsigned int>(mCellSizes.size()));
 }
 
 }  // namespace qz

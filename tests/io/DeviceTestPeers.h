@@ -1,6 +1,6 @@
 #pragma once
 
-#include <fstream>
+#include <iostream>
 #include <string>
 
 #include <qz/qzDataStream.h>
@@ -31,11 +31,10 @@ public:
     }
     static bool hasStream(const qzIoDeviceFileStream& device) { return device.mStream != nullptr; }
     /// The stream of an open device.
-    static std::fstream& getStream(qzIoDeviceFileStream& device)
+    static std::iostream& getStream(qzIoDeviceFileStream& device)
     {
-        // The stream's class is the device's own affair; what matters here is its standard base,
-        // which stands first in it.
-        return *reinterpret_cast<std::fstream*>(device.mStream.get());
+        // The stream's class is private; its standard base is its first part.
+        return *reinterpret_cast<std::iostream*>(device.mStream.get());
     }
     /// Puts a buffer of the test in the place of the open file.
     static void replaceBuffer(qzIoDeviceFileStream& device, std::streambuf* buffer)

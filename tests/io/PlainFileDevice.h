@@ -3,7 +3,7 @@
 #include <sys/stat.h>
 
 #include <cstddef>
-#include <fstream>
+#include <iostream>
 #include <memory>
 #include <string>
 #include <utility>
@@ -11,20 +11,22 @@
 
 #include <qz/qzIoDevice.h>
 
+#include "PlainFileBuffer.h"
+
 namespace qz {
 
 /// The file device in its plain form: every operation, step by step, over a standard stream. The
-/// real one takes short ways into the stream's buffer, and must not differ from this.
+/// real one has shortcuts into its buffer, and must not differ from this.
 ///
-/// Its path is used as it stands, so it wants plain ASCII. Its stream has a buffer as large as that
-/// of the real one, so that failed writes show at the same call.
+/// Its path must be plain ASCII. Its buffer is as large as that of the real one, so that failed
+/// writes show at the same call.
 class PlainFileDevice {
 public:
     using DataWay = qzIoDevice::DataWay;
     using SeekStart = qzIoDeviceRandomAccess::SeekStart;
 
     PlainFileDevice(std::string path, std::size_t bufferSize)
-        : mPath(std::move(path)), mBuffer(bufferSize)
+        : mPath(std::move(path)), mBufferSize(bufferSize)
     {
     }
     ~PlainFileDevice() { close(); }
@@ -50,7 +52,7 @@ public:
     const std::string& getDeviceErrorMsg() const { return mMessage; }
 
 private:
-    using Stream = std::fstream;
+    using Stream = std::iostream;
 
     bool reads() const { return (mWay & qzIoDevice::DataWayRead) != 0; }
     bool writes() const { return (mWay & qzIoDevice::DataWayWrite) != 0; }
@@ -62,7 +64,8 @@ private:
     static void moveFrom(SeekStart start, Move move);
 
     std::string mPath;
-    std::vector<char> mBuffer;
+    std::size_t mBufferSize;
+    std::unique_ptr<PlainFileBuffer> mBuffer;
     std::unique_ptr<Stream> mStream;
     DataWay mWay = qzIoDevice::DataWayNone;
     long mPosition = 0;
@@ -113,11 +116,11 @@ inline bool PlainFileDevice::open(DataWay way, bool truncate)
         return fail(text + "00)");
     }
     const Stream::openmode mode = chooseMode(way, truncate);
-    mStream = std::make_unique<Stream>();
-    mStream->rdbuf()->pubsetbuf(mBuffer.data(), static_cast<std::streamsize>(mBuffer.size()));
-    mStream->open(mPath, mode);
+    mBuffer = std::make_unique<PlainFileBuffer>(mBufferSize);
+    mStream = std::make_unique<Stream>(mBuffer.get());
     mWay = way;
-    mIsOpen = mStream->is_open();
+    mIsOpen = mBuffer->open(mPath.c_str(), mode);
+    if (!mIsOpen) mStream->setstate(std::ios_base::failbit);
     if (mIsOpen) return true;
     const bool isFailed = mStream->fail() || mStream->bad();
     return fail(text + (isFailed ? "1" : "0") + (mStream->bad() ? "1" : "0") + ")");
@@ -126,8 +129,8 @@ inline bool PlainFileDevice::open(DataWay way, bool truncate)
 inline bool PlainFileDevice::close()
 {
     const bool wasOpen = mIsOpen;
-    if (mStream != nullptr) mStream->close();
     mStream.reset();
+    mBuffer.reset();
     mPosition = 0;
     mIsOpen = false;
     mWay = qzIoDevice::DataWayNone;
@@ -175,10 +178,10 @@ inline bool PlainFileDevice::atEnd()
 {
     if (mStream == nullptr) return false;
     const std::ios_base::iostate state = mStream->rdstate();
-    if (mStream->eof()) return true;
-    const bool isEnd = mStream->peek() == Stream::traits_type::eof();
+    const bool isEnd = mStream->eof() || mStream->peek() == Stream::traits_type::eof();
+    const bool isBad = mStream->bad();
     if (writes()) mStream->clear(state);
-    return isEnd;
+    return isEnd && !isBad;
 }
 
 template <typename Move>

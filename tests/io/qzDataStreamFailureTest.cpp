@@ -14,7 +14,6 @@
 #include <qz/qzIoDeviceBroadcast.h>
 #include <qz/qzIoDeviceFileStream.h>
 #include <qz/qzIoDeviceStdStreamProxy.h>
-#include <qz/qzSystemUtils.h>
 
 #include "io/DeviceTestPeers.h"
 #include "support/Allocations.h"
@@ -639,60 +638,82 @@ TEST_F(qzDataStreamFailure, NamesAFailedTextOf4GiBLessAByte)
     EXPECT_EQ(mStream.getErrorMsg(), "Fail to write string data");
 }
 
-// The thread sanitizer takes several times the memory that a program does.
-#ifdef __SANITIZE_THREAD__
-constexpr unsigned int kDamagedCounts[] = {500000000};
-#else
-constexpr unsigned int kDamagedCounts[] = {1000000000, 0xFFFFFFFF};
-#endif
+// --- A count that lies
+
+constexpr unsigned long kMebibyte = 1UL << 20U;
 
 class qzDataStreamDamagedCount : public ::testing::TestWithParam<unsigned int> {
 protected:
+    // Reads a value whose count is the parameter and of which only `size` bytes come.
     template <typename Bytes>
-    static void expectFailureWithoutMemory()
+    void expectFailureAfter(unsigned long size)
     {
-        DeviceStub device;
-        qzDataStream(device, kBig) << GetParam();
-        device << "short";
-        device.seek(0, DeviceStub::SeekFromBegin);
-        qzDataStream stream(device, kBig);
-        Bytes bytes;
-        const unsigned long before =
-            qzSystemUtils::GetUsedRamQuantityInBytes(qzSystemUtils::RamResident);
+        std::string content = {'\0', '\0', '\0', '\0'};
+        for (int i = 0; i < 4; ++i)
+            content[static_cast<std::size_t>(i)] = static_cast<char>(GetParam() >> (8 * i));
+        content.append(size, 'x');
+        std::istringstream source(content);
+        qzIoDeviceStdStreamProxy device(&source);
+        qzDataStream stream(device, kLittle);
+        Bytes bytes{'o', 'l', 'd'};
+        const support::AllocationCounter counter;
         stream >> bytes;
-        const unsigned long after =
-            qzSystemUtils::GetUsedRamQuantityInBytes(qzSystemUtils::RamResident);
+        EXPECT_LE(counter.getBytes(), 4 * (size + kMebibyte)) << "more than the bytes that came";
         EXPECT_FALSE(stream.isOk());
         EXPECT_EQ(stream.getErrorMsg(), "");
         EXPECT_TRUE(bytes.empty());
         EXPECT_LT(bytes.capacity(), 100U);
-        EXPECT_LT(after, before + GetParam() / 2) << "the memory was not given back";
     }
 
     support::LibraryStart mLibrary;
 };
 
-TEST_P(qzDataStreamDamagedCount, EndsAString)
+TEST_P(qzDataStreamDamagedCount, TakesNoMemoryForAString)
 {
-    expectFailureWithoutMemory<std::string>();
+    expectFailureAfter<std::string>(0);
+    expectFailureAfter<std::string>(5);
+    expectFailureAfter<std::string>(3 * kMebibyte + 1);
 }
 
-TEST_P(qzDataStreamDamagedCount, EndsABytesVector)
+TEST_P(qzDataStreamDamagedCount, TakesNoMemoryForABytesVector)
 {
-    expectFailureWithoutMemory<std::vector<char>>();
+    expectFailureAfter<std::vector<char>>(0);
+    expectFailureAfter<std::vector<char>>(5);
+    expectFailureAfter<std::vector<char>>(3 * kMebibyte + 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(Counts, qzDataStreamDamagedCount, ::testing::ValuesIn(kDamagedCounts));
+INSTANTIATE_TEST_SUITE_P(Counts, qzDataStreamDamagedCount,
+                         ::testing::Values(100000000, 0x80000000, 0xFFFFFFFF));
+
+TEST_F(qzDataStreamFailure, ReadsLongBytesInSteps)
+{
+    for (const unsigned long size :
+         {kMebibyte - 1, kMebibyte, kMebibyte + 1, 2 * kMebibyte, 5 * kMebibyte + 3}) {
+        DeviceStub device;
+        std::string written(size, 'x');
+        written[size / 2] = 'm';
+        written.back() = 'e';
+        qzDataStream stream(device, kLittle);
+        stream << written;
+        device.seek(0, DeviceStub::SeekFromBegin);
+        device.clearCalls();
+        std::string text(size % 2 == 0 ? size : 7, 'o');  // once of the right size already
+        stream >> text;
+        EXPECT_TRUE(stream.isOk());
+        EXPECT_EQ(text, written);
+        EXPECT_EQ(device.getCalls().size(), 1 + (size + kMebibyte - 1) / kMebibyte);
+    }
+}
 
 // --- No memory
 
 class qzDataStreamNoMemory : public ::testing::Test {
 protected:
-    // Reads 784 bytes with each allocation failing in turn.
+    // Reads 3,000,000 bytes, which is three steps, with each allocation failing in turn.
     template <typename Bytes>
     void expectBadAllocFromTheReadAlone()
     {
-        std::istringstream source(std::string("\x10\x03\0\0", 4) + std::string(784, 'x'));
+        std::istringstream source(std::string("\xC0\xC6\x2D\0", 4) + std::string(3000000, 'x'));
         qzIoDeviceStdStreamProxy device(&source);
         qzDataStream stream;
         Bytes bytes{'o', 'l', 'd'};
@@ -706,15 +727,37 @@ protected:
             [&](const support::AllocationFailure& failure) {
                 EXPECT_TRUE(failure.threwBadAlloc);
                 EXPECT_TRUE(bytes.empty());
-                EXPECT_TRUE(stream.isOk()) << "the device gave all that it was asked for";
+                EXPECT_FALSE(stream.isOk()) << "the value is lost";
+                EXPECT_TRUE(device.good());
             });
-        EXPECT_GE(failures, 1U);
-        EXPECT_EQ(bytes, Bytes(784, 'x'));
+        EXPECT_GE(failures, 2U);
+        EXPECT_EQ(bytes, Bytes(3000000, 'x'));
         EXPECT_TRUE(stream.isOk());
     }
 
     support::LibraryStart mLibrary;
 };
+
+TEST_F(qzDataStreamNoMemory, EndsTheOkStateAlsoWhenTheWordsOfAFailureFindNone)
+{
+    class OnlyCounts : public SizeSink {
+    public:
+        unsigned long writeBytes(const char* /*src*/, unsigned long size) override
+        {
+            return size == 4 ? size : 0;
+        }
+    };
+    OnlyCounts device;
+    qzDataStream stream;
+    const std::size_t failures = support::failEachAllocation(
+        [&] {
+            stream.setIoDevice(&device, kLittle);
+            stream << "abc";
+        },
+        [&](const support::AllocationFailure& /*failure*/) { EXPECT_FALSE(stream.isOk()); });
+    EXPECT_GE(failures, 1U);
+    EXPECT_FALSE(stream.isOk());
+}
 
 TEST_F(qzDataStreamNoMemory, PassesThroughTheReadOfAString)
 {

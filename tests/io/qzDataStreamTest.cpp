@@ -30,6 +30,26 @@ constexpr auto kLittle = qzDataStream::LittleEndian;
 constexpr auto kBig = qzDataStream::BigEndian;
 
 template <typename T>
+concept Writable = requires(qzDataStream& stream, const T& value)
+{
+    stream << value;
+};
+template <typename T>
+concept Readable = requires(qzDataStream& stream, T& value)
+{
+    stream >> value;
+};
+
+// Each would be written as an integer of 4 bytes.
+static_assert(!Writable<std::int8_t> && !Readable<std::int8_t>);
+static_assert(!Writable<char8_t> && !Readable<char8_t>);
+static_assert(!Writable<char16_t> && !Readable<char16_t>);
+static_assert(!Writable<wchar_t> && !Readable<wchar_t>);
+static_assert(Writable<std::uint8_t> && Readable<std::uint8_t>);
+static_assert(Writable<char> && Readable<char>);
+static_assert(!Writable<void*> && !Writable<qzIoDevice*>);
+
+template <typename T>
 std::string bitsOf(const T& value)
 {
     std::string bits(sizeof value, '\0');

@@ -40,7 +40,8 @@ static_assert(sizeof(qzIoDeviceDelegable) == kFirstField);
 static_assert(sizeof(qzIoDeviceByteCounter) == kFirstField + 24);
 static_assert(sizeof(qzIoDeviceByteSniffer) == kFirstField + 8);
 static_assert(sizeof(qzIoDeviceSignaler) == kFirstField + 24);
-static_assert(sizeof(qzIoDeviceKeepLastBytes) == kFirstWrapperField + 40);
+static_assert(sizeof(qzIoDeviceKeepLastBytes) == kFirstWrapperField + 40 + 8,
+              "the start of its ring is a field after the others");
 static_assert(sizeof(qzIoDeviceReadBytesLimiter) == kFirstWrapperField + 40);
 
 static_assert(std::is_base_of_v<qzIoDevice, qzIoDeviceDelegable>);

@@ -1,6 +1,8 @@
+#include <qz/qzIoDeviceDummy.h>
 #include <qz/qzIoDeviceFileStream.h>
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -35,7 +37,7 @@ class qzIoDeviceFileStreamFault : public FileDeviceFixture {
 protected:
     void openFull() { ASSERT_TRUE(mDevice.open("/dev/full", kWrite, false)); }
 
-    // Closes the descriptor of the device's file behind its back.
+    // Makes the descriptor of the device's file unusable.
     void pullDescriptor() const
     {
         for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
@@ -101,7 +103,45 @@ TEST_F(qzIoDeviceFileStreamFault, LosesWhatAFailedCloseCannotWrite)
     EXPECT_TRUE(mDevice.good());
 }
 
-TEST_F(qzIoDeviceFileStreamFault, ReportsTheRoadOfAFullDisk)
+// Writes 500 bytes in lines, flushes them while the file may have 105, and closes it without the
+// limit.
+TEST_F(qzIoDeviceFileStreamFault, WritesNoByteTwiceAfterAFlushThatAFullDiskCutShort)
+{
+    std::string lines;
+    for (int i = 0; i < 50; ++i)
+        lines += "line " + std::to_string(1000 + i) + "\n";
+    ASSERT_TRUE(mDevice.open(mPath, kWrite, true));
+    write(lines);
+    {
+        const support::FileSizeLimit limit(105);
+        EXPECT_TRUE(mDevice.flush());
+        EXPECT_EQ(onDisk(), lines.substr(0, 105));
+        EXPECT_TRUE(mDevice.flush()) << "fails again, with what is left";
+    }
+    EXPECT_TRUE(mDevice.close());
+    EXPECT_EQ(onDisk(), lines);
+}
+
+TEST_F(qzIoDeviceFileStreamFault, WritesNoByteTwiceAfterAFullBufferThatAFullDiskCutShort)
+{
+    std::string written;
+    ASSERT_TRUE(mDevice.open(mPath, kWrite, true));
+    {
+        const support::FileSizeLimit limit(1000);
+        for (int i = 0; mDevice.good(); ++i) {
+            const std::string line = "line " + std::to_string(i) + "\n";
+            write(line);
+            written += line;
+        }
+        EXPECT_EQ(onDisk(), written.substr(0, 1000));
+    }
+    mDevice.close();
+    const std::string content = onDisk();
+    EXPECT_GT(content.size(), 1000U);
+    EXPECT_EQ(content, written.substr(0, content.size()));
+}
+
+TEST_F(qzIoDeviceFileStreamFault, ReportsAFullDiskAsTrace)
 {
     openFull();
     const support::LogCapture log(LogLevelAll);
@@ -113,20 +153,20 @@ TEST_F(qzIoDeviceFileStreamFault, ReportsTheRoadOfAFullDisk)
 
 TEST_F(qzIoDeviceFileStreamFault, StopsWhereNoFileMayGrowFurther)
 {
-    const support::FileSizeLimit limit(10000);
+    const support::FileSizeLimit limit(100000);
     mDevice.open(mPath, kWrite, true);
-    EXPECT_EQ(write(std::string(9000, 'x')), 9000U);
-    EXPECT_EQ(write(std::string(9000, 'y')), 0U);
+    EXPECT_EQ(write(std::string(90000, 'x')), 90000U);
+    EXPECT_EQ(write(std::string(90000, 'y')), 0U);
     EXPECT_EQ(error(), kWriteError);
     mDevice.close();
-    EXPECT_EQ(onDisk(), std::string(9000, 'x') + std::string(1000, 'y'));
+    EXPECT_EQ(onDisk(), std::string(90000, 'x') + std::string(10000, 'y'));
 }
 
 TEST_F(qzIoDeviceFileStreamFault, FailsOnADescriptorThatCannotWrite)
 {
     openOver("abc", kBoth);
     pullDescriptor();
-    EXPECT_EQ(write(std::string(9000, 'x')), 0U);
+    EXPECT_EQ(write(std::string(90000, 'x')), 0U);
     EXPECT_EQ(error(), kWriteError);
     EXPECT_FALSE(mDevice.close());
     EXPECT_EQ(onDisk(), "abc");
@@ -170,6 +210,73 @@ TEST_F(qzIoDeviceFileStreamFault, MovesNoMoreOnceTheDescriptorIsGone)
     mDevice.clearDeviceError();
     EXPECT_FALSE(mDevice.seek(0, kBegin));
     EXPECT_EQ(error(), "std sub stream is in error after a seekp");
+}
+
+// A readable region of memory as a file: its end is an error for whoever reads on.
+class MemoryWithAnEnd {
+public:
+    static constexpr std::size_t kSize = 65536;
+
+    MemoryWithAnEnd()
+        : mBytes(static_cast<char*>(::mmap(nullptr, 2 * kSize, PROT_READ | PROT_WRITE,
+                                           MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)))
+    {
+        ::munmap(mBytes + kSize, kSize);
+    }
+    ~MemoryWithAnEnd() { ::munmap(mBytes, kSize); }
+    MemoryWithAnEnd(const MemoryWithAnEnd&) = delete;
+    MemoryWithAnEnd& operator=(const MemoryWithAnEnd&) = delete;
+
+    // Opens the device just before the last `count` bytes.
+    void openBeforeEnd(qzIoDeviceFileStream& device, qzIoDevice::DataWay way, long count) const
+    {
+        ASSERT_TRUE(device.open("/proc/self/mem", way, false));
+        const auto end = reinterpret_cast<long>(mBytes) + static_cast<long>(kSize);
+        ASSERT_TRUE(device.seek(end - count, qzIoDeviceRandomAccess::SeekFromBegin));
+    }
+
+private:
+    char* mBytes;
+};
+
+class qzIoDeviceFileStreamReadError : public qzIoDeviceFileStreamFault,
+                                      public ::testing::WithParamInterface<qzIoDevice::DataWay> {
+protected:
+    MemoryWithAnEnd mMemory;
+};
+
+TEST_P(qzIoDeviceFileStreamReadError, IsNoEndOfTheFile)
+{
+    mMemory.openBeforeEnd(mDevice, GetParam(), 100);
+    EXPECT_EQ(read(100).size(), 100U);
+    EXPECT_FALSE(mDevice.atEnd());
+    EXPECT_FALSE(mDevice.atEnd()) << "nor the second time";
+    EXPECT_TRUE(mDevice.good());
+    EXPECT_EQ(read(1), "");
+    EXPECT_EQ(error(), kReadError);
+    EXPECT_FALSE(mDevice.atEnd());
+}
+
+TEST_P(qzIoDeviceFileStreamReadError, FailsACopyToAnotherDevice)
+{
+    mMemory.openBeforeEnd(mDevice, GetParam(), 100);
+    qzIoDeviceDummy destination;
+    EXPECT_FALSE(mDevice.writeBackToDevice(destination, nullptr, nullptr));
+    EXPECT_EQ(error(), kReadError);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, qzIoDeviceFileStreamReadError,
+                         ::testing::Values(qzIoDevice::DataWayRead, qzIoDevice::DataWayReadWrite),
+                         [](const auto& row) {
+                             return row.param == qzIoDevice::DataWayRead ? "Read" : "ReadWrite";
+                         });
+
+TEST_F(qzIoDeviceFileStreamFault, FailsACopyOfAFolder)
+{
+    ASSERT_TRUE(mDevice.open(mFolder.getPath(), kRead, false));
+    qzIoDeviceDummy destination;
+    EXPECT_FALSE(mDevice.writeBackToDevice(destination, nullptr, nullptr));
+    EXPECT_EQ(error(), kReadError);
 }
 
 // Breaks when its read position is moved, which no file of the system does.

@@ -1,4 +1,5 @@
 #include <qz/qzIoDeviceFileStream.h>
+#include <qz/qzIoDeviceStdStreamProxy.h>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "io/FileDeviceFixture.h"
+#include "support/ChildProcess.h"
 #include "support/DeviceStub.h"
 #include "support/Files.h"
 #include "support/LogCapture.h"
@@ -630,6 +632,39 @@ TEST_F(qzIoDeviceFileStreamTest, CopiesItselfToAnotherDevice)
     EXPECT_TRUE(mDevice.writeBackToDevice(destination, &written, nullptr));
     EXPECT_EQ(written, 4U);
     EXPECT_EQ(destination.getContent(), "cdef");
+}
+
+// --- Sources that are never at their end and give nothing. A child runs the copy, as it may hang.
+
+std::string endOfCopy(qzIoDevice& source)
+{
+    const auto copy = [&] {
+        support::DeviceStub destination;
+        unsigned long written = 1;
+        return source.writeBackToDevice(destination, &written, nullptr) && written == 0 ? 0 : 1;
+    };
+    return support::runInChild(copy, {}, /*timeoutSec=*/20).getEnd();
+}
+
+TEST_F(qzIoDeviceFileStreamTest, EndsACopyFromAClosedDevice)
+{
+    EXPECT_EQ(endOfCopy(mDevice), "exit 0");
+    openOver("abc", kRead);
+    mDevice.close();
+    EXPECT_EQ(endOfCopy(mDevice), "exit 0");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, EndsACopyFromADeviceThatOnlyWrites)
+{
+    openOver("abc", kWrite);
+    mDevice.seek(0, kBegin);
+    EXPECT_EQ(endOfCopy(mDevice), "exit 0");
+}
+
+TEST_F(qzIoDeviceFileStreamTest, EndsACopyFromAProxyWithoutAStream)
+{
+    qzIoDeviceStdStreamProxy proxy(static_cast<std::istream*>(nullptr));
+    EXPECT_EQ(endOfCopy(proxy), "exit 0");
 }
 
 TEST_F(qzIoDeviceFileStreamTest, SkipsByReading)

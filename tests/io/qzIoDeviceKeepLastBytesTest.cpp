@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -34,6 +35,31 @@ std::string read(qzIoDevice& device, unsigned long size)
     std::string bytes(size, '?');
     bytes.resize(device.readBytes(bytes.data(), size));
     return bytes;
+}
+
+// A device that only reads, and records nothing.
+class StringSource : public qzIoDevice {
+public:
+    explicit StringSource(const std::string& content) : qzIoDevice(DataWayRead), mRest(content) {}
+    unsigned long readBytes(char* dst, unsigned long size) override
+    {
+        const std::string_view piece = mRest.substr(0, size);
+        piece.copy(dst, piece.size());
+        mRest.remove_prefix(piece.size());
+        return piece.size();
+    }
+    unsigned long writeBytes(const char* /*src*/, unsigned long /*size*/) override { return 0; }
+    bool atEnd() const override { return mRest.empty(); }
+
+private:
+    std::string_view mRest;
+};
+
+DeviceStub::Calls getCallsForBytes(const DeviceStub& device)
+{
+    DeviceStub::Calls calls = device.getCalls();
+    calls.erase(std::remove(calls.begin(), calls.end(), "read 0 -> 0"), calls.end());
+    return calls;
 }
 
 std::string getTail(const qzIoDeviceKeepLastBytes& device)
@@ -149,6 +175,45 @@ TEST_F(qzIoDeviceKeepLastBytesTest, GoesAsItsPlainForm)
             }
         }
     }
+}
+
+// The same, but the held bytes are looked at only at the end: until then they may be a ring.
+TEST_F(qzIoDeviceKeepLastBytesTest, GoesAsItsPlainFormThatNobodyLooksInto)
+{
+    for (const unsigned int seed : {1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U}) {
+        std::mt19937 random(seed);
+        const auto choose = [&](unsigned long most) { return random() % (most + 1); };
+        for (int round = 0; round < 200; ++round) {
+            const std::string content = makeContent(choose(200));
+            const unsigned long count = choose(20);
+            DeviceStub source(content);
+            DeviceStub plainSource(content);
+            qzIoDeviceKeepLastBytes keeper(source, count);
+            PlainEnd plainEnd(plainSource);
+            PlainKeeper plain(plainEnd, count);
+            for (unsigned long i = choose(40); i != 0; --i) {
+                const unsigned long size = choose(1 + choose(24));
+                ASSERT_EQ(read(keeper, size), plain.read(size)) << "seed " << seed << ' ' << round;
+            }
+            ASSERT_EQ(keeper.getDeviceErrorMsg(), plain.getError());
+            ASSERT_EQ(getTail(keeper).substr(0, plain.getHeld().size()), plain.getHeld());
+            ASSERT_EQ(getCallsForBytes(source), getCallsForBytes(plainSource));
+        }
+    }
+}
+
+// With a move of the tail for each read this would copy 8 TB.
+TEST_F(qzIoDeviceKeepLastBytesTest, ReadsSmallPiecesBeforeALargeTailInTimeOfTheirBytes)
+{
+    constexpr unsigned long kTailSize = 8UL << 20U;
+    const std::string content(kTailSize + (1UL << 20U), 'x');
+    StringSource source(content);
+    qzIoDeviceKeepLastBytes keeper(source, kTailSize);
+    char byte = 0;
+    unsigned long count = 0;
+    while (keeper.readBytes(&byte, 1) == 1)
+        ++count;
+    EXPECT_EQ(count, 1UL << 20U);
 }
 
 TEST_F(qzIoDeviceKeepLastBytesTest, HidesNothingWithoutACount)

@@ -459,10 +459,11 @@ TEST_P(qzIoDeviceStdStreamProxyBuffer, FailsAWrite)
     EXPECT_EQ(mOutput.getDeviceErrorMsg(), kWriteError);
 }
 
-TEST_P(qzIoDeviceStdStreamProxyBuffer, EndsTheInput)
+TEST_P(qzIoDeviceStdStreamProxyBuffer, IsNoEndOfTheInput)
 {
     mBuffer.str("");
-    EXPECT_TRUE(mInput.atEnd());
+    EXPECT_FALSE(mInput.atEnd());
+    EXPECT_FALSE(mInput.atEnd()) << "nor the second time";
     EXPECT_TRUE(mInput.good());
 }
 

@@ -128,6 +128,16 @@ TEST_P(LoadIniFileValue, DecodesAsItsRow)
 INSTANTIATE_TEST_SUITE_P(Rows, LoadIniFileValue, ::testing::ValuesIn(getValueRows()),
                          [](const auto& row) { return std::string(row.param.name); });
 
+// The first key replaces the text that holds the path; the second line is reported with that path.
+TEST_F(LoadIniFileTest, TakesAPathThatIsATextOfTheMapItself)
+{
+    mFolder.write(kName, "file/depth=1\njunk\n");
+    Map map{{"file", mPath}};
+    EXPECT_TRUE(LoadIniFile(*map["file"].getString(), map));
+    EXPECT_THAT(mLog.getLines(), ElementsAre(warning("Invalid line (", 1)));
+    EXPECT_EQ(describe(map), describe(Map{{"file", Map{{"depth", 1}}}}));
+}
+
 TEST_F(LoadIniFileTest, GuessesTheSameInAGermanProcess)
 {
     const support::LocaleGuard locale("de_DE.UTF-8");

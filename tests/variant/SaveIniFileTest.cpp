@@ -100,13 +100,6 @@ TEST_P(SaveIniFileLine, IsWrittenAsItsRow)
 INSTANTIATE_TEST_SUITE_P(Rows, SaveIniFileLine, ::testing::ValuesIn(getLineRows()),
                          [](const auto& row) { return std::string(row.param.name); });
 
-TEST_F(SaveIniFileTest, WritesNumbersAsTheirTextsAre)
-{
-    const GlobalLocale global(makeGroupedLocale());
-    EXPECT_EQ(save({{"a", 1234567}, {"b", 1.5}, {"c", true}}),
-              "[General]\na=1.234.567\nb=1,5\nc=true\n");
-}
-
 // --- Values that can't be written
 
 struct UnsupportedRow {
@@ -440,20 +433,20 @@ TEST_F(SaveIniFileTest, LeavesTheFileAloneWithoutTheRightToWriteIt)
     EXPECT_EQ(read(), "a=1\n");
 }
 
-TEST_F(SaveIniFileTest, TellsNothingOfAFullDisk)
+TEST_F(SaveIniFileTest, FailsOnAFullDiskWithoutAReport)
 {
-    EXPECT_TRUE(SaveIniFile("/dev/full", {{"a", 1}, {"s", Map{{"b", 2}}}}, false));
+    EXPECT_FALSE(SaveIniFile("/dev/full", {{"a", 1}, {"s", Map{{"b", 2}}}}, false));
     EXPECT_THAT(mLog.getLines(), IsEmpty());
 }
 
-// Nothing comes behind the write that failed, so no line is torn out of the middle.
+// Nothing is written after the write that failed, so no line is missing between others.
 TEST_F(SaveIniFileTest, LeavesAShortFileWhenTheDiskIsFull)
 {
     const Map map{{"a", std::string(50, 'x')}, {"b", 1}, {"c", 2}};
     const std::string whole = save(map);
     {
         const support::FileSizeLimit limit(40);
-        EXPECT_TRUE(SaveIniFile(mPath, map, false));
+        EXPECT_FALSE(SaveIniFile(mPath, map, false));
     }
     EXPECT_EQ(read(), whole.substr(0, 40));
     EXPECT_THAT(mLog.getLines(), IsEmpty());
@@ -464,6 +457,24 @@ TEST_F(SaveIniFileTest, StillFailsForAValueWhenTheDiskIsFull)
     EXPECT_FALSE(SaveIniFile("/dev/full", {{"a", makeVec3()}}, false));
     EXPECT_THAT(mLog.getMessages(),
                 ElementsAre("saveVariantToIni unsupported variant type (6) for key a"));
+}
+
+// A file is read with the C forms of numbers, so it must be written with them.
+TEST_F(SaveIniFileTest, WritesTheSameNumbersInEveryGlobalLocale)
+{
+    const Map map{{"i", 1234567}, {"r", 1234.5}, {"t", true}, {"s", Map{{"x", -0.25}}}};
+    const std::string expected = save(map);
+    const GlobalLocale locale(makeGroupedLocale());
+    EXPECT_EQ(save(map), expected);
+    Map loaded;
+    EXPECT_TRUE(LoadIniFile(mPath, loaded));
+    EXPECT_EQ(describe(loaded), describe(map));
+}
+
+TEST_F(SaveIniFileTest, WritesRealsWithSixDigits)
+{
+    EXPECT_EQ(save({{"a", 1.0 / 3}, {"b", 1e300}, {"c", 123456789.0}, {"d", -0.0}}),
+              "[General]\na=0.333333\nb=1e+300\nc=1.23457e+08\nd=-0\n");
 }
 
 TEST_F(SaveIniFileTest, WritesThroughLinksAndKeepsTheModeOfTheFile)

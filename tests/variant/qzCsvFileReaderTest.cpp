@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
@@ -303,6 +304,24 @@ TEST_F(qzCsvFileReaderTest, ReadsMoreRowsThanABatch)
     EXPECT_EQ(rows.back(), std::vector<std::string>{"2499"});
 }
 
+TEST_F(qzCsvFileReaderTest, HandsItsTableOver)
+{
+    read("a\nb\n");
+    const qzVariant* const firstCell = mReader.getTable()[0].data();
+    const std::vector<qzCsvFileReader::Row> table = mReader.takeTable();
+    EXPECT_EQ(toTexts(table), (CsvRows{{"a"}, {"b"}}));
+    EXPECT_EQ(table[0].data(), firstCell) << "the rows were copied";
+    EXPECT_THAT(mReader.getTable(), IsEmpty());
+    EXPECT_EQ(read("c\n"), (CsvRows{{"c"}}));
+}
+
+TEST_F(qzCsvFileReaderTest, ReadsARowOfMoreBytesThanAreReserved)
+{
+    const std::string cell(50000, 'x');
+    const CsvRows rows = read(cell + "," + cell + "," + cell + "," + cell + "\na," + cell + "\n");
+    EXPECT_EQ(rows, (CsvRows{{cell, cell, cell, cell}, {"a", cell}}));
+}
+
 TEST_F(qzCsvFileReaderTest, AllocatesForTheCellsOfARowAndTheRowOnly)
 {
     mFile.write("a,b,c\na,b,c\n");
@@ -499,6 +518,46 @@ TEST(qzCsvFileReaderFile, IsNotOpenedAgainUnderTheSameName)
     reader.setFileName(folder.getPath("b.csv"));
     EXPECT_TRUE(reader.parseCsvFile());
     EXPECT_EQ(toTexts(reader.getTable()), (CsvRows{{"y"}}));
+}
+
+TEST(qzCsvFileReaderFile, IsOpenedAgainAfterAnEmptyName)
+{
+    const support::LibraryStart library;
+    const support::ScratchFolder folder;
+    qzCsvFileReader reader(false);
+    reader.setFileName(folder.getPath("a.csv"));
+    folder.write("a.csv", "x\n");
+    reader.setFileName("");
+    reader.setFileName(folder.getPath("a.csv"));
+    EXPECT_TRUE(reader.parseCsvFile());
+    EXPECT_EQ(toTexts(reader.getTable()), (CsvRows{{"x"}}));
+}
+
+TEST(qzCsvFileReaderFile, GivesNoRowsUnderTheNameOfTheNextOne)
+{
+    const support::LibraryStart library;
+    const support::ScratchFolder folder;
+    qzCsvFileReader reader(false);
+    reader.setFileName(folder.write("a.csv", "1\n2\n3\n"));
+    bool finished = false;
+    EXPECT_TRUE(reader.parseFirst(finished, 1));
+    reader.setFileName(folder.write("b.csv", "x\n"));
+    EXPECT_TRUE(reader.parseNext(finished, /*clearTable=*/true, 10));
+    EXPECT_TRUE(finished);
+    EXPECT_THAT(reader.getTable(), IsEmpty());
+    EXPECT_TRUE(reader.parseFirst(finished, 10));
+    EXPECT_EQ(toTexts(reader.getTable()), (CsvRows{{"x"}}));
+}
+
+TEST(qzCsvFileReaderFile, IsNotInheritedByPrograms)
+{
+    const support::LibraryStart library;
+    const support::ScratchFolder folder;
+    qzCsvFileReader reader(false);
+    const std::string path = folder.write("a.csv", "x\n");
+    reader.setFileName(path);
+    const std::string command = "! ls -l /proc/self/fd | grep -q -F '" + path + "'";
+    EXPECT_EQ(std::system(command.c_str()), 0);
 }
 
 TEST(qzCsvFileReaderFile, GivesItsDescriptorToTheNextOne)
