@@ -15,7 +15,7 @@ namespace {
 
 // The exit of the process between this one and a detached program runs what the application has
 // registered for its own exit, which may hang there without the application's threads.
-constexpr int kIntermediateTimeMs = 10'000;
+constexpr int kIntermediateTimeMs = 5000;
 
 int getNiceValue(qzProcess::ProcessPriority priority)
 {
