@@ -26,11 +26,11 @@ StandardFile openFile(const std::string& localPath, int extraFlags)
     return file;
 }
 
-bool tryLock(int descriptor, int operation)
+bool changeLock(int descriptor, int operation)
 {
     int result = 0;
     do {
-        result = ::flock(descriptor, operation | LOCK_NB);
+        result = ::flock(descriptor, operation);
     } while (result != 0 && errno == EINTR);
     return result == 0;
 }
@@ -63,7 +63,7 @@ LockFailure LockedFile::take(const std::string& localPath, bool isShared)
                                               : "Fail to set lock on created file, ";
         const int descriptor = ::fileno(file.get());
         const int operation = isShared && mWasThere ? LOCK_SH : LOCK_EX;
-        if (!tryLock(descriptor, operation)) return {failure, errno};
+        if (!changeLock(descriptor, operation | LOCK_NB)) return {failure, errno};
         if (!isAtPath(descriptor, localPath)) {
             if (attempt < kMaxAttempts) continue;
             return {failure, EWOULDBLOCK};
@@ -77,6 +77,11 @@ LockFailure LockedFile::take(const std::string& localPath, bool isShared)
 bool isLockOwner(int descriptor)
 {
     return ::fcntl(descriptor, F_GETOWN) == ::getpid();
+}
+
+bool unlockFile(int descriptor)
+{
+    return changeLock(descriptor, LOCK_UN);
 }
 
 bool mayRemoveLocked(int descriptor, const std::string& localPath)

@@ -33,6 +33,9 @@ private:
 /// it for both.
 bool isLockOwner(int descriptor);
 
+/// Releases a lock. @return false with the reason in `errno`.
+bool unlockFile(int descriptor);
+
 /// Whether this process may remove the file at the path: it still is the locked one, and no other
 /// holder of a shared lock is removing it.
 bool mayRemoveLocked(int descriptor, const std::string& localPath);

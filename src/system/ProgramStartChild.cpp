@@ -59,14 +59,15 @@ void flushStandardFiles()
     }
 }
 
-// What is in a buffer at the `fork` would be written by the `exit` of the child once more.
+// What is in a buffer at the `fork` would be written by the `exit` of the child once more. A
+// failure is left for the application to find: the state of its streams is its own.
 void flushStreams()
 {
     try {
-        std::cout.flush();
-        std::cerr.flush();
-        std::clog.flush();
-    } catch (const std::exception&) {  // an application may have required that of a failing stream
+        for (std::ostream* stream : {&std::cout, &std::cerr, &std::clog}) {
+            if (stream->rdbuf() != nullptr) stream->rdbuf()->pubsync();
+        }
+    } catch (const std::exception&) {  // from a buffer of the application's own
     }
     flushStandardFiles();
 }

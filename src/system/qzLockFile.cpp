@@ -1,11 +1,10 @@
 #include <qz/qzLockFile.h>
 
 #include <cerrno>
+#include <new>
 #include <utility>
 
 #include <stdio_ext.h>
-#include <sys/file.h>
-#include <unistd.h>
 
 #include <qz/SystemError.h>
 #include <qz/qzDirUtils.h>
@@ -39,7 +38,12 @@ qzLockFile::qzLockFile() = default;
 
 qzLockFile::~qzLockFile()
 {
-    releaseLock(/*removeFile=*/true, nullptr);
+    try {
+        releaseLock(/*removeFile=*/true, nullptr);
+    } catch (const std::bad_alloc&) {
+        // The file stays, and the lock must not.
+        if (mFile != nullptr) std::fclose(mFile);
+    }
 }
 
 bool qzLockFile::isLocked() const
@@ -87,7 +91,7 @@ bool qzLockFile::releaseLock(bool removeFile, std::string* errorMsg)
     // The file is removed while it is locked: whoever has opened it will find another at the path.
     const bool isRemoved = !removeFile || (system::mayRemoveLocked(descriptor, localPath) &&
                                            qzDirUtils::RemoveFileUtf8(path, nullptr));
-    const bool isUnlocked = ::flock(descriptor, LOCK_UN) == 0;
+    const bool isUnlocked = system::unlockFile(descriptor);
     if (!isUnlocked)
         addError(errorMsg, "Fail to release lock on file, " + SystemError(errno).toString());
     if (!isRemoved) addError(errorMsg, "Fail to remove lock file");
