@@ -446,10 +446,18 @@ TEST_F(qzLockFileTest, NeverHasTwoExclusiveHoldersWhileSharersRemoveTheFile)
 
 TEST_F(qzLockFileTest, TheCheckEndsAtItsSharedTaker)
 {
-    support::writeFile(mFolder.getPath("file_ex.lock"), "of an earlier run");
+    const std::string exclusiveFile = mFolder.getPath() + "/file_ex.lock";
+    support::writeFile(exclusiveFile, "of an earlier run");
     EXPECT_FALSE(qzLockFile::UnitTestUtf8(mFolder.getPath()));
-    EXPECT_FALSE(std::filesystem::exists(mFolder.getPath("file_ex.lock")));
-    EXPECT_FALSE(std::filesystem::exists(mFolder.getPath("file_shared.lock")));
+    EXPECT_FALSE(std::filesystem::exists(exclusiveFile)) << "its first half has passed";
+    EXPECT_FALSE(std::filesystem::exists(mFolder.getPath() + "/file_shared.lock"));
+}
+
+TEST_F(qzLockFileTest, TheCheckEndsAtOnceWhenItsFileCannotBeMade)
+{
+    std::filesystem::create_directories(mFolder.getPath() + "/file_ex.lock/inner");
+    EXPECT_FALSE(qzLockFile::UnitTestUtf8(mFolder.getPath()));
+    EXPECT_TRUE(std::filesystem::exists(mFolder.getPath() + "/file_ex.lock/inner"));
 }
 
 TEST_F(qzLockFileTest, TheCheckEndsInAFolderThatIsMissing)

@@ -541,6 +541,36 @@ TEST(qzNamedPipeAlone, FailsWithoutAStart)
     EXPECT_EQ(runInChild(afterAStop).getEnd(), "exit 0");
 }
 
+// --- A connection that takes its time, which sockets of this kind never do by themselves
+
+struct ConnectRow {
+    const char* way;
+    const char* result;
+};
+
+class qzNamedPipeConnect : public ::testing::TestWithParam<ConnectRow> {};
+
+TEST_P(qzNamedPipeConnect, EndsAsItsRow)
+{
+    const support::ScratchFolder folder;
+    const support::ChildResult result =
+        support::runProgram({.program = "pipe_connect",
+                             .arguments = {GetParam().way},
+                             .environment = {{"TMPDIR", folder.getPath()}}});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, GetParam().result);
+}
+
+const ConnectRow kConnectRows[] = {
+    {"late", "connected, 2 waits of 10 ms, 20 ms"},
+    {"refused", "not connected, 2 waits of 10 ms, 20 ms"},
+    {"unknown", "not connected, 2 waits of 10 ms, 20 ms"},
+    {"never", "not connected, 500 waits of 10 ms, 5000 ms"},
+    {"broken", "not connected, 1 waits of 10 ms, 10 ms"},
+};
+INSTANTIATE_TEST_SUITE_P(Rows, qzNamedPipeConnect, ::testing::ValuesIn(kConnectRows),
+                         [](const auto& row) { return std::string(row.param.way); });
+
 // --- With a peer in another process
 
 namespace {
