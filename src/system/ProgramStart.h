@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include <signal.h>
 #include <sys/types.h>
 
 namespace qz::system {
@@ -39,9 +40,12 @@ public:
 
 private:
     void setEnvironment(const Request& request);
-    void enterFolder() const;
+    pid_t forkChild(void (ProgramStart::*body)() const noexcept) const;
+    [[noreturn]] void leaveParent(void (ProgramStart::*body)() const noexcept,
+                                  const sigset_t& signalMask) const noexcept;
     void prepareChild() const;
-    [[noreturn]] void runProgram() const;
+    [[noreturn]] void runChild() const noexcept;
+    [[noreturn]] void runIntermediate() const noexcept;
     [[noreturn]] static void leaveIntermediate(pid_t program);
 
     std::string mFile;  // in the local character set, as all texts without a suffix

@@ -101,23 +101,46 @@ pid_t ProgramStart::spawn() const
 
 pid_t ProgramStart::fork() const
 {
-    flushStreams();
-    const pid_t pid = ::fork();
-    if (pid != 0) return pid;
-    prepareChild();
-    runProgram();
+    return forkChild(&ProgramStart::runChild);
 }
 
 pid_t ProgramStart::forkDetached() const
 {
+    return forkChild(&ProgramStart::runIntermediate);
+}
+
+pid_t ProgramStart::forkChild(void (ProgramStart::*body)() const noexcept) const
+{
     flushStreams();
+    // The library's handlers of some signals throw. In the child, an exception must not leave these
+    // functions, or the application would run on in two processes.
+    sigset_t all;
+    sigset_t before;
+    ::sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, &all, &before);
     const pid_t pid = ::fork();
-    if (pid != 0) return pid;
+    if (pid == 0) {
+        leaveParent(body, before);
+    }
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return pid;
+}
+
+void ProgramStart::leaveParent(void (ProgramStart::*body)() const noexcept,
+                               const sigset_t& signalMask) const noexcept
+{
+    ::pthread_sigmask(SIG_SETMASK, &signalMask, nullptr);
     prepareChild();
+    (this->*body)();
+    std::abort();  // never reached: no body returns
+}
+
+void ProgramStart::runIntermediate() const noexcept
+{
     const pid_t program = ::fork();
     if (program < 0) reportFailedStart();
     if (program > 0) leaveIntermediate(program);
-    runProgram();
+    runChild();
 }
 
 void ProgramStart::prepareChild() const
@@ -128,7 +151,7 @@ void ProgramStart::prepareChild() const
                  << mFolderUtf8;
 }
 
-void ProgramStart::runProgram() const
+void ProgramStart::runChild() const noexcept
 {
     if (mEnvironment.empty()) {
         ::execvp(mFile.c_str(), mArgumentPointers.data());

@@ -1,5 +1,6 @@
 // How a start ends, in both starts of the library: the program ran, it crashed, it never ran.
 
+#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -377,6 +378,31 @@ TEST_P(qzProcessStartSignal, DecidesHowAFailedStartReads)
     const support::ChildResult result = runInChild(body);
     EXPECT_EQ(result.getEnd(), action == OwnAction::Blocked ? "exit 1" : "exit 0");
     EXPECT_EQ(result.err, action == OwnAction::Handled ? "handled" : "");
+}
+
+TEST(qzProcessSignals, LetsNoExceptionOfAHandlerLeaveTheChild)
+{
+    // Otherwise the application would go on in two processes.
+    const auto body = [] {
+        const support::LibraryStart start(FullInit);
+        ::pthread_atfork(nullptr, nullptr, [] { ::kill(::getpid(), SIGINT); });
+        const pid_t self = ::getpid();
+        qzProcess process;
+        try {
+            process.startProcess("/no/such/program", {}, false, qzProcess::PriorityInherit);
+        } catch (const std::exception&) {
+        }
+        if (::getpid() != self) {
+            std::fputs("the child goes on", stderr);
+            std::fflush(stderr);
+            ::_exit(0);
+        }
+        process.waitForFinished(kLongMs);
+        return 0;
+    };
+    const support::ChildResult result = runInChild(body, {}, 120);
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_THAT(result.err, ::testing::Not(HasSubstr("the child goes on")));
 }
 
 // --- What is in buffers at a start
