@@ -34,10 +34,12 @@
 #include <qz/qzIoDeviceSignaler.h>
 #include <qz/qzIoDeviceStdStreamProxy.h>
 #include <qz/qzIoDeviceWriteStreamModifier.h>
+#include <qz/qzLockFile.h>
 #include <qz/qzLog.h>
 #include <qz/qzLogObject.h>
 #include <qz/qzMathUtils.h>
 #include <qz/qzMutex.h>
+#include <qz/qzNamedPipe.h>
 #include <qz/qzProcess.h>
 #include <qz/qzRandomUtils.h>
 #include <qz/qzResources.h>

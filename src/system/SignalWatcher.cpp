@@ -239,6 +239,14 @@ void removeSignalWatcher()
     gTable.reset();
 }
 
+void restoreFirstAction(int signal)
+{
+    const std::size_t index = getIndex(signal);
+    struct sigaction present = {};
+    if (index == kSignalCount || ::sigaction(signal, nullptr, &present) != 0) return;
+    if (isOwn(present)) ::sigaction(signal, &gFirstActions[index], nullptr);
+}
+
 bool exception::IsSigWatcherRegistered()
 {
     return gTable != nullptr;

@@ -6,5 +6,8 @@ namespace qz {
 void installSignalWatcher();
 /// Forgets the table of the watcher. The handlers stay, and without a log pass every signal on.
 void removeSignalWatcher();
+/// Puts a signal back to the action before the library's first installation, if the action in force
+/// is the library's own handler. Safe between `fork` and `exec`.
+void restoreFirstAction(int signal);
 
 }  // namespace qz

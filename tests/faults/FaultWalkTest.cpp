@@ -93,6 +93,16 @@ const std::string kNoSecondFile = ", Fail to open csv file FOLDER/base (1).csv";
 const char* const kLockThreadWait = "file; ran 1; over";
 const char* const kNoLock = "no file; ran 1; over";
 
+const std::string kRan = "ran 3 (process return an error)";
+const std::string kInspected = "self with arguments, a parent with program, memory";
+const std::string kAllStarted = kRan + "; missing; detached; " + kInspected;
+const char* const kChildLeft = "; a child is left";
+
+const char* const kAllPassed = "all passed";
+
+const std::string kAllLocked =
+    "locked, refused: Fail to acquire lock on existing file, " + describe(EWOULDBLOCK);
+
 const Scenario kScenarios[] = {
     {"start_stop",
      "C.UTF-8",
@@ -470,6 +480,145 @@ const Scenario kScenarios[] = {
       "+++, flushed, files whole whole, rows 2 (std::bad_alloc) 2",
       "+++, flushed, files whole whole, rows 3 0 (std::bad_alloc)",
       "+++, flushed, files whole whole, rows 3 1 (std::bad_alloc)"}},
+
+    {"processes",
+     "C.UTF-8",
+     kAllStarted,
+     {
+         // What can't be read of a process stays empty; a file that can't be opened is no process.
+         {"open",
+          EMFILE,
+          {kRan + "; missing; detached; not self, no arguments, a parent with program, no memory",
+           kRan + "; missing; detached; self with no arguments, a parent with program, memory",
+           kRan + "; missing; detached; self with arguments, a parent, memory"}},
+         {"read",
+          EIO,
+          {kAllStarted,
+           kRan + "; missing; detached; self with no arguments, a parent with program, memory",
+           kRan + "; missing; detached; self with arguments, a parent, memory"}},
+         {"read", EINTR, {kAllStarted}},
+         {"close", EIO, {kAllStarted}},
+         {"fopen",
+          EMFILE,
+          {kRan + "; missing; detached; self with arguments, a parent with program, no memory"}},
+         {"fclose", EIO, {kAllStarted}},
+         {"getcwd",
+          EACCES,
+          {kRan + "; missing; detached; not self, no arguments, a parent with program, no memory"}},
+         // A start that can't share memory forks.
+         {"posix_spawn", EAGAIN, {kAllStarted}},
+         {"posix_spawn", ENOMEM, {kAllStarted}},
+         {"fork",
+          EAGAIN,
+          {kRan + "; no child; detached; " + kInspected,
+           kRan + "; missing; not detached; " + kInspected}},
+         // That reads as if something else had waited for the child.
+         {"waitid",
+          ECHILD,
+          {"ran -3 (process has crashed); missing; detached; " + kInspected + kChildLeft,
+           kRan + "; missing; not detached; " + kInspected + kChildLeft},
+          {kRan + "; started, exit code 0; detached; " + kInspected + kChildLeft}},
+         {"waitid", EINTR, {kAllStarted}},
+         {"poll", ENOMEM, {}, {kAllStarted}},
+         {"poll", EINTR, {}, {kAllStarted}},
+         {"clock_gettime", EINVAL, {}, {kAllStarted}},
+         {"clock_nanosleep", EINTR, {}, {kAllStarted}},
+         {"getpriority", EACCES, {kAllStarted}},
+         {"realpath", EACCES, {kAllStarted}},
+         {"stat", EIO, {kAllStarted}},
+         {"fflush", EIO, {kAllStarted}},
+     },
+     {"std::bad_alloc", kAllStarted,
+      kRan + "; missing; detached; self with arguments, a parent with program, no memory"}},
+
+    {"pipes",
+     "C.UTF-8",
+     kAllPassed,
+     {
+         {"unlink", EACCES, {kAllPassed}},
+         {"socket",
+          EMFILE,
+          {"not listening: Cannot open socket in qzNamedPipeServer::listenUtf8, socket() returned "
+           "INVALID_SOCKET",
+           "not connected"}},
+         {"bind", EACCES, {"not listening: Fail to bind on qzNamedPipeServer::listenUtf8"}},
+         {"listen",
+          EADDRINUSE,
+          {"not listening: Cannot listen to socket in qzNamedPipeServer::listenUtf8, listen() "
+           "returned SOCKET_ERROR"}},
+         {"fcntl",
+          EBADF,
+          {"not listening: Failed to set socket as non-blocking in qzNamedPipeServer::listenUtf8, "
+           "SetNonBlocking returned code -1",
+           "not connected"}},
+         {"connect", ECONNREFUSED, {"not connected"}},
+         {"connect", EINTR, {kAllPassed}},
+         {"accept", EMFILE, {"accepted later"}},
+         {"accept", EINTR, {kAllPassed}},
+         // A wait that fails closes its side, which the other one sees.
+         {"poll",
+          ENOMEM,
+          {"not accepted", "to: read channel closed", "to: pipe closed",
+           "back: read channel closed", "back: pipe closed", "pipe closed at the end"}},
+         {"poll", EINTR, {kAllPassed}},
+         {"send", ENOBUFS, {"to: write failed", "back: write failed"}},
+         {"send", EAGAIN, {kAllPassed}},
+         {"send", EINTR, {kAllPassed}},
+         {"recv", ECONNRESET, {"to: read channel closed", "back: read channel closed", kAllPassed}},
+         // The queue keeps its zero bytes.
+         {"recv", EAGAIN, {"to: other bytes", "back: other bytes", "no end seen"}},
+         {"recv", EINTR, {kAllPassed}},
+         {"shutdown", ENOTCONN, {kAllPassed}},
+         {"close", EIO, {kAllPassed}},
+         {"clock_gettime", EINVAL, {}, {kAllPassed}},
+         {"mmap", ENOMEM, {}, {kAllPassed}},
+         {"madvise", EINVAL, {}, {kAllPassed}},
+     },
+     {"std::bad_alloc"}},
+
+    {"lock_files",
+     "C.UTF-8",
+     kAllLocked,
+     {
+         {"open",
+          EMFILE,
+          {kAllLocked, "new: Fail to open lock file in w+, " + describe(EMFILE),
+           "locked, refused: Fail to set lock on created file, " + describe(EWOULDBLOCK),
+           "as a new file, " + kAllLocked}},
+         {"open", EINTR, {kAllLocked}},
+         {"fdopen",
+          ENOMEM,
+          {"new: Fail to open lock file in w+, " + describe(ENOMEM),
+           "locked, refused: Fail to set lock on created file, " + describe(EWOULDBLOCK),
+           "as a new file, " + kAllLocked}},
+         {"flock",
+          ENOLCK,
+          {"new: Fail to set lock on created file, " + describe(ENOLCK),
+           "locked, refused: Fail to acquire lock on existing file, " + describe(ENOLCK),
+           "release: Fail to release lock on file, " + describe(ENOLCK),
+           "existing: Fail to acquire lock on existing file, " + describe(ENOLCK),
+           "removal: Fail to release lock on file, " + describe(ENOLCK)}},
+         {"flock", EINTR, {kAllLocked}},
+         // A file that can't be compared with the one at the path is opened anew.
+         {"fstat",
+          EIO,
+          {kAllLocked, "the new file was there", "removal: Fail to remove lock file"}},
+         {"stat", EIO, {kAllLocked, "the new file was there", "removal: Fail to remove lock file"}},
+         {"fcntl",
+          ENOMEM,
+          {kAllLocked, "new: Fail to set lock on created file, " + describe(ENOMEM),
+           "existing: Fail to acquire lock on existing file, " + describe(ENOMEM)}},
+         // What is in the file is for people alone.
+         {"fwrite", ENOSPC, {kAllLocked}},
+         {"fflush", ENOSPC, {kAllLocked}},
+         {"fclose", EIO, {kAllLocked}},
+         {"remove", EBUSY, {"removal: Fail to remove lock file"}},
+         {"mmap", ENOMEM, {}, {kAllLocked}},
+         {"madvise", EINVAL, {}, {kAllLocked}},
+     },
+     {"std::bad_alloc", kAllLocked, "as a new file, " + kAllLocked,
+      "new: Fail to open lock file in w+, " + describe(ENOMEM),
+      "locked, refused: Fail to set lock on created file, " + describe(EWOULDBLOCK)}},
 };
 
 struct Fault {

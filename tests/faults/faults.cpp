@@ -15,6 +15,7 @@
 #include <locale.h>
 #include <poll.h>
 #include <pthread.h>
+#include <spawn.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/mman.h>
@@ -203,6 +204,20 @@ static bool isFromSanitizer(const void* caller)
         return call_##id.mustFail() ? -1 : real.get() arguments;                               \
     }
 
+// All that its last argument can be is as wide as a pointer.
+#define QZ_DEFINE_FCNTL(symbol)                                                                 \
+    extern "C" __attribute__((visibility("default"))) int fault_##symbol(int fd, int order,     \
+                                                                         ...) __asm__(#symbol); \
+    int fault_##symbol(int fd, int order, ...)                                                  \
+    {                                                                                           \
+        static constinit Real<int(int, int, ...)> real(#symbol);                                \
+        va_list rest;                                                                           \
+        va_start(rest, order);                                                                  \
+        void* const value = va_arg(rest, void*);                                                \
+        va_end(rest);                                                                           \
+        return call_fcntl.mustFail() ? -1 : real.get()(fd, order, value);                       \
+    }
+
 using stat_t = struct stat;
 using stat64_t = struct stat64;
 using statvfs_t = struct statvfs;
@@ -238,6 +253,9 @@ QZ_DEFINE(fstat, fstat, int, (int fd, stat_t* status), (fd, status), -1)
 QZ_DEFINE(fstat, fstat64, int, (int fd, stat64_t* status), (fd, status), -1)
 QZ_CALL(flock, "flock");
 QZ_DEFINE(flock, flock, int, (int fd, int operation), (fd, operation), -1)
+QZ_CALL(fcntl, "fcntl");
+QZ_DEFINE_FCNTL(fcntl)
+QZ_DEFINE_FCNTL(fcntl64)
 QZ_CALL(pipe2, "pipe2");
 QZ_DEFINE(pipe2, pipe2, int, (int* fds, int flags), (fds, flags), -1)
 QZ_CALL(poll, "poll");
@@ -253,6 +271,8 @@ QZ_DEFINE(select, select, int,
 QZ_CALL(fopen, "fopen");
 QZ_DEFINE(fopen, fopen, FILE*, (const char* path, const char* mode), (path, mode), nullptr)
 QZ_DEFINE(fopen, fopen64, FILE*, (const char* path, const char* mode), (path, mode), nullptr)
+QZ_CALL(fdopen, "fdopen");
+QZ_DEFINE(fdopen, fdopen, FILE*, (int fd, const char* mode), (fd, mode), nullptr)
 QZ_CALL(fclose, "fclose");
 QZ_DEFINE_CLOSE(fclose, fclose, int, (FILE * file), (file), EOF)
 QZ_CALL(fflush, "fflush");
@@ -318,6 +338,18 @@ QZ_DEFINE(socket, socket, int, (int domain, int type, int protocol), (domain, ty
 QZ_CALL(accept, "accept");
 QZ_DEFINE(accept, accept, int, (int fd, sockaddr* address, socklen_t* size), (fd, address, size),
           -1)
+QZ_DEFINE(accept, accept4, int, (int fd, sockaddr* address, socklen_t* size, int flags),
+          (fd, address, size, flags), -1)
+QZ_CALL(bind, "bind");
+QZ_DEFINE(bind, bind, int, (int fd, const sockaddr* address, socklen_t size), (fd, address, size),
+          -1)
+QZ_CALL(listen, "listen");
+QZ_DEFINE(listen, listen, int, (int fd, int backlog), (fd, backlog), -1)
+QZ_CALL(connect, "connect");
+QZ_DEFINE(connect, connect, int, (int fd, const sockaddr* address, socklen_t size),
+          (fd, address, size), -1)
+QZ_CALL(shutdown, "shutdown");
+QZ_DEFINE(shutdown, shutdown, int, (int fd, int way), (fd, way), -1)
 QZ_CALL(send, "send");
 QZ_DEFINE(send, send, ssize_t, (int fd, const void* from, size_t size, int flags),
           (fd, from, size, flags), -1)
@@ -329,6 +361,19 @@ QZ_DEFINE(recv, recv, ssize_t, (int fd, void* to, size_t size, int flags), (fd, 
 
 QZ_CALL(fork, "fork");
 QZ_DEFINE(fork, fork, pid_t, (), (), -1)
+QZ_CALL(posix_spawn, "posix_spawn");
+QZ_DEFINE(posix_spawn, posix_spawnp, int,
+          (pid_t * pid, const char* file, const posix_spawn_file_actions_t* actions,
+           const posix_spawnattr_t* attributes, char* const* arguments, char* const* environment),
+          (pid, file, actions, attributes, arguments, environment), errno)
+QZ_CALL(getpriority, "getpriority");
+QZ_DEFINE(getpriority, getpriority, int, (int which, id_t who), (which, who), -1)
+QZ_CALL(kill, "kill");
+QZ_DEFINE(kill, kill, int, (pid_t pid, int number), (pid, number), -1)
+QZ_CALL(clock_nanosleep, "clock_nanosleep");
+QZ_DEFINE(clock_nanosleep, clock_nanosleep, int,
+          (clockid_t clock, int flags, const timespec* time, timespec* left),
+          (clock, flags, time, left), errno)
 QZ_CALL(waitid, "waitid");
 QZ_DEFINE(waitid, waitid, int, (idtype_t what, id_t id, siginfo_t* end, int options),
           (what, id, end, options), -1)

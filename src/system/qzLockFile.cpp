@@ -1,0 +1,101 @@
+#include <qz/qzLockFile.h>
+
+#include <cerrno>
+#include <new>
+#include <utility>
+
+#include <stdio_ext.h>
+
+#include <qz/SystemError.h>
+#include <qz/qzDirUtils.h>
+#include <qz/qzSystemUtils.h>
+#include <qz/qzThread.h>
+
+#include "LockedFile.h"
+#include "frame/base/StandardFile.h"
+#include "text/LocalPath.h"
+
+namespace qz {
+
+namespace {
+
+void addError(std::string* errorMsg, const std::string& text)
+{
+    if (errorMsg == nullptr) return;
+    if (!errorMsg->empty()) *errorMsg += ", ";
+    *errorMsg += text;
+}
+
+std::string makeContent()
+{
+    return "Lock from PID : " + std::to_string(qzSystemUtils::GetCurrentProcessID()) +
+           ", TID : " + qzThread::CurrentThreadId();
+}
+
+}  // namespace
+
+qzLockFile::qzLockFile() = default;
+
+qzLockFile::~qzLockFile()
+{
+    try {
+        releaseLock(/*removeFile=*/true, nullptr);
+    } catch (const std::bad_alloc&) {
+        // The file stays, and the lock must not.
+        if (mFile != nullptr) std::fclose(mFile);
+    }
+}
+
+bool qzLockFile::isLocked() const
+{
+    return mFile != nullptr;
+}
+
+bool qzLockFile::takeLockUtf8(const std::string& path, bool* wasThere, LockType type,
+                              std::string* errorMsg)
+{
+    if (errorMsg != nullptr) errorMsg->clear();
+    if (wasThere != nullptr) *wasThere = false;
+    const std::string content = makeContent();
+    std::string newPath = path;
+    system::LockedFile taken;
+    const system::LockFailure failure = taken.take(text::toLocal(path), type == LockShared);
+    if (failure.text != nullptr) {
+        addError(errorMsg, failure.text + SystemError(failure.error).toString());
+        return isLocked();
+    }
+    if (wasThere != nullptr) *wasThere = taken.wasThere();
+    mPath = std::move(newPath);
+    // Compatibility: the stream of a lock that the object had stays open.
+    mFile = taken.takeFile().release();
+    std::fwrite(content.data(), 1, content.size(), mFile);
+    std::fflush(mFile);
+    return true;
+}
+
+bool qzLockFile::releaseLock(bool removeFile, std::string* errorMsg)
+{
+    if (errorMsg != nullptr) errorMsg->clear();
+    if (!isLocked()) {
+        addError(errorMsg, "File is not locked");
+        return false;
+    }
+    const std::string localPath = text::toLocal(mPath);
+    const std::string path = std::exchange(mPath, {});
+    const StandardFile file(std::exchange(mFile, nullptr));
+    const int descriptor = ::fileno(file.get());
+    if (!system::isLockOwner(descriptor)) {
+        ::__fpurge(file.get());  // what the parent could not write is the parent's
+        return true;
+    }
+    // The file is removed while it is locked: whoever has opened it will find another at the path.
+    const bool isRemoved = !removeFile || (system::mayRemoveLocked(descriptor, localPath) &&
+                                           qzDirUtils::RemoveFileUtf8(path, nullptr));
+    const bool isUnlocked = system::unlockFile(descriptor);
+    if (!isUnlocked)
+        addError(errorMsg, "Fail to release lock on file, " + SystemError(errno).toString());
+    if (!isRemoved) addError(errorMsg, "Fail to remove lock file");
+    return isUnlocked && isRemoved;
+}
+
+}  // namespace qz

@@ -1,0 +1,53 @@
+// A lock is taken on a new file, refused to another object, released, and taken on the file that
+// was kept.
+
+#include <filesystem>
+#include <string>
+
+#include <qz/qzLockFile.h>
+
+#include "faults/Scenario.h"
+#include "support/Allocations.h"
+#include "support/LibraryStart.h"
+
+namespace {
+
+using qz::qzLockFile;
+
+std::string useLocks(const std::string& path)
+{
+    const qz::faults::Watch watch;
+    qzLockFile lock;
+    qzLockFile other;
+    std::string error;
+    bool wasThere = false;
+    if (!lock.takeLockUtf8(path, &wasThere, qzLockFile::LockShared, &error)) return "new: " + error;
+    if (wasThere) return "the new file was there";
+    if (other.takeLockUtf8(path, nullptr, qzLockFile::LockExclusive, &error)) return "two holders";
+    const std::string refusal = error;
+    if (!lock.releaseLock(false, &error)) return "release: " + error;
+    if (!other.takeLockUtf8(path, &wasThere, qzLockFile::LockExclusive, &error))
+        return "existing: " + error;
+    const std::string start = wasThere ? "" : "as a new file, ";
+    if (!other.releaseLock(true, &error)) return start + "removal: " + error;
+    return start + "locked, refused: " + refusal;
+}
+
+std::string work(const std::string& folder)
+{
+    std::string path;
+    {
+        const qz::support::AllocationPause ownWork;
+        path = folder + "/lock";
+        std::filesystem::remove(path);
+    }
+    return useLocks(path);
+}
+
+}  // namespace
+
+int main(int argumentCount, char** arguments)
+{
+    const qz::support::LibraryStart library;
+    return qz::faults::runScenario(argumentCount, arguments, &work);
+}
