@@ -4,6 +4,7 @@
 /// Everything that the library offers, for programs that don't mind the compile time.
 
 #include <qz/AsciiTableBuilder.h>
+#include <qz/ConcurrentPool.h>
 #include <qz/MimeTypeInfo.h>
 #include <qz/SoftwareVersionInfoForStream.h>
 #include <qz/Stamp.h>
@@ -41,6 +42,7 @@
 #include <qz/qzMutex.h>
 #include <qz/qzNamedPipe.h>
 #include <qz/qzProcess.h>
+#include <qz/qzProgressNotifier.h>
 #include <qz/qzRandomUtils.h>
 #include <qz/qzResources.h>
 #include <qz/qzSemaphore.h>

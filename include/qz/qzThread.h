@@ -99,6 +99,9 @@ private:
     struct Cell;
 
     QZ_LOCAL bool waitForEnd(int timeoutMs) const;
+    QZ_LOCAL void describe(const char* name) noexcept;
+    QZ_LOCAL bool isInherited() const;
+    QZ_LOCAL void forgetInherited();
 
     std::unique_ptr<Cell> mThread;
     std::string mDescription;

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <limits>
 #include <memory>
+#include <new>
 #include <sstream>
 #include <string_view>
 #include <thread>
@@ -24,6 +25,8 @@ struct qzThread::Cell {
     std::atomic<std::thread*> thread = nullptr;  // owned
     // Of the thread above. Written by its starter and by the thread itself, whichever comes first.
     std::atomic<std::thread::id> id = {};
+    // Of the process that the thread is in.
+    std::atomic<long> processId = qzSystemUtils::GetCurrentProcessID();
 };
 
 namespace {
@@ -58,23 +61,38 @@ qzThread::~qzThread()
 
 void qzThread::startThread(const char* name)
 {
+    if (isInherited()) forgetInherited();
     if (mThread->thread != nullptr) return;
+    mThread->processId = qzSystemUtils::GetCurrentProcessID();
     // Set before the thread exists, so that a new thread never looks like an ended one.
     relaxedStore(mRunning, true);
     auto thread = std::make_unique<std::thread>(&qzThread::Run, this);
     mThread->id = thread->get_id();
     mThread->thread = thread.release();
 
+    describe(name);
+}
+
+// The thread runs already: an exception here would let its object be destroyed under it, so a
+// description that memory is missing for is left out.
+void qzThread::describe(const char* name) noexcept
+try {
     std::ostringstream description;
     description << (name != nullptr ? std::string_view(name) : getTypeName(typeid(*this))) << ' '
                 << mThread->id.load();
     mDescription = description.str();
+} catch (const std::bad_alloc&) {
+    mDescription.clear();
 }
 
 bool qzThread::waitThread(int timeoutMs)
 {
     std::thread* const thread = mThread->thread;
     if (thread == nullptr) return false;
+    if (isInherited()) {
+        forgetInherited();
+        return true;
+    }
     if (timeoutMs != msNoLimit && !waitForEnd(timeoutMs)) return false;
     thread->join();  // throws if a thread waits for itself, and nothing has changed
     mThread->thread = nullptr;
@@ -98,7 +116,21 @@ bool qzThread::waitForEnd(int timeoutMs) const
 
 bool qzThread::isRunning() const
 {
-    return relaxedLoad(mRunning);
+    return relaxedLoad(mRunning) && !isInherited();
+}
+
+// True in a forked child for a thread that the parent had started: it counts as ended there.
+bool qzThread::isInherited() const
+{
+    return mThread->thread != nullptr && mThread->processId != qzSystemUtils::GetCurrentProcessID();
+}
+
+// Frees the handle only: its destructor insists on a join, and there is nothing to join.
+void qzThread::forgetInherited()
+{
+    relaxedStore(mRunning, false);
+    mThread->id = std::thread::id();
+    std::allocator<std::thread>().deallocate(mThread->thread.exchange(nullptr), 1);
 }
 
 bool qzThread::isFinished() const

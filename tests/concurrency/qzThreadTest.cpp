@@ -277,6 +277,61 @@ TEST_F(qzThreadTest, StaysAsItWasWhenTheSystemRefusesTheWait)
     editThread(thread) = nullptr;
 }
 
+// --- In a forked child -----------------------------------------------------------------------
+
+namespace {
+
+// Runs until it may end.
+class HeldThread : public qzThread {
+public:
+    explicit HeldThread(const std::atomic<bool>& mayEnd) : mMayEnd(mayEnd) {}
+    ~HeldThread() override { waitThread(msNoLimit); }
+    void run() override
+    {
+        support::waitUntil([this] { return mMayEnd.load(); });
+        ++runs;
+    }
+    std::atomic<int> runs = 0;
+
+private:
+    const std::atomic<bool>& mMayEnd;
+};
+
+}  // namespace
+
+TEST_F(qzThreadTest, CountsAsEndedInAForkedChild)
+{
+    std::atomic<bool> mayEnd = false;
+    HeldThread thread(mayEnd);
+    thread.startThread("body");
+    const support::ChildResult result = support::runInChild([&] {
+        if (thread.isRunning()) return 1;
+        if (!thread.waitThread(qzThread::msNoLimit)) return 2;
+        if (thread.getThreadId() != "InvalidThread" || !thread.isFinished()) return 3;
+        mayEnd = true;
+        thread.startThread("again");
+        return thread.waitThread(qzThread::msNoLimit) ? 42 : 4;
+    });
+    EXPECT_TRUE(thread.isRunning());
+    mayEnd = true;
+    EXPECT_EQ(result.getEnd(), "exit 42");
+}
+
+TEST_F(qzThreadTest, StartsAgainInAForkedChildWithoutAWait)
+{
+    std::atomic<bool> mayEnd = false;
+    HeldThread thread(mayEnd);
+    thread.startThread("body");
+    const support::ChildResult result = support::runInChild([&] {
+        mayEnd = true;
+        thread.startThread("again");
+        thread.waitThread(qzThread::msNoLimit);
+        return thread.runs == 1 ? 42 : 1;
+    });
+    mayEnd = true;
+    EXPECT_EQ(result.getEnd(), "exit 42");
+}
+
 class qzThreadCalls : public ::testing::TestWithParam<PlatformCallsRow> {};
 
 TEST_P(qzThreadCalls, AreThoseOfItsRow)

@@ -7,6 +7,7 @@
 #include <qz/qzWaitCondition.h>
 
 #include "InitCounters.h"
+#include "concurrency/DefaultPool.h"
 #include "frame/base/ForkProtocol.h"
 #include "frame/base/LoadOrder.h"
 #include "frame/base/Relaxed.h"
@@ -14,6 +15,7 @@
 #include "frame/resources/MimeTable.h"
 #include "frame/resources/ResourceRegistry.h"
 #include "system/SignalWatcher.h"
+#include "system/SystemInformation.h"
 
 // The start and the stop of the library, one line for each service. The order is fixed: each
 // service may use those that are started before it and stopped after it.
@@ -37,30 +39,38 @@ void startLight()
     relaxedStore(gInitState, StateLight);
     qzLog::createInstance(/*threadSafe=*/false);
     setLaneMasks();
+    qzSystemUtils::InitializeSystemUtils();
     qzStringUtils::InitializeStringUtils();
     createResourceRegistry(/*withMutex=*/false);
     fillMimeTable();
 }
 
-void startFull()
+void startFull(bool probeMainDisk)
 {
     relaxedStore(gInitState, StateFull);
     relaxedStore(gFullInitProcessId, qzSystemUtils::GetCurrentProcessID());
     setFullyStarted(true);
     createResourceRegistry(/*withMutex=*/true);
-    // There is no log if the light steps were skipped, after a stop without a start.
+    // Without light steps, which are skipped after a stop without a start, there is neither a log nor
+    // a description of the machine.
     if (qzLog::msInstance != nullptr) qzLog::msInstance->makeThreadSafe();
     qzWaitCondition::FindBestImplementation();
+    if (probeMainDisk) getMainHDDDevice();
+    if (gSystemInformation != nullptr) createDefaultPool(gSystemInformation->idealThreadCount);
     installSignalWatcher();
 }
 
 void stop()
 {
-    if (relaxedLoad(gInitState) == StateFull) removeSignalWatcher();
+    if (relaxedLoad(gInitState) == StateFull) {
+        destroyDefaultPool();
+        removeSignalWatcher();
+    }
     destroyResourceRegistry();
     // Now, while texts can still be converted.
     if (qzLog::msInstance != nullptr) qzLog::msInstance->flush();
     qzStringUtils::TerminateStringUtils();
+    qzSystemUtils::TerminateSystemUtils();
     qzLog::destroyInstance();
     setFullyStarted(false);
     relaxedStore(gInitState, StateNothing);
@@ -68,12 +78,12 @@ void stop()
 
 }  // namespace
 
-void initializeQzSystem(InitType type, bool /*probeMainDisk*/)
+void initializeQzSystem(InitType type, bool probeMainDisk)
 {
     if (type != LightInit && type != FullInit) return;
     if (gLightCounter.incrementInitCounter()) startLight();
     if (type != FullInit) return;
-    if (gFullCounter.incrementInitCounter()) startFull();
+    if (gFullCounter.incrementInitCounter()) startFull(probeMainDisk);
 }
 
 void terminateQzSystem()

@@ -1,0 +1,220 @@
+#include <qz/ConcurrentPool.h>
+
+#include <algorithm>
+#include <utility>
+
+#include <qz/qzSystemUtils.h>
+#include <qz/qzThread.h>
+
+#include "DefaultPool.h"
+
+namespace qz {
+
+namespace {
+
+// The pool that the calling thread is a worker of.
+thread_local const ConcurrentPool* workingFor = nullptr;
+
+// Written by the start and the stop, while the host is alone. Not destroyed at exit: a process that
+// never stops the library doesn't wait for its workers.
+ConcurrentPool* gDefaultPool = nullptr;
+
+void solveAll(const std::vector<ConcurrentPool::SolverBase*>& solvers, qzMutex& mutex,
+              qzWaitCondition& solverCondition)
+{
+    const qzMutexLocker locker(mutex);
+    for (ConcurrentPool::SolverBase* const solver : solvers) {
+        if (solver != nullptr) solver->solve(mutex, solverCondition);
+    }
+}
+
+}  // namespace
+
+// --- Solvers ---------------------------------------------------------------------------------
+
+ConcurrentPool::SolverBase::SolverResource::~SolverResource() = default;
+
+ConcurrentPool::SolverBase::SolverBase() = default;
+ConcurrentPool::SolverBase::~SolverBase() = default;
+
+void ConcurrentPool::SolverBase::addResource(std::unique_ptr<SolverResource> resource)
+{
+    mResources.push_back(std::move(resource));
+}
+
+// --- Workers ---------------------------------------------------------------------------------
+
+// All fields are guarded by the pool's mutex once the thread runs.
+class ConcurrentPool::Worker final : public qzThread {
+public:
+    explicit Worker(ConcurrentPool& pool) : mPool(&pool) { startThread(nullptr); }
+    ~Worker() override { waitThread(msNoLimit); }
+    Worker(const Worker&) = delete;
+    Worker& operator=(const Worker&) = delete;
+
+    void run() override;
+
+    SolverBase* getSolver() const { return mSolver; }
+    void setSolver(SolverBase* solver) { mSolver = solver; }
+    void stop() { mKeepRunning = false; }
+
+private:
+    friend class ConcurrentPoolTestPeer;
+
+    SolverBase* mSolver = nullptr;  // not owned; null while idle
+    ConcurrentPool* mPool;
+    bool mKeepRunning = true;
+};
+
+void ConcurrentPool::Worker::run()
+{
+    workingFor = mPool;
+    const qzMutexLocker locker(mPool->mMutex);
+    while (mKeepRunning) {
+        if (mSolver == nullptr) {
+            mPool->mWorkAvailable.wait(&mPool->mMutex, qzWaitCondition::msNoLimit);
+            continue;
+        }
+        mSolver->solve(mPool->mMutex, mPool->mSolverCondition);
+        mSolver = nullptr;
+        if (--mPool->mPendingSolvers == 0) mPool->mAllDone.wakeAll();
+    }
+}
+
+// --- The pool --------------------------------------------------------------------------------
+
+ConcurrentPool::ConcurrentPool(unsigned int count)
+    : mWorkerCount(std::max(count, 1U)), mProcessId(qzSystemUtils::GetCurrentProcessID())
+{
+    if (mWorkerCount == 1) return;
+    mWorkers.reserve(mWorkerCount);
+    try {
+        while (mWorkers.size() < mWorkerCount) {
+            mWorkers.push_back(std::make_unique<Worker>(*this));
+        }
+    } catch (...) {
+        stopWorkers();
+        throw;
+    }
+}
+
+ConcurrentPool::~ConcurrentPool()
+{
+    stopWorkers();
+}
+
+unsigned int ConcurrentPool::getWorkerCount() const
+{
+    return mWorkerCount;
+}
+
+void ConcurrentPool::runSolvers(const std::vector<SolverBase*>& solvers)
+{
+    if (mWorkers.empty() || workingFor == this || isInherited()) {
+        runHere(solvers);
+        return;
+    }
+    const qzMutexLocker locker(mMutex);
+    auto next = solvers.begin();
+    while (next != solvers.end()) {
+        next = runRound(next, solvers.end());
+    }
+}
+
+// True in a forked child: the workers don't exist there, and one of them may hold the mutex.
+bool ConcurrentPool::isInherited() const
+{
+    return qzSystemUtils::GetCurrentProcessID() != mProcessId;
+}
+
+void ConcurrentPool::stopWorkers()
+{
+    if (!isInherited()) {
+        const qzMutexLocker locker(mMutex);
+        for (const std::unique_ptr<Worker>& worker : mWorkers) {
+            worker->stop();
+        }
+        mWorkAvailable.wakeAll();
+    }
+    mWorkers.clear();
+}
+
+void ConcurrentPool::runHere(const std::vector<SolverBase*>& solvers)
+{
+    if (!isInherited()) {
+        solveAll(solvers, mMutex, mSolverCondition);
+        return;
+    }
+    qzMutex mutex;
+    qzWaitCondition solverCondition;
+    solveAll(solvers, mutex, solverCondition);
+}
+
+// Hands a solver to each worker and waits for them, with the mutex held.
+// @return the first solver that is left.
+ConcurrentPool::SolverIterator ConcurrentPool::runRound(SolverIterator next, SolverIterator end)
+{
+    while (mPendingSolvers != 0) {
+        mAllDone.wait(&mMutex, qzWaitCondition::msNoLimit);
+    }
+    const SolverIterator begin = next;
+    for (auto worker = mWorkers.begin(); next != end && worker != mWorkers.end(); ++next) {
+        if (*next == nullptr) continue;
+        (*worker++)->setSolver(*next);
+        ++mPendingSolvers;
+    }
+    mWorkAvailable.wakeAll();
+    // The count alone won't do: another caller's turn may have begun when this thread wakes.
+    while (mPendingSolvers != 0 && isAnyRunning(begin, next)) {
+        mAllDone.wait(&mMutex, qzWaitCondition::msNoLimit);
+    }
+    return next;
+}
+
+bool ConcurrentPool::isAnyRunning(SolverIterator next, SolverIterator end) const
+{
+    auto worker = mWorkers.begin();
+    for (; next != end; ++next) {
+        if (*next != nullptr && (*worker++)->getSolver() == *next) return true;
+    }
+    return false;
+}
+
+// --- Progress of the workers -----------------------------------------------------------------
+
+ConcurrentPool::ProgressNotifierProxy::ProgressNotifierProxy(qzProgressNotifierInterface& target)
+    : qzProgressNotifierCancelSupportOnly(nullptr, nullptr), mTarget(&target)
+{
+    mTarget->beginStepGroupWeights({1.0}, 1.0, nullptr);
+}
+
+ConcurrentPool::ProgressNotifierProxy::~ProgressNotifierProxy()
+{
+    mTarget->endStepGroup();
+}
+
+void ConcurrentPool::ProgressNotifierProxy::updateProxy()
+{
+    mTarget->setCurrentStepProgress(getGlobalProgress());
+    if (!mTarget->shouldCancel() || shouldCancel()) return;
+    setInternalCancelFlag(true);
+}
+
+// --- The pool of the process -----------------------------------------------------------------
+
+void createDefaultPool(unsigned int workerCount)
+{
+    gDefaultPool = std::make_unique<ConcurrentPool>(workerCount).release();
+}
+
+void destroyDefaultPool()
+{
+    const std::unique_ptr<ConcurrentPool> pool(std::exchange(gDefaultPool, nullptr));
+}
+
+ConcurrentPool* concurrent::GetConcurrentPool()
+{
+    return gDefaultPool;
+}
+
+}  // namespace qz

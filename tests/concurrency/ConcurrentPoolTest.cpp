@@ -1,0 +1,452 @@
+#include <qz/ConcurrentPool.h>
+
+#include <atomic>
+#include <filesystem>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <mutex>
+#include <numeric>
+#include <set>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <qz/qzSystemUtils.h>
+#include <qz/qzThread.h>
+
+#include "ConcurrentPoolTestPeer.h"
+#include "Waiter.h"
+#include "support/ChildProcess.h"
+#include "support/LibraryStart.h"
+#include "support/LogCapture.h"
+
+namespace qz {
+
+using support::ChildResult;
+using support::LibraryStart;
+using support::runInChild;
+using support::waitUntil;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::SizeIs;
+
+namespace {
+
+using Peer = ConcurrentPoolTestPeer;
+using SolverBase = ConcurrentPool::SolverBase;
+
+static_assert(std::is_abstract_v<SolverBase> && std::has_virtual_destructor_v<SolverBase>);
+static_assert(
+    std::is_base_of_v<qzProgressNotifierCancelSupportOnly, ConcurrentPool::ProgressNotifierProxy>);
+static_assert(sizeof(ConcurrentPool::ProgressNotifierProxy) ==
+              sizeof(qzProgressNotifierCancelSupportOnly) + sizeof(void*));
+static_assert(sizeof(SolverBase) == 32);
+
+// Does what it is given to do, with the mutex held.
+class TestSolver : public SolverBase {
+public:
+    using Work = std::function<void(qzMutex&, qzWaitCondition&)>;
+
+    explicit TestSolver(Work work) : mWork(std::move(work)) {}
+    void solve(qzMutex& mutex, qzWaitCondition& condition) override { mWork(mutex, condition); }
+
+private:
+    Work mWork;
+};
+
+// Some solvers that do the same.
+class Solvers {
+public:
+    Solvers(int count, const TestSolver::Work& work)
+    {
+        for (int i = 0; i < count; ++i) {
+            mSolvers.push_back(std::make_unique<TestSolver>(work));
+            mPointers.push_back(mSolvers.back().get());
+        }
+    }
+    const std::vector<SolverBase*>& get() const { return mPointers; }
+
+private:
+    std::vector<std::unique_ptr<TestSolver>> mSolvers;
+    std::vector<SolverBase*> mPointers;
+};
+
+int countThreads()
+{
+    const std::filesystem::directory_iterator threads("/proc/self/task");
+    return static_cast<int>(std::distance(begin(threads), end(threads)));
+}
+
+class ConcurrentPoolTest : public ::testing::Test {
+protected:
+    LibraryStart mLibrary{FullInit};
+};
+
+}  // namespace
+
+TEST_F(ConcurrentPoolTest, HasNoThreadForACountOfZeroOrOne)
+{
+    const int threads = countThreads();
+    const ConcurrentPool none(0);
+    const ConcurrentPool one(1);
+    EXPECT_EQ(none.getWorkerCount(), 1U);
+    EXPECT_EQ(one.getWorkerCount(), 1U);
+    EXPECT_EQ(Peer::getThreadCount(one), 0U);
+    EXPECT_EQ(countThreads(), threads);
+}
+
+TEST_F(ConcurrentPoolTest, HasAThreadForEachWorker)
+{
+    const int threads = countThreads();
+    {
+        const ConcurrentPool pool(4);
+        EXPECT_EQ(pool.getWorkerCount(), 4U);
+        EXPECT_EQ(countThreads(), threads + 4);
+    }
+    // The kernel removes a thread a little after it was joined.
+    EXPECT_TRUE(waitUntil([&] { return countThreads() == threads; }));
+}
+
+TEST_F(ConcurrentPoolTest, RunsASolverOnEachWorkerAtOnce)
+{
+    ConcurrentPool pool(3);
+    std::set<std::string> threads;
+    int inside = 0;
+    const Solvers solvers(3, [&](qzMutex& mutex, qzWaitCondition& condition) {
+        threads.insert(qzThread::CurrentThreadId());
+        ++inside;
+        condition.wakeAll();
+        while (inside < 3)
+            condition.wait(&mutex, qzWaitCondition::msNoLimit);
+    });
+    pool.runSolvers(solvers.get());
+    EXPECT_THAT(threads, SizeIs(3));
+    EXPECT_EQ(threads.count(qzThread::CurrentThreadId()), 0U);
+}
+
+TEST_F(ConcurrentPoolTest, EntersSolversWithItsMutexHeld)
+{
+    ConcurrentPool pool(2);
+    bool isFree = true;
+    const Solvers solvers(1, [&](qzMutex& mutex, qzWaitCondition&) {
+        EXPECT_EQ(&mutex, &Peer::editMutex(pool));
+        std::thread([&] { isFree = mutex.tryLock(); }).join();
+    });
+    pool.runSolvers(solvers.get());
+    EXPECT_FALSE(isFree);
+}
+
+TEST_F(ConcurrentPoolTest, WaitsForTheLastSolver)
+{
+    ConcurrentPool pool(2);
+    std::atomic<int> finished = 0;
+    std::atomic<bool> mayEnd = false;
+    const Solvers quick(1, [&](qzMutex&, qzWaitCondition&) { ++finished; });
+    const Solvers slow(1, [&](qzMutex& mutex, qzWaitCondition&) {
+        mutex.unlock();
+        waitUntil([&] { return mayEnd.load(); });
+        mutex.lock();
+        ++finished;
+    });
+    const Waiter caller([&] {
+        pool.runSolvers({slow.get().front(), quick.get().front()});
+        EXPECT_EQ(finished, 2);
+    });
+    EXPECT_TRUE(waitUntil([&] { return finished == 1; }));
+    EXPECT_TRUE(caller.awaitSleep());
+    EXPECT_FALSE(caller.isDone());
+    mayEnd = true;
+    EXPECT_TRUE(caller.awaitDone());
+}
+
+TEST_F(ConcurrentPoolTest, RunsMoreSolversThanWorkersAndLeavesOutNulls)
+{
+    ConcurrentPool pool(2);
+    int runs = 0;
+    const Solvers solvers(7, [&](qzMutex&, qzWaitCondition&) { ++runs; });
+    std::vector<SolverBase*> withNulls = {nullptr};
+    for (SolverBase* const solver : solvers.get()) {
+        withNulls.push_back(solver);
+        withNulls.push_back(nullptr);
+    }
+    pool.runSolvers(withNulls);
+    EXPECT_EQ(runs, 7);
+    pool.runSolvers({});
+    pool.runSolvers({nullptr});
+    EXPECT_EQ(runs, 7);
+}
+
+TEST_F(ConcurrentPoolTest, LetsItsCallersTakeTurns)
+{
+    ConcurrentPool pool(2);
+    constexpr int kRounds = 300;
+    int active = 0;  // solvers of any caller, guarded by the pool's mutex
+    int most = 0;
+    std::vector<int> runs(4);
+    std::vector<std::thread> callers;
+    for (int& count : runs) {
+        callers.emplace_back([&] {
+            const Solvers solvers(2, [&](qzMutex& mutex, qzWaitCondition&) {
+                most = std::max(most, ++active);
+                mutex.unlock();
+                std::this_thread::yield();
+                mutex.lock();
+                --active;
+                ++count;
+            });
+            for (int round = 0; round < kRounds; ++round)
+                pool.runSolvers(solvers.get());
+        });
+    }
+    for (std::thread& caller : callers)
+        caller.join();
+    EXPECT_THAT(runs, Each(2 * kRounds));
+    EXPECT_LE(most, 2);
+}
+
+TEST_F(ConcurrentPoolTest, SolvesOnTheCallersThreadWithoutWorkers)
+{
+    ConcurrentPool pool(1);
+    std::vector<std::string> threads;
+    const Solvers solvers(3, [&](qzMutex& mutex, qzWaitCondition&) {
+        threads.push_back(qzThread::CurrentThreadId());
+        mutex.unlock();
+        mutex.lock();
+    });
+    pool.runSolvers(solvers.get());
+    EXPECT_THAT(threads, SizeIs(3));
+    EXPECT_THAT(threads, Each(qzThread::CurrentThreadId()));
+    EXPECT_TRUE(Peer::editMutex(pool).tryLock()) << "it is free again";
+    Peer::editMutex(pool).unlock();
+}
+
+TEST_F(ConcurrentPoolTest, SolvesOnAWorkerThatIsACaller)
+{
+    ConcurrentPool pool(2);
+    std::string outer;
+    std::vector<std::string> inner;
+    const Solvers nested(
+        2, [&](qzMutex&, qzWaitCondition&) { inner.push_back(qzThread::CurrentThreadId()); });
+    const Solvers solvers(1, [&](qzMutex& mutex, qzWaitCondition&) {
+        outer = qzThread::CurrentThreadId();
+        mutex.unlock();
+        pool.runSolvers(nested.get());
+        mutex.lock();
+    });
+    pool.runSolvers(solvers.get());
+    EXPECT_THAT(inner, ElementsAre(outer, outer));
+}
+
+TEST_F(ConcurrentPoolTest, FinishesASolverBeforeItEnds)
+{
+    std::atomic<bool> hasBegun = false;
+    std::atomic<bool> mayEnd = false;
+    std::atomic<bool> hasEnded = false;
+    const Solvers solvers(1, [&](qzMutex& mutex, qzWaitCondition&) {
+        mutex.unlock();
+        hasBegun = true;
+        waitUntil([&] { return mayEnd.load(); });
+        mutex.lock();
+        hasEnded = true;
+    });
+    auto pool = std::make_unique<ConcurrentPool>(2);
+    const Waiter caller([&] { pool->runSolvers(solvers.get()); });
+    ASSERT_TRUE(waitUntil([&] { return hasBegun.load(); }));
+    mayEnd = true;
+    ASSERT_TRUE(caller.awaitDone());
+    pool.reset();
+    EXPECT_TRUE(hasEnded);
+}
+
+TEST_F(ConcurrentPoolTest, ComesAndGoesManyTimes)
+{
+    for (int i = 0; i < 200; ++i) {
+        const ConcurrentPool pool(2 + static_cast<unsigned>(i % 3));
+    }
+}
+
+TEST_F(ConcurrentPoolTest, EndsItsThreadsWhenOneCannotBeStarted)
+{
+    const ChildResult result = runInChild([] {
+        // Threads of root count against no limit of its own.
+        if (::geteuid() == 0 && ::setuid(65534) != 0) return 3;
+        const rlimit limit = {2, 2};
+        if (::setrlimit(RLIMIT_NPROC, &limit) != 0) return 4;
+        try {
+            const ConcurrentPool pool(64);
+        } catch (const std::system_error&) {
+            return waitUntil([] { return countThreads() == 1; }) ? 42 : 1;
+        }
+        return 2;
+    });
+    EXPECT_EQ(result.getEnd(), "exit 42");
+}
+
+// --- Solvers ---------------------------------------------------------------------------------
+
+TEST(ConcurrentPoolSolverTest, DestroysWhatItOwns)
+{
+    class Resource : public SolverBase::SolverResource {
+    public:
+        explicit Resource(int& ends) : mEnds(ends) {}
+        ~Resource() override { ++mEnds; }
+
+    private:
+        int& mEnds;
+    };
+    int ends = 0;
+    {
+        TestSolver solver({});
+        solver.addResource(std::make_unique<Resource>(ends));
+        solver.addResource(std::make_unique<Resource>(ends));
+        EXPECT_EQ(ends, 0);
+    }
+    EXPECT_EQ(ends, 2);
+}
+
+TEST(ConcurrentPoolSolverTest, KeepsItsLayout)
+{
+    const TestSolver solver({});
+    EXPECT_THAT(Peer::getOffsets(solver), ElementsAre(8));
+    bool hasRun = false;
+    TestSolver called([&](qzMutex&, qzWaitCondition&) { hasRun = true; });
+    const LibraryStart library(FullInit);
+    qzMutex mutex;
+    qzWaitCondition condition;
+    callSlot<void>(static_cast<SolverBase*>(&called), 2, &mutex, &condition);
+    EXPECT_TRUE(hasRun);
+}
+
+TEST_F(ConcurrentPoolTest, KeepsTheOrderOfItsFields)
+{
+    const ConcurrentPool pool(1);
+    EXPECT_THAT(Peer::getOffsets(pool), ElementsAre(0, 24, 40, 56, 72, 88, 92));
+}
+
+// --- Progress of the workers -----------------------------------------------------------------
+
+TEST(ConcurrentPoolProgressTest, IsOneStepOnItsTarget)
+{
+    qzProgressNotifierBase target;
+    target.beginStepGroupWeights({1, 1}, 1, nullptr);
+    {
+        ConcurrentPool::ProgressNotifierProxy proxy(target);
+        EXPECT_EQ(Peer::getTarget(proxy), static_cast<qzProgressNotifierInterface*>(&target));
+        EXPECT_EQ(target.getGlobalProgress(), 0.0F);
+        proxy.setCurrentStepProgress(0.5);
+        proxy.updateProxy();
+        EXPECT_EQ(target.getGlobalProgress(), 0.0F) << "workers report no progress";
+    }
+    EXPECT_EQ(target.getGlobalProgress(), 0.5F);
+}
+
+TEST(ConcurrentPoolProgressTest, PassesARequestOnOnce)
+{
+    class CountingProxy : public ConcurrentPool::ProgressNotifierProxy {
+    public:
+        using ProgressNotifierProxy::ProgressNotifierProxy;
+        void setInternalCancelFlag(bool cancel) override
+        {
+            ++requests;
+            ProgressNotifierProxy::setInternalCancelFlag(cancel);
+        }
+        int requests = 0;
+    };
+    qzProgressNotifierBase target;
+    CountingProxy proxy(target);
+    proxy.updateProxy();
+    EXPECT_FALSE(proxy.shouldCancel());
+    target.cancel();
+    EXPECT_FALSE(proxy.shouldCancel()) << "until the next transfer";
+    proxy.updateProxy();
+    EXPECT_TRUE(proxy.shouldCancel());
+    proxy.updateProxy();
+    EXPECT_EQ(proxy.requests, 1);
+}
+
+TEST(ConcurrentPoolProgressTest, LeavesARequestFromOutsideAlone)
+{
+    qzProgressNotifierBase target;
+    ConcurrentPool::ProgressNotifierProxy proxy(target);
+    bool flag = true;
+    proxy.setExternalCancelFlag(&flag);
+    target.cancel();
+    proxy.updateProxy();
+    flag = false;
+    EXPECT_FALSE(proxy.shouldCancel()) << "its own flag was not set";
+}
+
+// --- The pool of the process -----------------------------------------------------------------
+
+TEST(DefaultPoolTest, ExistsInTheFullStateOnly)
+{
+    EXPECT_EQ(concurrent::GetConcurrentPool(), nullptr);
+    const LibraryStart light(LightInit);
+    EXPECT_EQ(concurrent::GetConcurrentPool(), nullptr);
+    {
+        const LibraryStart full(FullInit);
+        ASSERT_NE(concurrent::GetConcurrentPool(), nullptr);
+        EXPECT_EQ(concurrent::GetConcurrentPool()->getWorkerCount(),
+                  qzSystemUtils::GetIdealThreadCount());
+    }
+    EXPECT_NE(concurrent::GetConcurrentPool(), nullptr) << "until the last stop";
+}
+
+TEST(DefaultPoolTest, IsANewOneAfterARestart)
+{
+    for (int i = 0; i < 3; ++i) {
+        const LibraryStart full(FullInit);
+        int runs = 0;
+        const Solvers solvers(2, [&](qzMutex&, qzWaitCondition&) { ++runs; });
+        concurrent::GetConcurrentPool()->runSolvers(solvers.get());
+        EXPECT_EQ(runs, 2);
+    }
+    EXPECT_EQ(concurrent::GetConcurrentPool(), nullptr);
+}
+
+TEST(DefaultPoolTest, HasNoWorkersInAForkedChildAndStopsThere)
+{
+    const LibraryStart full(FullInit);
+    const ChildResult result = runInChild([] {
+        const std::string own = qzThread::CurrentThreadId();
+        int runs = 0;
+        const Solvers solvers(2, [&](qzMutex& mutex, qzWaitCondition&) {
+            mutex.unlock();
+            mutex.lock();
+            if (qzThread::CurrentThreadId() == own) ++runs;
+        });
+        concurrent::GetConcurrentPool()->runSolvers(solvers.get());
+        terminateQzSystem();
+        return runs == 2 && concurrent::GetConcurrentPool() == nullptr ? 42 : 1;
+    });
+    EXPECT_EQ(result.getEnd(), "exit 42");
+}
+
+TEST(DefaultPoolTest, StopsInAChildThatWasForkedWhileItsMutexWasHeld)
+{
+    const LibraryStart full(FullInit);
+    std::atomic<bool> isHeld = false;
+    std::atomic<bool> mayEnd = false;
+    const Solvers solvers(1, [&](qzMutex&, qzWaitCondition&) {
+        isHeld = true;
+        waitUntil([&] { return mayEnd.load(); });
+    });
+    const Waiter caller([&] { concurrent::GetConcurrentPool()->runSolvers(solvers.get()); });
+    ASSERT_TRUE(waitUntil([&] { return isHeld.load(); }));
+    const ChildResult result = runInChild([] {
+        terminateQzSystem();
+        return 42;
+    });
+    mayEnd = true;
+    EXPECT_EQ(result.getEnd(), "exit 42");
+}
+
+}  // namespace qz

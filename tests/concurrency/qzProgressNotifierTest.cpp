@@ -1,0 +1,699 @@
+#include <qz/qzProgressNotifier.h>
+
+#include <atomic>
+#include <limits>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <qz/qzMutex.h>
+
+#include "Waiter.h"
+#include "io/VirtualSlots.h"
+#include "qzProgressNotifierTestPeer.h"
+#include "support/Allocations.h"
+#include "support/LibraryStart.h"
+#include "support/OutputCapture.h"
+
+namespace qz {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+using Peer = qzProgressNotifierTestPeer;
+
+constexpr double kNotANumber = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+static_assert(sizeof(qzProgressNotifierBase::StepGroup) == 72);
+static_assert(sizeof(qzProgressNotifierBase) == 56);
+static_assert(sizeof(qzProgressNotifierCancelSupportOnly) == 32);
+static_assert(sizeof(qzProgressNotifierThreadSafeProxy) == 24);
+static_assert(sizeof(qzProgressNotifierConsoleView) == 64);
+static_assert(sizeof(qzProgressNotifierGroupCloser) == 8);
+static_assert(std::has_virtual_destructor_v<qzProgressMonitorable>);
+static_assert(!std::is_copy_constructible_v<qzProgressNotifierBase>);
+
+// Records each figure that it is given.
+class Recorder : public qzProgressNotifierBase {
+public:
+    using qzProgressNotifierBase::qzProgressNotifierBase;
+    using qzProgressNotifierBase::updateGlobalProgress;
+    std::vector<float> figures;
+
+protected:
+    void onProgressChanged(float progress) override { figures.push_back(progress); }
+};
+
+// A notifier whose end call throws.
+class ThrowingNotifier : public qzProgressNotifierBase {
+public:
+    void endStepGroup() override { throw std::runtime_error("no end"); }
+};
+
+class Source : public qzCancelInterfaceReadOnly {
+public:
+    bool shouldCancel() const override { return isSet; }
+    bool isSet = false;
+};
+
+std::pair<double, double> getStep(qzProgressNotifierInterface& notifier)
+{
+    double progress = -7;
+    double maxProgress = -7;
+    notifier.getCurrentStepProgress(progress, maxProgress);
+    return {progress, maxProgress};
+}
+
+}  // namespace
+
+// --- The stack -------------------------------------------------------------------------------
+
+TEST(qzProgressNotifierBaseTest, StartsWithARootGroupAtZero)
+{
+    qzProgressNotifierBase notifier;
+    EXPECT_EQ(notifier.getGlobalProgress(), 0.0F);
+    EXPECT_EQ(getStep(notifier), std::pair(0.0, 1.0));
+    ASSERT_EQ(Peer::getGroups(notifier).size(), 1U);
+    EXPECT_THAT(Peer::getGroups(notifier)[0].weights, ElementsAre(1.0));
+    EXPECT_THAT(Peer::getGroups(notifier)[0].offsets, ElementsAre(0.0));
+}
+
+TEST(qzProgressNotifierBaseTest, WeighsItsSteps)
+{
+    qzProgressNotifierBase notifier;
+    notifier.beginStepGroupWeights({1, 3}, 1, nullptr);
+    notifier.changeCurrentStep(10, 1);
+    EXPECT_EQ(notifier.getGlobalProgress(), 0.25F);
+    notifier.setCurrentStepProgress(5);
+    EXPECT_EQ(notifier.getGlobalProgress(), 0.625F);
+}
+
+TEST(qzProgressNotifierBaseTest, NestsGroups)
+{
+    qzProgressNotifierBase notifier;
+    notifier.beginStepGroupWeights({1, 1}, 1, nullptr);
+    notifier.changeCurrentStep(1, 1);
+    notifier.beginStepGroupWeights({1, 1}, 2, nullptr);
+    notifier.setCurrentStepProgress(1);
+    EXPECT_EQ(notifier.getGlobalProgress(), 0.625F);
+}
+
+TEST(qzProgressNotifierBaseTest, FinishesTheOuterStepWhenAGroupEnds)
+{
+    qzProgressNotifierBase notifier;
+    notifier.beginStepGroupWeights({1, 1}, 8, nullptr);
+    notifier.beginStepGroupWeights({1}, 1, nullptr);
+    notifier.endStepGroup();
+    EXPECT_EQ(getStep(notifier), std::pair(8.0, 8.0));
+    EXPECT_EQ(notifier.getGlobalProgress(), 0.5F);
+}
+
+TEST(qzProgressNotifierBaseTest, HasTheFigureOneWithoutItsRootGroup)
+{
+    Recorder notifier;
+    notifier.endStepGroup();
+    EXPECT_EQ(notifier.getGlobalProgress(), 1.0F);
+    EXPECT_THAT(Peer::getGroups(notifier), IsEmpty());
+    notifier.figures.clear();
+
+    notifier.endStepGroup();
+    notifier.changeCurrentStep(1, 0);
+    notifier.setCurrentStepMaxProgress(3);
+    notifier.setCurrentStepProgress(0.5);
+    notifier.incrementCurrentStepProgress(0.5);
+    EXPECT_EQ(getStep(notifier), std::pair(-7.0, -7.0)) << "both stay as they are";
+    EXPECT_THAT(notifier.figures, IsEmpty());
+
+    notifier.resetNotifier();
+    EXPECT_EQ(notifier.getGlobalProgress(), 0.0F);
+}
+
+struct WeightsRow {
+    const char* name;
+    std::vector<double> given;
+    std::vector<double> weights;
+    std::vector<double> offsets;
+};
+
+class qzProgressNotifierWeights : public ::testing::TestWithParam<WeightsRow> {};
+
+TEST_P(qzProgressNotifierWeights, DividesTheGroup)
+{
+    qzProgressNotifierBase notifier;
+    notifier.beginStepGroupWeights(GetParam().given, 1, nullptr);
+    EXPECT_EQ(Peer::getGroups(notifier).back().weights, GetParam().weights);
+    EXPECT_EQ(Peer::getGroups(notifier).back().offsets, GetParam().offsets);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, qzProgressNotifierWeights,
+    ::testing::Values(WeightsRow{"None", {}, {1}, {0}}, WeightsRow{"One", {5}, {1}, {0}},
+                      WeightsRow{"Zeros", {0, 0}, {1}, {0}},
+                      WeightsRow{"NegativeSum", {1, -3}, {1}, {0}},
+                      WeightsRow{"NotANumber", {1, kNotANumber}, {1}, {0}},
+                      WeightsRow{"Two", {1, 3}, {0.25, 0.75}, {0, 0.25}},
+                      WeightsRow{"Negative", {-1, 2}, {-1, 2}, {0, -1}},
+                      WeightsRow{"Three", {2, 4, 2}, {0.25, 0.5, 0.25}, {0, 0.25, 0.75}}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+struct ScaleRow {
+    const char* name;
+    double given;
+    double scale;
+};
+
+class qzProgressNotifierScale : public ::testing::TestWithParam<ScaleRow> {};
+
+TEST_P(qzProgressNotifierScale, IsOneUnlessItIsAboveZero)
+{
+    qzProgressNotifierBase notifier;
+    notifier.beginStepGroupWeights({1, 1, 1}, GetParam().given, nullptr);
+    EXPECT_EQ(getStep(notifier), std::pair(0.0, GetParam().scale));
+    notifier.setCurrentStepMaxProgress(2);
+    notifier.setCurrentStepProgress(1);
+    notifier.setCurrentStepMaxProgress(GetParam().given);
+    EXPECT_EQ(getStep(notifier), std::pair(0.0, GetParam().scale));
+    notifier.setCurrentStepProgress(0.5);
+    notifier.changeCurrentStep(GetParam().given, 1);
+    EXPECT_EQ(getStep(notifier), std::pair(0.0, GetParam().scale));
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, qzProgressNotifierScale,
+                         ::testing::Values(ScaleRow{"Ordinary", 4, 4},
+                                           ScaleRow{"Tiny", 1e-300, 1e-300}, ScaleRow{"Zero", 0, 1},
+                                           ScaleRow{"Negative", -1, 1},
+                                           ScaleRow{"NotANumber", kNotANumber, 1},
+                                           ScaleRow{"Infinite", kInfinity, kInfinity}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(qzProgressNotifierBaseTest, GoesToTheLastStepForANumberThatIsTooHigh)
+{
+    qzProgressNotifierBase notifier;
+    notifier.beginStepGroupWeights({1, 1, 1}, 5, nullptr);
+    notifier.changeCurrentStep(0, 99);
+    EXPECT_EQ(Peer::getGroups(notifier).back().currentStep, 2U);
+    EXPECT_EQ(getStep(notifier), std::pair(0.0, 1.0));
+    notifier.changeCurrentStep(1, 0);
+    EXPECT_EQ(Peer::getGroups(notifier).back().currentStep, 0U) << "steps may be repeated";
+}
+
+TEST(qzProgressNotifierBaseTest, KeepsANegativePositionThatIsSet)
+{
+    qzProgressNotifierBase notifier;
+    notifier.setCurrentStepMaxProgress(4);
+    notifier.setCurrentStepProgress(-1);
+    EXPECT_EQ(notifier.getGlobalProgress(), -0.25F);
+}
+
+TEST(qzProgressNotifierBaseTest, LimitsAPositionThatIsSetAtItsScale)
+{
+    qzProgressNotifierBase notifier;
+    notifier.setCurrentStepProgress(2);
+    EXPECT_EQ(getStep(notifier), std::pair(1.0, 1.0));
+}
+
+TEST(qzProgressNotifierBaseTest, LimitsIncrementsAtBothEnds)
+{
+    qzProgressNotifierBase notifier;
+    notifier.incrementCurrentStepProgress(-1);
+    EXPECT_EQ(getStep(notifier).first, 0.0);
+    notifier.incrementCurrentStepProgress(0.75);
+    notifier.incrementCurrentStepProgress(0.75);
+    EXPECT_EQ(getStep(notifier).first, 1.0);
+    notifier.setCurrentStepProgress(-5);
+    notifier.incrementCurrentStepProgress(0.5);
+    EXPECT_EQ(getStep(notifier).first, 0.0);
+}
+
+TEST(qzProgressNotifierBaseTest, IgnoresNotANumber)
+{
+    Recorder notifier;
+    notifier.setCurrentStepProgress(0.5);
+    notifier.figures.clear();
+    notifier.setCurrentStepProgress(kNotANumber);
+    notifier.incrementCurrentStepProgress(kNotANumber);
+    EXPECT_EQ(getStep(notifier).first, 0.5);
+    EXPECT_THAT(notifier.figures, IsEmpty());
+}
+
+// --- What a subclass hears -------------------------------------------------------------------
+
+TEST(qzProgressNotifierBaseTest, ReportsEachChangeOnce)
+{
+    Recorder notifier;
+    notifier.setCurrentStepProgress(0.5);
+    notifier.setCurrentStepProgress(0.5);
+    notifier.setCurrentStepProgress(0.75);
+    EXPECT_THAT(notifier.figures, ElementsAre(0.5F, 0.75F)) << "0 came in the constructor";
+}
+
+TEST(qzProgressNotifierBaseTest, ReportsAFigureThatAFloatCannotHoldEachTime)
+{
+    Recorder notifier;
+    notifier.setCurrentStepProgress(0.1);
+    notifier.setCurrentStepProgress(0.1);
+    notifier.updateGlobalProgress();
+    EXPECT_THAT(notifier.figures, ElementsAre(0.1F, 0.1F, 0.1F));
+}
+
+TEST(qzProgressNotifierBaseTest, ReportsTheZeroOfAReset)
+{
+    Recorder notifier;
+    notifier.resetNotifier();
+    EXPECT_THAT(notifier.figures, ElementsAre(0.0F));
+}
+
+TEST(qzProgressNotifierBaseTest, AllocatesNothingForAnUpdate)
+{
+    qzProgressNotifierBase notifier;
+    for (int depth = 0; depth < 4; ++depth)
+        notifier.beginStepGroupWeights({1, 2, 3}, 100, nullptr);
+    const support::AllocationCounter counter;
+    for (int i = 0; i < 100; ++i)
+        notifier.incrementCurrentStepProgress(1);
+    EXPECT_EQ(counter.getCount(), 0U);
+}
+
+// --- Requests to stop ------------------------------------------------------------------------
+
+template <typename Notifier>
+class qzProgressNotifierCancel : public ::testing::Test {
+protected:
+    bool mFlag = false;
+    Source mSource;
+    Notifier mNotifier{&mFlag, &mSource};
+};
+
+using CancelNotifiers =
+    ::testing::Types<qzProgressNotifierBase, qzProgressNotifierCancelSupportOnly>;
+TYPED_TEST_SUITE(qzProgressNotifierCancel, CancelNotifiers);
+
+TYPED_TEST(qzProgressNotifierCancel, ComesFromAnyOfThreeSources)
+{
+    EXPECT_FALSE(this->mNotifier.shouldCancel());
+    this->mFlag = true;
+    EXPECT_TRUE(this->mNotifier.shouldCancel());
+    this->mFlag = false;
+    this->mSource.isSet = true;
+    EXPECT_TRUE(this->mNotifier.shouldCancel());
+    this->mSource.isSet = false;
+    this->mNotifier.setInternalCancelFlag(true);
+    EXPECT_TRUE(this->mNotifier.shouldCancel());
+    this->mNotifier.setInternalCancelFlag(false);
+    EXPECT_FALSE(this->mNotifier.shouldCancel());
+}
+
+TYPED_TEST(qzProgressNotifierCancel, IsClearedByAResetButNotOutside)
+{
+    this->mNotifier.cancel();
+    EXPECT_TRUE(this->mNotifier.shouldCancel());
+    EXPECT_FALSE(this->mFlag) << "nothing outside is told";
+    this->mNotifier.resetNotifier();
+    EXPECT_FALSE(this->mNotifier.shouldCancel());
+    this->mFlag = true;
+    this->mNotifier.resetNotifier();
+    EXPECT_TRUE(this->mNotifier.shouldCancel());
+}
+
+TYPED_TEST(qzProgressNotifierCancel, MayLoseItsSources)
+{
+    this->mFlag = true;
+    this->mSource.isSet = true;
+    this->mNotifier.setExternalCancelFlag(nullptr);
+    EXPECT_TRUE(this->mNotifier.shouldCancel());
+    this->mNotifier.setExternalCancelInterface(nullptr);
+    EXPECT_FALSE(this->mNotifier.shouldCancel());
+    this->mNotifier.setExternalCancelFlag(&this->mFlag);
+    EXPECT_TRUE(this->mNotifier.shouldCancel());
+}
+
+TEST(qzProgressNotifierBaseTest, HasAFlagOfItsOwnForWantOfAnother)
+{
+    const qzProgressNotifierBase notifier(nullptr, nullptr);
+    EXPECT_TRUE(Peer::isNeverCancel(notifier));
+    EXPECT_FALSE(*Peer::getFlag(notifier));
+}
+
+TEST(qzProgressNotifierCancelSupportOnlyTest, IgnoresProgress)
+{
+    qzProgressNotifierCancelSupportOnly notifier(nullptr, nullptr);
+    qzProgressNotifierGroupCloser closer;
+    notifier.beginStepGroupWeights({1, 1}, 10, &closer);
+    EXPECT_EQ(Peer::getNotifier(closer), nullptr);
+    notifier.setCurrentStepProgress(5);
+    notifier.incrementCurrentStepProgress(5);
+    notifier.changeCurrentStep(10, 1);
+    notifier.setCurrentStepMaxProgress(10);
+    notifier.endStepGroup();
+    EXPECT_EQ(notifier.getGlobalProgress(), 0.0F);
+    EXPECT_EQ(getStep(notifier), std::pair(-7.0, -7.0));
+}
+
+// --- The closer ------------------------------------------------------------------------------
+
+TEST(qzProgressNotifierGroupCloserTest, EndsItsGroup)
+{
+    qzProgressNotifierBase notifier;
+    {
+        qzProgressNotifierGroupCloser closer;
+        notifier.beginStepGroupWeights({1, 1}, 1, &closer);
+        EXPECT_EQ(Peer::getNotifier(closer), &notifier);
+        EXPECT_EQ(Peer::getGroups(notifier).size(), 2U);
+    }
+    EXPECT_EQ(Peer::getGroups(notifier).size(), 1U);
+    EXPECT_EQ(notifier.getGlobalProgress(), 1.0F);
+}
+
+TEST(qzProgressNotifierGroupCloserTest, ForgetsItsGroupWithoutEndingIt)
+{
+    qzProgressNotifierBase notifier;
+    qzProgressNotifierGroupCloser closer;
+    notifier.beginStepGroupWeights({1, 1}, 1, &closer);
+    closer.forgiveNotifier(/*endGroup=*/false);
+    EXPECT_EQ(Peer::getNotifier(closer), nullptr);
+    EXPECT_EQ(Peer::getGroups(notifier).size(), 2U);
+    closer.forgiveNotifier(/*endGroup=*/true);
+    EXPECT_EQ(Peer::getGroups(notifier).size(), 2U) << "there is nothing left to end";
+}
+
+TEST(qzProgressNotifierGroupCloserTest, EndsTheLastGroupWhenItIsUsedAgain)
+{
+    qzProgressNotifierBase notifier;
+    qzProgressNotifierGroupCloser closer;
+    notifier.beginStepGroupWeights({1, 1}, 1, &closer);
+    notifier.beginStepGroupWeights({1, 1, 1}, 1, &closer);
+    EXPECT_EQ(Peer::getGroups(notifier).size(), 2U);
+    EXPECT_EQ(Peer::getGroups(notifier).back().weights.size(), 2U) << "the new group was the last";
+}
+
+TEST(qzProgressNotifierGroupCloserTest, ForgetsANotifierThatThrows)
+{
+    ThrowingNotifier notifier;
+    qzProgressNotifierGroupCloser closer;
+    closer.setNotifier(&notifier);
+    EXPECT_THROW(closer.forgiveNotifier(/*endGroup=*/true), std::runtime_error);
+    EXPECT_EQ(Peer::getNotifier(closer), nullptr);
+}
+
+// --- The proxy for several threads -----------------------------------------------------------
+
+class qzProgressNotifierThreadSafeProxyTest : public ::testing::Test {
+protected:
+    support::LibraryStart mLibrary{FullInit};
+    Recorder mTarget;
+    qzProgressNotifierThreadSafeProxy mProxy{&mTarget};
+};
+
+TEST_F(qzProgressNotifierThreadSafeProxyTest, PassesEverythingOn)
+{
+    mProxy.beginStepGroupWeights({1, 3}, 1, nullptr);
+    mProxy.changeCurrentStep(10, 1);
+    mProxy.setCurrentStepProgress(4);
+    mProxy.incrementCurrentStepProgress(1);
+    EXPECT_EQ(mProxy.getGlobalProgress(), 0.625F);
+    EXPECT_EQ(getStep(mProxy), std::pair(5.0, 10.0));
+    mProxy.setCurrentStepMaxProgress(2);
+    EXPECT_EQ(getStep(mProxy), std::pair(0.0, 2.0));
+    mProxy.endStepGroup();
+    EXPECT_EQ(mTarget.getGlobalProgress(), 1.0F);
+    mProxy.cancel();
+    EXPECT_TRUE(mTarget.shouldCancel());
+    mProxy.setInternalCancelFlag(false);
+    EXPECT_FALSE(mProxy.shouldCancel());
+    mTarget.cancel();
+    EXPECT_TRUE(mProxy.shouldCancel());
+    mProxy.resetNotifier();
+    EXPECT_FALSE(mProxy.shouldCancel());
+    EXPECT_EQ(mProxy.getGlobalProgress(), 0.0F);
+}
+
+TEST_F(qzProgressNotifierThreadSafeProxyTest, ClosesGroupsUnderItsLock)
+{
+    qzProgressNotifierGroupCloser closer;
+    mProxy.beginStepGroupWeights({1, 1}, 1, &closer);
+    EXPECT_EQ(Peer::getNotifier(closer), &mProxy);
+
+    qzMutex& mutex = Peer::editMutex(mProxy);
+    mutex.lock();
+    Waiter waiter([&] { closer.forgiveNotifier(/*endGroup=*/true); });
+    EXPECT_TRUE(waiter.awaitSleep());
+    EXPECT_FALSE(waiter.isDone());
+    EXPECT_EQ(Peer::getGroups(mTarget).size(), 2U);
+    mutex.unlock();
+    EXPECT_TRUE(waiter.awaitDone());
+    EXPECT_EQ(Peer::getGroups(mTarget).size(), 1U);
+}
+
+TEST_F(qzProgressNotifierThreadSafeProxyTest, CancelsAndPollsWithoutItsLock)
+{
+    qzMutex& mutex = Peer::editMutex(mProxy);
+    mutex.lock();
+    const Waiter waiter([&] {
+        mProxy.cancel();
+        EXPECT_TRUE(mProxy.shouldCancel());
+    });
+    EXPECT_TRUE(waiter.awaitDone());
+    mutex.unlock();
+}
+
+TEST_F(qzProgressNotifierThreadSafeProxyTest, LosesNoIncrementOfManyThreads)
+{
+    constexpr int kThreads = 4;
+    constexpr int kIncrements = 2000;
+    mProxy.setCurrentStepMaxProgress(kThreads * kIncrements);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([this] {
+            for (int step = 0; step < kIncrements; ++step)
+                mProxy.incrementCurrentStepProgress(1);
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(mProxy.getGlobalProgress(), 1.0F);
+}
+
+// --- The bar ---------------------------------------------------------------------------------
+
+TEST(qzProgressNotifierConsoleViewTest, ShowsAnEmptyBarAtOnce)
+{
+    const support::StdoutCapture capture;
+    const qzProgressNotifierConsoleView view(nullptr, 10, nullptr);
+    support::flushStandardStreams();
+    EXPECT_EQ(capture.getText(), "\r[          ] 0%  ");
+}
+
+TEST(qzProgressNotifierConsoleViewTest, ShowsEachWholePercentOnce)
+{
+    const support::StdoutCapture capture;
+    qzProgressNotifierConsoleView view(nullptr, 10, nullptr);
+    view.setCurrentStepProgress(0.5);
+    view.setCurrentStepProgress(0.501);
+    view.setCurrentStepProgress(0.502);
+    view.setCurrentStepProgress(1);
+    support::flushStandardStreams();
+    EXPECT_EQ(capture.getText(), "\r[          ] 0%  \r[=====     ] 50%  \r[==========] 100%  ");
+}
+
+struct BarRow {
+    const char* name;
+    int width;
+    float figure;
+    std::string text;
+};
+
+// Gets the figure past the stack, which limits it.
+class FreeView : public qzProgressNotifierConsoleView {
+public:
+    explicit FreeView(int width) : qzProgressNotifierConsoleView(nullptr, width, nullptr) {}
+    using qzProgressNotifierConsoleView::onProgressChanged;
+};
+
+// What a bar writes for a figure that comes after a full one.
+std::string showBar(int width, float figure)
+{
+    const support::StdoutCapture capture;
+    FreeView view(width);
+    view.onProgressChanged(1.0F);
+    support::flushStandardStreams();
+    const std::size_t size = capture.getText().size();
+    view.onProgressChanged(figure);
+    support::flushStandardStreams();
+    return capture.getText().substr(size);
+}
+
+class qzProgressNotifierBar : public ::testing::TestWithParam<BarRow> {};
+
+TEST_P(qzProgressNotifierBar, LooksAsItsRow)
+{
+    EXPECT_EQ(showBar(GetParam().width, GetParam().figure), GetParam().text);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, qzProgressNotifierBar,
+    ::testing::Values(BarRow{"Half", 4, 0.5F, "\r[==  ] 50%  "},
+                      BarRow{"RoundsDown", 3, 0.67F, "\r[== ] 67%  "},
+                      BarRow{"Negative", 4, -0.5F, "\r[    ] -50%  "},
+                      BarRow{"AboveOne", 4, 1.5F, "\r[======] 150%  "},
+                      BarRow{"NoWidth", 0, 0.5F, "\r[] 50%  "},
+                      BarRow{"NegativeWidth", -4, 0.5F, "\r[] 50%  "},
+                      BarRow{"LeastPercent", 1, -1e30F, "\r[ ] -2147483648%  "},
+                      BarRow{"MostPercent", 0, 1e30F, "\r[] 2147483647%  "},
+                      BarRow{"Wide", 200, 0.5F,
+                             "\r[" + std::string(100, '=') + std::string(100, ' ') + "] 50%  "}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST(qzProgressNotifierConsoleViewTest, ShowsNotANumberAsZero)
+{
+    EXPECT_EQ(showBar(2, std::numeric_limits<float>::quiet_NaN()), "\r[  ] 0%  ");
+}
+
+// --- Layout ----------------------------------------------------------------------------------
+
+TEST(qzProgressNotifierLayoutTest, KeepsTheOrderOfTheFields)
+{
+    const support::LibraryStart library(FullInit);
+    EXPECT_THAT(Peer::getOffsets(qzProgressNotifierBase()), ElementsAre(8, 32, 40, 48, 52, 53));
+    EXPECT_THAT(Peer::getOffsets(qzProgressNotifierCancelSupportOnly()),
+                ElementsAre(8, 16, 24, 25));
+    qzProgressNotifierBase target;
+    EXPECT_THAT(Peer::getOffsets(qzProgressNotifierThreadSafeProxy(&target)), ElementsAre(8, 16));
+    EXPECT_THAT(Peer::getOffsets(qzProgressNotifierConsoleView(nullptr, 0, nullptr)),
+                ElementsAre(56, 60));
+    const qzProgressNotifierBase::StepGroup group;
+    EXPECT_THAT((Offsets{findOffset(group, group.weights), findOffset(group, group.offsets),
+                         findOffset(group, group.currentStep), findOffset(group, group.maxProgress),
+                         findOffset(group, group.progress)}),
+                ElementsAre(0, 24, 48, 56, 64));
+}
+
+TEST(qzProgressNotifierLayoutTest, KeepsTheOrderOfTheVirtualFunctions)
+{
+    EXPECT_TRUE(isEndedBySlot<qzProgressNotifierBase>(1));
+    Recorder notifier;
+    void* const object = static_cast<qzProgressNotifierInterface*>(&notifier);
+    EXPECT_FALSE(callSlot<bool>(object, 2));
+    callSlot<void>(object, 3);
+    EXPECT_TRUE(notifier.shouldCancel());
+    callSlot<void>(object, 4, false);
+    EXPECT_FALSE(notifier.shouldCancel());
+    const std::vector<double> weights = {1, 1};
+    callSlot<void>(object, 6, &weights, 4.0, static_cast<void*>(nullptr));
+    callSlot<void>(object, 8, 8.0, 1UL);
+    EXPECT_EQ(callSlot<float>(object, 13), 0.5F);
+    callSlot<void>(object, 9, 16.0);
+    callSlot<void>(object, 11, 4.0);
+    callSlot<void>(object, 12, 4.0);
+    double progress = 0;
+    double maxProgress = 0;
+    callSlot<void>(object, 10, &progress, &maxProgress);
+    EXPECT_EQ(progress, 8.0);
+    EXPECT_EQ(maxProgress, 16.0);
+    callSlot<void>(object, 14, 0.25F);
+    EXPECT_EQ(notifier.figures.back(), 0.25F);
+    callSlot<void>(object, 7);
+    EXPECT_EQ(notifier.getGlobalProgress(), 1.0F);
+    callSlot<void>(object, 5);
+    EXPECT_EQ(notifier.getGlobalProgress(), 0.0F);
+}
+
+// --- Against a plain form --------------------------------------------------------------------
+
+namespace {
+
+// The figure of a stack that holds its groups as they were asked for.
+class PlainStack {
+public:
+    struct Group {
+        std::vector<double> weights;
+        std::size_t step;
+        double progress;
+        double maxProgress;
+    };
+
+    void begin(const std::vector<double>& weights, double maxProgress)
+    {
+        mGroups.push_back({weights, 0, 0, maxProgress});
+    }
+    void end()
+    {
+        mGroups.pop_back();
+        mGroups.back().progress = mGroups.back().maxProgress;
+    }
+    Group& editLast() { return mGroups.back(); }
+    std::size_t getDepth() const { return mGroups.size(); }
+    double getFigure() const { return getFigureFrom(0); }
+
+private:
+    double getFigureFrom(std::size_t level) const
+    {
+        const Group& group = mGroups[level];
+        const bool isLast = level + 1 == mGroups.size();
+        const double inner = isLast ? group.progress / group.maxProgress : getFigureFrom(level + 1);
+        double sum = 0;
+        double before = 0;
+        for (std::size_t i = 0; i < group.weights.size(); ++i) {
+            sum += group.weights[i];
+            if (i < group.step) before += group.weights[i];
+        }
+        return before / sum + inner * group.weights[group.step] / sum;
+    }
+
+    std::vector<Group> mGroups = {{{1.0}, 0, 0, 1}};
+};
+
+}  // namespace
+
+class qzProgressNotifierSequence : public ::testing::TestWithParam<unsigned> {};
+
+TEST_P(qzProgressNotifierSequence, HasTheFigureOfThePlainForm)
+{
+    std::mt19937 random(GetParam());
+    const auto choose = [&](unsigned count) { return static_cast<unsigned>(random() % count); };
+    qzProgressNotifierBase notifier;
+    PlainStack plain;
+    for (int i = 0; i < 2000; ++i) {
+        PlainStack::Group& last = plain.editLast();
+        switch (choose(5)) {
+            case 0: {
+                const std::vector<double> weights(2 + choose(4), 1.0 + choose(9));
+                notifier.beginStepGroupWeights(weights, 10, nullptr);
+                plain.begin(weights, 10);
+                break;
+            }
+            case 1:
+                if (plain.getDepth() == 1) break;
+                notifier.endStepGroup();
+                plain.end();
+                break;
+            case 2:
+                last.step = choose(static_cast<unsigned>(last.weights.size()));
+                last.progress = 0;
+                last.maxProgress = 1.0 + choose(100);
+                notifier.changeCurrentStep(last.maxProgress, last.step);
+                break;
+            case 3:
+                last.progress = last.maxProgress * choose(101) / 100;
+                notifier.setCurrentStepProgress(last.progress);
+                break;
+            default:
+                last.progress = std::min(last.progress + 1, last.maxProgress);
+                notifier.incrementCurrentStepProgress(1);
+                break;
+        }
+        ASSERT_NEAR(notifier.getGlobalProgress(), plain.getFigure(), 1e-6)
+            << "seed " << GetParam() << ", operation " << i;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, qzProgressNotifierSequence, ::testing::Values(1U, 2U, 3U, 4U));
+
+}  // namespace qz
