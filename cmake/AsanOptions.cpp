@@ -1,8 +1,8 @@
 // Compiled into the programs that link the target qzSystem::asan_options.
 //
-// A full start of the library takes the signals of faults over from the address sanitizer, and a
-// fault would be reported in the log only. This leaves them to the sanitizer, whose report knows
-// more. What ASAN_OPTIONS says comes ahead of it. In a program without the sanitizer nobody asks.
+// A full start of the library replaces the address sanitizer's handlers of faults, and a fault would
+// only be reported in the log. These options leave faults to the sanitizer, whose report has more
+// details. ASAN_OPTIONS has priority over them. Without the sanitizer nothing calls the function.
 
 extern "C" const char* __asan_default_options() __attribute__((visibility("default"), used));
 

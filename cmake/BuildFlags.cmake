@@ -8,8 +8,8 @@ if(PROJECT_IS_TOP_LEVEL)
     find_program(QZ_CCACHE ccache)
     mark_as_advanced(QZ_CCACHE)
     if(QZ_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-        # Paths are hashed as they are seen from the project, so that a second clone finds what the
-        # first one has compiled. Precompiled headers need the sloppiness.
+        # Paths are hashed relative to the project, so that a second clone reuses what the first one
+        # has compiled. Precompiled headers need the sloppiness.
         set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env
             CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1
             CCACHE_SLOPPINESS=pch_defines,time_macros ${QZ_CCACHE})
@@ -38,16 +38,16 @@ endif()
 # --- Unwinding out of a faulting instruction -------------------------------------------------
 
 # A signal handler of the library throws out of the instruction that faulted. Without the first
-# flag the compiler takes such an instruction for one that can't throw, and the process ends in
-# std::terminate as soon as the interrupted function holds an object with a destructor. The second
-# one gives the unwinder exact tables at every instruction and not only at calls.
-# clang knows the first flag by name only and makes no landing pads for it.
+# flag the compiler assumes that such an instruction can't throw, and the process ends in
+# std::terminate if the interrupted function holds an object with a destructor. The second flag
+# makes the unwind tables exact at every instruction and not only at calls.
+# clang accepts the first flag, but ignores it.
 set(QZ_UNWIND_FLAGS
     $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fnon-call-exceptions>
     $<$<COMPILE_LANGUAGE:CXX>:-fasynchronous-unwind-tables>)
 
-# Code of a consumer that faults under the library's guard needs the same. A target that wants none
-# of it says so: set_target_properties(app PROPERTIES QZ_NON_CALL_EXCEPTIONS OFF).
+# Code of a consumer that faults inside the library's guard needs the same flags. A target can do
+# without them: set_target_properties(app PROPERTIES QZ_NON_CALL_EXCEPTIONS OFF).
 set(wanted $<TARGET_PROPERTY:QZ_NON_CALL_EXCEPTIONS>)
 set(wanted $<OR:$<STREQUAL:${wanted},>,$<BOOL:${wanted}>>)
 set(QZ_CONSUMER_UNWIND_FLAGS

@@ -1,11 +1,11 @@
-# Who this build is: the header BuildIdentity.h of the build folder.
+# The version and commit of this build: the header BuildIdentity.h of the build folder.
 
 set(QZ_REVISION 1297)
 set(QZ_RELEASE_YEAR 2026)
 set(QZ_RELEASE_MONTH 2)
 
 set(QZ_COMMIT_ID "" CACHE STRING
-    "Commit of the sources, 16 hexadecimal digits; empty asks git, or gives zeros without it")
+    "Commit of the sources, 16 hexadecimal digits; if empty, git provides it, or it is zero")
 mark_as_advanced(QZ_COMMIT_ID)
 
 # Sets `result` to the commit of the sources. A later commit makes the build configure anew.
@@ -13,7 +13,7 @@ function(qz_find_commit_id result)
     set(${result} 0000000000000000 PARENT_SCOPE)
     find_program(QZ_GIT git)
     mark_as_advanced(QZ_GIT)
-    # Without sources of its own git would answer for a project around this one.
+    # Without its own repository git would return the commit of a project around this one.
     if(NOT QZ_GIT OR NOT EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/.git)
         return()
     endif()
@@ -38,7 +38,7 @@ if(NOT commitId)
     qz_find_commit_id(commitId)
 endif()
 if(NOT commitId MATCHES "^[0-9a-f]+$" OR NOT commitId MATCHES "^................$")
-    message(FATAL_ERROR "QZ_COMMIT_ID isn't of 16 hexadecimal digits: ${commitId}")
+    message(FATAL_ERROR "QZ_COMMIT_ID does not have 16 hexadecimal digits: ${commitId}")
 endif()
 
 set(QZ_GENERATED_INCLUDE_DIR ${CMAKE_CURRENT_BINARY_DIR}/generated)

@@ -15,13 +15,13 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
-# Programs built against the library depend on its package by the file that this makes.
+# This makes the file by which programs that link the library depend on its package.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_COMPONENTS_ALL Runtime Development Documentation)
 
 set(longText "It gives a program one start and one stop, a log with levels, channels
-and outlets, I/O devices that keep their first error, a stream of binary
+and outlets, I/O devices that preserve their first error, a stream of binary
 values over them, values of any type, configuration files and tables.")
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libqzsystem3.0)
@@ -32,7 +32,7 @@ file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/debian/triggers "activate-noawait ldconfi
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_BINARY_DIR}/debian/triggers)
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "${longText}
 .
-This package holds the shared object.")
+This package contains the shared object.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libqzsystem-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
@@ -40,13 +40,13 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
     "libqzsystem3.0 (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "${longText}
 .
-This package holds what programs are built with.")
+This package contains the files that programs are built with.")
 
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_NAME libqzsystem-doc)
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SECTION doc)
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_DOCUMENTATION_DESCRIPTION "${longText}
 .
-This package holds the guides and the reference.")
+This package contains the guides and the reference.")
 
 include(CPack)

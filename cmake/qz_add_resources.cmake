@@ -2,13 +2,13 @@
 # resources of the names PREFIX/FILE, or FILE for an empty prefix. FILE is relative to the source
 # folder of the caller, and so is its name.
 #
-# The resources are registered by each start of the library, at once when the module is loaded later,
-# and taken back when the module is unloaded. See qz/qzResources.h.
+# Each start of the library registers the resources. A module that is loaded later registers them at
+# once, and removes them when it is unloaded. See qz/qzResources.h.
 
 function(qz_add_resources target prefix)
     get_target_property(type ${target} TYPE)
     if(type STREQUAL STATIC_LIBRARY)
-        # A linker takes nothing from an archive that nobody names.
+        # A linker takes no object from an archive that nothing refers to.
         message(FATAL_ERROR "qz_add_resources: ${target} is a static library; add the resources to "
             "the program that it goes into")
     endif()

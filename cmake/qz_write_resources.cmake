@@ -1,5 +1,5 @@
-# Writes a source file that embeds PATHS under NAMES; run by what qz_add_resources sets up.
-# The assembler takes the files in as they are: compilers are slow with large arrays.
+# Writes a source file that embeds PATHS with the names NAMES; run by the rule of qz_add_resources.
+# The assembler includes the files unchanged, because compilers are slow with large arrays.
 
 cmake_minimum_required(VERSION 3.22)
 

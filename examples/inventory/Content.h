@@ -9,7 +9,7 @@ namespace inventory {
 enum class Content {
     Utf8,        ///< All of it is UTF-8, as of an empty file too.
     Other,       ///< Some of it isn't.
-    Unreadable,  ///< It could not be read to its end; `errno` tells why.
+    Unreadable,  ///< It could not be read to its end; `errno` has the reason.
     Unknown,     ///< Cancelled before that was known.
 };
 

@@ -9,7 +9,7 @@
 
 namespace inventory {
 
-/// What the list tells of a file. Times are in seconds since the epoch.
+/// One row of the list, about one file. Times are in seconds since the epoch.
 struct FileEntry {
     std::string path;
     unsigned long size = 0;
@@ -32,7 +32,7 @@ enum Column {
 };
 extern const std::vector<std::string> kColumnNames;
 
-/// Looks at a file, and reads it if it is a regular one. What can't be looked at or read is told.
+/// Gets the data of a file, and reads it if it is a regular one. Failures are reported.
 /// @param path of something that no walk has taken for a folder.
 /// @return false when there is nothing to list: it is a folder, or the work was cancelled.
 bool lookAtFile(const std::string& path, const qz::qzCancelInterface& cancel, Problems& problems,

@@ -36,7 +36,7 @@ bool isLink(const std::string& path)
     return ::lstat(toLocal(path).c_str(), &status) == 0 && S_ISLNK(status.st_mode);
 }
 
-// Whether a visitor is told of a name of the disk.
+// Whether a visitor is called for a name of the disk.
 bool isMet(const std::string& localName)
 {
     using qz::qzStringUtils;

@@ -11,7 +11,7 @@
 
 namespace inventory {
 
-/// Walks folders and what is below them, and tells of all that can't be walked or named.
+/// Walks folders and everything below them, and reports what can't be walked or named.
 ///
 /// Each folder is a visit of its own, as the library's recursion follows links to folders, round in
 /// circles too, and passes by what it can't open.

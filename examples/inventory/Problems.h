@@ -4,7 +4,7 @@
 
 namespace inventory {
 
-/// What went wrong on the way, without ending it: told on the error stream at once, and counted.
+/// Problems that don't end the work: printed on standard error at once, and counted.
 class Problems {
 public:
     void tell(const std::string& message);

@@ -25,7 +25,7 @@ Status end(Status status, const std::string& message)
     return status;
 }
 
-// At once, so that a line that is seen is a promise that is kept.
+// Printed at once: whoever sees the line can rely on the file.
 void report(const CsvFile& file)
 {
     std::cout << "wrote '" << file.path << "': " << file.rows << " rows, " << file.bytes << " bytes"
@@ -81,7 +81,7 @@ Status run(const Options& options, const qz::qzCancelInterface& cancel)
         std::cout << "no part of this list: '" << next << "'\n";
     const Status status = printTotals(csv);
     if (status != StatusDone || problems.getCount() == 0) return status;
-    return end(StatusIncomplete, "the list is not complete; problems that were told: " +
+    return end(StatusIncomplete, "the list is not complete; problems that were reported: " +
                                      std::to_string(problems.getCount()));
 }
 

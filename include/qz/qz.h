@@ -1,7 +1,7 @@
 #pragma once
 
 /// @file
-/// Everything that the library offers, for programs that don't mind the compile time.
+/// Includes all public headers, for programs that accept the longer compile time.
 
 #include <qz/AsciiTableBuilder.h>
 #include <qz/ConcurrentPool.h>

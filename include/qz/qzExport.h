@@ -1,10 +1,10 @@
 #pragma once
 
 /// @file
-/// The mark of everything that the shared object exports; all other symbols stay hidden.
+/// Marks for the symbols that the shared object exports; all others are hidden.
 
-/// Put on an exported class or function.
+/// Marks an exported class or function.
 #define QZ_API __attribute__((visibility("default")))
 
-/// Put on what an exported class keeps to itself.
+/// Marks a private member of an exported class, which is not exported.
 #define QZ_LOCAL __attribute__((visibility("hidden")))

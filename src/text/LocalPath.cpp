@@ -2,7 +2,6 @@
 
 #include "TextServices.h"
 #include "ThreadContent.h"
-#include "ThreadContentKey.h"
 
 namespace qz::text {
 

@@ -51,7 +51,7 @@ expect_line table 'Type|Files|Bytes|UTF-8'
 expect_line table 'image/jpeg|1|7|1'
 expect_line table 'text/csv|1|10|1'
 expect_line table 'text/html|1|15|1'
-# find has a word to say about the link to itself.
+# find complains about the link to itself.
 total=$({ find tree -xtype f -print0 2>/dev/null || true; } | xargs -0 stat -Lc %s |
     awk '{ sum += $1 } END { print sum }')
 expect_line table "all|$file_count|$total|11"
@@ -80,7 +80,7 @@ expect 0 --output "$folder/system.csv" --rows 1000 /usr/include/ "$root/examples
 expect_rows "$(find /usr/include "$root/examples" \( ! -type d -a \
     ! \( -type l -a -xtype d \) \) -printf x | wc -c)" system*.csv -- /usr/include/ "$root/examples"
 
-# --- What can't be read is told, and the rest is listed
+# --- What can't be read is reported, and the rest is listed
 
 # The superuser may read everything.
 if ((EUID == 0)); then
@@ -105,7 +105,7 @@ inventory: cannot walk 'dark/back\\slash': there is a backslash in its name
 inventory: cannot walk 'dark/closed': $denied
 inventory: cannot walk 'nowhere': System error : '(2) ENOENT No such file or directory'
 inventory: cannot walk 'tree/a.txt': System error : '(20) ENOTDIR Not a directory'
-inventory: the list is not complete; problems that were told: 10
+inventory: the list is not complete; problems that were reported: 10
 END
 cmp -s sorted wanted || fail "other messages: $(diff sorted wanted)"
 cut -d, -f1,7 dark.csv | sort >rows
@@ -168,7 +168,7 @@ status=0
 ((status == 3)) || fail "status $status instead of 3 without room for the totals"
 expect_text err "inventory: cannot print the totals"
 
-# --- An interruption: what is ready goes out. A file that takes ages to read keeps it busy.
+# --- An interruption: the rows that are ready are written. Reading a huge file takes long enough.
 
 mkdir busy
 truncate -s 4T busy/ages || truncate -s 1T busy/ages
@@ -186,7 +186,7 @@ for signal in INT TERM HUP; do
     if grep -q Inventory out; then fail "there are totals of half a list"; fi
 done
 
-# A killed one has nothing to say any more; what it reported before is there.
+# A killed one reports nothing more; the files that it reported before are complete.
 rm -f list*.csv
 "$program" --output list.csv --rows 10 tree busy >out 2>err &
 pid=$!

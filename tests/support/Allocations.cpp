@@ -176,8 +176,8 @@ void operator delete[](void* block, std::size_t, std::align_val_t) noexcept { st
 
 #else
 
-// `operator new` of the C++ library calls malloc, so these few see both. What they give out comes
-// from glibc's own functions and is freed by its `free`.
+// `operator new` of the C++ library calls malloc, so these functions count both. Their blocks come
+// from glibc's own functions, and its `free` frees them.
 
 const bool qz::support::kSeesMalloc = true;
 

@@ -30,12 +30,12 @@ public:
     AllocationFault(const AllocationFault&) = delete;
     AllocationFault& operator=(const AllocationFault&) = delete;
 
-    /// Whether the failure has come to pass.
+    /// Whether the failure has happened.
     bool hasStruck() const;
 };
 
 /// Lets the calling thread allocate without a count and without a failure until the end of the
-/// scope: for what a test does itself in the midst of the work that it looks at.
+/// scope: for the test's own calls in the middle of the work that it checks.
 class AllocationPause {
 public:
     AllocationPause();
@@ -52,7 +52,7 @@ struct AllocationFailure {
 
 /// Runs `work` with its 1st, 2nd, 3rd ... allocation on this thread failing, until it runs through
 /// without reaching the failure. An exception other than std::bad_alloc passes to the caller.
-/// @param check looks at result and state after each failure.
+/// @param check is called after each failure, to check the result and the state.
 /// @return the number of allocations that failed, one a run.
 std::size_t failEachAllocation(const std::function<void()>& work,
                                const std::function<void(const AllocationFailure&)>& check = {});

@@ -17,7 +17,7 @@ struct ChildResult {
     std::string out;  ///< Its standard output.
     std::string err;  ///< Its standard error stream.
 
-    /// The end in words, for example "exit 0", "signal 6" or "timed out", for one plain assertion.
+    /// The end as a text, for example "exit 0", "signal 6" or "timed out", for one plain assertion.
     std::string getEnd() const;
 };
 
@@ -25,7 +25,7 @@ struct ChildResult {
 ///
 /// The body's result is the exit code. No destructor and no exit handler of the parent's objects
 /// runs in the child; an exception that leaves the body ends it by SIGABRT.
-/// @param input what the child finds on its standard input.
+/// @param input the child's standard input.
 /// @param timeoutSec ends a child that hangs.
 ChildResult runInChild(const std::function<int()>& body, const std::string& input = {},
                        int timeoutSec = 300);

@@ -16,12 +16,12 @@ public:
 
     explicit DeviceStub(std::string content = {}, DataWay way = DataWayReadWrite);
 
-    /// From now on moves this many bytes in all, reads and writes together, then nothing.
+    /// From now on moves this many bytes, reads and writes together, and then no more.
     void stopAfter(unsigned long bytes) { mBytesLeft = bytes; }
     /// From now on moves at most this many bytes a call.
     void shortenTo(unsigned long bytes) { mMostBytesPerCall = bytes; }
-    /// What a call that moves less than it was asked for puts into the device's error; empty, as at
-    /// first, for no error.
+    /// Sets the device's error for each call that moves fewer bytes than it should; empty, the
+    /// default, for no error.
     void setErrorOfShortMoves(const std::string& message) { mErrorOfShortMoves = message; }
     /// Makes every later seek fail without an error.
     void refuseSeeks() { mRefusesSeeks = true; }

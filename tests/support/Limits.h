@@ -19,7 +19,7 @@ private:
     rlimit mOldLimit;
 };
 
-/// Leaves room for that many more descriptors; opening the next one fails with EMFILE.
+/// Allows that many more descriptors; opening the next one fails with EMFILE.
 class DescriptorLimit {
 public:
     explicit DescriptorLimit(int more);
@@ -41,8 +41,8 @@ private:
     void (*mOldAction)(int);
 };
 
-/// Takes the rights of root away from this process for good, so that file modes hold: call it in a
-/// child.
+/// Gives up the rights of root in this process, which can't be undone, so that file modes have an
+/// effect. Call it in a child.
 void becomeNobody();
 
 }  // namespace qz::support

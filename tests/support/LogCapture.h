@@ -9,13 +9,13 @@
 
 namespace qz::support {
 
-/// Collects what the log gives to its custom handler, and keeps the console quiet meanwhile.
+/// Collects the entries that the log passes to its custom handler, without output on the console.
 ///
-/// Wants a started library whose log has no custom handler, and ends before the stop. At the end
-/// the log shows entries on the console again.
+/// The library must be started and its log must have no custom handler. The capture must end before
+/// the library stops. Afterwards the log prints entries on the console again.
 class LogCapture {
 public:
-    /// @param level what the log shows from now on; the level before comes back at the end.
+    /// @param level the level of the log until the end of the capture, which restores the old one.
     explicit LogCapture(qzLogLevel level = LogLevelNormal);
     ~LogCapture();
     LogCapture(const LogCapture&) = delete;

@@ -4,8 +4,8 @@
 
 namespace qz::support {
 
-/// Redirects a descriptor into memory until the end of the scope, and with it whatever writes
-/// there: C++ and C streams, system calls, children.
+/// Redirects a descriptor into memory until the end of the scope, and so the output of C++ and C
+/// streams, system calls and children.
 class OutputCapture {
 public:
     explicit OutputCapture(int fd);
@@ -13,7 +13,7 @@ public:
     OutputCapture(const OutputCapture&) = delete;
     OutputCapture& operator=(const OutputCapture&) = delete;
 
-    /// All that was written so far.
+    /// Everything that was written until now.
     std::string getText() const;
 
 private:

@@ -2,11 +2,19 @@
 
 #include <qz/qzSystem.h>
 
-/// Conveniences over the library, in headers alone.
+/// Conveniences on top of the library, as headers only.
 namespace qz::ext {
 
-/// Keeps the library started for as long as it lives. What uses the library goes first.
-/// Threads: make it and let it go while no other thread uses the library.
+/// Starts the library and stops it at the end of the scope. Objects that use the library must be
+/// destroyed before:
+///
+///     int main()
+///     {
+///         const qz::ext::LibraryStart library;
+///         qz::logInfo() << "started";
+///     }
+///
+/// Threads: no other thread may use the library while this object is made or destroyed.
 class LibraryStart {
 public:
     /// Starts the library; see `initializeQzSystem`.
