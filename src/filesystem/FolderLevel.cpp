@@ -65,9 +65,11 @@ const text::ByteConverter* FolderLevel::findConverter()
 // entries requires. So one call answers for all of them.
 void FolderLevel::open()
 {
+    if (mPath.empty()) return;  // without a call, so `errno` doesn't change
     if (!mLocalPath.empty()) mFolder = openFolder(mLocalPath + "/.");
     mHasTypes = mFolder != nullptr && keepsItsMeaning(mPath);
     if (mFolder != nullptr) return;
+    // A path that the local set can't hold fails like one that doesn't exist.
     if (mLocalPath.empty() || errno == EACCES || errno == ENAMETOOLONG)
         mFolder = openFolder(mLocalPath);
 }

@@ -459,6 +459,13 @@ TEST_F(FileSystemVisitorTest, SkipsARootThatItHasNoDescriptorFor)
     EXPECT_EQ(errno, EMFILE);
 }
 
+TEST_F(FileSystemVisitorTest, LeavesErrnoAloneForTheEmptyRoot)
+{
+    errno = 0;
+    EXPECT_TRUE(walk("").empty());
+    EXPECT_EQ(errno, 0);
+}
+
 TEST_F(FileSystemVisitorTest, EndsItsRootAtAZeroByte)
 {
     makeFolder("a");

@@ -170,6 +170,7 @@ TEST_P(LossyPath, IsNotWalked)
     runBesideFolder([this] {
         WalkRecorder recorder;
         EXPECT_TRUE(recorder.walk(mLossy));
+        EXPECT_EQ(errno, ENOENT);
         EXPECT_THAT(recorder.getLines(), IsEmpty());
         std::vector<std::string> files;
         qzDirUtils::GlobFileAndFolderUtf8(mLossy, nullptr, &files, nullptr, 0);
