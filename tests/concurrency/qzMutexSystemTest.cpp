@@ -190,7 +190,7 @@ TEST_F(qzMutexSystemTest, KeepsTheContentOfAnExistingFile)
     EXPECT_EQ(support::readFile(makePath(name)), "left over");
 }
 
-TEST_F(qzMutexSystemTest, ReportsALinkInItsPlaceAndLeavesTheFileBehindItAlone)
+TEST_F(qzMutexSystemTest, ReportsALinkInItsPlaceAndLeavesItsTargetAlone)
 {
     const LogCapture log;
     const support::ScratchFolder folder;
