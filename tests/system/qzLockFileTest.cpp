@@ -3,17 +3,13 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -337,109 +333,6 @@ TEST_F(qzLockFileTest, AForkedChildHasLocksOfItsOwn)
         return take(lock) && release(lock, true) && !hasFile() ? 0 : 1;
     };
     EXPECT_EQ(runInChild(body).getEnd(), "exit 0");
-}
-
-namespace {
-
-// Under a sanitizer each round takes many times as long.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int kRounds = 100;
-#else
-constexpr int kRounds = 2000;
-#endif
-constexpr int kProcesses = 8;
-
-// What the processes of a race share.
-struct Race {
-    std::atomic<int> holders;
-    std::atomic<int> collisions;
-    std::atomic<int> failedReleases;
-};
-
-Race& makeRace()
-{
-    void* memory =
-        ::mmap(nullptr, sizeof(Race), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    return *new (memory) Race();
-}
-
-void takeOften(const std::string& path, bool removesFile, Race& race)
-{
-    for (int round = 0; round < kRounds;) {
-        qzLockFile lock;
-        if (!lock.takeLockUtf8(path, nullptr, kExclusive, nullptr)) {
-            ::sched_yield();
-            continue;
-        }
-        ++round;
-        if (race.holders.fetch_add(1) != 0) ++race.collisions;
-        ::sched_yield();
-        race.holders.fetch_sub(1);
-        if (!lock.releaseLock(removesFile, nullptr)) ++race.failedReleases;
-    }
-}
-
-}  // namespace
-
-class qzLockFileRace : public qzLockFileTest, public ::testing::WithParamInterface<bool> {};
-
-INSTANTIATE_TEST_SUITE_P(Files, qzLockFileRace, ::testing::Bool(),
-                         [](const auto& row) { return row.param ? "Removed" : "Kept"; });
-
-TEST_P(qzLockFileRace, NeverHasTwoHolders)
-{
-    Race& race = makeRace();
-    std::vector<pid_t> processes;
-    for (int i = 0; i < kProcesses; ++i) {
-        const pid_t pid = ::fork();
-        if (pid == 0) {
-            takeOften(mPath, GetParam(), race);
-            ::_exit(0);
-        }
-        processes.push_back(pid);
-    }
-    for (const pid_t pid : processes) {
-        int status = 0;
-        ASSERT_EQ(::waitpid(pid, &status, 0), pid);
-        EXPECT_EQ(status, 0);
-    }
-    EXPECT_EQ(race.collisions, 0);
-    EXPECT_EQ(race.failedReleases, 0);
-    EXPECT_EQ(hasFile(), !GetParam());
-    ::munmap(&race, sizeof race);
-}
-
-TEST_F(qzLockFileTest, NeverHasTwoExclusiveHoldersWhileSharersRemoveTheFile)
-{
-    Race& race = makeRace();
-    std::vector<pid_t> processes;
-    for (int i = 0; i < kProcesses; ++i) {
-        const pid_t pid = ::fork();
-        if (pid == 0) {
-            for (int round = 0; round < kRounds / 4;) {
-                qzLockFile lock;
-                bool wasThere = false;
-                const bool isShared = i % 2 == 0;
-                if (!lock.takeLockUtf8(mPath, &wasThere, isShared ? kShared : kExclusive,
-                                       nullptr)) {
-                    ::sched_yield();
-                    continue;
-                }
-                ++round;
-                const bool isAlone = !isShared || !wasThere;
-                if (isAlone && race.holders.fetch_add(1) != 0) ++race.collisions;
-                ::sched_yield();
-                if (isAlone) race.holders.fetch_sub(1);
-                lock.releaseLock(round % 3 != 0, nullptr);
-            }
-            ::_exit(0);
-        }
-        processes.push_back(pid);
-    }
-    for (const pid_t pid : processes)
-        ::waitpid(pid, nullptr, 0);
-    EXPECT_EQ(race.collisions, 0);
-    ::munmap(&race, sizeof race);
 }
 
 // --- The check of the protocol
