@@ -44,8 +44,7 @@ public:
     /// Rows are in a buffer until it is full or their file is closed, so the stream may be ok while
     /// the disk has no space for them. A row is written once a later call of this returned true.
     /// @return false when a row since the last call was lost, in the open file or in one that was
-    /// closed
-    ///     meanwhile, and while the open file can't be written.
+    ///     closed meanwhile, and while the open file can't be written.
     bool flush();
 
 private:
