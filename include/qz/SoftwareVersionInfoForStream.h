@@ -12,8 +12,8 @@ extern QZ_API const unsigned char qzMajorOutputStreamVersion;
 /// The minor number of the output stream version.
 extern QZ_API const unsigned char qzMinorOutputStreamVersion;
 
-/// What kind of build writes a stream, so that a later reader can warn of one that came from a beta
-/// or a development version.
+/// The kind of build that writes a stream, so that a later reader can warn of a stream from a beta
+/// or development version.
 ///
 /// A process has one record of all its components. Each library and the application adds itself
 /// with `RegisterSoftwareVersionInfoForStream`, and the text of `toString` goes into the stream.
@@ -24,7 +24,7 @@ struct QZ_API SoftwareVersionInfoForStream {
     std::string description = "n/a";  ///< Name, version and commit.
 
     /// Makes the record of a component from its version class, one like `qzSystem::Version`.
-    /// @param name goes ahead of the version in the description; an empty one leaves that "n/a".
+    /// @param name precedes the version in the description; an empty one leaves it "n/a".
     template <class V>
     static SoftwareVersionInfoForStream Create(const std::string& name)
     {
@@ -42,8 +42,8 @@ struct QZ_API SoftwareVersionInfoForStream {
     /// "dev", "beta" and "debug" as they apply, with "/" between.
     std::string toString() const;
 
-    /// Writes a warning to the log for each of beta and development version that `text` tells and
-    /// this record is not itself.
+    /// Logs a warning for each of the pieces "beta" and "dev" in `text` whose flag this record does
+    /// not have.
     /// @param text what `toString` gave when the stream was written.
     void plotWarningIfDetectBetaOrDev(const std::string& text) const;
 };

@@ -13,12 +13,11 @@ class qzIoDeviceFileStream;
 
 /// Writes a table to files of limited length: "base.csv", "base (1).csv", "base (2).csv" and so on.
 ///
-/// Ask for the stream again ahead of each row: that is where a new file begins. Threads: one at a
-/// time.
+/// `getStream` must be called before each row: it begins the next file. Threads: one at a time.
 class QZ_API qzCsvFileWriter {
 public:
     /// Makes a writer; no file is opened yet.
-    /// @param folder, baseName where the files stand, in UTF-8.
+    /// @param folder, baseName folder and name of the files, in UTF-8.
     /// @param maxRowsPerFile the rows of a file, the one of headers included; 0 counts as 1.
     /// @param columnDelimiter, stringDelimiter, lineEnd as for `qzCsvStream`.
     /// @param writeByteOrderMark begins each file with the byte order mark of UTF-8.
@@ -40,12 +39,12 @@ public:
     qzCsvStream* getStream();
     /// Closes the file; the next row begins another one.
     void finalizeCurrentFile();
-    /// Hands all rows to the system.
+    /// Writes all rows to the file.
     ///
-    /// Rows wait in a buffer until it is full or their file is closed, so the stream may be good
-    /// while the disk has no room for them. A row is safe once this returned true behind it.
-    /// @return false when a row that was written since the last call got lost, in the open file or
-    ///     in one that was closed meanwhile, and as long as the open file takes no more.
+    /// Rows are in a buffer until it is full or their file is closed, so the stream may be ok while
+    /// the disk has no space for them. A row is written once a later call of this returned true.
+    /// @return false when a row since the last call was lost, in the open file or in one that was
+    ///     closed meanwhile, and while the open file can't be written.
     bool flush();
 
 private:

@@ -10,21 +10,29 @@ namespace qz {
 
 /// Writes the cells of a table to a device, row by row, quoting those that need it.
 ///
-/// The line end stands in front of each row but the first, so the last line has none. A failure
-/// stays: nothing more is written until the next device.
+/// @code
+/// qzCsvStream table(&file, ',', '"', "\n");
+/// table.writeCell("name");
+/// table.writeCell("a, b");
+/// table.endRow();
+/// if (!table.isOk()) std::cerr << file.getDeviceErrorMsg() << '\n';
+/// @endcode
+/// The line end is written before each row but the first, so the last line has none. After a
+/// failure nothing is written until the next `setDevice`.
 /// Threads: one uses a stream at a time.
 class QZ_API qzCsvStream {
 public:
     /// Makes a stream.
-    /// @param device receives the bytes and isn't owned; null for none.
-    /// @param columnDelimiter stands between cells.
-    /// @param stringDelimiter stands around a cell that holds a delimiter, a line feed or a
-    ///     carriage return, and is doubled inside of it.
-    /// @param lineEnd stands between rows, as it is given.
+    /// @param device receives the bytes; null for none. It is not owned and must outlive its use
+    /// here.
+    /// @param columnDelimiter is written between cells.
+    /// @param stringDelimiter is written around a cell that contains a delimiter, a line feed or a
+    ///     carriage return, and is doubled inside it.
+    /// @param lineEnd is written between rows, as it is given.
     qzCsvStream(qzIoDevice* device, char columnDelimiter, char stringDelimiter,
                 const std::string& lineEnd);
 
-    /// Begins a table on another device; null for none. Forgets an earlier failure.
+    /// Begins a table on another device; null for none. Clears an earlier failure.
     void setDevice(qzIoDevice* device);
     /// Writes the next cell of the row; an empty one is written as nothing.
     void writeCell(const char* data, unsigned long size);

@@ -10,10 +10,9 @@ namespace qz {
 /// A channel of bytes with a sticky error.
 ///
 /// The contract of every device: `readBytes` and `writeBytes` return the bytes moved, and a device
-/// in error moves nothing. A short count alone is no error: compare the count and ask `good()`. The
-/// first error message stays until it is cleared. No device throws on I/O trouble, and none owns a
-/// device that it points to.
-/// Threads: one thread uses a device at a time.
+/// in error moves nothing. A short count alone is no error: compare the count and check `good()`.
+/// The first error message stays until it is cleared. No device throws on I/O trouble, and none
+/// owns a device that it points to. Threads: one thread uses a device at a time.
 class QZ_API qzIoDevice {
 public:
     /// The directions that a device supports; bit flags.
@@ -26,7 +25,7 @@ public:
 
     /// Makes a device without an error that supports `dataWay`.
     explicit qzIoDevice(DataWay dataWay);
-    /// Ends the device. What it points to stays.
+    /// Destroys the device, but no device that it points to.
     virtual ~qzIoDevice();
     qzIoDevice(const qzIoDevice&) = delete;
     qzIoDevice& operator=(const qzIoDevice&) = delete;
@@ -35,34 +34,34 @@ public:
     virtual unsigned long readBytes(char* dst, unsigned long size) = 0;
     /// Writes `size` bytes. @return the bytes written; 0 for a device in error.
     virtual unsigned long writeBytes(const char* src, unsigned long size) = 0;
-    /// Tells whether there is nothing left to read.
+    /// Whether nothing is left to read; false after a read error.
     virtual bool atEnd() const = 0;
-    /// Tells whether the device, or one behind it, is in error.
+    /// Whether the device, or one that it passes bytes to or from, is in error.
     virtual bool hasDeviceError() const;
     /// The first error's text; empty without one.
     virtual std::string getDeviceErrorMsg() const;
-    /// Copies all that is left to read into `destination`, which keeps its position and isn't
-    /// flushed.
-    /// @param destination receives the bytes. When it takes fewer than it is given, this device is
+    /// Copies all that is left to read into `destination`, from its position on, without a flush.
+    /// Ends at the end of this device, or when a read returns no bytes.
+    /// @param destination receives the bytes. When it writes fewer than it is given, this device is
     ///     set to "Destination device is in error".
     /// @param writtenBytes receives the bytes copied; may be null, and isn't written when the
     ///     destination fails.
-    /// @param buffer used between the two when not null, so that repeated copies allocate once; it
-    ///     comes back with a size of 4 MiB.
+    /// @param buffer the memory for the copy when not null, so that repeated copies allocate once.
+    ///     Its size is 4 MiB afterwards.
     /// @return false when either device failed.
     virtual bool writeBackToDevice(qzIoDevice& destination, unsigned long* writtenBytes,
                                    std::vector<char>* buffer);
 
-    /// Declares which directions the device supports from now on; nothing is checked.
+    /// Sets the directions that the device supports from now on; nothing is checked.
     void changeSupportedDataWay(DataWay dataWay) { mDataWay = dataWay; }
     /// The directions that the device supports now.
     DataWay getSupportedDataWay() const { return mDataWay; }
     /// The negation of `hasDeviceError()`.
     bool good() const { return !hasDeviceError(); }
-    /// Reads `count` bytes and forgets them; no device seeks here.
-    /// @return the bytes skipped, fewer when a read came short.
+    /// Reads `count` bytes and discards them; no device seeks here.
+    /// @return the bytes skipped, fewer after a short read.
     unsigned long skipBytes(unsigned long count);
-    /// Forgets this device's own error; those of devices behind it stay.
+    /// Clears this device's own error; those of devices that it points to stay.
     void clearDeviceError();
     /// Puts the device in error, and reports its text as TRACE of the sub-type "iodevice".
     /// @param message the reason, " unknown device error" for an empty one; ignored when the device
@@ -74,9 +73,9 @@ public:
     qzIoDevice& operator<<(const char* text);
 
 protected:
-    /// The device's own error flag, without those of devices behind it.
+    /// The device's own error flag, without those of devices that it points to.
     bool hasOwnError() const { return mError; }
-    /// The device's own text, without those of devices behind it.
+    /// The device's own error text, without those of devices that it points to.
     const std::string& getOwnErrorMsg() const { return mErrorMessage; }
 
 private:
@@ -104,9 +103,10 @@ public:
     /// The position in bytes from the start.
     virtual long getCurrentPos() const = 0;
 
-    /// Reads the whole content, from the first byte on, and goes back to where the position was.
-    /// @param out its old content is overwritten; after a failure it holds what the steps left.
-    /// @return false when the device is in error, or can't be moved or read to its end.
+    /// Reads the whole content, from the first byte on, and restores the position.
+    /// @param out its old content is overwritten; unspecified after a failure.
+    /// @return false when the device is in error, or can't be moved or read to its end, or has no
+    ///     usable size, as a folder or a pipe.
     bool loadFullFileContent(std::vector<char>& out);
 };
 

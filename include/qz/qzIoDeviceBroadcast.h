@@ -16,17 +16,17 @@ public:
     explicit qzIoDeviceBroadcast(const std::vector<qzIoDevice*>& devices);
     ~qzIoDeviceBroadcast() override;
 
-    /// Not possible: puts the device in error and gives 0.
+    /// Not possible: puts the device in error and returns 0.
     unsigned long readBytes(char* dst, unsigned long size) override;
-    /// Writes to each device until one takes less or has an error. The devices ahead of that one
-    /// have the bytes then, and those behind it don't. Without devices every write is taken.
+    /// Writes to each device until one writes fewer bytes or has an error. The devices before that
+    /// one then have the bytes, and those after it don't. Without devices every write succeeds.
     unsigned long writeBytes(const char* src, unsigned long size) override;
-    /// Not possible: reports it as CRITICAL and gives false.
+    /// Not possible: reports it as CRITICAL and returns false.
     bool atEnd() const override;
-    /// Tells whether this device or any that it writes to is in error.
+    /// Whether this device or any that it writes to is in error.
     bool hasDeviceError() const override;
-    /// The own text, then those of the devices in error; empty while the own text is empty, also
-    /// when one of the devices is in error.
+    /// The own text, then those of the devices in error; empty if the own text is empty, even if
+    /// one of the devices is in error.
     std::string getDeviceErrorMsg() const override;
 
 private:

@@ -6,6 +6,14 @@
 namespace qz {
 
 /// Counts the bytes that pass. Writes are counted without a delegation, too.
+///
+/// @code
+/// qzIoDeviceByteCounter counter;
+/// counter.beginDelegation(&file, qzIoDevice::DataWayWrite);
+/// counter << "some text";
+/// counter.endDelegation();
+/// const unsigned long size = counter.getWrittenBytes();
+/// @endcode
 class QZ_API qzIoDeviceByteCounter : public qzIoDeviceDelegable {
 public:
     /// Makes an idle counter at 0.
@@ -14,13 +22,13 @@ public:
 
     /// Reads from the delegate and counts what came; an error outside a read delegation.
     unsigned long readBytes(char* dst, unsigned long size) override;
-    /// Counts `size`, also when the delegate then refuses the bytes, and hands them on; without a
-    /// delegate it takes them all.
+    /// Counts `size`, even if the delegate then refuses the bytes, and passes them on; without a
+    /// delegate it returns `size`.
     unsigned long writeBytes(const char* src, unsigned long size) override;
 
-    /// The bytes written in the present or last delegation.
+    /// The bytes written in the current or last delegation.
     unsigned long getWrittenBytes() const { return upToDateWriteEnd(); }
-    /// The bytes read in the present or last delegation.
+    /// The bytes read in the current or last delegation.
     unsigned long getReadBytes() const { return mReadCount; }
     /// The larger of the bytes written and of the write end that was stored.
     unsigned long upToDateWriteEnd() const;

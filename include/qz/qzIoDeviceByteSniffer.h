@@ -7,20 +7,21 @@
 
 namespace qz {
 
-/// Gives a copy of all bytes that pass to another device.
+/// Copies all bytes that pass to another device.
 class QZ_API qzIoDeviceByteSniffer : public qzIoDeviceDelegable {
 public:
-    /// Makes an idle sniffer that writes to `destination`, which isn't owned.
+    /// Makes an idle sniffer that writes to `destination`, which is not owned and must outlive this
+    /// device.
     explicit qzIoDeviceByteSniffer(qzIoDevice& destination);
     ~qzIoDeviceByteSniffer() override;
 
     /// Reads from the delegate and writes the bytes to the destination; an error outside a read
-    /// delegation. @return 0 when the destination takes fewer: the bytes are lost to the caller.
+    /// delegation. @return 0 when the destination writes fewer: the bytes are lost for the caller.
     unsigned long readBytes(char* dst, unsigned long size) override;
     /// Writes to the destination and then to the delegate, which gets nothing when the destination
-    /// takes fewer; an error outside a write delegation with a delegate.
+    /// writes fewer; an error outside a write delegation with a delegate.
     unsigned long writeBytes(const char* src, unsigned long size) override;
-    /// Tells whether this device, its delegate or the destination is in error.
+    /// Whether this device, its delegate or the destination is in error.
     bool hasDeviceError() const override;
     /// The texts of those in error, joined by ", ".
     std::string getDeviceErrorMsg() const override;

@@ -12,8 +12,8 @@ namespace qz {
 ///
 /// A chain to write through A and B into a file is built by `b.beginDelegation(&file,
 /// DataWayWrite)` and `a.beginDelegation(&b, DataWayWrite)`, and ended from the outside: A first,
-/// then B, so that what A holds back reaches B before B ends. An error at the far end is seen at
-/// the near one. Nothing is owned: the caller keeps all devices alive.
+/// then B, so that what A has buffered reaches B before B ends. An error at the far end is visible
+/// at the near one. Nothing is owned: the caller keeps all devices alive.
 class QZ_API qzIoDeviceDelegable : public qzIoDevice {
 public:
     ~qzIoDeviceDelegable() override;
@@ -23,22 +23,22 @@ public:
 
     /// True outside a read delegation; else when the delegate is at its end, or on an error.
     bool atEnd() const override;
-    /// Tells whether this device or its delegate is in error.
+    /// Whether this device or its delegate is in error.
     bool hasDeviceError() const override;
     /// The own text, then that of a delegate in error, joined by ", ".
     std::string getDeviceErrorMsg() const override;
 
-    /// Begins to pass bytes; forgets any earlier error first.
-    /// @param delegate the device behind this one; may be null for writing: the device then only
-    ///     looks at the bytes.
+    /// Begins to pass bytes; clears any earlier error first.
+    /// @param delegate the next device, which must outlive the delegation; may be null for writing:
+    ///     the device then only observes the bytes.
     /// @param way `DataWayRead` or `DataWayWrite`.
     /// @return false, with the reason as the device's error, when a delegation runs already, when
     ///     either device doesn't support `way`, or when the filter could not begin.
     virtual bool beginDelegation(qzIoDevice* delegate, DataWay way);
-    /// Hands on what is held back, and ends the delegation in any case.
+    /// Passes on what is buffered, and ends the delegation in any case.
     /// @return false when that failed, when this device is in error, or when none was running.
     virtual bool endDelegation();
-    /// Ends the delegation without handing anything on.
+    /// Ends the delegation and discards what is buffered.
     virtual void clearDelegation();
 
 protected:
@@ -49,16 +49,16 @@ protected:
 
     /// Prepares the filter; the delegate is set. @return false to refuse.
     virtual bool beginDelegationImpl() = 0;
-    /// Hands on what is held back; the delegate is still set. @return false for a failure.
+    /// Passes on what is buffered; the delegate is still set. @return false for a failure.
     virtual bool endDelegationImpl() = 0;
-    /// Forgets what is held back.
+    /// Discards what is buffered.
     virtual void clearDelegationImpl() = 0;
 
-    /// The device behind this one, or null.
+    /// The next device, or null.
     qzIoDevice* getDelegate() const { return mDelegate; }
     /// The direction of the running delegation, or `DataWayNone`.
     DataWay getDelegationWay() const { return mDelegationWay; }
-    /// Tells whether a delegation in this direction runs, with a delegate.
+    /// Whether a delegation in this direction is running, with a delegate.
     bool passes(DataWay way) const { return mDelegate != nullptr && mDelegationWay == way; }
     /// Puts the device in error for a read at the wrong time. @return 0
     unsigned long refuseRead();

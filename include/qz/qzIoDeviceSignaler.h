@@ -10,13 +10,14 @@ namespace qz {
 /// Calls a function every so many written bytes, before the bytes that reach the threshold go on.
 class QZ_API qzIoDeviceSignaler : public qzIoDeviceDelegable {
 public:
-    /// What is called, on the thread that writes, with the present delegate or null.
+    /// The function, called on the thread that writes, with the current delegate or null.
     using Signal = std::function<void(qzIoDevice*)>;
 
     /// Makes an idle signaler.
     /// @param signal not owned; null for none.
-    /// @param threshold the bytes after which it is called; those of a write beyond it don't carry
-    ///     over to the next time.
+    /// @param threshold the number of bytes after which it is called; bytes of a write beyond it
+    /// are not
+    ///     counted for the next call.
     qzIoDeviceSignaler(Signal* signal, unsigned long threshold);
     ~qzIoDeviceSignaler() override;
 
@@ -25,8 +26,8 @@ public:
 
     /// Reads from the delegate, without a signal; an error outside a read delegation.
     unsigned long readBytes(char* dst, unsigned long size) override;
-    /// Signals when it is time, whether or not there is an error, and hands the bytes on; without a
-    /// delegate it takes them all. A write from inside the function doesn't signal again.
+    /// Calls the function if the threshold is reached, even in error, and passes the bytes on;
+    /// without a delegate it returns `size`. A write from inside the function doesn't signal again.
     unsigned long writeBytes(const char* src, unsigned long size) override;
 
 protected:

@@ -10,20 +10,20 @@ namespace qz {
 /// A standard stream as a device. The stream is not owned and must live as long as the device.
 class QZ_API qzIoDeviceStdStreamProxy : public qzIoDeviceRandomAccess {
 public:
-    /// Makes a device that reads from `input`; null makes one that gives nothing.
+    /// Makes a device that reads from `input`; null makes one that reads nothing.
     explicit qzIoDeviceStdStreamProxy(std::istream* input);
-    /// Makes a device that writes to `output`; null makes one that takes nothing.
+    /// Makes a device that writes to `output`; null makes one that writes nothing.
     explicit qzIoDeviceStdStreamProxy(std::ostream* output);
     ~qzIoDeviceStdStreamProxy() override;
 
     unsigned long readBytes(char* dst, unsigned long size) override;
     unsigned long writeBytes(const char* src, unsigned long size) override;
-    /// Tells whether the input has ended; false for an output.
+    /// Whether the input has ended; false for an output, and after a read error.
     bool atEnd() const override;
-    /// Moves the stream's position, without looking at how that went.
+    /// Moves the stream's position; a failure is not checked.
     /// @return false only when there is no stream.
     bool seek(long offset, SeekStart start) override;
-    /// The stream's own position; 0 without a stream, -1 where it can't tell.
+    /// The stream's own position; 0 without a stream, -1 if the stream has none.
     long getCurrentPos() const override;
 
 private:

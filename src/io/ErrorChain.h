@@ -6,7 +6,7 @@
 
 namespace qz {
 
-/// Adds the text of a device behind the present one, if that is in error.
+/// Appends the error text of a device that another one points to, if it is in error.
 void appendErrorOf(const qzIoDevice& device, std::string& text);
 
 }  // namespace qz

@@ -19,7 +19,7 @@ namespace {
 [[gnu::init_priority(QZ_LOAD_VERSION_RECORD)]] SoftwareVersionInfoForStream gProcessRecord =
     SoftwareVersionInfoForStream::Create<qzSystem::Version>("");
 
-// What a stream's text tells by its pieces.
+// The pieces of a stream's text that matter.
 struct StreamOrigin {
     explicit StreamOrigin(std::string_view text)
     {

@@ -8,7 +8,7 @@
 
 namespace qz::variant {
 
-/// A cell that stands in one piece in a buffer.
+/// A cell that is in one piece in a buffer.
 struct CsvCell {
     const char* begin;
     const char* end;
@@ -16,10 +16,10 @@ struct CsvCell {
     bool isAscii;
 };
 
-/// Finds the special bytes and the cells of a buffer, looking at 64 bytes at a time.
+/// Finds the special bytes and the cells of a buffer, 64 bytes at a time.
 ///
-/// It remembers what it saw last, so it has to be told of new content. The delimiters are code
-/// points; one that isn't ASCII matches nothing.
+/// The result for the last 64 bytes is cached: `reset` must be called when the content changes. The
+/// delimiters are code points; one that isn't ASCII matches nothing.
 class CsvScan {
 public:
     CsvScan(int columnDelimiter, int stringDelimiter)
@@ -35,16 +35,16 @@ public:
     bool isSpecial(char c) const { return mSpecials.contains(c); }
 
     /// Finds the first special byte. @return `end`, that of the buffer, for none.
-    /// @param isAscii receives whether all bytes ahead of it are ASCII.
+    /// @param isAscii receives whether all bytes before it are ASCII.
     const char* find(const char* begin, const char* end, bool& isAscii)
     {
         std::uint64_t highBits = 0;
         while (begin != end) {
-            if (begin < mBlock || begin >= mBlockEnd) look(begin, end);
+            if (begin < mBlock || begin >= mBlockEnd) scan(begin, end);
             const auto done = static_cast<unsigned>(begin - mBlock);
             const std::uint64_t hits = mHits >> done;
-            const std::uint64_t ahead = (hits - 1) & ~hits;
-            highBits |= (mHighBits >> done) & ahead;
+            const std::uint64_t before = (hits - 1) & ~hits;
+            highBits |= (mHighBits >> done) & before;
             if (hits != 0) {
                 begin += std::countr_zero(hits);
                 break;
@@ -76,7 +76,7 @@ public:
 private:
     static constexpr std::ptrdiff_t kBlockSize = 64;
 
-    // A line feed, which is looked for anyway, stands in for what matches nothing.
+    // A line feed, which is special anyway, replaces what matches nothing.
     static char toByte(int delimiter)
     {
         return delimiter >= 0 ? static_cast<char>(delimiter) : '\n';
@@ -103,24 +103,25 @@ private:
         }
     }
 
-    void look(const char* begin, const char* end)
+    void scan(const char* begin, const char* end)
     {
         mBlock = begin;
         mHits = 0;
         mHighBits = 0;
         if (end - begin >= kBlockSize) {
             mBlockEnd = begin + kBlockSize;
-            lookAtBlock(begin);
+            scanBlock(begin);
             return;
         }
-        // Zeros fill the rest up. Should they be special, the first of them stands at the end.
+        // Zeros fill the rest. If they are special, the first of them is at `end`, which means
+        // none.
         mBlockEnd = end;
         char rest[kBlockSize] = {};
         std::memcpy(rest, begin, static_cast<std::size_t>(end - begin));
-        lookAtBlock(rest);
+        scanBlock(rest);
     }
 
-    void lookAtBlock(const char* block)
+    void scanBlock(const char* block)
     {
         for (std::ptrdiff_t at = 0; at != kBlockSize; at += CsvSpecials::kVectorSize) {
             const __m128i bytes = CsvSpecials::load(block + at);
@@ -132,7 +133,7 @@ private:
     CsvSpecials mSpecials;
     int mColumnDelimiter;
     int mStringDelimiter;
-    // The bytes that were looked at last, with a bit for each that is special or not ASCII.
+    // The bytes that were scanned last, with a bit for each that is special or not ASCII.
     const char* mBlock = nullptr;
     const char* mBlockEnd = nullptr;
     std::uint64_t mHits = 0;

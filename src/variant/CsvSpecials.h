@@ -47,7 +47,7 @@ public:
         for (; text < last; text += kVectorSize) {
             if (findIn(load(text)) != 0) return true;
         }
-        // The last vector overlaps the one before, so that no byte is looked at alone.
+        // The last vector overlaps the one before, so that no byte is handled alone.
         return findIn(load(last)) != 0;
     }
 

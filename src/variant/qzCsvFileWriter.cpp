@@ -57,13 +57,13 @@ bool qzCsvFileWriter::flush()
     return std::exchange(mIsAllWritten, true);
 }
 
-// Learns whether the rows so far are with the system; the close tells nobody.
+// Checks whether the rows so far are written; a close reports no failure.
 void qzCsvFileWriter::settle()
 {
     bool isWritten = mStream->isOk();
     if (mFile != nullptr) {
         mFile->flush();
-        mFile->writeBytes(nullptr, 0);  // where a failed flush shows
+        mFile->writeBytes(nullptr, 0);  // reports a failed flush
         isWritten = isWritten && mFile->good();
     }
     mIsAllWritten = mIsAllWritten && isWritten;
