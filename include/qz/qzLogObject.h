@@ -46,7 +46,7 @@ public:
     qzLogObject(qzLog::EntryType type, bool synchronous, const char* subType,
                 const char* systemLogTag);
     /// Sends the report.
-    ~qzLogObject();
+    QZ_API ~qzLogObject();
     qzLogObject(const qzLogObject&) = delete;
     qzLogObject& operator=(const qzLogObject&) = delete;
 
@@ -60,30 +60,45 @@ public:
     template <typename T>
     qzLogObject& operator<<(const T& value);
     /// Inserts a text; null reads as "[NullPtr]".
-    qzLogObject& operator<<(const char* text);
+    QZ_API qzLogObject& operator<<(const char* text);
     /// Inserts a text; null reads as "[NullPtr]".
     qzLogObject& operator<<(char* text) { return *this << static_cast<const char*>(text); }
     /// Inserts a text.
-    qzLogObject& operator<<(const std::string& text);
+    QZ_API qzLogObject& operator<<(const std::string& text);
     /// Inserts a number.
-    qzLogObject& operator<<(unsigned long value);
+    QZ_API qzLogObject& operator<<(unsigned long value);
+    /// Inserts the text of a system error.
+    QZ_API qzLogObject& operator<<(const SystemError& error);
     /// Applies a manipulator such as `std::hex`.
     qzLogObject& operator<<(std::ios_base& (*manipulator)(std::ios_base&));
     /// Applies a manipulator such as `std::endl`.
     qzLogObject& operator<<(std::ostream& (*manipulator)(std::ostream&));
+
+protected:
+    // What the code of this header calls if the report is on. It is out of line, so that a report
+    // that is off stays small.
+    QZ_API void begin() noexcept;
+    QZ_API void end() noexcept;
+    QZ_API std::ostream& editStream();
+    QZ_API void insert(const char* text);
+    QZ_API void insert(const std::string& text);
+    QZ_API void insert(long value, std::size_t sizeBytes);
+    QZ_API void insert(unsigned long value);
+    QZ_API void insert(const SystemError& error);
+    QZ_API static void assign(std::unique_ptr<std::string>& field, const char* text);
 
 private:
     friend class qzLogObjectTestPeer;
 
     struct Text;  // a string, and a string stream once one is needed
 
-    // What only a report that is on fills. One that is off has nothing to free in here.
+    // Filled by a report that is on. One that is off has nothing to free in here.
     struct Report {
         std::string threadId;
         std::unique_ptr<std::string> subType;
         std::unique_ptr<std::string> systemLogTag;
         qzLog* log = nullptr;    // null when the entry doesn't go to the logger
-        Text* stream = nullptr;  // owned; null until something is said
+        Text* stream = nullptr;  // owned; null until the first insertion
     };
     struct Decided {
         int type;  // `qzLog::Unknown` for a report that is off
@@ -94,16 +109,6 @@ private:
 
     bool isOff() const { return mType == qzLog::Unknown; }
 
-    // What a report that is on does; out of line, so that one that is off stays small.
-    QZ_API void begin() noexcept;
-    QZ_API void end() noexcept;
-    QZ_API std::ostream& editStream();
-    QZ_API void insert(const char* text);
-    QZ_API void insert(const std::string& text);
-    QZ_API void insert(long value, std::size_t sizeBytes);
-    QZ_API void insert(unsigned long value);
-    QZ_API void insert(const SystemError& error);
-    QZ_API static void assign(std::unique_ptr<std::string>& field, const char* text);
     void send();
     Text& editText();
     void insertText(std::string_view text);
@@ -118,9 +123,9 @@ private:
     bool mSynchronous;
 };
 
-// The level is asked before the object comes into being. Asked later, the atomic read would be a
-// barrier between the object's first stores and its tests, and the compiler could drop neither: so
-// all that is left of a report that is off is the test of the level's flag.
+// The level is read before the construction. If it were read later, the atomic read would separate
+// the object's first stores from its tests, and the compiler couldn't remove them. This way nothing
+// but the test of the level's flag is left of a report that is off.
 inline qzLogObject::Decided qzLogObject::decide(qzLog::EntryType type)
 {
     const qzLog* const log = qzLog::msInstance;
@@ -144,11 +149,6 @@ inline qzLogObject::qzLogObject(qzLog::EntryType type, bool synchronous, const c
 {
     setSubType(subType);
     setSystemLogTag(systemLogTag);
-}
-
-inline qzLogObject::~qzLogObject()
-{
-    if (!isOff()) end();
 }
 
 inline qzLogObject& qzLogObject::setSubType(const char* subType)
@@ -178,32 +178,6 @@ qzLogObject& qzLogObject::operator<<(const T& value)
     return *this;
 }
 
-/// Inserts the text of a system error.
-template <>
-inline qzLogObject& qzLogObject::operator<< <SystemError>(const SystemError& value)
-{
-    if (!isOff()) insert(value);
-    return *this;
-}
-
-inline qzLogObject& qzLogObject::operator<<(const char* text)
-{
-    if (!isOff()) insert(text);
-    return *this;
-}
-
-inline qzLogObject& qzLogObject::operator<<(const std::string& text)
-{
-    if (!isOff()) insert(text);
-    return *this;
-}
-
-inline qzLogObject& qzLogObject::operator<<(unsigned long value)
-{
-    if (!isOff()) insert(value);
-    return *this;
-}
-
 inline qzLogObject& qzLogObject::operator<<(std::ios_base& (*manipulator)(std::ios_base&))
 {
     if (!isOff()) editStream() << manipulator;
@@ -215,6 +189,45 @@ inline qzLogObject& qzLogObject::operator<<(std::ostream& (*manipulator)(std::os
     if (!isOff()) editStream() << manipulator;
     return *this;
 }
+
+// The library holds these functions. g++ also gets their bodies here, only to inline them: a call
+// would cost a report that is off more than all the rest. QZ_LOG_OBJECT_BODY is defined as nothing
+// where the library defines them.
+#if !defined(QZ_LOG_OBJECT_BODY) && defined(__GNUC__) && !defined(__clang__)
+#define QZ_LOG_OBJECT_BODY __attribute__((gnu_inline)) inline
+#endif
+#ifdef QZ_LOG_OBJECT_BODY
+
+QZ_LOG_OBJECT_BODY qzLogObject::~qzLogObject()
+{
+    if (!isOff()) end();
+}
+
+QZ_LOG_OBJECT_BODY qzLogObject& qzLogObject::operator<<(const char* text)
+{
+    if (!isOff()) insert(text);
+    return *this;
+}
+
+QZ_LOG_OBJECT_BODY qzLogObject& qzLogObject::operator<<(const std::string& text)
+{
+    if (!isOff()) insert(text);
+    return *this;
+}
+
+QZ_LOG_OBJECT_BODY qzLogObject& qzLogObject::operator<<(unsigned long value)
+{
+    if (!isOff()) insert(value);
+    return *this;
+}
+
+QZ_LOG_OBJECT_BODY qzLogObject& qzLogObject::operator<<(const SystemError& error)
+{
+    if (!isOff()) insert(error);
+    return *this;
+}
+
+#endif
 
 /// Begins a DEV report; `subType` and `systemLogTag` may be null for none.
 inline qzLogObject logDev(const char* subType = nullptr, const char* systemLogTag = nullptr)

@@ -1,3 +1,4 @@
+#define QZ_LOG_OBJECT_BODY  // see there
 #include <qz/qzLogObject.h>
 
 #include <charconv>

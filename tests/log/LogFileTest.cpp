@@ -4,14 +4,18 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <qz/SystemError.h>
+#include <qz/qzLogObject.h>
 
+#include "log/ConsoleRecorder.h"
 #include "log/GatedHandler.h"
 #include "log/LogFileFixture.h"
 #include "support/ChildProcess.h"
@@ -634,6 +638,51 @@ TEST_P(LogFileTest, LeavesNoDescriptorOpen)
     for (int i = 0; i < 20; ++i)
         write("text");
     EXPECT_EQ(support::countOpenDescriptors(), before);
+}
+
+// The first folder of the relative path is missing.
+TEST(LogFilePathTest, IsNamedAsItWasGivenWhenItHasNoAbsoluteForm)
+{
+    for (const InitType start : {LightInit, FullInit}) {
+        const ChildResult child = runInChild([start] {
+            const ScratchFolder folder;
+            if (::chdir(folder.getPath().c_str()) != 0) return 1;
+            const LibraryStart library(start);
+            qzLog::msInstance->installFileHandlerUtf8("missing/log.txt");
+            qzLog::msInstance->flush();
+            return 0;
+        });
+        EXPECT_EQ(child.getEnd(), "exit 0");
+        EXPECT_THAT(takeMessages(child.out),
+                    ElementsAre("Fail to install log file handler to missing/log.txt error was : "
+                                "Fail to create log folder, Fail to initialize log file"));
+    }
+}
+
+TEST(LogFileReplacedTest, LosesNoEntryOfOtherThreads)
+{
+    constexpr int kLines = 2000;
+    const ScratchFolder folder;
+    const LibraryStart library(FullInit);
+    const ConsoleRecorder console;
+    const auto install = [&folder] {
+        qzLog::msInstance->installFileHandlerExUtf8(folder.getPath("log.txt"), 0, -1, -1,
+                                                    qzLog::RotateNever);
+    };
+    install();
+    std::atomic<bool> isOver = false;
+    std::thread writer([&isOver] {
+        for (int i = 0; i < kLines; ++i)
+            logInfo() << "line " << i;
+        isOver = true;
+    });
+    while (!isOver)
+        install();
+    writer.join();
+    qzLog::msInstance->flush();
+    const std::vector<std::string> messages = takeMessages(folder.read("log.txt"));
+    EXPECT_EQ(messages.size(), std::size_t(kLines));
+    EXPECT_EQ(messages.back(), "line " + std::to_string(kLines - 1));
 }
 
 }  // namespace qz

@@ -5,10 +5,12 @@
 #include <chrono>
 #include <iomanip>
 #include <iostream>
+#include <limits>
 #include <list>
 #include <locale>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -666,6 +668,46 @@ TEST(qzLogObjectEndTest, PassesAFailedAllocationOfItsMakingOn)
         support::failEachAllocation([&name] { logInfo(name.c_str(), name.c_str()); });
     EXPECT_EQ(failures, 4U) << "two strings and their texts";
     EXPECT_THAT(log.getEntries(), IsEmpty());
+}
+
+// --- Negative numbers in other bases
+
+namespace {
+
+template <typename Number>
+std::string stream(Number value)
+{
+    std::ostringstream text;
+    text << std::hex << value << ' ' << std::oct << value << ' ' << std::showbase << value << ' '
+         << std::dec << value;
+    return text.str();
+}
+
+template <typename Number>
+void report(Number value)
+{
+    logInfo() << std::hex << value << ' ' << std::oct << value << ' ' << std::showbase << value
+              << ' ' << std::dec << value;
+}
+
+}  // namespace
+
+TEST_F(qzLogObjectTest, ShowsNegativeNumbersInOtherBasesAsAStreamDoes)
+{
+    std::vector<std::string> expected;
+    const auto compare = [&expected](auto value) {
+        expected.push_back(stream(value));
+        report(value);
+    };
+    for (const int value : {-1, -2, 0, 1, 32767, -32768}) {
+        compare(static_cast<short>(value));
+        compare(value);
+        compare(static_cast<long>(value));
+        compare(static_cast<long long>(value));
+    }
+    compare(std::numeric_limits<int>::min());
+    compare(std::numeric_limits<long>::min());
+    EXPECT_EQ(mLog.getMessages(), expected);
 }
 
 }  // namespace qz

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include <qz/qzLog.h>
 #include <qz/qzMutex.h>
@@ -15,6 +17,27 @@ namespace qz {
 class qzLogTestPeer::Thread {
 public:
     explicit Thread(qzLog& log) : mThread(*log.mLogThread) {}
+
+    /// Where the fields begin that follow the base, in their order, counted from the first of them.
+    std::vector<std::ptrdiff_t> getOffsets() const
+    {
+        const auto place = [this](const auto& field) {
+            return reinterpret_cast<const char*>(&field) -
+                   reinterpret_cast<const char*>(&mThread.mOwnThreadId);
+        };
+        return {place(mThread.mOwnThreadId),   place(mThread.mShared),
+                place(mThread.mQueue),         place(mThread.mQueuedBytes),
+                place(mThread.mMutex),         place(mThread.mWorkAvailable),
+                place(mThread.mDrained),       place(mThread.mReconfigure),
+                place(mThread.mHasEntries),    place(mThread.mFlushRequested),
+                place(mThread.mStopRequested), place(mThread.mSpare)};
+    }
+    std::ptrdiff_t getOffsetOfFirst() const
+    {
+        return reinterpret_cast<const char*>(&mThread.mOwnThreadId) -
+               reinterpret_cast<const char*>(&mThread);
+    }
+    std::string getOwnThreadId() const { return look(mThread.mOwnThreadId); }
 
     static const qzLogThread* get(const qzLog& log) { return log.mLogThread.get(); }
 

@@ -111,6 +111,30 @@ protected:
     const qzLogTestPeer::Thread mThread{log()};
 };
 
+// --- The fields
+
+TEST_F(qzLogThreadTest, HasItsFieldsInTheirOrderAfterTheBase)
+{
+    constexpr std::ptrdiff_t kShared = sizeof(std::string);
+    constexpr std::ptrdiff_t kQueue = kShared + sizeof(qzLogParameters);
+    constexpr std::ptrdiff_t kMutex = kQueue + sizeof(std::list<Entry>) + sizeof(std::uint64_t);
+    constexpr std::ptrdiff_t kConditions = kMutex + sizeof(qzMutex);
+    constexpr std::ptrdiff_t kFlags = kConditions + 2 * sizeof(qzWaitCondition);
+    EXPECT_EQ(mThread.getOffsetOfFirst(), std::ptrdiff_t(sizeof(qzThread)));
+    EXPECT_THAT(mThread.getOffsets(),
+                ElementsAre(0, kShared, kQueue, kMutex - 8, kMutex, kConditions,
+                            kConditions + sizeof(qzWaitCondition), kFlags, kFlags + 1, kFlags + 2,
+                            kFlags + 3, kFlags + 8));
+    EXPECT_EQ(sizeof(qzLogThread), 1016U);
+}
+
+TEST_F(qzLogThreadTest, KnowsItsOwnId)
+{
+    log().flush();
+    EXPECT_THAT(mThread.getOwnThreadId(), ::testing::MatchesRegex("[0-9]+"));
+    EXPECT_NE(mThread.getOwnThreadId(), qzThread::CurrentThreadId());
+}
+
 // --- Writers
 
 TEST_F(qzLogThreadTest, HasAnEntryOutWhenASynchronousWriteReturns)
