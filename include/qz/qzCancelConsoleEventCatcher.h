@@ -5,27 +5,31 @@
 
 namespace qz {
 
-/// Makes the console's interrupt key and a polite kill into a request to stop: SIGINT and SIGTERM
-/// set a flag, and do nothing else for as long as the catcher exists.
+/// Turns the console's interrupt key and `kill` into a request to stop: while the catcher exists,
+/// SIGINT and SIGTERM only set a flag.
 ///
-/// There is one catcher in the process at most. Threads: create and delete on the main thread; ask
-/// from any.
+///     const auto* const catcher = qz::qzCancelConsoleEventCatcher::Create();
+///     while (!catcher->shouldCancel()) work();
+///     qz::qzCancelConsoleEventCatcher::Delete();
+///
+/// There is at most one catcher in the process. Threads: it must be created and deleted on the main
+/// thread; `shouldCancel` may be called from any.
 class QZ_API qzCancelConsoleEventCatcher : public qzCancelInterfaceReadOnly {
 public:
-    /// Makes the catcher, with nothing requested, unless there is one.
-    /// @return the catcher, owned by the library; on another thread than the main one, which is
-    ///     reported, a source that never cancels.
+    /// Makes the catcher, with the flag clear, unless there is one.
+    /// @return the catcher, owned by the library. On another thread than the main one it reports so
+    ///     and returns a source that never cancels.
     static qzCancelInterfaceReadOnly* Create();
-    /// Deletes the catcher, flushes the log, and gives the two signals their default action: ending
-    /// the process. Does nothing without a catcher; on another thread than the main one that is
-    /// all, and it is reported.
+    /// Deletes the catcher, flushes the log, and sets the two signals to their default action,
+    /// which ends the process. Does nothing without a catcher. On another thread than the main one
+    /// it only reports so.
     static void Delete();
-    /// The catcher; null when there is none.
+    /// The catcher; null if there is none.
     static qzCancelConsoleEventCatcher* Get();
 
     ~qzCancelConsoleEventCatcher() override;
 
-    /// True once one of the two signals has come.
+    /// Whether one of the two signals has come.
     bool shouldCancel() const override;
 
 private:

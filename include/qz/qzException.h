@@ -4,8 +4,7 @@
 
 namespace qz::exception {
 
-/// Tells whether the library's signal watcher is installed: from the end of a full start to the
-/// stop.
+/// Whether the library's signal watcher is installed: from the end of a full start to the stop.
 QZ_API bool IsSigWatcherRegistered();
 
 namespace impl {

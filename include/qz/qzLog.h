@@ -21,17 +21,21 @@ enum qzLogLevel : int {
 
 /// The one logger of the process. Reports are made with a `qzLogObject`.
 ///
-/// An entry goes to the console, to a log file, to a custom handler and, when it carries a tag, to
-/// the system log. Before the library's full start it is out when `Write` returns. After it a
-/// thread of the logger writes, in batches; the writers wait only when they ask for it, when
-/// somebody waits for all that is queued, or when more than 16 MiB are queued.
+/// An entry goes to the console, to a log file, to a custom handler and, if it has a tag, to the
+/// system log. Before the library's full start it is written when `Write` returns. After it a
+/// thread of the logger writes the entries in batches. A writer waits only if its entry is
+/// synchronous, if another thread waits for the queue, or if more than 16 MiB are queued.
 ///
-/// A setting takes effect behind the entries that were queued before it, so a setter may wait for
-/// these. In a child that is forked off a fully started process the entries are written on the
-/// caller's thread.
-/// Threads: before a full start one at a time; after it any, a custom handler included, in which no
-/// call waits. The level may be read and set from any thread and applies to reports that start
-/// later.
+/// A setting takes effect after the entries that were queued before it, so a setter may wait for
+/// them. In a child that is forked from a fully started process the entries are written on the
+/// caller's thread, and no report waits for a lock of the parent.
+///
+///     qz::initializeQzSystem(qz::FullInit);
+///     qz::qzLog::msInstance->installFileHandlerUtf8("/var/log/shop/shop.log");
+///     qz::logInfo() << "ready";
+///
+/// Threads: before a full start one at a time; after it any, and in a custom handler no call waits.
+/// The level may be read and set from any thread and applies to reports that start later.
 class QZ_API qzLog {
 public:
     /// How serious an entry is.
@@ -58,25 +62,26 @@ public:
         std::string message;       ///< The text, without a line end.
         std::string subType;       ///< A short channel name; empty for none.
         std::string systemLogTag;  ///< Title in the system log; empty for none.
-        std::string prefix;        ///< What stands ahead of the message on a line.
+        std::string prefix;        ///< What comes before the message on a line.
         std::string threadId;      ///< The writer's thread; empty when none was taken.
         long timeMs = 0;           ///< Milliseconds since the epoch at which the report began.
         int type = Unknown;        ///< An `EntryType`.
 
-        /// Builds `prefix` anew from the other fields, for example
+        /// Builds `prefix` from the other fields, for example
         /// "INFO(iodevice) PID 4711 TID 4712 Sat Nov 14 20:17:56+0000 2026 : ".
         /// @param withTime false leaves the local time out.
         void computeLogPrefix(bool withTime);
     };
 
     /// Receives each batch of entries after the other outlets, with `prefix` filled in. It may
-    /// change or empty the list. The second argument is that of `installCustomHandler`.
+    /// change or empty the list. The second argument is that of `installCustomHandler`. The handler
+    /// isn't entered again while it runs.
     using CustomHandler = void (*)(std::list<LogEntry>& batch, void* data);
 
     /// The logger; null before the library's start and after its stop.
     static qzLog* msInstance;
 
-    /// Makes the logger and opens the system log. Does nothing when there is one already.
+    /// Makes the logger and opens the system log. Does nothing if there is one already.
     /// @param threadSafe gives it its thread at once. See `makeThreadSafe`.
     static void createInstance(bool threadSafe);
     /// Deletes the logger, if there is one.
@@ -93,44 +98,47 @@ public:
     /// @throws std::system_error when the system gives no thread; the logger goes on without.
     void makeThreadSafe();
 
-    /// Sets what is shown. Any value that is not of `qzLogLevel` acts as `LogLevelNormal`.
+    /// Sets what is shown. A value that isn't in `qzLogLevel` acts as `LogLevelNormal`.
     void setLogLevel(qzLogLevel level);
-    /// Tells what is shown.
+    /// What is shown.
     qzLogLevel getLogLevel() const;
-    /// Tells whether reports of `type` are shown; always true for a value that is no type.
+    /// Whether reports of `type` are shown; always true for a value that is no type.
     bool isTypeEnabled(int type) const;
 
     /// Shows entries on standard output, or stops doing so. A new logger shows them.
     void setEchoToConsole(bool echo);
     /// Installs the custom handler, or removes it with null.
     ///
-    /// A handler doesn't replace another one: install null first.
-    /// @param handler called on the logger's thread, or the writer's when there is none.
-    /// @param data handed to the handler; not owned.
-    /// @return false when another handler stands; nothing changes then.
+    /// To replace a handler, install null first.
+    /// @param handler called on the logger's thread, or on the writer's if there is none.
+    /// @param data passed to the handler; not owned.
+    /// @return false if another handler is installed; nothing changes then.
     bool installCustomHandler(CustomHandler handler, void* data);
     /// Switches channels of DEBUG entries off or on; entries of other types are never switched off.
     ///
-    /// When that changes anything, the next DEBUG entry is preceded by one that lists all channels
-    /// that are off. With a logger's thread it comes again after each later change of a setting.
+    /// If that changes anything, the next DEBUG entry is preceded by one that lists all channels
+    /// that are off. With a logger's thread it is repeated after each later change of a setting.
     /// @param names without the white space around them; the empty name is one like any other.
     void setSubTypeEnabled(const std::vector<std::string>& names, bool enabled);
     /// The same with the names in one text, between any of the characters " /\,;|"; null does
     /// nothing.
     void setSubTypeEnabled(const char* names, bool enabled);
 
-    /// Writes entries to a file too, in UTF-8 behind a byte order mark, a line each. The same as
-    /// the long form without flags and rotation and with no other file kept: files beside it that
-    /// begin with its base name and have its extension are removed.
+    /// Writes entries to a file too, in UTF-8 after a byte order mark, one line each. The same as
+    /// the long form without flags and rotation, and with no other file kept: files of the folder
+    /// that begin with its base name and have its extension are removed.
     void installFileHandlerUtf8(const std::string& path);
     /// Writes entries to a file too, and begins a new file by size or by the calendar.
     ///
     /// The file in use is closed between batches, so it may be moved or removed: the next batch
-    /// begins it anew. Two rotations of one base name within a second replace each other. When the
-    /// file can't be made a CRITICAL entry says so, and entries go to the console.
-    /// @param path made absolute; empty only removes the present file handler.
-    /// @param flags the sum of: 1 to remove what the file held; 2 with 1 to keep that under a name
-    ///     with the present time in it; 4 to go on showing entries on the console, which otherwise
+    /// begins a new one. Two rotations of one base name within a second replace each other. If the
+    /// file can't be made, a CRITICAL entry reports so, and entries go to the console.
+    /// @param path made absolute; empty only removes the present file handler. A path that the
+    /// local
+    ///     character set can't represent can't be made.
+    /// @param flags the sum of: 1 to remove the previous file; 2 with 1 to rename it instead, with
+    /// the
+    ///     present time in its name; 4 to keep showing entries on the console, which otherwise
     ///     ends; 8 to make the file with the first entry only.
     /// @param maxSize bytes beyond which the next entry begins a new file and the old one gets a
     ///     name with the time in it; 0 or less for no limit.
@@ -141,18 +149,18 @@ public:
                                   TimeRotationInterval interval);
     /// Stops writing to a file.
     void removeFileHandler();
-    /// The absolute path that was asked for, without the calendar's part; empty for no file.
+    /// The absolute path that was requested, without the calendar's part; empty for no file.
     std::string getCurrentLogFileNameUtf8() const;
 
     /// Sends an entry to the outlets; its strings are empty afterwards.
-    /// @param synchronous wait until the entry is out.
+    /// @param synchronous wait until the entry is written.
     void Write(LogEntry& entry, bool synchronous);
-    /// Waits until all that was written before is out. In a custom handler it returns at once.
+    /// Waits until all entries before it are written. In a custom handler it returns at once.
     void flush();
 
-    /// The present local time as log lines show it.
+    /// The present local time in the form of log lines.
     static std::string GetTime();
-    /// Runs the outlets over a batch. For the library's own use.
+    /// Writes a batch to the outlets. For the library's own use.
     ///
     /// A DEBUG entry of a switched-off sub-type ends the whole batch: later entries are dropped,
     /// and the custom handler isn't called.

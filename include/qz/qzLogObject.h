@@ -33,6 +33,10 @@ inline constexpr bool isNumber = isAmong<T, short, unsigned short, int, unsigned
 /// Without a logger (before the library's start and after its stop) the line goes to standard
 /// output, or with a system-log tag to the system log and the standard error stream.
 ///
+///     qz::logWarning("network") << "no answer after " << 250 << " ms";
+///
+/// Reports keep `errno`.
+///
 /// The text follows the process's global C++ locale. The entry's time is that of construction. An
 /// exception while the report is handed over ends the process.
 /// Threads: an object belongs to the thread that made it.
@@ -40,7 +44,7 @@ class qzLogObject {
 public:
     /// Begins a report.
     /// @param type how serious it is; `qzLog::Unknown` switches the object off.
-    /// @param synchronous waits in the destructor until the entry is out.
+    /// @param synchronous waits in the destructor until the entry is written.
     explicit qzLogObject(qzLog::EntryType type, bool synchronous = false);
     /// Begins a report with a sub-type and a system-log tag; null for none.
     qzLogObject(qzLog::EntryType type, bool synchronous, const char* subType,
@@ -52,7 +56,7 @@ public:
 
     /// Names the channel of the report; null for none. Ignored by a switched-off report.
     qzLogObject& setSubType(const char* subType);
-    /// Sends the report to the system log too, under this title; null for not. Ignored by a
+    /// Sends the report to the system log too, with this title; null to not send it. Ignored by a
     /// switched-off report.
     qzLogObject& setSystemLogTag(const char* systemLogTag);
 

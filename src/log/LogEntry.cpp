@@ -32,8 +32,8 @@ std::string_view getTypeText(int type)
     }
 }
 
-// Writes the pieces behind each other. The text gets its size once: appending piece by piece took
-// half as long again for a whole prefix.
+// Concatenates the pieces. The text is resized once: appending piece by piece takes one and a half
+// times as long for a whole prefix.
 template <typename... Pieces>
 void join(std::string& text, const Pieces&... pieces)
 {

@@ -50,7 +50,7 @@ bool switchSubTypes(std::set<std::string>& blacklist, const std::vector<std::str
 
 std::string describeSubTypes(const std::set<std::string>& blacklist)
 {
-    // Each name in apostrophes with more of them between: readers of the notice know it so.
+    // Compatibility: the apostrophes between two names are doubled.
     std::string text = "log type blacklist : ";
     std::string_view between;
     for (const std::string& name : blacklist) {

@@ -8,7 +8,7 @@ namespace qz {
 struct WatchedSignal {
     const char* name;
     int number;
-    bool isFault;  // comes from what a thread itself does, so that it can't be put off
+    bool isFault;  // comes from what a thread itself does, so that it can't be blocked
 };
 
 /// In the order in which they are installed.

@@ -6,7 +6,7 @@
 
 namespace qz {
 
-/// The catcher of the console's interrupt keys; null when there is none.
+/// The catcher of the console's interrupt keys; null if there is none.
 extern std::unique_ptr<qzCancelConsoleEventCatcher> gConsoleCatcher;
 
 }  // namespace qz

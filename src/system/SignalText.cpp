@@ -15,7 +15,7 @@ struct CodeText {
     const char* text;
 };
 
-// The texts of two codes have a blank that readers of reports look for.
+// Compatibility: two of the texts have a blank before the bracket.
 constexpr CodeText kGenericCodes[] = {
     {0, " (SI_USER)"},     {-1, " (SI_QUEUE)"}, {-2, " (SI_TIMER)"},  {-3, " (SI_MESGQ )"},
     {-4, " (SI_ASYNCIO)"}, {-5, " (SI_SIGIO)"}, {-6, " (SI_TKILL )"}, {128, " (SI_KERNEL)"},

@@ -4,7 +4,7 @@
 
 namespace qz {
 
-/// What is done about a signal.
+/// How a signal is handled.
 struct SignalDecision {
     bool isFatal;     // ends in an exception
     bool wantsTrace;  // the report shows where it happened

@@ -24,8 +24,9 @@
 #include "log/SignalSafety.h"
 #include "log/WatchedSignals.h"
 
-// The handler does its work with ordinary calls, memory and locks included. That isn't safe in a
-// signal handler, and is meant so: a report of a crash is worth the risk.
+// The handler makes ordinary calls, which use memory and locks. That isn't safe in a signal
+// handler, and is intended: a report of a crash is worth the risk. log/SignalSafety.h lists what
+// may happen.
 
 namespace qz {
 
@@ -42,8 +43,8 @@ struct SignalRecord {
 
 std::unique_ptr<SignalRecord[]> gTable;
 
-// What stood ahead of the library's first installation, for a handler that outlives a stop, and for
-// the next start, which finds the library's own handler.
+// The actions before the library's first installation. The handler needs them after a stop, and so
+// does the next start, which finds the library's own handler.
 struct sigaction gFirstActions[kSignalCount];
 
 std::size_t getIndex(int signal)
@@ -54,8 +55,8 @@ std::size_t getIndex(int signal)
     return i;
 }
 
-// Without a log nothing can be reported. And a crash within a report would bring the next report,
-// and so on.
+// Without a log nothing can be reported. A fault within a report would cause the next report, and
+// so on.
 bool canReport(int signal)
 {
     if (qzLog::msInstance == nullptr) return false;
@@ -64,7 +65,7 @@ bool canReport(int signal)
            !log::SignalReport::IsRunning();
 }
 
-// Who sent the signal, and what it hit.
+// The sender of the signal, and the interrupted thread.
 void writeOrigin(std::ostream& out, const siginfo_t& info)
 {
     const unsigned long usedRam =
@@ -78,7 +79,7 @@ void writeOrigin(std::ostream& out, const siginfo_t& info)
         << "B, sent by UID " << info.si_uid;
 }
 
-// Part of the handler itself, so that the handler is the first frame: the one that is left out.
+// Inlined into the handler, so that the handler is the first frame, which is left out.
 [[gnu::always_inline]] inline void writeTrace(std::ostream& out)
 {
     void* frames[kMaxFrames];
@@ -99,7 +100,7 @@ void callOldHandler(const struct sigaction& old, int signal, siginfo_t* info, vo
     }
 }
 
-// A handler that calls this one, and a sanitizer's runtime, may have the signal blocked.
+// A handler that calls this one, or a sanitizer's runtime, may have blocked the signal.
 void raiseUnblocked(int signal)
 {
     sigset_t unblocked;
@@ -131,9 +132,9 @@ void passOn(int signal, siginfo_t* info, void* context)
     ::sigaction(signal, record != nullptr ? &record->installed : &present, nullptr);
 }
 
-// A call of an address without code faults at that address, whose frame nobody can name. Back in
-// the call the thread has a stack again that can be shown, and unwound to its guard.
-void takeBackBadCall(const siginfo_t& info, void* context)
+// A call of an address without code faults at that address, from which no stack can be unwound.
+// This rewinds the thread to the call, so that its stack can be shown, and unwound to its guard.
+void rewindBadCall(const siginfo_t& info, void* context)
 {
     const bool isFault = info.si_code == SEGV_MAPERR || info.si_code == SEGV_ACCERR;
     auto& registers = static_cast<ucontext_t*>(context)->uc_mcontext.gregs;
@@ -144,7 +145,7 @@ void takeBackBadCall(const siginfo_t& info, void* context)
     registers[REG_RSP] += static_cast<greg_t>(sizeof *stack);
 }
 
-// Returns the text without the trace. Part of the handler itself, see writeTrace.
+// Returns the text without the trace. Inlined into the handler, see writeTrace.
 [[gnu::always_inline]] inline std::string report(int signal, const siginfo_t& info,
                                                  const SignalDecision& decision)
 {
@@ -167,7 +168,7 @@ void handleSignal(int signal, siginfo_t* info, void* context)
 {
     const int interruptedErrno = errno;
     if (canReport(signal)) {
-        if (signal == SIGSEGV) takeBackBadCall(*info, context);
+        if (signal == SIGSEGV) rewindBadCall(*info, context);
         const SignalDecision decision = decideAboutSignal(signal);
         const std::string shortText = report(signal, *info, decision);
         if (decision.isFatal) {
@@ -185,7 +186,7 @@ struct sigaction makeAction(int signal)
     struct sigaction action = {};
     ::sigemptyset(&action.sa_mask);
     if (signal == SIGPIPE) {
-        action.sa_handler = SIG_IGN;  // the write that broke the pipe tells
+        action.sa_handler = SIG_IGN;  // the write that breaks the pipe fails instead
         return action;
     }
     action.sa_sigaction = &handleSignal;
@@ -215,7 +216,7 @@ void install(std::size_t index, SignalRecord& record)
     }
 }
 
-// The first call of `backtrace` loads a library, which a handler had better not do.
+// The first call of `backtrace` loads a library, which isn't safe in a handler.
 void loadTraceSupport()
 {
     void* frame = nullptr;

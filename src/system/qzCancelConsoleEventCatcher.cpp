@@ -42,7 +42,7 @@ void setHandlers(void (*handler)(int))
     }
 }
 
-// Says so in the log when it is another one.
+// Reports a call on another thread.
 bool isMainThread(const char* complaint)
 {
     if (qzThread::CurrentThreadId() == gLoadingThreadId) return true;
