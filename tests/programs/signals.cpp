@@ -34,6 +34,7 @@
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -93,9 +94,14 @@ void __syslog_chk(int priority, int /*flag*/, const char* format, ...)
 
 // What a forked child calls in their stead, with a datagram "<PRIORITY>TIME PROGRAM: TITLE : ...".
 ssize_t sendto(int /*descriptor*/, const void* data, size_t size, int /*flags*/,
-               const sockaddr* /*address*/, socklen_t /*addressSize*/)
+               const sockaddr* address, socklen_t /*addressSize*/)
 {
     const std::string datagram(static_cast<const char*>(data), size);
+    const std::string path = reinterpret_cast<const sockaddr_un*>(address)->sun_path;
+    tm time = {};
+    const char* const timeEnd =
+        ::strptime(datagram.c_str() + datagram.find('>') + 1, "%b %e %T", &time);
+    if (path != "/dev/log" || timeEnd == nullptr) return -1;
     const std::string text = datagram.substr(datagram.find(": ") + 2);
     std::cout << "[syslog " << std::stoi(datagram.substr(1)) % 8 << ' '
               << text.substr(0, text.find(" : ")) << ']' << std::endl;
