@@ -391,7 +391,9 @@ TEST_P(qzProcessStartSignal, DecidesHowAFailedStartReads)
     } else {
         EXPECT_EQ(result.getEnd(), "exit 0");
     }
-    EXPECT_EQ(result.err, action == OwnAction::Handled ? "handled" : "");
+    // A sanitizer may add words of its own at the exit.
+    const bool isHandled = result.err.find("handled") != std::string::npos;
+    EXPECT_EQ(isHandled, action == OwnAction::Handled) << result.err;
 }
 
 TEST(qzProcessSignals, LetsNoExceptionOfAHandlerLeaveTheChild)
