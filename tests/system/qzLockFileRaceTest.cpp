@@ -15,6 +15,7 @@
 #include <qz/qzLockFile.h>
 
 #include "support/LibraryStart.h"
+#include "support/OutputCapture.h"
 #include "support/ScratchFolder.h"
 
 namespace qz {
@@ -75,6 +76,7 @@ INSTANTIATE_TEST_SUITE_P(Files, qzLockFileRace, ::testing::Bool(),
 TEST_P(qzLockFileRace, NeverHasTwoHolders)
 {
     Race& race = makeRace();
+    support::flushStandardStreams();
     std::vector<pid_t> processes;
     for (int i = 0; i < kProcesses; ++i) {
         const pid_t pid = ::fork();
@@ -105,6 +107,7 @@ protected:
 TEST_F(qzLockFileSharedRace, NeverHasTwoExclusiveHolders)
 {
     Race& race = makeRace();
+    support::flushStandardStreams();
     std::vector<pid_t> processes;
     for (int i = 0; i < kProcesses; ++i) {
         const pid_t pid = ::fork();

@@ -365,6 +365,12 @@ INSTANTIATE_TEST_SUITE_P(Rows, qzProcessStartSignal,
 TEST_P(qzProcessStartSignal, DecidesHowAFailedStartReads)
 {
     const auto [type, action, isStoppedBefore] = GetParam();
+#ifdef __SANITIZE_ADDRESS__
+    // The sanitizer's allocator may be locked by another thread at the fork for good, and an `exit`
+    // of the child frees memory.
+    if (type == FullInit && action != OwnAction::Blocked)
+        GTEST_SKIP() << "the sanitizer does not survive the exit of a forked child";
+#endif
     const auto body = [&] {
         std::optional<support::LibraryStart> start(type);
         if (isStoppedBefore) {
@@ -391,7 +397,9 @@ TEST_P(qzProcessStartSignal, DecidesHowAFailedStartReads)
     } else {
         EXPECT_EQ(result.getEnd(), "exit 0");
     }
-    EXPECT_EQ(result.err, action == OwnAction::Handled ? "handled" : "");
+    // A sanitizer may add words of its own at the exit.
+    const bool isHandled = result.err.find("handled") != std::string::npos;
+    EXPECT_EQ(isHandled, action == OwnAction::Handled) << result.err;
 }
 
 TEST(qzProcessSignals, LetsNoExceptionOfAHandlerLeaveTheChild)

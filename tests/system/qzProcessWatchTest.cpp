@@ -26,7 +26,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// The runtimes of the sanitizers need descriptors of their own at the exit of a forked child.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool kIsSanitized = true;
 #else
@@ -128,6 +127,7 @@ TEST_F(qzProcessWatch, WaitsForTheWholeTimeoutThroughSignals)
 
 TEST_F(qzProcessWatch, WorksWithoutADescriptor)
 {
+    if (kIsSanitized) GTEST_SKIP() << "the sanitizer needs descriptors of its own";
     // The child inherits the limit, but none of these descriptors.
     const support::DescriptorLimit fewLeft(30);
     std::vector<int> taken;
@@ -142,9 +142,7 @@ TEST_F(qzProcessWatch, WorksWithoutADescriptor)
     EXPECT_TRUE(process.waitForFinished(kLongMs));
     // A slow machine may need longer than the time in which the failure is recognised.
     EXPECT_TRUE(process.hasFailedToStart() || process.exitCode() == 10);
-    if (!kIsSanitized) {
-        EXPECT_TRUE(qzProcess::StartDetachedUtf8("/bin/true", {}, "", false));
-    }
+    EXPECT_TRUE(qzProcess::StartDetachedUtf8("/bin/true", {}, "", false));
     for (const int descriptor : taken)
         ::close(descriptor);
 }
