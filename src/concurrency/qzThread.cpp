@@ -4,6 +4,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <optional>
 #include <sstream>
 #include <string_view>
 #include <thread>
@@ -18,6 +19,7 @@
 
 #include "EarlyConstruction.h"
 #include "frame/base/Relaxed.h"
+#include "frame/base/ScopedSignalBlock.h"
 
 namespace qz {
 
@@ -27,6 +29,8 @@ struct qzThread::Cell {
     std::atomic<std::thread::id> id = {};
     // Of the process that the thread is in.
     std::atomic<long> processId = qzSystemUtils::GetCurrentProcessID();
+    // The mask that it would have if no signals were blocked for it.
+    std::optional<sigset_t> maskWithoutBlock;
 };
 
 namespace {
@@ -71,6 +75,14 @@ void qzThread::startThread(const char* name)
     mThread->thread = thread.release();
 
     describe(name);
+}
+
+void qzThread::startThreadWithSignalsBlocked(const char* name)
+{
+    const ScopedSignalBlock signals;
+    if (isInherited()) forgetInherited();
+    if (mThread->thread == nullptr) mThread->maskWithoutBlock = signals.getMaskBefore();
+    startThread(name);
 }
 
 // The thread runs already: an exception here would let its object be destroyed under it, so a
@@ -167,6 +179,8 @@ void qzThread::usleep(unsigned long microseconds)
 void qzThread::Run(qzThread* thread)
 {
     thread->mThread->id = std::this_thread::get_id();
+    if (const auto& mask = thread->mThread->maskWithoutBlock)
+        ScopedSignalBlock::SetInheritedMask(*mask);
     try {
         exception::impl::ExecGuardedCode(&qzThread::RunImpl, thread);
     } catch (const abi::__forced_unwind&) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <signal.h>
+#include "frame/base/ScopedSignalBlock.h"
 
 // Who may be interrupted by a watched signal, and what happens then.
 //
@@ -35,42 +35,6 @@
 // The last row is accepted: a report of a crash is worth the risk.
 
 namespace qz::log {
-
-/// Sets the calling thread's signal mask. A signal that was pending is handled within the call, and
-/// the handlers of some signals throw.
-void setSignalMask(const sigset_t& mask);
-
-/// Blocks the asynchronous watched signals on the calling thread.
-class ScopedSignalBlock {
-public:
-    enum When { Now, Later };
-
-    explicit ScopedSignalBlock(When when = Now)
-    {
-        if (when == Now) block();
-    }
-    /// Restores the mask. A signal that came meanwhile is handled here, and may be thrown.
-    ~ScopedSignalBlock() noexcept(false);
-    ScopedSignalBlock(const ScopedSignalBlock&) = delete;
-    ScopedSignalBlock& operator=(const ScopedSignalBlock&) = delete;
-
-    /// Blocks the signals, unless this object has done so. A thread that is started meanwhile
-    /// inherits the mask for its whole life.
-    void block();
-
-    /// The mask of the calling thread before its outermost block; null if there is no block.
-    static const sigset_t* GetOutermostMask();
-    /// Makes the calling thread, which was started within a block of another thread, know the mask
-    /// that it would have without that block.
-    static void SetInheritedMask(const sigset_t& mask);
-
-    const sigset_t& getMaskBefore() const { return mBefore; }
-
-private:
-    bool mHasBlocked = false;
-    bool mIsOutermost = false;
-    sigset_t mBefore;
-};
 
 /// Marks the calling thread as one that reports a signal.
 class SignalReport {

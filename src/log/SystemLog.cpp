@@ -81,7 +81,7 @@ void qzLog::WriteToSystemLog(const LogEntry& entry, bool echoToStdErr)
         sendFromForkedChild(getPriority(entry.type), text);
         return;
     }
-    const log::ScopedSignalBlock signals;  // the report of a signal may come here as well
+    const ScopedSignalBlock signals;  // the report of a signal may come here as well
     ::syslog(getPriority(entry.type), "%s", text.c_str());
 }
 

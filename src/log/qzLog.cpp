@@ -59,7 +59,7 @@ public:
     }
 
 private:
-    log::ScopedSignalBlock mSignals{log::ScopedSignalBlock::Later};  // ends after the lock
+    ScopedSignalBlock mSignals{ScopedSignalBlock::Later};  // ends after the lock
     std::unique_lock<std::recursive_mutex> mLock;
     bool mIsOutermost = true;
 };
@@ -258,9 +258,6 @@ void qzLog::ResumeChild()
     if (!isForkedChild()) return;
     // The child can't unlock it, since its owner is identified by the parent's thread id.
     new (&gChildMutex) std::recursive_mutex;
-    // A program that a custom handler starts must not inherit blocked signals.
-    if (const sigset_t* const mask = log::ScopedSignalBlock::GetOutermostMask())
-        log::setSignalMask(*mask);
     qzLogThread* const thread = std::exchange(gThreadAtFork, nullptr);
     if (thread != nullptr) thread->resumeChild(*msInstance->mParameters);
 }

@@ -95,7 +95,7 @@ public:
 private:
     explicit Lock(qzMutex* mutex) : mMutex(*mutex) {}
 
-    log::ScopedSignalBlock mSignals{log::ScopedSignalBlock::Later};  // ends after the lock
+    ScopedSignalBlock mSignals{ScopedSignalBlock::Later};  // ends after the lock
     qzMutex& mMutex;
     bool mIsHeld = false;
 };
@@ -120,9 +120,7 @@ qzLogThread::~qzLogThread()
 
 void qzLogThread::start()
 {
-    const log::ScopedSignalBlock signals;
-    mInheritedMask = signals.getMaskBefore();
-    startThread(nullptr);
+    startThreadWithSignalsBlocked(nullptr);
 }
 
 // --- The writers' side
@@ -258,7 +256,6 @@ void qzLogThread::resumeChild(qzLogParameters& parameters)
 void qzLogThread::run()
 {
     tOwnLogThread = this;
-    log::ScopedSignalBlock::SetInheritedMask(mInheritedMask);
     Lock lock(mMutex);
     mOwnThreadId = CurrentThreadId();
     while (true) {

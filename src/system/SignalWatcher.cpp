@@ -150,7 +150,7 @@ void rewindBadCall(const siginfo_t& info, void* context)
                                                  const SignalDecision& decision)
 {
     // In this order, so that the next signal finds this report ended.
-    const log::ScopedSignalBlock signals;
+    const ScopedSignalBlock signals;
     const log::SignalReport running;
     std::ostringstream text;
     writeSignal(text, signal);
@@ -173,7 +173,7 @@ void handleSignal(int signal, siginfo_t* info, void* context)
         const std::string shortText = report(signal, *info, decision);
         if (decision.isFatal) {
             // A handler that has called this one may have blocked signals, and doesn't return.
-            log::setSignalMask(static_cast<ucontext_t*>(context)->uc_sigmask);
+            setSignalMask(static_cast<ucontext_t*>(context)->uc_sigmask);
             throw std::runtime_error(shortText);
         }
     }

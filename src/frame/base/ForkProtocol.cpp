@@ -5,6 +5,7 @@
 #include <pthread.h>
 
 #include "Relaxed.h"
+#include "ScopedSignalBlock.h"
 
 namespace qz {
 
@@ -37,6 +38,11 @@ void resumeChild()
 {
     // A child of a marked child is marked as well.
     if (relaxedLoad(gIsFullyStarted)) relaxedStore(gIsForkedChild, true);
+    // A program that one of the library's own threads starts must not inherit blocked signals.
+    if (isForkedChild()) {
+        if (const sigset_t* const mask = ScopedSignalBlock::GetOutermostMask())
+            setSignalMask(*mask);
+    }
     for (auto it = gParticipants.rbegin(); it != gParticipants.rend(); ++it) {
         call(it->resumeChild);
     }
