@@ -79,6 +79,13 @@ public:
     /// What the guard runs: the body of the `qzThread` at `thread`. For the library's use.
     static void RunImpl(void* thread);
 
+protected:
+    /// Lets the system's thread go, if it is the calling one: nobody can wait for it any more. For
+    /// destructors that may run on the object's own thread, as those of static objects do when that
+    /// thread ends the process.
+    /// @return whether it was the calling thread.
+    bool releaseOwnThread();
+
 private:
     friend class qzThreadTestPeer;
     struct Cell;
