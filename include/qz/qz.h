@@ -5,6 +5,7 @@
 
 #include <qz/AsciiTableBuilder.h>
 #include <qz/ConcurrentPool.h>
+#include <qz/MemoryWatchDog.h>
 #include <qz/MimeTypeInfo.h>
 #include <qz/SoftwareVersionInfoForStream.h>
 #include <qz/Stamp.h>
@@ -41,6 +42,7 @@
 #include <qz/qzMathUtils.h>
 #include <qz/qzMutex.h>
 #include <qz/qzNamedPipe.h>
+#include <qz/qzPowerStatus.h>
 #include <qz/qzProcess.h>
 #include <qz/qzProgressNotifier.h>
 #include <qz/qzRandomUtils.h>

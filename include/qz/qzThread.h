@@ -94,6 +94,17 @@ public:
     /// Calls `run` of the `qzThread` at `thread`. For the library's own use.
     static void RunImpl(void* thread);
 
+protected:
+    /// Starts the thread as `startThread` does, with the signals blocked that the library watches
+    /// and that come from outside, such as SIGINT. They reach the other threads of the process.
+    /// @throws std::system_error as `startThread` does.
+    void startThreadWithSignalsBlocked(const char* name);
+    /// Lets the system's thread go, if it is the calling one: nobody can wait for it any more. For
+    /// destructors that may run on the object's own thread, as those of static objects do when that
+    /// thread ends the process.
+    /// @return whether it was the calling thread.
+    bool releaseOwnThread();
+
 private:
     friend class qzThreadTestPeer;
     struct Cell;

@@ -47,7 +47,7 @@ void ConcurrentPool::SolverBase::addResource(std::unique_ptr<SolverResource> res
 // All fields are guarded by the pool's mutex once the thread runs.
 class ConcurrentPool::Worker final : public qzThread {
 public:
-    explicit Worker(ConcurrentPool& pool) : mPool(&pool) { startThread(nullptr); }
+    explicit Worker(ConcurrentPool& pool) : mPool(&pool) { startThreadWithSignalsBlocked(nullptr); }
     ~Worker() override { waitThread(msNoLimit); }
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;

@@ -131,6 +131,14 @@ bool qzThread::isRunning() const
     return relaxedLoad(mRunning) && !isInherited();
 }
 
+bool qzThread::releaseOwnThread()
+{
+    if (mThread->id.load() != std::this_thread::get_id() || isInherited()) return false;
+    const std::unique_ptr<std::thread> thread(mThread->thread.exchange(nullptr));
+    if (thread != nullptr) thread->detach();
+    return true;
+}
+
 // True in a forked child for a thread that the parent had started: it counts as ended there.
 bool qzThread::isInherited() const
 {

@@ -14,7 +14,7 @@ constexpr unsigned int kMsInSecond = 1000;
 qzThreadPeriodicalUpdater::qzThreadPeriodicalUpdater(unsigned int periodSeconds)
     : mPeriodMs(std::max(periodSeconds, kShortestPeriodSeconds) * kMsInSecond)
 {
-    startThread(nullptr);
+    startThreadWithSignalsBlocked(nullptr);
 }
 
 qzThreadPeriodicalUpdater::~qzThreadPeriodicalUpdater()

@@ -9,8 +9,8 @@
 #include "FolderLevel.h"
 #include "PathText.h"
 #include "frame/base/ErrnoPreserver.h"
-#include "text/LocalPath.h"
 #include "text/Characters.h"
+#include "text/LocalPath.h"
 
 namespace qz {
 

@@ -5,8 +5,6 @@
 #include <list>
 #include <string>
 
-#include <signal.h>
-
 #include <qz/qzLog.h>
 #include <qz/qzMutex.h>
 #include <qz/qzThread.h>
@@ -97,7 +95,6 @@ private:
     std::size_t mLastBatchSize = 0;
     qzLogParameters mWorking;
     log::LogFolderLock mFolderLock;
-    sigset_t mInheritedMask = {};  // of the thread that started it; written before the start
 };
 
 }  // namespace qz

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "log/WatchedSignals.h"
+#include "frame/base/WatchedSignals.h"
 
 namespace qz {
 

@@ -21,8 +21,8 @@
 
 #include "SignalText.h"
 #include "frame/base/FreeMemory.h"
+#include "frame/base/WatchedSignals.h"
 #include "log/SignalSafety.h"
-#include "log/WatchedSignals.h"
 
 // The handler makes ordinary calls, which use memory and locks. That isn't safe in a signal
 // handler, and is intended: a report of a crash is worth the risk. log/SignalSafety.h lists what

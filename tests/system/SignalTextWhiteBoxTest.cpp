@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "log/WatchedSignals.h"
+#include "frame/base/WatchedSignals.h"
 #include "system/SignalText.h"
 
 namespace qz {

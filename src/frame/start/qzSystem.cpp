@@ -51,8 +51,8 @@ void startFull(bool probeMainDisk)
     relaxedStore(gFullInitProcessId, qzSystemUtils::GetCurrentProcessID());
     setFullyStarted(true);
     createResourceRegistry(/*withMutex=*/true);
-    // Without light steps, which are skipped after a stop without a start, there is neither a log nor
-    // a description of the machine.
+    // Without light steps, which are skipped after a stop without a start, there is neither a log
+    // nor a description of the machine.
     if (qzLog::msInstance != nullptr) qzLog::msInstance->makeThreadSafe();
     qzWaitCondition::FindBestImplementation();
     if (probeMainDisk) getMainHDDDevice();
