@@ -147,7 +147,7 @@ private:
     QZ_LOCAL void goToNextChunk();
     QZ_LOCAL unsigned long writeOverChunks(const char* src, unsigned long size);
     QZ_LOCAL unsigned long readOverChunks(char* dst, unsigned long size);
-    QZ_LOCAL unsigned long getSize() const;
+    QZ_LOCAL unsigned long countBytesBefore(std::list<Chunk>::const_iterator end) const;
     QZ_LOCAL unsigned long refuse(const char* failure);
     QZ_LOCAL bool refuseSeek(const char* reason);
     QZ_LOCAL bool moveTo(unsigned long position);

@@ -9,9 +9,9 @@ namespace qz {
 
 /// Puts a filter that can only be read, such as a decoder, into a chain that is written.
 ///
-/// What is written to the modifier waits in a buffer of pending bytes. The filter reads these bytes
-/// from the modifier, and what it delivers is written to the modifier's delegate. The filter runs
-/// on the writer's thread, inside `writeBytes` and `endDelegation`:
+/// What is written to the modifier is kept in a buffer of pending bytes. The filter reads these
+/// bytes from the modifier, and what it delivers is written to the modifier's delegate. The filter
+/// runs on the writer's thread, inside `writeBytes` and `endDelegation`:
 /// @code
 /// Decoder decoder;  // derived from qzIoDeviceDelegable; its readBytes reads from its delegate
 /// qzIoDeviceWriteStreamModifier modifier(&decoder);
@@ -29,8 +29,8 @@ namespace qz {
 class QZ_API qzIoDeviceWriteStreamModifier : public qzIoDeviceDelegable {
 public:
     /// Makes an idle modifier. This takes 6 MiB of memory.
-    /// @param filter the filter to read from; not owned. It must support reading, and must live as
-    ///     long as the modifier is used. A null filter fails as one that refuses to begin.
+    /// @param filter the filter to read from; not owned. It must support reading, and must exist
+    ///     as long as the modifier is used. A null filter fails as one that refuses to begin.
     explicit qzIoDeviceWriteStreamModifier(qzIoDeviceDelegable* filter);
     /// Frees the buffers. A delegation that is still running ends without the filter's knowledge.
     ~qzIoDeviceWriteStreamModifier() override;

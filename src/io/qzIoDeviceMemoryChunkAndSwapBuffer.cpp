@@ -185,22 +185,19 @@ unsigned long qzIoDeviceMemoryChunkAndSwapBuffer::getMemoryFootPrint() const
     return total;
 }
 
-// The sum up to the current chunk is known, so that appending to a million chunks doesn't count
-// them each time.
 unsigned long qzIoDeviceMemoryChunkAndSwapBuffer::getUsedByteCount() const
 {
-    unsigned long total = mCurrentBase;
-    for (std::list<Chunk>::const_iterator it = mCurrent; it != mChunks.end(); ++it) {
-        total += it->size();
-    }
-    return total;
+    return countBytesBefore(mChunks.end());
 }
 
-unsigned long qzIoDeviceMemoryChunkAndSwapBuffer::getSize() const
+// The sum before the current chunk is known, so that appending to a million chunks doesn't count
+// them each time.
+unsigned long qzIoDeviceMemoryChunkAndSwapBuffer::countBytesBefore(
+    std::list<Chunk>::const_iterator end) const
 {
-    unsigned long total = mCurrentBase + mCurrent->size();
-    for (std::list<Chunk>::const_iterator it = mCurrent; it != mLast;) {
-        total += (++it)->size();
+    unsigned long total = mCurrentBase;
+    for (std::list<Chunk>::const_iterator it = mCurrent; it != end; ++it) {
+        total += it->size();
     }
     return total;
 }
@@ -226,7 +223,7 @@ bool qzIoDeviceMemoryChunkAndSwapBuffer::seek(long offset, SeekStart start)
         case SeekFromEnd: {
             // Compatibility: the words are known, although it is the positive offset that fails.
             if (offset > 0) return refuseSeek("Fail to seek with a negative offset from end");
-            const unsigned long size = getSize();
+            const unsigned long size = countBytesBefore(std::next(mLast));
             if (getMagnitude(offset) > size) return refuseSeek("Try to reverse seek past begin");
             return moveTo(size - getMagnitude(offset));
         }

@@ -115,6 +115,9 @@ TEST_F(qzIoDeviceMemoryChunkAndSwapBufferTest, RaisesABudgetBelowTheFirstChunk)
 {
     Buffer buffer(mFolder.getPath("swap"), 50, 10, 20);
     EXPECT_EQ(buffer.getMemoryFootPrint(), 50U);
+    buffer.addNewChunk(100);
+    EXPECT_THAT(Peer::getCapacities(buffer), ElementsAre(50, 50));
+    buffer.clearDevice(Buffer::ClearFreeChunks);
     EXPECT_EQ(write(buffer, std::string(50, 'm')), 50U);
     EXPECT_EQ(countFiles(), 0U);
     EXPECT_EQ(write(buffer, "s"), 1U);
