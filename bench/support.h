@@ -1,7 +1,7 @@
 #pragma once
 
 /// @file
-/// What the benchmark programs share: rows with their contenders, checks ahead of the timing, and
+/// What the benchmark programs share: rows with their contenders, checks before the timing, and
 /// a barrier for the optimiser.
 
 #include <benchmark/benchmark.h>

@@ -25,7 +25,7 @@ Guessed makeGuessedCell(const std::string& token)
     return guess(token.data(), token.data() + token.size());
 }
 
-// A line, with those behind it as long as quotes are open.
+// A line, with those after it as long as quotes are open.
 bool getRecord(std::istream& stream, std::string& record)
 {
     if (!std::getline(stream, record)) return false;

@@ -26,7 +26,7 @@ QVariant makeGuessedCell(QString&& text)
     return std::move(text);
 }
 
-// The cells of a line, with those behind it as long as quotes are open.
+// The cells of a line, with those after it as long as quotes are open.
 template <typename Cell, Cell (*MakeCell)(QString&&)>
 QList<Cell> readRow(QTextStream& stream, QString& line)
 {

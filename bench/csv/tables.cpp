@@ -96,7 +96,7 @@ void appendCell(std::string& text, const std::string& cell)
     text += '"';
 }
 
-// The table as it stands in a file, each row with a line feed behind it.
+// The table as it stands in a file, each row with a line feed after it.
 const std::string& getTableText()
 {
     static const std::string text = [] {

@@ -28,7 +28,7 @@ void writeTables(std::size_t count, const std::string& path);
 /// A file of 100 MB, written when it is first asked for.
 const std::string& getTablesPath();
 
-/// How many rows a reader collects ahead of their use, so that none needs memory for the whole
+/// How many rows a reader collects before their use, so that none needs memory for the whole
 /// file.
 constexpr std::size_t kBatchSize = 1024;
 

@@ -12,7 +12,7 @@ struct Poco {
     static const std::string& toString(const std::string& text) { return text; }
 };
 
-// Its separators aren't here: it puts one ahead of numbers of whole groups, such as these.
+// Its separators aren't here: it puts one before numbers of whole groups, such as these.
 
 struct Padded : Poco {
     static std::string write(int number) { return ::Poco::NumberFormatter::format0(number, 8); }

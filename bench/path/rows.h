@@ -20,7 +20,7 @@ struct PathForms {
     std::string simple;     ///< The same, simplified.
     std::string folder;     ///< The path before the file name.
     std::string fileName;   ///< The last component.
-    std::string extension;  ///< Behind the last dot of the file name; empty for none.
+    std::string extension;  ///< After the last dot of the file name; empty for none.
     std::string relative;   ///< From `kRoot`; every third can be simplified.
     std::string missing;    ///< The same from there; every second with a tail that doesn't exist.
     std::string resolved;   ///< `missing`, absolute and without links.

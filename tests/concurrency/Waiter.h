@@ -22,7 +22,7 @@ inline bool isAsleep(long kernelId)
     std::ifstream file("/proc/self/task/" + std::to_string(kernelId) + "/stat");
     std::string text;
     std::getline(file, text);
-    return text.find(") S ") != std::string::npos;  // behind the name in parentheses
+    return text.find(") S ") != std::string::npos;  // after the name in parentheses
 }
 
 /// Runs a piece of work that may have to wait, on a thread of its own.

@@ -108,7 +108,7 @@ private:
     int mRuns = 0;
 };
 
-// The cell behind the first field holds the pointer to the thread.
+// The cell after the first field holds the pointer to the thread.
 std::thread*& editThread(const qzThread& thread)
 {
     return *readField<std::thread**>(&thread, 8);
@@ -143,7 +143,7 @@ TEST_F(qzThreadTest, IsNotWaitedForBeforeItsStart)
 TEST_F(qzThreadTest, RunsFromItsStartOn)
 {
     BusyThread thread;
-    EXPECT_TRUE(thread.isRunning()) << "ahead of the thread itself";
+    EXPECT_TRUE(thread.isRunning()) << "before the thread itself";
     EXPECT_FALSE(thread.isFinished());
     ASSERT_TRUE(thread.awaitInside());
     EXPECT_TRUE(thread.isRunning());
@@ -225,7 +225,7 @@ TEST_F(qzThreadTest, WaitsAtItsEnd)
             explicit LateThread(bool* hasRun) : mHasRun(hasRun) {}
             void run() override
             {
-                bool* const hasRun = mHasRun;  // the object is on its way out behind this
+                bool* const hasRun = mHasRun;  // the object is on its way out after this
                 mIsInside = true;
                 std::this_thread::sleep_for(std::chrono::milliseconds(20));
                 *hasRun = true;

@@ -405,7 +405,7 @@ TEST_F(qzWorkThreadTest, StopsWhileItSleeps)
 
 TEST_F(qzWorkThreadTest, StopsAtOnceWhereverItsThreadIs)
 {
-    // The stop meets the thread ahead of its first look, asleep, at a job and behind the last one.
+    // The stop meets the thread before its first look, asleep, at a job and after the last one.
     for (int i = 0; i < 200; ++i) {
         TestWorkThread thread;
         TestJob job;

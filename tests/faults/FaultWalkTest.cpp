@@ -214,7 +214,7 @@ const Scenario kScenarios[] = {
      "all done",
      {
          // A file that can't be looked at is taken for missing, and made anew.
-         {"stat", EIO, {"read ahead of the change: "}},
+         {"stat", EIO, {"read before the change: "}},
          {"open",
           EMFILE,
           {"open to write: " + kOpenError, "open to read: " + kOpenError,
@@ -222,7 +222,7 @@ const Scenario kScenarios[] = {
          {"read",
           EIO,
           {"small read: " + kReadError, "large read: " + kReadError, "load: " + kReadError,
-           "read ahead of the change: " + kReadError, "end: "},
+           "read before the change: " + kReadError, "end: "},
           {"look: " + kReadError}},
          {"write",
           ENOSPC,
@@ -358,7 +358,7 @@ const Scenario kScenarios[] = {
      "all passed",
      {
          {"open", EMFILE, {"begin to write: " + kOpenError, "begin to read: " + kOpenError}},
-         // The text of what failed behind them comes after those of the filters.
+         // The text of what failed after them comes after those of the filters.
          {"read", EIO, {"read: " + kReadError, "read: " + kTailError + ", " + kReadError}},
          {"write", ENOSPC, {"write: " + kWriteError, "write: " + kCopyError + ", " + kWriteError}},
          // A failed move of the place to read is no error in itself; what comes next is short.
@@ -638,7 +638,7 @@ std::map<std::string, std::optional<std::string>> makeEnvironment(const Scenario
     return {{"LOCPATH", QZ_TEST_LOCPATH},
             {"LC_ALL", scenario.locale},
             {"TZ", "UTC0"},
-            // It takes a library ahead of its own for a mistake.
+            // It takes a library before its own for a mistake.
             {"ASAN_OPTIONS", ahead + "verify_asan_link_order=0"}};
 }
 

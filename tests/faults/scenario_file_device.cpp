@@ -84,7 +84,7 @@ bool readFile(qzIoDeviceFileStream& device, Steps& steps)
 bool changeFile(qzIoDeviceFileStream& device, Steps& steps)
 {
     return steps.took("open to change", device.open(qzIoDevice::DataWayReadWrite, false)) &&
-           steps.took("read ahead of the change", read(device, "a ")) &&
+           steps.took("read before the change", read(device, "a ")) &&
            steps.took("seek to change", device.seek(2, qzIoDeviceFileStream::SeekFromBegin)) &&
            steps.took("change", write(device, "new")) &&
            steps.took("seek to look", device.seek(0, qzIoDeviceFileStream::SeekFromBegin)) &&

@@ -9,14 +9,14 @@ namespace qz {
 
 using Offsets = std::vector<std::ptrdiff_t>;
 
-/// How many bytes behind the start of an object one of its fields stands.
+/// How many bytes after the start of an object one of its fields stands.
 template <typename Object, typename Field>
 std::ptrdiff_t findOffset(const Object& object, const Field& field)
 {
     return reinterpret_cast<const char*>(&field) - reinterpret_cast<const char*>(&object);
 }
 
-/// The field that stands `offset` bytes behind the start of an object.
+/// The field that stands `offset` bytes after the start of an object.
 template <typename T>
 T readField(const void* object, std::size_t offset)
 {
@@ -25,8 +25,8 @@ T readField(const void* object, std::size_t offset)
     return value;
 }
 
-/// The code behind a number in the table of an object's virtual functions. Programs that were built
-/// earlier call by these numbers, so none may ever change.
+/// The code that a number selects in the table of an object's virtual functions. Programs that were
+/// built earlier call by these numbers, so none may ever change.
 inline void* getSlot(const void* object, int number)
 {
     return (*static_cast<void* const* const*>(object))[number];
@@ -40,7 +40,7 @@ Result callSlot(void* object, int number, Arguments... arguments)
     return reinterpret_cast<Function>(getSlot(object, number))(object, arguments...);
 }
 
-/// Whether an object is destroyed and freed by the function behind a number.
+/// Whether an object is destroyed and freed by the function that a number selects.
 template <typename Base, typename... Arguments>
 bool isEndedBySlot(int number, Arguments... arguments)
 {

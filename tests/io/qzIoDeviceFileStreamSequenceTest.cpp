@@ -96,7 +96,7 @@ TEST_P(qzIoDeviceFileStreamSequence, ReadsAndOverwritesAsBytesInMemoryDo)
                 got.resize(device.readBytes(got.data(), size));
                 ASSERT_EQ(got, bytes.substr(position, size)) << context;
                 position += got.size();
-                // A read that met the end wants a seek ahead of a write.
+                // A read that met the end wants a seek before a write.
                 if (got.size() < size) device.seek(0, qzIoDeviceFileStream::SeekFromCurrent);
                 break;
             }

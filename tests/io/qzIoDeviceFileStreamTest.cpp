@@ -198,7 +198,7 @@ TEST_F(qzIoDeviceFileStreamTest, FailsAWriteAfterAReadThatGaveNothing)
     read(10);
     EXPECT_EQ(write("de"), 0U);
     EXPECT_EQ(error(), "std sub stream fail bit is set after a write");
-    EXPECT_EQ(mDevice.getCurrentPos(), 5) << "the position moves ahead of the look at the state";
+    EXPECT_EQ(mDevice.getCurrentPos(), 5) << "the position moves before the look at the state";
 }
 
 TEST_F(qzIoDeviceFileStreamTest, WritesAgainAfterASeekFromWhereAReadGaveNothing)

@@ -23,7 +23,7 @@ public:
     GatedHandler(const GatedHandler&) = delete;
     GatedHandler& operator=(const GatedHandler&) = delete;
 
-    /// Holds the log thread behind an entry "held", which is out already.
+    /// Holds the log thread after an entry "held", which is out already.
     void hold()
     {
         qzLog::msInstance->flush();  // what makes writers wait is over then

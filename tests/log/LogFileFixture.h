@@ -47,7 +47,7 @@ protected:
         std::sort(names.begin(), names.end());
         return names;
     }
-    /// What a file holds: its messages, joined by ';', behind "BOM " where there is a mark.
+    /// What a file holds: its messages, joined by ';', after "BOM " where there is a mark.
     std::string show(const std::string& name) const { return showLogFile(mFolder.read(name)); }
     /// The messages on the console.
     std::string showConsole() const { return showLogFile(mConsole.getText()); }

@@ -188,7 +188,7 @@ TEST(LogRotationBatch, ComesWithinABatchToo)
     std::vector<std::string> names;
     qzDirUtils::GlobFileAndFolderUtf8(folder.getPath(), nullptr, &names, nullptr,
                                       qzDirUtils::GlobBareNames);
-    // "log.txt" comes ahead of those with a time, and holds what came last.
+    // "log.txt" comes before those with a time, and holds what came last.
     std::sort(names.begin(), names.end());
     std::rotate(names.begin(), names.begin() + 1, names.end());
     EXPECT_GE(names.size(), 10U);

@@ -235,7 +235,7 @@ constexpr NameRow kNameRows[] = {
     {"Utf8", "\xC3\xA9.\xC3\xBC", "\xC3\xA9@\\.\xC3\xBC"},
 };
 
-// Ahead of the library's start, since a thread learns the character set once.
+// Before the library's start, since a thread learns the character set once.
 struct Utf8Environment {
     const support::EnvironmentLocale locale{"C.UTF-8"};
 };
@@ -362,7 +362,7 @@ TEST_P(LogFileTest, IsInstalledOnceByEachCall)
         write("line");
         EXPECT_EQ(show("log.txt"), "BOM line") << text;
     }
-    // None of them is left out for the one behind it.
+    // None of them is left out for the one after it.
     for (int i = 0; i < 20; ++i)
         log().installFileHandlerExUtf8(mFolder.getPath(std::to_string(i)), 0, -1, -1,
                                        qzLog::RotateNever);

@@ -8,7 +8,7 @@ namespace qz {
 
 inline const std::string kByteOrderMark = "\xEF\xBB\xBF";
 
-/// The messages of whole lines. One that is no line of a log is shown as it is, behind "?".
+/// The messages of whole lines. One that is no line of a log is shown as it is, after "?".
 inline std::vector<std::string> takeMessages(const std::string& text)
 {
     std::vector<std::string> messages;
@@ -23,7 +23,7 @@ inline std::vector<std::string> takeMessages(const std::string& text)
     return messages;
 }
 
-/// The messages of a log file, joined by ';', behind "BOM " where it has a byte order mark.
+/// The messages of a log file, joined by ';', after "BOM " where it has a byte order mark.
 inline std::string showLogFile(const std::string& content)
 {
     const bool hasMark = content.compare(0, 3, kByteOrderMark) == 0;

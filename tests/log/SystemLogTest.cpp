@@ -34,7 +34,7 @@ ChildResult runSteps(const Run& run)
          .environment = {{"LOCPATH", QZ_TEST_LOCPATH}, {"LC_ALL", run.locale}, {"TZ", run.zone}}});
 }
 
-// What the steps print, behind the opening of the log.
+// What the steps print, after the opening of the log.
 std::string print(std::vector<std::string> steps, const std::string& locale = "C.UTF-8")
 {
     steps.insert(steps.begin(), "start");

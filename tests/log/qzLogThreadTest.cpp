@@ -692,7 +692,7 @@ TEST(qzLogThreadMemoryTest, HoldsWritersBackWhileTheLogThreadIsHeld)
             }
         });
     }
-    // 128 of these are 16 MiB: the next one waits, and with it whoever comes behind it.
+    // 128 of these are 16 MiB: the next one waits, and with it whoever comes after it.
     ASSERT_TRUE(waitUntil([&] { return written == 128; }));
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
     EXPECT_EQ(written, 128);

@@ -541,7 +541,7 @@ TEST(qzLogThreadStopTest, LetsWaitingWritersGo)
     writers.push_back(std::make_unique<Call>([] { qzLog::msInstance->flush(); }));
     ASSERT_TRUE(waitUntil([&] { return thread->getWaiting() == 8; }));
     const Call open([&] {
-        // The stop wakes them, ahead of the end of the batch.
+        // The stop wakes them, before the end of the batch.
         for (const auto& writer : writers)
             EXPECT_TRUE(writer->awaitReturn());
         handler.release();

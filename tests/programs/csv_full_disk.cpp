@@ -135,7 +135,7 @@ int main(int argumentCount, char** arguments)
     if (!writeFile(ballast.c_str(), std::string(kBallastSize, 'b'))) return 1;
 
     auto table = std::make_unique<Table>(folder);
-    std::cout << "rows flushed ahead of the full disk: " << describe(table->writeRows());
+    std::cout << "rows flushed before the full disk: " << describe(table->writeRows());
     std::cout << "rows flushed onto the full disk: " << describe(table->writeRows());
     std::filesystem::remove(ballast);
     table->beginFile();

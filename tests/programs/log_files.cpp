@@ -7,7 +7,7 @@
 //   remove
 //   write|TEXT                                 an entry; it is out when the step ends, unless held
 //   fill|COUNT                                 an entry of that many "x"
-//   hold | release                             the log thread, behind an entry "held": what is
+//   hold | release                             the log thread, after an entry "held": what is
 //                                              written between the two is one batch
 //   clock|SECONDS
 //   tick|SECONDS                               advances the clock

@@ -16,7 +16,7 @@
 //   zone|TZ                               sets the zone
 //   surprise|TZ                           sets the zone in the midst of the next line's making
 //   entry|TYPE|TAG|PREFIX|MESSAGE|ECHO    a direct call of the way to the system log
-//   nul|TYPE|TAG|PREFIX|MESSAGE|REST      the same, with a NUL and the rest behind the message
+//   nul|TYPE|TAG|PREFIX|MESSAGE|REST      the same, with a NUL and the rest after the message
 
 #include <dlfcn.h>
 #include <locale.h>
@@ -47,7 +47,7 @@ namespace {
 long gNowMs = 1794687476789;  // Sat Nov 14 20:17:56 2026 in UTC
 std::string gSurpriseZone;
 // The thread of the steps alone has the fixed number. The library asks once while it is loaded,
-// ahead of the streams, and on its log thread.
+// before the streams, and on its log thread.
 thread_local bool gIsThreadOfSteps = false;
 
 void setZone(const std::string& zone)
@@ -70,7 +70,7 @@ extern "C" {
 void openlog(const char* identity, int options, int facility)
 {
     std::cout << "[openlog " << (identity == nullptr ? "null" : identity) << ' ' << options << ' '
-              << facility << ']' << (qz::qzLog::msInstance == nullptr ? " ahead of the logger" : "")
+              << facility << ']' << (qz::qzLog::msInstance == nullptr ? " before the logger" : "")
               << std::endl;
 }
 

@@ -1,5 +1,5 @@
 // Prints what threads and primitives ask of the system, whose clocks and answers are given: nothing
-// here takes real time. One step is run, with the numbers behind it:
+// here takes real time. One step is run, with the numbers after it:
 //
 //   wait SECONDS NANOSECONDS TIME_MS ANSWER   a condition's wait at a time of the wall clock
 //   wait-without-clock TIME_MS                the same while there is no clock

@@ -17,7 +17,7 @@ const char* const kDigests[] = {kDigest.c_str(), kDigest.c_str()};
 const unsigned long kSizes[] = {5, 6};
 const unsigned long kOffsets[] = {0, 5};
 
-// Ahead of the library, for all that it knows.
+// Before the library, for all that it knows.
 const qz::rc::impl::Module gModule(2, kBlob, kNames, kDigests, kSizes, kOffsets);
 
 const char* const kLateNames[] = {"late"};

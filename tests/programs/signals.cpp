@@ -17,7 +17,7 @@
 //   main|SIGNAL              sent to the main thread, whichever thread runs the step
 //   abort, divide, read, write, call, wild, bus, illegal, breakpoint, overflow, pipe, throw
 //
-// Places for another step that follows behind a blank:
+// Places for another step that follows after a blank:
 //   catch STEP               shows the exception that leaves it, and what unwinds on its way
 //   guard STEP               the same within the library's guard
 //   thread STEP              on a thread of the library

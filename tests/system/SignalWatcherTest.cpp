@@ -303,7 +303,7 @@ TEST(SignalWatcherTest, UnwindsFromACallOfABadAddress)
 TEST(SignalWatcherTest, KeepsTheHandlerOutOfItsTrace)
 {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "the sanitizers' own backtrace() comes ahead of the handler";
+    GTEST_SKIP() << "the sanitizers' own backtrace() comes before the handler";
 #endif
     const SignalRun run = runSignals({"full", "catch read"});
     ASSERT_THAT(run.trace, SizeIs(Ge(2U)));
@@ -316,7 +316,7 @@ TEST(SignalWatcherTest, ReportsTheCodeOfASignal)
 {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP()
-        << "the sanitizer holds signals of other processes back, and for ever behind a fork";
+        << "the sanitizer holds signals of other processes back, and for ever after a fork";
 #endif
     const SignalRun run = runSignals({"full", "catch queue|1", "catch timer|1", "catch kill|1",
                                       "catch send|11|2", "catch send|7|3", "catch send|31|-3"});
@@ -454,7 +454,7 @@ TEST_P(SignalWatcherPrinting, ReportsASignalThatComesWhileTheApplicationPrints)
 {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP()
-        << "the sanitizer holds signals of other processes back, and for ever behind a fork";
+        << "the sanitizer holds signals of other processes back, and for ever after a fork";
 #endif
     const std::string count = "100";
     const ChildResult result =
@@ -474,7 +474,7 @@ TEST(SignalWatcherTest, ReportsASignalThatComesDuringTheReportOfAnother)
 {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP()
-        << "the sanitizer holds signals of other processes back, and for ever behind a fork";
+        << "the sanitizer holds signals of other processes back, and for ever after a fork";
 #endif
     const ChildResult result = runProgram(
         {.program = "log_interrupted", .arguments = {"twice", "300"}, .timeoutSec = 300});
@@ -571,7 +571,7 @@ TEST(SignalWatcherTest, ReportsInAForkedChildToo)
 {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP()
-        << "the sanitizer holds signals of other processes back, and for ever behind a fork";
+        << "the sanitizer holds signals of other processes back, and for ever after a fork";
 #endif
     const SignalRun ended = runSignals({"full", "fork raise|15"});
     EXPECT_THAT(ended.lines, ElementsAre(kSyslogInfo, StartsWith("INFO Got signal (SIGTERM 15)"),

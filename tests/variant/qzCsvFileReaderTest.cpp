@@ -642,7 +642,7 @@ TEST_F(qzCsvFileReaderTest, ReadsAcrossTheSeamOfItsBuffer)
         const std::string pad = xs(kBufferSize - 2 - ahead);
         CsvRows expected = rows;
         expected[1][0] = pad + expected[1][0];
-        ASSERT_TRUE(read("h\n" + pad + tail) == expected) << ahead << " bytes ahead of the seam";
+        ASSERT_TRUE(read("h\n" + pad + tail) == expected) << ahead << " bytes before the seam";
         ASSERT_TRUE(mIsRead);
     }
 }

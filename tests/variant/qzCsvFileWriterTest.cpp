@@ -364,7 +364,7 @@ TEST(qzCsvFileWriterDisk, KeepsEachRowThatWasFlushedWhenItIsFull)
     if (result.exitCode == 77) GTEST_SKIP() << "no disk of its own: " << result.err;
     EXPECT_EQ(result.getEnd(), "exit 0") << result.err;
     EXPECT_EQ(result.out,
-              "rows flushed ahead of the full disk: some\n"
+              "rows flushed before the full disk: some\n"
               "rows flushed onto the full disk: none\n"
               "rows flushed with room again: all\n"
               "flushed rows that are lost: 0\n");

@@ -20,7 +20,7 @@ namespace {
 static_assert(sizeof(qzHighResTimer) == 8 && !std::is_polymorphic_v<qzHighResTimer>);
 static_assert(!std::is_copy_constructible_v<qzHighResTimer>);
 
-// The block behind the timer's one field.
+// The block after the timer's one field.
 const void* getBlock(const qzHighResTimer& timer)
 {
     return readField<const void*>(&timer, 0);
@@ -63,7 +63,7 @@ TEST(qzHighResTimerTest, ReadsTheClockAtItsSteps)
 {
     const ChildResult result = support::runProgram({.program = "stopwatch"});
     EXPECT_EQ(result.getEnd(), "exit 0");
-    // The n-th reading is a second and n microseconds behind the one before.
+    // The n-th reading is a second and n microseconds after the one before.
     EXPECT_EQ(result.out,
               "made: stopped 0 us, 0 readings\n"
               "stopped unstarted: stopped 0 us, 0 readings\n"

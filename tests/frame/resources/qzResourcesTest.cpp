@@ -412,7 +412,7 @@ TEST(qzResourcesStates, ForgetAllAtTheLastStop)
     }
 }
 
-// A mutex ahead of the full state would say so, and one of the light state has no use.
+// A mutex before the full state would say so, and one of the light state has no use.
 TEST(qzResourcesStates, MakeNoMutexInALightStartAndAQuietOneInAFullStart)
 {
     const support::StdoutCapture out;
