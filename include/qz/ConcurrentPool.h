@@ -114,7 +114,7 @@ public:
 
 private:
     friend class ConcurrentPoolTestPeer;
-    class Worker;
+    class QZ_LOCAL Worker;
 
     using SolverIterator = std::vector<SolverBase*>::const_iterator;
 

@@ -309,7 +309,7 @@ public:
                    const qzCancelInterfaceReadOnly* cancel);
 
     private:
-        bool visitImpl(const std::string& folder, const qzCancelInterfaceReadOnly* cancel);
+        QZ_LOCAL bool visitImpl(const std::string& folder, const qzCancelInterfaceReadOnly* cancel);
         QZ_LOCAL bool visitLevel(filesystem::FolderLevel& level,
                                  const qzCancelInterfaceReadOnly* cancel);
         QZ_LOCAL bool visitSubfolder(filesystem::FolderLevel& level, const std::string& name,

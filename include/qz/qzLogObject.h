@@ -78,7 +78,9 @@ public:
     /// Applies a manipulator such as `std::endl`.
     qzLogObject& operator<<(std::ostream& (*manipulator)(std::ostream&));
 
-protected:
+private:
+    friend class qzLogObjectTestPeer;
+
     // What the code of this header calls if the report is on. It is out of line, so that a report
     // that is off stays small.
     QZ_API void begin() noexcept;
@@ -91,13 +93,11 @@ protected:
     QZ_API void insert(const SystemError& error);
     QZ_API static void assign(std::unique_ptr<std::string>& field, const char* text);
 
-private:
-    friend class qzLogObjectTestPeer;
-
     struct Text;  // a string, and a string stream once one is needed
 
     // Filled by a report that is on. One that is off has nothing to free in here.
     struct Report {
+        ~Report() {}  // NOLINT: clang 14 leaves the implied one of a union's member out
         std::string threadId;
         std::unique_ptr<std::string> subType;
         std::unique_ptr<std::string> systemLogTag;

@@ -29,6 +29,7 @@ struct qzThread::Cell {
     std::atomic<std::thread::id> id = {};
     // Of the process that the thread is in.
     std::atomic<long> processId = qzSystemUtils::GetCurrentProcessID();
+    bool isReleased = false;  // used by the thread itself
     // The mask that it would have if no signals were blocked for it.
     std::optional<sigset_t> maskWithoutBlock;
 };
@@ -68,6 +69,7 @@ void qzThread::startThread(const char* name)
     if (isInherited()) forgetInherited();
     if (mThread->thread != nullptr) return;
     mThread->processId = qzSystemUtils::GetCurrentProcessID();
+    mThread->isReleased = false;
     // Set before the thread exists, so that a new thread never looks like an ended one.
     relaxedStore(mRunning, true);
     auto thread = std::make_unique<std::thread>(&qzThread::Run, this);
@@ -134,8 +136,14 @@ bool qzThread::isRunning() const
 bool qzThread::releaseOwnThread()
 {
     if (mThread->id.load() != std::this_thread::get_id() || isInherited()) return false;
-    const std::unique_ptr<std::thread> thread(mThread->thread.exchange(nullptr));
+    std::unique_ptr<std::thread> thread;
+    // A new thread may come here before its starter has stored the handle.
+    while (!mThread->isReleased && thread == nullptr) {
+        thread.reset(mThread->thread.exchange(nullptr));
+        if (thread == nullptr) std::this_thread::yield();
+    }
     if (thread != nullptr) thread->detach();
+    mThread->isReleased = true;
     return true;
 }
 

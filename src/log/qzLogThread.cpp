@@ -3,9 +3,8 @@
 #include <optional>
 #include <utility>
 
-#include <pthread.h>
-
 #include "SignalSafety.h"
+#include "concurrency/RecursiveMutex.h"
 #include "frame/base/Relaxed.h"
 
 namespace qz {
@@ -243,9 +242,7 @@ void qzLogThread::resumeParent()
 
 void qzLogThread::resumeChild(qzLogParameters& parameters)
 {
-    // The child's thread has another id than the owner of the mutex, and can't unlock it.
-    constexpr pthread_mutex_t kUnlocked = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
-    *static_cast<pthread_mutex_t*>(mMutex.getMutexData()) = kUnlocked;
+    renewAfterFork(mMutex);
     log::LockCount::Reset();
     parameters = mShared;
     log::LogFile(parameters).resumeChild();

@@ -277,6 +277,75 @@ TEST_F(qzThreadTest, StaysAsItWasWhenTheSystemRefusesTheWait)
     editThread(thread) = nullptr;
 }
 
+// --- What subclasses use ---------------------------------------------------------------------
+
+TEST_F(qzThreadTest, LeavesAsynchronousSignalsToOtherThreads)
+{
+    class Body : public qzThread {
+    public:
+        void run() override { ::pthread_sigmask(SIG_SETMASK, nullptr, &mask); }
+        void start() { startThreadWithSignalsBlocked("body"); }
+        sigset_t mask;
+    };
+    sigset_t before;
+    ::pthread_sigmask(SIG_SETMASK, nullptr, &before);
+    Body thread;
+    thread.start();
+    ASSERT_TRUE(thread.waitThread(qzThread::msNoLimit));
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGUSR1}) {
+        EXPECT_EQ(::sigismember(&thread.mask, signal), 1) << signal;
+    }
+    for (const int signal : {SIGSEGV, SIGABRT, SIGFPE}) {
+        EXPECT_EQ(::sigismember(&thread.mask, signal), 0) << signal;
+    }
+    sigset_t after;
+    ::pthread_sigmask(SIG_SETMASK, nullptr, &after);
+    EXPECT_EQ(::sigismember(&after, SIGTERM), ::sigismember(&before, SIGTERM));
+}
+
+TEST_F(qzThreadTest, GivesTheMaskBackToAChildThatItForks)
+{
+    class Body : public qzThread {
+    public:
+        void run() override
+        {
+            end = support::runInChild([] {
+                      sigset_t mask;
+                      ::pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+                      return ::sigismember(&mask, SIGTERM) == 0 ? 42 : 1;
+                  }).getEnd();
+        }
+        void start() { startThreadWithSignalsBlocked("body"); }
+        std::string end;
+    };
+    Body thread;
+    thread.start();
+    ASSERT_TRUE(thread.waitThread(qzThread::msNoLimit));
+    EXPECT_EQ(thread.end, "exit 42");
+}
+
+TEST_F(qzThreadTest, LetsItsThreadGoOnThatThreadOnly)
+{
+    class Body : public qzThread {
+    public:
+        void run() override
+        {
+            wasReleased = releaseOwnThread();
+            isDone = true;
+        }
+        bool release() { return releaseOwnThread(); }
+        std::atomic<bool> wasReleased = false;
+        std::atomic<bool> isDone = false;
+    };
+    Body thread;
+    EXPECT_FALSE(thread.release()) << "there is none";
+    thread.startThread("body");
+    ASSERT_TRUE(support::waitUntil([&] { return thread.isDone.load(); }));
+    EXPECT_TRUE(thread.wasReleased);
+    EXPECT_FALSE(thread.waitThread(qzThread::msNoLimit)) << "nothing is left to wait for";
+    ASSERT_TRUE(support::waitUntil([&] { return !thread.isRunning(); }));
+}
+
 // --- In a forked child -----------------------------------------------------------------------
 
 namespace {

@@ -110,8 +110,24 @@ TEST_F(qzSystemUtilsMachineTest, RecordsLibraries)
 
 TEST_F(qzSystemUtilsMachineTest, RefusesALibraryWithoutAName)
 {
-    EXPECT_THROW(impl::RegisterThirdPartyLibVersionInfo(nullptr, "1"), std::logic_error);
-    EXPECT_THROW(impl::UnRegisterThirdPartyLibVersionInfo(nullptr), std::logic_error);
+    const auto refuse = [](const auto& call) {
+        try {
+            call();
+        } catch (const std::logic_error& error) {
+            return std::string(error.what());
+        }
+        return std::string("accepted");
+    };
+    EXPECT_EQ(refuse([] { impl::RegisterThirdPartyLibVersionInfo(nullptr, "1"); }),
+              "a library needs a name");
+    EXPECT_EQ(refuse([] { impl::UnRegisterThirdPartyLibVersionInfo(nullptr); }),
+              "a library needs a name");
+}
+
+TEST(qzSystemUtilsRestartTest, EndsWithoutAStart)
+{
+    qzSystemUtils::TerminateSystemUtils();
+    qzSystemUtils::TerminateSystemUtils();
 }
 
 TEST(qzSystemUtilsRestartTest, ForgetsLibrariesAtTheStop)
