@@ -13,6 +13,7 @@
 #include <qz/UUID.h>
 #include <qz/qzByteArrayLowFootprint.h>
 #include <qz/qzCancelConsoleEventCatcher.h>
+#include <qz/qzCancelIfParentProcessDied.h>
 #include <qz/qzCancelInterface.h>
 #include <qz/qzCsvFileReader.h>
 #include <qz/qzCsvFileWriter.h>
