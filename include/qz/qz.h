@@ -5,6 +5,7 @@
 
 #include <qz/AsciiTableBuilder.h>
 #include <qz/ConcurrentPool.h>
+#include <qz/MemoryAndCpuWatcher.h>
 #include <qz/MemoryWatchDog.h>
 #include <qz/MimeTypeInfo.h>
 #include <qz/SoftwareVersionInfoForStream.h>
