@@ -91,7 +91,7 @@ public:
     /// Starts watching, and takes the first sample. Segments and time series of an earlier start
     /// are dropped. Compatibility: the overall figures are not; they continue.
     ///
-    /// An exception for lack of memory changes nothing.
+    /// If there is no memory for segments and entries, the exception changes nothing.
     /// @param periodMs milliseconds between two samples; less than 250 counts as 250.
     /// @param monitorPeriodSeconds seconds between two entries of the time series; 0 for none.
     /// @param monitorReserve the number of entries to allocate memory for in advance.

@@ -2,6 +2,7 @@
 
 #include <limits>
 #include <memory>
+#include <new>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -10,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "concurrency/LockedElsewhere.h"
+#include "support/Allocations.h"
 #include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
 #include "support/Waiting.h"
@@ -39,6 +41,17 @@ class MemoryAndCpuWatcherTest : public ::testing::Test {
 protected:
     support::LibraryStart mStart = support::LibraryStart(FullInit);
 };
+
+// Whether another thread can lock the mutex.
+bool isFree(qzMutex& mutex)
+{
+    bool isLocked = false;
+    std::thread([&] {
+        isLocked = mutex.tryLock();
+        if (isLocked) mutex.unlock();
+    }).join();
+    return isLocked;
+}
 
 unsigned long countSamples(Watcher& watcher)
 {
@@ -221,6 +234,36 @@ TEST_F(MemoryAndCpuWatcherTest, CanBeDestroyedInAForkedChildWhileItsMutexIsLocke
         {}, /*timeoutSec=*/60);
     EXPECT_EQ(result.getEnd(), "exit 42");
 }
+
+struct Reservation {
+    const char* name;
+    std::size_t number;
+};
+
+class MemoryAndCpuWatcherReservation : public ::testing::TestWithParam<Reservation> {
+protected:
+    support::LibraryStart mStart = support::LibraryStart(FullInit);
+};
+
+TEST_P(MemoryAndCpuWatcherReservation, ChangesNothingIfItFails)
+{
+    Watcher watcher;
+    watcher.startWatching(kLongestPeriodMs);
+    watcher.stampReference("kept");
+    {
+        const support::AllocationFault fault(GetParam().number);
+        EXPECT_THROW(watcher.startWatching(300, 1, 1000, 1000), std::bad_alloc);
+    }
+    EXPECT_EQ(Peer::getPeriodMs(watcher), kLongestPeriodMs);
+    EXPECT_THAT(watcher.extractResult().references, SizeIs(1));
+    // The watcher's own thread may have the mutex for a moment.
+    EXPECT_TRUE(waitUntil([&] { return isFree(Peer::editMutex(watcher)); }));
+}
+
+constexpr Reservation kReservations[] = {{"Segments", 1}, {"Entries", 2}};
+
+INSTANTIATE_TEST_SUITE_P(Rows, MemoryAndCpuWatcherReservation, ::testing::ValuesIn(kReservations),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 // --- Layout ----------------------------------------------------------------------------------
 

@@ -123,6 +123,14 @@ TEST_F(MemoryWatchDogTest, LeavesAProcessBelowTheLimitAlone)
     EXPECT_THAT(log.getLines(), ElementsAre());
 }
 
+TEST_F(MemoryWatchDogTest, LeavesItsLoopWhenItIsStopped)
+{
+    MemoryWatchDog dog("dog", kHighMiB, 1);
+    Peer::requestStop(dog);
+    dog.run();
+    SUCCEED() << "otherwise the test hangs";
+}
+
 // --- In a forked child -----------------------------------------------------------------------
 
 TEST_F(MemoryWatchDogTest, CanBeDestroyedInAForkedChildWhileItsMutexIsLocked)

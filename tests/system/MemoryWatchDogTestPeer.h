@@ -10,6 +10,11 @@ namespace qz {
 class MemoryWatchDogTestPeer {
 public:
     static qzMutex& editMutex(MemoryWatchDog& dog) { return dog.mMutex; }
+    static void requestStop(MemoryWatchDog& dog)
+    {
+        const qzMutexLocker locker(dog.mMutex);
+        __atomic_store_n(&dog.mStopRequested, true, __ATOMIC_RELAXED);
+    }
     static unsigned long getThresholdBytes(const MemoryWatchDog& dog)
     {
         return dog.mThresholdBytes;
