@@ -11,11 +11,13 @@ namespace qz {
 
 /// Ends the process when it uses more memory than a limit.
 ///
-/// A last resort, so that a process goes down in an orderly way before the kernel stops it, or
-/// before it takes the machine down with it. The memory is read every 200 ms, so fast growth may
-/// pass the limit by far.
+/// It is a last resort: the process ends in an orderly way before the kernel kills it, or before
+/// the machine runs out of memory. The memory is read every 200 ms, so fast growth may exceed the
+/// limit by far.
 ///
-///     const MemoryWatchDog watchDog("import", 2048, EXIT_FAILURE);  // 2 GiB
+/// @code
+/// const MemoryWatchDog watchDog("import", 2048, EXIT_FAILURE);  // 2 GiB
+/// @endcode
 ///
 /// Threads: every call from any thread.
 class QZ_API MemoryWatchDog : private qzThread {
@@ -23,18 +25,19 @@ public:
     /// Starts watching, on a thread of its own.
     /// @param name of the watchdog, for its entries in the log.
     /// @param thresholdMiB the limit in MiB of resident memory; it must be below 2^44.
-    /// @param exitCode the status that the process ends with.
+    /// @param exitCode the exit status of the process.
+    /// @throws std::system_error if the system can't make a thread.
     MemoryWatchDog(const std::string& name, unsigned long thresholdMiB, int exitCode);
-    /// Ends the thread. When the process is exiting on that very thread, it is let go instead.
+    /// Ends the thread. If the process is exiting on that very thread, it is detached instead.
     ~MemoryWatchDog() override;
 
-    /// Switches the watching on or off. On checks the memory at once, also if it was on already.
+    /// Switches the watching on or off. Switching on checks the memory at once, even if it was on.
     void setMonitoringEnabled(bool enabled);
-    /// Tells whether it is on.
+    /// Whether the watching is on.
     bool isMonitoringEnabled();
 
-    /// The loop of the thread. When the limit is passed, it writes a CRITICAL entry and calls
-    /// `exit`: exit handlers and static destructors run on this thread.
+    /// The loop of the thread. When the limit is exceeded, it writes a CRITICAL entry and
+    /// calls `exit`: exit handlers and static destructors run on this thread.
     void run() override;
 
 private:

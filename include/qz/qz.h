@@ -5,6 +5,7 @@
 
 #include <qz/AsciiTableBuilder.h>
 #include <qz/ConcurrentPool.h>
+#include <qz/MemoryAndCpuWatcher.h>
 #include <qz/MemoryWatchDog.h>
 #include <qz/MimeTypeInfo.h>
 #include <qz/SoftwareVersionInfoForStream.h>
@@ -13,6 +14,7 @@
 #include <qz/UUID.h>
 #include <qz/qzByteArrayLowFootprint.h>
 #include <qz/qzCancelConsoleEventCatcher.h>
+#include <qz/qzCancelIfParentProcessDied.h>
 #include <qz/qzCancelInterface.h>
 #include <qz/qzCsvFileReader.h>
 #include <qz/qzCsvFileWriter.h>

@@ -8,7 +8,7 @@ namespace qz {
 /// default.
 class QZ_API qzPowerStatus {
 public:
-    /// Makes the state of a machine that says nothing.
+    /// Makes the unknown state.
     qzPowerStatus();
 
     /// True if both fields are equal.
@@ -27,16 +27,16 @@ public:
 class QZ_API qzPowerStatusReader {
 public:
     /// Reads the state for the first time.
-    /// @param updatePeriodMs milliseconds for which a reading serves; a negative period always
-    ///     reads.
+    /// @param updatePeriodMs milliseconds for which a reading is used; with a negative period, each
+    ///     call reads.
     explicit qzPowerStatusReader(long updatePeriodMs);
 
     /// Reads the state if the period is over.
     /// @param force reads it in any case.
     /// @return whether both fields have changed; false without a reading.
     bool updatePowerStatusReader(bool force);
-    /// Gets the state, after a reading if the period is over.
-    /// @return a reference that is good as long as the reader.
+    /// The state, which is read first if the period is over.
+    /// @return a reference that is valid as long as the reader.
     const qzPowerStatus& getPowerStatus();
 
 private:

@@ -104,6 +104,11 @@ protected:
     /// thread ends the process.
     /// @return whether it was the calling thread.
     bool releaseOwnThread();
+    /// Ends a loop of `run` and waits for the thread, from the destructor of a class of the
+    /// library. In a forked child, where the thread doesn't exist, it takes no lock; on the
+    /// object's own thread it is `releaseOwnThread`.
+    /// @param stopRequested set with `mutex` locked; the loop waits on `wake` and checks it.
+    QZ_LOCAL void stopThread(qzMutex& mutex, qzWaitCondition& wake, bool& stopRequested);
 
 private:
     friend class qzThreadTestPeer;

@@ -147,6 +147,17 @@ bool qzThread::releaseOwnThread()
     return true;
 }
 
+void qzThread::stopThread(qzMutex& mutex, qzWaitCondition& wake, bool& stopRequested)
+{
+    if (releaseOwnThread()) return;
+    if (isRunning()) {
+        const qzMutexLocker locker(mutex);
+        relaxedStore(stopRequested, true);
+        wake.wakeAll();
+    }
+    waitThread(msNoLimit);
+}
+
 // True in a forked child for a thread that the parent had started: it counts as ended there.
 bool qzThread::isInherited() const
 {

@@ -19,11 +19,7 @@ qzThreadPeriodicalUpdater::qzThreadPeriodicalUpdater(unsigned int periodSeconds)
 
 qzThreadPeriodicalUpdater::~qzThreadPeriodicalUpdater()
 {
-    mMutex.lock();
-    mStopRequested = true;
-    mWake.wakeAll();
-    mMutex.unlock();
-    waitThread(msNoLimit);
+    stopThread(mMutex, mWake, mStopRequested);
 }
 
 void qzThreadPeriodicalUpdater::addCallback(void (*callback)(void*), void* userData)

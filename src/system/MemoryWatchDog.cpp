@@ -1,11 +1,12 @@
 #include <qz/MemoryWatchDog.h>
 
+#include <atomic>
 #include <cstdlib>
 
 #include <qz/qzLogObject.h>
-#include <qz/qzStringUtils.h>
 #include <qz/qzSystemUtils.h>
 
+#include "HumanizedBytes.h"
 #include "frame/base/Relaxed.h"
 
 namespace qz {
@@ -16,15 +17,7 @@ constexpr unsigned long kPeriodMs = 200;
 constexpr int kMiBShift = 20;
 
 // Set by the first watchdog that ends the process: `exit` must not be called twice.
-bool gIsExiting = false;
-
-std::string humanizeBytes(unsigned long bytes)
-{
-    return qzStringUtils::humanizeNumberGeneric<unsigned long>(
-               bytes, /*significantDigits=*/3, /*maxDecimals=*/1, /*binaryPrefixes=*/true,
-               /*largePrefixes=*/true, /*smallPrefixes=*/false) +
-           "B";
-}
+std::atomic<bool> gIsExiting = false;
 
 }  // namespace
 
@@ -37,13 +30,7 @@ MemoryWatchDog::MemoryWatchDog(const std::string& name, unsigned long thresholdM
 
 MemoryWatchDog::~MemoryWatchDog()
 {
-    if (releaseOwnThread()) return;
-    {
-        const qzMutexLocker locker(mMutex);
-        relaxedStore(mStopRequested, true);
-        mWake.wakeAll();
-    }
-    waitThread(msNoLimit);
+    stopThread(mMutex, mWake, mStopRequested);
 }
 
 void MemoryWatchDog::setMonitoringEnabled(bool enabled)
@@ -89,8 +76,8 @@ void MemoryWatchDog::endProcess(unsigned long usedBytes)
     logCritical() << "Memory watchdog '" << mName << "' : process is using too much RAM "
                   << humanizeBytes(usedBytes) << ", it will be killed, threshold was "
                   << humanizeBytes(mThresholdBytes);
-    if (!__atomic_exchange_n(&gIsExiting, true, __ATOMIC_RELAXED)) std::exit(mExitCode);
-    // The other watchdog's exit may destroy this one, and then waits for its thread.
+    if (!gIsExiting.exchange(true)) std::exit(mExitCode);
+    // The exit of the other watchdog may destroy this one, and then it waits for this thread.
     const qzMutexLocker locker(mMutex);
     while (!mStopRequested) {
         mWake.wait(&mMutex, qzWaitCondition::msNoLimit);

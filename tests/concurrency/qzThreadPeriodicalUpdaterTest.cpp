@@ -12,9 +12,11 @@
 #include <qz/qzSystemUtils.h>
 #include <qz/qzThread.h>
 
+#include "LockedElsewhere.h"
 #include "PlatformCalls.h"
 #include "io/VirtualSlots.h"
 #include "qzThreadTestPeer.h"
+#include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
 #include "support/Waiting.h"
 
@@ -322,5 +324,19 @@ const PlatformCallsRow kUpdaters[] = {
 
 INSTANTIATE_TEST_SUITE_P(Rows, qzThreadPeriodicalUpdaterCalls, ::testing::ValuesIn(kUpdaters),
                          [](const auto& row) { return std::string(row.param.name); });
+
+TEST(qzThreadPeriodicalUpdaterFork, CanBeDestroyedInAForkedChildWhileItsMutexIsLocked)
+{
+    const LibraryStart start(FullInit);
+    auto updater = std::make_unique<qzThreadPeriodicalUpdater>(kHourSeconds);
+    const LockedElsewhere locked(qzThreadTestPeer::editMutex(*updater));
+    const support::ChildResult result = support::runInChild(
+        [&] {
+            updater.reset();
+            return 42;
+        },
+        {}, /*timeoutSec=*/60);
+    EXPECT_EQ(result.getEnd(), "exit 42");
+}
 
 }  // namespace qz

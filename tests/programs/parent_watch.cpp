@@ -1,0 +1,100 @@
+// A process that watches its parent. The step is the first argument:
+//
+//   parent PATH   starts "child PATH" and sleeps until it is killed
+//   child PATH    makes the file PATH, waits for the end of its parent, and writes the file
+//                 PATH.end: the entries of the log until then
+//   stop          stops watching while the poll sleeps without a limit; prints the time limit of
+//                 the poll in ms
+
+#include <dlfcn.h>
+#include <pthread.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include <qz/qzCancelIfParentProcessDied.h>
+
+#include "support/LibraryStart.h"
+#include "support/LogCapture.h"
+#include "support/Waiting.h"
+
+namespace {
+
+std::atomic<bool> gIsTimeFrozen = false;
+std::atomic<int> gFrozenWaits = 0;
+std::atomic<long> gWaitMs = 0;
+
+template <typename Function>
+Function* findNext(const char* name)
+{
+    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+extern "C" int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                                      const timespec* end)
+{
+    static auto* const limited =
+        findNext<int(pthread_cond_t*, pthread_mutex_t*, const timespec*)>("pthread_cond_timedwait");
+    static auto* const unlimited =
+        findNext<int(pthread_cond_t*, pthread_mutex_t*)>("pthread_cond_wait");
+    if (!gIsTimeFrozen) return limited(condition, mutex, end);
+    timespec now = {};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    gWaitMs = (end->tv_sec - now.tv_sec) * 1000 + (end->tv_nsec - now.tv_nsec) / 1000000;
+    ++gFrozenWaits;
+    return unlimited(condition, mutex);
+}
+
+namespace {
+
+int beParent(const char* program, const char* path)
+{
+    if (::fork() == 0) ::execl(program, program, "child", path, nullptr);
+    for (;;)
+        ::pause();
+}
+
+int beChild(const std::string& path)
+{
+    const qz::support::LibraryStart start(qz::FullInit);
+    const qz::support::LogCapture log;
+    const qz::qzCancelIfParentProcessDied cancel;
+    const bool isEarly = cancel.shouldCancel();
+    std::ofstream(path) << "ready";
+    if (!qz::support::waitUntil([&] { return cancel.shouldCancel(); }) || isEarly) return 1;
+    qz::support::waitUntil([&] { return !log.getLines().empty(); });
+    // Renamed when it is complete, since the test waits for the file.
+    {
+        std::ofstream file(path + ".part");
+        for (const std::string& line : log.getLines())
+            file << line << '\n';
+    }
+    return std::rename((path + ".part").c_str(), (path + ".end").c_str());
+}
+
+int stop()
+{
+    const qz::support::LibraryStart start(qz::FullInit);
+    gIsTimeFrozen = true;
+    auto cancel = std::make_unique<qz::qzCancelIfParentProcessDied>();
+    if (!qz::support::waitUntil([] { return gFrozenWaits > 0; })) return 1;
+    cancel.reset();
+    std::cout << (gWaitMs > 50 && gWaitMs <= 100 ? "100" : "another limit");
+    return 0;
+}
+
+}  // namespace
+
+int main(int /*argumentCount*/, char** arguments)
+{
+    const std::string step = arguments[1];
+    if (step == "parent") return beParent(arguments[0], arguments[2]);
+    return step == "child" ? beChild(arguments[2]) : stop();
+}

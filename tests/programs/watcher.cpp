@@ -1,0 +1,220 @@
+// A memory and CPU watcher over given clocks, memory and process statistics. Its thread doesn't
+// run, so that samples are taken by the steps only. The arguments are the steps:
+//
+//   wall MS         sets the wall clock
+//   tick MS         sets the monotonic clock
+//   ram KB          sets the memory in use
+//   ticks N         sets the user time, in clock ticks
+//   stat TEXT       sets the process statistics; an empty text makes the file missing
+//   start PERIOD MONITOR-PERIOD MAX-ENTRIES
+//   stop
+//   capture FORCE
+//   stamp LABEL
+//   table           prints the table
+//   result          prints what is extracted
+//   lines           prints the captured entries as "TYPE(sub-type) message"
+//   debug           captures the log with DEBUG entries
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <sys/time.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include <qz/MemoryAndCpuWatcher.h>
+#include <qz/qzLog.h>
+
+#include "support/LibraryStart.h"
+#include "support/LogCapture.h"
+
+namespace {
+
+thread_local bool isReplacing = false;  // on the main thread, from the first step on
+bool gIsIdlingThreads = false;
+long gWallMs = 1'000'000;
+long gTickMs = 0;
+std::string gStatus;
+std::string gStatistics;
+
+template <typename Function>
+Function* findNext(const char* name)
+{
+    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+}
+
+// A descriptor of a file with the text.
+int openText(const std::string& text)
+{
+    const int fd = ::memfd_create("text", MFD_CLOEXEC);
+    if (::write(fd, text.data(), text.size()) != static_cast<ssize_t>(text.size())) std::abort();
+    ::lseek(fd, 0, SEEK_SET);
+    return fd;
+}
+
+void* doNothing(void* /*argument*/)
+{
+    return nullptr;
+}
+
+}  // namespace
+
+extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept
+{
+    static auto* const real = findNext<int(clockid_t, timespec*)>("clock_gettime");
+    if (!isReplacing || clock != CLOCK_MONOTONIC) return real(clock, now);
+    *now = {gTickMs / 1000, gTickMs % 1000 * 1'000'000};
+    return 0;
+}
+
+extern "C" int gettimeofday(timeval* now, void* zone) noexcept
+{
+    static auto* const real = findNext<int(timeval*, void*)>("gettimeofday");
+    if (!isReplacing) return real(now, zone);
+    *now = {gWallMs / 1000, gWallMs % 1000 * 1000};
+    return 0;
+}
+
+extern "C" FILE* fopen(const char* path, const char* mode)
+{
+    static auto* const real = findNext<FILE*(const char*, const char*)>("fopen");
+    if (!isReplacing || std::strcmp(path, "/proc/self/status") != 0) return real(path, mode);
+    return ::fdopen(openText(gStatus), mode);
+}
+
+extern "C" int open(const char* path, int flags, ...)
+{
+    static auto* const real = findNext<int(const char*, int, ...)>("open");
+    std::va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    if (!isReplacing || std::strcmp(path, "/proc/self/stat") != 0) return real(path, flags, mode);
+    if (!gStatistics.empty()) return openText(gStatistics);
+    errno = ENOENT;
+    return -1;
+}
+
+extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                              void* (*body)(void*), void* argument) noexcept
+{
+    using Call = int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+    static auto* const real = findNext<Call>("pthread_create");
+    return real(thread, attributes, gIsIdlingThreads ? &doNothing : body, argument);
+}
+
+namespace {
+
+using Watcher = qz::MemoryAndCpuWatcher;
+
+void setRam(const std::string& kilobytes)
+{
+    gStatus = "Name:\tx\nVmRSS:\t" + kilobytes + " kB\n";
+}
+
+void setTicks(const std::string& ticks)
+{
+    gStatistics = "1 (x) 3 4 5 6 7 8 9 10 11 12 13 " + ticks + " 15\n";
+}
+
+template <typename T>
+void print(const char* name, const Watcher::Series<T>& series)
+{
+    std::cout << ' ' << name << '=' << series.count << '/' << series.sum;
+    if (series.count != 0) std::cout << '/' << series.minimum << '/' << series.maximum;
+}
+
+void printResult(Watcher& watcher)
+{
+    const Watcher::RamUsageData result = watcher.extractResult();
+    std::cout << "start=" << result.startTimeMs;
+    print("ram", result.overallRam);
+    std::cout << '\n';
+    for (const Watcher::TimestampReference& reference : result.references) {
+        std::cout << reference.label << ": " << reference.timeMs << ' ' << reference.lastRam;
+        print("ram", reference.ramSeries);
+        print("second", reference.secondSeries);
+        print("cpu", reference.cpuSeries);
+        std::cout << '\n';
+    }
+    for (const Watcher::MonitorEntry& entry : result.monitor) {
+        std::cout << "monitor: " << entry.timeMs << ' ' << entry.peakRam << ' ' << entry.lastRam
+                  << ' ' << entry.peakCpu << '\n';
+    }
+}
+
+class Steps {
+public:
+    Steps(Watcher& watcher, char** arguments) : mWatcher(watcher), mNext(arguments) {}
+
+    void run()
+    {
+        while (*mNext != nullptr)
+            runStep(take());
+    }
+
+private:
+    std::string take() { return *mNext++; }
+    unsigned int takeNumber() { return static_cast<unsigned int>(std::stoul(take())); }
+
+    void runStep(const std::string& step)
+    {
+        if (step == "wall") gWallMs = std::stol(take());
+        if (step == "tick") gTickMs = std::stol(take());
+        if (step == "ram") setRam(take());
+        if (step == "ticks") setTicks(take());
+        if (step == "stat") gStatistics = take();
+        if (step == "start") start();
+        if (step == "stop") mWatcher.stopWatching();
+        if (step == "capture") mWatcher.captureNow(takeNumber() != 0);
+        if (step == "stamp") mWatcher.stampReference(take());
+        if (step == "table") std::cout << mWatcher.getUsageAsAsciiTable() << '\n';
+        if (step == "result") printResult(mWatcher);
+        if (step == "debug") mLog = std::make_unique<qz::support::LogCapture>(qz::LogLevelDebug);
+        if (step == "lines") printLines();
+    }
+
+    void start()
+    {
+        const unsigned int periodMs = takeNumber();
+        const unsigned int monitorPeriodSeconds = takeNumber();
+        mWatcher.startWatching(periodMs, monitorPeriodSeconds, 0, takeNumber());
+    }
+
+    void printLines()
+    {
+        qz::qzLog::msInstance->flush();
+        for (const std::string& line : mLog->getLines())
+            std::cout << line << '\n';
+    }
+
+    Watcher& mWatcher;
+    char** mNext;
+    std::unique_ptr<qz::support::LogCapture> mLog;
+};
+
+}  // namespace
+
+int main(int /*argumentCount*/, char** arguments)
+{
+    const qz::support::LibraryStart start(qz::FullInit);
+    setRam("1024");
+    setTicks("0");
+    gIsIdlingThreads = true;
+    Watcher watcher;
+    gIsIdlingThreads = false;
+    isReplacing = true;
+    Steps(watcher, arguments + 1).run();
+    isReplacing = false;
+    return 0;
+}
