@@ -50,6 +50,11 @@ public:
     /// Replaces a value by an empty map. At most one value of a path can be other than empty, since
     /// all after it is new.
     void replaceByMap(qzVariant& value);
+    /// Returns what `value` was before: it may be the one that was replaced.
+    const qzVariant& getOld(const qzVariant& value) const
+    {
+        return &value == mPlace ? mValue : value;
+    }
     void commit() { mPlace = nullptr; }
 
 private:

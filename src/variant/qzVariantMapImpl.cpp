@@ -175,10 +175,12 @@ qzVariant* Map::findPathImpl(const char* path, char separator, bool create,
             static_cast<const Map*>(this)->findPathImpl(path, separator, policy));
     if (path == nullptr) return nullptr;
 
+    // Checked before the path is made: an empty value on it becomes a map.
+    const bool hasValue = newValue != nullptr && !newValue->isNull();
     bool isNew = false;
-    variant::ReplacedValue replaced;  // `newValue` may be a part of it
+    variant::ReplacedValue replaced;  // `newValue` may be this value, or a part of it
     qzVariant& entry = variant::makeEntry(*this, path, separator, isNew, replaced);
-    if (isNew && newValue != nullptr) entry = *newValue;
+    if (isNew && hasValue) entry = replaced.getOld(*newValue);
     replaced.commit();
     return &entry;
 }

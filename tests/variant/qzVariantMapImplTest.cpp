@@ -558,6 +558,20 @@ TEST(qzVariantPathTest, TakesAPartOfTheValueThatItReplaces)
     EXPECT_EQ(describe(map), R"({"a": {"b": "x"}})");
 }
 
+TEST(qzVariantPathTest, TakesTheValueThatItReplaces)
+{
+    Map map{{"a", "x"}};
+    map.editValuePath("a/b", map["a"], '/');
+    EXPECT_EQ(describe(map), R"({"a": {"b": "x"}})");
+}
+
+TEST(qzVariantPathTest, TakesTheEmptyValueThatItReplaces)
+{
+    Map map{{"a", qzVariant()}};
+    map.editValuePath("a/b", map["a"], '/');
+    EXPECT_TRUE((*map["a"].getMap()).find("b")->second.isNull());
+}
+
 TEST(qzVariantPathTest, EditsAFallbackEntryAtANullPath)
 {
     Map map;
