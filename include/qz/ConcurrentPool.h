@@ -122,7 +122,7 @@ private:
     QZ_LOCAL void stopWorkers();
     QZ_LOCAL void runHere(const std::vector<SolverBase*>& solvers);
     QZ_LOCAL SolverIterator runRound(SolverIterator next, SolverIterator end);
-    QZ_LOCAL bool isAnyRunning(SolverIterator next, SolverIterator end) const;
+    QZ_LOCAL bool isAnyRunning(SolverIterator first, SolverIterator last) const;
 
     std::vector<std::unique_ptr<Worker>> mWorkers;
     qzMutex mMutex;  // guards the fields here and in the workers

@@ -171,11 +171,11 @@ ConcurrentPool::SolverIterator ConcurrentPool::runRound(SolverIterator next, Sol
     return next;
 }
 
-bool ConcurrentPool::isAnyRunning(SolverIterator next, SolverIterator end) const
+bool ConcurrentPool::isAnyRunning(SolverIterator first, SolverIterator last) const
 {
     auto worker = mWorkers.begin();
-    for (; next != end; ++next) {
-        if (*next != nullptr && (*worker++)->getSolver() == *next) return true;
+    for (; first != last; ++first) {
+        if (*first != nullptr && (*worker++)->getSolver() == *first) return true;
     }
     return false;
 }

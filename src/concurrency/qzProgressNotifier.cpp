@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <ranges>
 #include <utility>
 
 #include <qz/qzMutex.h>
@@ -114,8 +115,8 @@ void qzProgressNotifierBase::setInternalCancelFlag(bool cancel)
 void qzProgressNotifierBase::resetNotifier()
 {
     mGroups.clear();
-    mGlobalProgress = -1;  // so that the next figure is a change
-    beginStepGroupWeights({1.0}, 1.0, nullptr);
+    mGlobalProgress = -1;                        // so that the next figure is a change
+    beginStepGroupWeights({1.0}, 1.0, nullptr);  // NOLINT: the constructor means its own class's
     relaxedStore(mInternalCancel, false);
     updateGlobalProgress();
 }
@@ -194,9 +195,8 @@ void qzProgressNotifierBase::updateGlobalProgress()
     double figure = 1.0;
     if (!mGroups.empty()) {
         figure = mGroups.back().progress / mGroups.back().maxProgress;
-        for (auto group = mGroups.rbegin(); group != mGroups.rend(); ++group) {
-            const unsigned long step = group->currentStep;
-            figure = figure * group->weights[step] + group->offsets[step];
+        for (const StepGroup& group : std::ranges::reverse_view(mGroups)) {
+            figure = figure * group.weights[group.currentStep] + group.offsets[group.currentStep];
         }
     }
     if (static_cast<double>(mGlobalProgress) == figure) return;

@@ -1,6 +1,7 @@
 #include "ForkProtocol.h"
 
 #include <array>
+#include <ranges>
 
 #include <pthread.h>
 
@@ -29,8 +30,8 @@ void prepare()
 
 void resumeParent()
 {
-    for (auto it = gParticipants.rbegin(); it != gParticipants.rend(); ++it) {
-        call(it->resumeParent);
+    for (const ForkHandlers& handlers : std::ranges::reverse_view(gParticipants)) {
+        call(handlers.resumeParent);
     }
 }
 
@@ -43,8 +44,8 @@ void resumeChild()
         if (const sigset_t* const mask = ScopedSignalBlock::GetOutermostMask())
             setSignalMask(*mask);
     }
-    for (auto it = gParticipants.rbegin(); it != gParticipants.rend(); ++it) {
-        call(it->resumeChild);
+    for (const ForkHandlers& handlers : std::ranges::reverse_view(gParticipants)) {
+        call(handlers.resumeChild);
     }
 }
 

@@ -68,7 +68,7 @@ bool getLocalTime(long second, tm& parts)
 std::string formatTime(const tm& parts, const char* format)
 {
     char buffer[kBufferSize];
-    const std::string text(buffer, ::strftime(buffer, sizeof buffer, format, &parts));
+    std::string text(buffer, ::strftime(buffer, sizeof buffer, format, &parts));
     // Log lines have a time also before the start and after the stop.
     if (!text::areServicesUp()) return text;
     return qzStringUtils::convertCharset(text, qzStringUtils::CharSetLocal,
