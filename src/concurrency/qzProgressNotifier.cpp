@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
-#include <ranges>
 #include <utility>
 
 #include <qz/qzMutex.h>
@@ -195,9 +194,10 @@ void qzProgressNotifierBase::updateGlobalProgress()
     double figure = 1.0;
     if (!mGroups.empty()) {
         figure = mGroups.back().progress / mGroups.back().maxProgress;
-        for (const StepGroup& group : std::ranges::reverse_view(mGroups)) {
-            figure = figure * group.weights[group.currentStep] + group.offsets[group.currentStep];
-        }
+        figure = std::accumulate(
+            mGroups.rbegin(), mGroups.rend(), figure, [](double inner, const StepGroup& group) {
+                return inner * group.weights[group.currentStep] + group.offsets[group.currentStep];
+            });
     }
     if (static_cast<double>(mGlobalProgress) == figure) return;
     mGlobalProgress = static_cast<float>(figure);

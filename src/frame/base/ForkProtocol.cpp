@@ -1,7 +1,7 @@
 #include "ForkProtocol.h"
 
+#include <algorithm>
 #include <array>
-#include <ranges>
 
 #include <pthread.h>
 
@@ -30,9 +30,8 @@ void prepare()
 
 void resumeParent()
 {
-    for (const ForkHandlers& handlers : std::ranges::reverse_view(gParticipants)) {
-        call(handlers.resumeParent);
-    }
+    std::for_each(gParticipants.rbegin(), gParticipants.rend(),
+                  [](const ForkHandlers& handlers) { call(handlers.resumeParent); });
 }
 
 void resumeChild()
@@ -44,9 +43,8 @@ void resumeChild()
         if (const sigset_t* const mask = ScopedSignalBlock::GetOutermostMask())
             setSignalMask(*mask);
     }
-    for (const ForkHandlers& handlers : std::ranges::reverse_view(gParticipants)) {
-        call(handlers.resumeChild);
-    }
+    std::for_each(gParticipants.rbegin(), gParticipants.rend(),
+                  [](const ForkHandlers& handlers) { call(handlers.resumeChild); });
 }
 
 // The system can't remove handlers, so they are registered once.
