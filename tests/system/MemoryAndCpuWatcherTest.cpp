@@ -300,9 +300,13 @@ TEST(MemoryAndCpuWatcherRecords, KeepTheOrderOfTheirFields)
                 ElementsAre(0, 8, 80, 104));
 }
 
-TEST_F(MemoryAndCpuWatcherTest, EndsByItsVirtualDestructor)
+// The two destructors have the slots before it.
+TEST_F(MemoryAndCpuWatcherTest, RunsByItsVirtualSlot)
 {
-    EXPECT_TRUE(isEndedBySlot<Watcher>(1));
+    Watcher watcher;
+    Peer::requestStop(watcher);
+    callSlot<void>(&watcher, 2);
+    SUCCEED() << "otherwise the test crashes or hangs";
 }
 
 }  // namespace qz

@@ -12,6 +12,11 @@ public:
     using Watcher = MemoryAndCpuWatcher;
 
     static qzMutex& editMutex(Watcher& watcher) { return watcher.mMutex; }
+    static void requestStop(Watcher& watcher)
+    {
+        const qzMutexLocker locker(watcher.mMutex);
+        watcher.mStopRequested = true;
+    }
     static unsigned int getPeriodMs(const Watcher& watcher) { return watcher.mPeriodMs; }
     static std::size_t getReservedReferences(const Watcher& watcher)
     {

@@ -11,7 +11,6 @@
 #include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
 #include "support/LogCapture.h"
-#include "support/OutputCapture.h"
 #include "support/Waiting.h"
 #include "system/MemoryWatchDogTestPeer.h"
 
@@ -160,10 +159,13 @@ TEST_F(MemoryWatchDogTest, ShiftsTheLimitToBytes)
     EXPECT_EQ(Peer::getThresholdBytes(dog), (1UL << 60) + 3 * 1024 * 1024);
 }
 
-TEST_F(MemoryWatchDogTest, EndsByItsVirtualDestructor)
+// The two destructors have the slots before it.
+TEST_F(MemoryWatchDogTest, RunsByItsVirtualSlot)
 {
-    EXPECT_TRUE(
-        (isEndedBySlot<MemoryWatchDog, const char*, unsigned long, int>(1, "dog", kHighMiB, 1)));
+    MemoryWatchDog dog("dog", kHighMiB, 1);
+    Peer::requestStop(dog);
+    callSlot<void>(&dog, 2);
+    SUCCEED() << "otherwise the test crashes or hangs";
 }
 
 }  // namespace qz
