@@ -201,7 +201,7 @@ void qzProgressNotifierBase::updateGlobalProgress()
     }
     if (static_cast<double>(mGlobalProgress) == figure) return;
     mGlobalProgress = static_cast<float>(figure);
-    onProgressChanged(mGlobalProgress);
+    onProgressChanged(mGlobalProgress);  // NOLINT: a subclass shows its first figure itself
 }
 
 // --- Requests to stop alone ------------------------------------------------------------------

@@ -150,7 +150,7 @@ bool qzIoDeviceMemoryChunkAndSwapBuffer::atEnd() const
 {
     if (mOffset != mCurrent->size()) return false;
     // A failed write may have left an empty chunk at the end.
-    for (std::list<Chunk>::const_iterator it = mCurrent; it != mLast;) {
+    for (auto it = mCurrent; it != mLast;) {
         if (!(++it)->empty()) return false;
     }
     return true;
@@ -196,7 +196,7 @@ unsigned long qzIoDeviceMemoryChunkAndSwapBuffer::countBytesBefore(
     std::list<Chunk>::const_iterator end) const
 {
     unsigned long total = mCurrentBase;
-    for (std::list<Chunk>::const_iterator it = mCurrent; it != end; ++it) {
+    for (auto it = mCurrent; it != end; ++it) {
         total += it->size();
     }
     return total;

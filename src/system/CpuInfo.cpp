@@ -202,7 +202,7 @@ void qzSystemUtils::CPUInfo::clearCPUInfos()
 
 bool qzSystemUtils::CPUInfo::isInstructionSetAvailable(InstructionSet set) const
 {
-    return mEnabledSets.count(set) != 0;
+    return mEnabledSets.contains(set);
 }
 
 bool qzSystemUtils::CPUInfo::isRunningOnVirtualMachine() const
