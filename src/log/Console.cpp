@@ -66,8 +66,10 @@ void writeWhole(int descriptor, std::string_view line)
 {
     while (true) {
         line.remove_prefix(FileDescriptor::WriteTo(descriptor, line));
+        if (line.empty()) return;
+        discardOwnFileSizeSignal();
         // Nobody can be told of another error.
-        if (line.empty() || errno != EAGAIN || !awaitSpace(descriptor)) return;
+        if (errno != EAGAIN || !awaitSpace(descriptor)) return;
     }
 }
 

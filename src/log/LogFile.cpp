@@ -11,6 +11,7 @@
 #include <qz/qzSystemUtils.h>
 
 #include "Console.h"
+#include "SignalSafety.h"
 #include "text/LocalPath.h"
 #include "text/TextServices.h"
 
@@ -190,7 +191,7 @@ void LogFile::open(int mode)
 // An error ends the block: nobody can be told of it.
 void LogFile::flush()
 {
-    if (mFile.isOpen()) mFile.write(mLines);
+    if (mFile.isOpen() && mFile.write(mLines) < mLines.size()) discardOwnFileSizeSignal();
     mLines.clear();
 }
 

@@ -1,5 +1,12 @@
 #include "SignalSafety.h"
 
+#include <cerrno>
+
+#include <signal.h>
+#include <time.h>
+
+#include "frame/base/ErrnoPreserver.h"
+
 namespace qz::log {
 
 namespace {
@@ -58,6 +65,17 @@ void LockCount::Reset()
 bool LockCount::IsZero()
 {
     return tLocks == 0;
+}
+
+void discardOwnFileSizeSignal()
+{
+    if (errno != EFBIG) return;
+    const ErrnoPreserver preserver;
+    sigset_t fileSize;
+    ::sigemptyset(&fileSize);
+    ::sigaddset(&fileSize, SIGXFSZ);
+    constexpr timespec kNoWait = {};
+    ::sigtimedwait(&fileSize, nullptr, &kNoWait);
 }
 
 }  // namespace qz::log

@@ -28,7 +28,10 @@
 //                                       is written
 //   uses the outlets of a forked child  is blocked until the entry    is reported at once, without
 //                                       is written                    rotation and custom handler
-//   forks                               is reported at once           is reported at once
+//   forks                               is blocked until the fork is  is reported at once; may hang
+//                                       done                          while the C library has
+//                                       locked
+//                                                                     its memory
 //   is in `malloc`                      may hang: the report needs    may hang
 //                                       memory
 //
@@ -69,5 +72,10 @@ public:
     static void Reset();
     static bool IsZero();
 };
+
+/// After a failed write of the log on a thread that blocks the asynchronous signals: discards the
+/// signal of a file that has reached the limit of its size. The report of that signal would write
+/// to the same file, and so cause the next one, without end.
+void discardOwnFileSizeSignal();
 
 }  // namespace qz::log

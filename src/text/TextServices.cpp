@@ -13,6 +13,7 @@
 
 #include "ThreadContent.h"
 #include "frame/base/ForkProtocol.h"
+#include "frame/base/ScopedSignalBlock.h"
 
 // Who frees the converters of a thread?
 //
@@ -41,6 +42,13 @@ unsigned gGeneration = 0;  // written at start and stop only
 std::mutex gMutex;
 ThreadContent* gContents = nullptr;              // of all threads; guarded by gMutex
 thread_local ThreadContent* tContent = nullptr;  // guarded by gMutex; its address is in the key
+
+// Locks gMutex for a scope. The report of a signal converts texts too, so a signal that comes
+// meanwhile is handled after the mutex is unlocked.
+class ContentsLock {
+    const ScopedSignalBlock mSignals;  // ends after the lock
+    const std::lock_guard<std::mutex> mLock{gMutex};
+};
 
 struct FreeLocaleCell {
     void operator()(__locale_struct** cell) const
@@ -103,7 +111,7 @@ void deleteAllContents()
 // The destructor of the key; it runs on a thread that ends.
 void endThread(void* content)
 {
-    const std::lock_guard<std::mutex> lock(gMutex);
+    const ContentsLock lock;
     ThreadContent* const found = *static_cast<ThreadContent**>(content);
     if (found != nullptr) deleteContent(found);
 }
@@ -164,7 +172,7 @@ const ThreadContent* text::getThreadContent()
     if (const void* known = ::pthread_getspecific(*qzStringUtils::msThreadContent)) {
         return *static_cast<ThreadContent* const*>(known);
     }
-    const std::lock_guard<std::mutex> lock(gMutex);
+    const ContentsLock lock;
     makeContent();
     return tContent;
 }
@@ -193,7 +201,7 @@ bool qzStringUtils::TerminateStringUtils()
     delete std::exchange(msCplusLocale, nullptr);
     ++gGeneration;
     if (msThreadContent == nullptr) return true;
-    const std::lock_guard<std::mutex> lock(gMutex);
+    const ContentsLock lock;
     deleteAllContents();
     ::pthread_setspecific(*msThreadContent, nullptr);
     DeleteKeyCell()(std::exchange(msThreadContent, nullptr));

@@ -1,6 +1,9 @@
 // Sends signals to children that use the library, and counts how they take them:
 //     log_interrupted print PRINTER OUTPUT COUNT
 //     log_interrupted twice COUNT
+//     log_interrupted fork COUNT
+//     log_interrupted convert COUNT
+//     log_interrupted large FILE
 //
 // "print": each of COUNT children prints without a pause, by "printf", "cout" or "unsynchronised",
 // to a "file", a "pipe" or a "terminal", until a SIGTERM ends it. Shows "ended N reported N": how
@@ -8,15 +11,27 @@
 //
 // "twice": the process gets COUNT pairs of SIGUSR1, the second shortly after the first. Shows how
 // many its own handler has seen.
+//
+// "fork": the process forks COUNT children while another one sends it SIGUSR1 without a pause.
+// Shows whether it has come to the end.
+//
+// "convert": COUNT threads get a SIGUSR1 while they convert their first text. Shows whether all
+// have ended.
+//
+// "large": a forked child reports into a log file that has reached the limit of a file's size.
+// Shows how the child ends.
 
 #include <fcntl.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <iostream>
 #include <random>
@@ -24,6 +39,8 @@
 #include <thread>
 
 #include <qz/qzLog.h>
+#include <qz/qzLogObject.h>
+#include <qz/qzStringUtils.h>
 #include <qz/qzSystem.h>
 
 namespace {
@@ -181,6 +198,86 @@ void sendPairs(int count)
     qz::terminateQzSystem();
 }
 
+void forkBetweenSignals(int count)
+{
+    ::signal(SIGUSR1, &countSignal);
+    qz::initializeQzSystem(qz::FullInit);
+    qz::qzLog::msInstance->setEchoToConsole(false);
+    // So many that a copy of the log's settings needs more memory than a thread has at hand.
+    for (int i = 0; i < 30; ++i)
+        qz::qzLog::msInstance->setSubTypeEnabled({"channel number " + std::to_string(i)}, false);
+    qz::qzLog::msInstance->flush();
+    const pid_t sender = ::fork();
+    if (sender == 0) {
+        std::mt19937 random(1);  // NOLINT: the same run each time
+        while (::kill(::getppid(), SIGUSR1) == 0)
+            ::usleep(static_cast<useconds_t>(300 + random() % 500));
+        ::_exit(0);
+    }
+    // Children that come to their end before any signal has been handled would show nothing.
+    for (int i = 0; i < count || gSeen < count; ++i) {
+        const pid_t child = ::fork();
+        if (child == 0) ::_exit(0);
+        ::waitpid(child, nullptr, 0);
+    }
+    ::kill(sender, SIGKILL);
+    ::waitpid(sender, nullptr, 0);
+    std::cout << "all forked" << std::endl;
+    qz::terminateQzSystem();
+}
+
+// Each thread converts its first text, for which it makes converters.
+void convertDuringSignals(int count)
+{
+    ::signal(SIGUSR1, &countSignal);
+    qz::initializeQzSystem(qz::FullInit);
+    qz::qzLog::msInstance->setEchoToConsole(false);
+    std::mt19937 random(1);  // NOLINT: the same run each time
+    for (int i = 0; i < count; ++i) {
+        std::atomic<bool> isRunning = false;
+        std::atomic<bool> mayEnd = false;
+        std::thread thread([&] {
+            isRunning = true;
+            qz::qzStringUtils::convertCharset("text", qz::qzStringUtils::CharSetUtf8,
+                                              qz::qzStringUtils::CharSetLocal);
+            while (!mayEnd)
+                std::this_thread::yield();
+        });
+        while (!isRunning)
+            std::this_thread::yield();
+        const auto end =
+            std::chrono::steady_clock::now() + std::chrono::microseconds(random() % 100);
+        while (std::chrono::steady_clock::now() < end) {
+        }
+        ::pthread_kill(thread.native_handle(), SIGUSR1);
+        mayEnd = true;
+        thread.join();
+    }
+    std::cout << "all converted" << std::endl;
+    qz::terminateQzSystem();
+}
+
+void exceedFileSize(const std::string& path)
+{
+    ::signal(SIGXFSZ, SIG_IGN);  // the application's choice: its writes fail instead
+    qz::initializeQzSystem(qz::FullInit);
+    qz::qzLog::msInstance->installFileHandlerUtf8(path);
+    qz::logInfo() << std::string(8192, 'x');
+    qz::qzLog::msInstance->flush();
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const rlimit limit = {4096, 4096};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        qz::logInfo() << "beyond the limit";
+        ::_exit(0);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    std::cout << (WIFEXITED(status) ? "exit " : "signal ")
+              << (WIFEXITED(status) ? WEXITSTATUS(status) : WTERMSIG(status)) << std::endl;
+    qz::terminateQzSystem();
+}
+
 }  // namespace
 
 int main(int argumentCount, char** arguments)
@@ -192,6 +289,18 @@ int main(int argumentCount, char** arguments)
     }
     if (what == "twice") {
         sendPairs(std::atoi(arguments[2]));
+        return 0;
+    }
+    if (what == "fork") {
+        forkBetweenSignals(std::atoi(arguments[2]));
+        return 0;
+    }
+    if (what == "convert") {
+        convertDuringSignals(std::atoi(arguments[2]));
+        return 0;
+    }
+    if (what == "large") {
+        exceedFileSize(arguments[2]);
         return 0;
     }
     return 2;

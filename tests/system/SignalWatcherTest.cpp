@@ -482,6 +482,35 @@ TEST(SignalWatcherTest, ReportsASignalThatComesDuringTheReportOfAnother)
     EXPECT_EQ(result.out, "all seen\n");
 }
 
+TEST(SignalWatcherTest, ReportsSignalsThatComeDuringAForkAfterIt)
+{
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP()
+        << "the sanitizer holds signals of other processes back, and for ever behind a fork";
+#endif
+    const ChildResult result =
+        runProgram({.program = "log_interrupted", .arguments = {"fork", "1000"}, .timeoutSec = 60});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "all forked\n");
+}
+
+TEST(SignalWatcherTest, ReportsSignalsOfThreadsThatMakeTheirConverters)
+{
+    const ChildResult result = runProgram(
+        {.program = "log_interrupted", .arguments = {"convert", "3000"}, .timeoutSec = 60});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "all converted\n");
+}
+
+TEST(SignalWatcherTest, ReportsNoSignalThatItsOwnReportCauses)
+{
+    const ScratchFolder folder;
+    const ChildResult result =
+        runProgram({.program = "log_interrupted", .arguments = {"large", folder.getPath("a.log")}});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "exit 0\n");
+}
+
 TEST(SignalWatcherTest, StaysInMemoryWhenAPluginThatUsedItIsClosed)
 {
     const std::string plugin = QZ_TEST_PROGRAMS_DIR "/unload_plugin.so";

@@ -16,6 +16,10 @@ bool gIsFullyStarted = false;
 bool gIsForkedChild = false;
 std::array<ForkHandlers, kForkParticipantCount> gParticipants;
 
+// The asynchronous signals are blocked during a fork: the C library locks its memory meanwhile, and
+// the report of a signal on the same thread would wait for it for ever.
+thread_local sigset_t tMaskBeforeFork;
+
 void call(void (*handler)())
 {
     if (handler != nullptr) handler();
@@ -23,6 +27,7 @@ void call(void (*handler)())
 
 void prepare()
 {
+    blockAsynchronousSignals(tMaskBeforeFork);
     for (const ForkHandlers& handlers : gParticipants) {
         call(handlers.prepare);
     }
@@ -32,19 +37,19 @@ void resumeParent()
 {
     std::for_each(gParticipants.rbegin(), gParticipants.rend(),
                   [](const ForkHandlers& handlers) { call(handlers.resumeParent); });
+    setSignalMask(tMaskBeforeFork);
 }
 
 void resumeChild()
 {
     // A child of a marked child is marked as well.
     if (relaxedLoad(gIsFullyStarted)) relaxedStore(gIsForkedChild, true);
-    // A program that one of the library's own threads starts must not inherit blocked signals.
-    if (isForkedChild()) {
-        if (const sigset_t* const mask = ScopedSignalBlock::GetOutermostMask())
-            setSignalMask(*mask);
-    }
     std::for_each(gParticipants.rbegin(), gParticipants.rend(),
                   [](const ForkHandlers& handlers) { call(handlers.resumeChild); });
+    // A program that one of the library's own threads starts must not inherit blocked signals.
+    const sigset_t* const outermost =
+        isForkedChild() ? ScopedSignalBlock::GetOutermostMask() : nullptr;
+    setSignalMask(outermost != nullptr ? *outermost : tMaskBeforeFork);
 }
 
 // The system can't remove handlers, so they are registered once.

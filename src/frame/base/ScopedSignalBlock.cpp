@@ -20,6 +20,16 @@ void setSignalMask(const sigset_t& mask)
     ::pthread_sigmask(SIG_SETMASK, &mask, nullptr);
 }
 
+void blockAsynchronousSignals(sigset_t& maskBefore)
+{
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    for (const WatchedSignal& watched : kWatchedSignals) {
+        if (!watched.isFault) ::sigaddset(&signals, watched.number);
+    }
+    ::pthread_sigmask(SIG_BLOCK, &signals, &maskBefore);
+}
+
 ScopedSignalBlock::~ScopedSignalBlock() noexcept(false)
 {
     if (!mHasBlocked) return;
@@ -30,12 +40,7 @@ ScopedSignalBlock::~ScopedSignalBlock() noexcept(false)
 void ScopedSignalBlock::block()
 {
     if (mHasBlocked) return;
-    sigset_t signals;
-    ::sigemptyset(&signals);
-    for (const WatchedSignal& watched : kWatchedSignals) {
-        if (!watched.isFault) ::sigaddset(&signals, watched.number);
-    }
-    ::pthread_sigmask(SIG_BLOCK, &signals, &mBefore);
+    blockAsynchronousSignals(mBefore);
     mHasBlocked = true;
     mIsOutermost = !tHasOutermostMask;
     if (mIsOutermost) SetInheritedMask(mBefore);

@@ -8,6 +8,10 @@ namespace qz {
 /// the handlers of some signals throw.
 void setSignalMask(const sigset_t& mask);
 
+/// Blocks the asynchronous signals of the table on the calling thread.
+/// @param maskBefore receives what was blocked before.
+void blockAsynchronousSignals(sigset_t& maskBefore);
+
 /// Blocks the asynchronous watched signals on the calling thread: those that come from outside, and
 /// not from what the thread itself does.
 class ScopedSignalBlock {
