@@ -26,21 +26,21 @@ void updateHeight(VariantNode* node)
     node->height = static_cast<std::uint16_t>(height);
 }
 
-void setChild(VariantNode* node, Side side, VariantNode* child)
+void setChild(VariantNode* above, Side side, VariantNode* below)
 {
-    node->child[side] = child;
-    if (child != nullptr) child->parent = node;
+    above->child[side] = below;
+    if (below != nullptr) below->parent = above;
 }
 
-// Sets what the parent of `old` has in its place; `node` may be null.
-void replaceNode(VariantEntries& entries, VariantNode* old, VariantNode* node)
+// Sets what the parent of `outgoing` has in its place; `incoming` may be null.
+void replaceNode(VariantEntries& entries, VariantNode* outgoing, VariantNode* incoming)
 {
-    if (old->parent != nullptr) {
-        setChild(old->parent, getSide(old), node);
+    if (outgoing->parent != nullptr) {
+        setChild(outgoing->parent, getSide(outgoing), incoming);
         return;
     }
-    entries.root = node;
-    if (node != nullptr) node->parent = nullptr;
+    entries.root = incoming;
+    if (incoming != nullptr) incoming->parent = nullptr;
 }
 
 // Moves a child above its parent. @return the child.
@@ -65,6 +65,7 @@ VariantNode* balance(VariantEntries& entries, VariantNode* node)
     }
     const Side side = difference > 0 ? Larger : Smaller;
     VariantNode* const child = node->child[side];
+    // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): the higher side has a child
     if (getHeight(child->child[opposite(side)]) > getHeight(child->child[side]))
         rotate(entries, child, opposite(side));
     return rotate(entries, node, side);

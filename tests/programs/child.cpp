@@ -80,7 +80,7 @@ int run(const std::string& job, const std::vector<std::string>& arguments)
         ::setrlimit(RLIMIT_CORE, &noCore);
         return endBySignal(std::stoi(first));
     }
-    if (job == "core") return dumpCore();
+    if (job == "core") return ::chdir(first.c_str()) == 0 ? dumpCore() : 98;
     if (job == "arguments") {
         for (const std::string& argument : arguments)
             std::cout << '[' << argument << "]\n";

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "support/ScratchFolder.h"
 #include "system/ProcessFixture.h"
 #include "system/qzProcessTestPeer.h"
 
@@ -63,13 +64,15 @@ TEST(qzProcessWhiteBox, EndsByItsVirtualDestructor)
 TEST(qzProcessWhiteBox, TellsAKillFromACoreDump)
 {
     const ProcessFixture fixture;
+    const support::ScratchFolder folder;  // for the core dump
     // Whether there is a core dump, the system decides.
     const pid_t pid = ::fork();
-    if (pid == 0) ::execl(kChild.c_str(), kChild.c_str(), "core", nullptr);
+    if (pid == 0)
+        ::execl(kChild.c_str(), kChild.c_str(), "core", folder.getPath().c_str(), nullptr);
     siginfo_t end = {};
     ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(pid), &end, WEXITED), 0);
     qzProcess process;
-    ASSERT_TRUE(ProcessFixture::startChild(process, {"core"}));
+    ASSERT_TRUE(ProcessFixture::startChild(process, {"core", folder.getPath()}));
     ASSERT_TRUE(process.waitForFinished(kLongMs));
     EXPECT_EQ(qzProcessTestPeer::getState(process).killed, end.si_code == CLD_KILLED);
     EXPECT_TRUE(process.hasCrashed());
