@@ -203,7 +203,8 @@ void qzThread::usleep(unsigned long microseconds)
     ::usleep(static_cast<unsigned>(microseconds));
 }
 
-void qzThread::Run(qzThread* thread)
+// The sanitizer of undefined behaviour takes the forced unwind for a null object.
+[[gnu::no_sanitize("null")]] void qzThread::Run(qzThread* thread)
 {
     thread->mThread->id = std::this_thread::get_id();
     if (const auto& mask = thread->mThread->maskWithoutBlock)

@@ -131,6 +131,9 @@ TEST(ConsoleUnsynchronisedTest, KeepsItsLinesWhole)
 {
     const ChildResult child = runInChild([] {
         std::ios_base::sync_with_stdio(false);
+        // Two threads that write to a nameless file share its position without a lock of the
+        // kernel.
+        ::fcntl(STDOUT_FILENO, F_SETFL, O_APPEND);
         const LibraryStart library(FullInit);
         for (int i = 0; i < 20000; ++i) {
             std::cout << "application " << i << '\n';

