@@ -58,7 +58,7 @@ void sendFromForkedChild(int priority, const std::string& text)
         ::strftime_l(time, std::size(time), "%b %e %T", &now, text::getCLocale());
     std::string datagram = "<" + std::to_string(LOG_USER | priority) + ">";
     datagram.append(time, timeSize).append(" ").append(::program_invocation_short_name);
-    datagram.append(": ").append(text.data());
+    datagram.append(": ").append(text, 0, text.find('\0'));
     const FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     const sockaddr_un address = {AF_UNIX, "/dev/log"};
     ::sendto(socket.get(), datagram.data(), datagram.size(), MSG_DONTWAIT | MSG_NOSIGNAL,

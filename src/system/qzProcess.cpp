@@ -101,6 +101,7 @@ void qzProcess::clearProcess()
     mImpl->inheritEnvironment = true;
 }
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): other platforms have a limit
 bool qzProcess::setWorkingSetMaxSize(unsigned long /*sizeBytes*/)
 {
     return false;

@@ -1,6 +1,6 @@
 #pragma once
 
-struct __locale_struct;
+struct __locale_struct;  // NOLINT: the system's name for what `locale_t` points to
 
 namespace qz::text {
 
