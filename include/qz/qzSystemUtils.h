@@ -159,7 +159,9 @@ public:
     /// Reads the processor that it runs on.
     CPUInfo();
     ~CPUInfo();
+    /// Copies the description.
     CPUInfo(const CPUInfo&) = default;
+    /// Copies the description.
     CPUInfo& operator=(const CPUInfo&) = default;
 
     /// Empties the names and both sets; the two flags stay.
