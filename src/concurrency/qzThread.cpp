@@ -204,7 +204,7 @@ void qzThread::usleep(unsigned long microseconds)
 }
 
 // The sanitizer of undefined behaviour takes the forced unwind for a null object.
-[[gnu::no_sanitize("null")]] void qzThread::Run(qzThread* thread)
+__attribute__((no_sanitize("null"))) void qzThread::Run(qzThread* thread)
 {
     thread->mThread->id = std::this_thread::get_id();
     if (const auto& mask = thread->mThread->maskWithoutBlock)

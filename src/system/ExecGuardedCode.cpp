@@ -36,7 +36,7 @@ void report(const std::string& description)
 }  // namespace
 
 // The sanitizer of undefined behaviour takes the forced unwind for a null object.
-[[gnu::no_sanitize("null")]] void ExecGuardedCode(void (*function)(void*), void* argument)
+__attribute__((no_sanitize("null"))) void ExecGuardedCode(void (*function)(void*), void* argument)
 {
     try {
         function(argument);
