@@ -191,7 +191,7 @@ TEST(XRefIndex, IsAsBeforeWhenMemoryIsMissing)
                                         EXPECT_TRUE(index == before);
                                     });
         EXPECT_THAT(getFolders(index, "a key that is on the heap"), ElementsAre("folder"));
-        EXPECT_EQ(index.countFiles(), count + 1U);
+        EXPECT_EQ(index.countFiles(), static_cast<unsigned>(count) + 1U);
     }
 }
 

@@ -371,7 +371,8 @@ TEST_P(qzProcessStartSignal, DecidesHowAFailedStartReads)
     if (type == FullInit && action != OwnAction::Blocked)
         GTEST_SKIP() << "the sanitizer does not survive the exit of a forked child";
 #endif
-    const auto body = [&] {
+    // clang 14 captures no structured bindings by reference.
+    const auto body = [type = type, action = action, isStoppedBefore = isStoppedBefore] {
         std::optional<support::LibraryStart> start(type);
         if (isStoppedBefore) {
             start.reset();

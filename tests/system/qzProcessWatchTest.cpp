@@ -183,7 +183,7 @@ TEST_F(qzProcessWatch, KillsAChildThatIgnoresSigterm)
 
 TEST_F(qzProcessWatch, SignalsNoProcessWhoseEndItHasSeen)
 {
-    const auto body = [this] {
+    const auto body = [] {
         qzProcess process;
         startChild(process, {"exit", "0"});
         if (!process.waitForFinished(kLongMs)) return 1;
