@@ -32,7 +32,7 @@ std::recursive_mutex gChildMutex;
 
 // The log thread whose mutex a fork has locked; guarded by that mutex, or in a child by
 // gChildMutex.
-qzLogThread* gThreadAtFork = nullptr;
+thread_local qzLogThread* tThreadAtFork = nullptr;
 
 // Locks the mutex in a forked child. Before a full start there is one thread, and nothing to lock.
 class ChildLock {
@@ -242,12 +242,12 @@ void qzLog::PrepareFork()
     qzLogThread* const thread = msInstance != nullptr ? msInstance->editLogThread() : nullptr;
     if (thread != nullptr) thread->prepareFork();
     if (isForkedChild()) gChildMutex.lock();
-    gThreadAtFork = thread;
+    tThreadAtFork = thread;
 }
 
 void qzLog::ResumeParent()
 {
-    qzLogThread* const thread = std::exchange(gThreadAtFork, nullptr);
+    qzLogThread* const thread = std::exchange(tThreadAtFork, nullptr);
     if (isForkedChild()) gChildMutex.unlock();
     if (thread != nullptr) thread->resumeParent();
 }
@@ -258,7 +258,7 @@ void qzLog::ResumeChild()
     if (!isForkedChild()) return;
     // The child can't unlock it, since its owner is identified by the parent's thread id.
     new (&gChildMutex) std::recursive_mutex;
-    qzLogThread* const thread = std::exchange(gThreadAtFork, nullptr);
+    qzLogThread* const thread = std::exchange(tThreadAtFork, nullptr);
     if (thread != nullptr) thread->resumeChild(*msInstance->mParameters);
 }
 

@@ -12,7 +12,11 @@ namespace qz {
 class qzWorkThreadTestPeer {
 public:
     static const std::list<qzJob*>& getJobs(const qzWorkThread& thread) { return thread.mJobs; }
-    static bool isIdle(const qzWorkThread& thread) { return thread.mIdle; }
+    static bool isIdle(const qzWorkThread& thread)
+    {
+        const qzMutexLocker locker(const_cast<qzMutex&>(thread.mQueueMutex));
+        return thread.mIdle;
+    }
     static bool isStopRequested(const qzWorkThread& thread) { return thread.mStopRequested; }
     static qzMutex& editQueueMutex(qzWorkThread& thread) { return thread.mQueueMutex; }
     static qzMutex& editJobMutex(qzWorkThread& thread) { return thread.mJobMutex; }

@@ -17,7 +17,9 @@ thread_local sigset_t tOutermostMask;
 
 void setSignalMask(const sigset_t& mask)
 {
-    ::pthread_sigmask(SIG_SETMASK, &mask, nullptr);
+    // By a pointer, as the handler of a pending signal may throw out of the call.
+    int (*const volatile setMask)(int, const sigset_t*, sigset_t*) = &::pthread_sigmask;
+    setMask(SIG_SETMASK, &mask, nullptr);
 }
 
 void blockAsynchronousSignals(sigset_t& maskBefore)
