@@ -367,6 +367,9 @@ private:
 
 TEST_F(qzMutexSystemTest, WaitsOnForTheLockAfterASignalHasBeenHandled)
 {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the sanitizer holds a signal back until the call that waits returns";
+#endif
     const CountedSignal signal;
     const std::string name = makeName();
     auto holder = std::make_unique<qzMutexSystem>(name.c_str());
