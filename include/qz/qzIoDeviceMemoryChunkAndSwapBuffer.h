@@ -19,7 +19,7 @@ class SwapFile;
 /// and writers see one row of bytes with one position; seeking beyond the end appends zeros.
 ///
 /// A swap file is created for its owner alone (mode 0600), never over an existing file or link, and
-/// is removed with its chunk. A process that is killed leaves it behind. A child that was forked
+/// is removed with its chunk. A process that is killed does not remove it. A child that was forked
 /// off may clear or destroy the device, which leaves the parent's swap file as it is; it must not
 /// read or write it.
 ///

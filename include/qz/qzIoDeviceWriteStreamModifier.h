@@ -52,7 +52,7 @@ public:
     bool atEnd() const override;
 
 protected:
-    bool beginDelegationImpl() override;  ///< Drops what an earlier delegation left behind.
+    bool beginDelegationImpl() override;  ///< Drops the input that an earlier delegation left.
     bool endDelegationImpl() override;    ///< Runs the filter to its end, and ends it.
     void clearDelegationImpl() override;  ///< Does nothing.
 
