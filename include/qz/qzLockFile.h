@@ -67,7 +67,7 @@ private:
     friend class qzLockFileTestPeer;
 
     std::string mPath;
-    std::FILE* mFile = nullptr;  // owned, but for what a second take leaves behind
+    std::FILE* mFile = nullptr;  // owned; a second take loses the first one
 };
 
 }  // namespace qz

@@ -1,28 +1,15 @@
 #include "SubTypeList.h"
 
 #include <algorithm>
-#include <cctype>
 #include <string_view>
+
+#include "text/Characters.h"
 
 namespace qz::log {
 
 namespace {
 
 constexpr std::string_view kSeparators = " /\\,;|";
-
-bool isSpace(char character)
-{
-    return std::isspace(static_cast<unsigned char>(character)) != 0;
-}
-
-std::string trim(std::string_view name)
-{
-    while (!name.empty() && isSpace(name.front()))
-        name.remove_prefix(1);
-    while (!name.empty() && isSpace(name.back()))
-        name.remove_suffix(1);
-    return std::string(name);
-}
 
 }  // namespace
 
@@ -42,7 +29,7 @@ bool switchSubTypes(std::set<std::string>& blacklist, const std::vector<std::str
 {
     bool isChanged = false;
     for (const std::string& name : names) {
-        const std::string bareName = trim(name);
+        const std::string bareName(text::trim(name));
         isChanged |= off ? blacklist.insert(bareName).second : blacklist.erase(bareName) != 0;
     }
     return isChanged;

@@ -1,11 +1,11 @@
 #include <algorithm>
-#include <cctype>
 #include <cstring>
 #include <iterator>
 
 #include <qz/qzSystemUtils.h>
 
 #include "CpuLeaves.h"
+#include "text/Characters.h"
 
 namespace qz {
 
@@ -98,20 +98,6 @@ std::string readBrand(const std::vector<CpuLeaf>& extended)
     return brand;
 }
 
-bool isSpace(char byte)
-{
-    return std::isspace(static_cast<unsigned char>(byte)) != 0;
-}
-
-std::string trim(std::string_view text)
-{
-    while (!text.empty() && isSpace(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && isSpace(text.back()))
-        text.remove_suffix(1);
-    return std::string(text);
-}
-
 // The registers in which sets have their bits, with 0 for those of leaves that are missing.
 class SetRegisters {
 public:
@@ -175,7 +161,7 @@ qzSystemUtils::CPUInfo::CPUInfo(const impl::CpuLeaves& leaves)
     : mVendor(kNotKnown), mBrand(kNotKnown)
 {
     if (!leaves.standard.empty()) mVendor = readVendor(leaves.standard[0]);
-    if (leaves.extended.size() >= 5) mBrand = trim(readBrand(leaves.extended));
+    if (leaves.extended.size() >= 5) mBrand = text::trim(readBrand(leaves.extended));
     if (leaves.standard.size() < 2) return;
     mIsHypervisor = hasBit(leaves.standard[1].ecx, 31);
     mIsHyperThreaded = hasBit(leaves.standard[1].edx, 28);

@@ -1,10 +1,9 @@
 #include "IniText.h"
 
-#include <cctype>
-
 #include <qz/qzStringUtils.h>
 
 #include "VariantText.h"
+#include "text/Characters.h"
 #include "text/NumberParse.h"
 
 namespace qz::variant {
@@ -12,20 +11,6 @@ namespace qz::variant {
 namespace {
 
 constexpr int kRealDigits = 6;  // as `qzVariant::toString` writes a real
-
-bool isSpace(char c)
-{
-    return std::isspace(static_cast<unsigned char>(c)) != 0;
-}
-
-std::string_view trim(std::string_view text)
-{
-    while (!text.empty() && isSpace(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && isSpace(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
 
 std::string_view withoutQuotes(std::string_view text)
 {
@@ -102,16 +87,16 @@ void appendEncoded(const std::string& text, std::string& out)
 
 IniLine parseIniLine(std::string_view line)
 {
-    line = trim(line);
+    line = text::trim(line);
     if (line.empty()) return {};
     if (line.size() > 1 && line.front() == '[' && line.back() == ']')
         return {IniLine::Section, line.substr(1, line.size() - 2), {}};
     if (line.front() == ';') return {};
     const std::size_t split = line.find('=');
     if (split == std::string_view::npos) return {IniLine::Unusable, {}, {}};
-    const std::string_view key = trim(line.substr(0, split));
+    const std::string_view key = text::trim(line.substr(0, split));
     if (key.empty()) return {IniLine::WithoutKey, {}, {}};
-    return {IniLine::Entry, key, trim(line.substr(split + 1))};
+    return {IniLine::Entry, key, text::trim(line.substr(split + 1))};
 }
 
 qzVariant decodeIniValue(std::string_view text)
