@@ -1,7 +1,10 @@
 #include <qz/qzStringUtils.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <memory>
+#include <span>
 #include <stdexcept>
 #include <utility>
 
@@ -43,14 +46,13 @@ char* appendBytes(char* out, const char* bytes, std::size_t size)
     return out + size;
 }
 
-// Calls `visit` with each place of `needle`. The search has always passed the place that is
-// visited, so the text up to the end of that place may be overwritten.
+// Calls `visit` with each place that the finder has not found yet. The search has always passed the
+// place that is visited, so the text up to the end of that place may be overwritten.
 template <typename Visit>
-std::size_t visitPlaces(std::string_view text, std::string_view needle, Visit visit)
+std::size_t visitPlaces(text::MatchFinder finder, Visit visit)
 {
     constexpr std::size_t kPlaces = 256;
     std::size_t places[kPlaces];
-    text::MatchFinder finder(text, needle);
     std::size_t total = 0;
     for (std::size_t count = kPlaces; count == kPlaces;) {
         count = finder.next(places, kPlaces);
@@ -61,30 +63,51 @@ std::size_t visitPlaces(std::string_view text, std::string_view needle, Visit vi
     return total;
 }
 
-// Writes the text with its replacements to `out`, which may be the text's own memory if `to` is not
-// longer than `from`. Returns the end.
-char* writeReplaced(char* out, std::string_view text, std::string_view from, std::string_view to,
-                    std::size_t& count)
-{
-    const char* in = text.data();
-    const auto copyUpTo = [&](const char* end) {
-        const auto size = static_cast<std::size_t>(end - in);
-        out = out != in ? appendBytes(out, in, size) : out + size;
-    };
-    count = visitPlaces(text, from, [&](std::size_t place) {
-        copyUpTo(text.data() + place);
-        out = appendBytes(out, to.data(), to.size());
-        in = text.data() + place + from.size();
-    });
-    copyUpTo(text.data() + text.size());
-    return out;
-}
+// Writes a text with its replacements to `out`, which may be the text's own memory if `to` is not
+// longer than `from`.
+class ReplacedText {
+public:
+    ReplacedText(char* out, std::string_view text, std::string_view from, std::string_view to)
+        : mOut(out), mIn(text.data()), mText(text), mFromSize(from.size()), mTo(to)
+    {
+    }
+
+    void replace(std::size_t place)
+    {
+        copyUpTo(place);
+        mOut = appendBytes(mOut, mTo.data(), mTo.size());
+        mIn += mFromSize;
+    }
+
+    // Returns the end of what is written.
+    const char* finish()
+    {
+        copyUpTo(mText.size());
+        return mOut;
+    }
+
+private:
+    void copyUpTo(std::size_t place)
+    {
+        const char* const end = mText.data() + place;
+        const auto size = static_cast<std::size_t>(end - mIn);
+        mOut = mOut != mIn ? appendBytes(mOut, mIn, size) : mOut + size;
+        mIn = end;
+    }
+
+    char* mOut;
+    const char* mIn;
+    std::string_view mText;
+    std::size_t mFromSize;
+    std::string_view mTo;
+};
 
 std::size_t replaceInPlace(std::string& text, std::string_view from, std::string_view to)
 {
-    std::size_t count = 0;
-    const char* const end = writeReplaced(text.data(), text, from, to, count);
-    text.resize(static_cast<std::size_t>(end - text.data()));
+    ReplacedText result(text.data(), text, from, to);
+    const std::size_t count = visitPlaces(text::MatchFinder(text, from),
+                                          [&](std::size_t place) { result.replace(place); });
+    text.resize(static_cast<std::size_t>(result.finish() - text.data()));
     return count;
 }
 
@@ -98,14 +121,48 @@ std::size_t addGrowth(std::size_t size, std::size_t places, std::size_t growth)
     return grown;
 }
 
-// Searches twice: a list of the places could need more memory than the text.
+// A list of places that needs a quarter of the text's memory at the most, and none for short texts.
+class PlaceList {
+public:
+    explicit PlaceList(std::size_t textSize) : mRoom(std::max(kShortList, textSize / kTextPerPlace))
+    {
+        if (mRoom > kShortList) mLong = std::make_unique_for_overwrite<std::size_t[]>(mRoom);
+    }
+    // Finds as many places as it has room for. Returns whether there may be more.
+    bool fill(text::MatchFinder& finder)
+    {
+        std::size_t* const places = mLong ? mLong.get() : mShort;
+        mPlaces = {places, finder.next(places, mRoom)};
+        return mPlaces.size() == mRoom;
+    }
+    std::span<const std::size_t> get() const { return mPlaces; }
+
+private:
+    static constexpr std::size_t kShortList = 256;
+    static constexpr std::size_t kTextPerPlace = 4 * sizeof(std::size_t);
+
+    std::size_t mRoom;
+    std::unique_ptr<std::size_t[]> mLong;
+    std::size_t mShort[kShortList];
+    std::span<const std::size_t> mPlaces;
+};
+
+// Places that the list has no room for are searched twice, to count and to write.
 std::size_t replaceWithLonger(std::string& text, std::string_view from, std::string_view to)
 {
-    std::size_t count = visitPlaces(text, from, [](std::size_t /*place*/) {});
+    text::MatchFinder finder(text, from);
+    PlaceList places(text.size());
+    const bool hasMore = places.fill(finder);
+    std::size_t count = places.get().size();
+    if (hasMore) count += visitPlaces(finder, [](std::size_t /*place*/) {});
     if (count == 0) return 0;
-    std::string result(addGrowth(text.size(), count, to.size() - from.size()), '\0');
-    writeReplaced(result.data(), text, from, to, count);
-    text = std::move(result);
+    std::string memory(addGrowth(text.size(), count, to.size() - from.size()), '\0');
+    ReplacedText result(memory.data(), text, from, to);
+    for (const std::size_t place : places.get())
+        result.replace(place);
+    if (hasMore) visitPlaces(finder, [&](std::size_t place) { result.replace(place); });
+    result.finish();
+    text = std::move(memory);
     return count;
 }
 

@@ -123,15 +123,44 @@ TEST(qzStringUtilsReplaceAll, TakesTimeAndMemoryOnceForAHundredThousandPlaces)
     EXPECT_EQ(text.substr(299991), "a, a, a, ");
 }
 
-TEST(qzStringUtilsReplaceAll, AllocatesTheResultAloneForWhatIsLonger)
+TEST(qzStringUtilsReplaceAll, AllocatesTheResultAloneForWhatIsLongerInAShortText)
+{
+    for (const std::size_t matches : {1, 256, 257, 8000}) {
+        std::string text(matches, 'a');
+        const support::AllocationCounter counter;
+        EXPECT_EQ(qzStringUtils::ReplaceAllOccurrences(text, "a", "bb"), matches);
+        EXPECT_LE(counter.getCount(), 1U);
+        EXPECT_EQ(text, std::string(2 * matches, 'b'));
+    }
+}
+
+// A list of all places would need four times the memory of the result.
+TEST(qzStringUtilsReplaceAll, AllocatesAQuarterOfALongTextBesideTheResult)
 {
     constexpr std::size_t kMatches = 100'000;
     std::string text(kMatches, 'a');
     const support::AllocationCounter counter;
     EXPECT_EQ(qzStringUtils::ReplaceAllOccurrences(text, "a", "bb"), kMatches);
-    EXPECT_EQ(counter.getCount(), 1U);
-    EXPECT_LE(counter.getBytes(), 2 * kMatches + 64);
+    EXPECT_EQ(counter.getCount(), 2U);
+    EXPECT_LE(counter.getBytes(), 2 * kMatches + kMatches / 4 + 64);
     EXPECT_EQ(text, std::string(2 * kMatches, 'b'));
+}
+
+// The places from the list and those that are searched again meet without a gap.
+TEST(qzStringUtilsReplaceAll, ReplacesAnyNumberOfPlacesWithWhatIsLonger)
+{
+    for (const std::size_t gap : {0, 1, 30, 31, 32, 40}) {
+        for (const std::size_t matches : {255, 256, 257, 300, 511, 512, 513, 2000}) {
+            std::string text;
+            std::string expected;
+            for (std::size_t i = 0; i < matches; ++i) {
+                text.append(gap, '.').append("ab");
+                expected.append(gap, '.').append("xyz");
+            }
+            EXPECT_EQ(qzStringUtils::ReplaceAllOccurrences(text, "ab", "xyz"), matches);
+            EXPECT_EQ(text, expected) << matches << " places with gaps of " << gap;
+        }
+    }
 }
 
 TEST(qzStringUtilsReplaceAll, AllocatesNothingForWhatIsNotLonger)
