@@ -40,7 +40,8 @@ public:
 /// in its name converts the path to the local character set, which is that of the environment's
 /// locale, and converts the system's results to UTF-8. A path that the local set can't hold without
 /// loss names nothing: the operation fails as it does for a path that doesn't exist. The library
-/// must be started, since nothing is converted before that.
+/// must be started, since nothing is converted before that. For the system a path ends at its first
+/// byte of value 0.
 ///
 /// No operation throws for a bad path or a failed call. A failure leaves `errno` as the failed call
 /// of the system set it. A parameter `errorMsg` may be null.

@@ -22,7 +22,11 @@ class FileStream;
 /// file.writeBytes(nullptr, 0);
 /// if (!file.good()) std::cerr << file.getDeviceErrorMsg() << '\n';
 /// @endcode
-/// The file is not inherited by programs that this process starts.
+/// The file is not inherited by programs that this process starts. A forked child has the bytes of
+/// the buffer too, and would write them a second time: call `flush` before a fork, or close the
+/// device in one of the two processes by `_exit` only.
+///
+/// Paths end at the first byte of value 0.
 class QZ_API qzIoDeviceFileStream : public qzIoDeviceRandomAccess {
 public:
     /// Makes a closed device without a path.

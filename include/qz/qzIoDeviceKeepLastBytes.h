@@ -16,6 +16,10 @@ namespace qz {
 /// const bool isIntact = checksumOf(copy) == std::string(text.getTerminalBytes(), 4);
 /// @endcode
 /// A read costs as much as its bytes, whatever the number of held ones.
+///
+/// The source must return fewer bytes than asked for at its end only, as files and memory do. A
+/// shorter read within the data, as from a terminal or a socket, can look like a source with too
+/// few bytes, which is an error.
 class QZ_API qzIoDeviceKeepLastBytes : public qzIoDevice {
 public:
     /// Makes a reader of `source` without its last `count` bytes. The source is not owned and must

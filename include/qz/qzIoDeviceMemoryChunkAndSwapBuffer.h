@@ -23,6 +23,9 @@ class SwapFile;
 /// off may clear or destroy the device, which leaves the parent's swap file as it is; it must not
 /// read or write it.
 ///
+/// A swap file that failed stays unreadable after `clearDeviceError`: clear the data, which opens
+/// the file again.
+///
 /// Lack of memory is reported by `std::bad_alloc`, as everywhere; what was written before stays.
 class QZ_API qzIoDeviceMemoryChunkAndSwapBuffer : public qzIoDeviceRandomAccess {
 public:
