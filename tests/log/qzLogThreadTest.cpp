@@ -429,9 +429,6 @@ TEST_F(qzLogForkedChildTest, InstallsAFileOfItsOwn)
 
 TEST_F(qzLogForkedChildTest, MayStartAThreadOfItsOwn)
 {
-#ifdef __SANITIZE_THREAD__
-    GTEST_SKIP() << "the sanitizer takes the child's thread for the parent's, whose place it has";
-#endif
     const ChildResult child = runInChild([] {
         terminateQzSystem();
         const LibraryStart library(FullInit);
