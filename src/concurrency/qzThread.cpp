@@ -49,6 +49,12 @@ std::string_view getTypeName(const std::type_info& type)
     return dropLeading(dropLeading(type.name(), "*"), "class ");
 }
 
+// A caller that sees the end without a wait may read what the thread has written, and reuse memory.
+void markAsEnded(bool& isRunning)
+{
+    __atomic_store_n(&isRunning, false, __ATOMIC_RELEASE);
+}
+
 }  // namespace
 
 qzRunnableInterface::~qzRunnableInterface() = default;
@@ -130,7 +136,7 @@ bool qzThread::waitForEnd(int timeoutMs) const
 
 bool qzThread::isRunning() const
 {
-    return relaxedLoad(mRunning) && !isInherited();
+    return __atomic_load_n(&mRunning, __ATOMIC_ACQUIRE) && !isInherited();
 }
 
 bool qzThread::releaseOwnThread()
@@ -213,10 +219,10 @@ __attribute__((no_sanitize("null"))) void qzThread::Run(qzThread* thread)
         exception::impl::ExecGuardedCode(&qzThread::RunImpl, thread);
     } catch (const abi::__forced_unwind&) {
         // `pthread_exit`, or a cancellation, ends the thread as a return of `run` does.
-        relaxedStore(thread->mRunning, false);
+        markAsEnded(thread->mRunning);
         throw;
     }
-    relaxedStore(thread->mRunning, false);
+    markAsEnded(thread->mRunning);
 }
 
 void qzThread::RunImpl(void* thread)

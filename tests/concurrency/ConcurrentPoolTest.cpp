@@ -275,9 +275,6 @@ TEST_F(ConcurrentPoolTest, ComesAndGoesManyTimes)
 
 TEST_F(ConcurrentPoolTest, EndsItsThreadsWhenOneCannotBeStarted)
 {
-#ifdef __SANITIZE_THREAD__
-    GTEST_SKIP() << "the sanitizer takes the child's thread for the parent's, whose place it has";
-#endif
     const ChildResult result = runInChild([] {
         // Threads of root count against no limit of its own.
         if (::geteuid() == 0 && ::setuid(65534) != 0) return 3;

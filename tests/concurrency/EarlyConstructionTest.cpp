@@ -230,18 +230,7 @@ TEST_P(ConstructionInAForkedChild, EndsWithAForkReportOfEachPartThatLooks)
     EXPECT_EQ(result.getEnd(), "exit 0") << result.err;
 }
 
-// The thread sanitizer has no threads in the child of a process with several.
-std::vector<Row> getRowsOfForks()
-{
-    std::vector<Row> rows(std::begin(kRows), std::end(kRows));
-#ifdef __SANITIZE_THREAD__
-    std::erase_if(
-        rows, [](const Row& row) { return std::string(row.name) == "qzThreadPeriodicalUpdater"; });
-#endif
-    return rows;
-}
-
-INSTANTIATE_TEST_SUITE_P(Classes, ConstructionInAForkedChild, ::testing::ValuesIn(getRowsOfForks()),
+INSTANTIATE_TEST_SUITE_P(Classes, ConstructionInAForkedChild, ::testing::ValuesIn(kRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace

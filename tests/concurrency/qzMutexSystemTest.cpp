@@ -345,7 +345,18 @@ TEST_F(qzMutexSystemTest, IsNotInheritedByPrograms)
     EXPECT_THAT(result.out, Not(HasSubstr(name)));
 }
 
-std::atomic<int> gSignals = 0;
+// The thread sanitizer runs a handler of `sigaction` when the thread returns from a call that the
+// sanitizer knows, and flock is none. This is the same function by a name that it doesn't replace.
+extern "C" int __sigaction(int signal, const struct sigaction* action,
+                           struct sigaction* old) noexcept;
+
+int gSignals = 0;
+
+// For the same reason the handler uses nothing that the sanitizer has to see.
+[[gnu::no_sanitize("thread")]] void countSignal(int /*signal*/)
+{
+    __atomic_fetch_add(&gSignals, 1, __ATOMIC_RELAXED);
+}
 
 // A signal whose handler doesn't restart interrupted calls.
 class CountedSignal {
@@ -354,10 +365,10 @@ public:
     {
         gSignals = 0;
         struct sigaction action = {};
-        action.sa_handler = [](int) { ++gSignals; };
-        ::sigaction(SIGUSR2, &action, &mOld);
+        action.sa_handler = &countSignal;
+        __sigaction(SIGUSR2, &action, &mOld);
     }
-    ~CountedSignal() { ::sigaction(SIGUSR2, &mOld, nullptr); }
+    ~CountedSignal() { __sigaction(SIGUSR2, &mOld, nullptr); }
     CountedSignal(const CountedSignal&) = delete;
     CountedSignal& operator=(const CountedSignal&) = delete;
 
@@ -367,9 +378,6 @@ private:
 
 TEST_F(qzMutexSystemTest, WaitsOnForTheLockAfterASignalHasBeenHandled)
 {
-#ifdef __SANITIZE_THREAD__
-    GTEST_SKIP() << "the sanitizer holds a signal back until the call that waits returns";
-#endif
     const CountedSignal signal;
     const std::string name = makeName();
     auto holder = std::make_unique<qzMutexSystem>(name.c_str());
@@ -385,7 +393,8 @@ TEST_F(qzMutexSystemTest, WaitsOnForTheLockAfterASignalHasBeenHandled)
     // The first signals may come before the wait.
     for (int i = 1; i <= 20; ++i) {
         ::pthread_kill(thread, SIGUSR2);
-        ASSERT_TRUE(support::waitUntil([&] { return gSignals >= i; }));
+        ASSERT_TRUE(
+            support::waitUntil([&] { return __atomic_load_n(&gSignals, __ATOMIC_RELAXED) >= i; }));
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
         ASSERT_FALSE(waiter.isDone()) << "it has no lock";
     }

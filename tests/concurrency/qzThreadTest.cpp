@@ -326,10 +326,6 @@ TEST_F(qzThreadTest, GivesTheMaskBackToAChildThatItForks)
 
 TEST_F(qzThreadTest, LetsItsThreadGoOnThatThreadOnly)
 {
-#ifdef __SANITIZE_THREAD__
-    GTEST_SKIP()
-        << "nobody joins the thread, so the sanitizer sees no order with the stack's next use";
-#endif
     class Body : public qzThread {
     public:
         void run() override
@@ -374,9 +370,6 @@ private:
 
 TEST_F(qzThreadTest, CountsAsEndedInAForkedChild)
 {
-#ifdef __SANITIZE_THREAD__
-    GTEST_SKIP() << "the sanitizer takes the child's thread for the parent's, whose place it has";
-#endif
     std::atomic<bool> mayEnd = false;
     HeldThread thread(mayEnd);
     thread.startThread("body");
@@ -395,9 +388,6 @@ TEST_F(qzThreadTest, CountsAsEndedInAForkedChild)
 
 TEST_F(qzThreadTest, StartsAgainInAForkedChildWithoutAWait)
 {
-#ifdef __SANITIZE_THREAD__
-    GTEST_SKIP() << "the sanitizer takes the child's thread for the parent's, whose place it has";
-#endif
     std::atomic<bool> mayEnd = false;
     HeldThread thread(mayEnd);
     thread.startThread("body");

@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include <poll.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -36,6 +37,29 @@ public:
 private:
     int mFd;
 };
+
+#ifdef __SANITIZE_THREAD__
+
+// In a forked child the thread sanitizer still counts the parent's threads. The C library gives the
+// stack of one of them, and so its pthread_t, to the child's first thread, and the sanitizer ends
+// the process with "dup thread with used id". No stack of the parent suits a larger size.
+void avoidStacksOfTheParent()
+{
+    constexpr std::size_t kMoreBytes = 1 << 20;
+    pthread_attr_t attributes;
+    std::size_t sizeBytes = 0;
+    ::pthread_getattr_default_np(&attributes);
+    ::pthread_attr_getstacksize(&attributes, &sizeBytes);
+    ::pthread_attr_setstacksize(&attributes, sizeBytes + kMoreBytes);
+    ::pthread_setattr_default_np(&attributes);
+    ::pthread_attr_destroy(&attributes);
+}
+
+#else
+
+void avoidStacksOfTheParent() {}
+
+#endif
 
 [[noreturn]] void runBodyAndExit(const std::function<int()>& body) noexcept
 {
@@ -111,6 +135,7 @@ ChildResult runInChild(const std::function<int()>& body, const std::string& inpu
         ::dup2(err.get(), 2);
         const rlimit noCore{0, 0};
         ::setrlimit(RLIMIT_CORE, &noCore);
+        avoidStacksOfTheParent();
         runBodyAndExit(body);
     }
     ChildResult result;

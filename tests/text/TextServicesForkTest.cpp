@@ -97,9 +97,6 @@ TEST_P(TextServicesForkTest, ConvertsWhileTheApplicationOpensConverters)
 
 TEST_P(TextServicesForkTest, ConvertsOnThreadsOfTheChild)
 {
-#ifdef __SANITIZE_THREAD__
-    GTEST_SKIP() << "the sanitizer takes the child's thread for the parent's, whose place it has";
-#endif
     const Activity activity(&convertOnANewThread);
     const auto body = [] {
         int converted = 0;

@@ -353,9 +353,6 @@ TEST(qzResourcesReports, ComeForAllConflictsOfACallAlsoIfItThrows)
 
 TEST(qzResourcesFork, LeavesTheRegistryUsableInTheChild)
 {
-#ifdef __SANITIZE_THREAD__
-    GTEST_SKIP() << "the sanitizer takes the child's thread for the parent's, whose place it has";
-#endif
     const LibraryStart library(FullInit);
     const Arrays one = Arrays().add("one", "first", 'a');
     one.registerAll();
