@@ -33,6 +33,8 @@ LEVELS = {
     "frame/start": 8,
     "ext/base": 9,
     "ext/process": 10,
+    "ext/lock": 10,
+    "ext/channel": 11,
 }
 
 # The folder of the second library.
@@ -47,6 +49,8 @@ FOLDER_OF_HEADER = {
     "qzSystemUtils.h": "frame/base",
     "qzException.h": "system",
     "ext/LibraryStart.h": "ext/base",
+    "ext/FileLock.h": "ext/lock",
+    "ext/PipeChannel.h": "ext/channel",
 }
 
 # Includes all other headers, so none of them may include it.

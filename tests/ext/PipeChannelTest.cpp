@@ -52,6 +52,7 @@ TEST_F(PipeChannelTest, RefusesALongerMessageAndStaysConnected)
     EXPECT_FALSE(channel.send(std::string(PipeChannel::msMessageLimit + 1, 'x'), kLongMs, nullptr,
                               &mFailure));
     EXPECT_EQ(mFailure.error, EMSGSIZE);
+    EXPECT_EQ(mFailure.step, "send, a message of 1048577 bytes");
     EXPECT_EQ(exchange(channel, "short"), "short");
 }
 
@@ -136,6 +137,7 @@ TEST_F(PipeChannelTest, FailsAtOnceWithoutAServer)
     EXPECT_EQ(mFailure.error, ENOTCONN);
     std::string message;
     EXPECT_FALSE(channel.receive(message, 0, nullptr, &mFailure));
+    EXPECT_EQ(mFailure.step, "receive");
     EXPECT_EQ(mFailure.error, ENOTCONN);
 }
 
@@ -144,8 +146,11 @@ TEST_F(PipeChannelTest, RefusesNamesAndFoldersThatDontFit)
     PipeChannel channel;
     EXPECT_FALSE(channel.connect("../echo", 0, nullptr, &mFailure));
     EXPECT_EQ(mFailure.error, EINVAL);
+    EXPECT_EQ(mFailure.step, "use of the name '../echo'");
     EXPECT_FALSE(channel.connect(std::string(100, 'x'), 0, nullptr, &mFailure));
     EXPECT_EQ(mFailure.error, ENAMETOOLONG);
+    EXPECT_EQ(mFailure.step,
+              "use of the socket " + mFolder.getPath(std::string(100, 'x') + ".pipe"));
     std::filesystem::permissions(mFolder.getPath(), std::filesystem::perms(0755));
     EXPECT_FALSE(connect(channel));
     EXPECT_EQ(mFailure.error, EPERM);
@@ -180,6 +185,7 @@ TEST_F(PipeChannelTest, KeepsTheConnectionAfterAReceiveWithoutAMessage)
     const RawSocket server = listener.accept();
     std::string message = "as before";
     EXPECT_FALSE(channel.receive(message, 0, nullptr, &mFailure));
+    EXPECT_EQ(mFailure.step, "wait for the peer");
     EXPECT_EQ(mFailure.error, ETIMEDOUT);
     const std::string frame = makeFrame("in two parts");
     ASSERT_TRUE(server.send(frame.substr(0, 10)));
@@ -324,6 +330,7 @@ TEST_F(PipeChannelTest, RefusesAServerOfAnotherUser)
     PipeChannel channel;
     EXPECT_FALSE(connect(channel));
     EXPECT_EQ(mFailure.error, EACCES);
+    EXPECT_EQ(mFailure.step, "connect to a server of user 65534");
     ::kill(server, SIGKILL);
     ::waitpid(server, nullptr, 0);
     ::close(ready[0]);

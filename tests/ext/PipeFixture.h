@@ -72,7 +72,8 @@ protected:
     int waitForReason(std::size_t count = 1)
     {
         const std::vector<SystemFailure> reasons = waitForReasons(count);
-        return reasons.size() < count ? 0 : reasons[count - 1].error;
+        mReason = reasons.size() < count ? SystemFailure() : reasons[count - 1];
+        return mReason.error;
     }
     bool connect(PipeChannel& channel)
     {
@@ -109,6 +110,7 @@ protected:
     support::ScratchFolder mFolder;
     support::EnvironmentVariable mRuntimeFolder{"XDG_RUNTIME_DIR", mFolder.getPath()};
     SystemFailure mFailure;
+    SystemFailure mReason;  // what was waited for last
     std::unique_ptr<PipeServer> mServer;
     std::thread mThread;
     Cancel mCancel;

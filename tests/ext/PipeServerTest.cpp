@@ -47,6 +47,7 @@ TEST_F(PipeServerTest, ServesHundredsOfConnections)
     EXPECT_EQ(mConnected, 300);
     channels.clear();
     EXPECT_EQ(waitForReason(300), ENOTCONN);
+    EXPECT_EQ(mReason.step, "receive, the peer closed the connection");
 }
 
 TEST_F(PipeServerTest, KnowsUserAndProcessOfAClient)
@@ -85,6 +86,7 @@ TEST_F(PipeServerTest, RefusesAClientOfAnotherUser)
     });
     EXPECT_EQ(child.getEnd(), "exit 42");
     EXPECT_EQ(waitForReason(), EACCES);
+    EXPECT_EQ(mReason.step, "accept, a client of user 65534");
     EXPECT_EQ(mConnected, 0);
     EXPECT_EQ(mMessages, 0);
     expectThatOthersAreServed();
@@ -109,6 +111,8 @@ TEST_F(PipeServerTest, SurvivesAClientThatIsKilledAfterAnyByte)
             EXPECT_TRUE(reason == EPIPE || reason == ENOTCONN || reason == ECONNRESET) << reason;
         } else {
             EXPECT_EQ(reason, sent == 0 ? ENOTCONN : ECONNRESET);
+            EXPECT_EQ(mReason.step, sent == 0 ? "receive, the peer closed the connection"
+                                              : "receive, the peer closed inside a message");
         }
         EXPECT_EQ(mMessages - messagesBefore, sent == frame.size() ? 1 : 0);
     }
@@ -122,20 +126,22 @@ TEST_F(PipeServerTest, ClosesTheConnectionOfALiar)
     wrongCrc[4] ^= 1;
     std::string shorter = makeFrame("message");
     shorter[0] = 6;
-    const std::pair<std::string, int> rows[] = {
-        {wrongCrc, EBADMSG},
-        {shorter, EBADMSG},
-        {toBytes(1001) + toBytes(0), EMSGSIZE},
-        {toBytes(0xFFFFFFFF) + toBytes(0), EMSGSIZE},
-        {"GET / HTTP/1.1\r\n\r\n", EMSGSIZE},
+    const std::string wrongCrcStep = "receive, a message with a wrong CRC";
+    const std::pair<std::string, SystemFailure> rows[] = {
+        {wrongCrc, {wrongCrcStep, EBADMSG}},
+        {shorter, {wrongCrcStep, EBADMSG}},
+        {toBytes(1001) + toBytes(0), {"receive, a message of 1001 bytes", EMSGSIZE}},
+        {toBytes(0xFFFFFFFF) + toBytes(0), {"receive, a message of 4294967295 bytes", EMSGSIZE}},
+        {"GET / HTTP/1.1\r\n\r\n", {"receive, a message of 542393671 bytes", EMSGSIZE}},
     };
     std::size_t count = 0;
     PipeChannel honest;
     ASSERT_TRUE(connect(honest));
-    for (const auto& [bytes, error] : rows) {
+    for (const auto& [bytes, reason] : rows) {
         const RawSocket socket = connectRaw();
         ASSERT_TRUE(socket.send(bytes));
-        EXPECT_EQ(waitForReason(++count), error) << count;
+        waitForReason(++count);
+        EXPECT_EQ(mReason.toString(), reason.toString());
         EXPECT_EQ(exchange(honest, "honest"), "honest");
     }
     EXPECT_EQ(mMessages, static_cast<int>(std::size(rows)));
@@ -169,6 +175,7 @@ TEST_F(PipeServerTest, ClosesAClientThatStopsInsideAMessage)
     const RawSocket socket = connectRaw();
     ASSERT_TRUE(socket.send(makeFrame("message").substr(0, 9)));
     EXPECT_EQ(waitForReason(), ETIMEDOUT);
+    EXPECT_EQ(mReason.step, "receive, the rest of a message is missing");
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(100));
     EXPECT_EQ(exchange(idle, "later"), "later") << "a client without a message was closed as well";
 }
@@ -210,6 +217,7 @@ TEST_F(PipeServerTest, ClosesAClientThatReadsNothing)
     });
     EXPECT_TRUE(hasEnded);
     EXPECT_EQ(waitForReason(), ETIMEDOUT);
+    EXPECT_EQ(mReason.step, "send, the client reads nothing");
     EXPECT_LT(sentBytes, 2'000'000U) << "the server goes on reading";
     expectThatOthersAreServed();
 }
@@ -242,6 +250,7 @@ TEST_F(PipeServerTest, ClosesAClientForWhichTooMuchIsQueued)
     const RawSocket socket = connectRaw();
     ASSERT_TRUE(socket.send(makeFrame("go")));
     EXPECT_EQ(waitForReason(), ENOBUFS);
+    EXPECT_EQ(mReason.step, "send, too many bytes are queued");
     EXPECT_EQ(refused, 1);
 }
 
@@ -278,6 +287,7 @@ TEST_F(PipeServerTest, ClosesAClientOnRequest)
     ASSERT_TRUE(connect(channel));
     ASSERT_TRUE(channel.send("one", kLongMs, nullptr, &mFailure));
     EXPECT_EQ(waitForReason(), ECONNABORTED);
+    EXPECT_EQ(mReason.step, "close by the server");
     std::string message;
     EXPECT_FALSE(channel.receive(message, kLongMs, nullptr, &mFailure));
     EXPECT_EQ(mFailure.error, ENOTCONN);
@@ -348,8 +358,10 @@ TEST_F(PipeServerTest, IsTheOnlyOneOfItsName)
     EXPECT_FALSE(second.listen("echo", &mFailure));
     EXPECT_EQ(mFailure.error, EAGAIN);
     EXPECT_NE(mFailure.step.find("process " + std::to_string(::getpid())), std::string::npos);
+    EXPECT_EQ(mFailure.step.find("lock " + mFolder.getPath("echo.pipe-lock")), 0U);
     EXPECT_FALSE(second.serve(0, nullptr, &mFailure));
     EXPECT_EQ(mFailure.error, ENOTCONN);
+    EXPECT_EQ(mFailure.step, "serve, without a name");
     EXPECT_TRUE(second.listen("other", &mFailure)) << mFailure.toString();
     EXPECT_FALSE(second.listen("third", &mFailure));
     EXPECT_EQ(mFailure.error, EISCONN);

@@ -63,6 +63,7 @@ TEST_F(SingleInstanceTest, RefusesNamesThatLeadElsewhere)
                                     std::string(".hidden"), std::string(101, 'x')}) {
         EXPECT_FALSE(mFirst.claim(name, &mFailure)) << name;
         EXPECT_EQ(mFailure.error, EINVAL) << name;
+        EXPECT_EQ(mFailure.step, "use of the name '" + name + "'");
     }
     EXPECT_TRUE(mFirst.claim(std::string(100, 'x'), &mFailure));
 }
@@ -73,9 +74,41 @@ TEST_F(SingleInstanceTest, RefusesAFolderThatOthersMayEnter)
         ASSERT_EQ(::chmod(mFolder.getPath().c_str(), mode), 0);
         EXPECT_FALSE(mFirst.claim("orders", &mFailure)) << mode;
         EXPECT_EQ(mFailure.error, EPERM) << mode;
+        EXPECT_EQ(mFailure.step,
+                  "use of the folder " + mFolder.getPath() + ", which others may enter");
     }
     ASSERT_EQ(::chmod(mFolder.getPath().c_str(), 0700), 0);
     EXPECT_TRUE(mFirst.claim("orders", &mFailure));
+}
+
+TEST_F(SingleInstanceTest, ReportsAMissingFolder)
+{
+    const std::string path = mFolder.getPath("none");
+    const support::EnvironmentVariable missing("XDG_RUNTIME_DIR", path);
+    EXPECT_FALSE(mFirst.claim("orders", &mFailure));
+    EXPECT_EQ(mFailure.step, "lstat " + path);
+    EXPECT_EQ(mFailure.error, ENOENT);
+}
+
+TEST_F(SingleInstanceTest, ReportsThatItsFolderCantBeMade)
+{
+    const support::EnvironmentVariable none("XDG_RUNTIME_DIR", std::nullopt);
+    const support::ChildResult child = support::runInChild([&] {
+        if (::chroot(mFolder.getPath().c_str()) != 0) return 77;  // where there is no /tmp
+        return !mFirst.claim("orders", &mFailure) && mFailure.error == ENOENT &&
+                       mFailure.step == "mkdir /tmp/orders-" + std::to_string(::geteuid())
+                   ? 42
+                   : 1;
+    });
+    if (child.exitCode == 77) GTEST_SKIP() << "no right to change the root";
+    EXPECT_EQ(child.exitCode, 42);
+}
+
+TEST_F(SingleInstanceTest, RefusesANameThatTheLocalCharacterSetCantHold)
+{
+    EXPECT_FALSE(mFirst.claim("bro\xff", &mFailure));
+    EXPECT_EQ(mFailure.step, "conversion of the name 'bro\xff'");
+    EXPECT_EQ(mFailure.error, EILSEQ);
 }
 
 TEST_F(SingleInstanceTest, RefusesALinkInPlaceOfTheFolder)

@@ -69,7 +69,7 @@ bool findPeer(int socket, ucred& peer, SystemFailure* failure)
 {
     socklen_t size = sizeof peer;
     if (::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0)
-        return fail(failure, "getsockopt SO_PEERCRED", errno);
+        return fail(failure, "SO_PEERCRED", errno);
     return true;
 }
 

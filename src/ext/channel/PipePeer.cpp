@@ -70,7 +70,9 @@ void PipePeer::receive(bool isReady, const PipeServer::MessageCallback& callback
     if (mWasPaused) return;
     if (const SystemFailure failure = mStream.getFailure()) {
         close(failure);
-    } else if (!isReady && mStream.hasInput() && hasStalledSince(mInputStart)) {
+    } else if (mStream.hasInput() && hasStalledSince(mInputStart) &&
+               mStream.receive(getSocket()) == Step::MustWait) {
+        // Nothing is left in the socket, so it wasn't a slow callback that kept the rest there.
         close({"receive, the rest of a message is missing", ETIMEDOUT});
     }
 }
