@@ -2,6 +2,7 @@
 
 #include <random>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -22,12 +23,16 @@ TEST(ExtCrc32cTest, IsTheSameByTableAndByInstruction)
 {
     if (!impl::hasCrc32cInstruction()) GTEST_SKIP() << "no such instruction";
     std::mt19937_64 random(1);
-    for (std::size_t size = 0; size < 300; ++size) {
+    std::vector<std::size_t> sizes = {3071, 3072, 3073, 3080, 6143, 6144, 6145, 10'000, 65'536};
+    for (std::size_t size = 0; size < 300; ++size)
+        sizes.push_back(size);
+    for (const std::size_t size : sizes) {
         std::string bytes(size, '\0');
         for (char& byte : bytes)
             byte = static_cast<char>(random());
         const std::uint32_t expected = computePlainCrc32c(bytes);
         EXPECT_EQ(impl::computeCrc32cByTable(0, bytes.data(), size), expected) << size;
+        EXPECT_EQ(computeCrc32c(0, bytes.data(), size), expected) << size;
         EXPECT_EQ(impl::computeCrc32cByInstruction(0, bytes.data(), size), expected) << size;
     }
 }

@@ -312,9 +312,15 @@ TEST_F(FileLockTest, ReportsAMissingFolderAndAnEmptyPath)
 
 TEST_F(FileLockTest, ReportsThatNoDescriptorIsLeft)
 {
-    const support::DescriptorLimit noneLeft(0);
-    EXPECT_FALSE(take(mFirst));
-    EXPECT_EQ(mFailure.toString(), describe("lock " + mPath, EMFILE));
+    // The sanitizer looks at objects with virtual functions, such as the fixture, by a descriptor.
+    const std::string path = mPath;
+    FileLock lock;
+    SystemFailure failure;
+    {
+        const support::DescriptorLimit noneLeft(0);
+        EXPECT_FALSE(lock.tryLockUtf8(path, FileLock::Exclusive, &failure));
+    }
+    EXPECT_EQ(failure.toString(), describe("lock " + path, EMFILE));
 }
 
 TEST_F(FileLockTest, IsRefusedWithoutTheRightToTheFile)
@@ -322,15 +328,19 @@ TEST_F(FileLockTest, IsRefusedWithoutTheRightToTheFile)
     mFolder.write("lock", "");
     ASSERT_EQ(::chmod(mFolder.getPath().c_str(), 0755), 0);
     ASSERT_EQ(::chmod(mPath.c_str(), 0400), 0);
-    const support::ChildResult child = support::runInChild([&] {
-        support::becomeNobody();
-        SystemFailure newFile;
-        return !take(mFirst) && mFailure.error == EACCES &&
-                       !mFirst.tryLockUtf8(mFolder.getPath("new"), FileLock::Exclusive, &newFile) &&
-                       newFile.error == EACCES
-                   ? kExpected
-                   : 1;
-    });
+    const support::ChildResult child =
+        support::runInChild([path = mPath, newPath = mFolder.getPath("new")] {
+            support::becomeNobody();
+            FileLock lock;
+            SystemFailure failure;
+            SystemFailure newFailure;
+            return !lock.tryLockUtf8(path, FileLock::Exclusive, &failure) &&
+                           failure.error == EACCES &&
+                           !lock.tryLockUtf8(newPath, FileLock::Exclusive, &newFailure) &&
+                           newFailure.error == EACCES
+                       ? kExpected
+                       : 1;
+        });
     EXPECT_EQ(child.exitCode, kExpected);
 }
 

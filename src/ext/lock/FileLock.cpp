@@ -58,24 +58,11 @@ int setLock(int file, short type)
     return restart([&] { return ::fcntl(file, F_OFD_SETLK, &range); });
 }
 
-bool isAtPath(int file, const std::string& path)
+bool isAtPath(int file, const std::string& path, struct stat& opened)
 {
-    struct stat opened = {};
     struct stat found = {};
     return ::fstat(file, &opened) == 0 && ::lstat(path.c_str(), &found) == 0 &&
            opened.st_dev == found.st_dev && opened.st_ino == found.st_ino;
-}
-
-bool isRegular(int file)
-{
-    struct stat status = {};
-    return ::fstat(file, &status) == 0 && S_ISREG(status.st_mode);
-}
-
-bool hasSeveralNames(int file)
-{
-    struct stat status = {};
-    return ::fstat(file, &status) == 0 && status.st_nlink > 1;
 }
 
 std::string readStart(int file)
@@ -87,9 +74,10 @@ std::string readStart(int file)
 }
 
 // A line that can't be written whole is left out: an old one would name somebody else.
-void describeHolder(int file)
+void describeHolder(int file, const std::string& oldText)
 {
     const std::string line = formatLockLine({::getpid(), program_invocation_short_name});
+    if (oldText == line) return;
     const ssize_t written = restart([&] { return ::pwrite(file, line.data(), line.size(), 0); });
     const bool isWhole = written == static_cast<ssize_t>(line.size());
     [[maybe_unused]] const int cut =
@@ -135,19 +123,21 @@ bool FileLock::tryLocal(const std::string& path, Mode mode, SystemFailure* failu
     };
     if (isLocked()) return refuse({}, EDEADLK);
     for (int i = 0; i < kMaxReplacements; ++i) {
-        auto taken = std::make_unique<Held>(Held{openFile(path), path});
-        const int file = taken->file.get();
-        if (file < 0) return refuse({}, errno);
-        if (!isRegular(file)) return refuse(", no regular file", EINVAL);
+        OwnDescriptor opened = openFile(path);
+        if (!opened.isOpen()) return refuse({}, errno);
+        const int file = opened.get();
         if (setLock(file, mode == Shared ? F_RDLCK : F_WRLCK) != 0) {
             const SystemFailure reason = describeRefusal(file, errno);
             return refuse(reason.step, reason.error);
         }
-        if (!isAtPath(file, path)) continue;
-        if (hasSeveralNames(file)) return refuse({}, EMLINK);
-        if (!isLockText(readStart(file))) return refuse(", no lock file", EINVAL);
-        describeHolder(file);
-        mHeld = std::move(taken);
+        struct stat status = {};
+        if (!isAtPath(file, path, status)) continue;
+        if (!S_ISREG(status.st_mode)) return refuse(", no regular file", EINVAL);
+        if (status.st_nlink != 1) return refuse({}, EMLINK);
+        const std::string text = readStart(file);
+        if (!isLockText(text)) return refuse(", no lock file", EINVAL);
+        describeHolder(file, text);
+        mHeld = std::make_unique<Held>(Held{std::move(opened), path});
         return true;
     }
     return refuse(", replaced again and again", ESTALE);
@@ -198,14 +188,15 @@ bool FileLock::isLocked() const
 
 bool FileLock::isFileInPlace() const
 {
-    return isLocked() && isAtPath(mHeld->file.get(), mHeld->localPath);
+    struct stat status = {};
+    return isLocked() && isAtPath(mHeld->file.get(), mHeld->localPath, status);
 }
 
 std::optional<LockHolder> FileLock::FindHolderLocal(const std::string& localPath)
 {
     const OwnDescriptor file = OwnDescriptor::Open(
         [&] { return restart([&] { return ::open(localPath.c_str(), O_RDONLY | kFlags); }); });
-    if (!file.isOpen() || !isRegular(file.get())) return std::nullopt;
+    if (!file.isOpen()) return std::nullopt;
     struct flock range = {};
     range.l_type = F_WRLCK;
     range.l_whence = SEEK_SET;
