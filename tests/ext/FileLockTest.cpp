@@ -15,6 +15,7 @@
 #include <qz/SystemError.h>
 #include <qz/qzCancelInterface.h>
 
+#include "support/Allocations.h"
 #include "support/ChildProcess.h"
 #include "support/Files.h"
 #include "support/LibraryStart.h"
@@ -420,6 +421,23 @@ TEST_F(FileLockTest, IsNotPassedOnToAProgram)
         {.program = "/bin/sh", .arguments = {"-c", "ls -l /proc/self/fd; exit 42"}});
     EXPECT_EQ(child.exitCode, kExpected);
     EXPECT_EQ(child.out.find(mPath), std::string::npos) << child.out;
+}
+
+TEST_F(FileLockTest, LeavesNoDescriptorAndNoLockWhenMemoryIsShort)
+{
+    const std::size_t before = support::countOpenDescriptors();
+    const std::size_t failed = support::failEachAllocation(
+        [&] {
+            FileLock lock;
+            SystemFailure failure;
+            if (lock.tryLockUtf8(mPath, FileLock::Exclusive, &failure)) return;
+            lock.tryLockUtf8(mFolder.getPath(), FileLock::Exclusive, &failure);
+        },
+        [&](const support::AllocationFailure& failure) {
+            EXPECT_EQ(support::countOpenDescriptors(), before) << failure.number;
+            EXPECT_FALSE(FileLock::FindHolderUtf8(mPath).has_value()) << failure.number;
+        });
+    EXPECT_GT(failed, 0U);
 }
 
 TEST_F(FileLockTest, LeavesNoDescriptorAfterRefusals)

@@ -8,7 +8,9 @@
 #include <filesystem>
 
 #include "ext/PipeFixture.h"
+#include "support/Allocations.h"
 #include "support/ChildProcess.h"
+#include "support/Files.h"
 #include "support/Limits.h"
 
 namespace qz::ext {
@@ -348,6 +350,31 @@ TEST_F(PipeServerTest, WaitsWithoutSpinningWhileNoDescriptorIsLeft)
     EXPECT_FALSE(isConnected);
     EXPECT_TRUE(server.serve(400, nullptr, &mFailure));
     EXPECT_TRUE(isConnected);
+}
+
+TEST_F(PipeServerTest, LeavesNoDescriptorAndNoFileWhenMemoryIsShort)
+{
+    const std::size_t before = support::countOpenDescriptors();
+    bool isAnswered = false;
+    const std::size_t failed = support::failEachAllocation(
+        [&] {
+            PipeServer server;
+            server.onMessage(
+                [](PipeServer::Peer& peer, const std::string& text) { peer.send(text); });
+            PipeChannel channel;
+            std::string answer;
+            isAnswered = server.listen("echo") && channel.connect("echo", 0, nullptr) &&
+                         channel.send(std::string(20'000, 'x'), 0, nullptr) &&
+                         server.serve(0, nullptr) && server.serve(0, nullptr) &&
+                         server.serve(0, nullptr) && server.serve(0, nullptr) &&
+                         channel.receive(answer, 0, nullptr);
+        },
+        [&](const support::AllocationFailure& failure) {
+            EXPECT_EQ(support::countOpenDescriptors(), before) << failure.number;
+            EXPECT_FALSE(std::filesystem::exists(getSocketPath())) << failure.number;
+        });
+    EXPECT_GT(failed, 10U);
+    EXPECT_TRUE(isAnswered) << "the last run has no failure";
 }
 
 // --- The name

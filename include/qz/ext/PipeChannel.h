@@ -204,7 +204,7 @@ public:
     void close();
 
 private:
-    struct State;
+    struct QZ_LOCAL State;
 
     std::unique_ptr<State> mState;
 };
