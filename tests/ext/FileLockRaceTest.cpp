@@ -95,7 +95,10 @@ protected:
         if (pid != 0) return pid;
         while (mRace->rounds[self] < getRounds(self)) {
             FileLock lock;
-            if (!lock.lockUtf8(mPath, FileLock::Exclusive, -1, nullptr)) ::_exit(1);
+            // Without pauses, processes often open the file that another one is removing.
+            while (GetParam() && !lock.tryLockUtf8(mPath, FileLock::Exclusive))
+                ::sched_yield();
+            if (!GetParam() && !lock.lockUtf8(mPath, FileLock::Exclusive, -1, nullptr)) ::_exit(1);
             holdOnce(*mRace, self);
             if (GetParam()) ::unlink(mPath.c_str());
         }
