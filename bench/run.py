@@ -171,6 +171,18 @@ SUBJECTS = {
         "a path among 1,000 namesakes": None,
         "a path among 10,000 namesakes": None,
     }),
+    "lockfile": ("Lock files", {
+        "take and release with removal, tmpfs": 0.75,
+        "take and release with removal, disk": 0.075,
+        "take a file that stays, tmpfs": 1.4,
+        "FileLock: take and release, tmpfs": None,
+        "lock between processes, held open": (1.05, "POCO"),
+    }),
+    "pipe": ("Named pipes and channels between two processes", {
+        "1 GiB one way, 10,240 B each": 1.1,
+        "100 B there and back": None,
+        "64 KiB there and back": None,
+    }),
     "start": ("Start and load", {
         "light start and stop": None,
         "full start and stop": None,

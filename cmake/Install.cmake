@@ -1,5 +1,5 @@
-# What `cmake --install` copies, in the components that become packages: Runtime, Development and
-# Documentation.
+# What `cmake --install` copies, in the components that become packages: Runtime, RuntimeExt,
+# Development and Documentation.
 
 include(CMakePackageConfigHelpers)
 
@@ -9,7 +9,10 @@ install(TARGETS qzSystem qzSystem_asan_options EXPORT qzSystemTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         COMPONENT Runtime NAMELINK_COMPONENT Development
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
-install(TARGETS qzSystemExt EXPORT qzSystemTargets)
+install(TARGETS qzSystemExt EXPORT qzSystemTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        COMPONENT RuntimeExt NAMELINK_COMPONENT Development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
 install(FILES ${publicHeaders}
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qz COMPONENT Development)
 install(FILES ${extensionHeaders}
@@ -45,14 +48,16 @@ else()
 endif()
 # The prefix is settled at the time of the install, as `cmake --install --prefix` may move it.
 set(pcPrefix "@pcPrefix@")
-configure_file(cmake/qzSystem.pc.in qzSystem.pc.in @ONLY)
-install(CODE "
-    set(pcPrefix \"\${CMAKE_INSTALL_PREFIX}\")
-    configure_file(${CMAKE_CURRENT_BINARY_DIR}/qzSystem.pc.in
-        ${CMAKE_CURRENT_BINARY_DIR}/qzSystem.pc @ONLY)"
-    COMPONENT Development)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/qzSystem.pc
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
+foreach(library IN ITEMS qzSystem qzSystemExt)
+    configure_file(cmake/${library}.pc.in ${library}.pc.in @ONLY)
+    install(CODE "
+        set(pcPrefix \"\${CMAKE_INSTALL_PREFIX}\")
+        configure_file(${CMAKE_CURRENT_BINARY_DIR}/${library}.pc.in
+            ${CMAKE_CURRENT_BINARY_DIR}/${library}.pc @ONLY)"
+        COMPONENT Development)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${library}.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
+endforeach()
 
 # --- Printers for gdb -------------------------------------------------------------------------
 
@@ -69,6 +74,8 @@ endif()
 set(docDir ${CMAKE_INSTALL_DATAROOTDIR}/doc)
 # Debian wants a licence in the folder of each package.
 install(FILES LICENSE DESTINATION ${docDir}/libqzsystem3.0 RENAME copyright COMPONENT Runtime)
+install(FILES LICENSE DESTINATION ${docDir}/libqzsystemext3.0 RENAME copyright
+    COMPONENT RuntimeExt)
 install(FILES LICENSE DESTINATION ${docDir}/libqzsystem-dev RENAME copyright
     COMPONENT Development)
 

@@ -1,5 +1,6 @@
-# The Debian packages that `cpack` makes: runtime, development and documentation, with the debug
-# information of the library in a package of its own.
+# The Debian packages that `cpack` makes: a runtime package for each of the two libraries, one for
+# development and one with the documentation. The debug information of a library has a package of
+# its own.
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME libqzsystem)
@@ -18,7 +19,7 @@ set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 # This makes the file by which programs that link the library depend on its package.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
-set(CPACK_COMPONENTS_ALL Runtime Development Documentation)
+set(CPACK_COMPONENTS_ALL Runtime RuntimeExt Development Documentation)
 
 set(longText "It gives a program one start and one stop, a log with levels, channels
 and outlets, I/O devices that preserve their first error, a stream of binary
@@ -34,10 +35,24 @@ set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "${longText}
 .
 This package contains the shared object.")
 
+set(CPACK_DEBIAN_RUNTIMEEXT_PACKAGE_NAME libqzsystemext3.0)
+set(CPACK_DEBIAN_RUNTIMEEXT_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIMEEXT_PACKAGE_DEPENDS
+    "libqzsystem3.0 (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
+set(CPACK_DEBIAN_RUNTIMEEXT_PACKAGE_SHLIBDEPS ON)
+# The first library, on which the second one depends, is not installed when the packages are made.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_CURRENT_BINARY_DIR})
+set(CPACK_DEBIAN_RUNTIMEEXT_DEBUGINFO_PACKAGE ON)
+set(CPACK_DEBIAN_RUNTIMEEXT_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_BINARY_DIR}/debian/triggers)
+set(CPACK_DEBIAN_RUNTIMEEXT_DESCRIPTION "${longText}
+.
+This package contains the shared object of the second library, which adds
+child processes and more.")
+
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libqzsystem-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-    "libqzsystem3.0 (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
+    "libqzsystem3.0 (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}), libqzsystemext3.0 (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "${longText}
 .
 This package contains the files that programs are built with.")

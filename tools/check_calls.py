@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Every exported function is called by at least one test: check_calls.py SHARED-OBJECT
+"""Every exported function is called by at least one test: check_calls.py SHARED-OBJECT...
 
 The check reads the text: a test must name the class and call a function of that name. A test is a
 .cpp file below tests/ with the test headers that it includes. Private functions are left out,
@@ -13,7 +13,7 @@ import sys
 
 from cpp_text import ROOT, Token, sources, tokens
 
-NAMESPACES = ("qz", "qzSystem", "impl", "rc", "concurrent", "exception")
+NAMESPACES = ("qz", "qzSystem", "ext", "impl", "rc", "concurrent", "exception")
 OPERATOR = re.compile(r"operator\s*(\W+?|\(\))$")
 OPERATOR_SIGN = re.compile(r"\boperator(\(\)|[^\w\s(]+)")
 
@@ -147,7 +147,9 @@ class Test:
 
 
 def main() -> int:
-    symbols = exported_symbols(sys.argv[1])
+    symbols = {}
+    for library in sys.argv[1:]:
+        symbols.update(exported_symbols(library))
     access = AccessReader()
     for path in sources("include"):
         access.read(path)

@@ -6,6 +6,8 @@ The rule is the same for private and public headers: a public header belongs to 
 implements it. An upward include is an error unless upward-includes.txt lists it, with its reason. A
 line there that is no longer necessary is an error too, and so are more than six lines. No public
 header includes a system header or a private one.
+
+The second library, src/ext/, uses the public headers of the first one, and no private header of it.
 """
 
 import pathlib
@@ -29,7 +31,14 @@ LEVELS = {
     "frame/resources": 6,
     "system": 7,
     "frame/start": 8,
+    "ext/base": 9,
+    "ext/process": 10,
+    "ext/lock": 10,
+    "ext/channel": 11,
 }
+
+# The folder of the second library.
+EXTENSION = "ext/"
 
 # The public headers whose implementation has another name, and those without one.
 FOLDER_OF_HEADER = {
@@ -39,6 +48,9 @@ FOLDER_OF_HEADER = {
     "qzIniFile.h": "variant",
     "qzSystemUtils.h": "frame/base",
     "qzException.h": "system",
+    "ext/LibraryStart.h": "ext/base",
+    "ext/FileLock.h": "ext/lock",
+    "ext/PipeChannel.h": "ext/channel",
 }
 
 # Includes all other headers, so none of them may include it.
@@ -59,11 +71,13 @@ def folder_of(path: pathlib.Path) -> str:
 
 
 def folder_of_public(name: str) -> str | None:
-    """The folder of src/ that implements a public header."""
+    """The folder of src/ that implements a public header, whose name is relative to include/qz/."""
     if name in FOLDER_OF_HEADER:
         return FOLDER_OF_HEADER[name]
     stem = pathlib.Path(name).stem
-    paths = [path for path in sources("src") if path.suffix == ".cpp"]
+    is_extension = name.startswith(EXTENSION)
+    paths = [path for path in sources("src")
+             if path.suffix == ".cpp" and folder_of(path).startswith(EXTENSION) == is_extension]
     named = [path for path in paths if path.stem == stem]
     # A big class has several files, which begin with its name.
     folders = {folder_of(path) for path in named or paths if path.name.startswith(stem)}
@@ -73,16 +87,20 @@ def folder_of_public(name: str) -> str | None:
 def folder_of_include(path: pathlib.Path, quote: str, name: str) -> str | None:
     """The folder that an include leads to; None for the standard library and the system."""
     if name.startswith("qz/"):
-        folder = folder_of_public(pathlib.Path(name).name)
+        folder = folder_of_public(name.removeprefix("qz/"))
         if folder is None:
             raise LookupError(f"<{name}> belongs to no folder; tools/check_includes.py may name it")
         return folder
     if quote == "<" or name in GENERATED:
         return None
-    for base in (path.parent, ROOT / "src"):
+    is_extension = folder_of(path).startswith(EXTENSION)
+    for base in (path.parent, ROOT / "src" / EXTENSION if is_extension else ROOT / "src"):
         found = (base / name).resolve()
         if found.is_file():
-            return folder_of(found)
+            folder = folder_of(found)
+            if is_extension and not folder.startswith(EXTENSION):
+                raise LookupError(f'"{name}" is private to the first library')
+            return folder
     raise LookupError(f'"{name}" is no private header')
 
 
@@ -118,7 +136,9 @@ def check_public_headers() -> list[str]:
     problems = []
     for path in sources("include"):
         for quote, name in INCLUDE.findall(path.read_text()):
-            if name.startswith("qz/") and quote == "<":
+            if name.startswith(f"qz/{EXTENSION}") and path.parent.name != "ext":
+                problems.append(f"{relative(path)}: <{name}> belongs to the second library")
+            elif name.startswith("qz/") and quote == "<":
                 if name == f"qz/{UMBRELLA}":
                     problems.append(f"{relative(path)}: includes <{name}>, which includes all")
             elif quote == '"' or not STANDARD_HEADER.fullmatch(name):

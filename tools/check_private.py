@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Every exported symbol is a public or protected declaration of the public headers, or the table or
-type information of a class: check_private.py SHARED-OBJECT
+type information of a class: check_private.py SHARED-OBJECT...
 
 A private member of an exported class is exported too unless QZ_LOCAL hides it. clang reports the
 access and the mangled name of every declaration, which are compared with the symbols. Members that
@@ -97,7 +97,8 @@ def main() -> int:
     exceptions = read_exceptions(EXCEPTIONS)
     used = set()
     problems = set()
-    symbols = [name for name in exported_symbols(sys.argv[1]) if not TABLE_OR_TYPE.match(name)]
+    symbols = [name for library in sys.argv[1:] for name in exported_symbols(library)
+               if not TABLE_OR_TYPE.match(name)]
     for symbol, text in demangled(symbols).items():
         name = normalized(symbol)
         if name in access.open or access.is_instance(text):

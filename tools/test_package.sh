@@ -39,17 +39,24 @@ with_cmake()
     echo "    C++$2 with CMake"
 }
 
-# with_pkg_config PREFIX STANDARD [LINK-OPTION...]; the caller sets the search path of pkg-config
+# with_pkg_config PREFIX STANDARD; the caller sets the search path of pkg-config
 with_pkg_config()
 {
-    local prefix=$1 standard=$2 flags
-    shift 2
-    read -ra flags <<<"$(pkg-config --cflags --libs qzSystem)"
-    quietly g++ "-std=c++$standard" "$work/consumer/consumer.cpp" "${flags[@]}" "$@" \
+    build_and_run "$1" "$2" qzSystem consumer.cpp "$work/consumer.bin"
+    build_and_run "$1" "$2" qzSystemExt ext.cpp
+    echo "    C++$2 with pkg-config"
+}
+
+# build_and_run PREFIX STANDARD PACKAGE SOURCE [ARGUMENT...]
+build_and_run()
+{
+    local prefix=$1 standard=$2 package=$3 source=$4 flags
+    shift 4
+    read -ra flags <<<"$(pkg-config --cflags --libs "$package")"
+    quietly g++ "-std=c++$standard" "$work/consumer/$source" "${flags[@]}" \
         -o "$work/consumer/program"
     quietly env LD_LIBRARY_PATH="$(dirname "$(find "$prefix" -name 'libqzSystem.*' -not -name '*.py' | head -n 1)")" \
-        "$work/consumer/program" "$work/consumer.bin"
-    echo "    C++$standard with pkg-config"
+        "$work/consumer/program" "$@"
 }
 
 test_consumer()

@@ -1,0 +1,21 @@
+#pragma once
+
+/// @file
+/// The rows of the lock files, and where the files are.
+
+#include <string>
+
+#include "../support.h"
+
+namespace bench {
+
+constexpr const char* kRemovedInMemory = "take and release with removal, tmpfs";
+constexpr const char* kRemovedOnDisk = "take and release with removal, disk";
+constexpr const char* kKeptInMemory = "take a file that stays, tmpfs";
+constexpr const char* kFileLock = "FileLock: take and release, tmpfs";
+constexpr const char* kBetweenProcesses = "lock between processes, held open";
+
+/// A path on the disk that no other process uses.
+std::string makeDiskPath();
+
+}  // namespace bench

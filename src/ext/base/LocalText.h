@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+
+#include <qz/ext/SystemFailure.h>
+#include <qz/qzStringUtils.h>
+
+namespace qz::ext {
+
+/// Notes why a job failed, if the caller passed a place for it. @return false, for the caller.
+inline bool fail(SystemFailure* failure, std::string step, int error)
+{
+    if (failure != nullptr) *failure = {std::move(step), error};
+    return false;
+}
+
+/// The bytes of a path or name in UTF-8 as the system knows it, up to its first NUL; empty if it
+/// can't be converted.
+inline std::string toLocal(const std::string& text)
+{
+    return qzStringUtils::convertCharset(text.c_str(), qzStringUtils::CharSetUtf8,
+                                         qzStringUtils::CharSetLocal);
+}
+
+/// A path or name of the system in UTF-8, for messages; as it is if it can't be converted.
+inline std::string toUtf8(const std::string& localText)
+{
+    std::string text = qzStringUtils::convertCharset(localText, qzStringUtils::CharSetLocal,
+                                                     qzStringUtils::CharSetUtf8);
+    return text.empty() ? localText : text;
+}
+
+}  // namespace qz::ext
