@@ -43,7 +43,7 @@ std::string runOne()
 std::string runPipeline(const std::string& folder)
 {
     ChildOptions options;
-    options.programs = {{"/bin/echo", {"text"}}, {"/bin/cat"}};
+    options.programs = {{"/usr/bin/printf", {"text"}}, {"/bin/cat"}};
     options.output = ChildOutput::Memory();
     options.error = ChildOutput::File(folder + "/errors");
     options.endsWithParent = true;
