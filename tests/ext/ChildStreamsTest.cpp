@@ -96,6 +96,8 @@ TEST_F(ChildStreamsTest, ConnectsToNothingUnlessToldOtherwise)
 {
     ChildOptions options;
     options.programs = {{"sleep", {"300"}}};
+    options.input = ChildInput::Nothing();
+    options.error = ChildOutput::Nothing();
     ChildProcess process;
     ASSERT_TRUE(process.start(options));
     const std::string folder = "/proc/" + std::to_string(process.getPids()[0]) + "/fd/";

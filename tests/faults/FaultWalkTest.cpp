@@ -554,6 +554,8 @@ const Scenario kScenarios[] = {
          {"open", EACCES, {kFed + "; open failed"}},
          {"open", EINTR, {kAllRun}},
          {"pthread_create", EAGAIN, {kFed + "; pthread_create failed"}},
+         {"prctl", EINVAL, {kFed + "; prctl failed"}},
+         {"getppid", ESRCH, {kFed + "; getppid failed"}},
          // Kernels before 5.9 don't have it.
          {"close_range", ENOSYS, {kAllRun}},
          {"poll",

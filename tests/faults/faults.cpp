@@ -393,6 +393,24 @@ QZ_CALL(sigprocmask, "sigprocmask");
 QZ_DEFINE_FOR_PROGRAM(sigprocmask, sigprocmask, int,
                       (int way, const sigset_t* signals, sigset_t* before), (way, signals, before),
                       -1)
+QZ_CALL(prctl, "prctl");
+extern "C" __attribute__((visibility("default"))) int fault_prctl(int order,
+                                                                  ...) __asm__("prctl");
+int fault_prctl(int order, ...)
+{
+    static constinit Real<int(int, ...)> real("prctl");
+    va_list rest;
+    va_start(rest, order);
+    unsigned long values[4];
+    for (unsigned long& value : values)
+        value = va_arg(rest, unsigned long);
+    va_end(rest);
+    if (call_prctl.mustFail()) return -1;
+    return real.get()(order, values[0], values[1], values[2], values[3]);
+}
+// The system always answers; another parent means that the first one has ended.
+QZ_CALL(getppid, "getppid");
+QZ_DEFINE(getppid, getppid, pid_t, (), (), -1)
 QZ_CALL(setpgid, "setpgid");
 QZ_DEFINE(setpgid, setpgid, int, (pid_t pid, pid_t group), (pid, group), -1)
 QZ_CALL(dup2, "dup2");
