@@ -43,7 +43,13 @@ expect_pattern run.log '^INFO(out) .* : second$'
 
 # --- Retries
 
-expect 0 --retry 5 -- sh -c 'echo x >>tries; [ "$(wc -l <tries)" -eq 3 ]'
+cat >third_time <<'SCRIPT'
+#!/bin/sh
+echo x >>tries
+[ "$(wc -l <tries)" -eq 3 ]
+SCRIPT
+chmod +x third_time
+expect 0 --retry 5 -- ./third_time
 expect_text tries $'x\nx\nx'
 expect_pattern out ' : retry 2 of 5$'
 expect 1 --retry 1 -- sh -c 'echo x >>more; exit 1'

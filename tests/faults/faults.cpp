@@ -394,8 +394,7 @@ QZ_DEFINE_FOR_PROGRAM(sigprocmask, sigprocmask, int,
                       (int way, const sigset_t* signals, sigset_t* before), (way, signals, before),
                       -1)
 QZ_CALL(prctl, "prctl");
-extern "C" __attribute__((visibility("default"))) int fault_prctl(int order,
-                                                                  ...) __asm__("prctl");
+extern "C" __attribute__((visibility("default"))) int fault_prctl(int order, ...) __asm__("prctl");
 int fault_prctl(int order, ...)
 {
     static constinit Real<int(int, ...)> real("prctl");
