@@ -545,7 +545,6 @@ const Scenario kScenarios[] = {
          {"pipe2", EMFILE, {"pipe2 failed; " + kPiped, kFed + "; pipe2 failed"}},
          {"fcntl", EMFILE, {"fcntl failed; " + kPiped, kFed + "; fcntl failed"}},
          {"clone", EAGAIN, {"clone failed; " + kPiped, kFed + "; clone failed"}},
-         {"sigaction", EPERM, {"sigaction failed; " + kPiped, kFed + "; sigaction failed"}},
          {"setpgid", EPERM, {"setpgid failed; " + kPiped, kFed + "; setpgid failed"}},
          {"dup2", EMFILE, {"dup2 failed; " + kPiped, kFed + "; dup2 failed"}},
          {"sigprocmask", EPERM, {"sigprocmask failed; " + kPiped, kFed + "; sigprocmask failed"}},

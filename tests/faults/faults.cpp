@@ -372,10 +372,10 @@ QZ_DEFINE(posix_spawn, posix_spawnp, int,
 QZ_CALL(clone, "clone");
 extern "C" __attribute__((visibility("default"))) int fault_clone(int (*body)(void*), void* stack,
                                                                   int flags, void* data,
-                                                                  ...) __asm__("clone");
+                                                                  ...) __asm__("__clone");
 int fault_clone(int (*body)(void*), void* stack, int flags, void* data, ...)
 {
-    static constinit Real<int(int (*)(void*), void*, int, void*, ...)> real("clone");
+    static constinit Real<int(int (*)(void*), void*, int, void*, ...)> real("__clone");
     va_list rest;
     va_start(rest, data);
     void* const first = va_arg(rest, void*);
@@ -385,10 +385,6 @@ int fault_clone(int (*body)(void*), void* stack, int flags, void* data, ...)
     if (call_clone.mustFail()) return -1;
     return real.get()(body, stack, flags, data, first, second, third);
 }
-QZ_CALL(sigaction, "sigaction");
-QZ_DEFINE_FOR_PROGRAM(sigaction, sigaction, int,
-                      (int number, const struct sigaction* action, struct sigaction* before),
-                      (number, action, before), -1)
 QZ_CALL(sigprocmask, "sigprocmask");
 QZ_DEFINE_FOR_PROGRAM(sigprocmask, sigprocmask, int,
                       (int way, const sigset_t* signals, sigset_t* before), (way, signals, before),

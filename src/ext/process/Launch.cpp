@@ -8,12 +8,18 @@
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 // The child runs in the memory of its parent, whose thread is suspended. A sanitizer takes what it
 // does for the doing of that thread, and its jump out of the function for a strange stack.
 #define QZ_NOT_INSTRUMENTED __attribute__((no_sanitize("address", "undefined", "thread")))
+
+// The same function of the C library as `clone`, which the thread sanitizer replaces by one for
+// children with a memory of their own.
+extern "C" int __clone(int (*body)(void*), void* stack, int flags, void* argument,
+                       ...) noexcept;  // NOLINT(bugprone-reserved-identifier)
 
 namespace qz::ext {
 
@@ -31,15 +37,25 @@ struct Shared {
     int error;
 };
 
+// What the system calls a signal action on this processor; all zero is the default one.
+struct SystemSignalAction {
+    void (*handler)(int);
+    unsigned long flags;
+    void (*restorer)();
+    unsigned long mask;
+};
+
 // Handlers of this process would run in its memory as soon as the signals are unblocked. Those that
-// are ignored would stay so in the program.
+// are ignored would stay so in the program. Not by the C library's function: what replaces it, such
+// as a sanitizer, writes down the actions in the memory of this process, where they still hold.
 QZ_NOT_INSTRUMENTED bool resetSignalActions()
 {
-    struct sigaction action = {};
-    action.sa_handler = SIG_DFL;
+    const SystemSignalAction byDefault = {};
     for (int number = 1; number < NSIG; ++number) {
-        // The C library keeps two signals for itself, and SIGKILL and SIGSTOP can't be changed.
-        if (::sigaction(number, &action, nullptr) != 0 && errno != EINVAL) return false;
+        const bool isFixed = number == SIGKILL || number == SIGSTOP;
+        if (!isFixed &&
+            ::syscall(SYS_rt_sigaction, number, &byDefault, nullptr, sizeof byDefault.mask) != 0)
+            return false;
     }
     return true;
 }
@@ -66,7 +82,7 @@ QZ_NOT_INSTRUMENTED bool closeOthers()
 // The null that `prepare` returns stands for success.
 QZ_NOT_INSTRUMENTED const char* prepare(const Shared& shared)
 {
-    if (!resetSignalActions()) return "sigaction";
+    if (!resetSignalActions()) return "rt_sigaction";
     if (shared.plan.endsWithThread) {
         if (::prctl(PR_SET_PDEATHSIG, SIGKILL) != 0) return "prctl";
         // The parent may have ended before.
@@ -142,8 +158,8 @@ void launch(const ProgramImage& image, const LaunchPlan& plan, Launched& launche
     alignas(16) char stack[kStackBytes];
     const ScopedUndisturbed undisturbed;
     int death = -1;
-    const pid_t pid = ::clone(&runChild, stack + kStackBytes,
-                              CLONE_VM | CLONE_VFORK | CLONE_PIDFD | SIGCHLD, &shared, &death);
+    const pid_t pid = ::__clone(&runChild, stack + kStackBytes,
+                                CLONE_VM | CLONE_VFORK | CLONE_PIDFD | SIGCHLD, &shared, &death);
     if (pid < 0) {
         launched.error = errno;
         launched.failed = "clone";
