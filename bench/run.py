@@ -171,6 +171,17 @@ SUBJECTS = {
         "a path among 1,000 namesakes": None,
         "a path among 10,000 namesakes": None,
     }),
+    "process": ("Child processes, started and waited for", {
+        "nothing": 1.5,
+        "nothing, by ChildProcess": 1.5,
+        "15 ms": 1.05,
+        "15 ms, by ChildProcess": 1.05,
+        "nothing, parent of 256 MB": 1.5,
+        "nothing, parent of 256 MB, by ChildProcess": 1.5,
+        "nothing, parent of 1 GB": 1.5,
+        "nothing, parent of 1 GB, by ChildProcess": 1.5,
+        "1 MiB captured, by ChildProcess": 1.1,
+    }),
     "lockfile": ("Lock files", {
         "take and release with removal, tmpfs": 0.75,
         "take and release with removal, disk": 0.075,

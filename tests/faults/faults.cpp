@@ -15,10 +15,12 @@
 #include <locale.h>
 #include <poll.h>
 #include <pthread.h>
+#include <signal.h>
 #include <spawn.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -366,6 +368,57 @@ QZ_DEFINE(posix_spawn, posix_spawnp, int,
           (pid_t * pid, const char* file, const posix_spawn_file_actions_t* actions,
            const posix_spawnattr_t* attributes, char* const* arguments, char* const* environment),
           (pid, file, actions, attributes, arguments, environment), errno)
+// Of the arguments after the four fixed ones, callers give those that the flags require.
+QZ_CALL(clone, "clone");
+extern "C" __attribute__((visibility("default"))) int fault_clone(int (*body)(void*), void* stack,
+                                                                  int flags, void* data,
+                                                                  ...) __asm__("__clone");
+int fault_clone(int (*body)(void*), void* stack, int flags, void* data, ...)
+{
+    static constinit Real<int(int (*)(void*), void*, int, void*, ...)> real("__clone");
+    va_list rest;
+    va_start(rest, data);
+    void* const first = va_arg(rest, void*);
+    void* const second = va_arg(rest, void*);
+    void* const third = va_arg(rest, void*);
+    va_end(rest);
+    if (call_clone.mustFail()) return -1;
+    return real.get()(body, stack, flags, data, first, second, third);
+}
+QZ_CALL(sigprocmask, "sigprocmask");
+QZ_DEFINE_FOR_PROGRAM(sigprocmask, sigprocmask, int,
+                      (int way, const sigset_t* signals, sigset_t* before), (way, signals, before),
+                      -1)
+QZ_CALL(prctl, "prctl");
+extern "C" __attribute__((visibility("default"))) int fault_prctl(int order, ...) __asm__("prctl");
+int fault_prctl(int order, ...)
+{
+    static constinit Real<int(int, ...)> real("prctl");
+    va_list rest;
+    va_start(rest, order);
+    unsigned long values[4];
+    for (unsigned long& value : values)
+        value = va_arg(rest, unsigned long);
+    va_end(rest);
+    if (call_prctl.mustFail()) return -1;
+    return real.get()(order, values[0], values[1], values[2], values[3]);
+}
+// The system always answers; another parent means that the first one has ended.
+QZ_CALL(getppid, "getppid");
+QZ_DEFINE(getppid, getppid, pid_t, (), (), -1)
+QZ_CALL(setpgid, "setpgid");
+QZ_DEFINE(setpgid, setpgid, int, (pid_t pid, pid_t group), (pid, group), -1)
+QZ_CALL(dup2, "dup2");
+QZ_DEFINE(dup2, dup2, int, (int from, int to), (from, to), -1)
+QZ_CALL(close_range, "close_range");
+QZ_DEFINE(close_range, close_range, int, (unsigned int first, unsigned int last, int flags),
+          (first, last, flags), -1)
+QZ_CALL(execve, "execve");
+QZ_DEFINE(execve, execve, int, (const char* path, char* const* arguments, char* const* environment),
+          (path, arguments, environment), -1)
+QZ_CALL(wait4, "wait4");
+QZ_DEFINE(wait4, wait4, pid_t, (pid_t pid, int* status, int options, rusage* usage),
+          (pid, status, options, usage), -1)
 QZ_CALL(getpriority, "getpriority");
 QZ_DEFINE(getpriority, getpriority, int, (int which, id_t who), (which, who), -1)
 QZ_CALL(kill, "kill");

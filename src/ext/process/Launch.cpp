@@ -1,0 +1,180 @@
+#include "Launch.h"
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+// The child runs in the memory of its parent, whose thread is suspended. A sanitizer takes what it
+// does for the doing of that thread, and its jump out of the function for a strange stack.
+#define QZ_NOT_INSTRUMENTED __attribute__((no_sanitize("address", "undefined", "thread")))
+
+// The same function of the C library as `clone`, which the thread sanitizer replaces by one for
+// children with a memory of their own.
+extern "C" int __clone(int (*body)(void*), void* stack, int flags, void* argument,
+                       ...) noexcept;  // NOLINT(bugprone-reserved-identifier)
+
+namespace qz::ext {
+
+namespace {
+
+constexpr std::size_t kStackBytes = 65536;
+constexpr int kFirstOtherDescriptor = 3;
+
+// What parent and child share.
+struct Shared {
+    const ProgramImage& image;
+    const LaunchPlan& plan;
+    pid_t parent;
+    const char* failed;
+    int error;
+};
+
+// What the system calls a signal action on this processor; all zero is the default one.
+struct SystemSignalAction {
+    void (*handler)(int);
+    unsigned long flags;
+    void (*restorer)();
+    unsigned long mask;
+};
+
+// Handlers of this process would run in its memory as soon as the signals are unblocked. Those that
+// are ignored would stay so in the program. Not by the C library's function: what replaces it, such
+// as a sanitizer, writes down the actions in the memory of this process, where they still hold.
+QZ_NOT_INSTRUMENTED bool resetSignalActions()
+{
+    const SystemSignalAction byDefault = {};
+    for (int number = 1; number < NSIG; ++number) {
+        const bool isFixed = number == SIGKILL || number == SIGSTOP;
+        if (!isFixed &&
+            ::syscall(SYS_rt_sigaction, number, &byDefault, nullptr, sizeof byDefault.mask) != 0)
+            return false;
+    }
+    return true;
+}
+
+QZ_NOT_INSTRUMENTED bool connectStreams(const std::array<int, 3>& streams)
+{
+    for (int place = 0; place < kFirstOtherDescriptor; ++place) {
+        if (::dup2(streams[static_cast<std::size_t>(place)], place) < 0) return false;
+    }
+    return true;
+}
+
+QZ_NOT_INSTRUMENTED bool closeOthers()
+{
+    if (::close_range(kFirstOtherDescriptor, ~0U, 0) == 0) return true;
+    // Kernels before 5.9 don't have the call.
+    rlimit limit = {};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return false;
+    for (rlim_t descriptor = kFirstOtherDescriptor; descriptor < limit.rlim_cur; ++descriptor)
+        ::close(static_cast<int>(descriptor));
+    return true;
+}
+
+// The null that `prepare` returns stands for success.
+QZ_NOT_INSTRUMENTED const char* prepare(const Shared& shared)
+{
+    if (!resetSignalActions()) return "rt_sigaction";
+    if (shared.plan.endsWithThread) {
+        if (::prctl(PR_SET_PDEATHSIG, SIGKILL) != 0) return "prctl";
+        // The parent may have ended before.
+        if (::getppid() != shared.parent) return "getppid";
+    }
+    if (shared.plan.group >= 0 && ::setpgid(0, shared.plan.group) != 0) return "setpgid";
+    if (shared.image.getFolder() != nullptr && ::chdir(shared.image.getFolder()) != 0)
+        return "chdir";
+    if (!connectStreams(shared.plan.streams)) return "dup2";
+    if (!closeOthers()) return "close_range";
+    sigset_t none;
+    ::sigemptyset(&none);
+    if (::sigprocmask(SIG_SETMASK, &none, nullptr) != 0) return "sigprocmask";
+    return nullptr;
+}
+
+// Tries the paths in their order, as a shell does: a file that may not be executed is no reason to
+// end the search, but is reported if nothing else is found.
+QZ_NOT_INSTRUMENTED int execute(const ProgramImage& image)
+{
+    int error = 0;
+    for (const char* const* path = image.getPaths(); *path != nullptr; ++path) {
+        ::execve(*path, image.getArguments(), image.getEnvironment());
+        const bool isNotThere = errno == ENOENT || errno == ENOTDIR;
+        if (!isNotThere && errno != EACCES) return errno;
+        if (error == 0 || errno == EACCES) error = errno;
+    }
+    return error;
+}
+
+QZ_NOT_INSTRUMENTED int runChild(void* argument)
+{
+    Shared& shared = *static_cast<Shared*>(argument);
+    shared.failed = prepare(shared);
+    if (shared.failed != nullptr) {
+        shared.error = errno;
+    } else {
+        shared.error = execute(shared.image);
+        shared.failed = "execve";
+    }
+    ::_exit(127);
+}
+
+// Blocks the signals and the cancellation of the calling thread.
+class ScopedUndisturbed {
+public:
+    ScopedUndisturbed()
+    {
+        sigset_t all;
+        ::sigfillset(&all);
+        ::pthread_sigmask(SIG_SETMASK, &all, &mMask);
+        ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &mCancelState);
+    }
+    // A handler of the application may throw out of the second call.
+    ~ScopedUndisturbed() noexcept(false)
+    {
+        ::pthread_setcancelstate(mCancelState, nullptr);
+        ::pthread_sigmask(SIG_SETMASK, &mMask, nullptr);
+    }
+    ScopedUndisturbed(const ScopedUndisturbed&) = delete;
+    ScopedUndisturbed& operator=(const ScopedUndisturbed&) = delete;
+
+private:
+    sigset_t mMask;
+    int mCancelState = PTHREAD_CANCEL_ENABLE;
+};
+
+}  // namespace
+
+void launch(const ProgramImage& image, const LaunchPlan& plan, Launched& launched)
+{
+    Shared shared = {image, plan, ::getpid(), nullptr, 0};
+    alignas(16) char stack[kStackBytes];
+    const ScopedUndisturbed undisturbed;
+    int death = -1;
+    const pid_t pid = ::__clone(&runChild, stack + kStackBytes,
+                                CLONE_VM | CLONE_VFORK | CLONE_PIDFD | SIGCHLD, &shared, &death);
+    if (pid < 0) {
+        launched.error = errno;
+        launched.failed = "clone";
+        return;
+    }
+    FileDescriptor owned(death);
+    if (shared.failed == nullptr) {
+        launched.pid = pid;
+        launched.death = std::move(owned);
+        return;
+    }
+    launched.failed = shared.failed;
+    launched.error = shared.error;
+    while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
+    }
+}
+
+}  // namespace qz::ext

@@ -1,0 +1,150 @@
+#include "StreamEnds.h"
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace qz::ext {
+
+namespace {
+
+constexpr mode_t kFileMode = 0666;
+constexpr int kFirstOtherDescriptor = 3;
+const char* const kNowhere = "/dev/null";
+
+bool fail(SystemFailure& failure, const std::string& step)
+{
+    failure = {step, errno};
+    return false;
+}
+
+// If this process has closed a standard stream, a new descriptor may get its number, which the
+// child fills with another stream before.
+bool moveAboveStreams(FileDescriptor& descriptor)
+{
+    if (descriptor.get() >= kFirstOtherDescriptor) return true;
+    FileDescriptor moved(::fcntl(descriptor.get(), F_DUPFD_CLOEXEC, kFirstOtherDescriptor));
+    if (!moved.isOpen()) return false;
+    descriptor = std::move(moved);
+    return true;
+}
+
+bool openFile(const std::string& path, int flags, FileDescriptor& descriptor,
+              SystemFailure& failure)
+{
+    if (path.find('\0') != std::string::npos) {
+        errno = EINVAL;
+        return fail(failure, "open " + path);
+    }
+    do {
+        descriptor = FileDescriptor(::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, kFileMode));
+    } while (!descriptor.isOpen() && errno == EINTR);
+    if (!descriptor.isOpen()) return fail(failure, "open " + path);
+    return moveAboveStreams(descriptor) || fail(failure, "fcntl");
+}
+
+bool openPipe(FileDescriptor& read, FileDescriptor& write, SystemFailure& failure)
+{
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0) return fail(failure, "pipe2");
+    read = FileDescriptor(ends[0]);
+    write = FileDescriptor(ends[1]);
+    return (moveAboveStreams(read) && moveAboveStreams(write)) || fail(failure, "fcntl");
+}
+
+bool setNonBlocking(const FileDescriptor& descriptor, SystemFailure& failure)
+{
+    return ::fcntl(descriptor.get(), F_SETFL, O_NONBLOCK) == 0 || fail(failure, "fcntl");
+}
+
+// A stream that this process has closed leads nowhere.
+bool inherit(int place, int flags, FileDescriptor& descriptor, SystemFailure& failure)
+{
+    descriptor = FileDescriptor(::fcntl(place, F_DUPFD_CLOEXEC, kFirstOtherDescriptor));
+    if (descriptor.isOpen()) return true;
+    if (errno != EBADF) return fail(failure, "fcntl");
+    return openFile(kNowhere, flags, descriptor, failure);
+}
+
+int getFlags(ChildOutput::FileWay way)
+{
+    const int change = way == ChildOutput::FileWay::Append ? O_APPEND : O_TRUNC;
+    return O_WRONLY | O_CREAT | change;
+}
+
+}  // namespace
+
+bool StreamEnds::open(const ChildOptions& options, SystemFailure& failure)
+{
+    mIsErrorOutput = options.error.kind == ChildOutput::Kind::SameAsOutput;
+    return openInput(options.input, failure) &&
+           openOutput(options.output, STDOUT_FILENO, mOutput, output, failure) &&
+           (mIsErrorOutput || openOutput(options.error, STDERR_FILENO, mError, error, failure)) &&
+           openBetween(options.programs.size(), failure);
+}
+
+bool StreamEnds::openInput(const ChildInput& from, SystemFailure& failure)
+{
+    switch (from.kind) {
+        case ChildInput::Kind::File:
+            return openFile(from.text, O_RDONLY, mInput, failure);
+        case ChildInput::Kind::Device:
+        case ChildInput::Kind::Memory:
+            return openPipe(mInput, input, failure) && setNonBlocking(input, failure);
+        case ChildInput::Kind::Inherited:
+            return inherit(STDIN_FILENO, O_RDONLY, mInput, failure);
+        case ChildInput::Kind::Nothing:
+            break;
+    }
+    return openFile(kNowhere, O_RDONLY, mInput, failure);
+}
+
+bool StreamEnds::openOutput(const ChildOutput& to, int place, FileDescriptor& source,
+                            FileDescriptor& own, SystemFailure& failure)
+{
+    switch (to.kind) {
+        case ChildOutput::Kind::File:
+            return openFile(to.text, getFlags(to.way), source, failure);
+        case ChildOutput::Kind::Device:
+        case ChildOutput::Kind::Memory:
+        case ChildOutput::Kind::Lines:
+        case ChildOutput::Kind::Log:
+            return openPipe(own, source, failure) && setNonBlocking(own, failure);
+        case ChildOutput::Kind::Inherited:
+            return inherit(place, O_WRONLY, source, failure);
+        case ChildOutput::Kind::SameAsOutput:  // of the standard output itself
+        case ChildOutput::Kind::Nothing:
+            break;
+    }
+    return openFile(kNowhere, O_WRONLY, source, failure);
+}
+
+bool StreamEnds::openBetween(std::size_t programs, SystemFailure& failure)
+{
+    mReads.resize(programs - 1);
+    mWrites.resize(programs - 1);
+    for (std::size_t i = 0; i + 1 < programs; ++i) {
+        if (!openPipe(mReads[i], mWrites[i], failure)) return false;
+    }
+    return true;
+}
+
+int StreamEnds::getSource(std::size_t program, int place) const
+{
+    if (place == STDIN_FILENO) return program == 0 ? mInput.get() : mReads[program - 1].get();
+    if (place == STDERR_FILENO && !mIsErrorOutput) return mError.get();
+    if (place == STDERR_FILENO) return mOutput.get();
+    return program == mWrites.size() ? mOutput.get() : mWrites[program].get();
+}
+
+void StreamEnds::closeSources()
+{
+    mInput.close();
+    mOutput.close();
+    mError.close();
+    mReads.clear();
+    mWrites.clear();
+}
+
+}  // namespace qz::ext

@@ -1,0 +1,108 @@
+#!/bin/bash
+# What the example that runs programs promises to its users. run_test.sh RUN
+
+# shellcheck source=tests/examples/expect.sh
+source "$(dirname "$0")/expect.sh"
+
+# wait_for COMMAND...: until it succeeds; the limit only ends a hang.
+wait_for()
+{
+    local i
+    for ((i = 0; i < 1200; ++i)); do
+        if "$@" 2>/dev/null; then return; fi
+        sleep 0.05
+    done
+    fail "waited in vain for: $*"
+}
+is_gone() { ! kill -0 "$1" 2>/dev/null || grep -q '^State:.Z' "/proc/$1/status"; }
+has_line() { [[ -s $1 ]]; }
+
+# --- The exit status, and the output in the log
+
+expect 0 -- sh -c 'echo good; echo bad >&2'
+expect_pattern out '^INFO(out) .* : good$'
+expect_pattern out '^WARNING(err) .* : bad$'
+expect_pattern out '^INFO(run) .* : exit status 0$'
+expect_text err ''
+expect 7 -- sh -c 'exit 7'
+expect 137 -- sh -c 'kill -9 $$'
+expect_pattern out '^WARNING(run) .* : ended by signal 9$'
+expect 127 -- ./no-such-program
+expect_pattern out '^CRITICAL(run) .* : not started: execve ./no-such-program: .*ENOENT'
+mkdir folder
+expect 126 -- ./folder
+expect_pattern out 'EACCES'
+expect 0 -- cat <<<'from the input'
+expect_pattern out '^INFO(out) .* : from the input$'
+
+expect 0 --log run.log -- echo first
+expect 0 --log run.log -- echo second
+expect_text out ''
+expect_pattern run.log 'INFO(out) .* : first$'
+expect_pattern run.log '^INFO(out) .* : second$'
+
+# --- Retries
+
+cat >third_time <<'SCRIPT'
+#!/bin/sh
+echo x >>tries
+[ "$(wc -l <tries)" -eq 3 ]
+SCRIPT
+chmod +x third_time
+expect 0 --retry 5 -- ./third_time
+expect_text tries $'x\nx\nx'
+expect_pattern out ' : retry 2 of 5$'
+expect 1 --retry 1 -- sh -c 'echo x >>more; exit 1'
+expect_text more $'x\nx'
+
+# --- Time limits and interrupts end all of a tree of three levels, even what ignores SIGTERM
+
+tree='trap "" TERM; sh -c "trap \"\" TERM; sleep 300 & echo \$! >leaf; wait" & wait; sleep 300'
+expect 124 --timeout 1 -- sh -c "$tree"
+expect_pattern out '^WARNING(run) .* : ended after the time limit$'
+wait_for is_gone "$(cat leaf)"
+
+for signal in INT TERM; do
+    rm -f leaf
+    # A shell ignores SIGINT for what it starts in the background, and a program inherits that.
+    env --default-signal=INT "$program" -- sh -c 'sh -c "sleep 300 & echo \$! >leaf; wait" & wait' >out 2>err &
+    wait_for has_line leaf
+    kill -$signal $!
+    status=0
+    wait $! || status=$?
+    ((status == 130)) || fail "status $status after SIG$signal ($(cat out err))"
+    wait_for is_gone "$(cat leaf)"
+    expect_pattern out '^WARNING(run) .* : interrupted$'
+done
+
+# --- No child of a killed run lives on
+
+rm -f child
+"$program" -- sh -c 'echo $$ >child; exec sleep 300' >out 2>err &
+wait_for has_line child
+kill -KILL $!
+wait $! 2>/dev/null || true
+wait_for is_gone "$(cat child)"
+
+# --- One instance a name
+
+export TMPDIR=$folder
+rm -f child
+"$program" --lock one -- sh -c 'echo $$ >child; exec sleep 300' >first 2>&1 &
+wait_for has_line child
+expect 125 --lock one -- true
+expect_pattern err "^run: 'one' is locked: "
+expect 0 --lock two -- true
+kill -TERM $!
+wait $! || true
+expect 0 --lock one -- true
+
+# --- The command line
+
+expect_common_options
+expect_refused "-- PROGRAM is required"
+expect_refused "-- PROGRAM is required" true
+expect_refused "-- PROGRAM is required" --
+expect_refused "option '--timeout' can't be '0'" --timeout 0 -- true
+expect_refused "the timeout is too long" --timeout 3000000 -- true
+expect_refused "option '--lock' can't be 'a/b'" --lock a/b -- true

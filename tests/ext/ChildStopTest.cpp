@@ -1,0 +1,221 @@
+// Time limits, requests to stop, and the end of the parent.
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include <qz/ext/ChildProcess.h>
+#include <qz/qzCancelInterface.h>
+
+#include "ext/ChildRuns.h"
+#include "support/ChildProcess.h"
+#include "support/Files.h"
+#include "support/ScratchFolder.h"
+#include "support/Waiting.h"
+
+namespace qz::ext {
+
+namespace {
+
+// Whether a process runs; a zombie doesn't.
+bool isAlive(const std::string& pid)
+{
+    try {
+        const std::string status = support::readFile("/proc/" + pid + "/stat");
+        return status.find(") Z ") == std::string::npos;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+class CancelAfterFile : public qzCancelInterfaceReadOnly {
+public:
+    explicit CancelAfterFile(const std::string& path) : mPath(path) {}
+    bool shouldCancel() const override { return ::access(mPath.c_str(), F_OK) == 0; }
+
+private:
+    std::string mPath;
+};
+
+class ChildStopTest : public ::testing::Test {
+protected:
+    ~ChildStopTest() override { EXPECT_EQ(support::countOpenDescriptors(), mDescriptors); }
+
+    std::string readPid(const std::string& name) const
+    {
+        std::string pid;
+        EXPECT_TRUE(support::waitUntil([&] {
+            if (::access(mFolder.getPath(name).c_str(), F_OK) != 0) return false;
+            pid = mFolder.read(name);
+            return !pid.empty() && pid.back() == '\n';
+        }));
+        if (!pid.empty()) pid.pop_back();
+        return pid;
+    }
+
+    const std::size_t mDescriptors = support::countOpenDescriptors();
+    const support::ScratchFolder mFolder;
+};
+
+TEST_F(ChildStopTest, StopsByATermAtTheTimeLimit)
+{
+    ChildWait wait;
+    wait.timeoutMs = 100;
+    wait.graceMs = 1'000'000;
+    const auto begin = std::chrono::steady_clock::now();
+    const ChildResult result = ChildProcess::Run(shell("echo begun; exec sleep 300"), wait);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(100));
+    EXPECT_EQ(describe(result), "signal " + std::to_string(SIGTERM));
+    EXPECT_TRUE(result.hasTimedOut);
+    EXPECT_FALSE(result.isCancelled);
+    EXPECT_EQ(result.output, "begun\n");
+}
+
+TEST_F(ChildStopTest, KillsAfterTheGraceTimeWhatIgnoresTheTerm)
+{
+    ChildWait wait;
+    wait.timeoutMs = 500;
+    wait.graceMs = 100;
+    const ChildResult result =
+        ChildProcess::Run(shell("trap '' TERM; echo begun; while :; do sleep 0.01; done"), wait);
+    EXPECT_EQ(describe(result), "signal " + std::to_string(SIGKILL));
+    EXPECT_TRUE(result.hasTimedOut);
+    EXPECT_EQ(result.output, "begun\n");
+}
+
+TEST_F(ChildStopTest, StopsTheGrandchildrenInTheGroup)
+{
+    ChildWait wait;
+    wait.timeoutMs = 500;
+    wait.graceMs = 100;
+    const std::string script =
+        "sh -c 'trap \"\" TERM; echo $$ >$0; while :; do sleep 0.01; done' $1 & wait";
+    const ChildResult result = ChildProcess::Run(shell(script, {mFolder.getPath("pid")}), wait);
+    EXPECT_TRUE(result.hasTimedOut);
+    EXPECT_EQ(describe(result), "signal " + std::to_string(SIGTERM));
+    const std::string pid = readPid("pid");
+    EXPECT_TRUE(support::waitUntil([&] { return !isAlive(pid); }));
+}
+
+TEST_F(ChildStopTest, StopsAGrandchildThatHoldsTheOutputOnly)
+{
+    ChildWait wait;
+    wait.timeoutMs = 300;
+    const ChildResult result = ChildProcess::Run(shell("sleep 300 & exit 4"), wait);
+    EXPECT_EQ(describe(result), "exit 4");
+    EXPECT_TRUE(result.hasTimedOut);
+}
+
+TEST_F(ChildStopTest, LeavesAProcessThatHasLeftTheGroup)
+{
+    ChildWait wait;
+    wait.timeoutMs = 300;
+    wait.graceMs = 50;
+    const ChildResult result = ChildProcess::Run(
+        shell("setsid sh -c 'echo $$ >$0; exec sleep 300' $1 & exit 4", {mFolder.getPath("pid")}),
+        wait);
+    EXPECT_EQ(describe(result), "exit 4");
+    const std::string pid = readPid("pid");
+    EXPECT_TRUE(isAlive(pid));
+    ::kill(std::stoi(pid), SIGKILL);
+}
+
+TEST_F(ChildStopTest, SignalsTheProgramsAloneWithoutAGroup)
+{
+    ChildOptions options = shell("exec sleep 300");
+    options.isOwnGroup = false;
+    options.programs.push_back({"cat"});
+    ChildProcess process;
+    ASSERT_TRUE(process.start(options));
+    EXPECT_EQ(::getpgid(process.getPids()[0]), ::getpgrp());
+    ChildWait wait;
+    wait.timeoutMs = 0;
+    EXPECT_EQ(describe(process.communicate(wait)), "signal " + std::to_string(SIGTERM));
+}
+
+TEST_F(ChildStopTest, MakesOneGroupOfAPipeline)
+{
+    ChildOptions options = shell("exec sleep 300");
+    options.programs.push_back({"cat"});
+    ChildProcess process;
+    ASSERT_TRUE(process.start(options));
+    const int leader = process.getPids()[0];
+    EXPECT_EQ(::getpgid(leader), leader);
+    EXPECT_EQ(::getpgid(process.getPids()[1]), leader);
+}
+
+TEST_F(ChildStopTest, StopsOnRequest)
+{
+    const CancelAfterFile cancel(mFolder.getPath("begun"));
+    ChildWait wait;
+    wait.cancel = &cancel;
+    const ChildResult result =
+        ChildProcess::Run(shell(">$1; exec sleep 300", {mFolder.getPath("begun")}), wait);
+    EXPECT_EQ(describe(result), "signal " + std::to_string(SIGTERM));
+    EXPECT_TRUE(result.isCancelled);
+    EXPECT_FALSE(result.hasTimedOut);
+}
+
+TEST_F(ChildStopTest, IsNoTimeoutIfTheProgramEndsBefore)
+{
+    const qzCancelInterfaceProxyReadOnly never;
+    ChildWait wait;
+    wait.timeoutMs = 1'000'000;
+    wait.cancel = &never;
+    const ChildResult result = ChildProcess::Run(shell("echo done"), wait);
+    EXPECT_TRUE(result.isSuccess());
+    EXPECT_FALSE(result.hasTimedOut);
+    EXPECT_FALSE(result.isCancelled);
+}
+
+// --- The end of the parent
+
+// Starts a child that writes its id to a file, and then waits for its end.
+int runUntilKilled(const std::string& pidPath)
+{
+    ChildOptions options = shell("echo $$ >$1; exec sleep 300", {pidPath});
+    options.endsWithParent = true;
+    return describe(ChildProcess::Run(options)).empty() ? 1 : 2;
+}
+
+TEST_F(ChildStopTest, EndsWithAParentThatIsKilled)
+{
+    const std::string path = mFolder.getPath("pid");
+    const pid_t parent = ::fork();
+    if (parent == 0) ::_exit(runUntilKilled(path));
+    const std::string pid = readPid("pid");
+    EXPECT_TRUE(isAlive(pid));
+    ::kill(parent, SIGKILL);
+    ::waitpid(parent, nullptr, 0);
+    EXPECT_TRUE(support::waitUntil([&] { return !isAlive(pid); }));
+}
+
+TEST_F(ChildStopTest, OutlivesTheThreadThatHasStartedIt)
+{
+    ChildProcess process;
+    ChildOptions options = shell("read line; exit 7");
+    options.endsWithParent = true;
+    options.input = ChildInput::Memory("go\n");
+    bool isStarted = false;
+    std::thread([&] { isStarted = process.start(options); }).join();
+    ASSERT_TRUE(isStarted);
+    EXPECT_EQ(describe(process.communicate()), "exit 7");
+}
+
+TEST_F(ChildStopTest, ReportsAFailedStartOnItsThread)
+{
+    ChildOptions options = program("/no/such/program");
+    options.endsWithParent = true;
+    EXPECT_EQ(describe(ChildProcess::Run(options)),
+              "execve /no/such/program, errno " + std::to_string(ENOENT));
+}
+
+}  // namespace
+
+}  // namespace qz::ext
