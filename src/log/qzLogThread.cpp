@@ -1,11 +1,13 @@
 #include "qzLogThread.h"
 
+#include <exception>
 #include <optional>
 #include <utility>
 
 #include "SignalSafety.h"
 #include "concurrency/RecursiveMutex.h"
 #include "frame/base/Relaxed.h"
+#include "text/TextServices.h"
 
 namespace qz {
 
@@ -50,6 +52,17 @@ void prepareForReuse(std::list<qzLog::LogEntry>& batch)
         clearText(entry.systemLogTag);
         clearText(entry.threadId);
         clearText(entry.prefix);
+    }
+}
+
+// The C library locks its locales meanwhile. It may be too late when the first line comes: that
+// line may report a signal, which has interrupted a thread that has locked them.
+void openConverters()
+{
+    try {
+        text::getThreadContent();
+    } catch (const std::exception&) {
+        // Without memory now, the first line tries again.
     }
 }
 
@@ -253,6 +266,7 @@ void qzLogThread::resumeChild(qzLogParameters& parameters)
 void qzLogThread::run()
 {
     tOwnLogThread = this;
+    openConverters();
     Lock lock(mMutex);
     mOwnThreadId = CurrentThreadId();
     while (true) {
