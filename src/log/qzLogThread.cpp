@@ -17,6 +17,8 @@ constexpr std::uint64_t kMostQueuedBytes = 16777216;
 // How many elements are reused, and how much of their texts: some 2 MiB as entries usually are.
 constexpr std::size_t kMostSpares = 4096;
 constexpr std::size_t kMostSpareText = 1024;
+// More requested files than that would take memory without limit.
+constexpr std::size_t kMostInstallations = 64;
 constexpr std::size_t kBatchThatLingers = 8;
 constexpr int kLingerPolls = 1000;  // some 40 us
 
@@ -196,7 +198,8 @@ void qzLogThread::configure(qzLogParameters& parameters, const Change& change,
     change(parameters);
     if (installedPath == nullptr && haveSameSettings(parameters, mShared)) return;
     mWorkAvailable.wakeAll();
-    if (mHasEntries && !isOwnThread()) {
+    const bool mustWait = mHasEntries || mInstallations.size() >= kMostInstallations;
+    if (mustWait && !isOwnThread()) {
         relaxedStore(mFlushRequested, true);
         while (mFlushRequested && !mStopRequested) {
             waitForDrained(lock);
