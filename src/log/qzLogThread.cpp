@@ -17,6 +17,9 @@ constexpr std::uint64_t kMostQueuedBytes = 16777216;
 // How many elements are reused, and how much of their texts: some 2 MiB as entries usually are.
 constexpr std::size_t kMostSpares = 4096;
 constexpr std::size_t kMostSpareText = 1024;
+// After the stop was requested. The first one holds all entries from before it. A thread or a
+// handler that goes on reporting must not keep the stop from ending.
+constexpr int kMostLastBatches = 16;
 // More requested files than that would take memory without limit.
 constexpr std::size_t kMostInstallations = 64;
 constexpr std::size_t kBatchThatLingers = 8;
@@ -272,10 +275,12 @@ void qzLogThread::run()
     openConverters();
     Lock lock(mMutex);
     mOwnThreadId = CurrentThreadId();
+    int lastBatches = 0;
     while (true) {
         if (mReconfigure) {
             reconfigure(lock);
-        } else if (!mQueue.empty()) {
+        } else if (!mQueue.empty() && lastBatches < kMostLastBatches) {
+            if (mStopRequested) ++lastBatches;
             writeQueue(lock);
         } else {
             confirmDrained();
