@@ -33,8 +33,10 @@
 //   uses the outlets of a forked child  is blocked until the entry    is reported at once, without
 //                                       is written                    rotation and custom handler
 //   forks                               is blocked until the fork is  is reported at once; may hang
-//                                       done                          while the C library has
-//                                                                     locked its memory
+//                                       done; an exception leaves     while the C library has
+//                                       `fork`, which compilers take  locked its memory
+//                                       for a function that never
+//                                       throws, and so terminates
 //   has never converted a text, and is  may hang: the report opens    may hang
 //   in `setlocale` or `newlocale`       converters
 //   is in `malloc`, also on behalf of   may hang: the report needs    may hang
