@@ -43,7 +43,8 @@
 //   `tzset` or `setlocale`              memory
 //
 // The last two rows are accepted: a report of a crash is worth the risk. In the same way the log
-// thread may hang if it began to wait for the lock of the time zones just before the signal came.
+// thread may hang if it began to wait for the lock of the time zones, or at its start for that of
+// the locales, just before the signal came.
 
 namespace qz::log {
 
