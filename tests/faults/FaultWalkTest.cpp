@@ -78,7 +78,6 @@ const char* const kWithoutLine2 = "in files: from earlier, line 1, line 3,";
 const char* const kWithoutLine3 = "in files: from earlier, line 1, line 2,";
 // What stood in the file before its rotation is gone.
 const char* const kRotatedInPlace = "in files: line 2, line 3,";
-const char* const kNoneTimed = "entries 3, dated 3, timed 0, console good";
 const char* const kNoThread =
     "no thread: Resource temporarily unavailable; log, full, local text '\xc3\xa9', written 1, "
     "down";
@@ -114,7 +113,7 @@ const Scenario kScenarios[] = {
          {"newlocale",
           ENOMEM,
           {"log, full, no number locale, local text '\xc3\xa9', down",
-           "log, full, local text '?', down"}},
+           "log, full, local text '?', down", kUp}},
          {"pthread_key_create", EAGAIN, {"log, full, no text services, down"}},
          {"pthread_setspecific", ENOMEM, {kUp}},
          {"iconv_open", EMFILE, {kUp, "log, full, local text '', down"}},
@@ -182,10 +181,6 @@ const Scenario kScenarios[] = {
          {"strftime", ENOMEM, {kOneUntimed}, {kAllEntries}},
          {"localtime_r", EOVERFLOW, {kOneUntimed}, {kAllEntries}},
          {"gettimeofday", EFAULT, {"entries 3, dated 2, timed 3, console good"}},
-         // The log thread makes its conversions with its first time, and keeps them as they are.
-         {"newlocale", ENOMEM, {kAllEntries}},
-         {"pthread_setspecific", ENOMEM, {kOneUntimed}},
-         {"iconv_open", EMFILE, {kAllEntries, kNoneTimed}},
          {"iconv", EILSEQ, {}, {kAllEntries}},
      },
      {}},
@@ -510,6 +505,9 @@ const Scenario kScenarios[] = {
           EAGAIN,
           {kRan + "; no child; detached; " + kInspected,
            kRan + "; missing; not detached; " + kInspected}},
+         {"getppid",
+          ESRCH,
+          {kAllStarted, kRan + "; missing; detached; self with arguments, a parent, memory"}},
          // That reads as if something else had waited for the child.
          {"waitid",
           ECHILD,

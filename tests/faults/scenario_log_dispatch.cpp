@@ -64,6 +64,7 @@ void awaitRoomInTheSecond()
 std::string dispatch(const std::string& /*folder*/)
 {
     Seen seen;
+    qzLog::msInstance->flush();  // then the log thread has its converters
     awaitRoomInTheSecond();
     {
         const qz::faults::Watch watch;
