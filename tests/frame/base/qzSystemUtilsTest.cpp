@@ -1,6 +1,7 @@
 #include <qz/qzSystemUtils.h>
 
 #include <sys/time.h>
+#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -118,6 +119,36 @@ TEST(qzSystemUtilsIdentity, IsRightInForkedChildrenOfAnyDepth)
     EXPECT_EQ(qzSystemUtils::GetCurrentProcessID(), parent);
 }
 
+// In a child of `vfork`, which shares the memory of its parent.
+int callInSharingChild()
+{
+    const pid_t child = ::vfork();
+    if (child == 0) {
+        qzSystemUtils::GetCurrentProcessID();
+        ::_exit(0);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    return status;
+}
+
+TEST(qzSystemUtilsIdentity, IsRightInAForkedChildWhoseOwnChildSharesItsMemory)
+{
+    const ChildResult result = runInChild([] {
+        const int status = callInSharingChild();
+        std::cout << status << (qzSystemUtils::GetCurrentProcessID() == ::getpid());
+        return 0;
+    });
+    EXPECT_EQ(result.out, "01");
+}
+
+TEST(qzSystemUtilsIdentity, IsRightIfTheFirstCallIsMadeInAChildThatSharesTheMemory)
+{
+    const ChildResult result = runProgram({.program = "shared_identity"});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "0 right");
+}
+
 // --- Time texts
 
 struct TimeTextRow {
@@ -216,6 +247,14 @@ TEST(qzSystemUtilsTimeText, GivesThePresentTime)
     EXPECT_LE(std::stol(text), after);
 }
 
+TEST(qzSystemUtilsTimeText, GivesThePresentTimeInItsZone)
+{
+    const LibraryStart library;
+    const TimeZoneGuard zone("XYZ-5:30");
+    EXPECT_EQ(qzSystemUtils::GetCurrentTimeAsString("%z", /*localTime=*/false), "+0000");
+    EXPECT_EQ(qzSystemUtils::GetCurrentTimeAsString("%z", /*localTime=*/true), "+0530");
+}
+
 TEST(qzSystemUtilsTimeText, GivesThePresentTimeInIsoForm)
 {
     const LibraryStart library;
@@ -282,6 +321,10 @@ const StatusRow kStatusRows[] = {
     {"OctalAtTheEnd", "0", "VmRSS: 07", "7168"},
     {"DigitAgainstTheName", "0", "VmRSS:12", "12288"},
     {"SignIsSkipped", "0", "VmRSS: -3 kB\n", "3072"},
+    {"TheLargestNumber", "0", "VmRSS: 9223372036854775807 kB\n", "18446744073709550592"},
+    {"Beyond63Bits", "0", "VmRSS: 10000000000000000000 kB\n", "18446744073709550592"},
+    {"Beyond64Bits", "0", "VmRSS: 99999999999999999999 kB\n", "18446744073709550592"},
+    {"HexadecimalBeyond64Bits", "0", "VmRSS: 0x10000000000000000 kB\n", "18446744073709550592"},
     {"LinesArePiecesOf127Bytes", "0", std::string(127, 'x') + "VmRSS: 3 kB\n", "3072"},
 };
 
