@@ -1,3 +1,4 @@
+#include <signal.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <qz/ConcurrentPool.h>
 #include <qz/qzLog.h>
 #include <qz/qzLogObject.h>
 #include <qz/qzStringUtils.h>
@@ -105,7 +107,7 @@ TEST_F(qzSystemTest, BringsTheServicesAndTheFullStateUpByAFullStart)
     EXPECT_FALSE(IsQzSystemThreadSafe());
 }
 
-TEST_F(qzSystemTest, TakesAProbeOfTheMainDiskInBothStrengths)
+TEST_F(qzSystemTest, AcceptsAProbeOfTheMainDiskInBothStarts)
 {
     initializeQzSystem(LightInit, /*probeMainDisk=*/true);
     initializeQzSystem(FullInit, /*probeMainDisk=*/true);
@@ -156,6 +158,19 @@ TEST_F(qzSystemTest, CountsEachFullStart)
     EXPECT_TRUE(areServicesUp());
     terminateQzSystem();
     EXPECT_FALSE(IsQzSystemThreadSafe());
+}
+
+TEST_F(qzSystemTest, RunsTheFullStepsOnce)
+{
+    using Handler = void (*)(int);
+    const LibraryStart library(FullInit);
+    const std::size_t threads = countThreads();
+    const auto* const pool = concurrent::GetConcurrentPool();
+    const Handler watcher = ::signal(SIGUSR2, SIG_IGN);
+    const LibraryStart again(FullInit);
+    EXPECT_EQ(countThreads(), threads);
+    EXPECT_EQ(concurrent::GetConcurrentPool(), pool);
+    EXPECT_EQ(::signal(SIGUSR2, watcher), SIG_IGN) << "the application's own action";
 }
 
 TEST_F(qzSystemTest, LeavesTheLightStateToALightRestartAfterAFullOne)
