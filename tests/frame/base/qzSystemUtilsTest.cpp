@@ -230,6 +230,26 @@ TEST_P(qzSystemUtilsTimeLocales, GiveUtf8)
 INSTANTIATE_TEST_SUITE_P(Rows, qzSystemUtilsTimeLocales, ::testing::ValuesIn(kTimeLocaleRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
+TEST(qzSystemUtilsTimeText, FollowsTheRulesOfTheZoneInAForkedChild)
+{
+    const TimeZoneGuard zone(kCentralEurope);
+    const LibraryStart library(FullInit);
+    qzSystemUtils::ConvertSecElapsedSinceEpochToString(1782000000, kIso, /*localTime=*/true);
+    const ChildResult result = runInChild([] {
+        for (const long second : {1767225600, 1782000000}) {
+            std::cout << qzSystemUtils::ConvertSecElapsedSinceEpochToString(second, "%FT%T%z %Z %j",
+                                                                            /*localTime=*/true)
+                      << '\n';
+        }
+        const TimeZoneGuard changed("IST-5:30");
+        std::cout << qzSystemUtils::GetCurrentTimeAsString("%z", /*localTime=*/true);
+        return 0;
+    });
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out,
+              "2026-01-01T01:00:00+0100 CET 001\n2026-06-21T02:00:00+0200 CEST 172\n+0530");
+}
+
 TEST(qzSystemUtilsTimeText, WorksWithoutAStart)
 {
     const TimeZoneGuard zone("UTC0");
