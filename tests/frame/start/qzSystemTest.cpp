@@ -17,6 +17,7 @@
 #include <qz/qzLogObject.h>
 #include <qz/qzStringUtils.h>
 #include <qz/qzSystem.h>
+#include <qz/qzSystemUtils.h>
 
 #include "support/ChildProcess.h"
 #include "support/Environment.h"
@@ -208,13 +209,23 @@ TEST_F(qzSystemTest, BringsItsServicesUpAndDownInTheirOrder)
 {
     const ChildResult result = runProgram({.program = "start_order"});
     ASSERT_EQ(result.getEnd(), "exit 0");
-    std::string expected = "openlog L\nnewlocale L M\npthread_key_create L M\n";
-    for (int i = 0; i < 12; ++i)
-        expected += "iconv_open L M\n";
-    expected += "started\nfreelocale L M T F\n";
-    for (int i = 0; i < 12; ++i)
-        expected += "iconv_close L M T F\n";
-    expected += "pthread_key_delete L M T F\n";
+    const auto repeat = [](int times, const std::string& line) {
+        std::string lines;
+        for (int i = 0; i < times; ++i)
+            lines += line;
+        return lines;
+    };
+    const int processors = [] {
+        const LibraryStart library;
+        return static_cast<int>(qzSystemUtils::GetIdealThreadCount());
+    }();
+    const int workers = processors > 1 ? processors : 0;
+    const std::string expected =
+        "openlog L\nuname L M\nnewlocale L M\npthread_key_create L M\n" +
+        repeat(12, "iconv_open L M\n") + repeat(1 + workers, "pthread_create L M T F\n") +
+        repeat(23, "sigaction L M T F P W\n") + "started\n" +
+        repeat(workers, "pthread_join L M T F W\n") + "freelocale L M T F\n" +
+        repeat(12, "iconv_close L M T F\n") + "pthread_key_delete L M T F\npthread_join L M T F\n";
     EXPECT_EQ(result.out, expected);
 }
 
