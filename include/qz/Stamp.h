@@ -6,10 +6,10 @@
 
 namespace qz {
 
-/// A number that identifies a state of an object.
+/// A number of a sequence: later stamps of one generator are greater.
 class Stamp {
 public:
-    /// Makes a stamp with a number.
+    /// Makes a stamp with a number. There is no implicit conversion from numbers.
     explicit Stamp(unsigned long value) : mValue(value) {}
     /// The number.
     unsigned long getValue() const { return mValue; }

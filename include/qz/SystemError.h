@@ -23,7 +23,9 @@ public:
 
     /// The text "System error : '(number) NAME description'", on one line.
     ///
-    /// The name is "UNKNOWN_ENUM" for a number without a name, and for 95.
+    /// The description is in the language and the character set of the process's locale, so the
+    /// text isn't UTF-8 in every locale. The name is "UNKNOWN_ENUM" for a number without a name,
+    /// and for 95.
     std::string toString() const;
 
 private:

@@ -17,8 +17,9 @@ public:
     };
 
     /// Writes an identifier as text.
-    /// @param sixteenBytes the identifier.
-    /// @param out receives the text.
+    /// @tparam F `FormatHex`; no other format links.
+    /// @param sixteenBytes points to the 16 bytes of the identifier.
+    /// @param out receives the 32 characters, whatever it held before.
     template <Format F>
     static void BinaryToString(const unsigned char* sixteenBytes, std::string& out);
 };

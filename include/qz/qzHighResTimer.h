@@ -4,7 +4,8 @@
 
 #include <qz/qzExport.h>
 
-/// A stopwatch over the wall clock, in microseconds. It follows every change of that clock.
+/// A stopwatch that reads the wall clock, in microseconds. It follows every change of that clock,
+/// so the elapsed time may jump or be negative.
 /// Threads: one at a time.
 class QZ_API qzHighResTimer {
 public:

@@ -21,12 +21,12 @@ namespace qz::rc {
 /// Looks up a resource.
 /// @param name must not be null; null throws `std::logic_error`.
 /// @param data receives the address of the module's own memory, which is valid as long as the
-/// module
-///     is registered; null if there is no such resource.
+///     module is registered; null if there is no such resource.
 /// @param size receives the size in bytes, or 0.
 /// @return false if there is no such resource.
 QZ_API bool GetResource(const char* name, const char*& data, unsigned long& size);
 /// Copies a resource.
+/// @param name as above; it must not be in `out`, which is emptied first.
 /// @param out receives the content; empty if there is no such resource.
 /// @return false if there is no such resource.
 QZ_API bool GetResource(const char* name, std::string& out);
@@ -38,6 +38,7 @@ QZ_API bool GetResource(const char* name, std::string& out);
 /// @return false if there is no such resource.
 QZ_API bool GetResourceSha256Hex(const char* name, const char*& digest, unsigned long& size);
 /// Copies the digest of a resource.
+/// @param name as above; it must not be in `out`, which is emptied first.
 /// @param out receives the 64 digits; empty if there is no such resource.
 /// @return false if there is no such resource.
 QZ_API bool GetResourceSha256Hex(const char* name, std::string& out);
@@ -46,12 +47,17 @@ namespace impl {
 
 /// Registers resources: number i has the name `names[i]`, the digest `digests[i]` of 64 digits, and
 /// `sizes[i]` bytes at `blob + offsets[i]`. A name that is already registered keeps its old data,
-/// and the conflict is reported. Everything that the arrays point to must live until the names are
-/// unregistered; the arrays themselves may be temporary.
+/// and the conflict is reported, in order, after the mutex of the registry is unlocked. Everything
+/// that the arrays point to must live until the names are unregistered; the arrays themselves may
+/// be temporary.
+///
+/// A null name throws `std::logic_error`; the names before it stay registered. While the library is
+/// not started, nothing is registered and each name is reported, a null one as "[NullPtr]".
 QZ_API void RegisterResources(unsigned long count, const char* blob, const char* const* names,
                               const char* const* digests, const unsigned long* sizes,
                               const unsigned long* offsets);
-/// Unregisters names; a missing one is reported. The arguments after `names` are ignored.
+/// Unregisters names; a missing one is reported, and all are missing while the library is not
+/// started. A null name throws `std::logic_error`. The arguments after `names` are ignored.
 QZ_API void UnRegisterResources(unsigned long count, const char* blob, const char* const* names,
                                 const char* const* digests, const unsigned long* sizes,
                                 const unsigned long* offsets);

@@ -5,10 +5,11 @@
 #include <qz/qzExport.h>
 
 /// @file
-/// Constants for callers' vector code, in the form in which it wants them. Each has four lanes of
-/// 32 bits and is aligned to 16 bytes; lane 0 comes first in memory.
+/// Constants for vector code. Each has four lanes of 32 bits and is aligned to 16 bytes; lane 0
+/// comes first in memory.
 ///
-/// All but the ten lane masks are valid from load on. Nobody may write to them.
+/// They must not be changed. All but the ten lane masks have their values from load on. The lane
+/// masks are written by the first start of the library; read them only after it.
 
 namespace qz {
 

@@ -17,14 +17,17 @@ namespace qz {
 /// std::string path = "C:\\temp\\log";
 /// qzStringUtils::ReplaceAllOccurrences(path, "\\", "/");                      // "C:/temp/log"
 /// qzStringUtils::humanizeNumberGeneric(1536L, 3, 2, true, true, false);      // "1.5k"
-/// qzStringUtils::compareSoftwareVersion("1.10", "1.9", 2);                   //
-/// VersionCompareHigher
+/// // 4, VersionCompareHigher:
+/// qzStringUtils::compareSoftwareVersion("1.10", "1.9", 2);
 /// @endcode
 class QZ_API qzStringUtils {
 public:
     /// The character sets that texts are converted between.
     enum qzCharSet : int {
-        CharSetLocal = 0,  ///< That of the environment when the thread first converted a text.
+        /// That of the thread's own locale if it has one (`uselocale`), otherwise of the
+        /// environment, or of the process's locale if the environment names an unknown one. Each
+        /// thread reads it when it first converts a text, the starting thread at the start.
+        CharSetLocal = 0,
         CharSetUtf8 = 1,   ///< UTF-8.
         CharSetAscii = 2,  ///< US-ASCII.
     };
@@ -50,12 +53,13 @@ public:
     static unsigned int* msThreadContent;
 
     /// Starts the text services and prepares the calling thread. The library's start calls it.
-    /// @return false if they are started already, or if there is no memory for the locale.
+    /// @return false if they are started already, and if they can't be started because there is no
+    ///     memory for the locale or the system has no thread key left.
     static bool InitializeStringUtils();
-    /// Stops the text services and frees the converters of all threads. The library's stop calls
-    /// it.
+    /// Stops the text services and frees the converters of all threads, also of those that still
+    /// run. The library's stop calls it.
     ///
-    /// No other thread may convert a text meanwhile; a thread may end.
+    /// Any thread may call it. No other thread may convert a text meanwhile; a thread may end.
     /// @return false if they are stopped already.
     static bool TerminateStringUtils();
     /// Opens the converters of the calling thread, which its first conversion would do otherwise.
@@ -96,8 +100,9 @@ public:
     /// @param whatBegin the pattern, up to `whatEnd`; an empty one is not found.
     /// @param found receives the start of the place; null if there is none.
     /// @return 0 if there is none, 1 if it is in the first buffer, 2 if it is in the second, 3 if
-    /// it
-    ///     starts in the first and ends in the second.
+    ///     it starts in the first and ends in the second.
+    /// @throws std::bad_alloc for a pattern of more than 513 bytes, which needs memory of up to
+    ///     twice its size.
     static int FindFirstAstrideBuffers(const char* begin1, const char* end1, const char* begin2,
                                        const char* end2, const char* whatBegin, const char* whatEnd,
                                        const char*& found);
@@ -115,8 +120,7 @@ public:
     /// A text that can't be converted gives an empty one; if the local set is UTF-8, that is any
     /// malformed text. The text services must be started.
     /// @param replacement replaces each byte beyond ASCII if the result of the conversion isn't
-    /// UTF-8
-    ///     either.
+    ///     UTF-8 either.
     static std::string UnknownEncodingToUtf8(const std::string& text, char replacement);
 
     // --- Clean texts
@@ -168,8 +172,9 @@ public:
     /// @param lengthA in characters, as is `lengthB`.
     static int CompareUTF16Natural(const wchar_t* a, unsigned long lengthA, const wchar_t* b,
                                    unsigned long lengthB, bool caseSensitive);
-    /// Always false, so that a sort with it changes nothing. Compatibility: it compares the result
-    /// of `CompareUTF8Natural` with -1, and callers rely on the unchanged order.
+    /// Always false: a sort that uses it takes all texts for equal. `std::stable_sort` then keeps
+    /// their order, `std::sort` leaves them in any order. Compatibility: it compares the result of
+    /// `CompareUTF8Natural`, which is 0 or 1, with -1.
     static bool UTF8NaturalSortFunction(const std::string& a, const std::string& b);
     /// Always false, as `UTF8NaturalSortFunction`.
     static bool UTF8NaturalSortFunctionCaseInsensitive(const std::string& a, const std::string& b);
@@ -189,13 +194,13 @@ public:
 
     /// Converts a text between two character sets. It may contain NUL bytes.
     ///
-    /// A character that the target set lacks is transliterated as the system does it: "é" to "?" or
-    /// "e". There is no partial result, and the reason of a failure is not reported.
+    /// A character that the target set lacks is transliterated as the system does it for the
+    /// LC_CTYPE category of the process's locale: "é" to "?" in one, to "e" in another. There is no
+    /// partial result, and the reason of a failure is not reported.
     /// Threads: any; each has its own converters. A conversion in a forked child never waits for a
     /// thread of the parent.
     /// @return the converted text. It is empty if `from` equals `to`, if `text` is not well formed
-    /// in
-    ///     `from`, if a character had to be dropped, if the result has more than 2 * size + 2
+    ///     in `from`, if a character had to be dropped, if the result has more than 2 * size + 2
     ///     bytes, and while the text services are stopped.
     static std::string convertCharset(const std::string& text, qzCharSet from, qzCharSet to);
 
@@ -214,12 +219,13 @@ public:
     ///
     /// Trailing zeros of the decimals are omitted. A half is rounded towards zero: 2.5 gives "2"
     /// and 3.5 gives "3". Rounding doesn't change the prefix: 999.6 with three digits gives "1000",
-    /// not "1k". A negative number that is rounded to zero keeps its sign: "-0". Numbers beyond 64
-    /// bits have all their digits. The text for NaN and infinities is unspecified. Threads: any.
-    /// @tparam T `long`, `unsigned long` or `double`.
+    /// not "1k". A negative number that is rounded to zero, or is too small for "y", keeps its
+    /// sign: "-0". Numbers beyond 64 bits have all their digits. The text for NaN and infinities is
+    /// unspecified. Threads: any.
+    /// @tparam T `long`, `unsigned long` or `double`. Integers are converted to `double` first,
+    ///     which is inexact from 2^53 on.
     /// @param significantDigits the largest number of digits. All digits before the point are
-    /// written,
-    ///     even if there are more.
+    ///     written, even if there are more.
     /// @param maxDecimals the largest number of digits after the point.
     /// @param binaryPrefixes uses powers of 1024 instead of 1000, with the same letters.
     /// @param largePrefixes allows "k", "M", "G", "T", "P", "E", "Z" and "Y".
@@ -249,19 +255,20 @@ public:
     /// exactly the decimals that multiples of the granule have: `roundNumber(2.37, 4, 0, false, 2)`
     /// gives "2.25".
     ///
-    /// A result of zero has no sign, unless `showPlus` is set: then a negative number that was
-    /// rounded to zero keeps its "-". Numbers beyond 64 bits have all their digits. NaN gives
-    /// "nan", infinities give "inf" and "-inf". Threads: any.
+    /// With a granule below 1, a result of zero has no sign; with `showPlus` it has the sign of
+    /// `value`, as in "-0.0". If `maxDecimals` is 0, it is the number before the decimals are
+    /// omitted that has the sign: -0.5 in halves gives "-0".
+    /// With a granule of 1, a result of zero is "0", or "+0" with `showPlus`. Such numbers are
+    /// written in the global C++ locale, with its grouping; all others in the C locale.
+    /// Numbers beyond 64 bits have all their digits. NaN gives "nan", infinities give "inf" and
+    /// "-inf". Threads: any.
     /// @param step the granule is 1 / `step` for 1, 2, 4, 5, 8 and 16. Any other value rounds to
-    /// whole
-    ///     numbers; if it is below 16, `extraDecimals` must then be 0.
+    ///     whole numbers; if it is below 16, `extraDecimals` must then be 0.
     /// @param extraDecimals divides the granule by this power of ten. A negative value and one
-    /// above 16
-    ///     round to whole numbers. It must be below 16 if `step` is 16.
+    ///     above 16 round to whole numbers. It must be below 16 if `step` is 16.
     /// @param showPlus writes "+" before a number that isn't negative.
     /// @param maxDecimals 0 omits the decimals after the rounding. Any other value has no effect:
-    /// all
-    ///     decimals of the granule are written.
+    ///     all decimals of the granule are written.
     static std::string roundNumber(double value, unsigned char step, char extraDecimals,
                                    bool showPlus, unsigned char maxDecimals);
 

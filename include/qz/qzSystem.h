@@ -19,9 +19,11 @@ enum InitType : int {
 /// later; it stays full until the last stop. A value that is not in `InitType` is ignored without a
 /// report.
 ///
-/// A full start creates the log thread and installs handlers for 23 signals: a crash on any thread
-/// and most requests to end the process are reported in the log, and become exceptions. The
-/// handlers stay installed after a stop, and then pass every signal on to the previous action.
+/// A full start creates the log thread and one worker of the default pool for each processor (none
+/// on a machine with one). It ignores SIGPIPE, and installs handlers for 22 other signals: a crash
+/// on any thread, SIGINT, SIGQUIT, SIGHUP and SIGSYS are reported in the log and become exceptions;
+/// the others, SIGTERM among them, are reported and passed on to the previous action. The handlers
+/// stay installed after a stop, and then pass every signal on.
 ///
 /// @code
 /// int main()
@@ -36,9 +38,11 @@ enum InitType : int {
 /// Threads: no other thread may use the library during the call.
 /// @param type the kind of start.
 /// @param probeMainDisk makes a full start look up the main disk at once.
-/// @throws std::system_error if the system can't create the log thread. The start is then full
-/// without
-///     that thread and without the handlers, and must be matched by a stop as well.
+/// @throws std::system_error if the system can't create one of the threads. The start is then full,
+///     but without the services that come after: without the log thread there is no pool, and
+///     without either of them there are no handlers.
+/// @throws std::bad_alloc without memory.
+///     A start that throws counts as well, and must be matched by a stop.
 QZ_API void initializeQzSystem(InitType type, bool probeMainDisk = false);
 
 /// Undoes one start. The last call stops all services.

@@ -39,7 +39,8 @@ public:
     /// `GetMSecElapsedSinceEpoch` in whole seconds.
     static long GetSecElapsedSinceEpoch();
 
-    /// The id of the calling process, right in a forked child too.
+    /// The id of the calling process, also in a forked child. A child that shares the memory of its
+    /// parent, as that of `vfork` does, reads the id of the parent.
     static long GetCurrentProcessID();
     /// The id of the parent process.
     static long GetParentProcessID();
@@ -55,7 +56,12 @@ public:
     ///     could be found out, which is reported to the log as critical.
     static void ExtractCommandLineUtf8(std::vector<std::string>& arguments);
 
-    /// Writes a point in time as text, in UTF-8.
+    /// Writes a point in time as text, in UTF-8; while the text services are stopped, in the
+    /// process's character set.
+    ///
+    /// The C library holds a lock while it reads the time zone. A child that was forked while
+    /// another thread of the parent was in a time function of the C library may wait for it for
+    /// ever.
     /// @param seconds seconds since 1970-01-01 00:00 UTC; negative ones lie before it.
     /// @param format the format of `strftime`, in the process's character set; null gives "".
     /// @param localTime true for the zone of the process, false for UTC.
@@ -64,8 +70,10 @@ public:
     static std::string ConvertSecElapsedSinceEpochToString(long seconds, const char* format,
                                                            bool localTime);
     /// Writes the present time as `ConvertSecElapsedSinceEpochToString` does.
+    /// @param localTime as above.
     static std::string GetCurrentTimeAsString(const char* format, bool localTime);
     /// Writes the present time in the form 2026-11-14T20:17:56+0000.
+    /// @param localTime as above.
     static std::string GetCurrentDateTimeISO(bool localTime);
 
     /// Bytes of memory that the process uses now; 0 when the system doesn't tell.

@@ -12,7 +12,7 @@ public:
     /// Makes version 0.0.0 without a description.
     qzVersion();
     /// Makes a version.
-    /// @param build,stage stored only; comparisons ignore them.
+    /// @param build,stage stored only: they can't be read, and comparisons ignore them.
     qzVersion(unsigned major, unsigned minor, unsigned revision, const std::string& description,
               unsigned build, unsigned stage);
     virtual ~qzVersion();
@@ -25,13 +25,13 @@ public:
     void setVersion(unsigned major, unsigned minor, unsigned revision,
                     const std::string& description, unsigned build, unsigned stage);
 
-    /// The first number.
+    /// The major number, the first of the three.
     unsigned getMajorVersion() const { return mMajor; }
-    /// The second number.
+    /// The minor number, the second of the three.
     unsigned getMinorVersion() const { return mMinor; }
-    /// The third number.
+    /// The revision, the last of the three.
     unsigned getRevision() const { return mRevision; }
-    /// The text.
+    /// The description that the version was made with.
     const std::string& getDescription() const { return mDescription; }
 
     /// Compares major, then minor, then revision.

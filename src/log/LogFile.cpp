@@ -12,6 +12,7 @@
 
 #include "Console.h"
 #include "SignalSafety.h"
+#include "frame/base/TimeText.h"
 #include "text/LocalPath.h"
 #include "text/TextServices.h"
 
@@ -42,8 +43,7 @@ std::string makeFileName(const qzLogParameters& parameters)
                  parameters.extension.size() + 16);
     name.append(parameters.folder).append("/").append(parameters.baseName);
     if (parameters.timeRotation != qzLog::RotateNever) {
-        name.append("-").append(qzSystemUtils::GetCurrentTimeAsString(
-            getDateFormat(parameters.timeRotation), /*localTime=*/true));
+        name.append("-").append(getPresentTimeText(getDateFormat(parameters.timeRotation)));
     }
     return name.append(parameters.extension);
 }

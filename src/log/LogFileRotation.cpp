@@ -5,9 +5,9 @@
 #include <qz/qzDirUtils.h>
 #include <qz/qzLogObject.h>
 #include <qz/qzStringUtils.h>
-#include <qz/qzSystemUtils.h>
 
 #include "LogFile.h"
+#include "frame/base/TimeText.h"
 
 // The installation of a log file, and what becomes of the files before it.
 
@@ -120,10 +120,8 @@ void LogFile::renamePrevious()
 {
     const std::string& current = mParameters.currentFileUtf8;
     if (!qzDirUtils::FileExistsUtf8(current)) return;
-    const std::string datedName =
-        current.substr(0, current.size() - mParameters.extension.size()) +
-        qzSystemUtils::GetCurrentTimeAsString("_%Y-%m-%d-%H-%M-%S", /*localTime=*/true) +
-        mParameters.extension;
+    const std::string datedName = current.substr(0, current.size() - mParameters.extension.size()) +
+                                  getPresentTimeText("_%Y-%m-%d-%H-%M-%S") + mParameters.extension;
     qzDirUtils::RenameFileUtf8(current, datedName, nullptr);
     mParameters.rotationPending = true;
 }

@@ -99,8 +99,7 @@ qzLog::~qzLog()
 void qzLog::makeThreadSafe()
 {
     if (mLogThread != nullptr) return;
-    tm now = {};
-    getLocalTime(qzSystemUtils::GetSecElapsedSinceEpoch(), now);  // a forked child needs the zone
+    rememberPresentZone();  // the report of a signal needs it, even the first
     // The pointer is set before the thread runs, since it may have something to report by itself.
     mLogThread = std::make_unique<qzLogThread>(*mParameters);
     try {
@@ -264,7 +263,7 @@ void qzLog::ResumeChild()
 
 std::string qzLog::GetTime()
 {
-    return qzSystemUtils::GetCurrentTimeAsString(log::kTimeFormat, true);
+    return getPresentTimeText(log::kTimeFormat);
 }
 
 }  // namespace qz

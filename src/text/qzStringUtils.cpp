@@ -15,6 +15,8 @@ namespace qz {
 
 namespace {
 
+constexpr std::size_t kSeamOnStack = 1024;  // enough for a pattern of 513 bytes
+
 std::string_view makeView(const char* begin, const char* end)
 {
     return {begin, static_cast<std::size_t>(end - begin)};
@@ -25,10 +27,19 @@ std::string_view makeView(const char* begin, const char* end)
 std::size_t findAtSeam(std::string_view first, std::string_view second, std::string_view what)
 {
     const std::size_t before = std::min(first.size(), what.size() - 1);
-    std::string seam(first.substr(first.size() - before));
-    seam += second.substr(0, what.size() - 1);
-    const std::size_t found = text::find(seam, what);
-    return found != std::string::npos ? first.size() - before + found : found;
+    const std::size_t after = std::min(second.size(), what.size() - 1);
+    if (before + after < what.size()) return std::string_view::npos;
+    char onStack[kSeamOnStack];
+    std::string onHeap;
+    char* seam = onStack;
+    if (before + after > sizeof onStack) {
+        onHeap.resize(before + after);
+        seam = onHeap.data();
+    }
+    first.copy(seam, before, first.size() - before);
+    second.copy(seam + before, after);
+    const std::size_t found = text::find({seam, before + after}, what);
+    return found != std::string_view::npos ? first.size() - before + found : found;
 }
 
 bool isNonPrintable(char byte)

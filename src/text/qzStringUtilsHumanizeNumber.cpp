@@ -111,8 +111,8 @@ std::string writeWithDecimals(bool isNegative, double x, std::size_t decimals,
     const double power = isPowerExact ? text::kExactRealPowersOfTen[decimals]
                                       : std::pow(10.0, static_cast<double>(decimals));
     const double scaled = std::fabs(std::ceil(x * power - 0.5));
-    // Beyond the largest double there is nothing left to round.
-    if (std::isinf(scaled)) return writeExactly(isNegative, x, decimals, prefix);
+    // Beyond the largest double there is nothing left to round; 0 times an infinite power is NaN.
+    if (!std::isfinite(scaled)) return writeExactly(isNegative, x, decimals, prefix);
     // A whole number below 2^52, divided by an exact power of ten and written with as many
     // decimals, has the same digits: the error of the division is below half a unit.
     if (!isPowerExact || !(scaled < 0x1p52)) {

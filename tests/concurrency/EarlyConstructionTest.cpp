@@ -15,6 +15,7 @@
 
 #include <qz/qzMutex.h>
 #include <qz/qzSemaphore.h>
+#include <qz/qzSystem.h>
 #include <qz/qzThread.h>
 #include <qz/qzWaitCondition.h>
 #include <qz/qzWorkThread.h>
@@ -112,6 +113,19 @@ TEST_P(EarlyConstruction, IsReportedAfterALightStart)
         EXPECT_EQ(entry.systemLogTag, "qzSystem");
         EXPECT_EQ(entry.subType, "");
     }
+}
+
+TEST_P(EarlyConstruction, IsReportedWhateverTheSwitchForWarnings)
+{
+    const bool before = impl::LibInitCounter::msLibInitWarnings;
+    const LibraryStart library(LightInit);
+    for (const bool isEnabled : {false, true}) {
+        impl::LibInitCounter::SetLibInitWarningsEnabled(isEnabled);
+        const LogCapture log;
+        GetParam().make();
+        EXPECT_THAT(log.getMessages(), ElementsAreArray(GetParam().early)) << isEnabled;
+    }
+    impl::LibInitCounter::SetLibInitWarningsEnabled(before);
 }
 
 TEST_P(EarlyConstruction, IsReportedAtEachObject)

@@ -1,16 +1,24 @@
-// Prints the system calls by which services come up and go down, each with what stands already: L
-// for the log, M for the lane masks, T for the table of MIME types, F for the full state.
+// Prints the system calls by which services are started and stopped, each with what exists already:
+// L for the log, M for the lane masks, T for the table of MIME types, F for the full state, P for
+// the default pool, W for the signal watcher. Calls on other threads than the first are left out,
+// and so is the end of their converters.
 
 #include <dlfcn.h>
 #include <iconv.h>
 #include <locale.h>
 #include <pthread.h>
+#include <signal.h>
+#include <sys/utsname.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <iostream>
+#include <set>
 
+#include <qz/ConcurrentPool.h>
 #include <qz/MimeTypeInfo.h>
+#include <qz/qzException.h>
 #include <qz/qzLog.h>
 #include <qz/qzSimdConstants.h>
 #include <qz/qzSystem.h>
@@ -26,6 +34,7 @@ Function findReal(const char* name)
 
 bool gIsWatching = false;
 locale_t gCLocale = nullptr;
+std::set<iconv_t> gConverters;  // of the first thread
 
 bool isTableFilled()
 {
@@ -34,10 +43,12 @@ bool isTableFilled()
 
 void note(const char* call)
 {
-    if (!gIsWatching) return;
+    if (!gIsWatching || ::gettid() != ::getpid()) return;
     std::cout << call << (qz::qzLog::msInstance != nullptr ? " L" : "")
               << (qz::sSSE_0_0_0_FF.lanes[0] != 0 ? " M" : "") << (isTableFilled() ? " T" : "")
-              << (qz::IsQzSystemThreadSafe() ? " F" : "") << '\n';
+              << (qz::IsQzSystemThreadSafe() ? " F" : "")
+              << (qz::concurrent::GetConcurrentPool() != nullptr ? " P" : "")
+              << (qz::exception::IsSigWatcherRegistered() ? " W" : "") << '\n';
 }
 
 }  // namespace
@@ -85,17 +96,50 @@ int pthread_key_delete(pthread_key_t key) noexcept
     return realDelete(key);
 }
 
+int uname(utsname* names) noexcept
+{
+    const auto realCall = findReal<int (*)(utsname*)>("uname");
+    note("uname");
+    return realCall(names);
+}
+
+int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*run)(void*),
+                   void* argument) noexcept
+{
+    using Create = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+    const auto realCreate = findReal<Create>("pthread_create");
+    note("pthread_create");
+    return realCreate(thread, attributes, run, argument);
+}
+
+int pthread_join(pthread_t thread, void** result)
+{
+    const auto realJoin = findReal<int (*)(pthread_t, void**)>("pthread_join");
+    note("pthread_join");
+    return realJoin(thread, result);
+}
+
+int sigaction(int signal, const struct sigaction* action, struct sigaction* old) noexcept
+{
+    using Act = int (*)(int, const struct sigaction*, struct sigaction*);
+    const auto realAct = findReal<Act>("sigaction");
+    if (action != nullptr) note("sigaction");
+    return realAct(signal, action, old);
+}
+
 iconv_t iconv_open(const char* to, const char* from)
 {
     const auto realOpen = findReal<iconv_t (*)(const char*, const char*)>("iconv_open");
     note("iconv_open");
-    return realOpen(to, from);
+    const iconv_t opened = realOpen(to, from);
+    if (gIsWatching && ::gettid() == ::getpid()) gConverters.insert(opened);
+    return opened;
 }
 
 int iconv_close(iconv_t descriptor)
 {
     const auto realClose = findReal<int (*)(iconv_t)>("iconv_close");
-    note("iconv_close");
+    if (gConverters.count(descriptor) != 0) note("iconv_close");
     return realClose(descriptor);
 }
 

@@ -112,7 +112,7 @@ std::string PlainNumbers::humanizeNumber(T value, int significantDigits, int max
         std::ostringstream stream = makeStream();
         const double scaled = std::fabs(std::ceil(x * p - 0.5));
         stream << std::fixed << std::setprecision(decimals)
-               << (std::isinf(scaled) ? x : scaled / p);
+               << (std::isfinite(scaled) ? scaled / p : x);
         text = stream.str();
         while (text.back() == '0')
             text.pop_back();

@@ -19,6 +19,7 @@
 #include <qz/qzStringUtils.h>
 
 #include "TestPaths.h"
+#include "support/Allocations.h"
 #include "support/ChildProcess.h"
 #include "support/Environment.h"
 #include "support/Files.h"
@@ -174,6 +175,57 @@ TEST(qzStringUtilsServices, ServeAThreadThatOutlivesAStopAfterTheRestart)
     });
     EXPECT_EQ(result.getEnd(), "exit 0");
     EXPECT_EQ(result.out, "ab");
+}
+
+TEST(qzStringUtilsServices, StopOnAnyThread)
+{
+    ASSERT_TRUE(qzStringUtils::InitializeStringUtils());
+    std::thread([] { EXPECT_TRUE(qzStringUtils::TerminateStringUtils()); }).join();
+    EXPECT_EQ(qzStringUtils::msCLocale, nullptr);
+    EXPECT_EQ(qzStringUtils::msThreadContent, nullptr);
+    EXPECT_EQ(convert("a", kUtf8, kAscii), "") << "on the thread that had started them";
+    const TextServices again;
+    EXPECT_TRUE(again.isUp());
+    EXPECT_EQ(convert("a", kUtf8, kAscii), "a");
+}
+
+TEST(qzStringUtilsServices, DoNotStartWithoutMemoryForTheLocale)
+{
+    if (!support::kSeesMalloc) GTEST_SKIP() << "the sanitizer keeps malloc to itself";
+    {
+        const support::AllocationFault fault(1);
+        EXPECT_FALSE(qzStringUtils::InitializeStringUtils());
+        EXPECT_TRUE(fault.hasStruck());
+    }
+    EXPECT_EQ(qzStringUtils::msCLocale, nullptr);
+    EXPECT_EQ(qzStringUtils::msThreadContent, nullptr);
+    EXPECT_FALSE(qzStringUtils::TerminateStringUtils());
+    const TextServices services;
+    EXPECT_TRUE(services.isUp()) << "with memory";
+}
+
+TEST(qzStringUtilsServices, ReadTheLocalSetForEachThreadAtItsFirstNeed)
+{
+    const EnvironmentLocale utf8("C.UTF-8");
+    const TextServices services;
+    const EnvironmentLocale latin1("de_DE.ISO-8859-1");
+    std::thread([] { EXPECT_EQ(convert("\xc3\xa9", kUtf8, kLocal), "\xe9"); }).join();
+    EXPECT_EQ(convert("\xc3\xa9", kUtf8, kLocal), "\xc3\xa9") << "this thread has read it before";
+}
+
+TEST(qzStringUtilsServices, TakeTheSetOfAThreadsOwnLocale)
+{
+    const EnvironmentLocale environment("de_DE.UTF-8");
+    const TextServices services;
+    std::thread([] {
+        const locale_t own = ::newlocale(LC_ALL_MASK, "de_DE.ISO-8859-1", nullptr);
+        ASSERT_NE(own, nullptr);
+        ::uselocale(own);
+        EXPECT_EQ(convert("\xc3\xa9", kUtf8, kLocal), "\xe9");
+        ::uselocale(LC_GLOBAL_LOCALE);
+        ::freelocale(own);
+    }).join();
+    EXPECT_EQ(convert("\xc3\xa9", kUtf8, kLocal), "\xc3\xa9");
 }
 
 TEST(qzStringUtilsServices, LeaveTheLocaleOfTheProcessAlone)

@@ -215,6 +215,19 @@ TEST(qzStringUtilsHumanizeNumberTest, WritesMoreDecimalsThanADoubleHas)
     expectPlain(2.0 / 3, {INT_MAX, 300, false, false, false});
 }
 
+TEST(qzStringUtilsHumanizeNumberTest, WritesZeroWithMoreDecimalsThanPowersOfTenFitIntoADouble)
+{
+    for (const int decimals : {308, 309, 310, 400, INT_MAX}) {
+        const Form form = {decimals, decimals, false, false, true};
+        EXPECT_EQ(humanize(0.0, form), "0") << decimals;
+        EXPECT_EQ(humanize(0L, form), "0") << decimals;
+        EXPECT_EQ(humanize(1e-30, form), "0") << decimals;
+        EXPECT_EQ(humanize(-1e-30, form), "-0") << decimals;
+    }
+    expectPlain(0.0, {400, 400, false, false, true});
+    expectPlain(-1e-30, {400, 400, false, false, true});
+}
+
 TEST(qzStringUtilsHumanizeNumberTest, DoesNotRoundToMoreDecimalsThanPowersOfTenFitIntoADouble)
 {
     EXPECT_EQ(humanize(1.5, {400, 400, false, false, false}), "1.5");

@@ -372,6 +372,42 @@ TEST_F(qzStringUtilsAstride, FindsAPatternLongerThanEachBuffer)
     EXPECT_EQ(mFound, nullptr);
 }
 
+TEST_F(qzStringUtilsAstride, FindsNoEmptyPattern)
+{
+    EXPECT_EQ(find("a", "b", ""), 0);
+    EXPECT_EQ(mFound, nullptr);
+    EXPECT_EQ(find("", "", ""), 0);
+    EXPECT_EQ(mFound, nullptr);
+}
+
+TEST_F(qzStringUtilsAstride, AllocatesNothingForAPatternOfUpTo513Bytes)
+{
+    for (const std::size_t size : {2, 17, 512, 513, 514, 2000}) {
+        const std::string what(size, 'a');
+        mFirst = 'b' + std::string(size - 1, 'a');
+        mSecond = "a" + std::string(size, 'b');
+        const support::AllocationCounter counter;
+        const int stage = qzStringUtils::FindFirstAstrideBuffers(
+            mFirst.data(), mFirst.data() + mFirst.size(), mSecond.data(),
+            mSecond.data() + mSecond.size(), what.data(), what.data() + what.size(), mFound);
+        EXPECT_EQ(counter.getCount(), size <= 513 ? 0U : 1U) << size;
+        EXPECT_EQ(stage, 3) << size;
+        EXPECT_EQ(inFirst(), 1) << size;
+    }
+}
+
+TEST_F(qzStringUtilsAstride, AllocatesNothingIfTheBuffersCannotHoldThePattern)
+{
+    const std::string what(5000, 'a');
+    mFirst = mSecond = std::string(2000, 'a');
+    const support::AllocationCounter counter;
+    EXPECT_EQ(qzStringUtils::FindFirstAstrideBuffers(
+                  mFirst.data(), mFirst.data() + mFirst.size(), mSecond.data(),
+                  mSecond.data() + mSecond.size(), what.data(), what.data() + what.size(), mFound),
+              0);
+    EXPECT_EQ(counter.getCount(), 0U);
+}
+
 TEST_F(qzStringUtilsAstride, TakesBuffersThatAreNotThere)
 {
     const std::string what = "a";

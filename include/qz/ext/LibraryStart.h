@@ -17,7 +17,8 @@ namespace qz::ext {
 /// Threads: no other thread may use the library while this object is made or destroyed.
 class LibraryStart {
 public:
-    /// Starts the library; see `initializeQzSystem`.
+    /// Starts the library; see `initializeQzSystem`. If that throws, there is no object whose
+    /// destructor would undo the start: call `terminateQzSystem` where you catch the exception.
     explicit LibraryStart(InitType type = LightInit) { initializeQzSystem(type); }
     /// Undoes the start.
     ~LibraryStart() { terminateQzSystem(); }

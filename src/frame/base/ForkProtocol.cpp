@@ -7,6 +7,7 @@
 
 #include "Relaxed.h"
 #include "ScopedSignalBlock.h"
+#include "TimeText.h"
 
 namespace qz {
 
@@ -28,6 +29,7 @@ void call(void (*handler)())
 void prepare()
 {
     blockAsynchronousSignals(tMaskBeforeFork);
+    if (relaxedLoad(gIsFullyStarted)) rememberPresentZone();
     for (const ForkHandlers& handlers : gParticipants) {
         call(handlers.prepare);
     }

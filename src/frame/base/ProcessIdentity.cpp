@@ -22,6 +22,11 @@ long* makeCellWipedOnFork()
     return nullptr;
 }
 
+// A child of `vfork` uses the memory of its parent. Were its call the first, it would write its own
+// id where the parent reads. So the first call is made at load; a forked child makes it for its
+// random seed.
+[[maybe_unused]] const long gProcessIdAtLoad = qzSystemUtils::GetCurrentProcessID();
+
 }  // namespace
 
 long qzSystemUtils::GetCurrentProcessID()

@@ -33,7 +33,7 @@ void rememberZone(const tm& parts)
     relaxedStore(gKnownZone.name, parts.tm_zone);
 }
 
-// No call of the C library: even `gmtime_r` takes the lock of the time zones.
+// No call of the C library, since even `gmtime_r` takes the lock of the time zones.
 bool computeLocalTime(long second, tm& parts)
 {
     using namespace std::chrono;
@@ -69,6 +69,12 @@ KnownZoneScope::~KnownZoneScope()
     --gKnownZoneScopes;
 }
 
+void rememberPresentZone()
+{
+    tm now = {};
+    getLocalTime(qzSystemUtils::GetSecElapsedSinceEpoch(), now);
+}
+
 bool getLocalTime(long second, tm& parts)
 {
     if (isForkedChild() || gKnownZoneScopes.load(std::memory_order_relaxed) != 0)
@@ -89,14 +95,20 @@ std::string formatTime(const tm& parts, const char* format)
                                          qzStringUtils::CharSetUtf8);
 }
 
+std::string getPresentTimeText(const char* format)
+{
+    tm now = {};
+    const bool isKnown = getLocalTime(qzSystemUtils::GetSecElapsedSinceEpoch(), now);
+    return isKnown ? formatTime(now, format) : std::string();
+}
+
 std::string qzSystemUtils::ConvertSecElapsedSinceEpochToString(long seconds, const char* format,
                                                                bool localTime)
 {
     tm parts = {};
     const time_t time = seconds;
-    const bool isKnown =
-        localTime ? getLocalTime(seconds, parts) : ::gmtime_r(&time, &parts) != nullptr;
-    return isKnown && format != nullptr ? formatTime(parts, format) : std::string();
+    const tm* const known = localTime ? ::localtime_r(&time, &parts) : ::gmtime_r(&time, &parts);
+    return known != nullptr && format != nullptr ? formatTime(parts, format) : std::string();
 }
 
 std::string qzSystemUtils::GetCurrentTimeAsString(const char* format, bool localTime)

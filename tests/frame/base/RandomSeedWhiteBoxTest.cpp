@@ -1,10 +1,12 @@
 // The seeds of the standard generator: the time of loading, and one more for each thread.
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <functional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <unistd.h>
 
@@ -64,6 +66,28 @@ TEST(RandomSeedTest, IsTakenOnceAThread)
     EXPECT_EQ(gRandomSeed.next, before + 2);
     runOnNewThread([] {});
     EXPECT_EQ(gRandomSeed.next, before + 2) << "only who asks for bytes takes one";
+}
+
+TEST(RandomSeedTest, IsTakenOnceByEachOfTwoThreadsAtOnce)
+{
+    // More threads than processors would hardly ever be there at once.
+    constexpr int kThreads = 2;
+    constexpr int kRounds = 20'000;
+    const long before = gRandomSeed.next;
+    for (int round = 0; round < kRounds; ++round) {
+        std::atomic<int> ready = 0;
+        std::vector<std::thread> threads;
+        for (int i = 0; i < kThreads; ++i) {
+            threads.emplace_back([&] {
+                for (++ready; ready < kThreads;)
+                    std::this_thread::yield();
+                fill(1);
+            });
+        }
+        for (std::thread& thread : threads)
+            thread.join();
+    }
+    EXPECT_EQ(gRandomSeed.next, before + kThreads * kRounds);
 }
 
 TEST(RandomSeedTest, LeadsToTheLowBytesOfTheStandardGenerator)

@@ -1,6 +1,7 @@
 #include <qz/qzSystemUtils.h>
 
 #include <sys/time.h>
+#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -118,6 +119,36 @@ TEST(qzSystemUtilsIdentity, IsRightInForkedChildrenOfAnyDepth)
     EXPECT_EQ(qzSystemUtils::GetCurrentProcessID(), parent);
 }
 
+// In a child of `vfork`, which shares the memory of its parent.
+int callInSharingChild()
+{
+    const pid_t child = ::vfork();
+    if (child == 0) {
+        qzSystemUtils::GetCurrentProcessID();
+        ::_exit(0);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    return status;
+}
+
+TEST(qzSystemUtilsIdentity, IsRightInAForkedChildWhoseOwnChildSharesItsMemory)
+{
+    const ChildResult result = runInChild([] {
+        const int status = callInSharingChild();
+        std::cout << status << (qzSystemUtils::GetCurrentProcessID() == ::getpid());
+        return 0;
+    });
+    EXPECT_EQ(result.out, "01");
+}
+
+TEST(qzSystemUtilsIdentity, IsRightIfTheFirstCallIsMadeInAChildThatSharesTheMemory)
+{
+    const ChildResult result = runProgram({.program = "shared_identity"});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "0 right");
+}
+
 // --- Time texts
 
 struct TimeTextRow {
@@ -199,6 +230,26 @@ TEST_P(qzSystemUtilsTimeLocales, GiveUtf8)
 INSTANTIATE_TEST_SUITE_P(Rows, qzSystemUtilsTimeLocales, ::testing::ValuesIn(kTimeLocaleRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
+TEST(qzSystemUtilsTimeText, FollowsTheRulesOfTheZoneInAForkedChild)
+{
+    const TimeZoneGuard zone(kCentralEurope);
+    const LibraryStart library(FullInit);
+    qzSystemUtils::ConvertSecElapsedSinceEpochToString(1782000000, kIso, /*localTime=*/true);
+    const ChildResult result = runInChild([] {
+        for (const long second : {1767225600, 1782000000}) {
+            std::cout << qzSystemUtils::ConvertSecElapsedSinceEpochToString(second, "%FT%T%z %Z %j",
+                                                                            /*localTime=*/true)
+                      << '\n';
+        }
+        const TimeZoneGuard changed("IST-5:30");
+        std::cout << qzSystemUtils::GetCurrentTimeAsString("%z", /*localTime=*/true);
+        return 0;
+    });
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out,
+              "2026-01-01T01:00:00+0100 CET 001\n2026-06-21T02:00:00+0200 CEST 172\n+0530");
+}
+
 TEST(qzSystemUtilsTimeText, WorksWithoutAStart)
 {
     const TimeZoneGuard zone("UTC0");
@@ -214,6 +265,14 @@ TEST(qzSystemUtilsTimeText, GivesThePresentTime)
     const long after = qzSystemUtils::GetSecElapsedSinceEpoch();
     EXPECT_LE(before, std::stol(text));
     EXPECT_LE(std::stol(text), after);
+}
+
+TEST(qzSystemUtilsTimeText, GivesThePresentTimeInItsZone)
+{
+    const LibraryStart library;
+    const TimeZoneGuard zone("XYZ-5:30");
+    EXPECT_EQ(qzSystemUtils::GetCurrentTimeAsString("%z", /*localTime=*/false), "+0000");
+    EXPECT_EQ(qzSystemUtils::GetCurrentTimeAsString("%z", /*localTime=*/true), "+0530");
 }
 
 TEST(qzSystemUtilsTimeText, GivesThePresentTimeInIsoForm)
@@ -282,6 +341,10 @@ const StatusRow kStatusRows[] = {
     {"OctalAtTheEnd", "0", "VmRSS: 07", "7168"},
     {"DigitAgainstTheName", "0", "VmRSS:12", "12288"},
     {"SignIsSkipped", "0", "VmRSS: -3 kB\n", "3072"},
+    {"TheLargestNumber", "0", "VmRSS: 9223372036854775807 kB\n", "18446744073709550592"},
+    {"Beyond63Bits", "0", "VmRSS: 10000000000000000000 kB\n", "18446744073709550592"},
+    {"Beyond64Bits", "0", "VmRSS: 99999999999999999999 kB\n", "18446744073709550592"},
+    {"HexadecimalBeyond64Bits", "0", "VmRSS: 0x10000000000000000 kB\n", "18446744073709550592"},
     {"LinesArePiecesOf127Bytes", "0", std::string(127, 'x') + "VmRSS: 3 kB\n", "3072"},
 };
 

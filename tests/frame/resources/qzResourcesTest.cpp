@@ -450,6 +450,18 @@ TEST(qzResourcesStates, NameANullWithoutAStart)
     EXPECT_THAT(result.out, HasSubstr("No start of qzSystem to register resource [NullPtr]\n"));
 }
 
+TEST(qzResourcesStates, RefuseANullInAllOtherCallsWithoutAStart)
+{
+    const char* data = nullptr;
+    unsigned long size = 0;
+    std::string text;
+    EXPECT_THROW(GetResource(nullptr, data, size), std::logic_error);
+    EXPECT_THROW(GetResource(nullptr, text), std::logic_error);
+    EXPECT_THROW(GetResourceSha256Hex(nullptr, data, size), std::logic_error);
+    EXPECT_THROW(GetResourceSha256Hex(nullptr, text), std::logic_error);
+    EXPECT_THROW(Arrays().add(nullptr, "", 'a').unregisterAll(), std::logic_error);
+}
+
 // --- Several threads
 
 TEST(qzResourcesThreads, LookUpWhileOthersRegister)

@@ -1,3 +1,4 @@
+#include <signal.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -11,10 +12,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <qz/ConcurrentPool.h>
 #include <qz/qzLog.h>
 #include <qz/qzLogObject.h>
 #include <qz/qzStringUtils.h>
 #include <qz/qzSystem.h>
+#include <qz/qzSystemUtils.h>
 
 #include "support/ChildProcess.h"
 #include "support/Environment.h"
@@ -105,7 +108,7 @@ TEST_F(qzSystemTest, BringsTheServicesAndTheFullStateUpByAFullStart)
     EXPECT_FALSE(IsQzSystemThreadSafe());
 }
 
-TEST_F(qzSystemTest, TakesAProbeOfTheMainDiskInBothStrengths)
+TEST_F(qzSystemTest, AcceptsAProbeOfTheMainDiskInBothStarts)
 {
     initializeQzSystem(LightInit, /*probeMainDisk=*/true);
     initializeQzSystem(FullInit, /*probeMainDisk=*/true);
@@ -158,6 +161,19 @@ TEST_F(qzSystemTest, CountsEachFullStart)
     EXPECT_FALSE(IsQzSystemThreadSafe());
 }
 
+TEST_F(qzSystemTest, RunsTheFullStepsOnce)
+{
+    using Handler = void (*)(int);
+    const LibraryStart library(FullInit);
+    const std::size_t threads = countThreads();
+    const auto* const pool = concurrent::GetConcurrentPool();
+    const Handler watcher = ::signal(SIGUSR2, SIG_IGN);
+    const LibraryStart again(FullInit);
+    EXPECT_EQ(countThreads(), threads);
+    EXPECT_EQ(concurrent::GetConcurrentPool(), pool);
+    EXPECT_EQ(::signal(SIGUSR2, watcher), SIG_IGN) << "the application's own action";
+}
+
 TEST_F(qzSystemTest, LeavesTheLightStateToALightRestartAfterAFullOne)
 {
     {
@@ -193,13 +209,23 @@ TEST_F(qzSystemTest, BringsItsServicesUpAndDownInTheirOrder)
 {
     const ChildResult result = runProgram({.program = "start_order"});
     ASSERT_EQ(result.getEnd(), "exit 0");
-    std::string expected = "openlog L\nnewlocale L M\npthread_key_create L M\n";
-    for (int i = 0; i < 12; ++i)
-        expected += "iconv_open L M\n";
-    expected += "started\nfreelocale L M T F\n";
-    for (int i = 0; i < 12; ++i)
-        expected += "iconv_close L M T F\n";
-    expected += "pthread_key_delete L M T F\n";
+    const auto repeat = [](int times, const std::string& line) {
+        std::string lines;
+        for (int i = 0; i < times; ++i)
+            lines += line;
+        return lines;
+    };
+    const int processors = [] {
+        const LibraryStart library;
+        return static_cast<int>(qzSystemUtils::GetIdealThreadCount());
+    }();
+    const int workers = processors > 1 ? processors : 0;
+    const std::string expected =
+        "openlog L\nuname L M\nnewlocale L M\npthread_key_create L M\n" +
+        repeat(12, "iconv_open L M\n") + repeat(1 + workers, "pthread_create L M T F\n") +
+        repeat(23, "sigaction L M T F P W\n") + "started\n" +
+        repeat(workers, "pthread_join L M T F W\n") + "freelocale L M T F\n" +
+        repeat(12, "iconv_close L M T F\n") + "pthread_key_delete L M T F\npthread_join L M T F\n";
     EXPECT_EQ(result.out, expected);
 }
 
