@@ -256,11 +256,14 @@ public:
     /// Walks a folder, and calls its subclass for each entry.
     ///
     /// Entries come in the order of the system; a subfolder is walked when it is found. "." and
-    /// ".." are never visited, nor is a name that can't be converted to UTF-8, nor a lone
-    /// backslash, which leads from a folder to itself. A link to a folder counts as a folder, and
-    /// only the system's own limits end cycles of links. A dangling link counts as a file, and so
-    /// does an entry that can't be checked. A folder that can't be opened is skipped without a
-    /// call.
+    /// ".." are never visited, nor is a name that can't be converted to UTF-8. A link to a folder
+    /// counts as a folder, and only the system's own limits end cycles of links. A dangling link
+    /// counts as a file, and so does an entry that can't be checked. A folder that can't be opened
+    /// is skipped without a call.
+    ///
+    /// A name with a backslash is checked and entered as a path, so it may count as a folder. It
+    /// isn't entered if it has the component "..", or has nothing but backslashes and dots: such a
+    /// path leads out of the folder or to itself, and the walk might never end.
     ///
     /// If an entry's type answers whether it is a folder, no other check is made, so a change of
     /// the folder during the walk may be noticed or not.
