@@ -14,7 +14,9 @@
 
 #include <qz/qzStringUtils.h>
 
+#include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
+#include "support/ScratchFolder.h"
 
 namespace qz {
 
@@ -122,6 +124,16 @@ TEST_F(qzSystemUtilsMachineTest, RefusesALibraryWithoutAName)
               "a library needs a name");
     EXPECT_EQ(refuse([] { impl::UnRegisterThirdPartyLibVersionInfo(nullptr); }),
               "a library needs a name");
+}
+
+// A program that another thread starts meanwhile would inherit them.
+TEST(qzSystemUtilsFilesTest, AreCloseOnExecWhileTheyAreOpen)
+{
+    const support::ScratchFolder folder;
+    const support::ChildResult result =
+        support::runProgram({.program = "close_flags", .arguments = {folder.getPath()}});
+    EXPECT_EQ(result.out, "end\n");
+    EXPECT_EQ(result.getEnd(), "exit 0") << result.err;
 }
 
 TEST(qzSystemUtilsRestartTest, EndsWithoutAStart)
