@@ -281,8 +281,8 @@ public:
     /// the folder during the walk may be noticed or not.
     ///
     /// The operations get the path of the folder, which starts with the root up to its first byte
-    /// of value 0 and has slashes for backslashes, and the name of the entry. Both texts are valid during the call only. An
-    /// exception of an operation ends the walk and leaves `visit`.
+    /// of value 0 and has slashes for backslashes, and the name of the entry. Both texts are valid
+    /// during the call only. An exception of an operation ends the walk and leaves `visit`.
     ///
     /// Each level keeps its folder open while its subfolders are walked. If the process has no
     /// descriptor left, the walk reads the remaining entries of its outermost levels into memory
