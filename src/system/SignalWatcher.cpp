@@ -15,7 +15,6 @@
 #include <qz/qzException.h>
 #include <qz/qzLog.h>
 #include <qz/qzLogObject.h>
-#include <qz/qzStringUtils.h>
 #include <qz/qzSystemUtils.h>
 #include <qz/qzThread.h>
 

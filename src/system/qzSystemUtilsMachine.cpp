@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <qz/qzDirUtils.h>
-#include <qz/qzStringUtils.h>
 #include <qz/qzSystemUtils.h>
 
 #include "HumanizedBytes.h"
