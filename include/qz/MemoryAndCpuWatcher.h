@@ -107,7 +107,8 @@ public:
     ///
     /// Processor time is counted in whole seconds of user time. With short periods most loads are 0
     /// and some are high; the average of a segment is right. A program name with a blank in it
-    /// makes the load wrong.
+    /// makes the load wrong. A sample is also taken while nothing is watched, and counts in the
+    /// overall figures.
     /// @param force also adds an entry to the time series, if there is one and it isn't full.
     void captureNow(bool force);
     /// Takes a sample and ends the segment. Does nothing while not watching.

@@ -37,7 +37,7 @@ public:
     bool isMonitoringEnabled();
 
     /// The loop of the thread. When the limit is exceeded, it writes a CRITICAL entry and
-    /// calls `exit`: exit handlers and static destructors run on this thread.
+    /// calls `exit`: exit handlers and static destructors run on this thread. Not for callers.
     void run() override;
 
 private:

@@ -17,8 +17,11 @@ namespace qz {
 class QZ_API qzCancelConsoleEventCatcher : public qzCancelInterfaceReadOnly {
 public:
     /// Makes the catcher, with the flag clear, unless there is one.
-    /// @return the catcher, owned by the library. On another thread than the main one it reports so
-    ///     and returns a source that never cancels.
+    ///
+    /// Call it after the full start, which would replace its handlers. The main thread is the one
+    /// that loaded the library; in a forked child, the copy of that thread is.
+    /// @return the catcher, owned by the library and valid until `Delete`. On another thread than
+    ///     the main one it reports so and returns a source that never cancels.
     static qzCancelInterfaceReadOnly* Create();
     /// Deletes the catcher, flushes the log, and sets the two signals to their default action,
     /// which ends the process. Does nothing without a catcher. On another thread than the main one

@@ -88,7 +88,8 @@ public:
     /// "archive.tar.gz", nothing for ".bashrc".
     ///
     /// Slashes and backslashes end the folder. What comes before the first dot is never part of the
-    /// extension, and neither is the part after the first dot of a hidden file.
+    /// extension, and neither is the part after the first dot of a hidden file. Empty parts at the
+    /// start are left out, those at the end are kept: "a..b" gives "b", and "a.gz." gives "gz.".
     /// @param lowerCase makes the extension lower case, byte by byte, with the C library's
     ///     `tolower`.
     /// @param partCount the most parts of the name in the extension; with 2 "archive.tar.gz" gives
@@ -132,7 +133,11 @@ public:
     /// resolved, and the part that doesn't exist is appended. A path of several components whose
     /// first one doesn't exist gives an empty result, while a single component is appended to the
     /// current folder.
-    /// @param result receives the absolute path, or becomes empty.
+    ///
+    /// Slashes are looked for in UTF-8, also where the local character set has a backslash as the
+    /// second byte of a character.
+    /// @param result receives the absolute path, or becomes empty; also if the path leads from the
+    ///     current folder to the root.
     /// @param base a folder; may be empty.
     /// @return true, also for an empty result.
     static bool GetAbsolutePathUtf8(const std::string& path, std::string& result,
@@ -144,7 +149,8 @@ public:
     ///
     /// Both are made absolute as `GetAbsolutePathUtf8` does. A path that is relative already starts
     /// at the base, and is not simplified together with it: "../x" from "/a" gives "../x". No
-    /// absolute path is below the base "/".
+    /// absolute path is below the base "/". A relative base of which nothing exists counts as the
+    /// root.
     /// @param result receives the part of the path after the base; empty on failure.
     /// @return false if the path isn't below the base.
     static bool GetRelativePathUtf8(const std::string& path, std::string& result,
@@ -170,13 +176,15 @@ public:
     static void GetFileInfoUtf8(const std::string& path, qzFileInfoUtf8& info);
 
     /// Makes a folder and those above it that are missing, with all permissions that the umask
-    /// allows.
+    /// allows. The path is taken as it is: "a/../b" makes "a" first, and a backslash is an ordinary
+    /// character.
     /// @return true if the folder exists at the end; false at the first one that can't be made,
     ///     with those above it made. A file in the way gives ENOTDIR in `errno`. If two processes
     ///     make the same folders, one may fail with EEXIST.
     static bool MkpathUtf8(const std::string& path);
 
-    /// Copies the content of a file, without its permissions and times.
+    /// Copies the content of a file, without its permissions and times. A new destination gets the
+    /// permissions 0666 less the umask; a link is followed.
     ///
     /// Errors of reading and writing after both files are open are ignored. Warning: a copy of a
     /// file onto itself, also by another link, empties it, because the destination is emptied
@@ -195,8 +203,10 @@ public:
     static bool RemoveFileUtf8(const std::string& path, std::string* errorMsg);
     /// Removes all entries of a folder, and those of the folders below it.
     ///
-    /// Links to folders are entered, so the folders that they lead to become empty too. The first
-    /// entry that can't be removed ends the work; what was removed before is gone.
+    /// A link to a folder is entered, so the folder that it leads to becomes empty too. The link
+    /// itself can't be removed as a folder, so the work ends there with ENOTDIR of `rmdir`. The
+    /// first entry that can't be removed ends the work; what was removed before is gone. A name
+    /// with a backslash is looked up as a path.
     /// @param removeFolder removes the folder as well; that is tried even after a failure.
     /// @param errorMsg receives the reason of the first failure, or "Canceled"; empty on success.
     /// @param cancel polled before each entry and at the end of each folder; may be null.
@@ -214,6 +224,7 @@ public:
                                        const std::string& suffix);
 
     /// Adds the permissions to read, write and execute for everybody.
+    /// @return false if there is no such object, or its permissions can't be changed.
     static bool GrantAllFilePermissionsUtf8(const std::string& path);
     /// Returns how many bytes are free in the file system of a path, with those that are reserved
     /// for the superuser.
@@ -230,6 +241,7 @@ public:
     /// Returns the current folder; empty on failure.
     static std::string GetCurrentWorkingDirUtf8();
     /// Changes the current folder.
+    /// @return false if that isn't possible.
     static bool SetCurrentWorkingDirUtf8(const std::string& path);
     /// Finds the folder of the running program's file.
     /// @param folder receives it; empty on failure.
@@ -256,18 +268,21 @@ public:
     /// Walks a folder, and calls its subclass for each entry.
     ///
     /// Entries come in the order of the system; a subfolder is walked when it is found. "." and
-    /// ".." are never visited, nor is a name that can't be converted to UTF-8, nor a lone
-    /// backslash, which leads from a folder to itself. A link to a folder counts as a folder, and
-    /// only the system's own limits end cycles of links. A dangling link counts as a file, and so
-    /// does an entry that can't be checked. A folder that can't be opened is skipped without a
-    /// call.
+    /// ".." are never visited, nor is a name that can't be converted to UTF-8. A link to a folder
+    /// counts as a folder, and only the system's own limits end cycles of links. A dangling link
+    /// counts as a file, and so does an entry that can't be checked. A folder that can't be opened
+    /// is skipped without a call.
+    ///
+    /// A name with a backslash is checked and entered as a path, so it may count as a folder. It
+    /// isn't entered if it has the component "..", or has nothing but backslashes and dots: such a
+    /// path leads out of the folder or to itself, and the walk might never end.
     ///
     /// If an entry's type answers whether it is a folder, no other check is made, so a change of
     /// the folder during the walk may be noticed or not.
     ///
-    /// The operations get the path of the folder, which starts with the root and has slashes for
-    /// backslashes, and the name of the entry. Both texts are valid during the call only. An
-    /// exception of an operation ends the walk and leaves `visit`.
+    /// The operations get the path of the folder, which starts with the root up to its first byte
+    /// of value 0 and has slashes for backslashes, and the name of the entry. Both texts are valid
+    /// during the call only. An exception of an operation ends the walk and leaves `visit`.
     ///
     /// Each level keeps its folder open while its subfolders are walked. If the process has no
     /// descriptor left, the walk reads the remaining entries of its outermost levels into memory
@@ -310,6 +325,7 @@ public:
                    const qzCancelInterfaceReadOnly* cancel);
 
     private:
+        // Private: the recursive work is that of `visitLevel`, which knows the levels above.
         QZ_LOCAL bool visitImpl(const std::string& folder, const qzCancelInterfaceReadOnly* cancel);
         QZ_LOCAL bool visitLevel(filesystem::FolderLevel& level,
                                  const qzCancelInterfaceReadOnly* cancel);

@@ -13,7 +13,8 @@ namespace impl {
 /// entry that also goes to the system log.
 ///
 /// The guard reports and doesn't swallow: the caller gets a new `std::exception` for one that
-/// derives from it, or a `std::runtime_error` "Unknown exception" for anything else.
+/// derives from it, or a `std::runtime_error` "Unknown exception" for anything else. `pthread_exit`
+/// and the cancellation of a thread pass without a report.
 QZ_API void ExecGuardedCode(void (*function)(void*), void* argument);
 /// The same for a function without an argument.
 QZ_API void ExecGuardedCode(void (*function)());

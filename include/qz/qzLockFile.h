@@ -41,7 +41,8 @@ public:
     /// Compatibility: the taker that makes the file holds it exclusively, whatever was required. An
     /// object that has a lock and takes another one loses the first, which stays in force until the
     /// process ends; if that fails, it keeps the first and the result is true.
-    /// @param path in UTF-8; its folder must exist.
+    /// @param path in UTF-8; its folder must exist. A link is followed. A new file gets the
+    ///     permissions 0666 less the umask.
     /// @param wasThere receives whether the lock was taken on a file that existed; may be null.
     /// @param errorMsg is emptied first.
     /// @return `isLocked`.

@@ -29,7 +29,7 @@ public:
 
     /// Connects to a server that listens on a name, in UTF-8.
     /// @return false if the pipe is connected, the name is empty or too long (which is reported as
-    ///     critical), or there is no such server.
+    ///     critical), or there is no such server, or its backlog is full.
     bool connectToNamedPipeServerUtf8(const std::string& name);
 
     /// Receives once and sends once, as far as possible without waiting.
@@ -37,7 +37,8 @@ public:
     /// Nothing is received while the read queue holds 10,240 bytes or more. Compatibility: when the
     /// system reports bytes but has none, the read queue grows to that size by zero bytes.
     /// @param timeoutMs how long to wait for bytes when both queues are empty; a negative time has
-    ///     no limit.
+    ///     no limit. There is no wait once `isReadChannelClosed`: a loop should end then. If the
+    ///     socket can't be waited for, the pipe is closed.
     /// @param waitWhenIdle false never waits.
     void processNamedPipeEvents(int timeoutMs, bool waitWhenIdle);
 
@@ -99,9 +100,8 @@ public:
     /// Listens on a name, in UTF-8. A failure is reported as critical.
     ///
     /// Another server on that name, dead or alive, gets no more connections.
-    /// @return false if the server listens already, or the name can't be used: the temporary
-    /// folder,
-    ///     "/" and the name may have 106 bytes in the local character set.
+    /// @return false if the server listens already, or the name can't be used: the path of the
+    ///     temporary folder, "/" and the name may have 106 bytes in the local character set.
     bool listenUtf8(const std::string& name);
 
     /// Waits until a connection is pending, and accepts one if none is.

@@ -73,7 +73,8 @@ public:
                       bool absoluteProgram, ProcessPriority priority);
 
     /// Starts a program that is no child of this process, and leaves no zombie: nothing is known of
-    /// it afterwards. The call takes at least 10 ms.
+    /// it afterwards. The call takes some 10 ms, less if the program ends sooner, and up to 5 s if
+    /// the exit of the process between the two hangs.
     /// @param workingDirectory see `setWorkingDirectory`.
     /// @return whether it was started. It is false if SIGCHLD is ignored, although the program may
     ///     run.
@@ -88,7 +89,8 @@ public:
     ///
     /// Compatibility: a program that can't be run gives 0 without an error text; where that
     /// matters, use `startProcess`. A program that a signal ended gives the signal's number.
-    /// @param timeoutMs after that time, the program is killed.
+    /// @param timeoutMs after that time, the program is killed, and the call waits up to 5 s more
+    ///     for its end.
     /// @param errorMsg receives the reason of a result other than 0, else stays as it is; may be
     ///     null.
     /// @return the exit code; -1 if there is no child, -2 after the timeout, -3 if the end of the
@@ -102,9 +104,11 @@ public:
     /// @return whether the process is not running any more. False at once for an object that
     ///     describes this process.
     bool waitForFinished(unsigned int timeoutMs);
-    /// Sends SIGTERM to the process, unless its end is known.
+    /// Sends SIGTERM to the process, unless its end is known. An object that describes this process
+    /// or its parent signals that one.
     void terminateProcess();
-    /// Sends SIGKILL to the process, unless its end is known.
+    /// Sends SIGKILL to the process, unless its end is known. An object that describes this process
+    /// or its parent signals that one.
     void killProcess();
 
     /// Checks for the end of the process. A detached program and this process stay `Running`.

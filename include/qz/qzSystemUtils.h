@@ -22,7 +22,7 @@ public:
     class CPUInfo;
     class DirectXDeviceInfo;
 
-    /// Which memory figure of the process is asked for.
+    /// Which memory figure of the process is read.
     enum RamMetric : int {
         RamResident = 0,  ///< Bytes that are in memory now.
         RamReserved = 1,  ///< Not known on Linux: the answer is always 0.

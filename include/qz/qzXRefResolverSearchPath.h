@@ -53,7 +53,7 @@ public:
         std::string path;  ///< The file, from the cleaned root on; empty if none is found.
     };
 
-    /// A file of an index.
+    /// A file of an index. Compatibility: no operation takes or returns one.
     struct QZ_API IndexEntry {
         /// Makes an entry from its two parts.
         IndexEntry(std::string name, std::string folder);
@@ -87,9 +87,8 @@ public:
     /// Adds all files below the root on the disk to the index.
     /// @param maxFiles the number of files that is too many.
     /// @return false for too many files, which are reported in the log; the index then has the
-    /// files
-    ///     up to the limit, and `isInitialized` doesn't change. True also for a root that doesn't
-    ///     exist.
+    ///     files up to the limit, and `isInitialized` doesn't change. True also for a root that
+    ///     doesn't exist.
     bool initializeSearchPath(unsigned long maxFiles);
     /// Sets the root and builds a new index: from the ancestor with the longest root above this
     /// one, or from the disk if there is none.
@@ -101,6 +100,7 @@ public:
     ///     They must not change meanwhile.
     /// @param maxFiles the most files from an ancestor, and the number that is too many from the
     ///     disk.
+    /// @return false for an empty path and for too many files; `isInitialized` is false then.
     bool initializeSearchPath(const std::string& path,
                               const std::list<const qzXRefResolverSearchPath*>& ancestors,
                               unsigned long maxFiles);
@@ -123,7 +123,8 @@ public:
     /// it is one if it comes first. Only whole names agree, except that the first name of the
     /// path's folder may be the end of a longer one: "a/b" agrees in full length with "xa/b".
     /// @return `MatchFull` with the path of a file whose whole relative folder agrees, which is so
-    ///     for each file in the root; `MatchPartial` with the path of any other file.
+    ///     for each file in the root; `MatchPartial` with the path of any other file; without a
+    ///     path `MatchNotFound`, or `MatchNotInitialized` where `isInitialized` is false.
     tMatchResult resolveXRef(const std::string& xref) const;
 
     /// The root as it was given.

@@ -162,7 +162,7 @@ std::string qzDirUtils::GetTempFileUtf8(const std::string& folder, const std::st
                                         const std::string& suffix)
 {
     std::string localPath = text::toLocal(folder + "/" + prefix + "XXXXXX" + suffix);
-    const FileDescriptor file(::mkstemp(localPath.data()));
+    const FileDescriptor file(::mkostemp(localPath.data(), O_CLOEXEC));
     if (!file.isOpen()) return {};
     return text::fromLocal(text::endAtZeroByte(localPath));
 }

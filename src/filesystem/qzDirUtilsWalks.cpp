@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <string_view>
 
 #include <unistd.h>
 
@@ -26,10 +27,20 @@ bool isCancelled(const qzCancelInterfaceReadOnly* cancel)
     return cancel != nullptr && cancel->shouldCancel();
 }
 
-// A lone backslash leads from a folder to itself, like ".": entering it would never end.
-bool isVisited(const std::string& name)
+// A name with backslashes is a path. One that leads to the folder itself or out of it, such as "\"
+// or "..\a", would make the walk endless, or so long that nobody sees its end.
+bool leadsBelow(const std::string& name)
 {
-    return !name.empty() && name != "\\";
+    if (name.find('\\') == std::string::npos) return true;
+    bool isBelow = false;
+    std::size_t start = 0;
+    for (std::size_t end = 0; end != name.size(); start = end + 1) {
+        end = std::min(name.find('\\', start), name.size());
+        const std::string_view component(&name[start], end - start);
+        if (component == "..") return false;
+        isBelow = isBelow || (!component.empty() && component != ".");
+    }
+    return isBelow;
 }
 
 std::string withSlashes(std::string path)
@@ -105,7 +116,7 @@ bool qzDirUtils::FileSystemVisitor::visitLevel(FolderLevel& level,
         if (isCancelled(cancel)) return false;
         if (filesystem::isSelfOrParent(*entry)) continue;
         level.readName(*entry, name);
-        if (!isVisited(name.text)) continue;
+        if (name.text.empty()) continue;
         if (isFolder(level, *entry, name)) {
             if (!visitSubfolder(level, name.text, cancel)) return false;
         } else if (passesFilter(name.text)) {
@@ -119,7 +130,7 @@ bool qzDirUtils::FileSystemVisitor::visitSubfolder(FolderLevel& level, const std
                                                    const qzCancelInterfaceReadOnly* cancel)
 {
     if (!visitFolder(level.getPath(), name)) return false;
-    if (!mRecursive) return true;
+    if (!mRecursive || !leadsBelow(name)) return true;
     FolderLevel below(withSlashes(JoinPath(level.getPath(), name)), &level);
     return visitLevel(below, cancel);
 }

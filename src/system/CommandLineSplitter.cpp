@@ -93,8 +93,8 @@ SplitEnd splitCommandLine(std::string_view commandLine, std::string& program,
     const char* position = commandLine.data();
     const char* const end = position + commandLine.size();
     try {
-        // The first code point is read unasked: a command line without any is refused as one that
-        // is cut short, while one of blanks alone is none to complain about.
+        // The first code point is read without a test of the length, so an empty command line
+        // fails, while one of blanks alone does not.
         do {
             const char* const begin = position;
             utf8::next(position, end);

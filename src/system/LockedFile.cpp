@@ -36,10 +36,11 @@ bool changeLock(int descriptor, int operation)
 }
 
 // The system keeps the owner with the open file, so that a forked child can tell that the lock is
-// its parent's, in every state of the library.
-bool setLockOwner(int descriptor)
+// its parent's, in every state of the library. Nobody but a forked child needs it, so a failure is
+// none of the lock.
+void setLockOwner(int descriptor)
 {
-    return ::fcntl(descriptor, F_SETOWN, ::getpid()) == 0;
+    ::fcntl(descriptor, F_SETOWN, ::getpid());
 }
 
 bool isAtPath(int descriptor, const std::string& localPath)
@@ -68,15 +69,19 @@ LockFailure LockedFile::take(const std::string& localPath, bool isShared)
             if (attempt < kMaxAttempts) continue;
             return {failure, EWOULDBLOCK};
         }
-        if (!setLockOwner(descriptor)) return {failure, errno};
+        setLockOwner(descriptor);
         mFile = std::move(file);
         return {};
     }
 }
 
-bool isLockOwner(int descriptor)
+bool isLockOfParent(int descriptor)
 {
-    return ::fcntl(descriptor, F_GETOWN) == ::getpid();
+    // A file without an owner has another type of owner, and one whose owner has ended has none but
+    // the type.
+    struct f_owner_ex owner = {};
+    return ::fcntl(descriptor, F_GETOWN_EX, &owner) == 0 && owner.type == F_OWNER_PID &&
+           owner.pid != ::getpid();
 }
 
 bool unlockFile(int descriptor)

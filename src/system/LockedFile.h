@@ -29,9 +29,9 @@ private:
     bool mWasThere = false;
 };
 
-/// Whether this process took the lock. A forked child shares it with its parent, and would release
-/// it for both.
-bool isLockOwner(int descriptor);
+/// Whether this process is a forked child, and its parent took the lock. The child shares it with
+/// the parent, and would release it for both. False if the system doesn't answer.
+bool isLockOfParent(int descriptor);
 
 /// Releases a lock. @return false with the reason in `errno`.
 bool unlockFile(int descriptor);

@@ -15,10 +15,10 @@
 #include <qz/qzException.h>
 #include <qz/qzLog.h>
 #include <qz/qzLogObject.h>
-#include <qz/qzStringUtils.h>
 #include <qz/qzSystemUtils.h>
 #include <qz/qzThread.h>
 
+#include "HumanizedBytes.h"
 #include "SignalText.h"
 #include "frame/base/FreeMemory.h"
 #include "frame/base/TimeText.h"
@@ -73,11 +73,8 @@ void writeOrigin(std::ostream& out, const siginfo_t& info)
         qzSystemUtils::GetUsedRamQuantityInBytes(qzSystemUtils::RamResident);
     out << ", from PID " << info.si_pid << ", PID " << qzSystemUtils::GetCurrentProcessID()
         << " TID " << qzThread::CurrentThreadId() << ", PPID "
-        << qzSystemUtils::GetParentProcessID() << ", used RAM "
-        << qzStringUtils::humanizeNumberGeneric<unsigned long>(
-               usedRam, /*significantDigits=*/3, /*maxDecimals=*/1, /*binaryPrefixes=*/true,
-               /*largePrefixes=*/true, /*smallPrefixes=*/false)
-        << "B, sent by UID " << info.si_uid;
+        << qzSystemUtils::GetParentProcessID() << ", used RAM " << humanizeBytes(usedRam)
+        << ", sent by UID " << info.si_uid;
 }
 
 // Inlined into the handler, so that the handler is the first frame, which is left out.

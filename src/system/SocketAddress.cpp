@@ -19,8 +19,8 @@ constexpr std::size_t kMaxPathSize = 106;
 
 struct Address {
     explicit Address(const std::string& localPath)
-        // What other implementations of the protocol give as well; the kernel ends the path at its
-        // zero byte.
+        // Both ends give the same size. It may be more than the path has: the kernel ends the path
+        // at its zero byte.
         : size(static_cast<socklen_t>(localPath.size() + 4))
     {
         unixAddress.sun_family = AF_UNIX;

@@ -84,7 +84,7 @@ bool qzLockFile::releaseLock(bool removeFile, std::string* errorMsg)
     const std::string path = std::exchange(mPath, {});
     const StandardFile file(std::exchange(mFile, nullptr));
     const int descriptor = ::fileno(file.get());
-    if (!system::isLockOwner(descriptor)) {
+    if (system::isLockOfParent(descriptor)) {
         ::__fpurge(file.get());  // what the parent could not write is the parent's
         return true;
     }

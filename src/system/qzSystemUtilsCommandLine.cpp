@@ -19,7 +19,7 @@ constexpr std::size_t kBlockSize = 4097;
 std::string readAll(const char* path)
 {
     std::string content;
-    const StandardFile file(std::fopen(path, "rb"));
+    const StandardFile file(std::fopen(path, "rbe"));
     if (file == nullptr) return content;
     char block[kBlockSize];
     while (const std::size_t size = std::fread(block, 1, sizeof block, file.get()))

@@ -7,9 +7,9 @@
 #include <unistd.h>
 
 #include <qz/qzDirUtils.h>
-#include <qz/qzStringUtils.h>
 #include <qz/qzSystemUtils.h>
 
+#include "HumanizedBytes.h"
 #include "SystemInformation.h"
 #include "text/LocalPath.h"
 
@@ -42,16 +42,9 @@ std::string describeSystem()
     return text;
 }
 
-std::string humanizeBytes(unsigned long bytes)
-{
-    return qzStringUtils::humanizeNumberGeneric<unsigned long>(
-        bytes, /*significantDigits=*/3, /*maxDecimals=*/1, /*binaryPrefixes=*/true,
-        /*largePrefixes=*/true, /*smallPrefixes=*/false);
-}
-
 std::string describeMemory(unsigned long bytes, const char* kind)
 {
-    return bytes != 0 ? humanizeBytes(bytes) + "B of " + kind : std::string();
+    return bytes != 0 ? humanizeBytes(bytes) + " of " + kind : std::string();
 }
 
 std::string requireName(const char* name)
@@ -200,7 +193,7 @@ qzVariant::qzVariantMapImpl qzSystemUtils::DirectXDeviceInfo::toVariantMap() con
 void qzSystemUtils::GenerateHardwareReport(qzVariant::qzVariantMapImpl& report, bool /*detailed*/)
 {
     report["CPU"] = GetCPUInfo().toVariantMap();
-    report["RAM"] = humanizeBytes(GetRamQuantityInBytes()) + "B";
+    report["RAM"] = humanizeBytes(GetRamQuantityInBytes());
     report["LogicalCore"] = static_cast<long>(GetIdealThreadCount());
     report["OS"] = GetOSInfo();
     qzVariant::qzVariantListImpl devices;

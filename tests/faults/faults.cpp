@@ -330,8 +330,8 @@ QZ_DEFINE(readdir, readdir, dirent*, (DIR * folder), (folder), nullptr)
 QZ_DEFINE(readdir, readdir64, dirent64_t*, (DIR * folder), (folder), nullptr)
 QZ_CALL(closedir, "closedir");
 QZ_DEFINE_CLOSE(closedir, closedir, int, (DIR * folder), (folder), -1)
-QZ_CALL(mkstemp, "mkstemp");
-QZ_DEFINE(mkstemp, mkstemp, int, (char* path), (path), -1)
+QZ_CALL(mkostemp, "mkostemp");
+QZ_DEFINE(mkostemp, mkostemp, int, (char* path, int flags), (path, flags), -1)
 
 // --- Sockets
 

@@ -1,6 +1,8 @@
 // A lock is taken on a new file, refused to another object, released, and taken on the file that
 // was kept.
 
+#include <unistd.h>
+
 #include <filesystem>
 #include <string>
 
@@ -30,6 +32,7 @@ std::string useLocks(const std::string& path)
         return "existing: " + error;
     const std::string start = wasThere ? "" : "as a new file, ";
     if (!other.releaseLock(true, &error)) return start + "removal: " + error;
+    if (::access(path.c_str(), F_OK) == 0) return start + "the file is left";
     return start + "locked, refused: " + refusal;
 }
 

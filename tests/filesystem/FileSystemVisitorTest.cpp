@@ -577,13 +577,17 @@ TEST_F(FileSystemVisitorTest, TakesABackslashInANameForASeparator)
     EXPECT_THAT(lines, ::testing::Contains("file " + mRoot + " | e\\f"));
 }
 
-// As a path it leads from the folder to itself, so entering it would have no end.
-TEST_F(FileSystemVisitorTest, NeverMeetsALoneBackslash)
+// As paths they lead back to the folder or out of it, so entering them would have no end.
+TEST_F(FileSystemVisitorTest, EntersNoNameThatLeadsBackToTheFolder)
 {
-    write("\\");
-    write("a");
-    EXPECT_THAT(walk(mRoot),
-                ElementsAre("enter " + mRoot, "file " + mRoot + " | a", "leave " + mRoot));
+    makeFolder("a");
+    const Lines names = {"\\", "\\\\", ".\\", "\\.", "..\\", "..\\..", "a\\..", "..\\root"};
+    for (const std::string& name : names)
+        write(name);
+    WalkRecorder recorder(100);
+    EXPECT_TRUE(recorder.walk(mRoot)) << "more lines than entries";
+    EXPECT_THAT(recorder.getLines("enter "), UnorderedElementsAre(mRoot, mRoot + "/a"));
+    EXPECT_EQ(recorder.getLines("folder ").size(), names.size() + 1);
 }
 
 TEST_F(FileSystemVisitorTest, NeverMeetsAFolderItselfAndItsParent)

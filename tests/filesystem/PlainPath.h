@@ -24,7 +24,7 @@ inline bool endsWith(const std::string& text, const std::string& end)
            text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-/// Takes each ".." away together with the component before it, from left to right.
+/// Removes each ".." and the component before it, from left to right.
 inline std::string resolveParents(std::string text)
 {
     std::size_t position = 1;

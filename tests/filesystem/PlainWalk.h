@@ -54,11 +54,19 @@ private:
     {
         const std::string name = qzStringUtils::convertCharset(
             localName, qzStringUtils::CharSetLocal, qzStringUtils::CharSetUtf8);
-        if (name.empty() || name == "\\") return true;
+        if (name.empty()) return true;
         if (!qzDirUtils::DirExistsUtf8(folder + "/" + name))
             return !passes(name) || mVisitor.visitFile(folder, name);
         if (!mVisitor.visitFolder(folder, name)) return false;
-        return !mRecursive || run(qzDirUtils::JoinPath(folder, name));
+        return !mRecursive || !isBelow(name) || run(qzDirUtils::JoinPath(folder, name));
+    }
+    // Whether a name that is a path leads below the folder by itself.
+    static bool isBelow(std::string name)
+    {
+        for (char& byte : name)
+            if (byte == '\\') byte = '/';
+        const std::string simple = qzDirUtils::SimplifyPath("/" + name);
+        return simple != "/" && simple != "/." && ("/" + name + "/").find("/../") == name.npos;
     }
     bool passes(const std::string& name) const
     {

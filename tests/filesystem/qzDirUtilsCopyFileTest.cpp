@@ -66,6 +66,15 @@ TEST_F(qzDirUtilsCopyFile, MakesAFileThatIsMissing)
     EXPECT_EQ(mFolder.read("other"), "content");
 }
 
+TEST_F(qzDirUtilsCopyFile, MakesTheFileForEverybodyWithinTheUmask)
+{
+    mFolder.write("source", "content");
+    const mode_t before = ::umask(0);
+    EXPECT_TRUE(copy());
+    ::umask(before);
+    EXPECT_EQ(fs::status(mDestination).permissions(), fs::perms(0666));
+}
+
 TEST_F(qzDirUtilsCopyFile, LeavesPermissionsAndTimesBehind)
 {
     mFolder.write("source", "content");

@@ -151,6 +151,17 @@ TEST_F(qzDirUtilsGlob, CollectsWhatThereIsAVectorFor)
         qzDirUtils::GlobFileAndFolderUtf8(mFolder.getPath(), nullptr, nullptr, nullptr, flags);
 }
 
+// They are files, but as paths they lead to folders.
+TEST_F(qzDirUtilsGlob, CollectsNamesOfBackslashesAndDotsOnce)
+{
+    const Names names = {"\\", "..\\", ".\\.", "b\\..\\..\\a"};
+    for (const std::string& name : names)
+        mFolder.write("a/" + name, "");
+    glob(qzDirUtils::GlobRecursive | qzDirUtils::GlobBareNames);
+    EXPECT_THAT(mFolders, UnorderedElementsAre("a", "b", names[0], names[1], names[2], names[3]));
+    EXPECT_THAT(mFiles, UnorderedElementsAre("x.txt", "Y.TXT", "z.txt", "w"));
+}
+
 TEST_F(qzDirUtilsGlob, EmptiesTheVectorsForAMissingFolderToo)
 {
     qzDirUtils::GlobFileAndFolderUtf8(getPath("missing"), &mFolders, &mFiles, nullptr, 0);

@@ -52,7 +52,7 @@ FILE* fopen(const char* path, const char* mode)
 {
     using Open = FILE* (*)(const char*, const char*);
     static const auto realOpen = reinterpret_cast<Open>(::dlsym(RTLD_NEXT, "fopen"));
-    if (std::strcmp(path, kCommandLinePath) == 0 && std::strcmp(mode, "rb") != 0) std::abort();
+    if (std::strcmp(path, kCommandLinePath) == 0 && std::strcmp(mode, "rbe") != 0) std::abort();
     return realOpen(getStandIn(path, kCommandLinePath, "CMDLINE"), mode);
 }
 

@@ -21,7 +21,7 @@ extern "C" FILE* fopen(const char* path, const char* mode)
     using Open = FILE* (*)(const char*, const char*);
     static const auto realOpen = reinterpret_cast<Open>(::dlsym(RTLD_NEXT, "fopen"));
     const bool isStatus = std::strcmp(path, "/proc/self/status") == 0;
-    if (isStatus && std::strcmp(mode, "r") != 0) std::abort();
+    if (isStatus && std::strcmp(mode, "re") != 0) std::abort();
     return realOpen(isStatus && gStatusPath != nullptr ? gStatusPath : path, mode);
 }
 

@@ -101,6 +101,11 @@ TEST(MemoryAndCpuWatcherSampling, DrawsZeroesForASegmentWithoutFigures)
 )");
 }
 
+TEST(MemoryAndCpuWatcherSampling, CountsASampleThatIsTakenWhileNotWatching)
+{
+    EXPECT_EQ(runSteps({"capture", "1", "result"}), "start=0 ram=1/1048576/1048576/1048576\n");
+}
+
 TEST(MemoryAndCpuWatcherSampling, IgnoresAStampWhileNotWatching)
 {
     EXPECT_EQ(runSteps({"stamp", "early", "result"}), "start=0 ram=0/0\n");

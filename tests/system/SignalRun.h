@@ -27,27 +27,35 @@ struct SignalRun {
     }
 };
 
-/// Gives a line of the log as "TYPE message", with "SELF" for the process and "MAIN" for its main
-/// thread, and "#" for a size and a parent. Any other line stays as it is.
-inline std::string simplifyLogLine(const std::string& line, const std::string& pid)
+/// The ids that a run shows first; "none" where they are not known.
+struct RunIds {
+    std::string pid = "none";
+    std::string parent = "none";
+};
+
+/// Gives a line of the log as "TYPE message", with "SELF" for the process, "MAIN" for its main
+/// thread and "PARENT" for its parent, and "#" for a size. Any other line stays as it is.
+inline std::string simplifyLogLine(const std::string& line, const RunIds& ids)
 {
     const std::size_t end = line.find(" : ");
     if (line.empty() || line[0] < 'A' || line[0] > 'Z' || end == std::string::npos) return line;
     std::string text = line.substr(0, line.find(' ')) + line.substr(end + 2);
-    text = std::regex_replace(text, std::regex("used RAM [0-9.]+[kMG]?B"), "used RAM #B");
-    text = std::regex_replace(text, std::regex("PPID [0-9]+"), "PPID #");
-    text = std::regex_replace(text, std::regex("TID " + pid + "\\b"), "TID MAIN");
-    return std::regex_replace(text, std::regex("PID " + pid + "\\b"), "PID SELF");
+    // Three significant digits, and one decimal at most.
+    const std::regex ram("used RAM ([0-9]{1,3}|1[0-9]{3}|[0-9]{1,2}\\.[0-9])[kMG]B");
+    text = std::regex_replace(text, ram, "used RAM #B");
+    text = std::regex_replace(text, std::regex("PPID " + ids.parent + "\\b"), "PPID PARENT");
+    text = std::regex_replace(text, std::regex("TID " + ids.pid + "\\b"), "TID MAIN");
+    return std::regex_replace(text, std::regex("PID " + ids.pid + "\\b"), "PID SELF");
 }
 
 /// Sorts lines into those of traces and all others.
-inline void sortLines(const std::string& text, const std::string& pid, SignalRun& run)
+inline void sortLines(const std::string& text, const RunIds& ids, SignalRun& run)
 {
     std::istringstream stream(text);
     for (std::string line; std::getline(stream, line);) {
         if (line.rfind("[ids", 0) == 0) continue;
         const bool isTrace = line.rfind("\t ", 0) == 0;
-        (isTrace ? run.trace : run.lines).push_back(isTrace ? line : simplifyLogLine(line, pid));
+        (isTrace ? run.trace : run.lines).push_back(isTrace ? line : simplifyLogLine(line, ids));
     }
 }
 
@@ -77,11 +85,11 @@ inline SignalRun runSignals(std::vector<std::string> steps)
     SignalRun run;
     run.end = result.getEnd();
     std::smatch found;
-    std::regex_search(result.out, found, std::regex("\\[ids ([0-9]+) "));
+    std::regex_search(result.out, found, std::regex("\\[ids ([0-9]+) [0-9]+ ([0-9]+) "));
     std::string text = result.out;
     for (std::size_t at = 0; (at = text.find("[runtime_error Got", at)) != std::string::npos; ++at)
         text.replace(at, 15, "EXCEPTION : ");  // to be simplified like a line of the log
-    sortLines(text, found[1], run);
+    sortLines(text, {found[1], found[2]}, run);
     return run;
 }
 
@@ -90,7 +98,7 @@ inline std::string makeOrigin(const std::string& from, const std::string& uid,
                               const std::string& thread = "MAIN")
 {
     return ", from PID " + from + ", PID SELF TID " + thread +
-           ", PPID #, used RAM #B, sent by UID " + uid;
+           ", PPID PARENT, used RAM #B, sent by UID " + uid;
 }
 
 }  // namespace qz

@@ -362,7 +362,7 @@ TEST(SignalWatcherTest, LeavesTheWholeStoryOfACrashInAThreadInTheLogFile)
     EXPECT_EQ(run.end, "signal 6");
     EXPECT_THAT(run.lines, ElementsAre(kSyslogCritical, "[unwound]", kSyslogCritical, kSyslogInfo));
     SignalRun file;
-    sortLines(folder.read("app.log").substr(3), "none", file);
+    sortLines(folder.read("app.log").substr(3), RunIds(), file);
     ASSERT_THAT(file.lines, SizeIs(3));
     const std::string text = "Got signal (SIGSEGV 11) Segmentation fault (SEGV_MAPERR), from PID 0";
     EXPECT_THAT(file.lines[0], StartsWith("CRITICAL " + text));
@@ -388,7 +388,7 @@ TEST(SignalWatcherTest, ReportsACrashOfTheLogThreadItself)
         runSignals({"full", "file|" + folder.getPath("app.log"), "handler read", "say|first"});
     EXPECT_EQ(run.end, "signal 6");
     SignalRun file;
-    sortLines(folder.read("app.log").substr(3), "none", file);
+    sortLines(folder.read("app.log").substr(3), RunIds(), file);
     EXPECT_THAT(file.lines,
                 ElementsAre("CRITICAL first", StartsWith("CRITICAL Got signal (SIGSEGV 11)"),
                             StartsWith("CRITICAL Catch an exception : 'std::runtime_error(\"Got"),
@@ -403,7 +403,7 @@ TEST(SignalWatcherTest, EndsAHandlerThatAlwaysCrashesAfterItsFirstCrash)
         runSignals({"full", "file|" + folder.getPath("app.log"), "always read", "say|first"});
     EXPECT_EQ(run.end, "signal 6");
     SignalRun file;
-    sortLines(folder.read("app.log").substr(3), "none", file);
+    sortLines(folder.read("app.log").substr(3), RunIds(), file);
     EXPECT_THAT(file.lines,
                 ElementsAre("CRITICAL first", StartsWith("CRITICAL Got signal (SIGSEGV 11)"),
                             StartsWith("CRITICAL Catch an exception : 'std::runtime_error(\"Got"),
@@ -716,7 +716,7 @@ protected:
                         .timeoutSec = 120});
         mEnd = result.getEnd();
         SignalRun sorted;
-        sortLines(result.out, "none", sorted);
+        sortLines(result.out, RunIds(), sorted);
         return sorted.lines;
     }
     std::string mEnd;

@@ -1,4 +1,6 @@
 #include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <iostream>
 #include <string>
@@ -169,6 +171,32 @@ TEST(qzCancelConsoleEventCatcherTest, WorksWithoutAStart)
         {}, kTimeoutSec);
     EXPECT_EQ(result.getEnd(), "exit 0");
     EXPECT_EQ(result.out, "1");
+}
+
+// The handlers of the start replace those of the catcher.
+TEST(qzCancelConsoleEventCatcherTest, SeesNoInterruptIfItWasMadeBeforeTheFullStart)
+{
+    const auto body = [] {
+        Catcher::Create();
+        const LibraryStart library(FullInit);
+        struct sigaction action = {};
+        ::sigaction(SIGINT, nullptr, &action);
+        if ((action.sa_flags & SA_SIGINFO) == 0) return 1;
+        return Catcher::Get()->shouldCancel() ? 2 : 0;
+    };
+    EXPECT_EQ(runInChild(body, {}, kTimeoutSec).getEnd(), "exit 0");
+}
+
+TEST(qzCancelConsoleEventCatcherTest, IsMadeOnTheCopyOfTheMainThreadInAForkedChild)
+{
+    EXPECT_EQ(runFull([] {
+                  const pid_t child = ::fork();
+                  if (child == 0) ::_exit(Catcher::Create() == Catcher::Get() ? 7 : 8);
+                  int status = 0;
+                  ::waitpid(child, &status, 0);
+                  std::cout << WEXITSTATUS(status) << ' ' << std::flush;
+              }),
+              "7 exit 0");
 }
 
 TEST(qzCancelConsoleEventCatcherTest, OutlivesAStop)

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <locale>
 #include <memory>
 #include <string>
 
@@ -34,6 +35,7 @@ using ::testing::ElementsAre;
 /// Looks into a lock.
 class qzLockFileTestPeer {
 public:
+    static int getDescriptor(const qzLockFile& lock) { return ::fileno(lock.mFile); }
     static const std::string& getPath(const qzLockFile& lock) { return lock.mPath; }
     static Offsets getOffsets(const qzLockFile& lock)
     {
@@ -273,6 +275,30 @@ TEST_F(qzLockFileTest, LeavesAnotherTakersFileAlone)
     EXPECT_FALSE(take(afterwards)) << "two exclusive holders";
 }
 
+// Without its descriptor, an object can't know whose file is at the path, and leaves it there.
+TEST_F(qzLockFileTest, ReportsThatItsDescriptorWasClosed)
+{
+    const std::string text = "Fail to release lock on file, " + SystemError(EBADF).toString();
+    for (const bool removeFile : {false, true}) {
+        qzLockFile lock;
+        ASSERT_TRUE(take(lock));
+        ::close(qzLockFileTestPeer::getDescriptor(lock));
+        EXPECT_FALSE(release(lock, removeFile));
+        EXPECT_EQ(mError, removeFile ? text + ", Fail to remove lock file" : text);
+        EXPECT_FALSE(lock.isLocked());
+        EXPECT_EQ(qzLockFileTestPeer::getPath(lock), "");
+    }
+}
+
+TEST_F(qzLockFileTest, MakesTheFileForEverybodyWithinTheUmask)
+{
+    const mode_t before = ::umask(0);
+    qzLockFile lock;
+    EXPECT_TRUE(take(lock));
+    ::umask(before);
+    EXPECT_EQ(std::filesystem::status(mPath).permissions(), std::filesystem::perms(0666));
+}
+
 TEST_F(qzLockFileTest, ItsDescriptorIsNotInherited)
 {
     const std::size_t before = support::countOpenDescriptors();
@@ -326,6 +352,29 @@ TEST_F(qzLockFileTest, AForkedChildLeavesTheLockToItsParent)
     EXPECT_FALSE(hasFile());
 }
 
+// The system then knows no owner of the open file any longer.
+TEST_F(qzLockFileTest, AForkedChildLeavesTheLockOfAnEndedParentToItsDescriptor)
+{
+    const auto parent = [this] {
+        qzLockFile lock;
+        if (!take(lock)) return 1;
+        const pid_t self = ::getpid();
+        if (::fork() != 0) ::_exit(0);
+        while (::getppid() == self)
+            ::usleep(1000);
+        const bool isReleased = lock.releaseLock(true, nullptr);
+        support::writeFile(mFolder.getPath("done"), isReleased && hasFile() ? "left" : "removed");
+        ::_exit(0);
+    };
+    EXPECT_EQ(runInChild(parent).getEnd(), "exit 0");
+    const std::string done = mFolder.getPath("done");
+    const auto isDone = [&] {
+        return std::filesystem::exists(done) && !support::readFile(done).empty();
+    };
+    EXPECT_TRUE(support::waitUntil(isDone));
+    EXPECT_EQ(support::readFile(done), "left");
+}
+
 TEST_F(qzLockFileTest, AForkedChildHasLocksOfItsOwn)
 {
     const auto body = [this] {
@@ -356,6 +405,23 @@ TEST_F(qzLockFileTest, TheCheckEndsAtOnceWhenItsFileCannotBeMade)
 TEST_F(qzLockFileTest, TheCheckEndsInAFolderThatIsMissing)
 {
     EXPECT_FALSE(qzLockFile::UnitTestUtf8(mFolder.getPath("missing")));
+}
+
+TEST(qzLockFileAlone, TakesItsPathInTheLocalCharacterSetAndWritesPlainDigits)
+{
+    const support::ScratchFolder folder;
+    const auto body = [&] {
+        const support::EnvironmentLocale locale("en_US.ISO-8859-1");
+        const support::LibraryStart start;
+        std::locale::global(std::locale("en_US.ISO-8859-1"));
+        const std::string file = folder.getPath("l\xE9");
+        qzLockFile lock;
+        if (!lock.takeLockUtf8(folder.getPath("l\u00e9"), nullptr, kExclusive, nullptr)) return 1;
+        const std::string content = "Lock from PID : " + std::to_string(::getpid()) + ", TID : ";
+        if (support::readFile(file).rfind(content, 0) != 0) return 2;
+        return lock.releaseLock(true, nullptr) && !std::filesystem::exists(file) ? 0 : 3;
+    };
+    EXPECT_EQ(runInChild(body).getEnd(), "exit 0");
 }
 
 TEST(qzLockFileAlone, FailsWithoutAStart)

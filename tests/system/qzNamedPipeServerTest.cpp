@@ -1,9 +1,11 @@
 // Listening, connecting and accepting.
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
@@ -15,6 +17,7 @@
 #include <qz/qzNamedPipe.h>
 
 #include "PipeFixture.h"
+#include "qzNamedPipeTestPeer.h"
 #include "support/Limits.h"
 #include "support/LogCapture.h"
 
@@ -62,6 +65,27 @@ TEST_F(qzNamedPipeServerTest, ListensInTheTemporaryFolder)
     mServer.closeNamedPipeServer();
     EXPECT_EQ(::stat(mFolder.getPath("by name").c_str(), &status), 0) << "the file stays";
     ASSERT_TRUE(mServer.listenUtf8("by name")) << "and is replaced";
+}
+
+// A connection that its client takes away again must not hold the server up in `accept`.
+TEST_F(qzNamedPipeServerTest, ItsSocketDoesNotBlockAndIsNotInherited)
+{
+    ASSERT_TRUE(mServer.listenUtf8("pipe"));
+    const int socket = *static_cast<const int*>(qzNamedPipeTestPeer::getNative(mServer));
+    EXPECT_NE(::fcntl(socket, F_GETFL) & O_NONBLOCK, 0);
+    EXPECT_EQ(::fcntl(socket, F_GETFD), FD_CLOEXEC);
+}
+
+TEST_F(qzNamedPipeServerTest, HasRoomForManyThatItHasNotAcceptedYet)
+{
+    constexpr int kClients = 200;
+    int systemLimit = 0;
+    std::ifstream("/proc/sys/net/core/somaxconn") >> systemLimit;
+    if (systemLimit < kClients) GTEST_SKIP() << "the system has less room";
+    ASSERT_TRUE(mServer.listenUtf8("pipe"));
+    std::vector<qzNamedPipe> clients(kClients);
+    for (qzNamedPipe& client : clients)
+        ASSERT_TRUE(client.connectToNamedPipeServerUtf8("pipe"));
 }
 
 TEST_F(qzNamedPipeServerTest, EndsANameAtItsFirstZeroByte)
@@ -232,6 +256,22 @@ TEST_F(qzNamedPipeServerTest, TheServerEndsWhenItsSocketIsClosedUnderIt)
         bool timedOut = true;
         if (mServer.waitForNewConnection(-1, &timedOut) || timedOut) return 2;
         return mServer.listenUtf8("pipe") ? 0 : 3;
+    };
+    EXPECT_EQ(runInChild(body).getEnd(), "exit 0");
+}
+
+TEST(qzNamedPipeAlone, TakesItsNameInTheLocalCharacterSet)
+{
+    const support::ScratchFolder folder;
+    const auto body = [&] {
+        const support::EnvironmentLocale locale("en_US.ISO-8859-1");
+        const support::EnvironmentVariable temporary("TMPDIR", folder.getPath());
+        const support::LibraryStart start;
+        qzNamedPipeServer server;
+        qzNamedPipe pipe;
+        if (!server.listenUtf8("p\u00e9") || !pipe.connectToNamedPipeServerUtf8("p\u00e9"))
+            return 1;
+        return ::access(folder.getPath("p\xE9").c_str(), F_OK) == 0 ? 0 : 2;
     };
     EXPECT_EQ(runInChild(body).getEnd(), "exit 0");
 }

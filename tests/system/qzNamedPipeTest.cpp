@@ -96,6 +96,34 @@ TEST_F(qzNamedPipeTest, KeepsWhatWasReceivedWhenThePeerCloses)
     EXPECT_THAT(mClient.editReadQueue(), IsEmpty());
 }
 
+// A copy of the socket, such as a forked child has, doesn't keep the connection up.
+TEST_F(qzNamedPipeTest, EndsItsConnectionWhenItClosesOneOfTwoDescriptors)
+{
+    connect();
+    const int copy = ::dup(mClient.getSocket());
+    mClient.closeNamedPipe();
+    mFar->processNamedPipeEvents(60'000, true);
+    ASSERT_TRUE(mFar->isReadChannelClosed());
+    const auto start = PipeClock::now();
+    mFar->processNamedPipeEvents(100'000, true);
+    EXPECT_LT(getMsSince(start), 90'000) << "there is nothing left to wait for";
+    ::close(copy);
+}
+
+TEST_F(qzNamedPipeTest, ForgetsAFailureWhenItConnectsAnew)
+{
+    connect();
+    mFar->closeNamedPipe();
+    append(mClient.editWriteQueue(), "unheard");
+    mClient.processNamedPipeEvents(0, false);
+    const int socket = mClient.getSocket();
+    mClient.setSocket(-1);
+    mClient.processNamedPipeEvents(0, false);
+    EXPECT_TRUE(mClient.connectToNamedPipeServerUtf8("pipe"));
+    EXPECT_FALSE(mClient.hasWriteFailed() || mClient.isWriteChannelClosed());
+    ::close(socket);
+}
+
 TEST_F(qzNamedPipeTest, FailsToWriteToAPeerThatHasGoneWithoutASignal)
 {
     const auto body = [this] {

@@ -5,6 +5,7 @@
 #include <sys/mount.h>
 #include <sys/prctl.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <string>
@@ -18,6 +19,7 @@
 #include "ProcessFixture.h"
 #include "support/ChildProcess.h"
 #include "support/Environment.h"
+#include "support/Limits.h"
 
 namespace qz {
 
@@ -132,11 +134,35 @@ TEST_F(qzProcessInspection, DescribesTheParent)
     qzProcess::GetParentProcess(process);
     EXPECT_EQ(process.getState(), qzProcess::Running);
     EXPECT_EQ(process.getPid(), ::getppid());
+    EXPECT_EQ(process.getProgramUtf8(),
+              support::readFile("/proc/" + std::to_string(::getppid()) + "/exe").c_str());
     EXPECT_EQ(process.exitCode(), 0);
     EXPECT_FALSE(process.hasFailedToStart());
     EXPECT_THAT(process.getArgumentsUtf8(), IsEmpty());
     EXPECT_FALSE(process.waitForFinished(0));
     EXPECT_FALSE(process.resetState());
+}
+
+TEST_F(qzProcessInspection, KeepsItsProgramWhereThatOfTheParentCannotBeRead)
+{
+    if (::geteuid() != 0) GTEST_SKIP() << "needs a parent with more rights";
+    const auto body = [] {
+        support::becomeNobody();
+        qzProcess process;
+        if (!startChild(process, {"exit", "0"}) || !process.waitForFinished(kLongMs)) return 1;
+        qzProcess::GetParentProcess(process);
+        return process.getPid() == ::getppid() && process.getProgramUtf8() == kChild ? 0 : 2;
+    };
+    EXPECT_EQ(runInChild(body).getEnd(), "exit 0");
+}
+
+TEST_F(qzProcessInspection, FollowsTheParentWithAnObjectOfThisProcess)
+{
+    qzProcess process;
+    ASSERT_TRUE(qzProcess::GetCurrentProcess(process));
+    qzProcess::GetParentProcess(process);
+    EXPECT_EQ(process.getPid(), ::getppid());
+    EXPECT_EQ(process.getState(), qzProcess::Running);
 }
 
 TEST_F(qzProcessInspection, SeesTheEndOfTheParent)
@@ -324,6 +350,26 @@ TEST_F(qzProcessInspection, FailsWithoutTheProcFiles)
     const support::ChildResult result = runInChild(body);
     if (result.exitCode == 77) GTEST_SKIP() << "needs the right to mount";
     EXPECT_EQ(result.getEnd(), "exit 0");
+}
+
+TEST(qzProcessInspectionAlone, GivesItsTextsInUtf8)
+{
+    const support::ScratchFolder scratch;
+    const std::string folder = std::filesystem::canonical(scratch.getPath());
+    std::filesystem::create_directory(folder + "/\xE9");
+    const auto body = [&] {
+        const support::EnvironmentLocale locale("en_US.ISO-8859-1");
+        const support::EnvironmentVariable variable("QZ_LATIN", "\xE8");
+        const support::LibraryStart start;
+        std::filesystem::current_path(folder + "/\xE9");
+        qzProcess process;
+        if (!qzProcess::GetCurrentProcess(process)) return 1;
+        if (process.getWorkingDirectoryUtf8() != folder + "/\u00e9") return 2;
+        std::vector<std::string> variables;
+        process.getProcessEnvironmentUtf8(variables);
+        return std::count(variables.begin(), variables.end(), "QZ_LATIN=\u00e8") == 1 ? 0 : 3;
+    };
+    EXPECT_EQ(runInChild(body).getEnd(), "exit 0");
 }
 
 TEST(qzProcessInspectionAlone, WorksWithoutAStart)

@@ -16,6 +16,7 @@
 #include "ProcessFixture.h"
 #include "support/ChildProcess.h"
 #include "support/Environment.h"
+#include "support/Limits.h"
 
 namespace qz {
 
@@ -256,6 +257,20 @@ TEST_P(qzProcessStart, InheritsANiceValueThatIsNotTheUsualOne)
     EXPECT_EQ(result.out, "5");
 }
 
+TEST_P(qzProcessStart, LeavesTheNiceValueWithoutTheRightToLowerIt)
+{
+    const std::string own = std::to_string(::getpriority(PRIO_PROCESS, 0));
+    const auto body = [] {
+        support::becomeNobody();
+        qzProcess process;
+        process.startProcess("/bin/sh", {"-c", "nice"}, false, qzProcess::PriorityHigh);
+        return process.waitForFinished(kLongMs) ? process.exitCode() : 97;
+    };
+    const support::ChildResult result = runInChild(body);
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, own + "\n") << "and no report";
+}
+
 TEST_P(qzProcessStart, RunsInTheFolder)
 {
     qzProcess process;
@@ -278,6 +293,15 @@ TEST_P(qzProcessStart, WarnsOfAMissingFolderAndStartsInItsOwn)
                                   "startProcess " +
                                   missing));
     EXPECT_THAT(output, ::testing::EndsWith(std::filesystem::current_path().string()));
+}
+
+TEST_P(qzProcessStart, WarnsOfARelativeFolderByItsAbsolutePath)
+{
+    qzProcess process;
+    process.setWorkingDirectory("missing-here");
+    EXPECT_THAT(
+        getOutput(process, {"folder"}),
+        HasSubstr("startProcess " + std::filesystem::current_path().string() + "/missing-here"));
 }
 
 TEST_P(qzProcessStart, InheritsTheEnvironment)
@@ -309,6 +333,16 @@ TEST_P(qzProcessStart, ReplacesTheEnvironment)
     qzProcess process;
     EXPECT_TRUE(process.setProcessEnvironmentUtf8({"A=1", "A=2", "B="}, false));
     EXPECT_EQ(getOutput(process, {"environment"}), "A=1\nA=2\nB=\n");
+}
+
+TEST_P(qzProcessStart, SearchesThePathOfTheCallerAndNotOfTheNewEnvironment)
+{
+    qzProcess process;
+    process.setProcessEnvironmentUtf8({"PATH=/none"}, false);
+    ASSERT_TRUE(process.startProcess("true", {}, false, qzProcess::PriorityInherit));
+    EXPECT_TRUE(process.waitForFinished(kLongMs));
+    EXPECT_EQ(process.exitCode(), 0);
+    EXPECT_FALSE(process.hasFailedToStart());
 }
 
 TEST_P(qzProcessStart, RefusesAStartWhileTheChildRuns)
@@ -491,6 +525,33 @@ TEST(qzProcessStreams, StartsWhileAnotherThreadReadsTheStandardInput)
         return hasEnded ? 0 : 3;
     };
     EXPECT_EQ(runInChild(body, {}, 120).getEnd(), "exit 0");
+}
+
+// --- The local character set
+
+// The euro sign is missing there.
+TEST(qzProcessCharset, HandsItsTextsOverInTheLocalCharacterSet)
+{
+    const support::ScratchFolder folder;
+    const std::string program = folder.getPath("s\xFC");
+    std::filesystem::copy_file("/bin/sh", program);
+    std::filesystem::create_directory(folder.getPath("\xE9"));
+    const auto body = [&] {
+        const support::EnvironmentLocale locale("en_US.ISO-8859-1");
+        const support::LibraryStart start;
+        qzProcess process;
+        process.setWorkingDirectory(folder.getPath("\u00e9"));
+        process.setProcessEnvironmentUtf8({"V=\u00e8"}, false);
+        const std::vector<std::string> arguments{"-c", "echo \"$1|$2|$V|${PWD##*/}\"", "-",
+                                                 "x\u00e9", "\u20ac"};
+        if (!process.startProcess(folder.getPath("s\u00fc"), arguments, true,
+                                  qzProcess::PriorityInherit))
+            return 98;
+        return process.waitForFinished(kLongMs) ? process.exitCode() : 97;
+    };
+    const support::ChildResult result = runInChild(body);
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "x\xE9|EUR|\xE8|\xE9\n");
 }
 
 TEST(qzProcessWithoutAStart, FailsWithoutAFault)

@@ -305,6 +305,14 @@ const ExecRow kExecRows[] = {
 INSTANTIATE_TEST_SUITE_P(Rows, qzProcessExec, ::testing::ValuesIn(kExecRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
+TEST_F(qzProcessWatch, ExecRunsInItsFolder)
+{
+    const support::StdoutCapture out;
+    const std::string& folder = getFolder().getPath();
+    EXPECT_EQ(qzProcess::ExecUtf8(kChild, {"folder"}, folder, true, kLongMs, nullptr), 0);
+    EXPECT_EQ(out.getText(), std::filesystem::canonical(folder).string());
+}
+
 TEST_F(qzProcessWatch, ExecReportsAMissingProgramAsSuccess)
 {
     std::string error = "left";

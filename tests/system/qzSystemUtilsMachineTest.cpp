@@ -14,7 +14,10 @@
 
 #include <qz/qzStringUtils.h>
 
+#include "support/ChildProcess.h"
+#include "support/Environment.h"
 #include "support/LibraryStart.h"
+#include "support/ScratchFolder.h"
 
 namespace qz {
 
@@ -122,6 +125,32 @@ TEST_F(qzSystemUtilsMachineTest, RefusesALibraryWithoutAName)
               "a library needs a name");
     EXPECT_EQ(refuse([] { impl::UnRegisterThirdPartyLibVersionInfo(nullptr); }),
               "a library needs a name");
+}
+
+TEST(qzSystemUtilsCallsTest, AreAnsweredOddly)
+{
+    const support::EnvironmentLocale locale("en_US.ISO-8859-1");
+    const support::ChildResult result = support::runProgram({.program = "machine_calls"});
+    EXPECT_EQ(result.out, "[r ]\n[abcde\u00e9] of 8\n2049 of 2049\n");
+    EXPECT_EQ(result.getEnd(), "exit 0") << result.err;
+}
+
+TEST(qzSystemUtilsCallsTest, AreNotAnswered)
+{
+    const support::ChildResult result =
+        support::runProgram({.program = "machine_calls", .arguments = {"fail"}});
+    EXPECT_EQ(result.out, "[Unknown OS]\n[] of 8\n0 of 2049\n0 bytes, 1 threads\n");
+    EXPECT_EQ(result.getEnd(), "exit 0") << result.err;
+}
+
+// A program that another thread starts meanwhile would inherit them.
+TEST(qzSystemUtilsFilesTest, AreCloseOnExecWhileTheyAreOpen)
+{
+    const support::ScratchFolder folder;
+    const support::ChildResult result =
+        support::runProgram({.program = "close_flags", .arguments = {folder.getPath()}});
+    EXPECT_EQ(result.out, "end\n");
+    EXPECT_EQ(result.getEnd(), "exit 0") << result.err;
 }
 
 TEST(qzSystemUtilsRestartTest, EndsWithoutAStart)

@@ -10,7 +10,7 @@ namespace qz {
 unsigned long qzSystemUtils::GetUsedRamQuantityInBytes(RamMetric metric)
 {
     if (metric == RamReserved) return 0;
-    const StandardFile status(std::fopen("/proc/self/status", "r"));
+    const StandardFile status(std::fopen("/proc/self/status", "re"));
     if (status == nullptr) return 0;
     char line[kStatusLineSize];
     while (std::fgets(line, sizeof line, status.get()) != nullptr) {
