@@ -132,7 +132,9 @@ public:
     ///
     /// The file in use is closed between batches, so it may be moved or removed: the next batch
     /// begins a new one. Two rotations of one base name within a second replace each other. If the
-    /// file can't be made, a CRITICAL entry reports so, and entries go to the console.
+    /// file can't be made, a CRITICAL entry reports so, and entries go to the console. So do the
+    /// entries of a batch for which the file can't be opened. A named pipe without a reader is one
+    /// that can't be; what a slow reader of one hasn't taken after a second is lost.
     /// @param path made absolute; empty only removes the present file handler. A path that the
     /// local
     ///     character set can't represent can't be made.

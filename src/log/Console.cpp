@@ -5,7 +5,6 @@
 #include <string>
 
 #include <cxxabi.h>
-#include <poll.h>
 #include <stdio.h>
 #include <stdio_ext.h>
 #include <unistd.h>
@@ -51,25 +50,15 @@ void flushApplicationOutput(FILE* file)
     ::funlockfile(file);
 }
 
-// Somebody who shares the terminal or the pipe may have made it non-blocking.
-bool awaitSpace(int descriptor)
-{
-    pollfd polled = {descriptor, POLLOUT, 0};
-    int count = 0;
-    do {
-        count = ::poll(&polled, 1, /*timeout=*/-1);
-    } while (count < 0 && errno == EINTR);
-    return count > 0 && (polled.revents & POLLOUT) != 0;
-}
-
 void writeWhole(int descriptor, std::string_view line)
 {
     while (true) {
         line.remove_prefix(FileDescriptor::WriteTo(descriptor, line));
         if (line.empty()) return;
         discardOwnFileSizeSignal();
-        // Nobody can be told of another error.
-        if (errno != EAGAIN || !awaitSpace(descriptor)) return;
+        // Somebody who shares the terminal or the pipe may have made it non-blocking. Nobody can be
+        // told of another error.
+        if (errno != EAGAIN || !FileDescriptor::AwaitSpace(descriptor, /*timeoutMs=*/-1)) return;
     }
 }
 

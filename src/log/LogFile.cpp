@@ -1,10 +1,10 @@
 #include "LogFile.h"
 
+#include <cerrno>
 #include <string_view>
 #include <tuple>
 #include <utility>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <qz/qzDirUtils.h>
@@ -21,6 +21,7 @@ namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::size_t kBlockSize = 65536;
+constexpr int kMostWaitMs = 1000;
 
 const char* getDateFormat(int timeRotation)
 {
@@ -184,14 +185,22 @@ void LogFile::rotate()
 // In append mode also after truncation: a process without the lock may write to the file too.
 void LogFile::open(int mode)
 {
-    mFile = FileDescriptor::Open(mParameters.currentFileLocal.c_str(),
-                                 O_WRONLY | O_CREAT | O_APPEND | mode);
+    mFile =
+        FileDescriptor::Open(mParameters.currentFileLocal.c_str(), kOpenFlags | O_APPEND | mode);
+    mIsStuck = false;
 }
 
 // An error ends the block: nobody can be told of it.
 void LogFile::flush()
 {
-    if (mFile.isOpen() && mFile.write(mLines) < mLines.size()) discardOwnFileSizeSignal();
+    std::string_view rest = mLines;
+    while (mFile.isOpen() && !rest.empty()) {
+        rest.remove_prefix(mFile.write(rest));
+        if (rest.empty() || mIsStuck) break;
+        discardOwnFileSizeSignal();
+        if (errno != EAGAIN) break;
+        mIsStuck = !FileDescriptor::AwaitSpace(mFile.get(), kMostWaitMs);
+    }
     mLines.clear();
 }
 

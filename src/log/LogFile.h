@@ -4,6 +4,8 @@
 #include <mutex>
 #include <string>
 
+#include <fcntl.h>
+
 #include <qz/qzLog.h>
 #include <qz/qzMutex.h>
 
@@ -33,6 +35,10 @@ struct LogFileRequest {
 /// lines of one batch. No other code uses the file's fields of the record.
 ///
 /// The file is open only while a batch is written, so that others may move or delete it in between.
+///
+/// A named pipe in its place never blocks the log for good. Without a reader it counts as a file
+/// that can't be opened. A reader that is too slow is given a second in each batch; what it hasn't
+/// taken then is lost.
 class LogFile {
 public:
     /// Makes an object that has opened nothing. The record must outlive it.
@@ -69,6 +75,9 @@ public:
     void close();
 
 private:
+    // Without O_NONBLOCK a named pipe in the file's place would block the log until somebody reads.
+    static constexpr int kOpenFlags = O_WRONLY | O_CREAT | O_NONBLOCK;
+
     void begin();
     void rotate();
     void open(int mode);
@@ -86,6 +95,7 @@ private:
     long mPosition = -1;     // of the end of mLines in the file; negative if unknown
     FileDescriptor mFile;    // not open if that failed
     bool mHasBegun = false;  // whether this batch has tried to open the file
+    bool mIsStuck = false;   // whether a pipe in the file's place takes no more
 };
 
 /// Keeps other processes that log into the same folder away.

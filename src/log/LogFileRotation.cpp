@@ -2,8 +2,6 @@
 #include <list>
 #include <vector>
 
-#include <fcntl.h>
-
 #include <qz/qzDirUtils.h>
 #include <qz/qzLogObject.h>
 #include <qz/qzStringUtils.h>
@@ -102,7 +100,7 @@ void LogFile::makeFolder(std::string& notes) const
 
 bool LogFile::canOpen() const
 {
-    return FileDescriptor::Open(mParameters.currentFileLocal.c_str(), O_WRONLY | O_CREAT | O_TRUNC)
+    return FileDescriptor::Open(mParameters.currentFileLocal.c_str(), kOpenFlags | O_TRUNC)
         .isOpen();
 }
 

@@ -18,8 +18,12 @@
 //                                       and without custom handler
 //   waits for the log thread            is blocked until the mutex    -
 //                                       is unlocked
-//   is in `syslog`                      is blocked until `syslog`     may hang: the C library's
-//                                       returns                       lock is locked
+//   is in the C library, which has      is reported as usual, under   the same
+//   locked the time zones, the locales  the last line's offset of
+//   or the system log                   the time zone, and to the
+//                                       system log without `syslog`
+//   is in the log's own `syslog`        is blocked until `syslog`     the same as in the row above
+//                                       returns
 //   is the log thread                   is always blocked             is reported at once, without
 //                                                                     rotation and without custom
 //                                                                     handler, which may hold a
@@ -30,12 +34,14 @@
 //                                       is written                    rotation and custom handler
 //   forks                               is blocked until the fork is  is reported at once; may hang
 //                                       done                          while the C library has
-//                                       locked
-//                                                                     its memory
-//   is in `malloc`                      may hang: the report needs    may hang
-//                                       memory
+//                                                                     locked its memory
+//   has never converted a text, and is  may hang: the report opens    may hang
+//   in `setlocale` or `newlocale`       converters
+//   is in `malloc`, also on behalf of   may hang: the report needs    may hang
+//   `tzset` or `setlocale`              memory
 //
-// The last row is accepted: a report of a crash is worth the risk.
+// The last two rows are accepted: a report of a crash is worth the risk. In the same way the log
+// thread may hang if it began to wait for the lock of the time zones just before the signal came.
 
 namespace qz::log {
 

@@ -2,6 +2,8 @@
 #include <iterator>
 #include <string>
 
+#include <dlfcn.h>
+#include <gnu/libc-version.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <syslog.h>
@@ -46,10 +48,27 @@ std::string makeText(const qzLog::LogEntry& entry)
     return text;
 }
 
-// `syslog` takes locks of the C library, its own and that of the time zones, and another thread of
-// the parent may have held them when the child was forked. So a child sends the same datagram by
-// itself, and doesn't wait for a system that takes none.
-void sendFromForkedChild(int priority, const std::string& text)
+// Looks the functions up without a lock.
+bool isSystemLogOfCLibrary()
+{
+    dl_find_object present = {};
+    dl_find_object cLibrary = {};
+    return ::_dl_find_object(reinterpret_cast<void*>(&::syslog), &present) == 0 &&
+           ::_dl_find_object(reinterpret_cast<void*>(&::gnu_get_libc_version), &cLibrary) == 0 &&
+           present.dlfo_map_start == cLibrary.dlfo_map_start;
+}
+
+// `syslog` takes locks of the C library, its own and that of the time zones. A signal may have
+// interrupted a thread that holds them, or another thread of the parent may have held them when a
+// child was forked. A `syslog` that a program has put in the place of the C library's is called all
+// the same after a signal: the program knows what it may do there.
+bool mayWaitForEver()
+{
+    return isForkedChild() || (log::SignalReport::IsRunning() && isSystemLogOfCLibrary());
+}
+
+// The datagram that `syslog` would send. It doesn't wait for a system that takes none.
+void sendDatagram(int priority, const std::string& text)
 {
     tm now = {};
     getLocalTime(qzSystemUtils::GetSecElapsedSinceEpoch(), now);
@@ -77,11 +96,11 @@ void qzLog::WriteToSystemLog(const LogEntry& entry, bool echoToStdErr)
         text = qzStringUtils::convertCharset(text, qzStringUtils::CharSetUtf8,
                                              qzStringUtils::CharSetLocal);
     }
-    if (isForkedChild()) {
-        sendFromForkedChild(getPriority(entry.type), text);
+    if (mayWaitForEver()) {
+        sendDatagram(getPriority(entry.type), text);
         return;
     }
-    const ScopedSignalBlock signals;  // the report of a signal may come here as well
+    const ScopedSignalBlock signals;
     ::syslog(getPriority(entry.type), "%s", text.c_str());
 }
 

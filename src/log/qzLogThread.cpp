@@ -1,11 +1,13 @@
 #include "qzLogThread.h"
 
+#include <exception>
 #include <optional>
 #include <utility>
 
 #include "SignalSafety.h"
 #include "concurrency/RecursiveMutex.h"
 #include "frame/base/Relaxed.h"
+#include "text/TextServices.h"
 
 namespace qz {
 
@@ -15,6 +17,11 @@ constexpr std::uint64_t kMostQueuedBytes = 16777216;
 // How many elements are reused, and how much of their texts: some 2 MiB as entries usually are.
 constexpr std::size_t kMostSpares = 4096;
 constexpr std::size_t kMostSpareText = 1024;
+// After the stop was requested. The first one holds all entries from before it. A thread or a
+// handler that goes on reporting must not keep the stop from ending.
+constexpr int kMostLastBatches = 16;
+// More requested files than that would take memory without limit.
+constexpr std::size_t kMostInstallations = 64;
 constexpr std::size_t kBatchThatLingers = 8;
 constexpr int kLingerPolls = 1000;  // some 40 us
 
@@ -50,6 +57,17 @@ void prepareForReuse(std::list<qzLog::LogEntry>& batch)
         clearText(entry.systemLogTag);
         clearText(entry.threadId);
         clearText(entry.prefix);
+    }
+}
+
+// The C library locks its locales meanwhile. It may be too late when the first line comes: that
+// line may report a signal, which has interrupted a thread that has locked them.
+void openConverters()
+{
+    try {
+        text::getThreadContent();
+    } catch (const std::exception&) {
+        // Without memory now, the first line tries again.
     }
 }
 
@@ -183,7 +201,8 @@ void qzLogThread::configure(qzLogParameters& parameters, const Change& change,
     change(parameters);
     if (installedPath == nullptr && haveSameSettings(parameters, mShared)) return;
     mWorkAvailable.wakeAll();
-    if (mHasEntries && !isOwnThread()) {
+    const bool mustWait = mHasEntries || mInstallations.size() >= kMostInstallations;
+    if (mustWait && !isOwnThread()) {
         relaxedStore(mFlushRequested, true);
         while (mFlushRequested && !mStopRequested) {
             waitForDrained(lock);
@@ -253,12 +272,15 @@ void qzLogThread::resumeChild(qzLogParameters& parameters)
 void qzLogThread::run()
 {
     tOwnLogThread = this;
+    openConverters();
     Lock lock(mMutex);
     mOwnThreadId = CurrentThreadId();
+    int lastBatches = 0;
     while (true) {
         if (mReconfigure) {
             reconfigure(lock);
-        } else if (!mQueue.empty()) {
+        } else if (!mQueue.empty() && lastBatches < kMostLastBatches) {
+            if (mStopRequested) ++lastBatches;
             writeQueue(lock);
         } else {
             confirmDrained();

@@ -41,7 +41,8 @@ public:
     void flush();
 
     /// Refreshes the caller's copy of the settings, changes it, and publishes it. Entries that were
-    /// queued before are written under the old settings.
+    /// queued before are written under the old settings. Waits if too many files are requested and
+    /// not installed.
     /// @param installedPath null, or the path as given whose file must be installed, even if it is
     ///     the file in use.
     void configure(qzLogParameters& parameters, const Change& change,

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <string_view>
 
 #include "frame/base/WatchedSignals.h"
 
@@ -80,7 +81,35 @@ const SignalRow* findRow(int signal)
     return found != std::end(kRows) ? found : nullptr;
 }
 
+// Filled once, and never destroyed: a handler may read them at any time.
+char gDescriptions[std::size(kWatchedSignals)][80];
+
+std::string_view describe(int signal)
+{
+    const char* const description = ::strsignal(signal);
+    return description != nullptr ? description : "";
+}
+
+std::string_view getDescription(int signal)
+{
+    const auto* const found =
+        std::find_if(std::begin(kWatchedSignals), std::end(kWatchedSignals),
+                     [&](const WatchedSignal& watched) { return watched.number == signal; });
+    const auto index = static_cast<std::size_t>(found - std::begin(kWatchedSignals));
+    const bool isCached = found != std::end(kWatchedSignals) && gDescriptions[index][0] != '\0';
+    return isCached ? gDescriptions[index] : describe(signal);
+}
+
 }  // namespace
+
+void cacheSignalDescriptions()
+{
+    if (gDescriptions[0][0] != '\0') return;
+    for (std::size_t i = 0; i < std::size(gDescriptions); ++i) {
+        describe(kWatchedSignals[i].number)
+            .copy(gDescriptions[i], sizeof gDescriptions[i] - 1);  // before a NUL
+    }
+}
 
 SignalDecision decideAboutSignal(int signal)
 {
@@ -95,8 +124,8 @@ void writeSignal(std::ostream& out, int signal)
         if (watched.number == signal) out << watched.name << ' ';
     }
     out << signal << ')';
-    const char* const description = ::strsignal(signal);
-    if (description != nullptr) out << ' ' << description;
+    const std::string_view description = getDescription(signal);
+    if (!description.empty()) out << ' ' << description;
 }
 
 void writeSignalCode(std::ostream& out, int signal, int code)

@@ -12,6 +12,10 @@ struct SignalDecision {
 
 SignalDecision decideAboutSignal(int signal);
 
+/// Takes the system's descriptions of the watched signals in the present locale. `strsignal` takes
+/// a lock of the C library, which the thread that a signal interrupts may hold.
+void cacheSignalDescriptions();
+
 /// Writes the name and the number of a signal: "Got signal (SIGTERM 15) Terminated".
 void writeSignal(std::ostream& out, int signal);
 /// Writes how a signal came about: " (SI_USER)".

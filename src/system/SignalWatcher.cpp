@@ -21,6 +21,7 @@
 
 #include "SignalText.h"
 #include "frame/base/FreeMemory.h"
+#include "frame/base/TimeText.h"
 #include "frame/base/WatchedSignals.h"
 #include "log/SignalSafety.h"
 
@@ -152,6 +153,7 @@ void rewindBadCall(const siginfo_t& info, void* context)
     // In this order, so that the next signal finds this report ended.
     const ScopedSignalBlock signals;
     const log::SignalReport running;
+    const KnownZoneScope zone;
     std::ostringstream text;
     writeSignal(text, signal);
     writeSignalCode(text, signal, info.si_code);
@@ -229,6 +231,7 @@ void installSignalWatcher()
 {
     if (gTable != nullptr) return;
     loadTraceSupport();
+    cacheSignalDescriptions();
     gTable = std::make_unique<SignalRecord[]>(kSignalCount);
     for (std::size_t i = 0; i < kSignalCount; ++i) {
         install(i, gTable[i]);

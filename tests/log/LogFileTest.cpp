@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <string>
 #include <thread>
 #include <vector>
@@ -14,6 +15,7 @@
 
 #include <qz/SystemError.h>
 #include <qz/qzLogObject.h>
+#include <qz/qzMutex.h>
 
 #include "log/ConsoleRecorder.h"
 #include "log/GatedHandler.h"
@@ -683,6 +685,30 @@ TEST(LogFileReplacedTest, LosesNoEntryOfOtherThreads)
     const std::vector<std::string> messages = takeMessages(folder.read("log.txt"));
     EXPECT_EQ(messages.size(), std::size_t(kLines));
     EXPECT_EQ(messages.back(), "line " + std::to_string(kLines - 1));
+}
+
+// Otherwise the memory of the requests and the duration of a fork grow without end.
+TEST(LogFileReplacedTest, LimitsTheInstallationsThatWaitForTheLogThread)
+{
+    constexpr int kInstallations = 1000;
+    const ScratchFolder folder;
+    const LibraryStart library(FullInit);
+    const ConsoleRecorder console;
+    qzMutexSystem folderLock(folder.getPath().c_str());
+    folderLock.lock();  // the log thread waits for it at the first installation
+    std::atomic<int> installations = 0;
+    std::thread installer([&] {
+        for (int i = 0; i < kInstallations; ++i) {
+            qzLog::msInstance->installFileHandlerExUtf8(folder.getPath("log.txt"), 0, -1, -1,
+                                                        qzLog::RotateNever);
+            ++installations;
+        }
+    });
+    EXPECT_FALSE(
+        waitUntil([&] { return installations == kInstallations; }, std::chrono::seconds(1)));
+    EXPECT_LT(installations, kInstallations / 10);
+    folderLock.unlock();
+    installer.join();
 }
 
 }  // namespace qz

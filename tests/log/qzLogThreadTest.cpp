@@ -321,6 +321,28 @@ TEST(qzLogThreadRunTest, BringsEverythingOutAtTheStop)
         ASSERT_EQ(messages[i], std::to_string(i));
 }
 
+TEST(qzLogThreadRunTest, EndsThoughAHandlerReportsInEachCall)
+{
+    const ChildResult child = runInChild(
+        [] {
+            const LibraryStart library;
+            qzLog log(/*threadSafe=*/true);
+            log.setEchoToConsole(false);
+            const auto report = [](std::list<Entry>& /*batch*/, void* data) {
+                Entry entry;
+                entry.message = "again";
+                entry.type = qzLog::Info;
+                static_cast<qzLog*>(data)->Write(entry, /*synchronous=*/false);
+            };
+            log.installCustomHandler(report, &log);
+            std::list<Entry> none;
+            report(none, &log);
+            return 0;
+        },
+        {}, 60);
+    EXPECT_EQ(child.getEnd(), "exit 0");
+}
+
 TEST(qzLogThreadRunTest, IsThereAgainAfterARestart)
 {
     for (int i = 0; i < 20; ++i) {

@@ -1,5 +1,6 @@
 // Sends signals to children that use the library, and counts how they take them:
 //     log_interrupted print PRINTER OUTPUT COUNT
+//     log_interrupted call FUNCTION COUNT
 //     log_interrupted twice COUNT
 //     log_interrupted fork COUNT
 //     log_interrupted convert COUNT
@@ -8,6 +9,9 @@
 // "print": each of COUNT children prints without a pause, by "printf", "cout" or "unsynchronised",
 // to a "file", a "pipe" or a "terminal", until a SIGTERM ends it. Shows "ended N reported N": how
 // many ended by the signal, and how many outputs hold the whole report of it.
+//
+// "call": the same for children that call a function of the C library without a pause: "localtime",
+// "mktime", "setlocale" or "syslog", which lock something there.
 //
 // "twice": the process gets COUNT pairs of SIGUSR1, the second shortly after the first. Shows how
 // many its own handler has seen.
@@ -22,12 +26,15 @@
 // Shows how the child ends.
 
 #include <fcntl.h>
+#include <locale.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
+#include <syslog.h>
 #include <termios.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -56,6 +63,26 @@ constexpr int kLimitMs = 60000;  // ends a hang
             std::printf("line %lu of the application\n", i);
         } else {
             std::cout << "line " << i << " of the application\n";
+        }
+    }
+}
+
+[[noreturn]] void callForEver(const std::string& function)
+{
+    qz::initializeQzSystem(qz::FullInit);
+    std::cout << "calls of the application" << std::endl;
+    const time_t now = ::time(nullptr);
+    tm parts = {};
+    while (true) {
+        if (function == "localtime") {
+            ::localtime_r(&now, &parts);
+        } else if (function == "mktime") {
+            parts = {};
+            ::mktime(&parts);
+        } else if (function == "setlocale") {
+            ::setlocale(LC_CTYPE, "POSIX");
+        } else {
+            ::syslog(LOG_DEBUG, "a call");
         }
     }
 }
@@ -120,7 +147,8 @@ bool holdsReport(const std::string& text)
     return line.find(", sent by UID " + std::to_string(::getuid())) != std::string::npos;
 }
 
-void interruptPrinters(const std::string& printer, const std::string& kind, int count)
+void interruptChildren(void (*work)(const std::string&), const std::string& argument,
+                       const std::string& kind, int count)
 {
     std::mt19937 random(1);  // NOLINT: the same run each time
     int ended = 0;
@@ -130,7 +158,7 @@ void interruptPrinters(const std::string& printer, const std::string& kind, int 
         const pid_t child = ::fork();
         if (child == 0) {
             ::dup2(output.writer, STDOUT_FILENO);
-            printForEver(printer);
+            work(argument);
         }
         std::string text;
         std::thread reader;
@@ -284,7 +312,11 @@ int main(int argumentCount, char** arguments)
 {
     const std::string what = argumentCount > 2 ? arguments[1] : "";
     if (what == "print" && argumentCount == 5) {
-        interruptPrinters(arguments[2], arguments[3], std::atoi(arguments[4]));
+        interruptChildren(&printForEver, arguments[2], arguments[3], std::atoi(arguments[4]));
+        return 0;
+    }
+    if (what == "call" && argumentCount == 4) {
+        interruptChildren(&callForEver, arguments[2], "file", std::atoi(arguments[3]));
         return 0;
     }
     if (what == "twice") {

@@ -470,6 +470,27 @@ INSTANTIATE_TEST_SUITE_P(Rows, SignalWatcherPrinting, ::testing::ValuesIn(kPrint
                              return row.param.printer + std::string("_") + row.param.output;
                          });
 
+class SignalWatcherCalling : public ::testing::TestWithParam<const char*> {};
+
+// The function holds a lock of the C library while the signal is reported.
+TEST_P(SignalWatcherCalling, ReportsASignalThatComesInACallOfTheCLibrary)
+{
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP()
+        << "the sanitizer holds signals of other processes back, and for ever after a fork";
+#endif
+    const std::string count = "60";
+    const ChildResult result = runProgram({.program = "log_interrupted",
+                                           .arguments = {"call", GetParam(), count},
+                                           .timeoutSec = 1300});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "ended " + count + " reported " + count + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, SignalWatcherCalling,
+                         ::testing::Values("localtime", "mktime", "setlocale", "syslog"),
+                         [](const auto& row) { return std::string(row.param); });
+
 TEST(SignalWatcherTest, ReportsASignalThatComesDuringTheReportOfAnother)
 {
 #ifdef __SANITIZE_THREAD__

@@ -1,10 +1,26 @@
 #include "FileDescriptor.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include "ErrnoPreserver.h"
 
 namespace qz {
+
+namespace {
+
+// If the application has closed a standard stream, the system gives its number to the next file,
+// and what is printed would go into that file.
+int moveFromStandardStreams(int descriptor)
+{
+    if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
+    const int moved = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const ErrnoPreserver preserver;
+    ::close(descriptor);
+    return moved;
+}
+
+}  // namespace
 
 FileDescriptor::~FileDescriptor()
 {
@@ -18,7 +34,7 @@ FileDescriptor FileDescriptor::Open(const char* localPath, int flags, mode_t mod
     do {
         descriptor = ::open(localPath, flags | O_CLOEXEC, mode);
     } while (descriptor < 0 && errno == EINTR);
-    return FileDescriptor(descriptor);
+    return FileDescriptor(moveFromStandardStreams(descriptor));
 }
 
 bool FileDescriptor::close()
@@ -49,6 +65,16 @@ std::size_t FileDescriptor::WriteTo(int descriptor, std::string_view bytes)
         }
     }
     return written;
+}
+
+bool FileDescriptor::AwaitSpace(int descriptor, int timeoutMs)
+{
+    pollfd polled = {descriptor, POLLOUT, 0};
+    int count = 0;
+    do {
+        count = ::poll(&polled, 1, timeoutMs);
+    } while (count < 0 && errno == EINTR);
+    return count > 0 && (polled.revents & POLLOUT) != 0;
 }
 
 }  // namespace qz

@@ -31,7 +31,8 @@ public:
     /// Closes the descriptor and keeps `errno`.
     ~FileDescriptor();
 
-    /// Opens a file, named in the local character set. An empty path names nothing.
+    /// Opens a file, named in the local character set. An empty path names nothing. The descriptor
+    /// is never that of a standard stream, even if the application has closed one.
     /// @param flags those of `open`; close-on-exec is added.
     static FileDescriptor Open(const char* localPath, int flags, mode_t mode = kDefaultMode);
 
@@ -49,6 +50,11 @@ public:
     std::size_t write(std::string_view bytes) const { return WriteTo(mDescriptor, bytes); }
     /// The same for a descriptor that nobody here owns, such as that of the standard output.
     static std::size_t WriteTo(int descriptor, std::string_view bytes);
+
+    /// Waits until a non-blocking descriptor takes bytes again.
+    /// @param timeoutMs negative for no limit.
+    /// @return false at the limit, or if it never will.
+    static bool AwaitSpace(int descriptor, int timeoutMs);
 
 private:
     int mDescriptor = -1;

@@ -1,5 +1,6 @@
 #include "TimeText.h"
 
+#include <atomic>
 #include <chrono>
 
 #include <qz/qzStringUtils.h>
@@ -15,13 +16,15 @@ namespace {
 
 constexpr std::size_t kBufferSize = 129;
 
-// What a forked child needs to know of the zone. The C library never frees the name of a zone.
+// What is used where the zone can't be looked up. The C library never frees the name of a zone.
 struct KnownZone {
     long offsetSec = 0;
     int isSummerTime = 0;
     const char* name = "UTC";
 };
 KnownZone gKnownZone;  // read and written by all threads; any mix of two of its states will do
+
+std::atomic<int> gKnownZoneScopes = 0;
 
 void rememberZone(const tm& parts)
 {
@@ -56,9 +59,20 @@ bool computeLocalTime(long second, tm& parts)
 
 }  // namespace
 
+KnownZoneScope::KnownZoneScope() noexcept
+{
+    ++gKnownZoneScopes;
+}
+
+KnownZoneScope::~KnownZoneScope()
+{
+    --gKnownZoneScopes;
+}
+
 bool getLocalTime(long second, tm& parts)
 {
-    if (isForkedChild()) return computeLocalTime(second, parts);
+    if (isForkedChild() || gKnownZoneScopes.load(std::memory_order_relaxed) != 0)
+        return computeLocalTime(second, parts);
     const time_t time = second;
     if (::localtime_r(&time, &parts) == nullptr) return false;
     rememberZone(parts);

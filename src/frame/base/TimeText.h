@@ -8,11 +8,21 @@ namespace qz {
 
 /// Breaks a second since the epoch down into local time.
 ///
-/// The C library holds a lock while it does this, and another thread of the parent may have held
-/// that lock when a marked child was forked. Such a child therefore computes the time from the
-/// offset that the parent used last.
+/// The C library holds a lock while it does this. Where the thread that holds the lock may never
+/// release it, the time is computed from the offset that was used last: in a marked child, as a
+/// thread of the parent may have held the lock at the fork, and during a `KnownZoneScope`.
 /// @return false if the system can't represent the second.
 bool getLocalTime(long second, tm& parts);
+
+/// While an object exists, no thread waits in `getLocalTime` for the time zones of the C library.
+/// For the report of a signal, which may have interrupted a thread that has locked them.
+class KnownZoneScope {
+public:
+    KnownZoneScope() noexcept;
+    ~KnownZoneScope();
+    KnownZoneScope(const KnownZoneScope&) = delete;
+    KnownZoneScope& operator=(const KnownZoneScope&) = delete;
+};
 
 /// Formats a time like `strftime`, in the calling thread's locale.
 /// @return the text in UTF-8; empty if it doesn't fit into 128 bytes.

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/ChildProcess.h"
 #include "support/Files.h"
 #include "support/ScratchFolder.h"
 
@@ -33,6 +34,22 @@ TEST_F(FileDescriptorTest, IsCloseOnExec)
     const FileDescriptor file = FileDescriptor::Open(mPath.c_str(), O_WRONLY | O_CREAT);
     ASSERT_TRUE(file.isOpen());
     EXPECT_EQ(::fcntl(file.get(), F_GETFD), FD_CLOEXEC);
+}
+
+// What the application prints would go into the file.
+TEST_F(FileDescriptorTest, IsNeverThatOfAStandardStream)
+{
+    const support::ChildResult child = support::runInChild([this] {
+        ::close(STDIN_FILENO);
+        ::close(STDOUT_FILENO);
+        const FileDescriptor file = FileDescriptor::Open(mPath.c_str(), O_WRONLY | O_CREAT);
+        const bool isAbove = file.get() > STDERR_FILENO;
+        const bool isCloseOnExec = ::fcntl(file.get(), F_GETFD) == FD_CLOEXEC;
+        const bool areClosed =
+            !isOpenInTheSystem(STDIN_FILENO) && !isOpenInTheSystem(STDOUT_FILENO);
+        return isAbove && isCloseOnExec && areClosed ? 0 : 1;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 0");
 }
 
 TEST_F(FileDescriptorTest, LeavesTheReasonWhenItCannotOpen)
