@@ -1,3 +1,4 @@
+#include <csignal>
 #include <memory>
 
 #include <unistd.h>
@@ -6,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "concurrency/LockedElsewhere.h"
+#include "concurrency/NewThreads.h"
 #include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
 #include "support/Waiting.h"
@@ -14,6 +16,7 @@
 namespace qz {
 
 using ::testing::ElementsAre;
+using ::testing::SizeIs;
 using Peer = qzCancelIfParentProcessDiedTestPeer;
 
 namespace {
@@ -53,6 +56,14 @@ TEST_F(qzCancelIfParentProcessDiedWhiteBox, WatchesTheParentFromTheConstruction)
     Peer::Impl& impl = Peer::editImpl(source);
     const qzMutexLocker locker(Peer::editMutex(impl));
     EXPECT_EQ(Peer::editParentProcess(impl).getPid(), ::getppid());
+}
+
+TEST_F(qzCancelIfParentProcessDiedWhiteBox, HasAThreadThatLeavesSignalsFromOutsideToOthers)
+{
+    const NewThreads threads;
+    const qzCancelIfParentProcessDied source;
+    ASSERT_THAT(threads.get(), SizeIs(1));
+    EXPECT_TRUE(isSignalBlocked(threads.get().front(), SIGTERM));
 }
 
 TEST_F(qzCancelIfParentProcessDiedWhiteBox, ReadsTheOtherSourceOnlyWhileTheParentLives)
