@@ -33,15 +33,18 @@
 //   uses the outlets of a forked child  is blocked until the entry    is reported at once, without
 //                                       is written                    rotation and custom handler
 //   forks                               is blocked until the fork is  is reported at once; may hang
-//                                       done                          while the C library has
-//                                                                     locked its memory
+//                                       done; an exception leaves     while the C library has
+//                                       `fork`, which compilers take  locked its memory
+//                                       for a function that never
+//                                       throws, and so terminates
 //   has never converted a text, and is  may hang: the report opens    may hang
 //   in `setlocale` or `newlocale`       converters
 //   is in `malloc`, also on behalf of   may hang: the report needs    may hang
 //   `tzset` or `setlocale`              memory
 //
 // The last two rows are accepted: a report of a crash is worth the risk. In the same way the log
-// thread may hang if it began to wait for the lock of the time zones just before the signal came.
+// thread may hang if it began to wait for the lock of the time zones, or at its start for that of
+// the locales, just before the signal came.
 
 namespace qz::log {
 

@@ -70,6 +70,7 @@ constexpr int kLimitMs = 60000;  // ends a hang
 [[noreturn]] void callForEver(const std::string& function)
 {
     qz::initializeQzSystem(qz::FullInit);
+    qz::qzLog::msInstance->flush();  // the log thread has opened its converters then
     std::cout << "calls of the application" << std::endl;
     const time_t now = ::time(nullptr);
     tm parts = {};
