@@ -12,6 +12,7 @@
 
 #include "Console.h"
 #include "SignalSafety.h"
+#include "frame/base/TimeText.h"
 #include "text/LocalPath.h"
 #include "text/TextServices.h"
 
@@ -33,6 +34,15 @@ const char* getDateFormat(int timeRotation)
         default:
             return "%Y-%m";
     }
+}
+
+// A number that differs from that of each other day. It follows the time zone as the time in a line
+// does.
+long getLocalDay()
+{
+    tm parts = {};
+    if (!getLocalTime(qzSystemUtils::GetSecElapsedSinceEpoch(), parts)) return kNoDay;
+    return parts.tm_year * 1000L + parts.tm_yday;
 }
 
 std::string makeFileName(const qzLogParameters& parameters)
@@ -87,7 +97,7 @@ void LogFile::forget()
     mParameters.requestedPath.clear();
     mParameters.currentFileUtf8.clear();
     mParameters.currentFileLocal.clear();
-    mParameters.currentFileSecond = kNoSecond;
+    mParameters.currentFileDay = kNoDay;
 }
 
 void LogFile::takeOver(const qzLogParameters& inUse)
@@ -95,14 +105,13 @@ void LogFile::takeOver(const qzLogParameters& inUse)
     if (mParameters.requestedPath != inUse.requestedPath) return;
     mParameters.currentFileUtf8 = inUse.currentFileUtf8;
     mParameters.currentFileLocal = inUse.currentFileLocal;
-    mParameters.currentFileSecond = inUse.currentFileSecond;
+    mParameters.currentFileDay = inUse.currentFileDay;
     mParameters.rotationPending = inUse.rotationPending;
 }
 
 void LogFile::resumeChild()
 {
     mParameters.rotationPending = false;
-    mParameters.currentFileSecond = kNoSecond;
 }
 
 bool isSameFile(const qzLogParameters& left, const qzLogParameters& right)
@@ -122,12 +131,10 @@ void LogFile::updateName()
         mParameters.rotationPending = false;
         return;
     }
-    // Within a second a name doesn't change.
-    const long second = mParameters.timeRotation != qzLog::RotateNever
-                            ? qzSystemUtils::GetSecElapsedSinceEpoch()
-                            : 0;
-    if (second == mParameters.currentFileSecond) return;
-    const bool hadName = std::exchange(mParameters.currentFileSecond, second) != kNoSecond;
+    // Within a day a name doesn't change.
+    const long day = mParameters.timeRotation != qzLog::RotateNever ? getLocalDay() : 0;
+    if (day == mParameters.currentFileDay) return;
+    const bool hadName = std::exchange(mParameters.currentFileDay, day) != kNoDay;
     std::string fileName = makeFileName(mParameters);
     if (fileName == mParameters.currentFileUtf8) return;
     mParameters.currentFileLocal = makeLocalName(fileName);
