@@ -281,9 +281,7 @@ TEST_F(ConcurrentPoolTest, HasWorkersThatSleepUntilThereIsASolver)
     const NewThreads workers;
     const ConcurrentPool pool(4);
     ASSERT_THAT(workers.get(), SizeIs(4));
-    for (const long worker : workers.get()) {
-        EXPECT_TRUE(waitUntil([&] { return isAsleep(worker); }));
-    }
+    EXPECT_TRUE(awaitSleep(workers.get()));
 }
 
 TEST_F(ConcurrentPoolTest, HasWorkersThatLeaveSignalsFromOutsideToOthers)

@@ -1,10 +1,14 @@
 #pragma once
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <set>
 #include <string>
 #include <vector>
+
+#include "concurrency/Waiter.h"
+#include "support/Waiting.h"
 
 namespace qz {
 
@@ -18,16 +22,40 @@ inline std::set<long> listThreads()
     return ids;
 }
 
-/// Whether a thread blocks a signal. False for a thread that has ended.
-inline bool isSignalBlocked(long kernelId, int signal)
+/// A line of what the kernel says about a thread, after its label; empty for a thread that has
+/// ended.
+inline std::string readStatus(long kernelId, const std::string& label)
 {
-    const std::string label = "SigBlk:";
     std::ifstream file("/proc/self/task/" + std::to_string(kernelId) + "/status");
     for (std::string line; std::getline(file, line);) {
-        if (line.compare(0, label.size(), label) != 0) continue;
-        return (std::stoull(line.substr(label.size()), nullptr, 16) >> (signal - 1) & 1) != 0;
+        if (line.compare(0, label.size(), label) == 0) return line.substr(label.size());
     }
-    return false;
+    return {};
+}
+
+/// Whether a thread that waits blocks a signal. A thread that has just been started blocks all of
+/// them, so this waits until it sleeps.
+inline bool isSignalBlocked(long kernelId, int signal)
+{
+    if (!support::waitUntil([kernelId] { return isAsleep(kernelId); })) return false;
+    const std::string mask = readStatus(kernelId, "SigBlk:");
+    return !mask.empty() && (std::stoull(mask, nullptr, 16) >> (signal - 1) & 1) != 0;
+}
+
+/// Waits until none of the threads runs, and none has run while they were checked.
+inline bool awaitSleep(const std::vector<long>& kernelIds)
+{
+    const auto readSwitches = [&kernelIds] {
+        std::string switches;
+        for (const long id : kernelIds)
+            switches += readStatus(id, "voluntary_ctxt_switches:");
+        return switches;
+    };
+    return support::waitUntil([&] {
+        const std::string before = readSwitches();
+        return std::all_of(kernelIds.begin(), kernelIds.end(), isAsleep) &&
+               readSwitches() == before;
+    });
 }
 
 /// Finds the threads that were started after its construction.

@@ -25,6 +25,8 @@ namespace {
 static_assert(sizeof(qzCancelIfParentProcessDiedImpl) == 112);
 static_assert(std::is_base_of_v<qzThread, qzCancelIfParentProcessDiedImpl>);
 
+static_assert(std::is_nothrow_destructible_v<qzCancelIfParentProcessDied>);
+
 class qzCancelIfParentProcessDiedWhiteBox : public ::testing::Test {
 protected:
     support::LibraryStart mStart = support::LibraryStart(FullInit);
