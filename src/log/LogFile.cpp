@@ -23,6 +23,7 @@ namespace {
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::size_t kBlockSize = 65536;
 constexpr int kMostWaitMs = 1000;
+constexpr long kUnknownDay = -2;  // of a time that the system can't represent
 
 const char* getDateFormat(int timeRotation)
 {
@@ -41,7 +42,7 @@ const char* getDateFormat(int timeRotation)
 long getLocalDay()
 {
     tm parts = {};
-    if (!getLocalTime(qzSystemUtils::GetSecElapsedSinceEpoch(), parts)) return kNoDay;
+    if (!getLocalTime(qzSystemUtils::GetSecElapsedSinceEpoch(), parts)) return kUnknownDay;
     return parts.tm_year * 1000L + parts.tm_yday;
 }
 
@@ -85,8 +86,8 @@ void LogFile::request(const LogFileRequest& request)
     mParameters.baseName = qzDirUtils::ExtractFileBaseName(fileName);
     // All that is left of the name, so that the file that is written is the one that was asked for.
     mParameters.extension = fileName.substr(mParameters.baseName.size());
-    updateName();  // already now, for a child that is forked before the log thread installs the
-                   // file
+    // Already now, for a child that is forked before the log thread installs the file.
+    updateName();
 }
 
 void LogFile::forget()
