@@ -143,7 +143,8 @@ public:
     /// program. Without an extension, every file is deleted that begins with the base name: "log"
     /// deletes "logbook.odt". Use the long form with `maxFiles` -1 to keep them.
     void installFileHandlerUtf8(const std::string& path);
-    /// Writes entries to a file too, and begins a new file by size or by the calendar.
+    /// Writes entries to a file too, and begins a new file by size or by the calendar. It replaces
+    /// the present file handler in one step, so no entry is without a file in between.
     ///
     /// The file in use is closed between batches, so it may be moved or removed: the next batch
     /// begins a new one. Two rotations of one base name within a second replace each other. If the

@@ -505,10 +505,8 @@ TEST_F(qzLogThreadTest, ChangesTheLevelWithoutItsMutex)
 {
     ASSERT_TRUE(waitUntil([this] { return !mThread.isReconfigurePending(); }));
     mThread.editMutex().lock();
-    {
-        const Call call([] { qzLog::msInstance->setLogLevel(LogLevelAll); });
-        EXPECT_TRUE(call.awaitReturn());
-    }
+    const Call call([] { qzLog::msInstance->setLogLevel(LogLevelAll); });
+    EXPECT_TRUE(call.awaitReturn());
     mThread.editMutex().unlock();
     EXPECT_FALSE(mThread.isReconfigurePending());
 }
