@@ -30,8 +30,12 @@ namespace qz {
 ///         ...
 ///     };
 ///
-///     std::vector<SumSolver> solvers(pool.getWorkerCount(), SumSolver(work));
-///     pool.runSolvers(pointersTo(solvers));
+///     std::list<SumSolver> solvers;  // a solver can't be copied
+///     std::vector<ConcurrentPool::SolverBase*> pointers;
+///     for (unsigned i = 0; i < pool.getWorkerCount(); ++i) {
+///         pointers.push_back(&solvers.emplace_back(work));
+///     }
+///     pool.runSolvers(pointers);
 ///
 /// If the pieces are small, claim them through an atomic index instead, with the mutex at both ends
 /// only.
@@ -81,7 +85,9 @@ public:
         /// Ends the group. An exception of the target ends the process.
         ~ProgressNotifierProxy() override;
 
-        /// Passes progress to the target, and the target's request to stop to the workers.
+        /// Sets the target's current step to 0, since the proxy knows of no progress, and passes
+        /// the target's request to stop on to the workers. The step is finished when the proxy is
+        /// destroyed.
         /// Threads: only on the thread that owns the target.
         void updateProxy();
 
@@ -136,8 +142,8 @@ private:
 
 namespace concurrent {
 
-/// The pool of the process, with a worker for each processor; null unless the library has been
-/// started full.
+/// The pool of the process, with a worker for each processor; with one processor it has no thread.
+/// Null unless the library has been started full and the workers could be started.
 QZ_API ConcurrentPool* GetConcurrentPool();
 
 }  // namespace concurrent

@@ -34,6 +34,9 @@ enum qzLogLevel : int {
 ///     qz::qzLog::msInstance->installFileHandlerUtf8("/var/log/shop/shop.log");
 ///     qz::logInfo() << "ready";
 ///
+/// If std::cout has another stream buffer than at its start, the lines go through that one on the
+/// logger's thread, so it must be safe for that. `setEchoToConsole` switches the console off.
+///
 /// Threads: before a full start one at a time; after it any, and in a custom handler no call waits.
 /// The level may be read and set from any thread and applies to reports that start later.
 class QZ_API qzLog {
@@ -52,9 +55,9 @@ public:
     /// How often a log file gets a new name by the calendar.
     enum TimeRotationInterval : int {
         RotateNever = 0,    ///< Never.
-        RotateDaily = 1,    ///< Each day.
-        RotateWeekly = 2,   ///< Each week, which begins on Sunday.
-        RotateMonthly = 3,  ///< Each month.
+        RotateDaily = 1,    ///< Each day: "-2026-11-14" comes before the extension.
+        RotateWeekly = 2,   ///< Each week from Sunday on: "-2026-W46". New Year begins a week too.
+        RotateMonthly = 3,  ///< Each month: "-2026-11".
     };
 
     /// One report on its way to the outlets.
@@ -75,7 +78,8 @@ public:
 
     /// Receives each batch of entries after the other outlets, with `prefix` filled in. It may
     /// change or empty the list. The second argument is that of `installCustomHandler`. The handler
-    /// isn't entered again while it runs.
+    /// isn't entered again on the thread on which it runs; what it reports itself before a full
+    /// start doesn't reach it.
     using CustomHandler = void (*)(std::list<LogEntry>& batch, void* data);
 
     /// The logger; null before the library's start and after its stop.
@@ -84,7 +88,7 @@ public:
     /// Makes the logger and opens the system log. Does nothing if there is one already.
     /// @param threadSafe gives it its thread at once. See `makeThreadSafe`.
     static void createInstance(bool threadSafe);
-    /// Deletes the logger, if there is one.
+    /// Writes the entries that are queued and deletes the logger, if there is one.
     static void destroyInstance();
 
     /// Makes a logger that echoes to the console, at `LogLevelNormal`. See `createInstance`.
@@ -109,7 +113,11 @@ public:
     void setEchoToConsole(bool echo);
     /// Installs the custom handler, or removes it with null.
     ///
-    /// To replace a handler, install null first.
+    /// To replace a handler, install null first. Once a removal has returned, the handler is no
+    /// longer called. While a log file is in use, the handler runs with the lock that keeps other
+    /// processes out of the folder, so a slow one delays their logs too. An exception of the
+    /// handler ends the process after a full start; before it, it leaves `Write`, and ends the
+    /// process if a report's destructor called that.
     /// @param handler called on the logger's thread, or on the writer's if there is none.
     /// @param data passed to the handler; not owned.
     /// @return false if another handler is installed; nothing changes then.
@@ -118,6 +126,9 @@ public:
     ///
     /// If that changes anything, the next DEBUG entry is preceded by one that lists all channels
     /// that are off. With a logger's thread it is repeated after each later change of a setting.
+    ///
+    /// Beware: a DEBUG entry of a channel that is off ends the batch that it is in. Entries of
+    /// every type that were queued after it are lost, and the custom handler doesn't get the batch.
     /// @param names without the white space around them; the empty name is one like any other.
     void setSubTypeEnabled(const std::vector<std::string>& names, bool enabled);
     /// The same with the names in one text, between any of the characters " /\,;|"; null does
@@ -125,39 +136,51 @@ public:
     void setSubTypeEnabled(const char* names, bool enabled);
 
     /// Writes entries to a file too, in UTF-8 after a byte order mark, one line each. The same as
-    /// the long form without flags and rotation, and with no other file kept: files of the folder
-    /// that begin with its base name and have its extension are removed.
+    /// the long form without flags and rotation, and with no other file kept.
+    ///
+    /// Beware: this deletes every other file of the folder whose name begins with the base name and
+    /// ends with the extension, whoever made it: "app.txt" deletes "app-worker.txt" of another
+    /// program. Without an extension, every file is deleted that begins with the base name: "log"
+    /// deletes "logbook.odt". Use the long form with `maxFiles` -1 to keep them.
     void installFileHandlerUtf8(const std::string& path);
-    /// Writes entries to a file too, and begins a new file by size or by the calendar.
+    /// Writes entries to a file too, and begins a new file by size or by the calendar. It replaces
+    /// the present file handler in one step, so no entry is without a file in between.
     ///
     /// The file in use is closed between batches, so it may be moved or removed: the next batch
     /// begins a new one. Two rotations of one base name within a second replace each other. If the
     /// file can't be made, a CRITICAL entry reports so, and entries go to the console. So do the
     /// entries of a batch for which the file can't be opened. A named pipe without a reader is one
     /// that can't be; what a slow reader of one hasn't taken after a second is lost.
+    ///
+    /// After a full start, the next change of any setting tries a failed installation again, and
+    /// reports again. Until one succeeds, `setEchoToConsole(false)` doesn't silence the console.
+    /// Before a full start the console stays on even after that.
     /// @param path made absolute; empty only removes the present file handler. A path that the
-    /// local
-    ///     character set can't represent can't be made.
+    /// local character set can't represent can't be made.
     /// @param flags the sum of: 1 to remove the previous file; 2 with 1 to rename it instead, with
-    /// the
-    ///     present time in its name; 4 to keep showing entries on the console, which otherwise
-    ///     ends; 8 to make the file with the first entry only.
+    /// the present time in its name; 4 to keep showing entries on the console, which otherwise
+    /// ends; 8 to make the file with the first entry only.
     /// @param maxSize bytes beyond which the next entry begins a new file and the old one gets a
-    ///     name with the time in it; 0 or less for no limit.
+    /// name with the time in it; 0 or less for no limit.
     /// @param maxFiles how many other files to keep that begin with the base name and have the
-    ///     extension, whoever made them; less than 0 keeps all.
+    /// extension, whoever made them; less than 0 keeps all. The others are deleted at the
+    /// installation, at each rotation and when the calendar gives a new name.
     /// @param interval adds the day, the week or the month to the file's name.
     void installFileHandlerExUtf8(const std::string& path, int flags, long maxSize, int maxFiles,
                                   TimeRotationInterval interval);
-    /// Stops writing to a file.
+    /// Stops writing to the file. The echo stays as the file handler has set it: off without flag
+    /// 4, so nothing is shown then until `setEchoToConsole(true)`.
     void removeFileHandler();
-    /// The absolute path that was requested, without the calendar's part; empty for no file.
+    /// The absolute path that was requested, without the calendar's part; empty for no file. After
+    /// a full start also the path of a file that couldn't be made.
     std::string getCurrentLogFileNameUtf8() const;
 
-    /// Sends an entry to the outlets; its strings are empty afterwards.
+    /// Fills in the prefix of an entry, and sends it to the outlets, whatever the level; its
+    /// strings are empty afterwards.
     /// @param synchronous wait until the entry is written.
     void Write(LogEntry& entry, bool synchronous);
-    /// Waits until all entries before it are written. In a custom handler it returns at once.
+    /// Waits until all entries before it are written. In a custom handler, and before a full start,
+    /// it returns at once.
     void flush();
 
     /// The present local time in the form of log lines.
@@ -167,7 +190,9 @@ public:
     /// A DEBUG entry of a switched-off sub-type ends the whole batch: later entries are dropped,
     /// and the custom handler isn't called.
     static void WriteImpl(qzLogParameters& parameters, std::list<LogEntry>& batch);
-    /// Sends an entry to the system log, unless it is of type DEBUG, cut to 16384 bytes.
+    /// Sends an entry to the system log, unless it is of type DEBUG. Title, prefix and message
+    /// together are cut to 16384 bytes. A text that isn't UTF-8, also because the cut has split a
+    /// character, arrives empty.
     /// @param echoToStdErr writes the line to the standard error stream as well.
     static void WriteToSystemLog(const LogEntry& entry, bool echoToStdErr);
 

@@ -31,14 +31,16 @@ inline constexpr bool isNumber = isAmong<T, short, unsigned short, int, unsigned
 /// The destructor hands the text to the log, or drops the report when the text is empty. A report
 /// whose type is switched off costs the test of a flag: its insertions are not even formatted.
 /// Without a logger (before the library's start and after its stop) the line goes to standard
-/// output, or with a system-log tag to the system log and the standard error stream.
+/// output, or with a system-log tag to the system log and the standard error stream; a DEBUG report
+/// with a tag is dropped then.
 ///
 ///     qz::logWarning("network") << "no answer after " << 250 << " ms";
 ///
 /// Reports keep `errno`.
 ///
-/// The text follows the process's global C++ locale. The entry's time is that of construction. An
-/// exception while the report is handed over ends the process.
+/// The text follows the process's global C++ locale of the first insertion. The entry's time is
+/// that of construction. An exception while the report is handed over ends the process.
+///
 /// Threads: an object belongs to the thread that made it.
 class qzLogObject {
 public:
@@ -233,37 +235,43 @@ QZ_LOG_OBJECT_BODY qzLogObject& qzLogObject::operator<<(const SystemError& error
 
 #endif
 
-/// Begins a DEV report; `subType` and `systemLogTag` may be null for none.
+/// Begins a DEV report; `subType` and `systemLogTag` may be null for none. Neither is the text:
+/// `logDev("started")` writes nothing.
 inline qzLogObject logDev(const char* subType = nullptr, const char* systemLogTag = nullptr)
 {
     return qzLogObject(qzLog::Dev, /*synchronous=*/false, subType, systemLogTag);
 }
 
-/// Begins a TRACE report; `subType` and `systemLogTag` may be null for none.
+/// Begins a TRACE report; `subType` and `systemLogTag` may be null for none. Neither is the text:
+/// `logTrace("started")` writes nothing.
 inline qzLogObject logTrace(const char* subType = nullptr, const char* systemLogTag = nullptr)
 {
     return qzLogObject(qzLog::Trace, /*synchronous=*/false, subType, systemLogTag);
 }
 
-/// Begins a DEBUG report; `subType` and `systemLogTag` may be null for none.
+/// Begins a DEBUG report; `subType` and `systemLogTag` may be null for none. Neither is the text:
+/// `logDebug("started")` writes nothing.
 inline qzLogObject logDebug(const char* subType = nullptr, const char* systemLogTag = nullptr)
 {
     return qzLogObject(qzLog::Debug, /*synchronous=*/false, subType, systemLogTag);
 }
 
-/// Begins an INFO report; `subType` and `systemLogTag` may be null for none.
+/// Begins an INFO report; `subType` and `systemLogTag` may be null for none. Neither is the text:
+/// `logInfo("started")` writes nothing.
 inline qzLogObject logInfo(const char* subType = nullptr, const char* systemLogTag = nullptr)
 {
     return qzLogObject(qzLog::Info, /*synchronous=*/false, subType, systemLogTag);
 }
 
 /// Begins a WARNING report, synchronous; `subType` and `systemLogTag` may be null for none.
+/// Neither is the text: `logWarning("started")` writes nothing.
 inline qzLogObject logWarning(const char* subType = nullptr, const char* systemLogTag = nullptr)
 {
     return qzLogObject(qzLog::Warning, /*synchronous=*/true, subType, systemLogTag);
 }
 
 /// Begins a CRITICAL report, synchronous; `subType` and `systemLogTag` may be null for none.
+/// Neither is the text: `logCritical("started")` writes nothing.
 inline qzLogObject logCritical(const char* subType = nullptr, const char* systemLogTag = nullptr)
 {
     return qzLogObject(qzLog::Critical, /*synchronous=*/true, subType, systemLogTag);

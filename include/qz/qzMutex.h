@@ -61,13 +61,16 @@ private:
 /// share one object.
 ///
 /// The file is neither truncated nor inherited by started programs, and links are not followed.
+///
+/// A forked child shares the lock with its parent: what it unlocks is unlocked for both, its `lock`
+/// doesn't wait for the parent, and its destructor removes the file. A child that needs the lock
+/// makes an object of its own.
 class QZ_API qzMutexSystem {
 public:
     /// Opens the lock file, or makes it. A failure, such as a link in its place, is reported;
     /// `lock` and `unlock` then do nothing.
     /// @param name identifies the lock; the file has "_" for each "/" and "." in it. Null stands
-    /// for a
-    ///     random name, which no other process has.
+    /// for a random name, which no other process has.
     explicit qzMutexSystem(const char* name);
     /// Closes and removes the file. Other processes that have it open continue with a file without
     /// a name, and the next one makes a new file.

@@ -61,8 +61,8 @@ public:
     /// ever.
     void startThread(const char* name);
     /// Waits for the end of `run` and joins the system's thread, which may then be started again.
-    /// @param timeoutMs milliseconds; the end is checked every 15 ms, with `msNoLimit` it is
-    /// awaited.
+    /// @param timeoutMs milliseconds. The end is checked every 15 ms, so 0 may sleep that long too;
+    /// a negative value only checks. With `msNoLimit` the call waits for the end itself.
     /// @return false if the timeout expired, or if there is no started thread.
     /// @throws std::system_error if a thread waits for itself with `msNoLimit`.
     bool waitThread(int timeoutMs);
@@ -82,11 +82,13 @@ public:
     /// forked child a text that was made before the fork still has the parent's number.
     static const std::string& CurrentThreadId();
 
-    /// Sleeps. The microseconds are calculated in 32 bits, so 4295 seconds wrap around to 33 ms.
+    /// Sleeps. The microseconds are calculated in 32 bits, so 4295 seconds wrap around to 33 ms. A
+    /// signal ends the sleep early.
     static void sleep(unsigned long seconds);
-    /// Sleeps. The microseconds are calculated in 32 bits and wrap around from 4294968 ms on.
+    /// Sleeps. The microseconds are calculated in 32 bits and wrap around from 4294968 ms on. A
+    /// signal ends the sleep early.
     static void msleep(unsigned long milliseconds);
-    /// Sleeps. Only the low 32 bits are used.
+    /// Sleeps. Only the low 32 bits are used. A signal ends the sleep early.
     static void usleep(unsigned long microseconds);
 
     /// Runs `run` inside the library's guard. For the library's own use.
@@ -145,16 +147,19 @@ public:
     };
 
     /// Starts the thread, which sleeps until there is a function to call.
-    /// @param periodSeconds 0 is taken as 1.
+    /// @param periodSeconds 0 is taken as 1. The milliseconds are calculated in 32 bits, so 4294968
+    /// seconds and more wrap around; 536870912 make 0, and the thread then calls without a pause.
     explicit qzThreadPeriodicalUpdater(unsigned int periodSeconds);
     /// Calls all functions a last time and ends the thread.
     ~qzThreadPeriodicalUpdater() override;
 
     /// Adds a function and makes the thread call all of them at once. A thread that has just been
-    /// started may call them after its first period. A function may add others.
+    /// started may call them after its first period. A function may add others. The call waits
+    /// while functions run.
     void addCallback(void (*callback)(void*), void* userData);
     /// Removes the first entry with this function and argument, if there is one. A function must
-    /// not remove its own entry.
+    /// not remove its own entry. The call waits while functions run, so the function isn't running
+    /// any more when it returns.
     void removeCallback(void (*callback)(void*), void* userData);
 
     /// The loop of the thread.

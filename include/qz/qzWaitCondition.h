@@ -32,7 +32,9 @@ public:
     /// Unlocks the mutex, waits, and locks the mutex again.
     /// @param mutex must be locked by the caller exactly once, since it is unlocked once.
     /// @param timeMs timeout in milliseconds of the wall clock: setting that clock moves the end.
-    /// @return false if the timeout expired, or if the clock can't be read.
+    /// The whole seconds are calculated in 32 bits and wrap around beyond 2147483647.
+    /// @return false if the timeout expired, or if the clock can't be read; true after any other
+    /// error.
     bool wait(qzMutex* mutex, unsigned long timeMs);
     /// Ends the waits of all threads.
     void wakeAll();

@@ -13,7 +13,8 @@ namespace qz {
 class QZ_API qzJob {
 public:
     virtual ~qzJob();
-    /// Called when the queue drops the job without running it. Does nothing by default.
+    /// Called by `qzWorkThread::clearJobs` for a job that it drops, and by nothing else. Does
+    /// nothing by default.
     virtual void onDelete();
 };
 
@@ -38,7 +39,8 @@ public:
 
     /// The loop of the thread.
     void run() override;
-    /// Ends the thread after the running job. The other jobs stay in the queue.
+    /// Ends the thread after the running job. The other jobs stay in the queue. The thread can't be
+    /// used again: after a later start it ends at once.
     virtual void stop();
     /// Runs a job, on the work thread.
     virtual void processJob(qzJob* job) = 0;

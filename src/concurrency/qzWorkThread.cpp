@@ -29,13 +29,19 @@ void qzWorkThread::run()
 }
 
 // Waits until a job may be taken. Must be called with the queue mutex locked.
+// Compatibility: a wait that ends without a wake takes a job as well if there is one, so the idle
+// flag isn't checked again after a wait.
 bool qzWorkThread::waitForWork()
 {
-    while (!mStopRequested && (mIdle || mJobs.empty())) {
-        mIdle = true;
-        mWake.wait(&mQueueMutex, qzWaitCondition::msNoLimit);
+    while (!mStopRequested) {
+        const bool mustWait = mIdle || mJobs.empty();
+        if (mustWait) {
+            mIdle = true;
+            mWake.wait(&mQueueMutex, qzWaitCondition::msNoLimit);
+        }
+        if (!mStopRequested && !mJobs.empty()) return true;
     }
-    return !mStopRequested;
+    return false;
 }
 
 void qzWorkThread::stop()

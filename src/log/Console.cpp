@@ -1,10 +1,13 @@
 #include "Console.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <iostream>
 #include <string>
+#include <typeinfo>
 
 #include <cxxabi.h>
+#include <link.h>
 #include <stdio.h>
 #include <stdio_ext.h>
 #include <unistd.h>
@@ -27,17 +30,71 @@ struct Target {
     int descriptor;
 };
 
+// The memory in which the C++ library has the buffers that it gives the standard streams: a segment
+// of its own file. Found once, since the list of files has a lock.
+class LibraryBuffers {
+public:
+    static const LibraryBuffers& Get()
+    {
+        static const LibraryBuffers buffers;
+        return buffers;
+    }
+
+    bool contain(const void* address) const
+    {
+        const auto place = reinterpret_cast<std::uintptr_t>(address);
+        return place >= mBegin && place < mEnd;
+    }
+
+private:
+    LibraryBuffers() : mBegin(getAddress()), mEnd(mBegin + 1)
+    {
+        ::dl_iterate_phdr(&LibraryBuffers::FindSegment, this);
+    }
+
+    // Of the buffer of std::cout as it is at the load of the library.
+    static std::uintptr_t getAddress()
+    {
+        // Static constructors of a program may report before its streams exist.
+        static const std::ios_base::Init streams;
+        return reinterpret_cast<std::uintptr_t>(std::cout.rdbuf());
+    }
+
+    static int FindSegment(dl_phdr_info* file, std::size_t /*size*/, void* data)
+    {
+        auto& buffers = *static_cast<LibraryBuffers*>(data);
+        for (int i = 0; i < file->dlpi_phnum; ++i) {
+            if (file->dlpi_phdr[i].p_type != PT_LOAD) continue;
+            const std::uintptr_t begin = file->dlpi_addr + file->dlpi_phdr[i].p_vaddr;
+            const std::uintptr_t end = begin + file->dlpi_phdr[i].p_memsz;
+            if (buffers.mBegin < begin || buffers.mBegin >= end) continue;
+            buffers.mBegin = begin;
+            buffers.mEnd = end;
+            return 1;
+        }
+        return 0;
+    }
+
+    std::uintptr_t mBegin;
+    std::uintptr_t mEnd;
+};
+
+// At the load, before the application can have given its streams other buffers.
+[[maybe_unused]] const LibraryBuffers& gLibraryBuffers = LibraryBuffers::Get();
+
 // The buffers that the C++ library gives the standard streams: one that hands everything to stdio,
 // or after `sync_with_stdio(false)` one that writes to the descriptor itself. The second one isn't
-// safe to use while a thread of the application prints.
-bool isOwnBuffer(std::streambuf* buffer, const Target& target)
+// safe to use while a thread of the application prints. An application may have buffers of the same
+// types, and of types that are derived from them.
+bool isOwnBuffer(std::streambuf& buffer, const Target& target)
 {
     using SynchronizedBuffer = __gnu_cxx::stdio_sync_filebuf<char>;
     using UnsynchronizedBuffer = __gnu_cxx::stdio_filebuf<char>;
-    if (auto* const synchronized = dynamic_cast<SynchronizedBuffer*>(buffer))
-        return synchronized->file() == target.file;
-    auto* const unsynchronized = dynamic_cast<UnsynchronizedBuffer*>(buffer);
-    return unsynchronized != nullptr && unsynchronized->fd() == target.descriptor;
+    if (!LibraryBuffers::Get().contain(&buffer)) return false;
+    if (typeid(buffer) == typeid(SynchronizedBuffer))
+        return static_cast<SynchronizedBuffer&>(buffer).file() == target.file;
+    return typeid(buffer) == typeid(UnsynchronizedBuffer) &&
+           static_cast<UnsynchronizedBuffer&>(buffer).fd() == target.descriptor;
 }
 
 // A signal handler may have interrupted this thread within `printf`. The thread would get the lock
@@ -76,11 +133,9 @@ void writeThrough(std::streambuf& buffer, std::string_view line)
 
 void write(const Target& target, std::string_view line)
 {
-    // Static constructors of a program may report before its streams exist.
-    static const std::ios_base::Init streams;
     std::streambuf* const buffer = target.stream.rdbuf();
     if (buffer == nullptr) return;  // so the application has silenced it
-    if (!isOwnBuffer(buffer, target)) {
+    if (!isOwnBuffer(*buffer, target)) {
         writeThrough(*buffer, line);
         return;
     }

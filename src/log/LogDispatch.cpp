@@ -19,15 +19,14 @@ bool isSwitchedOff(const qzLogParameters& parameters, const qzLog::LogEntry& ent
            parameters.subTypeBlacklist.contains(entry.subType);
 }
 
-void writePendingNotice(qzLogParameters& parameters)
+void writeEntry(const qzLogParameters& parameters, log::LogFile& file, qzLog::LogEntry& entry)
 {
-    std::list<qzLog::LogEntry> batch(1);
-    qzLog::LogEntry& notice = batch.front();
-    notice.type = qzLog::Debug;
-    notice.message = std::exchange(parameters.pendingNotice, {});
-    notice.timeMs = qzSystemUtils::GetMSecElapsedSinceEpoch();
-    notice.threadId = qzThread::CurrentThreadId();
-    qzLog::WriteImpl(parameters, batch);
+    entry.computeLogPrefix(true);
+    if (parameters.echoToConsole || parameters.consoleFallback) {
+        log::Console::WriteLine(entry.prefix, entry.message);
+    }
+    file.updateName();
+    if (file.isRequested()) file.write(entry);
 }
 
 // The handler isn't entered again while it runs, for example if it crashes or reports something: it
@@ -39,6 +38,21 @@ void callCustomHandler(const qzLogParameters& parameters, std::list<qzLog::LogEn
     parameters.customHandler(batch, parameters.customHandlerData);
 }
 
+// For the handler the notice is a batch of its own. In the file it is a line of the batch that it
+// comes up in, since a file is opened only once in a batch.
+void writePendingNotice(qzLogParameters& parameters, log::LogFile& file)
+{
+    std::list<qzLog::LogEntry> batch(1);
+    qzLog::LogEntry& notice = batch.front();
+    notice.type = qzLog::Debug;
+    notice.message = std::exchange(parameters.pendingNotice, {});
+    notice.timeMs = qzSystemUtils::GetMSecElapsedSinceEpoch();
+    notice.threadId = qzThread::CurrentThreadId();
+    writeEntry(parameters, file, notice);
+    file.flush();  // before the handler is called, which may read the file
+    callCustomHandler(parameters, batch);
+}
+
 }  // namespace
 
 void qzLog::WriteImpl(qzLogParameters& parameters, std::list<LogEntry>& batch)
@@ -47,17 +61,11 @@ void qzLog::WriteImpl(qzLogParameters& parameters, std::list<LogEntry>& batch)
     for (LogEntry& entry : batch) {
         if (isSwitchedOff(parameters, entry)) return;
         if (entry.type == Debug && !parameters.pendingNotice.empty()) {
-            file.close();  // so that the notice comes between the lines of this batch
-            writePendingNotice(parameters);
+            writePendingNotice(parameters, file);
         }
-        entry.computeLogPrefix(true);
-        if (parameters.echoToConsole || parameters.consoleFallback) {
-            log::Console::WriteLine(entry.prefix, entry.message);
-        }
-        file.updateName();
-        if (file.isRequested()) file.write(entry);
+        writeEntry(parameters, file, entry);
     }
-    file.close();  // before the handler is called, which may read the file
+    file.close();  // before the handler is called, as for the notice
     callCustomHandler(parameters, batch);
 }
 

@@ -23,6 +23,7 @@ namespace {
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::size_t kBlockSize = 65536;
 constexpr int kMostWaitMs = 1000;
+constexpr long kUnknownDay = -2;  // of a time that the system can't represent
 
 const char* getDateFormat(int timeRotation)
 {
@@ -34,6 +35,15 @@ const char* getDateFormat(int timeRotation)
         default:
             return "%Y-%m";
     }
+}
+
+// A number that differs from that of each other day. It follows the time zone as the time in a line
+// does.
+long getLocalDay()
+{
+    tm parts = {};
+    if (!getLocalTime(qzSystemUtils::GetSecElapsedSinceEpoch(), parts)) return kUnknownDay;
+    return parts.tm_year * 1000L + parts.tm_yday;
 }
 
 std::string makeFileName(const qzLogParameters& parameters)
@@ -75,8 +85,8 @@ void LogFile::request(const LogFileRequest& request)
     mParameters.baseName = qzDirUtils::ExtractFileBaseName(fileName);
     // All that is left of the name, so that the file that is written is the one that was asked for.
     mParameters.extension = fileName.substr(mParameters.baseName.size());
-    updateName();  // already now, for a child that is forked before the log thread installs the
-                   // file
+    // Already now, for a child that is forked before the log thread installs the file.
+    updateName();
 }
 
 void LogFile::forget()
@@ -87,7 +97,7 @@ void LogFile::forget()
     mParameters.requestedPath.clear();
     mParameters.currentFileUtf8.clear();
     mParameters.currentFileLocal.clear();
-    mParameters.currentFileSecond = kNoSecond;
+    mParameters.currentFileDay = kNoDay;
 }
 
 void LogFile::takeOver(const qzLogParameters& inUse)
@@ -95,14 +105,13 @@ void LogFile::takeOver(const qzLogParameters& inUse)
     if (mParameters.requestedPath != inUse.requestedPath) return;
     mParameters.currentFileUtf8 = inUse.currentFileUtf8;
     mParameters.currentFileLocal = inUse.currentFileLocal;
-    mParameters.currentFileSecond = inUse.currentFileSecond;
+    mParameters.currentFileDay = inUse.currentFileDay;
     mParameters.rotationPending = inUse.rotationPending;
 }
 
 void LogFile::resumeChild()
 {
     mParameters.rotationPending = false;
-    mParameters.currentFileSecond = kNoSecond;
 }
 
 bool isSameFile(const qzLogParameters& left, const qzLogParameters& right)
@@ -122,12 +131,10 @@ void LogFile::updateName()
         mParameters.rotationPending = false;
         return;
     }
-    // Within a second a name doesn't change.
-    const long second = mParameters.timeRotation != qzLog::RotateNever
-                            ? qzSystemUtils::GetSecElapsedSinceEpoch()
-                            : 0;
-    if (second == mParameters.currentFileSecond) return;
-    const bool hadName = std::exchange(mParameters.currentFileSecond, second) != kNoSecond;
+    // Within a day a name doesn't change.
+    const long day = mParameters.timeRotation != qzLog::RotateNever ? getLocalDay() : 0;
+    if (day == mParameters.currentFileDay) return;
+    const bool hadName = std::exchange(mParameters.currentFileDay, day) != kNoDay;
     std::string fileName = makeFileName(mParameters);
     if (fileName == mParameters.currentFileUtf8) return;
     mParameters.currentFileLocal = makeLocalName(fileName);

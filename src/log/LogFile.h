@@ -71,6 +71,8 @@ public:
     /// Writes a line; to the console if the file can't be opened. The first line opens the file,
     /// whose name must be up to date.
     void write(const qzLog::LogEntry& entry);
+    /// Brings the lines to the file, which stays open.
+    void flush();
     /// Brings the lines to the file and closes it. A later line opens it again.
     void close();
 
@@ -81,7 +83,6 @@ private:
     void begin();
     void rotate();
     void open(int mode);
-    void flush();
 
     bool canOpen() const;
     void makeFolder(std::string& notes) const;

@@ -26,8 +26,16 @@ constexpr std::size_t kUsualTextSize = 128;
 }  // namespace
 
 // Texts and whole numbers need no stream, which costs 300 ns to make: one would show them the same
-// way unless something has been set in it, or the global locale groups digits.
+// way unless something has been set in it, or the locale groups digits.
 struct qzLogObject::Text {
+    Text() : locale(getLocale()) {}
+
+    // A signal may have interrupted a thread that has locked the global locale.
+    static std::locale getLocale()
+    {
+        return log::SignalReport::IsRunning() ? std::locale::classic() : std::locale();
+    }
+
     void insert(std::string_view added)
     {
         if (stream.has_value()) {
@@ -41,7 +49,7 @@ struct qzLogObject::Text {
     template <typename Number>
     void insertNumber(Number value)
     {
-        if (stream.has_value() || std::locale() != std::locale::classic()) {
+        if (stream.has_value() || locale != std::locale::classic()) {
             editStream() << value;
             return;
         }
@@ -60,12 +68,15 @@ struct qzLogObject::Text {
     // Inserts after the text so far.
     std::ostream& editStream()
     {
-        if (!stream.has_value()) stream.emplace(std::move(text), std::ios_base::ate);
+        if (stream.has_value()) return *stream;
+        stream.emplace(std::move(text), std::ios_base::ate);
+        if (stream->getloc() != locale) stream->imbue(locale);
         return *stream;
     }
 
     std::string take() { return stream.has_value() ? std::move(*stream).str() : std::move(text); }
 
+    const std::locale locale;  // the global one of the first insertion
     std::string text;
     std::optional<std::ostringstream> stream;
 };

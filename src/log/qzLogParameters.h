@@ -7,8 +7,8 @@
 
 namespace qz {
 
-/// No second since the epoch.
-inline constexpr long kNoSecond = -1;
+/// No day.
+inline constexpr long kNoDay = -1;
 
 /// The settings that a batch of entries is written under, and which file is in use.
 /// The order of the fields is fixed; additions come last.
@@ -30,7 +30,7 @@ struct qzLogParameters {
     std::string requestedPath;
     std::string currentFileUtf8;
     std::string currentFileLocal;
-    long currentFileSecond = kNoSecond;  // in which the current name was made
+    long currentFileDay = kNoDay;  // on which the current name was made
 };
 
 /// Compares what callers can set: neither the notice nor the file in use.

@@ -1,6 +1,7 @@
 #include <qz/ConcurrentPool.h>
 
 #include <atomic>
+#include <csignal>
 #include <filesystem>
 #include <functional>
 #include <iterator>
@@ -8,6 +9,7 @@
 #include <mutex>
 #include <numeric>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -23,6 +25,7 @@
 #include <qz/qzThread.h>
 
 #include "ConcurrentPoolTestPeer.h"
+#include "NewThreads.h"
 #include "Waiter.h"
 #include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
@@ -36,6 +39,7 @@ using support::runInChild;
 using support::waitUntil;
 using ::testing::Each;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::SizeIs;
 
 namespace {
@@ -49,6 +53,8 @@ static_assert(
 static_assert(sizeof(ConcurrentPool::ProgressNotifierProxy) ==
               sizeof(qzProgressNotifierCancelSupportOnly) + sizeof(void*));
 static_assert(sizeof(SolverBase) == 32);
+static_assert(std::is_nothrow_destructible_v<ConcurrentPool> &&
+              std::is_nothrow_destructible_v<ConcurrentPool::ProgressNotifierProxy>);
 
 // Does what it is given to do, with the mutex held.
 class TestSolver : public SolverBase {
@@ -258,12 +264,51 @@ TEST_F(ConcurrentPoolTest, FinishesASolverBeforeItEnds)
         hasEnded = true;
     });
     auto pool = std::make_unique<ConcurrentPool>(2);
-    const Waiter caller([&] { pool->runSolvers(solvers.get()); });
+    Peer::startSolver(*pool, solvers.get().front());
     ASSERT_TRUE(waitUntil([&] { return hasBegun.load(); }));
+    const Waiter ender([&] {
+        pool.reset();
+        EXPECT_TRUE(hasEnded);
+    });
+    EXPECT_TRUE(ender.awaitSleep());
+    EXPECT_FALSE(ender.isDone());
     mayEnd = true;
-    ASSERT_TRUE(caller.awaitDone());
-    pool.reset();
-    EXPECT_TRUE(hasEnded);
+    EXPECT_TRUE(ender.awaitDone());
+}
+
+TEST_F(ConcurrentPoolTest, HasWorkersThatSleepUntilThereIsASolver)
+{
+    const NewThreads workers;
+    const ConcurrentPool pool(4);
+    ASSERT_THAT(workers.get(), SizeIs(4));
+    EXPECT_TRUE(awaitSleep(workers.get()));
+}
+
+TEST_F(ConcurrentPoolTest, HasWorkersThatLeaveSignalsFromOutsideToOthers)
+{
+    const NewThreads workers;
+    const ConcurrentPool pool(4);
+    ASSERT_THAT(workers.get(), SizeIs(4));
+    for (const long worker : workers.get()) {
+        EXPECT_TRUE(isSignalBlocked(worker, SIGTERM));
+    }
+}
+
+TEST_F(ConcurrentPoolTest, EndsTheProcessWhenASolverThrows)
+{
+    const ChildResult result = runInChild([] {
+        ConcurrentPool pool(2);
+        const Solvers solvers(
+            1, [](qzMutex&, qzWaitCondition&) { throw std::runtime_error("unsolved"); });
+        try {
+            pool.runSolvers(solvers.get());
+        } catch (const std::exception&) {
+            return 1;
+        }
+        return 2;
+    });
+    EXPECT_EQ(result.getEnd(), "signal 6");
+    EXPECT_THAT(result.out, HasSubstr("Catch an exception : 'std::runtime_error(\"unsolved\")'"));
 }
 
 TEST_F(ConcurrentPoolTest, ComesAndGoesManyTimes)
@@ -331,6 +376,23 @@ TEST_F(ConcurrentPoolTest, KeepsTheOrderOfItsFields)
     EXPECT_THAT(Peer::getOffsets(pool), ElementsAre(0, 24, 40, 56, 72, 88, 92));
 }
 
+TEST_F(ConcurrentPoolTest, KeepsTheLayoutOfItsWorkers)
+{
+    class OtherThread : public qzThread {
+    public:
+        void run() override {}
+    };
+    const OtherThread other;
+    const ConcurrentPool pool(2);
+    const void* const worker = Peer::getWorker(pool);
+    EXPECT_EQ(readField<const SolverBase*>(worker, Peer::kSolverOffset), nullptr);
+    EXPECT_EQ(readField<const ConcurrentPool*>(worker, Peer::kPoolOffset), &pool);
+    EXPECT_TRUE(readField<bool>(worker, Peer::kKeepRunningOffset));
+    for (int slot = 0; slot < 3; ++slot) {
+        EXPECT_NE(getSlot(worker, slot), getSlot(&other, slot)) << slot;
+    }
+}
+
 // --- Progress of the workers -----------------------------------------------------------------
 
 TEST(ConcurrentPoolProgressTest, IsOneStepOnItsTarget)
@@ -346,6 +408,15 @@ TEST(ConcurrentPoolProgressTest, IsOneStepOnItsTarget)
         EXPECT_EQ(target.getGlobalProgress(), 0.0F) << "workers report no progress";
     }
     EXPECT_EQ(target.getGlobalProgress(), 0.5F);
+}
+
+TEST(ConcurrentPoolProgressTest, SetsTheStepOfItsTargetBackWithEachTransfer)
+{
+    qzProgressNotifierBase target;
+    ConcurrentPool::ProgressNotifierProxy proxy(target);
+    target.setCurrentStepProgress(0.5);
+    proxy.updateProxy();
+    EXPECT_EQ(target.getGlobalProgress(), 0.0F);
 }
 
 TEST(ConcurrentPoolProgressTest, PassesARequestOnOnce)

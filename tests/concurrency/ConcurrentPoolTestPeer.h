@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstring>
 #include <list>
 #include <memory>
 #include <vector>
@@ -19,6 +20,20 @@ public:
                 findOffset(pool, pool.mSolverCondition), findOffset(pool, pool.mWorkAvailable),
                 findOffset(pool, pool.mAllDone),         findOffset(pool, pool.mPendingSolvers),
                 findOffset(pool, pool.mWorkerCount)};
+    }
+    /// The first worker, whose class is private to the library.
+    static void* getWorker(const ConcurrentPool& pool) { return pool.mWorkers.front().get(); }
+    /// Where a worker has its solver, its pool and the flag that keeps it running.
+    static constexpr std::size_t kSolverOffset = 56;
+    static constexpr std::size_t kPoolOffset = 64;
+    static constexpr std::size_t kKeepRunningOffset = 72;
+    /// Hands a solver to the first worker, and doesn't wait for its end.
+    static void startSolver(ConcurrentPool& pool, ConcurrentPool::SolverBase* solver)
+    {
+        const qzMutexLocker locker(pool.mMutex);
+        std::memcpy(static_cast<char*>(getWorker(pool)) + kSolverOffset, &solver, sizeof solver);
+        pool.mPendingSolvers = 1;
+        pool.mWorkAvailable.wakeAll();
     }
     static std::size_t getThreadCount(const ConcurrentPool& pool) { return pool.mWorkers.size(); }
     static qzMutex& editMutex(ConcurrentPool& pool) { return pool.mMutex; }

@@ -5,18 +5,16 @@
 #include <random>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <qz/qzMutex.h>
-
-#include "Waiter.h"
 #include "io/VirtualSlots.h"
+#include "log/ConsoleRecorder.h"
 #include "qzProgressNotifierTestPeer.h"
 #include "support/Allocations.h"
+#include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
 #include "support/OutputCapture.h"
 
@@ -40,6 +38,7 @@ static_assert(sizeof(qzProgressNotifierConsoleView) == 64);
 static_assert(sizeof(qzProgressNotifierGroupCloser) == 8);
 static_assert(std::has_virtual_destructor_v<qzProgressMonitorable>);
 static_assert(!std::is_copy_constructible_v<qzProgressNotifierBase>);
+static_assert(std::is_nothrow_destructible_v<qzProgressNotifierGroupCloser>);
 
 // Records each figure that it is given.
 class Recorder : public qzProgressNotifierBase {
@@ -60,8 +59,33 @@ public:
 
 class Source : public qzCancelInterfaceReadOnly {
 public:
-    bool shouldCancel() const override { return isSet; }
+    bool shouldCancel() const override
+    {
+        ++checks;
+        return isSet;
+    }
     bool isSet = false;
+    mutable int checks = 0;
+};
+
+// Counts the calls of its virtual functions.
+template <typename Notifier>
+class CountingNotifier : public Notifier {
+public:
+    CountingNotifier() : Notifier(nullptr, nullptr) {}
+    void setInternalCancelFlag(bool cancel) override
+    {
+        ++flagCalls;
+        Notifier::setInternalCancelFlag(cancel);
+    }
+    void beginStepGroupWeights(const std::vector<double>& weights, double firstStepMaxProgress,
+                               qzProgressNotifierGroupCloser* closer) override
+    {
+        ++groupCalls;
+        Notifier::beginStepGroupWeights(weights, firstStepMaxProgress, closer);
+    }
+    int flagCalls = 0;
+    int groupCalls = 0;
 };
 
 std::pair<double, double> getStep(qzProgressNotifierInterface& notifier)
@@ -271,6 +295,13 @@ TEST(qzProgressNotifierBaseTest, ReportsTheZeroOfAReset)
     EXPECT_THAT(notifier.figures, ElementsAre(0.0F));
 }
 
+TEST(qzProgressNotifierBaseTest, BeginsTheRootGroupOfAResetThroughTheVirtualFunction)
+{
+    CountingNotifier<qzProgressNotifierBase> notifier;
+    notifier.resetNotifier();
+    EXPECT_EQ(notifier.groupCalls, 1);
+}
+
 TEST(qzProgressNotifierBaseTest, AllocatesNothingForAnUpdate)
 {
     qzProgressNotifierBase notifier;
@@ -309,6 +340,27 @@ TYPED_TEST(qzProgressNotifierCancel, ComesFromAnyOfThreeSources)
     EXPECT_TRUE(this->mNotifier.shouldCancel());
     this->mNotifier.setInternalCancelFlag(false);
     EXPECT_FALSE(this->mNotifier.shouldCancel());
+}
+
+TYPED_TEST(qzProgressNotifierCancel, ChecksTheInterfaceOnlyWhenNoFlagIsSet)
+{
+    this->mFlag = true;
+    EXPECT_TRUE(this->mNotifier.shouldCancel());
+    this->mFlag = false;
+    this->mNotifier.setInternalCancelFlag(true);
+    EXPECT_TRUE(this->mNotifier.shouldCancel());
+    EXPECT_EQ(this->mSource.checks, 0);
+    this->mNotifier.setInternalCancelFlag(false);
+    EXPECT_FALSE(this->mNotifier.shouldCancel());
+    EXPECT_EQ(this->mSource.checks, 1);
+}
+
+TYPED_TEST(qzProgressNotifierCancel, GoesThroughTheVirtualFlagFunction)
+{
+    CountingNotifier<TypeParam> notifier;
+    notifier.cancel();
+    EXPECT_EQ(notifier.flagCalls, 1);
+    EXPECT_TRUE(notifier.shouldCancel());
 }
 
 TYPED_TEST(qzProgressNotifierCancel, IsClearedByAResetButNotOutside)
@@ -403,82 +455,19 @@ TEST(qzProgressNotifierGroupCloserTest, ForgetsANotifierThatThrows)
     EXPECT_EQ(Peer::getNotifier(closer), nullptr);
 }
 
-// --- The proxy for several threads -----------------------------------------------------------
-
-class qzProgressNotifierThreadSafeProxyTest : public ::testing::Test {
-protected:
-    support::LibraryStart mLibrary{FullInit};
-    Recorder mTarget;
-    qzProgressNotifierThreadSafeProxy mProxy{&mTarget};
-};
-
-TEST_F(qzProgressNotifierThreadSafeProxyTest, PassesEverythingOn)
+TEST(qzProgressNotifierGroupCloserTest, EndsTheProcessWhenTheEndOfItsGroupThrows)
 {
-    mProxy.beginStepGroupWeights({1, 3}, 1, nullptr);
-    mProxy.changeCurrentStep(10, 1);
-    mProxy.setCurrentStepProgress(4);
-    mProxy.incrementCurrentStepProgress(1);
-    EXPECT_EQ(mProxy.getGlobalProgress(), 0.625F);
-    EXPECT_EQ(getStep(mProxy), std::pair(5.0, 10.0));
-    mProxy.setCurrentStepMaxProgress(2);
-    EXPECT_EQ(getStep(mProxy), std::pair(0.0, 2.0));
-    mProxy.endStepGroup();
-    EXPECT_EQ(mTarget.getGlobalProgress(), 1.0F);
-    mProxy.cancel();
-    EXPECT_TRUE(mTarget.shouldCancel());
-    mProxy.setInternalCancelFlag(false);
-    EXPECT_FALSE(mProxy.shouldCancel());
-    mTarget.cancel();
-    EXPECT_TRUE(mProxy.shouldCancel());
-    mProxy.resetNotifier();
-    EXPECT_FALSE(mProxy.shouldCancel());
-    EXPECT_EQ(mProxy.getGlobalProgress(), 0.0F);
-}
-
-TEST_F(qzProgressNotifierThreadSafeProxyTest, ClosesGroupsUnderItsLock)
-{
-    qzProgressNotifierGroupCloser closer;
-    mProxy.beginStepGroupWeights({1, 1}, 1, &closer);
-    EXPECT_EQ(Peer::getNotifier(closer), &mProxy);
-
-    qzMutex& mutex = Peer::editMutex(mProxy);
-    mutex.lock();
-    Waiter waiter([&] { closer.forgiveNotifier(/*endGroup=*/true); });
-    EXPECT_TRUE(waiter.awaitSleep());
-    EXPECT_FALSE(waiter.isDone());
-    EXPECT_EQ(Peer::getGroups(mTarget).size(), 2U);
-    mutex.unlock();
-    EXPECT_TRUE(waiter.awaitDone());
-    EXPECT_EQ(Peer::getGroups(mTarget).size(), 1U);
-}
-
-TEST_F(qzProgressNotifierThreadSafeProxyTest, CancelsAndPollsWithoutItsLock)
-{
-    qzMutex& mutex = Peer::editMutex(mProxy);
-    mutex.lock();
-    const Waiter waiter([&] {
-        mProxy.cancel();
-        EXPECT_TRUE(mProxy.shouldCancel());
+    const support::ChildResult result = support::runInChild([] {
+        try {
+            ThrowingNotifier notifier;
+            qzProgressNotifierGroupCloser closer;
+            closer.setNotifier(&notifier);
+        } catch (const std::runtime_error&) {
+            return 1;
+        }
+        return 2;
     });
-    EXPECT_TRUE(waiter.awaitDone());
-    mutex.unlock();
-}
-
-TEST_F(qzProgressNotifierThreadSafeProxyTest, LosesNoIncrementOfManyThreads)
-{
-    constexpr int kThreads = 4;
-    constexpr int kIncrements = 2000;
-    mProxy.setCurrentStepMaxProgress(kThreads * kIncrements);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back([this] {
-            for (int step = 0; step < kIncrements; ++step)
-                mProxy.incrementCurrentStepProgress(1);
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(mProxy.getGlobalProgress(), 1.0F);
+    EXPECT_EQ(result.getEnd(), "signal 6");
 }
 
 // --- The bar ---------------------------------------------------------------------------------
@@ -489,6 +478,15 @@ TEST(qzProgressNotifierConsoleViewTest, ShowsAnEmptyBarAtOnce)
     const qzProgressNotifierConsoleView view(nullptr, 10, nullptr);
     support::flushStandardStreams();
     EXPECT_EQ(capture.getText(), "\r[          ] 0%  ");
+}
+
+TEST(qzProgressNotifierConsoleViewTest, FlushesNothing)
+{
+    const ConsoleRecorder console;
+    qzProgressNotifierConsoleView view(nullptr, 10, nullptr);
+    view.setCurrentStepProgress(1);
+    EXPECT_EQ(console.getText(), "\r[          ] 0%  \r[==========] 100%  ");
+    EXPECT_EQ(console.getFlushCount(), 0);
 }
 
 TEST(qzProgressNotifierConsoleViewTest, ShowsEachWholePercentOnce)
@@ -540,6 +538,8 @@ TEST_P(qzProgressNotifierBar, LooksAsItsRow)
 INSTANTIATE_TEST_SUITE_P(
     Rows, qzProgressNotifierBar,
     ::testing::Values(BarRow{"Half", 4, 0.5F, "\r[==  ] 50%  "},
+                      // The length is calculated in float, the percentage in double.
+                      BarRow{"SevenTenths", 10, 0.7F, "\r[=======   ] 69%  "},
                       BarRow{"RoundsDown", 3, 0.67F, "\r[== ] 67%  "},
                       BarRow{"Negative", 4, -0.5F, "\r[    ] -50%  "},
                       BarRow{"AboveOne", 4, 1.5F, "\r[======] 150%  "},

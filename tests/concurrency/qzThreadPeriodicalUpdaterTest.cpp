@@ -1,4 +1,5 @@
 #include <atomic>
+#include <csignal>
 #include <memory>
 #include <regex>
 #include <string>
@@ -13,6 +14,7 @@
 #include <qz/qzThread.h>
 
 #include "LockedElsewhere.h"
+#include "NewThreads.h"
 #include "PlatformCalls.h"
 #include "io/VirtualSlots.h"
 #include "qzThreadTestPeer.h"
@@ -25,6 +27,7 @@ namespace qz {
 using support::LibraryStart;
 using support::waitUntil;
 using ::testing::ElementsAre;
+using ::testing::SizeIs;
 
 namespace {
 
@@ -99,6 +102,14 @@ TEST_F(qzThreadPeriodicalUpdaterTest, RunsFromItsMakingOn)
     EXPECT_TRUE(updater.isRunning());
     EXPECT_EQ(qzThreadTestPeer::getDescription(updater),
               "N2qz25qzThreadPeriodicalUpdaterE " + updater.getThreadId());
+}
+
+TEST_F(qzThreadPeriodicalUpdaterTest, LeavesSignalsFromOutsideToOtherThreads)
+{
+    const NewThreads threads;
+    const qzThreadPeriodicalUpdater updater(kHourSeconds);
+    ASSERT_THAT(threads.get(), SizeIs(1));
+    EXPECT_TRUE(isSignalBlocked(threads.get().front(), SIGTERM));
 }
 
 TEST_F(qzThreadPeriodicalUpdaterTest, CallsAtOnceWhatIsAdded)

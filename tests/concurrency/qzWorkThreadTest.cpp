@@ -239,6 +239,24 @@ TEST_F(qzWorkThreadTest, LeavesJobsThatWereAddedAheadOfTheFirstWake)
     EXPECT_TRUE(waitUntil([&] { return thread.mDone == 1; }));
 }
 
+TEST_F(qzWorkThreadTest, TakesOneJobAfterAWaitThatEndsWithoutAWake)
+{
+    TestWorkThread thread;
+    TestJob first;
+    TestJob second;
+    thread.beginWake();
+    thread.addJob(&first);
+    thread.addJob(&second);
+    Peer::editQueueMutex(thread).unlock();
+    EXPECT_TRUE(waitUntil([&] {
+        Peer::editWake(thread).wakeAll();
+        return thread.getDone() > 0;
+    }));
+    EXPECT_TRUE(Peer::isIdle(thread)) << "it still waits for the end of a change";
+    give(thread, {});
+    EXPECT_TRUE(thread.awaitDone(2));
+}
+
 TEST_F(qzWorkThreadTest, HoldsTheJobsMutexDuringAJobAndNotTheQueues)
 {
     TestWorkThread thread;

@@ -18,6 +18,7 @@ public:
         return thread.mIdle;
     }
     static bool isStopRequested(const qzWorkThread& thread) { return thread.mStopRequested; }
+    static qzWaitCondition& editWake(qzWorkThread& thread) { return thread.mWake; }
     static qzMutex& editQueueMutex(qzWorkThread& thread) { return thread.mQueueMutex; }
     static qzMutex& editJobMutex(qzWorkThread& thread) { return thread.mJobMutex; }
 

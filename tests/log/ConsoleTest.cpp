@@ -5,6 +5,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <ext/stdio_filebuf.h>
+#include <ext/stdio_sync_filebuf.h>
 #include <iostream>
 #include <stdexcept>
 #include <streambuf>
@@ -90,6 +92,44 @@ TEST_P(ConsoleTest, GoesThroughABufferOfTheApplicationWhateverTheStatesOfItsStre
     logWarning() << "line";
     std::cout.clear();
     EXPECT_THAT(takeMessages(console.getFlushedText()), ElementsAre("line"));
+}
+
+// A buffer of the application may be of the type that the C++ library uses itself.
+TEST_P(ConsoleTest, GoesThroughAFileBufferOfTheApplicationOnItsOwnDescriptor)
+{
+    const ChildResult child = runInChild([] {
+        const LibraryStart library(GetParam());
+        __gnu_cxx::stdio_filebuf<char> buffer(STDOUT_FILENO, std::ios_base::out);
+        std::streambuf* const before = std::cout.rdbuf(&buffer);
+        std::cout << "application\n";
+        logWarning() << "line";
+        std::cout.rdbuf(before);
+        return 0;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 0");
+    EXPECT_THAT(splitLines(child.out), ElementsAre("application", EndsWith(" : line")));
+}
+
+TEST_P(ConsoleTest, GoesThroughABufferThatIsDerivedFromThatOfTheStream)
+{
+    class Tee : public __gnu_cxx::stdio_sync_filebuf<char> {
+    public:
+        Tee() : stdio_sync_filebuf(stdout) {}
+        std::string text;
+
+    private:
+        std::streamsize xsputn(const char* added, std::streamsize size) override
+        {
+            text.append(added, static_cast<std::size_t>(size));
+            return size;
+        }
+    };
+    const LibraryStart library(GetParam());
+    Tee tee;
+    std::streambuf* const before = std::cout.rdbuf(&tee);
+    logWarning() << "line";
+    std::cout.rdbuf(before);
+    EXPECT_THAT(takeMessages(tee.text), ElementsAre("line"));
 }
 
 TEST_P(ConsoleTest, GoesOnWhenABufferOfTheApplicationThrows)

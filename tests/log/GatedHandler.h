@@ -38,6 +38,15 @@ public:
         std::unique_lock lock(mMutex);
         mChanged.wait(lock, [this] { return mIsInside; });
     }
+    /// Lets the log thread go on to its next batch, and holds it there.
+    void holdNext()
+    {
+        std::unique_lock lock(mMutex);
+        const std::size_t count = mBatches.size();
+        mMayLeave = true;
+        mChanged.notify_all();
+        mChanged.wait(lock, [&] { return mBatches.size() > count; });
+    }
     /// Lets the log thread go on.
     void release()
     {
@@ -87,7 +96,8 @@ private:
         mBatches.push_back(joined);
         mIsInside = true;
         mChanged.notify_all();
-        mChanged.wait(lock, [this] { return mIsOpen; });
+        mChanged.wait(lock, [this] { return mIsOpen || mMayLeave; });
+        mMayLeave = false;
         mIsInside = false;
     }
 
@@ -95,6 +105,7 @@ private:
     std::condition_variable mChanged;
     bool mIsOpen = true;
     bool mIsInside = false;
+    bool mMayLeave = false;  // once
     std::vector<std::string> mBatches;
     std::vector<std::string> mMessages;
 };

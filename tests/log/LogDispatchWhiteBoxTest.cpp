@@ -1,5 +1,7 @@
 // The way of a batch to its outlets, under settings that nothing public makes alone.
 
+#include <unistd.h>
+
 #include <cstddef>
 #include <iostream>
 #include <list>
@@ -19,10 +21,12 @@
 #include <qz/qzThread.h>
 
 #include "log/ConsoleRecorder.h"
+#include "log/LogFile.h"
 #include "log/LogReference.h"
 #include "log/qzLogParameters.h"
 #include "log/qzLogTestPeer.h"
 #include "support/LibraryStart.h"
+#include "support/ScratchFolder.h"
 
 namespace qz {
 
@@ -44,6 +48,13 @@ std::ptrdiff_t getOffset(Field qzLogParameters::*field)
     static const qzLogParameters parameters;
     return reinterpret_cast<const char*>(&(parameters.*field)) -
            reinterpret_cast<const char*>(&parameters);
+}
+
+// All six together.
+std::string getNames(const qzLogParameters& parameters)
+{
+    return parameters.folder + parameters.baseName + parameters.extension +
+           parameters.requestedPath + parameters.currentFileUtf8 + parameters.currentFileLocal;
 }
 
 Entry makeEntry(int type, const std::string& message, const std::string& subType = {})
@@ -118,7 +129,7 @@ TEST(qzLogParametersTest, HasItsFieldsInTheirOrder)
     EXPECT_EQ(getOffset(&Fields::requestedPath), 216);
     EXPECT_EQ(getOffset(&Fields::currentFileUtf8), 248);
     EXPECT_EQ(getOffset(&Fields::currentFileLocal), 280);
-    EXPECT_EQ(getOffset(&Fields::currentFileSecond), 312);
+    EXPECT_EQ(getOffset(&Fields::currentFileDay), 312);
 }
 
 TEST_F(LogDispatchTest, BeginsWithSettingsThatOnlyEcho)
@@ -381,6 +392,93 @@ TEST_F(LogDispatchTest, KeepsTheDataThatCameWithAHandlerAndThatCameWithNull)
     EXPECT_EQ(kept.customHandler, nullptr);
     EXPECT_EQ(kept.customHandlerData, &second);
 }
+
+TEST_F(LogDispatchTest, KeepsTheRulesOfAFileThatIsRemoved)
+{
+    qzLog& log = *qzLog::msInstance;
+    const support::ScratchFolder folder;
+    log.installFileHandlerExUtf8(folder.getPath("log.txt"), 4, 1000, 7, qzLog::RotateDaily);
+    log.removeFileHandler();
+    const qzLogParameters& kept = qzLogTestPeer::editParameters(log);
+    EXPECT_EQ(getNames(kept), "");
+    EXPECT_EQ(kept.maxFileSize, 1000);
+    EXPECT_EQ(kept.maxFileCount, 7);
+    EXPECT_EQ(kept.fileFlags, 4);
+    EXPECT_EQ(kept.timeRotation, qzLog::RotateDaily);
+    EXPECT_TRUE(kept.echoToConsole);
+}
+
+TEST_F(LogDispatchTest, LosesTheRulesOfAFileThatCannotBeMade)
+{
+    qzLog& log = *qzLog::msInstance;
+    const support::ScratchFolder folder;
+    folder.write("file", "");
+    log.installFileHandlerExUtf8(folder.getPath("file/log.txt"), 4, 1000, 7, qzLog::RotateDaily);
+    const qzLogParameters& kept = qzLogTestPeer::editParameters(log);
+    EXPECT_EQ(getNames(kept), "");
+    EXPECT_EQ(kept.fileFlags + kept.maxFileCount + kept.maxFileSize, 0);
+    EXPECT_EQ(kept.timeRotation, qzLog::RotateNever);
+    EXPECT_FALSE(kept.rotationPending);
+    EXPECT_FALSE(kept.echoToConsole);
+    EXPECT_TRUE(kept.consoleFallback);
+}
+
+TEST_F(LogDispatchTest, RemovesOldFilesOnANewDayInAForkedChildToo)
+{
+    const support::ScratchFolder folder;
+    folder.write("log-2000-01-01.txt", "");
+    log::LogFile(mParameters).request({folder.getPath("log.txt"), 0, -1, 0, qzLog::RotateDaily});
+    mParameters.rotationPending = false;
+    mParameters.currentFileUtf8 = folder.getPath("log-2000-01-01.txt");
+    mParameters.currentFileDay = 0;
+    log::LogFile(mParameters).resumeChild();
+    dispatch({makeEntry(qzLog::Info, "text")});
+    EXPECT_NE(::access(folder.getPath("log-2000-01-01.txt").c_str(), F_OK), 0);
+    EXPECT_EQ(::access(mParameters.currentFileUtf8.c_str(), F_OK), 0);
+}
+
+struct SettingRow {
+    const char* name;
+    bool isSetting;
+    void (*change)(qzLogParameters& parameters);
+};
+
+class LogSettings : public ::testing::TestWithParam<SettingRow> {};
+
+TEST_P(LogSettings, AreTheSameExceptForTheirRow)
+{
+    qzLogParameters left;
+    const qzLogParameters right;
+    EXPECT_TRUE(haveSameSettings(left, right));
+    GetParam().change(left);
+    EXPECT_EQ(haveSameSettings(left, right), !GetParam().isSetting);
+    EXPECT_EQ(haveSameSettings(right, left), !GetParam().isSetting);
+}
+
+using Fields = qzLogParameters;
+const SettingRow kSettingRows[] = {
+    {"customHandler", true, [](Fields& fields) { fields.customHandler = [](Batch&, void*) {}; }},
+    {"customHandlerData", true, [](Fields& fields) { fields.customHandlerData = &fields; }},
+    {"subTypeBlacklist", true, [](Fields& fields) { fields.subTypeBlacklist = {"a"}; }},
+    {"pendingNotice", false, [](Fields& fields) { fields.pendingNotice = "a"; }},
+    {"fileFlags", true, [](Fields& fields) { fields.fileFlags = 1; }},
+    {"maxFileCount", true, [](Fields& fields) { fields.maxFileCount = 1; }},
+    {"maxFileSize", true, [](Fields& fields) { fields.maxFileSize = 1; }},
+    {"timeRotation", true, [](Fields& fields) { fields.timeRotation = qzLog::RotateDaily; }},
+    {"echoToConsole", true, [](Fields& fields) { fields.echoToConsole = false; }},
+    {"consoleFallback", true, [](Fields& fields) { fields.consoleFallback = true; }},
+    {"rotationPending", false, [](Fields& fields) { fields.rotationPending = true; }},
+    {"folder", true, [](Fields& fields) { fields.folder = "a"; }},
+    {"baseName", true, [](Fields& fields) { fields.baseName = "a"; }},
+    {"extension", true, [](Fields& fields) { fields.extension = "a"; }},
+    {"requestedPath", true, [](Fields& fields) { fields.requestedPath = "a"; }},
+    {"currentFileUtf8", false, [](Fields& fields) { fields.currentFileUtf8 = "a"; }},
+    {"currentFileLocal", false, [](Fields& fields) { fields.currentFileLocal = "a"; }},
+    {"currentFileDay", false, [](Fields& fields) { fields.currentFileDay = 1; }},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, LogSettings, ::testing::ValuesIn(kSettingRows),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 // --- Random batches against a model of the rules
 

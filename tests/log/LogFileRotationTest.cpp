@@ -249,6 +249,13 @@ TEST_P(LogRotation, FollowsTheCalendarAsInTheRows)
     }
 }
 
+TEST_P(LogRotation, FollowsTheTimeZoneWithinASecond)
+{
+    run({install("log.txt", 0, -1, -1, 1), "write|1", "zone|BBB-14", "write|2"});
+    EXPECT_THAT(list(), ElementsAre(Pair("log-2026-11-14.txt", "BOM 1"),
+                                    Pair("log-2026-11-15.txt", "BOM 2")));
+}
+
 TEST_P(LogRotation, PutsTheTimeBehindTheDay)
 {
     run({install("log.txt", 0, 1, -1, 1), "write|1", "write|2"});
@@ -262,6 +269,15 @@ TEST_P(LogBatchRotation, LeavesABatchInItsFileWhenTheDayChangesInIt)
          "release", "write|3"});
     EXPECT_THAT(list(), ElementsAre(Pair("log-2026-11-15.txt", "BOM 3")))
         << "the old file goes with the first line of the new one";
+}
+
+TEST_P(LogBatchRotation, LeavesABatchInItsFileAfterANoticeToo)
+{
+    run({"off|a", install("log.txt", 4, -1, 1, 1), "hold", "write|1", "write|tick 86400", "debug|2",
+         "write|3", "release", "write|4"});
+    EXPECT_THAT(list(), ElementsAre(Pair("log-2026-11-14.txt",
+                                         "BOM held;1;tick 86400;log type blacklist : 'a';2;3"),
+                                    Pair("log-2026-11-15.txt", "BOM 4")));
 }
 
 TEST_P(LogBatchRotation, LeavesABatchInItsFileAndKeepsIt)

@@ -57,6 +57,7 @@ static_assert(sizeof(qzLogLevel) == 4);
 static_assert(qzLog::RotateNever == 0 && qzLog::RotateDaily == 1);
 static_assert(qzLog::RotateWeekly == 2 && qzLog::RotateMonthly == 3);
 static_assert(sizeof(qzLog::TimeRotationInterval) == 4);
+static_assert(std::is_nothrow_destructible_v<qzLog>);
 static_assert(!std::is_copy_constructible_v<qzLog> && !std::is_copy_assignable_v<qzLog>);
 
 Entry makeEntry(int type, const std::string& message)
@@ -457,17 +458,25 @@ TEST_F(qzLogTest, GivesTheHandlerEachEntryWithItsPrefix)
     EXPECT_EQ(first.type, qzLog::Debug);
 }
 
-TEST_F(qzLogTest, GivesTheHandlerTheVeryTextOfTheWriter)
+class qzLogStateTest : public ::testing::TestWithParam<InitType> {};
+
+INSTANTIATE_TEST_SUITE_P(States, qzLogStateTest, ::testing::Values(LightInit, FullInit),
+                         [](const auto& row) { return row.param == LightInit ? "Light" : "Full"; });
+
+TEST_P(qzLogStateTest, GivesTheHandlerTheVeryTextOfTheWriter)
 {
+    const LibraryStart library(GetParam());
+    const ConsoleRecorder console;
+    qzLog& log = *qzLog::msInstance;
     const char* seen = nullptr;
-    mLog.installCustomHandler(
+    log.installCustomHandler(
         [](std::list<Entry>& batch, void* data) {
             *static_cast<const char**>(data) = batch.front().message.data();
         },
         &seen);
     Entry entry = makeEntry(qzLog::Info, std::string(100, 'x'));
     const char* const text = entry.message.data();
-    mLog.Write(entry, /*synchronous=*/false);
+    log.Write(entry, /*synchronous=*/true);
     EXPECT_EQ(seen, text) << "the entry was copied";
 }
 
@@ -562,6 +571,26 @@ TEST_F(qzLogTest, LetsTheHandlerWriteItself)
         },
         &mLog);
     write(qzLog::Info, "text");
+    EXPECT_EQ(mConsole.getText(),
+              makeLine(qzLog::Info, "text") + makeLine(qzLog::Warning, "about text"));
+}
+
+TEST_F(qzLogTest, DoesNotEnterTheHandlerForWhatItReportsItself)
+{
+    struct Reporter {
+        qzLog& log;
+        int calls;
+    } reporter{mLog, 0};
+    mLog.installCustomHandler(
+        [](std::list<Entry>& batch, void* data) {
+            auto* self = static_cast<Reporter*>(data);
+            ++self->calls;
+            Entry entry = makeEntry(qzLog::Warning, "about " + batch.front().message);
+            self->log.Write(entry, /*synchronous=*/true);
+        },
+        &reporter);
+    write(qzLog::Info, "text");
+    EXPECT_EQ(reporter.calls, 1);
     EXPECT_EQ(mConsole.getText(),
               makeLine(qzLog::Info, "text") + makeLine(qzLog::Warning, "about text"));
 }

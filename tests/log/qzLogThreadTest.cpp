@@ -285,6 +285,14 @@ TEST(qzLogThreadRunTest, LeavesTheAsynchronousSignalsToOtherThreads)
         EXPECT_EQ(::sigismember(&after, signal), ::sigismember(&before, signal)) << signal;
 }
 
+TEST(qzLogThreadRunTest, LetsTheLoggerGoOnWithoutItWhenTheSystemRefusesIt)
+{
+    const ChildResult child =
+        support::runProgram({.program = "thread_refused", .arguments = {"log"}});
+    EXPECT_EQ(child.getEnd(), "exit 0");
+    EXPECT_THAT(child.out, ::testing::MatchesRegex(".*EAGAIN\nINFO .* : text\nafter the text\n"));
+}
+
 TEST(qzLogThreadRunTest, EndsTheProcessWithAReportWhenAHandlerThrows)
 {
     const ChildResult child = runInChild([] {

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -476,6 +477,47 @@ TEST_F(qzLogThreadTest, HoldsAFolderLockWhileItHasAFile)
     log().removeFileHandler();
     log().flush();
     EXPECT_FALSE(mThread.hasFolderLock());
+}
+
+TEST_F(qzLogThreadTest, MovesItsFolderLockWithItsFile)
+{
+    const ScratchFolder folders[2];
+    const auto getLock = [&folders](int i) {
+        std::string name = folders[i].getPath();
+        for (char& character : name) {
+            if (character == '/' || character == '.') character = '_';
+        }
+        return std::filesystem::path("/var/lock/" + name);
+    };
+    log().installFileHandlerUtf8(folders[0].getPath("a.txt"));
+    log().flush();
+    EXPECT_TRUE(exists(getLock(0)));
+    log().installFileHandlerUtf8(folders[1].getPath("a.txt"));
+    log().flush();
+    EXPECT_FALSE(exists(getLock(0)));
+    EXPECT_TRUE(exists(getLock(1)));
+    log().removeFileHandler();
+    log().flush();
+    EXPECT_FALSE(exists(getLock(1)));
+}
+
+TEST_F(qzLogThreadTest, ChangesTheLevelWithoutItsMutex)
+{
+    ASSERT_TRUE(waitUntil([this] { return !mThread.isReconfigurePending(); }));
+    mThread.editMutex().lock();
+    const Call call([] { qzLog::msInstance->setLogLevel(LogLevelAll); });
+    EXPECT_TRUE(call.awaitReturn());
+    mThread.editMutex().unlock();
+    EXPECT_FALSE(mThread.isReconfigurePending());
+}
+
+TEST_F(qzLogThreadTest, PublishesTheDataThatComeWithNoHandler)
+{
+    int first = 0;
+    int second = 0;
+    log().installCustomHandler(nullptr, &first);
+    log().installCustomHandler(nullptr, &second);
+    EXPECT_EQ(mThread.getShared().customHandlerData, &second);
 }
 
 // Another one of the folder, as another process would hold it.

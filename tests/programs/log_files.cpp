@@ -7,14 +7,19 @@
 //   remove
 //   write|TEXT                                 an entry; it is out when the step ends, unless held
 //   fill|COUNT                                 an entry of that many "x"
+//   debug|TEXT                                 the same of type DEBUG
+//   off|NAMES                                  switches sub-types off
 //   hold | release                             the log thread, after an entry "held": what is
 //                                              written between the two is one batch
 //   clock|SECONDS
 //   tick|SECONDS                               advances the clock
+//   zone|TZ                                    changes the time zone
 // An entry "tick SECONDS" advances the clock when its echo reaches the console, in the midst of the
 // batch that it stands in.
 
+#include <stdlib.h>
 #include <sys/time.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -90,10 +95,10 @@ public:
     }
     bool isHeld() const { return mIsHeld; }
 
-    static void writeEntry(const std::string& text)
+    static void writeEntry(const std::string& text, int type = qzLog::Info)
     {
         qzLog::LogEntry entry;
-        entry.type = qzLog::Info;
+        entry.type = type;
         entry.message = text;
         entry.timeMs = 1794687476000;
         qzLog::msInstance->Write(entry, /*synchronous=*/false);
@@ -117,10 +122,16 @@ private:
 
 Gate gGate;
 
-void write(const std::string& text)
+void write(const std::string& text, int type = qzLog::Info)
 {
-    Gate::writeEntry(text);
+    Gate::writeEntry(text, type);
     if (!gGate.isHeld()) qzLog::msInstance->flush();
+}
+
+void setZone(const std::string& zone)
+{
+    ::setenv("TZ", zone.c_str(), /*overwrite=*/1);
+    ::tzset();
 }
 
 using Parts = std::vector<std::string>;
@@ -150,9 +161,13 @@ const std::map<std::string, std::function<void(const Parts&)>> kSteps = {
     {"remove", [](const Parts&) { qzLog::msInstance->removeFileHandler(); }},
     {"write", [](const Parts& parts) { write(parts.at(1)); }},
     {"fill", [](const Parts& parts) { write(std::string(std::stoul(parts.at(1)), 'x')); }},
+    {"debug", [](const Parts& parts) { write(parts.at(1), qzLog::Debug); }},
+    {"off",
+     [](const Parts& parts) { qzLog::msInstance->setSubTypeEnabled(parts.at(1).c_str(), false); }},
     {"hold", [](const Parts&) { gGate.hold(); }},
     {"release", [](const Parts&) { gGate.release(); }},
     {"clock", [](const Parts& parts) { gNow = std::stol(parts.at(1)); }},
+    {"zone", [](const Parts& parts) { setZone(parts.at(1)); }},
     {"tick", [](const Parts& parts) { gNow += std::stol(parts.at(1)); }},
 };
 

@@ -1,5 +1,5 @@
 // A thread whose start the system refuses at first: what its object says then, and that it can be
-// started when there is room again.
+// started when there is room again. With an argument: the logger without its thread.
 
 #include <dlfcn.h>
 #include <pthread.h>
@@ -8,6 +8,8 @@
 #include <iostream>
 #include <system_error>
 
+#include <qz/qzLog.h>
+#include <qz/qzLogObject.h>
 #include <qz/qzSystem.h>
 #include <qz/qzThread.h>
 
@@ -37,8 +39,30 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
                                                                         argument);
 }
 
-int main()
+namespace {
+
+void reportWithoutThread()
 {
+    qz::initializeQzSystem(qz::LightInit);
+    gIsRefusing = true;
+    try {
+        qz::qzLog::msInstance->makeThreadSafe();
+    } catch (const std::system_error& error) {
+        std::cout << (error.code().value() == EAGAIN ? "EAGAIN\n" : "another error\n");
+    }
+    qz::logInfo() << "text";
+    std::cout << "after the text\n";
+    qz::terminateQzSystem();
+}
+
+}  // namespace
+
+int main(int argumentCount, char** /*arguments*/)
+{
+    if (argumentCount > 1) {
+        reportWithoutThread();
+        return 0;
+    }
     qz::initializeQzSystem(qz::FullInit);
     {
         EmptyThread thread;

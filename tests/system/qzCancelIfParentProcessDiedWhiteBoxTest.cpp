@@ -1,3 +1,4 @@
+#include <csignal>
 #include <memory>
 
 #include <unistd.h>
@@ -6,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "concurrency/LockedElsewhere.h"
+#include "concurrency/NewThreads.h"
 #include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
 #include "support/Waiting.h"
@@ -14,6 +16,7 @@
 namespace qz {
 
 using ::testing::ElementsAre;
+using ::testing::SizeIs;
 using Peer = qzCancelIfParentProcessDiedTestPeer;
 
 namespace {
@@ -21,6 +24,8 @@ namespace {
 // The fields of the thread begin in the last bytes of its base.
 static_assert(sizeof(qzCancelIfParentProcessDiedImpl) == 112);
 static_assert(std::is_base_of_v<qzThread, qzCancelIfParentProcessDiedImpl>);
+
+static_assert(std::is_nothrow_destructible_v<qzCancelIfParentProcessDied>);
 
 class qzCancelIfParentProcessDiedWhiteBox : public ::testing::Test {
 protected:
@@ -53,6 +58,14 @@ TEST_F(qzCancelIfParentProcessDiedWhiteBox, WatchesTheParentFromTheConstruction)
     Peer::Impl& impl = Peer::editImpl(source);
     const qzMutexLocker locker(Peer::editMutex(impl));
     EXPECT_EQ(Peer::editParentProcess(impl).getPid(), ::getppid());
+}
+
+TEST_F(qzCancelIfParentProcessDiedWhiteBox, HasAThreadThatLeavesSignalsFromOutsideToOthers)
+{
+    const NewThreads threads;
+    const qzCancelIfParentProcessDied source;
+    ASSERT_THAT(threads.get(), SizeIs(1));
+    EXPECT_TRUE(isSignalBlocked(threads.get().front(), SIGTERM));
 }
 
 TEST_F(qzCancelIfParentProcessDiedWhiteBox, ReadsTheOtherSourceOnlyWhileTheParentLives)
