@@ -134,11 +134,9 @@ public:
     /// begins a new one. Two rotations of one base name within a second replace each other. If the
     /// file can't be made, a CRITICAL entry reports so, and entries go to the console.
     /// @param path made absolute; empty only removes the present file handler. A path that the
-    /// local
-    ///     character set can't represent can't be made.
+    ///     local character set can't represent can't be made.
     /// @param flags the sum of: 1 to remove the previous file; 2 with 1 to rename it instead, with
-    /// the
-    ///     present time in its name; 4 to keep showing entries on the console, which otherwise
+    ///     the present time in its name; 4 to keep showing entries on the console, which otherwise
     ///     ends; 8 to make the file with the first entry only.
     /// @param maxSize bytes beyond which the next entry begins a new file and the old one gets a
     ///     name with the time in it; 0 or less for no limit.

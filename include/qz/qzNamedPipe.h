@@ -100,8 +100,7 @@ public:
     ///
     /// Another server on that name, dead or alive, gets no more connections.
     /// @return false if the server listens already, or the name can't be used: the temporary
-    /// folder,
-    ///     "/" and the name may have 106 bytes in the local character set.
+    ///     folder, "/" and the name may have 106 bytes in the local character set.
     bool listenUtf8(const std::string& name);
 
     /// Waits until a connection is pending, and accepts one if none is.

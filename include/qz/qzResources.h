@@ -21,8 +21,7 @@ namespace qz::rc {
 /// Looks up a resource.
 /// @param name must not be null; null throws `std::logic_error`.
 /// @param data receives the address of the module's own memory, which is valid as long as the
-/// module
-///     is registered; null if there is no such resource.
+///     module is registered; null if there is no such resource.
 /// @param size receives the size in bytes, or 0.
 /// @return false if there is no such resource.
 QZ_API bool GetResource(const char* name, const char*& data, unsigned long& size);

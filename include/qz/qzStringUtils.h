@@ -96,8 +96,7 @@ public:
     /// @param whatBegin the pattern, up to `whatEnd`; an empty one is not found.
     /// @param found receives the start of the place; null if there is none.
     /// @return 0 if there is none, 1 if it is in the first buffer, 2 if it is in the second, 3 if
-    /// it
-    ///     starts in the first and ends in the second.
+    ///     it starts in the first and ends in the second.
     static int FindFirstAstrideBuffers(const char* begin1, const char* end1, const char* begin2,
                                        const char* end2, const char* whatBegin, const char* whatEnd,
                                        const char*& found);
@@ -194,8 +193,7 @@ public:
     /// Threads: any; each has its own converters. A conversion in a forked child never waits for a
     /// thread of the parent.
     /// @return the converted text. It is empty if `from` equals `to`, if `text` is not well formed
-    /// in
-    ///     `from`, if a character had to be dropped, if the result has more than 2 * size + 2
+    ///     in `from`, if a character had to be dropped, if the result has more than 2 * size + 2
     ///     bytes, and while the text services are stopped.
     static std::string convertCharset(const std::string& text, qzCharSet from, qzCharSet to);
 
@@ -218,8 +216,7 @@ public:
     /// bits have all their digits. The text for NaN and infinities is unspecified. Threads: any.
     /// @tparam T `long`, `unsigned long` or `double`.
     /// @param significantDigits the largest number of digits. All digits before the point are
-    /// written,
-    ///     even if there are more.
+    ///     written, even if there are more.
     /// @param maxDecimals the largest number of digits after the point.
     /// @param binaryPrefixes uses powers of 1024 instead of 1000, with the same letters.
     /// @param largePrefixes allows "k", "M", "G", "T", "P", "E", "Z" and "Y".
@@ -253,15 +250,12 @@ public:
     /// rounded to zero keeps its "-". Numbers beyond 64 bits have all their digits. NaN gives
     /// "nan", infinities give "inf" and "-inf". Threads: any.
     /// @param step the granule is 1 / `step` for 1, 2, 4, 5, 8 and 16. Any other value rounds to
-    /// whole
-    ///     numbers; if it is below 16, `extraDecimals` must then be 0.
+    ///     whole numbers; if it is below 16, `extraDecimals` must then be 0.
     /// @param extraDecimals divides the granule by this power of ten. A negative value and one
-    /// above 16
-    ///     round to whole numbers. It must be below 16 if `step` is 16.
+    ///     above 16 round to whole numbers. It must be below 16 if `step` is 16.
     /// @param showPlus writes "+" before a number that isn't negative.
     /// @param maxDecimals 0 omits the decimals after the rounding. Any other value has no effect:
-    /// all
-    ///     decimals of the granule are written.
+    ///     all decimals of the granule are written.
     static std::string roundNumber(double value, unsigned char step, char extraDecimals,
                                    bool showPlus, unsigned char maxDecimals);
 

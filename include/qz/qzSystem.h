@@ -36,9 +36,8 @@ enum InitType : int {
 /// Threads: no other thread may use the library during the call.
 /// @param type the kind of start.
 /// @param probeMainDisk makes a full start look up the main disk at once.
-/// @throws std::system_error if the system can't create the log thread. The start is then full
-/// without
-///     that thread and without the handlers, and must be matched by a stop as well.
+/// @throws std::system_error if the system can't create the log thread. The start is then full,
+///     without that thread and without the handlers, and must be matched by a stop as well.
 QZ_API void initializeQzSystem(InitType type, bool probeMainDisk = false);
 
 /// Undoes one start. The last call stops all services.

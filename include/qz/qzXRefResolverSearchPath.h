@@ -87,9 +87,8 @@ public:
     /// Adds all files below the root on the disk to the index.
     /// @param maxFiles the number of files that is too many.
     /// @return false for too many files, which are reported in the log; the index then has the
-    /// files
-    ///     up to the limit, and `isInitialized` doesn't change. True also for a root that doesn't
-    ///     exist.
+    ///     files up to the limit, and `isInitialized` doesn't change. True also for a root that
+    ///     doesn't exist.
     bool initializeSearchPath(unsigned long maxFiles);
     /// Sets the root and builds a new index: from the ancestor with the longest root above this
     /// one, or from the disk if there is none.
