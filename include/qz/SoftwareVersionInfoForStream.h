@@ -17,11 +17,12 @@ extern QZ_API const unsigned char qzMinorOutputStreamVersion;
 ///
 /// A process has one record of all its components. Each library and the application adds itself
 /// with `RegisterSoftwareVersionInfoForStream`, and the text of `toString` goes into the stream.
+/// A new record counts as the worst kind of build until its flags are set.
 struct QZ_API SoftwareVersionInfoForStream {
     bool debug = true;                ///< Built for debugging.
     bool dev = true;                  ///< A development version.
     bool beta = true;                 ///< A beta version.
-    std::string description = "n/a";  ///< Name, version and commit.
+    std::string description = "n/a";  ///< Name, version and commit, without "/".
 
     /// Makes the record of a component from its version class, one like `qzSystem::Version`.
     /// @param name precedes the version in the description; an empty one leaves it "n/a".
@@ -44,7 +45,8 @@ struct QZ_API SoftwareVersionInfoForStream {
 
     /// Logs a warning for each of the pieces "beta" and "dev" in `text` whose flag this record does
     /// not have.
-    /// @param text what `toString` gave when the stream was written.
+    /// @param text what `toString` gave when the stream was written. A "/" in the description makes
+    ///     pieces too: "app/beta" is reported.
     void plotWarningIfDetectBetaOrDev(const std::string& text) const;
 };
 

@@ -16,13 +16,14 @@ class FileStream;
 /// @code
 /// qzCsvFileReader reader(/*typeGuess=*/true);
 /// reader.setFileName("measurements.csv");
+/// if (!reader.getLastError().empty()) return report(reader.getLastError());
 /// bool finished = false;
 /// for (bool ok = reader.parseFirst(finished, 1000); ok; ) {
 ///     process(reader.takeTable());
 ///     if (finished) break;
 ///     ok = reader.parseNext(finished, /*clearTable=*/true, 1000);
 /// }
-/// if (!reader.getLastError().empty()) std::cerr << reader.getLastError() << '\n';
+/// if (!reader.getLastError().empty()) report(reader.getLastError());
 /// @endcode
 /// `parseCsvFile` reads a whole file. A byte order mark is not skipped: it becomes part of the
 /// first cell. Outside quotes carriage returns are dropped. While the table is empty, no cell may
@@ -47,9 +48,14 @@ public:
     /// Sets the character around quoted cells; one that is not ASCII never matches.
     void setStringDelimiter(char delimiter);
     /// Opens another file. After it, `parseFirst` or `startParsing` must be called before
-    /// `parseNext`. The name that is set already does nothing, even if its file could not be
-    /// opened: to try again, set an empty name first. `getLastError` reports a failure.
-    /// @param utf8Path the file, in UTF-8.
+    /// `parseNext`, which otherwise gives the rows that are still buffered from the previous file.
+    /// The name that is set already does nothing, even if its file could not be opened: to try
+    /// again, set an empty name first.
+    ///
+    /// If the file can't be opened, `getLastError` reports it until parsing starts. So check it
+    /// here: the file then reads as an empty table, and parsing succeeds. A name that opens doesn't
+    /// clear an earlier error.
+    /// @param utf8Path the file, in UTF-8. Without a start of the library no path can be opened.
     void setFileName(const std::string& utf8Path);
 
     /// The rows that were read.
@@ -71,7 +77,8 @@ public:
     ///     memory.
     /// @param rowCount the rows to read; 0 counts as 1.
     /// @return false, with the reason in `getLastError`, on malformed UTF-8, a cell that is too
-    ///     long for a first row, or without a file; the rows before it stay.
+    ///     long for a first row, or without a file; the rows before it stay. A read error ends the
+    ///     table as the end of the file does, without an error.
     bool parseNext(bool& finished, bool clearTable, unsigned long rowCount);
     /// Reads the whole file.
     bool parseCsvFile();
@@ -86,7 +93,6 @@ private:
 
     QZ_LOCAL bool parseRows(bool& finished, unsigned long rowCount);
     QZ_LOCAL void finishRow();
-    QZ_LOCAL void dropBuffer();
 
     std::unique_ptr<FileStream> mInput;
     const char* mCursor = nullptr;  // inside mReadBuffer, like the next one

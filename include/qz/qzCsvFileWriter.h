@@ -17,8 +17,10 @@ class qzIoDeviceFileStream;
 class QZ_API qzCsvFileWriter {
 public:
     /// Makes a writer; no file is opened yet.
-    /// @param folder, baseName folder and name of the files, in UTF-8.
-    /// @param maxRowsPerFile the rows of a file, the one of headers included; 0 counts as 1.
+    /// @param folder, baseName folder and name of the files, in UTF-8. Without a start of the
+    ///     library no file can be opened.
+    /// @param maxRowsPerFile the rows of a file, the one of headers included; 0 counts as 1. With
+    ///     headers a file has 2 rows at least, if a row is written after each `getStream`.
     /// @param columnDelimiter, stringDelimiter, lineEnd as for `qzCsvStream`.
     /// @param writeByteOrderMark begins each file with the byte order mark of UTF-8.
     qzCsvFileWriter(const std::string& folder, const std::string& baseName,
@@ -33,11 +35,13 @@ public:
     void setHeaders(const std::list<std::string>& headers);
     /// The stream for the next row, which stays the writer's.
     ///
-    /// Begins a file when none is open, or when the open one is full and no row is in progress. A
-    /// file that can't be opened is reported as CRITICAL, and is not tried again: the stream then
-    /// has no device, and its first write ends in `isOk()` false.
+    /// Begins a file when none is open, or when the open one is full and no row is in progress; so
+    /// a second call before the row is written may leave a file with headers only. A file that
+    /// can't be opened is reported as CRITICAL, and is not tried again: the stream then has no
+    /// device, and its first write ends in `isOk()` false.
     qzCsvStream* getStream();
-    /// Closes the file; the next row begins another one.
+    /// Closes the file; the next row begins another one. The buffered rows are written first; if
+    /// that fails, the log has a TRACE entry, and the next `flush` returns false.
     void finalizeCurrentFile();
     /// Writes all rows to the file.
     ///

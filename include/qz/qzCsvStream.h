@@ -23,8 +23,8 @@ namespace qz {
 class QZ_API qzCsvStream {
 public:
     /// Makes a stream.
-    /// @param device receives the bytes; null for none. It is not owned and must outlive its use
-    /// here.
+    /// @param device receives the bytes; null for none. It is not owned, and must outlive its use
+    ///     here.
     /// @param columnDelimiter is written between cells.
     /// @param stringDelimiter is written around a cell that contains a delimiter, a line feed or a
     ///     carriage return, and is doubled inside it.
@@ -38,7 +38,7 @@ public:
     void writeCell(const char* data, unsigned long size);
     /// Writes the next cell of the row.
     void writeCell(const std::string& text) { writeCell(text.data(), text.size()); }
-    /// Ends the row.
+    /// Ends the row. A row without cells counts, but nothing is written for it.
     void endRow();
 
     /// False after a failure, and after a call without a device.

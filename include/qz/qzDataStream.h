@@ -23,9 +23,9 @@ namespace qz {
 /// if (!stream.isOk()) std::cerr << stream.getErrorMsg() << '\n';
 /// @endcode
 ///
-/// Nothing throws except for lack of memory, and the stream is not ok then. Check `isOk()` after a
-/// batch of values; `getErrorMsg()` returns the error text of the device. Threads: one thread uses
-/// a stream and its device at a time.
+/// Nothing throws except for lack of memory, in the stream or in the device, and the stream is not
+/// ok then. Check `isOk()` after a batch of values; `getErrorMsg()` returns the error text of the
+/// device. Threads: one thread uses a stream and its device at a time.
 class QZ_API qzDataStream {
 public:
     /// The byte order of numbers and lengths. Any value but `BigEndian` acts as `LittleEndian`.
@@ -45,7 +45,8 @@ public:
     qzDataStream(const qzDataStream&) = delete;
     qzDataStream& operator=(const qzDataStream&) = delete;
 
-    /// Restarts the stream over `device`, which is not owned and must outlive its use here.
+    /// Restarts the stream over `device`, which is not owned and must outlive its use here. With
+    /// null the stream is ok, and every value fails.
     void setIoDevice(qzIoDevice* device, Endianness endianness);
     /// Chooses the byte order of what follows.
     void setEndianness(Endianness endianness);
@@ -109,9 +110,10 @@ public:
     /// @}
 
     /// @name Texts and bytes
-    /// They do nothing on a stream that is not ok, and fail for more than 4 GiB less a byte. A
-    /// failed read leaves the destination empty. Memory grows with the bytes that come, in steps of
-    /// at most 1 MiB, so a damaged count does no harm.
+    /// On a stream that is not ok, they don't call the device, and a read empties its destination.
+    /// They fail for more than 4 GiB less a byte. A failed read leaves the destination empty.
+    /// Memory grows with the bytes that come, in steps of at most 1 MiB, so a damaged count does no
+    /// harm.
     /// @{
     qzDataStream& operator<<(std::string_view text);    ///< Writes a text.
     qzDataStream& operator<<(const std::string& text);  ///< Writes a text.
@@ -156,6 +158,8 @@ private:
     void setWriteError();
     void setTextError(unsigned long size);
     void setReadError();
+    template <typename Move>
+    QZ_LOCAL unsigned long callDevice(Move move);
     QZ_LOCAL unsigned long moveToDevice(const char* data, unsigned long size);
     QZ_LOCAL unsigned long moveFromDevice(char* data, unsigned long size);
     template <typename Bytes>
@@ -177,6 +181,19 @@ private:
 
 // The bodies of the number operators follow; inline, a value costs one indirect call and one of
 // the device.
+
+// The only way to the device. Without one, no byte moves.
+template <typename Move>
+unsigned long qzDataStream::callDevice(Move move)
+{
+    if (mDevice == nullptr) return 0;
+    try {
+        return move(*mDevice);
+    } catch (...) {  // lack of memory: a part of the value may have moved
+        mOk = false;
+        throw;
+    }
+}
 
 template <typename T>
 qzDataStream& qzDataStream::writeNumber(MoveNumber move, T value)
@@ -259,7 +276,8 @@ inline qzDataStream& qzDataStream::operator<<(std::string_view text)
     *this << static_cast<unsigned int>(size);
     if (size == 0) return *this;
     // The bytes are tried even if the count has failed; a device in error moves none of them.
-    if (mDevice == nullptr || mDevice->writeBytes(text.data(), size) != size) setTextError(size);
+    const auto write = [&](qzIoDevice& device) { return device.writeBytes(text.data(), size); };
+    if (callDevice(write) != size) setTextError(size);
     return *this;
 }
 

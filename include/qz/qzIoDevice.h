@@ -10,9 +10,10 @@ namespace qz {
 /// A channel of bytes with a sticky error.
 ///
 /// The contract of every device: `readBytes` and `writeBytes` return the bytes moved, and a device
-/// in error moves nothing. A short count alone is no error: compare the count and check `good()`.
-/// The first error message stays until it is cleared. No device throws on I/O trouble, and none
-/// owns a device that it points to. Threads: one thread uses a device at a time.
+/// in error moves nothing, unless its class describes otherwise. A short count alone is no error:
+/// compare the count and check `good()`. The first error message stays until it is cleared. No
+/// device throws on I/O trouble, and none owns a device that it points to. Threads: one thread uses
+/// a device at a time.
 class QZ_API qzIoDevice {
 public:
     /// The directions that a device supports; bit flags.
@@ -34,7 +35,8 @@ public:
     virtual unsigned long readBytes(char* dst, unsigned long size) = 0;
     /// Writes `size` bytes. @return the bytes written; 0 for a device in error.
     virtual unsigned long writeBytes(const char* src, unsigned long size) = 0;
-    /// Whether nothing is left to read; false after a read error.
+    /// Whether nothing is left to read. On an error, files and streams return false; filters and
+    /// wrappers of other devices return true.
     virtual bool atEnd() const = 0;
     /// Whether the device, or one that it passes bytes to or from, is in error.
     virtual bool hasDeviceError() const;
@@ -69,7 +71,8 @@ public:
     void setDeviceError(const std::string& message);
     /// Writes the characters of a text, ignoring the result.
     qzIoDevice& operator<<(const std::string& text);
-    /// Writes the characters of a text without its terminator, ignoring the result.
+    /// Writes the characters of a text, which must not be null, without its terminator, ignoring
+    /// the result.
     qzIoDevice& operator<<(const char* text);
 
 protected:
@@ -98,7 +101,8 @@ public:
 
     using qzIoDevice::qzIoDevice;
 
-    /// Moves the position to `offset` bytes from `start`. @return false for a device in error.
+    /// Moves the position to `offset` bytes from `start`.
+    /// @return whether the position was moved and the device is good; see the classes.
     virtual bool seek(long offset, SeekStart start) = 0;
     /// The position in bytes from the start.
     virtual long getCurrentPos() const = 0;

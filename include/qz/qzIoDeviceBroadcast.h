@@ -20,6 +20,8 @@ public:
     unsigned long readBytes(char* dst, unsigned long size) override;
     /// Writes to each device until one writes fewer bytes or has an error. The devices before that
     /// one then have the bytes, and those after it don't. Without devices every write succeeds.
+    /// @return `size`; 0 when a device failed, or when this device is in error: it writes then all
+    ///     the same.
     unsigned long writeBytes(const char* src, unsigned long size) override;
     /// Not possible: reports it as CRITICAL and returns false.
     bool atEnd() const override;

@@ -13,7 +13,8 @@ namespace qz {
 /// A chain to write through A and B into a file is built by `b.beginDelegation(&file,
 /// DataWayWrite)` and `a.beginDelegation(&b, DataWayWrite)`, and ended from the outside: A first,
 /// then B, so that what A has buffered reaches B before B ends. An error at the far end is visible
-/// at the near one. Nothing is owned: the caller keeps all devices alive.
+/// at the near one while the delegation runs: check `good()` before the end. Nothing is owned: the
+/// caller keeps all devices alive.
 class QZ_API qzIoDeviceDelegable : public qzIoDevice {
 public:
     ~qzIoDeviceDelegable() override;
@@ -33,10 +34,12 @@ public:
     ///     the device then only observes the bytes.
     /// @param way `DataWayRead` or `DataWayWrite`.
     /// @return false, with the reason as the device's error, when a delegation runs already, when
-    ///     either device doesn't support `way`, or when the filter could not begin.
+    ///     either device doesn't support `way`, or when the filter could not begin. Also false for
+    ///     a delegate that is in error: the delegation runs then, and must be ended.
     virtual bool beginDelegation(qzIoDevice* delegate, DataWay way);
     /// Passes on what is buffered, and ends the delegation in any case.
-    /// @return false when that failed, when this device is in error, or when none was running.
+    /// @return false when that failed, when this device is in error, or when none was running. An
+    ///     error of the delegate alone doesn't count: check `good()` before, or the delegate.
     virtual bool endDelegation();
     /// Ends the delegation and discards what is buffered.
     virtual void clearDelegation();

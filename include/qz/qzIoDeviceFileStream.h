@@ -42,7 +42,9 @@ public:
     /// For reading the file must exist. Writing creates a missing file; an existing one is appended
     /// to by `DataWayWrite` (the position still counts from 0) and overwritten in place by
     /// `DataWayReadWrite`.
-    /// @param way the direction to support; after a failure `getSupportedDataWay` still returns it.
+    /// Without a start of the library, or after its stop, no path can be opened.
+    /// @param way the direction to support. After a failure `getSupportedDataWay` still returns it,
+    ///     unless it is none of the three; it is then `DataWayNone`.
     /// @param truncate empties an existing file that is opened for writing.
     /// @return false when the file can't be opened; the device is then in error.
     bool open(DataWay way, bool truncate);
@@ -68,12 +70,13 @@ public:
     /// Whether the position is at the end of the file; this may read one byte ahead. False while no
     /// file is open, and after a read error.
     bool atEnd() const override;
-    /// Moves the position, also beyond the end of the file.
+    /// Moves the position, also beyond the end of the file. @return whether the device is good.
     ///
     /// An impossible move of a file that is only read is no error: the position is then -1, and
     /// reads return 0. A folder has no end to seek from.
     bool seek(long offset, SeekStart start) override;
-    /// The position as counted from the open, from 0 also where writing appends.
+    /// The position as counted from the open, from 0 also where writing appends. A write that
+    /// failed counts with its whole size.
     long getCurrentPos() const override;
 
 private:

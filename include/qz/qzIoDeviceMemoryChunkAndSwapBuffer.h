@@ -26,7 +26,9 @@ class SwapFile;
 /// A swap file that failed stays unreadable after `clearDeviceError`: clear the data, which opens
 /// the file again.
 ///
-/// Lack of memory is reported by `std::bad_alloc`, as everywhere; what was written before stays.
+/// Lack of memory is reported by `std::bad_alloc`, as everywhere. What was written before stays,
+/// and so does the part of the failed write for which there was memory: the position is after it,
+/// but `getWrittenBytes` doesn't count it.
 class QZ_API qzIoDeviceMemoryChunkAndSwapBuffer : public qzIoDeviceRandomAccess {
 public:
     /// A piece of the data, in memory or in a swap file.
@@ -120,7 +122,10 @@ public:
     ///     in error only if its position could not be moved.
     bool writeBackToDevice(qzIoDevice& destination, unsigned long* writtenBytes,
                            std::vector<char>* buffer) override;
-    /// Moves the position. Beyond the end, the device grows by zeros, which count as written.
+    /// Moves the position. Beyond the end, the device grows by zeros, which count as written and
+    /// take memory or disk space for the whole distance.
+    /// @return false for a device in error, for a position before the first byte, for a positive
+    ///     offset from the end, and when the zeros can't be written.
     bool seek(long offset, SeekStart start) override;
     long getCurrentPos() const override;
 

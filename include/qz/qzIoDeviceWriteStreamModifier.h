@@ -42,8 +42,8 @@ public:
     unsigned long readBytes(char* dst, unsigned long size) override;
     /// For the caller: adds pending bytes, and runs the filter if they are enough. An error without
     /// a write delegation or without a delegate.
-    /// @return `size`; 0 for a device in error, also when the filter or the delegate has failed
-    /// now.
+    /// @return `size`; 0 for a device in error, also when the filter or the delegate fails during
+    ///     this call.
     unsigned long writeBytes(const char* src, unsigned long size) override;
     /// Runs the filter as long as enough bytes are pending and it delivers. Does nothing outside a
     /// write delegation and for a device in error.
@@ -53,7 +53,9 @@ public:
 
 protected:
     bool beginDelegationImpl() override;  ///< Drops the input that an earlier delegation left.
-    bool endDelegationImpl() override;    ///< Runs the filter to its end, and ends it.
+    /// Runs the filter to its end, and ends it. A filter that was not begun here, or that refused
+    /// to begin, isn't ended: it may be working elsewhere.
+    bool endDelegationImpl() override;
     void clearDelegationImpl() override;  ///< Does nothing.
 
 private:

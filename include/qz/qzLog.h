@@ -156,15 +156,15 @@ public:
     /// reports again. Until one succeeds, `setEchoToConsole(false)` doesn't silence the console.
     /// Before a full start the console stays on even after that.
     /// @param path made absolute; empty only removes the present file handler. A path that the
-    /// local character set can't represent can't be made.
+    ///     local character set can't represent can't be made.
     /// @param flags the sum of: 1 to remove the previous file; 2 with 1 to rename it instead, with
-    /// the present time in its name; 4 to keep showing entries on the console, which otherwise
-    /// ends; 8 to make the file with the first entry only.
+    ///     the present time in its name; 4 to keep showing entries on the console, which otherwise
+    ///     ends; 8 to make the file with the first entry only.
     /// @param maxSize bytes beyond which the next entry begins a new file and the old one gets a
-    /// name with the time in it; 0 or less for no limit.
+    ///     name with the time in it; 0 or less for no limit.
     /// @param maxFiles how many other files to keep that begin with the base name and have the
-    /// extension, whoever made them; less than 0 keeps all. The others are deleted at the
-    /// installation, at each rotation and when the calendar gives a new name.
+    ///     extension, whoever made them; less than 0 keeps all. The others are deleted at the
+    ///     installation, at each rotation and when the calendar gives a new name.
     /// @param interval adds the day, the week or the month to the file's name.
     void installFileHandlerExUtf8(const std::string& path, int flags, long maxSize, int maxFiles,
                                   TimeRotationInterval interval);

@@ -172,7 +172,8 @@ public:
         if (isOwning(mType)) release();
     }
 
-    /// Replaces the value by a deep copy. `other` may be a part of this variant.
+    /// Replaces the value by a deep copy. `other` may be a part of this variant, so the old value
+    /// is destroyed after the copy has been made; an object sees its `clone` before its destructor.
     /// If memory runs out, this variant is left as after `destroy`.
     qzVariant& operator=(const qzVariant& other);
     /// Moves the value and leaves `other` empty. `other` may be a part of this variant.
@@ -219,7 +220,7 @@ public:
     bool operator!=(const qzVariant& other) const { return !(*this == other); }
     /// Orders by type number, then by value: arrays by their bytes (so not by their numbers),
     /// objects by address, maps and lists element by element. A NaN is neither smaller nor larger
-    /// than any real.
+    /// than any real. This order and `==` differ: two equal objects are ordered.
     bool operator<(const qzVariant& other) const;
     /// Whether `other` is smaller than this variant.
     bool operator>(const qzVariant& other) const;
@@ -250,13 +251,15 @@ public:
 
     /// Guesses the type of a text: an `INTEGER` in C notation, else a `REAL` with a point or a
     /// comma, else a `STRING`. An integer beyond 64 bits is clamped. The empty text is the integer
-    /// 0.
+    /// 0. White space before a number is accepted, but not after it. "inf", "nan" and hexadecimal
+    /// reals are numbers.
     static qzVariant BuildFromString(const std::string& text);
     /// Converts between the four scalar types when nothing is lost.
     ///
-    /// Compatibility: a `REAL` always converts to a `STRING`, with 3 significant digits. For a
-    /// `target` that isn't scalar nothing is converted, and the result is whether `out` already has
-    /// that type.
+    /// Compatibility: the empty text converts to 0, a text with an integer beyond 64 bits to the
+    /// nearest `INTEGER`, and a `REAL` always converts to a `STRING`, with 3 significant digits.
+    /// For a `target` that isn't scalar nothing is converted, and the result is whether `out`
+    /// already has that type.
     /// @param out receives the value on success, otherwise stays as it was.
     /// @return whether the conversion succeeded. Always false if this variant isn't scalar.
     bool convertLosslessTo(Type target, qzVariant& out) const;
@@ -462,7 +465,8 @@ public:
     /// new maps may remain.
     /// @param path the keys; null gives null.
     /// @param newValue the value of an entry that is made; null for an empty one. An entry that
-    ///     exists keeps its value. Ignored without `create`.
+    ///     exists keeps its value. It may be a value on the path: its old content counts, although
+    ///     it may be replaced by a map. Ignored without `create`.
     /// @param policy how lists on the path are passed. Ignored with `create`.
     /// @return the value, which the map owns; null if there is no such entry.
     qzVariant* findPathImpl(const char* path, char separator, bool create,
@@ -483,19 +487,23 @@ public:
     ///
     /// If the key exists, two maps are merged key by key, two equal strings become one, a list gets
     /// the value as its last element, and all other pairs become a list of two.
-    /// @param value is unspecified afterwards, as after a move. If it is the value of `key` itself,
-    ///     nothing changes.
+    /// To add a string to a list takes time in proportion to the list; `multiInsert` is faster.
+    /// @param value is empty afterwards where it was swapped in. It is the empty string where its
+    ///     text was moved to a list of strings only or was there already. It stays where a list got
+    ///     a copy. If it is the value of `key` itself, nothing changes.
     /// @param keepApart true if nothing may be merged: two maps or two equal strings become a list.
     void multiInsertAndDestroy(const std::string& key, qzVariant& value, bool keepApart);
     /// Adds a copy of `value` in the same way.
     void multiInsert(const std::string& key, const qzVariant& value, bool keepApart);
     /// Adds copies of all entries of `other` in the same way.
     void mergeWith(const qzVariantMapImpl& other, bool keepApart);
-    /// Adds the leaves of the tree to `out`, each with its path as key.
+    /// Adds the leaves of the tree to `out`, each with its path as key. The entries of `out` stay,
+    /// and a key that it has already is joined as by `multiInsert` with `keepApart` false: equal
+    /// strings of a list become one. Empty maps and lists add nothing.
     ///
     /// The key of a list's leaves is the path of the list followed by the separator, which tells
     /// them from other leaves: {"a": [1, 2]} gives {"a/": [1, 2]}.
-    /// @param out may be this map, or a map that contains it.
+    /// @param out may be this map, which is then copied first, or a map that contains it.
     /// @throw std::invalid_argument if `out` is a map inside this one. Nothing has changed then.
     void toFlattenMap(qzVariantMapImpl& out, char separator) const;
     /// The entries as "(key=value)", joined by ",".

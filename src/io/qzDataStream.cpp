@@ -111,12 +111,12 @@ std::string qzDataStream::getErrorMsg() const
 
 unsigned long qzDataStream::moveToDevice(const char* data, unsigned long size)
 {
-    return mDevice != nullptr ? mDevice->writeBytes(data, size) : 0;
+    return callDevice([&](qzIoDevice& device) { return device.writeBytes(data, size); });
 }
 
 unsigned long qzDataStream::moveFromDevice(char* data, unsigned long size)
 {
-    return mDevice != nullptr ? mDevice->readBytes(data, size) : 0;
+    return callDevice([&](qzIoDevice& device) { return device.readBytes(data, size); });
 }
 
 bool qzDataStream::write1Byte(const char* data)

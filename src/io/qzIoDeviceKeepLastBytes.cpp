@@ -56,12 +56,12 @@ void qzIoDeviceKeepLastBytes::takeHeld(char* dst, unsigned long count)
     if (mHeldCount == 0 || mFirst == mHeldBytes.size()) mFirst = 0;
 }
 
-// Reads as many bytes as are missing. Their cells are in one piece: before the first held byte, or
+// Reads as many bytes as are missing, also if that is none: the source may report an error, or
+// count the read. Their cells are in one piece: before the first held byte, or
 // after the last one if the held bytes are at the start of the vector.
 void qzIoDeviceKeepLastBytes::refill()
 {
     const unsigned long missing = mHeldBytes.size() - mHeldCount;
-    if (missing == 0) return;
     const unsigned long begin = mFirst == 0 ? mHeldCount : mFirst - missing;
     mHeldCount += mSource->readBytes(mHeldBytes.data() + begin, missing);
 }

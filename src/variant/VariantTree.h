@@ -21,9 +21,8 @@ bool areEqual(const qzVariant& left, const qzVariant& right);
 bool areEqual(const Map& left, const Map& right);
 bool areEqual(const List& left, const List& right);
 
-/// Orders two trees. @return a negative number if `left` is smaller, a positive one if it is
-/// larger,
-///     0 if it is neither.
+/// Orders two trees.
+/// @return a negative number if `left` is smaller, a positive one if it is larger, 0 if neither.
 int order(const qzVariant& left, const qzVariant& right);
 
 }  // namespace qz::variant

@@ -1,5 +1,7 @@
 #include <qz/qzCsvFileReader.h>
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <cstring>
 #include <exception>
@@ -60,15 +62,6 @@ void qzCsvFileReader::setFileName(const std::string& utf8Path)
         mLastError = "Failed to open the file";
     mFileSize = 0;
     mBytesRead = 0;
-    dropBuffer();  // no byte of the file before belongs to this one
-}
-
-void qzCsvFileReader::dropBuffer()
-{
-    mReadBuffer.clear();
-    mCursor = nullptr;
-    mBufferEnd = nullptr;
-    mCell.clear();
 }
 
 std::vector<qzCsvFileReader::Row> qzCsvFileReader::takeTable()
@@ -81,7 +74,10 @@ bool qzCsvFileReader::startParsing()
     mLastError.clear();
     mTable.clear();
     mMaxColumnCount = 0;
-    dropBuffer();
+    mReadBuffer.clear();
+    mCursor = nullptr;
+    mBufferEnd = nullptr;
+    mCell.clear();
     mBytesRead = 0;
     if (mInput == nullptr) return false;
     mInput->clear();
@@ -115,6 +111,8 @@ bool qzCsvFileReader::parseNext(bool& finished, bool clearTable, unsigned long r
         return parseRows(finished, std::max(rowCount, 1UL));
     } catch (const std::exception& error) {
         mLastError = error.what();
+    } catch (const abi::__forced_unwind&) {  // the thread is being cancelled
+        throw;
     } catch (...) {
         mLastError = "Unknown error";
     }

@@ -17,19 +17,20 @@ using Map = qzVariant::qzVariantMapImpl;
 using List = qzVariant::qzVariantListImpl;
 using variant::VariantAccess;
 
-// Of a longer list, only the last elements are checked: otherwise appending n elements would take
-// time in proportion to the square of n.
-constexpr std::size_t kCheckedElements = 64;
+/// What is done with the value after it has been inserted.
+enum class ValueUse {
+    Kept,       // the caller sees what remains of it
+    Discarded,  // it may be taken in any case
+};
 
 bool holdsStrings(const List& list)
 {
-    const std::size_t count = std::min(list.size(), kCheckedElements);
-    return std::all_of(list.end() - static_cast<std::ptrdiff_t>(count), list.end(),
+    return std::all_of(list.begin(), list.end(),
                        [](const qzVariant& element) { return element.getString() != nullptr; });
 }
 
 // Adds `value` to the value of the same key, if they aren't two maps that are merged.
-void join(qzVariant& old, qzVariant& value, bool keepApart)
+void join(qzVariant& old, qzVariant& value, bool keepApart, ValueUse use)
 {
     List* const list = old.editList();
     const bool isString = value.getString() != nullptr;
@@ -38,7 +39,9 @@ void join(qzVariant& old, qzVariant& value, bool keepApart)
             VariantAccess::takeString(value);
             return;
         }
-        if (list != nullptr && holdsStrings(*list)) {
+        // The check takes time in proportion to the list. It only decides what remains of the
+        // value.
+        if (list != nullptr && (use == ValueUse::Discarded || holdsStrings(*list))) {
             list->emplace_back(VariantAccess::takeString(value));
             return;
         }
@@ -64,7 +67,7 @@ struct Merge {
 
 class Merger {
 public:
-    explicit Merger(bool keepApart) : mKeepApart(keepApart) {}
+    Merger(bool keepApart, ValueUse use) : mKeepApart(keepApart), mUse(use) {}
 
     void insert(Map& map, const std::string& key, qzVariant& value)
     {
@@ -92,10 +95,11 @@ private:
         else if (!mKeepApart && old.editMap() != nullptr && value.editMap() != nullptr)
             mMerges.push_back({old.editMap(), value.editMap()->begin(), value.editMap()->end()});
         else
-            join(old, value, mKeepApart);
+            join(old, value, mKeepApart, mUse);
     }
 
     const bool mKeepApart;
+    const ValueUse mUse;
     std::vector<Merge> mMerges;
 };
 
@@ -165,13 +169,13 @@ bool isInside(const Map& inner, const Map& outer)
 
 void Map::multiInsertAndDestroy(const std::string& key, qzVariant& value, bool keepApart)
 {
-    Merger(keepApart).insert(*this, key, value);
+    Merger(keepApart, ValueUse::Kept).insert(*this, key, value);
 }
 
 void Map::multiInsert(const std::string& key, const qzVariant& value, bool keepApart)
 {
     qzVariant copy(value);
-    multiInsertAndDestroy(key, copy, keepApart);
+    Merger(keepApart, ValueUse::Discarded).insert(*this, key, copy);
 }
 
 void Map::mergeWith(const qzVariantMapImpl& other, bool keepApart)

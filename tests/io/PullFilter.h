@@ -16,6 +16,11 @@ public:
     {
         return modifier.getPendingSize();
     }
+    template <typename Modifier>
+    static unsigned long getPendingCapacity(const Modifier& modifier)
+    {
+        return modifier.mPending.capacity();
+    }
 };
 
 /// A filter that is read: it delivers each byte that it takes `copies` times.

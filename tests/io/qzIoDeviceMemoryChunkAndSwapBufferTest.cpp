@@ -388,6 +388,31 @@ TEST_F(qzIoDeviceMemoryChunkAndSwapBufferTest, StaysWholeWhenAllocationsFail)
     EXPECT_GT(count, 5U);
 }
 
+TEST_F(qzIoDeviceMemoryChunkAndSwapBufferTest, KeepsThePartOfAWriteForWhichThereWasMemory)
+{
+    const std::string bytes(150, 'x');
+    for (const std::size_t failing : {1U, 2U, 3U}) {
+        Buffer buffer(40, 40);
+        ASSERT_EQ(write(buffer, std::string(10, 'a')), 10U);
+        bool hasThrown = false;
+        {
+            const support::AllocationFault fault(failing);
+            try {
+                buffer.writeBytes(bytes.data(), bytes.size());
+            } catch (const std::bad_alloc&) {
+                hasThrown = true;
+            }
+        }
+        EXPECT_TRUE(hasThrown) << failing;
+        const unsigned long size = buffer.getUsedByteCount();
+        EXPECT_GE(size, 40U) << failing;
+        EXPECT_EQ(buffer.getCurrentPos(), static_cast<long>(size)) << failing;
+        EXPECT_EQ(buffer.getWrittenBytes(), 10U) << "of the successful writes";
+        EXPECT_EQ(readAll(buffer), std::string(10, 'a') + std::string(size - 10, 'x')) << failing;
+        EXPECT_TRUE(buffer.good());
+    }
+}
+
 TEST_F(qzIoDeviceMemoryChunkAndSwapBufferTest, StaysUsableWhenAClearFindsNoMemory)
 {
     const std::string folder = mFolder.getPath("swap");
@@ -403,6 +428,9 @@ TEST_F(qzIoDeviceMemoryChunkAndSwapBufferTest, StaysUsableWhenAClearFindsNoMemor
                 buffer->clearDevice(mode);
             },
             [&](const support::AllocationFailure&) {
+                if (mode == Buffer::ClearFreeChunks) {
+                    EXPECT_EQ(readAll(*buffer), std::string(150, 'x')) << "nothing was freed";
+                }
                 buffer->clearDevice(Buffer::ClearFreeChunks);
                 EXPECT_EQ(write(*buffer, std::string(150, 'y')), 150U);
                 EXPECT_EQ(readAll(*buffer), std::string(150, 'y'));

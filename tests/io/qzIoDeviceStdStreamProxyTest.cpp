@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/CancelledThread.h"
+#include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
 #include "support/ScratchFolder.h"
 
@@ -488,5 +490,17 @@ INSTANTIATE_TEST_SUITE_P(OfAStreamThat, qzIoDeviceStdStreamProxyBuffer,
                          [](const auto& row) {
                              return row.param == std::ios::goodbit ? "IsQuiet" : "Throws";
                          });
+
+TEST_F(qzIoDeviceStdStreamProxyTest, LetsACancelledThreadEndInTheMiddleOfARead)
+{
+    const support::ScratchFolder folder;
+    std::ifstream stream(folder.write("a.txt", "abc"));
+    qzIoDeviceStdStreamProxy device(&stream);
+    const auto child = support::runInChild([&] {
+        char byte = 0;
+        return support::endsByCancellation([&] { device.readBytes(&byte, 1); }) ? 0 : 1;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 0") << child.err;
+}
 
 }  // namespace qz

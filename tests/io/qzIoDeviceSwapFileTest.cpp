@@ -251,6 +251,10 @@ TEST_F(qzIoDeviceSwapFileTest, ShowsAFolderThatCannotBeMadeAtTheFirstWrite)
     EXPECT_EQ(readAll(*buffer), std::string(10, 'x'));
     EXPECT_TRUE(buffer->seek(10, kBegin));
     EXPECT_TRUE(buffer->atEnd()) << "an empty chunk follows";
+    EXPECT_TRUE(buffer->seek(0, kBegin));
+    EXPECT_FALSE(buffer->atEnd());
+    EXPECT_TRUE(buffer->seek(10, kBegin));
+    EXPECT_TRUE(buffer->atEnd()) << "of the chunk before the empty one";
     buffer.reset();
     EXPECT_THAT(log.getLines(), IsEmpty()) << "there was no file to remove";
 }
@@ -346,6 +350,14 @@ TEST_F(qzIoDeviceSwapFileTest, ReportsAFileThatHasBeenCut)
     buffer->seek(50'010, kBegin);
     EXPECT_EQ(buffer->readBytes(bytes.data(), 50'000), 0U);
     EXPECT_EQ(buffer->getDeviceErrorMsg(), "Not enought data in swap file ");
+    // A read that gets a part moves the file's position by that part.
+    buffer->clearDeviceError();
+    buffer->seek(510, kBegin);
+    EXPECT_EQ(buffer->readBytes(bytes.data(), 50'000), 0U);
+    buffer->clearDeviceError();
+    buffer->seek(510, kBegin);
+    EXPECT_EQ(buffer->readBytes(bytes.data(), 100), 100U);
+    EXPECT_EQ(bytes.substr(0, 100), std::string(100, 'x'));
 }
 
 TEST_F(qzIoDeviceSwapFileTest, ReportsAFileThatHasBeenCutWhenItIsWrittenBack)
@@ -455,6 +467,15 @@ TEST_F(qzIoDeviceSwapFileTest, FollowsNoLinkAtItsNameAndTakesAnother)
     EXPECT_EQ(FixedNames::CountCallsLeft(), -1) << "three names were taken, the fourth was free";
     EXPECT_THAT(list(mSwap), SizeIs(planted + 1));
     EXPECT_EQ(mFolder.read("victim"), "precious");
+}
+
+TEST_F(qzIoDeviceSwapFileTest, TakesTheThousandthName)
+{
+    plantLinks();
+    const FixedNames names(999);
+    const auto buffer = makeBuffer();
+    EXPECT_EQ(write(*buffer, std::string(20, 'x')), 20U);
+    EXPECT_EQ(buffer->getDeviceErrorMsg(), "");
 }
 
 TEST_F(qzIoDeviceSwapFileTest, GivesUpWhenEachNameIsTaken)

@@ -487,6 +487,18 @@ TEST_F(qzIoDeviceTest, LoadsNothingFromAShortRead)
     EXPECT_TRUE(mDevice.good());
 }
 
+TEST_F(qzIoDeviceTest, LoadsNothingOfASizeThatNoProcessCanHold)
+{
+    class Enormous : public DeviceStub {
+    public:
+        long getCurrentPos() const override { return 1L << 47; }
+    };
+    Enormous device;
+    std::vector<char> content;
+    EXPECT_FALSE(device.loadFullFileContent(content));
+    EXPECT_EQ(content.capacity(), 0U);
+}
+
 TEST_F(qzIoDeviceTest, LoadsNothingWithoutAnEndToGoTo)
 {
     mDevice.refuseSeeks();

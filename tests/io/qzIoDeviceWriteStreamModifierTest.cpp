@@ -156,6 +156,23 @@ TEST_F(qzIoDeviceWriteStreamModifierTest, IsReadableOnlyWhileItsFilterBegins)
     EXPECT_EQ(mModifier.getSupportedDataWay(), kWrite);
 }
 
+TEST_F(qzIoDeviceWriteStreamModifierTest, SupportsTheSameDirectionsAfterItsFilterHasBegun)
+{
+    begin();
+    mModifier.changeSupportedDataWay(kReadWrite);
+    write(mModifier, makeBytes(kThreshold));
+    EXPECT_EQ(mModifier.getSupportedDataWay(), kReadWrite);
+}
+
+TEST_F(qzIoDeviceWriteStreamModifierTest, KeepsThePendingBufferThatWasReserved)
+{
+    begin();
+    const std::string bytes = makeBytes(kOutput);
+    for (int i = 0; i < 50; ++i)
+        ASSERT_EQ(write(mModifier, bytes), bytes.size());
+    EXPECT_EQ(qzIoDeviceWriteStreamModifierTestPeer::getPendingCapacity(mModifier), 5242880U);
+}
+
 TEST_F(qzIoDeviceWriteStreamModifierTest, IsNeverAtItsEnd)
 {
     EXPECT_FALSE(mModifier.atEnd());
@@ -194,6 +211,27 @@ TEST_F(qzIoDeviceWriteStreamModifierTest, EndsWithoutADelegateIfTheFilterDeliver
     ASSERT_TRUE(mModifier.beginDelegation(nullptr, kWrite));
     EXPECT_TRUE(mModifier.endDelegation());
     EXPECT_THAT(mFilter.getCalls(), ElementsAre("begin", "read", "end", "clear"));
+}
+
+// Delivers a byte without input.
+TEST_F(qzIoDeviceWriteStreamModifierTest, FailsWithoutADelegateIfTheFilterDelivers)
+{
+    class Source : public PullFilter {
+    public:
+        unsigned long readBytes(char* dst, unsigned long /*size*/) override
+        {
+            *dst = 'x';
+            return mIsDone++ == 0 ? 1 : 0;
+        }
+
+    private:
+        int mIsDone = 0;
+    };
+    Source source;
+    qzIoDeviceWriteStreamModifier modifier(&source);
+    ASSERT_TRUE(modifier.beginDelegation(nullptr, kWrite));
+    EXPECT_FALSE(modifier.endDelegation());
+    EXPECT_EQ(modifier.getDeviceErrorMsg(), "Fail to write on delegate");
 }
 
 TEST_F(qzIoDeviceWriteStreamModifierTest, ProcessesNothingOutsideADelegation)

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <filesystem>
 #include <limits>
+#include <list>
 #include <string>
 #include <vector>
 
@@ -524,6 +525,26 @@ TEST_F(SaveIniFileTest, PassesALackOfMemoryOnAndKeepsNothing)
         });
     EXPECT_TRUE(result);
     EXPECT_EQ(read(), "[General]\na=" + std::string(100, 'x') + "\nc=1\n\n[s]\nd=2\nm/b=y\n");
+}
+
+// The warning comes in the middle of the writing, on this thread.
+TEST_F(SaveIniFileTest, HasWrittenEachLineBeforeTheNextOne)
+{
+    struct Reader {
+        static void Receive(std::list<qzLog::LogEntry>& /*batch*/, void* reader)
+        {
+            auto& self = *static_cast<Reader*>(reader);
+            self.content = support::readFile(self.path);
+        }
+        std::string path;
+        std::string content;
+    };
+    Reader reader{mPath, ""};
+    qzLog::msInstance->installCustomHandler(nullptr, nullptr);
+    ASSERT_TRUE(qzLog::msInstance->installCustomHandler(&Reader::Receive, &reader));
+    EXPECT_FALSE(SaveIniFile(mPath, {{"a", 1}, {"b", 2}, {"c", List{1}}}, /*merge=*/false));
+    qzLog::msInstance->installCustomHandler(nullptr, nullptr);
+    EXPECT_EQ(reader.content, "[General]\na=1\nb=2\n");
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "support/Allocations.h"
 #include "support/DeviceStub.h"
 #include "variant/PlainCsv.h"
 
@@ -215,6 +216,28 @@ TEST_F(qzCsvStreamTest, ForgetsAFailureWithAnotherDevice)
     mStream.writeCell("b");
     EXPECT_TRUE(mStream.isOk());
     EXPECT_EQ(other.getContent(), "b");
+}
+
+// A cell of many quotes takes as much memory as it had, and none before the next one.
+TEST_F(qzCsvStreamTest, FreesTheMemoryOfItsLongestCellWithItsDevice)
+{
+    class Sink : public DeviceStub {
+    public:
+        unsigned long writeBytes(const char* /*src*/, unsigned long size) override { return size; }
+    };
+    Sink sink;
+    const std::string cell(100000, '"');
+    const auto countBytes = [&] {
+        const support::AllocationCounter counter;
+        mStream.writeCell(cell);
+        return counter.getBytes();
+    };
+    mStream.setDevice(&sink);
+    EXPECT_GE(countBytes(), 200000U);
+    EXPECT_EQ(countBytes(), 0U);
+    mStream.setDevice(nullptr);
+    mStream.setDevice(&sink);
+    EXPECT_GE(countBytes(), 200000U);
 }
 
 TEST_F(qzCsvStreamTest, WritesNothingMoreAfterARefusal)

@@ -196,6 +196,23 @@ TEST(qzVariantMergeTest, LeavesAValueThatItCopied)
     EXPECT_EQ(value, "y");
 }
 
+// A single element that is no string counts, wherever it is in the list.
+TEST(qzVariantMergeTest, LeavesAValueThatItAddsToAListOfNotOnlyStrings)
+{
+    for (const std::size_t size : {1U, 2U, 63U, 64U, 65U, 200U}) {
+        for (std::size_t place = 0; place != size; ++place) {
+            List list;
+            list.resize(size, "x");
+            list[place] = 1;
+            Map map{{"k", list}};
+            qzVariant value("new");
+            map.multiInsertAndDestroy("k", value, false);
+            ASSERT_EQ(value, "new") << place << " of " << size;
+            ASSERT_EQ(map["k"].getList()->back(), "new");
+        }
+    }
+}
+
 TEST(qzVariantMergeTest, PaysNoDeepCopyForAValueThatItOwns)
 {
     const std::string text(1000, 'x');
@@ -291,7 +308,7 @@ TEST(qzVariantMergeTest, AppendsToLongListsAsToShortOnes)
     EXPECT_EQ(map["k"].getList()->size(), 300U);
 }
 
-TEST(qzVariantMergeTest, AppendsStringsInLinearTime)
+TEST(qzVariantMergeTest, AppendsStringsWithOneAllocationEach)
 {
     for (const std::size_t size : {1000U, 2000U, 4000U}) {
         Map map{{"k", List()}};
@@ -373,6 +390,14 @@ TEST(qzVariantFlattenTest, FlattensIntoItself)
     Map map{{"a", Map{{"b", 1}}}, {"c", 2}};
     map.toFlattenMap(map, '/');
     EXPECT_EQ(describe(map), R"({"a": {"b": 1}, "a/b": 1, "c": [2, 2]})");
+}
+
+// In the order of keys, the new entry "a/b" comes after "a-", which is visited after "a".
+TEST(qzVariantFlattenTest, FlattensIntoItselfWithoutItsNewEntries)
+{
+    Map map{{"a", Map{{"b", 1}}}, {"a-", 2}};
+    map.toFlattenMap(map, '/');
+    EXPECT_EQ(describe(map), R"({"a": {"b": 1}, "a-": [2, 2], "a/b": 1})");
 }
 
 TEST(qzVariantFlattenTest, RefusesAMapInsideItselfBeforeAnythingChanges)

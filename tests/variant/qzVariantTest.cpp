@@ -1,9 +1,11 @@
 #include <qz/qzVariant.h>
 
+#include <atomic>
 #include <cstddef>
 #include <limits>
 #include <memory>
 #include <string>
+#include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -582,6 +584,33 @@ TEST_F(qzVariantUserData, FindsItsVariantWithoutItInItsDestructor)
     seen = &value;
     value.destroy();
     EXPECT_EQ(type, qzVariant::DESTROYED);
+}
+
+// --- Threads
+
+TEST(qzVariantThreads, ReadOneTree)
+{
+    TreeMaker maker(1);
+    const Map tree = maker.makeMap(4);
+    const Map other(tree);
+    const std::string text = tree.toString();
+    std::atomic<int> differences = 0;
+    const auto read = [&] {
+        for (int i = 0; i != 100; ++i) {
+            Map flat;
+            tree.toFlattenMap(flat, '/');
+            const bool isSame = tree == other && Map(tree).toString() == text &&
+                                tree.findPathImpl("no/such/key", '/') == nullptr;
+            const qzVariant value(tree);
+            if (!isSame || flat.empty() || value < value) ++differences;
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i != 4; ++i)
+        threads.emplace_back(read);
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(differences, 0);
 }
 
 }  // namespace

@@ -83,6 +83,15 @@ TEST(qzVariantText, GivesTheTextsOfAList)
     EXPECT_THAT(texts, IsEmpty());
 }
 
+TEST(qzVariantText, ReservesTheTextsOfAListAtOnce)
+{
+    const List list{1, 2, 3, 4, 5};
+    std::vector<std::string> texts;
+    list.toStringList(texts);
+    EXPECT_EQ(texts.capacity(), 5U);
+    EXPECT_EQ(qzVariant(list).toStringList().capacity(), 5U);
+}
+
 TEST(qzVariantText, WritesTreesOfRandomValuesAsThePlainForm)
 {
     for (unsigned int seed = 0; seed != 500; ++seed) {
