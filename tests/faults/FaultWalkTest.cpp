@@ -105,6 +105,12 @@ const char* const kAllPassed = "all passed";
 const std::string kAllLocked =
     "locked, refused: Fail to acquire lock on existing file, " + describe(EWOULDBLOCK);
 
+const std::string kHolderFound = "found, refused: held: " + describe(ECANCELED);
+const std::string kHolderNotFound = "not found, refused: held: " + describe(ECANCELED);
+
+const std::string kSecondRefused = "refused: lock: " + describe(EAGAIN) + "; ";
+const std::string kAnswered = "texttext, receive: " + describe(ENOTCONN);
+
 const Scenario kScenarios[] = {
     {"start_stop",
      "C.UTF-8",
@@ -537,7 +543,12 @@ const Scenario kScenarios[] = {
          {"clone", EAGAIN, {"clone failed; " + kPiped, kFed + "; clone failed"}},
          {"setpgid", EPERM, {"setpgid failed; " + kPiped, kFed + "; setpgid failed"}},
          {"dup2", EMFILE, {"dup2 failed; " + kPiped, kFed + "; dup2 failed"}},
-         {"sigprocmask", EPERM, {"sigprocmask failed; " + kPiped, kFed + "; sigprocmask failed"}},
+         {"rt_sigaction",
+          EPERM,
+          {"rt_sigaction failed; " + kPiped, kFed + "; rt_sigaction failed"}},
+         {"rt_sigprocmask",
+          EPERM,
+          {"rt_sigprocmask failed; " + kPiped, kFed + "; rt_sigprocmask failed"}},
          {"execve", ENOEXEC, {"execve failed; " + kPiped, kFed + "; execve failed"}},
          {"chdir", EACCES, {"chdir failed; " + kPiped}},
          {"open", EACCES, {kFed + "; open failed"}},
@@ -658,6 +669,118 @@ const Scenario kScenarios[] = {
      {"std::bad_alloc", kAllLocked, "as a new file, " + kAllLocked,
       "new: Fail to open lock file in w+, " + describe(ENOMEM),
       "locked, refused: Fail to set lock on created file, " + describe(EWOULDBLOCK)}},
+
+    {"file_lock",
+     "C.UTF-8",
+     kHolderFound,
+     {
+         {"open",
+          EMFILE,
+          {"new: failed: " + describe(EMFILE), kHolderNotFound,
+           "found, refused: failed: " + describe(EMFILE), "existing: failed: " + describe(EMFILE)}},
+         {"open", EINTR, {kHolderFound}},
+         // The close of the file makes up for an explicit unlock that fails.
+         {"fcntl",
+          ENOLCK,
+          {"new: failed: " + describe(ENOLCK), kHolderNotFound,
+           "found, refused: failed: " + describe(ENOLCK), "existing: failed: " + describe(ENOLCK),
+           kHolderFound}},
+
+         {"fcntl", EINTR, {kHolderFound, kHolderNotFound}},
+         // A file that can't be compared with the one at the path is opened anew.
+         {"fstat", EIO, {kHolderFound, "elsewhere, " + kHolderFound}},
+         {"lstat", EIO, {kHolderFound, "elsewhere, " + kHolderFound}},
+         // A file that can't be read is not overwritten.
+         {"pread",
+          EIO,
+          {"new: failed: " + describe(EIO), kHolderNotFound,
+           "found, refused: failed: " + describe(ECANCELED), "existing: failed: " + describe(EIO)},
+          {kHolderFound}},
+         {"pread", EINTR, {kHolderFound}},
+         // The line is for people; the lock is taken without it.
+         {"pwrite", ENOSPC, {"not found, refused: failed: " + describe(ECANCELED)}},
+         {"pwrite", EINTR, {kHolderFound}},
+         {"ftruncate", EIO, {kHolderFound}},
+         {"close", EIO, {kHolderFound}},
+         // A time that is not known may be after the deadline.
+         {"clock_gettime",
+          EINVAL,
+          {},
+          {kHolderFound, "found, refused: held: " + describe(ETIMEDOUT)}},
+         {"mmap", ENOMEM, {}, {kHolderFound}},
+         {"madvise", EINVAL, {}, {kHolderFound}},
+     },
+     {"std::bad_alloc"}},
+
+    {"pipe_channel",
+     "C.UTF-8",
+     kSecondRefused + kAnswered,
+     {
+         {"lstat",
+          EACCES,
+          {"listen: lstat: " + describe(EACCES),
+           "refused: lstat: " + describe(EACCES) + "; " + kAnswered,
+           kSecondRefused + "connect: lstat: " + describe(EACCES), kSecondRefused + kAnswered}},
+         {"socket",
+          EMFILE,
+          {"listen: socket: " + describe(EMFILE),
+           "refused: socket: " + describe(EMFILE) + "; " + kAnswered,
+           kSecondRefused + "connect: socket: " + describe(EMFILE)}},
+         {"open",
+          EMFILE,
+          {"listen: lock: " + describe(EMFILE),
+           "refused: lock: " + describe(EMFILE) + "; " + kAnswered}},
+         {"fcntl",
+          ENOLCK,
+          {"listen: lock: " + describe(ENOLCK),
+           "refused: lock: " + describe(ENOLCK) + "; " + kAnswered, kSecondRefused + kAnswered}},
+         {"fstat", EIO, {kSecondRefused + kAnswered}},
+         {"pread", EIO, {"listen: lock: " + describe(EIO), kSecondRefused + kAnswered}},
+         {"pwrite", ENOSPC, {kSecondRefused + kAnswered}},
+         {"ftruncate", EIO, {kSecondRefused + kAnswered}},
+         {"unlink", EACCES, {kSecondRefused + kAnswered}},
+         {"bind", EACCES, {"listen: bind: " + describe(EACCES)}},
+         {"listen", EADDRINUSE, {"listen: listen: " + describe(EADDRINUSE)}},
+         {"connect",
+          ECONNREFUSED,
+          {kSecondRefused + "connect: connect: " + describe(ECONNREFUSED)}},
+         {"connect", EAGAIN, {kSecondRefused + kAnswered}},
+         {"connect", EINTR, {kSecondRefused + kAnswered}},
+         {"accept", EMFILE, {kSecondRefused + kAnswered}},
+         {"accept", EINTR, {kSecondRefused + kAnswered}},
+         {"getsockopt",
+          EINVAL,
+          {kSecondRefused + "connect: SO_PEERCRED: " + describe(EINVAL),
+           kSecondRefused + "receive: receive: " + describe(ECONNRESET) +
+               ", at the server SO_PEERCRED: " + describe(EINVAL)}},
+         {"poll",
+          ENOMEM,
+          {kSecondRefused + "serve: poll: " + describe(ENOMEM),
+           kSecondRefused + "texttext, serve: poll: " + describe(ENOMEM)}},
+         {"poll", EINTR, {kSecondRefused + kAnswered}},
+         // Any failed send ends the connection, and both sides see the end.
+         {"send",
+          ENOBUFS,
+          {kSecondRefused + "send: send: " + describe(ENOBUFS),
+           kSecondRefused + "receive: receive: " + describe(ENOTCONN) +
+               ", at the server send: " + describe(ENOBUFS)}},
+         {"send", EAGAIN, {kSecondRefused + kAnswered}},
+         {"send", EINTR, {kSecondRefused + kAnswered}},
+         {"recv",
+          ECONNRESET,
+          {kSecondRefused + "receive: receive: " + describe(ECONNRESET) +
+               ", at the server receive: " + describe(ECONNRESET),
+           kSecondRefused + "receive: receive: " + describe(ECONNRESET) + ", at the server ",
+           kSecondRefused + "texttext, receive: " + describe(ECONNRESET)}},
+         {"recv", EAGAIN, {kSecondRefused + kAnswered}},
+         {"recv", EINTR, {kSecondRefused + kAnswered}},
+         {"close", EIO, {kSecondRefused + kAnswered}},
+         // A time that is not known may be after the deadline.
+         {"clock_gettime", EINVAL, {}, {kSecondRefused + kAnswered, kSecondRefused + "no news"}},
+         {"mmap", ENOMEM, {}, {kSecondRefused + kAnswered}},
+         {"madvise", EINVAL, {}, {kSecondRefused + kAnswered}},
+     },
+     {"std::bad_alloc"}},
 };
 
 struct Fault {

@@ -25,6 +25,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/uio.h>
 #include <sys/vfs.h>
@@ -247,6 +248,19 @@ QZ_CALL(write, "write");
 QZ_DEFINE(write, write, ssize_t, (int fd, const void* from, size_t size), (fd, from, size), -1)
 QZ_CALL(writev, "writev");
 QZ_DEFINE(writev, writev, ssize_t, (int fd, const iovec* parts, int count), (fd, parts, count), -1)
+QZ_CALL(pread, "pread");
+QZ_DEFINE(pread, pread, ssize_t, (int fd, void* to, size_t size, off_t offset),
+          (fd, to, size, offset), -1)
+QZ_DEFINE(pread, pread64, ssize_t, (int fd, void* to, size_t size, off64_t offset),
+          (fd, to, size, offset), -1)
+QZ_CALL(pwrite, "pwrite");
+QZ_DEFINE(pwrite, pwrite, ssize_t, (int fd, const void* from, size_t size, off_t offset),
+          (fd, from, size, offset), -1)
+QZ_DEFINE(pwrite, pwrite64, ssize_t, (int fd, const void* from, size_t size, off64_t offset),
+          (fd, from, size, offset), -1)
+QZ_CALL(ftruncate, "ftruncate");
+QZ_DEFINE(ftruncate, ftruncate, int, (int fd, off_t size), (fd, size), -1)
+QZ_DEFINE(ftruncate, ftruncate64, int, (int fd, off64_t size), (fd, size), -1)
 QZ_CALL(lseek, "lseek");
 QZ_DEFINE(lseek, lseek, off_t, (int fd, off_t offset, int start), (fd, offset, start), -1)
 QZ_DEFINE(lseek, lseek64, off64_t, (int fd, off64_t offset, int start), (fd, offset, start), -1)
@@ -350,6 +364,9 @@ QZ_DEFINE(listen, listen, int, (int fd, int backlog), (fd, backlog), -1)
 QZ_CALL(connect, "connect");
 QZ_DEFINE(connect, connect, int, (int fd, const sockaddr* address, socklen_t size),
           (fd, address, size), -1)
+QZ_CALL(getsockopt, "getsockopt");
+QZ_DEFINE(getsockopt, getsockopt, int, (int fd, int level, int name, void* value, socklen_t* size),
+          (fd, level, name, value, size), -1)
 QZ_CALL(shutdown, "shutdown");
 QZ_DEFINE(shutdown, shutdown, int, (int fd, int way), (fd, way), -1)
 QZ_CALL(send, "send");
@@ -385,37 +402,48 @@ int fault_clone(int (*body)(void*), void* stack, int flags, void* data, ...)
     if (call_clone.mustFail()) return -1;
     return real.get()(body, stack, flags, data, first, second, third);
 }
-QZ_CALL(sigprocmask, "sigprocmask");
-QZ_DEFINE_FOR_PROGRAM(sigprocmask, sigprocmask, int,
-                      (int way, const sigset_t* signals, sigset_t* before), (way, signals, before),
-                      -1)
+// The calls that a child makes past the C library, by their numbers. All of their arguments are as
+// wide as a pointer at most.
+struct NumberedCall {
+    long number;
+    Call* call;
+};
+QZ_CALL(rt_sigaction, "rt_sigaction");
+QZ_CALL(rt_sigprocmask, "rt_sigprocmask");
 QZ_CALL(prctl, "prctl");
-extern "C" __attribute__((visibility("default"))) int fault_prctl(int order, ...) __asm__("prctl");
-int fault_prctl(int order, ...)
-{
-    static constinit Real<int(int, ...)> real("prctl");
-    va_list rest;
-    va_start(rest, order);
-    unsigned long values[4];
-    for (unsigned long& value : values)
-        value = va_arg(rest, unsigned long);
-    va_end(rest);
-    if (call_prctl.mustFail()) return -1;
-    return real.get()(order, values[0], values[1], values[2], values[3]);
-}
 // The system always answers; another parent means that the first one has ended.
 QZ_CALL(getppid, "getppid");
-QZ_DEFINE(getppid, getppid, pid_t, (), (), -1)
 QZ_CALL(setpgid, "setpgid");
-QZ_DEFINE(setpgid, setpgid, int, (pid_t pid, pid_t group), (pid, group), -1)
 QZ_CALL(dup2, "dup2");
-QZ_DEFINE(dup2, dup2, int, (int from, int to), (from, to), -1)
 QZ_CALL(close_range, "close_range");
-QZ_DEFINE(close_range, close_range, int, (unsigned int first, unsigned int last, int flags),
-          (first, last, flags), -1)
 QZ_CALL(execve, "execve");
-QZ_DEFINE(execve, execve, int, (const char* path, char* const* arguments, char* const* environment),
-          (path, arguments, environment), -1)
+constexpr NumberedCall kNumberedCalls[] = {
+    {SYS_rt_sigaction, &call_rt_sigaction},
+    {SYS_rt_sigprocmask, &call_rt_sigprocmask},
+    {SYS_prctl, &call_prctl},
+    {SYS_getppid, &call_getppid},
+    {SYS_setpgid, &call_setpgid},
+    {SYS_dup2, &call_dup2},
+    {SYS_close_range, &call_close_range},
+    {SYS_execve, &call_execve},
+    {SYS_chdir, &call_chdir},
+};
+extern "C" __attribute__((visibility("default"))) long fault_syscall(long number,
+                                                                     ...) __asm__("syscall");
+long fault_syscall(long number, ...)
+{
+    static constinit Real<long(long, ...)> real("syscall");
+    va_list rest;
+    va_start(rest, number);
+    long values[6];
+    for (long& value : values)
+        value = va_arg(rest, long);
+    va_end(rest);
+    for (const NumberedCall& numbered : kNumberedCalls) {
+        if (numbered.number == number && numbered.call->mustFail()) return -1;
+    }
+    return real.get()(number, values[0], values[1], values[2], values[3], values[4], values[5]);
+}
 QZ_CALL(wait4, "wait4");
 QZ_DEFINE(wait4, wait4, pid_t, (pid_t pid, int* status, int options, rusage* usage),
           (pid, status, options, usage), -1)

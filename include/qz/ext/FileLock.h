@@ -76,8 +76,7 @@ public:
     /// (EINVAL), and one with other content than such a line (EINVAL), because that would be
     /// overwritten.
     /// @param failure the error is EAGAIN if another holder has the lock, and EDEADLK if this
-    /// object
-    ///     has one.
+    ///     object has one.
     bool tryLockUtf8(const std::string& path, Mode mode, SystemFailure* failure = nullptr);
 
     /// Takes a lock, and waits until it is free. Waiting processes try again every 10 ms at the

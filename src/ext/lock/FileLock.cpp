@@ -65,12 +65,21 @@ bool isAtPath(int file, const std::string& path, struct stat& opened)
            opened.st_dev == found.st_dev && opened.st_ino == found.st_ino;
 }
 
-std::string readStart(int file)
+// If it fails, the text is empty and `errno` is set.
+bool readStart(int file, std::string& text)
 {
-    std::string text(kMaxLockLineBytes, '\0');
+    text.resize(kMaxLockLineBytes);
     const ssize_t count = restart([&] { return ::pread(file, text.data(), text.size(), 0); });
     text.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
-    return text;
+    return count >= 0;
+}
+
+// Nobody, if the file can't be read.
+LockHolder readHolder(int file)
+{
+    std::string text;
+    readStart(file, text);
+    return parseLockLine(text);
 }
 
 // A line that can't be written whole is left out: an old one would name somebody else.
@@ -88,7 +97,7 @@ void describeHolder(int file, const std::string& oldText)
 SystemFailure describeRefusal(int file, int error)
 {
     if (error != EAGAIN && error != EACCES) return {{}, error};
-    const LockHolder holder = parseLockLine(readStart(file));
+    const LockHolder holder = readHolder(file);
     if (holder.pid == 0) return {{}, EAGAIN};
     return {", held by process " + std::to_string(holder.pid) + " (" + holder.program + ")",
             EAGAIN};
@@ -134,7 +143,9 @@ bool FileLock::tryLocal(const std::string& path, Mode mode, SystemFailure* failu
         if (!isAtPath(file, path, status)) continue;
         if (!S_ISREG(status.st_mode)) return refuse(", no regular file", EINVAL);
         if (status.st_nlink != 1) return refuse({}, EMLINK);
-        const std::string text = readStart(file);
+        std::string text;
+        // Unread, a file that is no lock file would be overwritten.
+        if (!readStart(file, text)) return refuse({}, errno);
         if (!isLockText(text)) return refuse(", no lock file", EINVAL);
         describeHolder(file, text);
         mHeld = std::make_unique<Held>(Held{std::move(opened), path});
@@ -202,7 +213,7 @@ std::optional<LockHolder> FileLock::FindHolderLocal(const std::string& localPath
     range.l_whence = SEEK_SET;
     if (::fcntl(file.get(), F_OFD_GETLK, &range) != 0 || range.l_type == F_UNLCK)
         return std::nullopt;
-    return parseLockLine(readStart(file.get()));
+    return readHolder(file.get());
 }
 
 std::optional<LockHolder> FileLock::FindHolderUtf8(const std::string& path)

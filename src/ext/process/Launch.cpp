@@ -13,7 +13,10 @@
 #include <unistd.h>
 
 // The child runs in the memory of its parent, whose thread is suspended. A sanitizer takes what it
-// does for the doing of that thread, and its jump out of the function for a strange stack.
+// does for the doing of that thread, and its jump out of the function for a strange stack. A
+// sanitizer also replaces functions of the C library, to record descriptors, signal actions and the
+// end of the process, and would record those of the child as the parent's. So the child calls the
+// system itself.
 #define QZ_NOT_INSTRUMENTED __attribute__((no_sanitize("address", "undefined", "thread")))
 
 // The same function of the C library as `clone`, which the thread sanitizer replaces by one for
@@ -27,6 +30,9 @@ namespace {
 
 constexpr std::size_t kStackBytes = 65536;
 constexpr int kFirstOtherDescriptor = 3;
+// The set of signals that the system knows, which is smaller than the C library's.
+using SystemSignalSet = unsigned long;
+constexpr std::size_t kSignalSetBytes = sizeof(SystemSignalSet);
 
 // What parent and child share.
 struct Shared {
@@ -42,19 +48,18 @@ struct SystemSignalAction {
     void (*handler)(int);
     unsigned long flags;
     void (*restorer)();
-    unsigned long mask;
+    SystemSignalSet mask;
 };
 
 // Handlers of this process would run in its memory as soon as the signals are unblocked. Those that
-// are ignored would stay so in the program. Not by the C library's function: what replaces it, such
-// as a sanitizer, writes down the actions in the memory of this process, where they still hold.
+// are ignored would stay so in the program.
 QZ_NOT_INSTRUMENTED bool resetSignalActions()
 {
     const SystemSignalAction byDefault = {};
     for (int number = 1; number < NSIG; ++number) {
         const bool isFixed = number == SIGKILL || number == SIGSTOP;
         if (!isFixed &&
-            ::syscall(SYS_rt_sigaction, number, &byDefault, nullptr, sizeof byDefault.mask) != 0)
+            ::syscall(SYS_rt_sigaction, number, &byDefault, nullptr, kSignalSetBytes) != 0)
             return false;
     }
     return true;
@@ -63,19 +68,19 @@ QZ_NOT_INSTRUMENTED bool resetSignalActions()
 QZ_NOT_INSTRUMENTED bool connectStreams(const std::array<int, 3>& streams)
 {
     for (int place = 0; place < kFirstOtherDescriptor; ++place) {
-        if (::dup2(streams[static_cast<std::size_t>(place)], place) < 0) return false;
+        if (::syscall(SYS_dup2, streams[static_cast<std::size_t>(place)], place) < 0) return false;
     }
     return true;
 }
 
 QZ_NOT_INSTRUMENTED bool closeOthers()
 {
-    if (::close_range(kFirstOtherDescriptor, ~0U, 0) == 0) return true;
+    if (::syscall(SYS_close_range, kFirstOtherDescriptor, ~0U, 0) == 0) return true;
     // Kernels before 5.9 don't have the call.
     rlimit limit = {};
-    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return false;
+    if (::syscall(SYS_getrlimit, RLIMIT_NOFILE, &limit) != 0) return false;
     for (rlim_t descriptor = kFirstOtherDescriptor; descriptor < limit.rlim_cur; ++descriptor)
-        ::close(static_cast<int>(descriptor));
+        ::syscall(SYS_close, static_cast<int>(descriptor));
     return true;
 }
 
@@ -84,18 +89,20 @@ QZ_NOT_INSTRUMENTED const char* prepare(const Shared& shared)
 {
     if (!resetSignalActions()) return "rt_sigaction";
     if (shared.plan.endsWithThread) {
-        if (::prctl(PR_SET_PDEATHSIG, SIGKILL) != 0) return "prctl";
+        const unsigned long deathSignal = SIGKILL;
+        if (::syscall(SYS_prctl, PR_SET_PDEATHSIG, deathSignal) != 0) return "prctl";
         // The parent may have ended before.
-        if (::getppid() != shared.parent) return "getppid";
+        if (::syscall(SYS_getppid) != shared.parent) return "getppid";
     }
-    if (shared.plan.group >= 0 && ::setpgid(0, shared.plan.group) != 0) return "setpgid";
-    if (shared.image.getFolder() != nullptr && ::chdir(shared.image.getFolder()) != 0)
-        return "chdir";
+    if (shared.plan.group >= 0 && ::syscall(SYS_setpgid, 0, shared.plan.group) != 0)
+        return "setpgid";
+    const char* const folder = shared.image.getFolder();
+    if (folder != nullptr && ::syscall(SYS_chdir, folder) != 0) return "chdir";
     if (!connectStreams(shared.plan.streams)) return "dup2";
     if (!closeOthers()) return "close_range";
-    sigset_t none;
-    ::sigemptyset(&none);
-    if (::sigprocmask(SIG_SETMASK, &none, nullptr) != 0) return "sigprocmask";
+    const SystemSignalSet none = 0;
+    if (::syscall(SYS_rt_sigprocmask, SIG_SETMASK, &none, nullptr, kSignalSetBytes) != 0)
+        return "rt_sigprocmask";
     return nullptr;
 }
 
@@ -105,7 +112,7 @@ QZ_NOT_INSTRUMENTED int execute(const ProgramImage& image)
 {
     int error = 0;
     for (const char* const* path = image.getPaths(); *path != nullptr; ++path) {
-        ::execve(*path, image.getArguments(), image.getEnvironment());
+        ::syscall(SYS_execve, *path, image.getArguments(), image.getEnvironment());
         const bool isNotThere = errno == ENOENT || errno == ENOTDIR;
         if (!isNotThere && errno != EACCES) return errno;
         if (error == 0 || errno == EACCES) error = errno;
@@ -123,7 +130,8 @@ QZ_NOT_INSTRUMENTED int runChild(void* argument)
         shared.error = execute(shared.image);
         shared.failed = "execve";
     }
-    ::_exit(127);
+    for (;;)
+        ::syscall(SYS_exit_group, 127);
 }
 
 // Blocks the signals and the cancellation of the calling thread.

@@ -1,0 +1,162 @@
+// The code of the guide to other processes: it is the same as here, and does what the guide says.
+
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <qz/ext/ChildProcess.h>
+#include <qz/ext/FileLock.h>
+#include <qz/ext/PipeChannel.h>
+#include <qz/qzCancelInterface.h>
+#include <qz/qzLogObject.h>
+
+#include "TestPaths.h"
+#include "ext/PipeFixture.h"
+#include "support/Files.h"
+
+namespace guide {
+
+std::optional<std::string> findLargestNumber(const std::string& path)
+{
+    qz::ext::ChildOptions options;
+    options.programs = {{"sort", {"-n", path}}, {"tail", {"-n", "1"}}};
+    options.output = qz::ext::ChildOutput::Memory(/*limitBytes=*/4096);
+    options.error = qz::ext::ChildOutput::Log(qz::qzLog::Warning, "sort");
+    qz::ext::ChildWait wait;
+    wait.timeoutMs = 10'000;
+    const qz::ext::ChildResult result = qz::ext::ChildProcess::Run(options, wait);
+    if (result.failure) qz::logWarning() << result.failure.toString();
+    if (!result.isSuccess() || result.isOutputCut) return std::nullopt;
+    return result.output;
+}
+
+bool addOrder(const std::string& lockPath, const qz::qzCancelInterfaceReadOnly& cancel)
+{
+    qz::ext::FileLock lock;
+    qz::ext::SystemFailure failure;
+    const int timeoutMs = 5000;
+    if (!lock.lockUtf8(lockPath, qz::ext::FileLock::Exclusive, timeoutMs, &cancel, &failure)) {
+        qz::logWarning() << failure.toString();  // names the holder if there is one
+        return false;
+    }
+    // Change the orders here; the end of the scope releases the lock.
+    return true;
+}
+
+bool becomeTheOnlyInstance(qz::ext::SingleInstance& instance)
+{
+    qz::ext::SystemFailure failure;
+    if (instance.claim("orders", &failure)) return true;
+    qz::logCritical() << "orders runs already, or can't be locked: " << failure.toString();
+    return false;
+}
+
+bool serveOrders(const qz::qzCancelInterfaceReadOnly& cancel)
+{
+    qz::ext::PipeServer server;
+    server.onMessage([](qz::ext::PipeServer::Peer& peer, const std::string& message) {
+        peer.send(message == "count" ? "3" : "what?");
+    });
+    server.onClosed([](qz::ext::PipeServer::Peer& peer, const qz::ext::SystemFailure& reason) {
+        qz::logInfo() << "process " << peer.getPid() << ": " << reason.toString();
+    });
+    qz::ext::SystemFailure failure;
+    const int noLimitMs = -1;
+    if (server.listen("orders", &failure) && server.serve(noLimitMs, &cancel, &failure))
+        return true;
+    qz::logCritical() << failure.toString();
+    return false;
+}
+
+std::optional<std::string> requestFromOrders(const std::string& request)
+{
+    qz::ext::PipeChannel channel;
+    qz::ext::SystemFailure failure;
+    std::string answer;
+    const int timeoutMs = 5000;
+    if (channel.connect("orders", timeoutMs, /*cancel=*/nullptr, &failure) &&
+        channel.send(request, timeoutMs, /*cancel=*/nullptr, &failure) &&
+        channel.receive(answer, timeoutMs, /*cancel=*/nullptr, &failure))
+        return answer;
+    qz::logWarning() << failure.toString();
+    return std::nullopt;
+}
+
+}  // namespace guide
+
+namespace qz::ext {
+
+namespace {
+
+// The code of the guide that uses this library, a function a block.
+std::vector<std::string> readBlocks()
+{
+    const std::string text =
+        support::readFile(std::string(QZ_TEST_SOURCE_DIR) + "/docs/guide-processes.md");
+    const std::string head = "```cpp\n";
+    std::vector<std::string> blocks;
+    for (std::size_t at = text.find(head); at != std::string::npos; at = text.find(head, at)) {
+        at += head.size();
+        const std::string block = text.substr(at, text.find("```", at) - at);
+        if (block.find("qz::ext::") != std::string::npos) blocks.push_back(block);
+    }
+    return blocks;
+}
+
+class GuideCodeTest : public PipeFixture {};
+
+TEST_F(GuideCodeTest, IsTheCodeOfThisFile)
+{
+    const std::string source =
+        support::readFile(std::string(QZ_TEST_SOURCE_DIR) + "/tests/ext/GuideCodeTest.cpp");
+    const std::vector<std::string> blocks = readBlocks();
+    EXPECT_EQ(blocks.size(), 5U);
+    for (const std::string& block : blocks)
+        EXPECT_NE(source.find('\n' + block), std::string::npos) << block;
+}
+
+TEST_F(GuideCodeTest, FindsTheLargestNumber)
+{
+    const std::string path = mFolder.write("numbers", "9\n100\n20\n");
+    EXPECT_EQ(guide::findLargestNumber(path), "100\n");
+    EXPECT_EQ(guide::findLargestNumber(mFolder.getPath("none")), std::nullopt);
+}
+
+TEST_F(GuideCodeTest, WaitsForTheLock)
+{
+    const std::string path = mFolder.getPath("orders.lock");
+    EXPECT_TRUE(guide::addOrder(path, mCancel));
+    FileLock holder;
+    ASSERT_TRUE(holder.tryLockUtf8(path, FileLock::Exclusive));
+    mCancel.isRequested = true;
+    EXPECT_FALSE(guide::addOrder(path, mCancel));
+}
+
+TEST_F(GuideCodeTest, IsTheOnlyInstance)
+{
+    SingleInstance first;
+    SingleInstance second;
+    EXPECT_TRUE(guide::becomeTheOnlyInstance(first));
+    EXPECT_FALSE(guide::becomeTheOnlyInstance(second));
+}
+
+TEST_F(GuideCodeTest, AnswersARequest)
+{
+    EXPECT_EQ(guide::requestFromOrders("count"), std::nullopt);
+    bool hasServed = false;
+    std::thread thread([&] { hasServed = guide::serveOrders(mCancel); });
+    PipeChannel probe;
+    EXPECT_TRUE(support::waitUntil([&] { return probe.connect("orders", kLongMs, nullptr); }));
+    EXPECT_EQ(guide::requestFromOrders("count"), "3");
+    EXPECT_EQ(guide::requestFromOrders("weight"), "what?");
+    mCancel.isRequested = true;
+    thread.join();
+    EXPECT_TRUE(hasServed);
+}
+
+}  // namespace
+
+}  // namespace qz::ext
