@@ -40,8 +40,7 @@ bool isLink(const std::string& path)
 bool isMet(const std::string& localName)
 {
     using qz::qzStringUtils;
-    return localName != "\\" &&
-           !qzStringUtils::convertCharset(localName, qzStringUtils::CharSetLocal,
+    return !qzStringUtils::convertCharset(localName, qzStringUtils::CharSetLocal,
                                           qzStringUtils::CharSetUtf8)
                 .empty();
 }

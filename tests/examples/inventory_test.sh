@@ -95,13 +95,13 @@ expect 1 --output dark.csv dark nowhere tree/a.txt '' 'dark/back\slash'
 readonly denied="System error : '(13) EACCES Permission denied'"
 sort err >sorted
 sort >wanted <<END
-inventory: cannot list 'dark/\': its name can't be converted
 inventory: cannot list 'dark/$(printf '\xff')': its name can't be converted
 inventory: cannot look at 'dark/unsearchable/file': $denied
 inventory: cannot read 'dark/secret.txt': $denied
 inventory: cannot walk '': it names nothing
 inventory: cannot walk 'dark/back\\slash': there is a backslash in its name
 inventory: cannot walk 'dark/back\\slash': there is a backslash in its name
+inventory: cannot walk 'dark/\\': there is a backslash in its name
 inventory: cannot walk 'dark/closed': $denied
 inventory: cannot walk 'nowhere': System error : '(2) ENOENT No such file or directory'
 inventory: cannot walk 'tree/a.txt': System error : '(20) ENOTDIR Not a directory'
