@@ -511,9 +511,6 @@ const Scenario kScenarios[] = {
           EAGAIN,
           {kRan + "; no child; detached; " + kInspected,
            kRan + "; missing; not detached; " + kInspected}},
-         {"getppid",
-          ESRCH,
-          {kAllStarted, kRan + "; missing; detached; self with arguments, a parent, memory"}},
          // That reads as if something else had waited for the child.
          {"waitid",
           ECHILD,

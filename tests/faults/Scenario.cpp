@@ -5,6 +5,8 @@
 #include <iostream>
 #include <set>
 
+#include <qz/qzLog.h>
+
 #include "support/Allocations.h"
 #include "support/Files.h"
 #include "support/ScratchFolder.h"
@@ -70,6 +72,8 @@ Watch::~Watch()
 int runScenario(int argumentCount, char** arguments, Work work)
 {
     const HeldLocale locale;
+    // The log thread opens its converters when it starts, which is no part of the work.
+    if (qzLog::msInstance != nullptr) qzLog::msInstance->flush();
     const support::ScratchFolder folder;
     const std::size_t descriptorsBefore = support::countOpenDescriptors();
     if (argumentCount == 2 && std::string(arguments[1]) == "--allocations") {

@@ -64,7 +64,6 @@ void awaitRoomInTheSecond()
 std::string dispatch(const std::string& /*folder*/)
 {
     Seen seen;
-    qzLog::msInstance->flush();  // then the log thread has its converters
     awaitRoomInTheSecond();
     {
         const qz::faults::Watch watch;
