@@ -212,18 +212,21 @@ TEST_F(qzIoDeviceFileStreamFault, MovesNoMoreOnceTheDescriptorIsGone)
     EXPECT_EQ(error(), "std sub stream is in error after a seekp");
 }
 
-// A readable region of memory as a file: its end is an error for whoever reads on.
+// A readable region of memory as a file: its end is an error for whoever reads on. The addresses
+// after it are those of a file that is too short for them, so that nobody else gets them.
 class MemoryWithAnEnd {
 public:
     static constexpr std::size_t kSize = 65536;
 
     MemoryWithAnEnd()
-        : mBytes(static_cast<char*>(::mmap(nullptr, 2 * kSize, PROT_READ | PROT_WRITE,
-                                           MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)))
     {
-        ::munmap(mBytes + kSize, kSize);
+        const int file = ::memfd_create("memory", MFD_CLOEXEC);
+        EXPECT_EQ(::ftruncate(file, kSize), 0);
+        mBytes = static_cast<char*>(
+            ::mmap(nullptr, 2 * kSize, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0));
+        ::close(file);
     }
-    ~MemoryWithAnEnd() { ::munmap(mBytes, kSize); }
+    ~MemoryWithAnEnd() { ::munmap(mBytes, 2 * kSize); }
     MemoryWithAnEnd(const MemoryWithAnEnd&) = delete;
     MemoryWithAnEnd& operator=(const MemoryWithAnEnd&) = delete;
 
@@ -236,7 +239,7 @@ public:
     }
 
 private:
-    char* mBytes;
+    char* mBytes = nullptr;
 };
 
 class qzIoDeviceFileStreamReadError : public qzIoDeviceFileStreamFault,
