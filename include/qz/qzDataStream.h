@@ -158,8 +158,18 @@ private:
     void setWriteError();
     void setTextError(unsigned long size);
     void setReadError();
+    // The only way to the device. Without one, no byte moves.
     template <typename Move>
-    QZ_LOCAL unsigned long callDevice(Move move);
+    QZ_LOCAL unsigned long callDevice(Move move)
+    {
+        if (mDevice == nullptr) return 0;
+        try {
+            return move(*mDevice);
+        } catch (...) {  // lack of memory: a part of the value may have moved
+            mOk = false;
+            throw;
+        }
+    }
     QZ_LOCAL unsigned long moveToDevice(const char* data, unsigned long size);
     QZ_LOCAL unsigned long moveFromDevice(char* data, unsigned long size);
     template <typename Bytes>
@@ -181,19 +191,6 @@ private:
 
 // The bodies of the number operators follow; inline, a value costs one indirect call and one of
 // the device.
-
-// The only way to the device. Without one, no byte moves.
-template <typename Move>
-unsigned long qzDataStream::callDevice(Move move)
-{
-    if (mDevice == nullptr) return 0;
-    try {
-        return move(*mDevice);
-    } catch (...) {  // lack of memory: a part of the value may have moved
-        mOk = false;
-        throw;
-    }
-}
 
 template <typename T>
 qzDataStream& qzDataStream::writeNumber(MoveNumber move, T value)

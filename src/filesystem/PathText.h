@@ -20,6 +20,13 @@ inline void makeSlashes(std::string& path)
     std::replace(path.begin(), path.end(), '\\', '/');
 }
 
+/// The path with a slash for each backslash.
+inline std::string withSlashes(std::string path)
+{
+    makeSlashes(path);
+    return path;
+}
+
 namespace impl {
 
 // Whether no byte of eight has its high bit set or is a backslash.

@@ -43,12 +43,6 @@ bool leadsBelow(const std::string& name)
     return isBelow;
 }
 
-std::string withSlashes(std::string path)
-{
-    filesystem::makeSlashes(path);
-    return path;
-}
-
 bool isFolder(const FolderLevel& level, const dirent64& entry, const EntryName& name)
 {
     const EntryKind kind = level.getKind(entry, name);
@@ -102,7 +96,7 @@ bool qzDirUtils::FileSystemVisitor::addExtensions(const std::vector<std::string>
 bool qzDirUtils::FileSystemVisitor::visitImpl(const std::string& folder,
                                               const qzCancelInterfaceReadOnly* cancel)
 {
-    FolderLevel root(withSlashes(folder), /*parent=*/nullptr);
+    FolderLevel root(filesystem::withSlashes(folder), /*parent=*/nullptr);
     return visitLevel(root, cancel);
 }
 
@@ -131,7 +125,7 @@ bool qzDirUtils::FileSystemVisitor::visitSubfolder(FolderLevel& level, const std
 {
     if (!visitFolder(level.getPath(), name)) return false;
     if (!mRecursive || !leadsBelow(name)) return true;
-    FolderLevel below(withSlashes(JoinPath(level.getPath(), name)), &level);
+    FolderLevel below(filesystem::withSlashes(JoinPath(level.getPath(), name)), &level);
     return visitLevel(below, cancel);
 }
 
