@@ -41,7 +41,7 @@ void Conversation::readInput()
     queue.insert(queue.end(), bytes.begin(), bytes.begin() + count);
 }
 
-bool Conversation::showLine(const std::string& line)
+bool Conversation::ShowLine(const std::string& line)
 {
     std::cout << "> ";
     // What the other side sends must not control this terminal.
@@ -56,7 +56,7 @@ bool Conversation::showReceived()
     for (const char c : queue) {
         if (c != '\n') mPartOfLine += c;
         if (c != '\n' && mPartOfLine.size() < kMaxLineBytes) continue;
-        if (!showLine(mPartOfLine)) return false;
+        if (!ShowLine(mPartOfLine)) return false;
         mPartOfLine.clear();
     }
     queue.clear();
@@ -72,7 +72,7 @@ Conversation::End Conversation::run()
         if (!mPipe.hasWriteFailed()) mUnsentBytes = mPipe.editWriteQueue().size();
         if (!showReceived()) return End::Output;
         if (mPipe.isReadChannelClosed() || mPipe.hasWriteFailed()) {
-            if (!mPartOfLine.empty() && !showLine(mPartOfLine)) return End::Output;
+            if (!mPartOfLine.empty() && !ShowLine(mPartOfLine)) return End::Output;
             return End::Peer;
         }
     }

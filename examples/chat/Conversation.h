@@ -28,7 +28,7 @@ private:
     bool waitForBoth() const;
     void readInput();
     bool showReceived();
-    bool showLine(const std::string& line);
+    static bool ShowLine(const std::string& line);
 
     qz::qzNamedPipe& mPipe;
     std::string mPartOfLine;  // received without its end

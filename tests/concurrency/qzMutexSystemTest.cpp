@@ -353,7 +353,7 @@ extern "C" int __sigaction(int signal, const struct sigaction* action,
 int gSignals = 0;
 
 // For the same reason the handler uses nothing that the sanitizer has to see.
-[[gnu::no_sanitize("thread")]] void countSignal(int /*signal*/)
+__attribute__((no_sanitize("thread"))) void countSignal(int /*signal*/)
 {
     __atomic_fetch_add(&gSignals, 1, __ATOMIC_RELAXED);
 }

@@ -125,7 +125,7 @@ TEST(qzStringUtilsReplaceAll, TakesTimeAndMemoryOnceForAHundredThousandPlaces)
 
 TEST(qzStringUtilsReplaceAll, AllocatesTheResultAloneForWhatIsLongerInAShortText)
 {
-    for (const std::size_t matches : {1, 256, 257, 8000}) {
+    for (const std::size_t matches : {1U, 256U, 257U, 8000U}) {
         std::string text(matches, 'a');
         const support::AllocationCounter counter;
         EXPECT_EQ(qzStringUtils::ReplaceAllOccurrences(text, "a", "bb"), matches);
@@ -149,8 +149,8 @@ TEST(qzStringUtilsReplaceAll, AllocatesAQuarterOfALongTextBesideTheResult)
 // The places from the list and those that are searched again meet without a gap.
 TEST(qzStringUtilsReplaceAll, ReplacesAnyNumberOfPlacesWithWhatIsLonger)
 {
-    for (const std::size_t gap : {0, 1, 30, 31, 32, 40}) {
-        for (const std::size_t matches : {255, 256, 257, 300, 511, 512, 513, 2000}) {
+    for (const std::size_t gap : {0U, 1U, 30U, 31U, 32U, 40U}) {
+        for (const std::size_t matches : {255U, 256U, 257U, 300U, 511U, 512U, 513U, 2000U}) {
             std::string text;
             std::string expected;
             for (std::size_t i = 0; i < matches; ++i) {

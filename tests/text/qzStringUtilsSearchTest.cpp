@@ -382,7 +382,7 @@ TEST_F(qzStringUtilsAstride, FindsNoEmptyPattern)
 
 TEST_F(qzStringUtilsAstride, AllocatesNothingForAPatternOfUpTo513Bytes)
 {
-    for (const std::size_t size : {2, 17, 512, 513, 514, 2000}) {
+    for (const std::size_t size : {2U, 17U, 512U, 513U, 514U, 2000U}) {
         const std::string what(size, 'a');
         mFirst = 'b' + std::string(size - 1, 'a');
         mSecond = "a" + std::string(size, 'b');

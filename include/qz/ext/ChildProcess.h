@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <optional>
@@ -89,11 +90,8 @@ struct ChildResult {
     /// Whether nothing failed and each program ended with status 0. False for an empty result.
     bool isSuccess() const
     {
-        if (failure || ends.empty()) return false;
-        for (const ChildEnd& end : ends) {
-            if (end.exitStatus != 0) return false;
-        }
-        return true;
+        const auto isGood = [](const ChildEnd& end) { return end.exitStatus == 0; };
+        return !failure && !ends.empty() && std::all_of(ends.begin(), ends.end(), isGood);
     }
 };
 

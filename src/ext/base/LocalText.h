@@ -18,8 +18,8 @@ inline bool fail(SystemFailure* failure, std::string step, int error)
 /// can't be converted.
 inline std::string toLocal(const std::string& text)
 {
-    return qzStringUtils::convertCharset(text.c_str(), qzStringUtils::CharSetUtf8,
-                                         qzStringUtils::CharSetLocal);
+    return qzStringUtils::convertCharset(text.substr(0, text.find('\0')),
+                                         qzStringUtils::CharSetUtf8, qzStringUtils::CharSetLocal);
 }
 
 /// A path or name of the system in UTF-8, for messages; as it is if it can't be converted.

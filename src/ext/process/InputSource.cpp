@@ -30,7 +30,7 @@ void InputSource::fill()
 {
     mPosition = 0;
     mBuffer.resize(std::min(mLeft, kChunkBytes));
-    if (!mBuffer.empty()) mBuffer.resize(mSource.device->readBytes(&mBuffer[0], mBuffer.size()));
+    if (!mBuffer.empty()) mBuffer.resize(mSource.device->readBytes(mBuffer.data(), mBuffer.size()));
     mLeft -= mBuffer.size();
     if (mBuffer.empty() && mSource.device->hasDeviceError() && !mFailure)
         mFailure = {"read from the device", EIO};

@@ -21,8 +21,8 @@
 
 // The same function of the C library as `clone`, which the thread sanitizer replaces by one for
 // children with a memory of their own.
-extern "C" int __clone(int (*body)(void*), void* stack, int flags, void* argument,
-                       ...) noexcept;  // NOLINT(bugprone-reserved-identifier)
+// NOLINTNEXTLINE(bugprone-reserved-identifier): its name
+extern "C" int __clone(int (*body)(void*), void* stack, int flags, void* argument, ...) noexcept;
 
 namespace qz::ext {
 

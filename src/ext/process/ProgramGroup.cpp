@@ -1,5 +1,6 @@
 #include "ProgramGroup.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
@@ -44,7 +45,7 @@ bool hasChildEnded(pid_t pid)
 
 std::string describe(const Launched& launched, const ChildProgram& program)
 {
-    const std::string call = launched.failed;
+    std::string call = launched.failed;
     if (call == "execve") return call + ' ' + program.program;
     if (call == "chdir") return call + ' ' + program.workingFolder;
     return call;
@@ -129,10 +130,9 @@ bool ProgramGroup::updateEnds()
 
 bool ProgramGroup::mustPoll() const
 {
-    for (const Program& program : mPrograms) {
-        if (!program.hasEnded && !program.launched.death.isOpen()) return true;
-    }
-    return false;
+    return std::any_of(mPrograms.begin(), mPrograms.end(), [](const Program& program) {
+        return !program.hasEnded && !program.launched.death.isOpen();
+    });
 }
 
 std::vector<int> ProgramGroup::getPids() const

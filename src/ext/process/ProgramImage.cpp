@@ -64,7 +64,7 @@ void ProgramImage::addEnvironment(const ChildProgram& program)
         for (char** variable = ::environ; *variable != nullptr; ++variable) {
             const std::string_view text = *variable;
             const std::string name(text.substr(0, text.find('=')));
-            if (program.environment.count(name) == 0) mEnvironment.emplace_back(text);
+            if (!program.environment.contains(name)) mEnvironment.emplace_back(text);
         }
     }
     for (const auto& [name, value] : program.environment) {

@@ -79,8 +79,8 @@ bool StreamEnds::open(const ChildOptions& options, SystemFailure& failure)
 {
     mIsErrorOutput = options.error.kind == ChildOutput::Kind::SameAsOutput;
     return openInput(options.input, failure) &&
-           openOutput(options.output, STDOUT_FILENO, mOutput, output, failure) &&
-           (mIsErrorOutput || openOutput(options.error, STDERR_FILENO, mError, error, failure)) &&
+           OpenOutput(options.output, STDOUT_FILENO, mOutput, output, failure) &&
+           (mIsErrorOutput || OpenOutput(options.error, STDERR_FILENO, mError, error, failure)) &&
            openBetween(options.programs.size(), failure);
 }
 
@@ -100,7 +100,7 @@ bool StreamEnds::openInput(const ChildInput& from, SystemFailure& failure)
     return openFile(kNowhere, O_RDONLY, mInput, failure);
 }
 
-bool StreamEnds::openOutput(const ChildOutput& to, int place, FileDescriptor& source,
+bool StreamEnds::OpenOutput(const ChildOutput& to, int place, FileDescriptor& source,
                             FileDescriptor& own, SystemFailure& failure)
 {
     switch (to.kind) {

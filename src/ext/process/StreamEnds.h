@@ -27,8 +27,8 @@ public:
 
 private:
     bool openInput(const ChildInput& from, SystemFailure& failure);
-    bool openOutput(const ChildOutput& to, int place, FileDescriptor& source, FileDescriptor& own,
-                    SystemFailure& failure);
+    static bool OpenOutput(const ChildOutput& to, int place, FileDescriptor& source,
+                           FileDescriptor& own, SystemFailure& failure);
     bool openBetween(std::size_t programs, SystemFailure& failure);
 
     FileDescriptor mInput;
