@@ -159,9 +159,9 @@ bool FileLock::tryLockUtf8(const std::string& path, Mode mode, SystemFailure* fa
     return lockUtf8(path, mode, /*timeoutMs=*/0, /*cancel=*/nullptr, failure);
 }
 
-// The wait polls, because the cancel request can only be polled: a blocked call of the system would
-// have to be interrupted by a signal, which belongs to the application, or left behind in a thread.
-// An attempt takes some microseconds, so that a waiting process uses less than 0.1 % of a
+// The wait polls, because the cancel request can only be polled. A blocking call of the system
+// would need a signal to end it, and signals belong to the application, or a thread that nobody can
+// join. An attempt takes some microseconds, so that a waiting process uses less than 0.1 % of a
 // processor.
 bool FileLock::lockUtf8(const std::string& path, Mode mode, int timeoutMs,
                         const qzCancelInterfaceReadOnly* cancel, SystemFailure* failure)
