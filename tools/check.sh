@@ -56,7 +56,7 @@ check_clang() { cmake --build build/clang -j "$(nproc)"; }
 #: tidy         clang-tidy reports nothing about library and examples
 check_tidy() { tools/check_tidy.sh build/clang; }
 
-mapfile -t known < <(sed -n 's/^#: \([a-z]*\) .*/\1/p' "$0")
+mapfile -t known < <(sed -n 's/^#: \([a-z][a-z]*\) .*/\1/p' "$0")
 names=("${known[@]}")
 if [[ $* == --list ]]; then
     printf '%s\n' "${known[@]}"
