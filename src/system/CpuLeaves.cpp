@@ -1,5 +1,8 @@
 #include "CpuLeaves.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include <cpuid.h>
 
 namespace qz::impl {
@@ -25,11 +28,24 @@ std::uint64_t readEnabledStateMask()
     return static_cast<std::uint64_t>(high) << 32 | low;
 }
 
-std::vector<CpuLeaf> readRange(const CpuidFunction& cpuid, std::uint32_t first, std::uint32_t last)
+// The leaves that the description of a processor is made from. In a virtual machine each one is an
+// exit to the host, which takes 7 us, and processors have some 40 of them.
+bool isUsed(std::uint32_t leaf)
 {
-    std::vector<CpuLeaf> leaves;
-    for (std::uint32_t leaf = first; leaf <= last; ++leaf) {
-        leaves.push_back(cpuid(leaf));
+    constexpr std::uint32_t used[] = {
+        1, 7, kExtended + 1, kExtended + 2, kExtended + 3, kExtended + 4};
+    return std::find(std::begin(used), std::end(used), leaf) != std::end(used);
+}
+
+// The first leaf of a range holds the number of the last one. A number that doesn't belong to the
+// range says that the processor has none of its leaves.
+std::vector<CpuLeaf> readRange(const CpuidFunction& cpuid, std::uint32_t first)
+{
+    std::vector<CpuLeaf> leaves = {cpuid(first)};
+    const std::uint32_t last = leaves.front().eax;
+    if ((last & kTopBit) != (first & kTopBit)) return {};
+    for (std::uint32_t leaf = first + 1; leaf <= last; ++leaf) {
+        leaves.push_back(isUsed(leaf) ? cpuid(leaf) : CpuLeaf());
     }
     return leaves;
 }
@@ -39,10 +55,8 @@ std::vector<CpuLeaf> readRange(const CpuidFunction& cpuid, std::uint32_t first, 
 CpuLeaves readLeaves(const CpuidFunction& cpuid)
 {
     CpuLeaves leaves;
-    const std::uint32_t last = cpuid(0).eax;
-    if ((last & kTopBit) == 0) leaves.standard = readRange(cpuid, 0, last);
-    const std::uint32_t lastExtended = cpuid(kExtended).eax;
-    if ((lastExtended & kTopBit) != 0) leaves.extended = readRange(cpuid, kExtended, lastExtended);
+    leaves.standard = readRange(cpuid, 0);
+    leaves.extended = readRange(cpuid, kExtended);
     return leaves;
 }
 

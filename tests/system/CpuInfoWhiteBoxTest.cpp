@@ -329,22 +329,55 @@ TEST(CpuInfoTest, DescribesItselfAsAMap)
 
 // --- Reading ---------------------------------------------------------------------------------
 
-TEST(CpuLeavesTest, ReadsAsManyLeavesAsTheProcessorSays)
+// A processor whose leaves differ, with `last` and `lastExtended` as the last ones.
+CpuLeaf makeLeaf(std::uint32_t leaf, std::uint32_t last, std::uint32_t lastExtended)
 {
-    std::vector<std::uint32_t> asked;
-    const CpuLeaves leaves = impl::readLeaves([&](std::uint32_t leaf) {
-        asked.push_back(leaf);
-        CpuLeaf result;
-        result.eax = leaf == 0 ? 3 : leaf == 0x80000000U ? 0x80000002U : leaf;
-        result.ebx = leaf;
-        return result;
+    CpuLeaf result;
+    result.eax = leaf == 0 ? last : leaf == 0x80000000U ? lastExtended : 0x40414243U + leaf;
+    result.ebx = 0x50515253U + leaf;
+    result.ecx = 0x60616263U + leaf;
+    result.edx = 0x70717273U + leaf;
+    return result;
+}
+
+TEST(CpuLeavesTest, CountsAsManyLeavesAsTheProcessorSays)
+{
+    const CpuLeaves leaves =
+        impl::readLeaves([](std::uint32_t leaf) { return makeLeaf(leaf, 3, 0x80000002U); });
+    EXPECT_EQ(leaves.standard.size(), 4U);
+    EXPECT_EQ(leaves.extended.size(), 3U);
+}
+
+TEST(CpuLeavesTest, ReadsNoLeafTwiceAndNoneThatNobodyNeeds)
+{
+    std::vector<std::uint32_t> calls;
+    impl::readLeaves([&](std::uint32_t leaf) {
+        calls.push_back(leaf);
+        return makeLeaf(leaf, 9, 0x80000008U);
     });
-    ASSERT_EQ(leaves.standard.size(), 4U);
-    EXPECT_EQ(leaves.standard[3].ebx, 3U);
-    ASSERT_EQ(leaves.extended.size(), 3U);
-    EXPECT_EQ(leaves.extended[2].ebx, 0x80000002U);
-    EXPECT_THAT(asked,
-                ElementsAre(0, 0, 1, 2, 3, 0x80000000U, 0x80000000U, 0x80000001U, 0x80000002U));
+    EXPECT_THAT(calls, ElementsAre(0, 1, 7, 0x80000000U, 0x80000001U, 0x80000002U, 0x80000003U,
+                                   0x80000004U));
+}
+
+TEST(CpuLeavesTest, DescribesProcessorsAsIfAllLeavesWereRead)
+{
+    for (std::uint32_t last = 0; last <= 10; ++last) {
+        for (std::uint32_t lastExtended = 0x80000000U; lastExtended <= 0x80000006U;
+             ++lastExtended) {
+            CpuLeaves all;
+            for (std::uint32_t leaf = 0; leaf <= last; ++leaf) {
+                all.standard.push_back(makeLeaf(leaf, last, lastExtended));
+            }
+            for (std::uint32_t leaf = 0x80000000U; leaf <= lastExtended; ++leaf) {
+                all.extended.push_back(makeLeaf(leaf, last, lastExtended));
+            }
+            CpuLeaves used = impl::readLeaves(
+                [&](std::uint32_t leaf) { return makeLeaf(leaf, last, lastExtended); });
+            used.enabledStateMask = all.enabledStateMask = kSseAndAvx;
+            EXPECT_TRUE(Peer::make(used).toVariantMap() == Peer::make(all).toVariantMap())
+                << last << ", " << lastExtended;
+        }
+    }
 }
 
 TEST(CpuLeavesTest, ReadsNoLeafForANegativeCount)
