@@ -204,11 +204,6 @@ QZ_OPAQUE void killSelf(int signal)
     ::kill(::getpid(), signal);
 }
 
-QZ_OPAQUE void queueSignal(int signal)
-{
-    ::sigqueue(::getpid(), signal, {});
-}
-
 QZ_OPAQUE void sendWithCode(int signal, int code)
 {
     siginfo_t info = {};
@@ -248,6 +243,15 @@ public:
 private:
     sigset_t mBefore;
 };
+
+// In a suspended thread, since the thread sanitizer calls the handler of a queued signal only in
+// the next function that it replaces. That may be `free` in a destructor, which nothing can leave.
+void queueSignal(int signal)
+{
+    const BlockedSignal blocked(signal);
+    ::sigqueue(::getpid(), signal, {});
+    ::sigsuspend(&blocked.getMaskBefore());
+}
 
 void awaitTimer(int signal)
 {

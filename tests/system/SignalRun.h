@@ -1,5 +1,7 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <map>
@@ -100,5 +102,26 @@ inline std::string makeOrigin(const std::string& from, const std::string& uid,
     return ", from PID " + from + ", PID SELF TID " + thread +
            ", PPID PARENT, used RAM #B, sent by UID " + uid;
 }
+
+/// The user that the process runs as.
+inline std::string getUid()
+{
+    return std::to_string(::getuid());
+}
+
+/// What a signal that the process sends itself by "raise" reads like.
+inline std::string makeText(const std::string& signalText)
+{
+    return "Got signal " + signalText + " (SI_TKILL )" + makeOrigin("SELF", getUid());
+}
+
+inline std::string makeInfo(const std::string& signalText)
+{
+    return "INFO " + makeText(signalText);
+}
+
+// What the replaced `syslog` shows before a report.
+inline const std::string kSyslogInfo = "[syslog 6 qzSystem]";
+inline const std::string kSyslogCritical = "[syslog 2 qzSystem]";
 
 }  // namespace qz

@@ -1,0 +1,195 @@
+#include <signal.h>
+
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "SignalRun.h"
+#include "TestPaths.h"
+#include "support/ScratchFolder.h"
+
+namespace qz {
+
+using support::ChildResult;
+using support::runProgram;
+using support::ScratchFolder;
+using ::testing::Contains;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+// --- Signals at a bad time
+
+struct PrintRow {
+    const char* printer;
+    const char* output;
+};
+
+constexpr PrintRow kPrintRows[] = {
+    {"printf", "file"}, {"printf", "pipe"},   {"printf", "terminal"},     {"cout", "file"},
+    {"cout", "pipe"},   {"cout", "terminal"}, {"unsynchronised", "pipe"},
+};
+
+class SignalWatcherPrinting : public ::testing::TestWithParam<PrintRow> {};
+
+TEST_P(SignalWatcherPrinting, ReportsASignalThatComesWhileTheApplicationPrints)
+{
+    const std::string count = "100";
+    const ChildResult result =
+        runProgram({.program = "log_interrupted",
+                    .arguments = {"print", GetParam().printer, GetParam().output, count},
+                    .timeoutSec = 1200});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "ended " + count + " reported " + count + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, SignalWatcherPrinting, ::testing::ValuesIn(kPrintRows),
+                         [](const auto& row) {
+                             return row.param.printer + std::string("_") + row.param.output;
+                         });
+
+class SignalWatcherCalling : public ::testing::TestWithParam<const char*> {};
+
+// The function holds a lock of the C library while the signal is reported.
+TEST_P(SignalWatcherCalling, ReportsASignalThatComesInACallOfTheCLibrary)
+{
+    const std::string count = "60";
+    const ChildResult result = runProgram({.program = "log_interrupted",
+                                           .arguments = {"call", GetParam(), count},
+                                           .timeoutSec = 1300});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "ended " + count + " reported " + count + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, SignalWatcherCalling,
+                         ::testing::Values("localtime", "mktime", "setlocale", "syslog"),
+                         [](const auto& row) { return std::string(row.param); });
+
+TEST(SignalWatcherTest, ReportsASignalThatComesDuringTheReportOfAnother)
+{
+    const ChildResult result = runProgram(
+        {.program = "log_interrupted", .arguments = {"twice", "300"}, .timeoutSec = 300});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "all seen\n");
+}
+
+TEST(SignalWatcherTest, ReportsSignalsThatComeDuringAForkAfterIt)
+{
+    const ChildResult result =
+        runProgram({.program = "log_interrupted", .arguments = {"fork", "1000"}, .timeoutSec = 60});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "all forked\n");
+}
+
+TEST(SignalWatcherTest, ReportsSignalsOfThreadsThatMakeTheirConverters)
+{
+    const ChildResult result = runProgram(
+        {.program = "log_interrupted", .arguments = {"convert", "3000"}, .timeoutSec = 60});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "all converted\n");
+}
+
+TEST(SignalWatcherTest, ReportsNoSignalThatItsOwnReportCauses)
+{
+    const ScratchFolder folder;
+    const ChildResult result =
+        runProgram({.program = "log_interrupted", .arguments = {"large", folder.getPath("a.log")}});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "exit 0\n");
+}
+
+TEST(SignalWatcherTest, StaysInMemoryWhenAPluginThatUsedItIsClosed)
+{
+    const std::string plugin = QZ_TEST_PROGRAMS_DIR "/unload_plugin.so";
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    const std::vector<std::string> signals = {"15", "2"};  // faults are the sanitizer's
+#else
+    const std::vector<std::string> signals = {"15", "11", "2"};
+#endif
+    for (const std::string& signal : signals) {
+        const ChildResult result =
+            runProgram({.program = "unload_host", .arguments = {plugin, signal}});
+        EXPECT_EQ(result.getEnd(), "signal " + signal);
+        EXPECT_EQ(result.out, "closed\n");
+    }
+    const ChildResult ignored =
+        runProgram({.program = "unload_host", .arguments = {plugin, std::to_string(SIGURG)}});
+    EXPECT_EQ(ignored.getEnd(), "exit 0");
+    EXPECT_EQ(ignored.out, "closed\nsurvived\n");
+}
+
+// --- The lock of the log
+
+struct LockRow {
+    const char* call;
+    const char* point;
+    const char* ends;  // when the signal is thrown
+};
+
+// Out of the destructor of a report nothing can be thrown. And the calls of the system are declared
+// as ones that never throw: it's up to the compiler's options whether an exception gets through.
+constexpr const char* kAborts = "signal 6";
+constexpr const char* kGoesOn = "exit 0";
+constexpr const char* kEither = "signal 6 or exit 0";
+
+constexpr LockRow kLockRows[] = {
+    {"write", "locking", kAborts},         {"write", "locked", kAborts},
+    {"write", "waking", kAborts},          {"write", "unlocking", kAborts},
+    {"write", "unlocked", kAborts},        {"synchronous", "locking", kAborts},
+    {"synchronous", "locked", kAborts},    {"synchronous", "waking", kAborts},
+    {"synchronous", "waiting", kAborts},   {"synchronous", "woken", kAborts},
+    {"synchronous", "unlocking", kAborts}, {"synchronous", "unlocked", kAborts},
+    {"flush", "locking", kEither},         {"flush", "locked", kEither},
+    {"flush", "waking", kEither},          {"flush", "waiting", kGoesOn},
+    {"flush", "woken", kGoesOn},           {"flush", "unlocking", kGoesOn},
+    {"flush", "unlocked", kGoesOn},        {"setting", "locking", kEither},
+    {"setting", "locked", kEither},        {"setting", "waking", kEither},
+    {"setting", "waiting", kGoesOn},       {"setting", "woken", kGoesOn},
+    {"setting", "unlocking", kGoesOn},     {"setting", "unlocked", kGoesOn},
+};
+
+class SignalWatcherLockPoint : public ::testing::TestWithParam<LockRow> {
+protected:
+    std::vector<std::string> run(int signal)
+    {
+        const ChildResult result =
+            runProgram({.program = "log_lock_signals",
+                        .arguments = {GetParam().point, std::to_string(signal), GetParam().call},
+                        .timeoutSec = 120});
+        mEnd = result.getEnd();
+        SignalRun sorted;
+        sortLines(result.out, RunIds(), sorted);
+        return sorted.lines;
+    }
+    std::string mEnd;
+};
+
+TEST_P(SignalWatcherLockPoint, LetsASignalBeReportedAndPassedOn)
+{
+    const std::vector<std::string> lines = run(SIGUSR1);
+    EXPECT_EQ(mEnd, "exit 0");
+    EXPECT_THAT(lines, Contains("[signal]").Times(2)) << "one more comes at the end";
+    EXPECT_THAT(lines, Contains(StartsWith("INFO Got signal (SIGUSR1 10)")).Times(2));
+    EXPECT_THAT(lines, Contains("[returned]"));
+    EXPECT_THAT(lines, Contains("[handler other afte]"));
+}
+
+TEST_P(SignalWatcherLockPoint, LetsASignalBeThrown)
+{
+    const std::vector<std::string> lines = run(SIGINT);
+    const bool goesOn = mEnd == kGoesOn;
+    EXPECT_THAT(GetParam().ends, HasSubstr(mEnd));
+    EXPECT_THAT(lines, Contains(StartsWith("CRITICAL Got signal (SIGINT 2)")));
+    EXPECT_THAT(lines, Contains(StartsWith("INFO Got signal (SIGABRT 6)")).Times(goesOn ? 0 : 1));
+    EXPECT_THAT(lines, Contains("[thrown]").Times(goesOn ? 1 : 0));
+    EXPECT_THAT(lines, Contains("[handler main after]").Times(goesOn ? 1 : 0));
+    EXPECT_THAT(lines, Contains("[handler other afte]").Times(goesOn ? 1 : 0));
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, SignalWatcherLockPoint, ::testing::ValuesIn(kLockRows),
+                         [](const auto& row) {
+                             return row.param.call + std::string("_") + row.param.point;
+                         });
+
+}  // namespace qz
