@@ -17,6 +17,7 @@
 #include "support/Allocations.h"
 #include "support/ChildProcess.h"
 #include "support/Environment.h"
+#include "support/Files.h"
 #include "text/TextServices.h"
 
 namespace qz {
@@ -185,6 +186,18 @@ TEST(qzStringUtilsServices, LeaveTheLocaleOfTheProcessAlone)
     std::thread([] { qzStringUtils::InitializeForThread(); }).join();
     EXPECT_EQ(std::setlocale(LC_ALL, nullptr), before);
     EXPECT_EQ(convert("\xe3\x81\x82", kUtf8, kLocal), "\xa4\xa2") << "the environment's set counts";
+}
+
+TEST(qzStringUtilsServices, KeepTheEnvironmentsLocaleInMemoryForTheNextThread)
+{
+    const ChildResult child = runInChild([] {
+        const EnvironmentLocale environment("ja_JP.EUC-JP");
+        const TextServices services;
+        std::cout << support::readFile("/proc/self/maps");
+        return 0;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 0");
+    EXPECT_THAT(child.out, HasSubstr("ja_JP.EUC-JP/LC_CTYPE"));
 }
 
 TEST(qzStringUtilsServices, TakeTheProcesssOwnSetWhenTheEnvironmentNamesNoLocale)
