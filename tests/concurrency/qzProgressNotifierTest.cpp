@@ -1,8 +1,6 @@
 #include <qz/qzProgressNotifier.h>
 
-#include <atomic>
 #include <limits>
-#include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -11,12 +9,10 @@
 #include <gtest/gtest.h>
 
 #include "io/VirtualSlots.h"
-#include "log/ConsoleRecorder.h"
 #include "qzProgressNotifierTestPeer.h"
 #include "support/Allocations.h"
 #include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
-#include "support/OutputCapture.h"
 
 namespace qz {
 
@@ -470,92 +466,6 @@ TEST(qzProgressNotifierGroupCloserTest, EndsTheProcessWhenTheEndOfItsGroupThrows
     EXPECT_EQ(result.getEnd(), "signal 6");
 }
 
-// --- The bar ---------------------------------------------------------------------------------
-
-TEST(qzProgressNotifierConsoleViewTest, ShowsAnEmptyBarAtOnce)
-{
-    const support::StdoutCapture capture;
-    const qzProgressNotifierConsoleView view(nullptr, 10, nullptr);
-    support::flushStandardStreams();
-    EXPECT_EQ(capture.getText(), "\r[          ] 0%  ");
-}
-
-TEST(qzProgressNotifierConsoleViewTest, FlushesNothing)
-{
-    const ConsoleRecorder console;
-    qzProgressNotifierConsoleView view(nullptr, 10, nullptr);
-    view.setCurrentStepProgress(1);
-    EXPECT_EQ(console.getText(), "\r[          ] 0%  \r[==========] 100%  ");
-    EXPECT_EQ(console.getFlushCount(), 0);
-}
-
-TEST(qzProgressNotifierConsoleViewTest, ShowsEachWholePercentOnce)
-{
-    const support::StdoutCapture capture;
-    qzProgressNotifierConsoleView view(nullptr, 10, nullptr);
-    view.setCurrentStepProgress(0.5);
-    view.setCurrentStepProgress(0.501);
-    view.setCurrentStepProgress(0.502);
-    view.setCurrentStepProgress(1);
-    support::flushStandardStreams();
-    EXPECT_EQ(capture.getText(), "\r[          ] 0%  \r[=====     ] 50%  \r[==========] 100%  ");
-}
-
-struct BarRow {
-    const char* name;
-    int width;
-    float figure;
-    std::string text;
-};
-
-// Gets the figure past the stack, which limits it.
-class FreeView : public qzProgressNotifierConsoleView {
-public:
-    explicit FreeView(int width) : qzProgressNotifierConsoleView(nullptr, width, nullptr) {}
-    using qzProgressNotifierConsoleView::onProgressChanged;
-};
-
-// What a bar writes for a figure that comes after a full one.
-std::string showBar(int width, float figure)
-{
-    const support::StdoutCapture capture;
-    FreeView view(width);
-    view.onProgressChanged(1.0F);
-    support::flushStandardStreams();
-    const std::size_t size = capture.getText().size();
-    view.onProgressChanged(figure);
-    support::flushStandardStreams();
-    return capture.getText().substr(size);
-}
-
-class qzProgressNotifierBar : public ::testing::TestWithParam<BarRow> {};
-
-TEST_P(qzProgressNotifierBar, LooksAsItsRow)
-{
-    EXPECT_EQ(showBar(GetParam().width, GetParam().figure), GetParam().text);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, qzProgressNotifierBar,
-    ::testing::Values(BarRow{"Half", 4, 0.5F, "\r[==  ] 50%  "},
-                      // The length is calculated in float, the percentage in double.
-                      BarRow{"SevenTenths", 10, 0.7F, "\r[=======   ] 69%  "},
-                      BarRow{"RoundsDown", 3, 0.67F, "\r[== ] 67%  "},
-                      BarRow{"Negative", 4, -0.5F, "\r[    ] -50%  "},
-                      BarRow{"AboveOne", 4, 1.5F, "\r[======] 150%  "},
-                      BarRow{"NoWidth", 0, 0.5F, "\r[] 50%  "},
-                      BarRow{"NegativeWidth", -4, 0.5F, "\r[] 50%  "},
-                      BarRow{"LeastPercent", 1, -1e30F, "\r[ ] -2147483648%  "},
-                      BarRow{"MostPercent", 0, 1e30F, "\r[] 2147483647%  "},
-                      BarRow{"Wide", 200, 0.5F,
-                             "\r[" + std::string(100, '=') + std::string(100, ' ') + "] 50%  "}),
-    [](const auto& row) { return std::string(row.param.name); });
-
-TEST(qzProgressNotifierConsoleViewTest, ShowsNotANumberAsZero)
-{
-    EXPECT_EQ(showBar(2, std::numeric_limits<float>::quiet_NaN()), "\r[  ] 0%  ");
-}
-
 // --- Layout ----------------------------------------------------------------------------------
 
 TEST(qzProgressNotifierLayoutTest, KeepsTheOrderOfTheFields)
@@ -604,96 +514,5 @@ TEST(qzProgressNotifierLayoutTest, KeepsTheOrderOfTheVirtualFunctions)
     callSlot<void>(object, 5);
     EXPECT_EQ(notifier.getGlobalProgress(), 0.0F);
 }
-
-// --- Against a plain form --------------------------------------------------------------------
-
-namespace {
-
-// The figure of a stack that holds its groups as they were asked for.
-class PlainStack {
-public:
-    struct Group {
-        std::vector<double> weights;
-        std::size_t step;
-        double progress;
-        double maxProgress;
-    };
-
-    void begin(const std::vector<double>& weights, double maxProgress)
-    {
-        mGroups.push_back({weights, 0, 0, maxProgress});
-    }
-    void end()
-    {
-        mGroups.pop_back();
-        mGroups.back().progress = mGroups.back().maxProgress;
-    }
-    Group& editLast() { return mGroups.back(); }
-    std::size_t getDepth() const { return mGroups.size(); }
-    double getFigure() const { return getFigureFrom(0); }
-
-private:
-    double getFigureFrom(std::size_t level) const
-    {
-        const Group& group = mGroups[level];
-        const bool isLast = level + 1 == mGroups.size();
-        const double inner = isLast ? group.progress / group.maxProgress : getFigureFrom(level + 1);
-        double sum = 0;
-        double before = 0;
-        for (std::size_t i = 0; i < group.weights.size(); ++i) {
-            sum += group.weights[i];
-            if (i < group.step) before += group.weights[i];
-        }
-        return before / sum + inner * group.weights[group.step] / sum;
-    }
-
-    std::vector<Group> mGroups = {{{1.0}, 0, 0, 1}};
-};
-
-}  // namespace
-
-class qzProgressNotifierSequence : public ::testing::TestWithParam<unsigned> {};
-
-TEST_P(qzProgressNotifierSequence, HasTheFigureOfThePlainForm)
-{
-    std::mt19937 random(GetParam());
-    const auto choose = [&](unsigned count) { return static_cast<unsigned>(random() % count); };
-    qzProgressNotifierBase notifier;
-    PlainStack plain;
-    for (int i = 0; i < 2000; ++i) {
-        PlainStack::Group& last = plain.editLast();
-        switch (choose(5)) {
-            case 0: {
-                const std::vector<double> weights(2 + choose(4), 1.0 + choose(9));
-                notifier.beginStepGroupWeights(weights, 10, nullptr);
-                plain.begin(weights, 10);
-                break;
-            }
-            case 1:
-                if (plain.getDepth() == 1) break;
-                notifier.endStepGroup();
-                plain.end();
-                break;
-            case 2:
-                last.step = choose(static_cast<unsigned>(last.weights.size()));
-                last.progress = 0;
-                last.maxProgress = 1.0 + choose(100);
-                notifier.changeCurrentStep(last.maxProgress, last.step);
-                break;
-            case 3:
-                last.progress = last.maxProgress * choose(101) / 100;
-                notifier.setCurrentStepProgress(last.progress);
-                break;
-            default:
-                last.progress = std::min(last.progress + 1, last.maxProgress);
-                notifier.incrementCurrentStepProgress(1);
-                break;
-        }
-        ASSERT_NEAR(notifier.getGlobalProgress(), plain.getFigure(), 1e-6)
-            << "seed " << GetParam() << ", operation " << i;
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Seeds, qzProgressNotifierSequence, ::testing::Values(1U, 2U, 3U, 4U));
 
 }  // namespace qz

@@ -3,16 +3,12 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <functional>
-#include <iostream>
 #include <memory>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 #include <thread>
 #include <type_traits>
-#include <typeinfo>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -20,6 +16,7 @@
 #include <qz/qzSystemUtils.h>
 
 #include "PlatformCalls.h"
+#include "ThreadFixture.h"
 #include "io/VirtualSlots.h"
 #include "qzThreadTestPeer.h"
 #include "support/ChildProcess.h"
@@ -36,12 +33,6 @@ using support::waitUntil;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-// In the library's namespace, so that its name is known.
-class NamedThread : public qzThread {
-public:
-    void run() override {}
-};
-
 namespace {
 
 static_assert(std::is_abstract_v<qzThread> && std::is_abstract_v<qzRunnableInterface>);
@@ -56,45 +47,6 @@ static_assert(qzThread::msNoLimit == 0x7fffffff);
 constexpr int kDeletingDestructor = 1;
 constexpr int kRun = 2;
 constexpr int kGetRunnableName = 3;
-
-// Runs a given body.
-class TestThread : public qzThread {
-public:
-    explicit TestThread(std::function<void()> body) : mBody(std::move(body)) {}
-    ~TestThread() override { waitThread(msNoLimit); }
-    void run() override { mBody(); }
-
-private:
-    std::function<void()> mBody;
-};
-
-// A thread that goes on until it is told to end.
-class BusyThread : public qzThread {
-public:
-    BusyThread() { startThread("busy"); }
-    ~BusyThread() override { end(); }
-    void run() override
-    {
-        mIsInside = true;
-        while (!mMayEnd)
-            std::this_thread::yield();
-    }
-    bool awaitInside() const
-    {
-        return waitUntil([this] { return mIsInside.load(); });
-    }
-    void letEnd() { mMayEnd = true; }
-    void end()
-    {
-        letEnd();
-        waitThread(msNoLimit);
-    }
-
-private:
-    std::atomic<bool> mIsInside = false;
-    std::atomic<bool> mMayEnd = false;
-};
-
 class RunnableProbe : public qzRunnableInterface {
 public:
     explicit RunnableProbe(bool* ended) : mEnded(ended) {}
@@ -115,11 +67,6 @@ std::thread*& editThread(const qzThread& thread)
 }
 
 }  // namespace
-
-class qzThreadTest : public ::testing::Test {
-protected:
-    LibraryStart mLibrary{FullInit};
-};
 
 // --- States
 
@@ -447,99 +394,6 @@ TEST(qzThreadWait, WithoutAClockGoesOnUntilTheThreadEnds)
     const std::string calls = getPlatformCalls({"wait-thread-without-clock", "0"});
     EXPECT_THAT(calls, HasSubstr(kSleep + kSleep + kSleep));
     EXPECT_THAT(calls, ::testing::EndsWith("\ntrue\n"));
-}
-
-// --- Names
-
-TEST_F(qzThreadTest, IsDescribedByItsNameAndId)
-{
-    BusyThread thread;
-    EXPECT_EQ(qzThreadTestPeer::getDescription(thread), "busy " + thread.getThreadId());
-}
-
-TEST_F(qzThreadTest, IsDescribedByTheTypeOfTheObjectWithoutAName)
-{
-    NamedThread thread;
-    thread.startThread(nullptr);
-    EXPECT_EQ(qzThreadTestPeer::getDescription(thread),
-              "N2qz11NamedThreadE " + thread.getThreadId());
-    thread.waitThread(qzThread::msNoLimit);
-}
-
-TEST_F(qzThreadTest, IsDescribedWithoutAMarkOfALocalType)
-{
-    class LocalThread : public NamedThread {};
-    LocalThread thread;
-    thread.startThread(nullptr);
-    const std::string description = qzThreadTestPeer::getDescription(thread);
-    EXPECT_EQ(description, std::string(typeid(LocalThread).name()) + ' ' + thread.getThreadId());
-    EXPECT_NE(description.front(), '*');
-    thread.waitThread(qzThread::msNoLimit);
-}
-
-TEST_F(qzThreadTest, IsDescribedByAnEmptyName)
-{
-    NamedThread thread;
-    thread.startThread("");
-    EXPECT_EQ(qzThreadTestPeer::getDescription(thread), ' ' + thread.getThreadId());
-    thread.waitThread(qzThread::msNoLimit);
-    EXPECT_NE(qzThreadTestPeer::getDescription(thread), "") << "it stays";
-}
-
-TEST_F(qzThreadTest, TellsTheNumberOfTheStandardThread)
-{
-    std::string ownId;
-    std::string kernelId;
-    TestThread thread([&] {
-        std::ostringstream text;
-        text << std::this_thread::get_id();
-        ownId = text.str();
-        kernelId = qzThread::CurrentThreadId();
-    });
-    thread.startThread("numbered");
-    const std::string id = thread.getThreadId();
-    thread.waitThread(qzThread::msNoLimit);
-    EXPECT_EQ(id, ownId);
-    EXPECT_NE(id, kernelId) << "another number";
-}
-
-// Often enough that the thread is sometimes faster than its starter.
-TEST_F(qzThreadTest, HasItsNumberInsideItsBodyFromTheFirstStepOn)
-{
-    std::string seen;
-    TestThread thread([&] { seen = thread.getThreadId(); });
-    for (int i = 0; i < 5000; ++i) {
-        thread.startThread("asked");
-        const std::string id = thread.getThreadId();
-        thread.waitThread(qzThread::msNoLimit);
-        ASSERT_EQ(seen, id);
-    }
-}
-
-TEST_F(qzThreadTest, KeepsItsNumberForOthersWhileAThreadWaitsForIt)
-{
-    std::atomic<bool> ends = false;
-    BusyThread thread;
-    std::thread asker([&] {
-        while (!ends)
-            EXPECT_NE(thread.getThreadId(), "");
-    });
-    ASSERT_TRUE(thread.awaitInside());
-    thread.end();
-    ends = true;
-    asker.join();
-    EXPECT_EQ(thread.getThreadId(), "InvalidThread");
-}
-
-TEST_F(qzThreadTest, TellsThatAThreadDoesNotExecute)
-{
-    NamedThread thread;
-    std::thread none;
-    editThread(thread) = &none;
-    EXPECT_EQ(thread.getThreadId(), "thread::id of a non-executing thread");
-    EXPECT_FALSE(thread.isFinished());
-    editThread(thread) = nullptr;
-    EXPECT_EQ(thread.getThreadId(), "InvalidThread");
 }
 
 // --- Its bodies

@@ -49,4 +49,10 @@ protected:
     qzIoDeviceFileStream mDevice;
 };
 
+/// The same for the tests of the device itself.
+class qzIoDeviceFileStreamTest : public FileDeviceFixture {
+protected:
+    static constexpr auto kOutside = static_cast<qzIoDeviceRandomAccess::SeekStart>(3);
+};
+
 }  // namespace qz
