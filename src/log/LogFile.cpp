@@ -39,10 +39,10 @@ const char* getDateFormat(int timeRotation)
 
 // A number that differs from that of each other day. It follows the time zone as the time in a line
 // does.
-long getLocalDay()
+long getLocalDay(long second)
 {
     tm parts = {};
-    if (!getLocalTime(qzSystemUtils::GetSecElapsedSinceEpoch(), parts)) return kUnknownDay;
+    if (!getLocalTime(second, parts)) return kUnknownDay;
     return parts.tm_year * 1000L + parts.tm_yday;
 }
 
@@ -131,8 +131,11 @@ void LogFile::updateName()
         mParameters.rotationPending = false;
         return;
     }
+    const bool isDated = mParameters.timeRotation != qzLog::RotateNever;
+    const long second = isDated ? qzSystemUtils::GetSecElapsedSinceEpoch() : 0;
+    if (std::exchange(mNamedSecond, second) == second) return;
     // Within a day a name doesn't change.
-    const long day = mParameters.timeRotation != qzLog::RotateNever ? getLocalDay() : 0;
+    const long day = isDated ? getLocalDay(second) : 0;
     if (day == mParameters.currentFileDay) return;
     const bool hadName = std::exchange(mParameters.currentFileDay, day) != kNoDay;
     std::string fileName = makeFileName(mParameters);

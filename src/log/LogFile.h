@@ -93,6 +93,7 @@ private:
 
     qzLogParameters& mParameters;
     std::string mLines;      // not yet in the file
+    long mNamedSecond = -1;  // for which the name is up to date
     long mPosition = -1;     // of the end of mLines in the file; negative if unknown
     FileDescriptor mFile;    // not open if that failed
     bool mHasBegun = false;  // whether this batch has tried to open the file
