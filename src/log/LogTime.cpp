@@ -95,7 +95,8 @@ std::string_view getTimeText(long second, std::string& made)
 
 std::string_view BatchTime::getText(long second)
 {
-    if (second == mSecond && !mText.empty()) return mText;
+    const bool isKnown = mText.size() > 1;  // and not the text of a failure
+    if (isKnown && second == mSecond) return mText;
     std::string made;
     mText = getTimeText(second, made);
     mSecond = second;
