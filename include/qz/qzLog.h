@@ -136,8 +136,7 @@ public:
     void setSubTypeEnabled(const char* names, bool enabled);
 
     /// Writes entries to a file too, in UTF-8 after a byte order mark, one line each. The same as
-    /// the long form without flags and rotation, and with no other file kept. Two processes that
-    /// write the first line of one file at the same moment may both write the mark.
+    /// the long form without flags and rotation, and with no other file kept.
     ///
     /// Beware: this deletes every other file of the folder whose name begins with the base name and
     /// ends with the extension, whoever made it: "app.txt" deletes "app-worker.txt" of another

@@ -5,7 +5,9 @@
 #include <qz/qzThread.h>
 
 #include "Console.h"
+#include "LogEntry.h"
 #include "LogFile.h"
+#include "LogTime.h"
 #include "SignalSafety.h"
 #include "qzLogParameters.h"
 
@@ -19,9 +21,9 @@ bool isSwitchedOff(const qzLogParameters& parameters, const qzLog::LogEntry& ent
            parameters.subTypeBlacklist.contains(entry.subType);
 }
 
-void writeEntry(const qzLogParameters& parameters, log::LogFile& file, qzLog::LogEntry& entry)
+// Writes an entry whose prefix is made.
+void writeEntry(const qzLogParameters& parameters, log::LogFile& file, const qzLog::LogEntry& entry)
 {
-    entry.computeLogPrefix(true);
     if (parameters.echoToConsole || parameters.consoleFallback) {
         log::Console::WriteLine(entry.prefix, entry.message);
     }
@@ -48,6 +50,7 @@ void writePendingNotice(qzLogParameters& parameters, log::LogFile& file)
     notice.message = std::exchange(parameters.pendingNotice, {});
     notice.timeMs = qzSystemUtils::GetMSecElapsedSinceEpoch();
     notice.threadId = qzThread::CurrentThreadId();
+    notice.computeLogPrefix(true);
     writeEntry(parameters, file, notice);
     file.flush();  // before the handler is called, which may read the file
     callCustomHandler(parameters, batch);
@@ -58,12 +61,18 @@ void writePendingNotice(qzLogParameters& parameters, log::LogFile& file)
 void qzLog::WriteImpl(qzLogParameters& parameters, std::list<LogEntry>& batch)
 {
     log::LogFile file(parameters);
+    log::BatchTime time;
+    std::string prefix;  // the memory of the prefixes that nobody reads any more
     for (LogEntry& entry : batch) {
         if (isSwitchedOff(parameters, entry)) return;
         if (entry.type == Debug && !parameters.pendingNotice.empty()) {
             writePendingNotice(parameters, file);
+            time.forget();  // the handler may have changed the zone or the locale
         }
+        if (parameters.customHandler == nullptr) entry.prefix.swap(prefix);
+        log::computePrefix(entry, time.getText(entry.timeMs / 1000));
         writeEntry(parameters, file, entry);
+        if (parameters.customHandler == nullptr) entry.prefix.swap(prefix);
     }
     file.close();  // before the handler is called, as for the notice
     callCustomHandler(parameters, batch);

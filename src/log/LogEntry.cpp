@@ -1,9 +1,10 @@
+#include "LogEntry.h"
+
 #include <algorithm>
 #include <charconv>
 #include <iterator>
 #include <string_view>
 
-#include <qz/qzLog.h>
 #include <qz/qzSystemUtils.h>
 
 #include "LogTime.h"
@@ -32,33 +33,50 @@ std::string_view getTypeText(int type)
     }
 }
 
-// Concatenates the pieces. The text is resized once: appending piece by piece takes one and a half
-// times as long for a whole prefix.
-template <typename... Pieces>
-void join(std::string& text, const Pieces&... pieces)
+char* append(char* out, std::string_view text)
 {
-    text.resize((pieces.size() + ...));
-    char* out = text.data();
-    ((out = std::copy(pieces.begin(), pieces.end(), out)), ...);
+    return std::copy(text.begin(), text.end(), out);
 }
 
 }  // namespace
 
+// The text is resized once: appending piece by piece takes one and a half times as long.
+void log::computePrefix(qzLog::LogEntry& entry, std::string_view time)
+{
+    constexpr std::string_view kThread = "TID ";
+    const std::string_view type = getTypeText(entry.type);
+    const bool withSubType = !entry.subType.empty();
+    const bool withThread = !entry.threadId.empty();
+    char process[32] = " PID ";
+    char* const processEnd =
+        std::to_chars(process + 5, std::end(process) - 1, qzSystemUtils::GetCurrentProcessID()).ptr;
+    *processEnd = ' ';
+    const std::string_view processText(process, static_cast<std::size_t>(processEnd + 1 - process));
+
+    entry.prefix.resize(
+        type.size() + (withSubType ? entry.subType.size() + 2 : 0) + processText.size() +
+        (withThread ? kThread.size() + entry.threadId.size() + 1 : 0) + time.size() + 2);
+    char* out = append(entry.prefix.data(), type);
+    if (withSubType) {
+        *out++ = '(';
+        out = append(out, entry.subType);
+        *out++ = ')';
+    }
+    out = append(out, processText);
+    if (withThread) {
+        out = append(append(out, kThread), entry.threadId);
+        *out++ = ' ';
+    }
+    out = append(out, time);
+    *out++ = ':';
+    *out = ' ';
+}
+
 void qzLog::LogEntry::computeLogPrefix(bool withTime)
 {
-    using namespace std::string_view_literals;
-    const bool withSubType = !subType.empty();
-    const bool withThread = !threadId.empty();
-    char digits[24];
-    const char* const digitsEnd =
-        std::to_chars(digits, std::end(digits), qzSystemUtils::GetCurrentProcessID()).ptr;
-    const auto digitsSize = static_cast<std::size_t>(digitsEnd - digits);
     std::string made;
-    join(prefix, getTypeText(type),                                          //
-         withSubType ? "("sv : ""sv, subType, withSubType ? ")"sv : ""sv,    //
-         " PID "sv, std::string_view(digits, digitsSize), " "sv,             //
-         withThread ? "TID "sv : ""sv, threadId, withThread ? " "sv : ""sv,  //
-         withTime ? log::getTimeText(timeMs / 1000, made) : ""sv, withTime ? " "sv : ""sv, ": "sv);
+    log::computePrefix(*this,
+                       withTime ? log::getTimeText(timeMs / 1000, made) : std::string_view());
 }
 
 }  // namespace qz

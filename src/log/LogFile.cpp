@@ -5,6 +5,8 @@
 #include <tuple>
 #include <utility>
 
+#include <poll.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <qz/qzDirUtils.h>
@@ -39,10 +41,10 @@ const char* getDateFormat(int timeRotation)
 
 // A number that differs from that of each other day. It follows the time zone as the time in a line
 // does.
-long getLocalDay()
+long getLocalDay(long second)
 {
     tm parts = {};
-    if (!getLocalTime(qzSystemUtils::GetSecElapsedSinceEpoch(), parts)) return kUnknownDay;
+    if (!getLocalTime(second, parts)) return kUnknownDay;
     return parts.tm_year * 1000L + parts.tm_yday;
 }
 
@@ -63,6 +65,30 @@ std::string makeLocalName(const std::string& fileName)
 {
     return text::areServicesUp() ? text::toLocal(fileName) : fileName;
 }
+
+// Locks a log file for the first lines in it. Processes without the lock of the folder write to the
+// same files: those without a log thread, forked children, and all that can't create that lock.
+// Somebody else may hold a lock of the file for any length of time, so the wait has a limit. The
+// lines are written then all the same.
+class FirstLinesLock {
+public:
+    explicit FirstLinesLock(const FileDescriptor& file) : mFile(file)
+    {
+        for (int waitedMs = 0; !tryLock() && waitedMs < kMostWaitMs; ++waitedMs) {
+            if (errno != EWOULDBLOCK) return;
+            ::poll(nullptr, 0, /*timeoutMs=*/1);
+        }
+    }
+    // Not left to the end of the descriptor, which a child that is forked now has as well.
+    ~FirstLinesLock() { ::flock(mFile.get(), LOCK_UN); }
+    FirstLinesLock(const FirstLinesLock&) = delete;
+    FirstLinesLock& operator=(const FirstLinesLock&) = delete;
+
+private:
+    bool tryLock() const { return ::flock(mFile.get(), LOCK_EX | LOCK_NB) == 0; }
+
+    const FileDescriptor& mFile;
+};
 
 }  // namespace
 
@@ -131,8 +157,11 @@ void LogFile::updateName()
         mParameters.rotationPending = false;
         return;
     }
+    const bool isDated = mParameters.timeRotation != qzLog::RotateNever;
+    const long second = isDated ? qzSystemUtils::GetSecElapsedSinceEpoch() : 0;
+    if (std::exchange(mNamedSecond, second) == second) return;
     // Within a day a name doesn't change.
-    const long day = mParameters.timeRotation != qzLog::RotateNever ? getLocalDay() : 0;
+    const long day = isDated ? getLocalDay(second) : 0;
     if (day == mParameters.currentFileDay) return;
     const bool hadName = std::exchange(mParameters.currentFileDay, day) != kNoDay;
     std::string fileName = makeFileName(mParameters);
@@ -156,7 +185,10 @@ void LogFile::write(const qzLog::LogEntry& entry)
         return;
     }
     const std::size_t sizeBefore = mLines.size();
-    if (mPosition == 0) mLines += kByteOrderMark;
+    if (mPosition == 0) {
+        mLines += kByteOrderMark;
+        mBeginsFile = true;
+    }
     mLines.append(entry.prefix).append(entry.message) += '\n';
     mPosition += static_cast<long>(mLines.size() - sizeBefore);
     if (mLines.size() >= kBlockSize) flush();
@@ -197,18 +229,40 @@ void LogFile::open(int mode)
     mIsStuck = false;
 }
 
-// An error ends the block: nobody can be told of it.
 void LogFile::flush()
 {
-    std::string_view rest = mLines;
-    while (mFile.isOpen() && !rest.empty()) {
-        rest.remove_prefix(mFile.write(rest));
-        if (rest.empty() || mIsStuck) break;
+    if (mBeginsFile) {
+        writeFirstLines();
+    } else {
+        writeLines(mLines);
+    }
+    mBeginsFile = false;
+    mLines.clear();
+}
+
+// Without the mark if another process has begun the file since it was opened.
+void LogFile::writeFirstLines()
+{
+    const FirstLinesLock lock(mFile);
+    std::string_view lines = mLines;
+    const long size = ::lseek(mFile.get(), 0, SEEK_END);
+    if (size > 0) {
+        lines.remove_prefix(kByteOrderMark.size());
+        mPosition += size - static_cast<long>(kByteOrderMark.size());
+    }
+    writeLines(lines);
+}
+
+// An error ends the block: nobody can be told of it.
+void LogFile::writeLines(std::string_view lines)
+{
+    while (mFile.isOpen() && !lines.empty()) {
+        lines.remove_prefix(mFile.write(lines));
+        if (lines.empty() || mIsStuck) return;
         discardOwnFileSizeSignal();
-        if (errno != EAGAIN) break;
+        if (errno != EAGAIN) return;
         mIsStuck = !FileDescriptor::AwaitSpace(mFile.get(), kMostWaitMs);
     }
-    mLines.clear();
 }
 
 // --- The lock

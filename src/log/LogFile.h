@@ -3,6 +3,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include <fcntl.h>
 
@@ -83,6 +84,8 @@ private:
     void begin();
     void rotate();
     void open(int mode);
+    void writeFirstLines();
+    void writeLines(std::string_view lines);
 
     bool canOpen() const;
     void makeFolder(std::string& notes) const;
@@ -92,11 +95,13 @@ private:
     void fallBackToConsole();
 
     qzLogParameters& mParameters;
-    std::string mLines;      // not yet in the file
-    long mPosition = -1;     // of the end of mLines in the file; negative if unknown
-    FileDescriptor mFile;    // not open if that failed
-    bool mHasBegun = false;  // whether this batch has tried to open the file
-    bool mIsStuck = false;   // whether a pipe in the file's place takes no more
+    std::string mLines;        // not yet in the file
+    long mNamedSecond = -1;    // for which the name is up to date
+    long mPosition = -1;       // of the end of mLines in the file; negative if unknown
+    FileDescriptor mFile;      // not open if that failed
+    bool mBeginsFile = false;  // whether mLines begin with the byte order mark
+    bool mHasBegun = false;    // whether this batch has tried to open the file
+    bool mIsStuck = false;     // whether a pipe in the file's place takes no more
 };
 
 /// Keeps other processes that log into the same folder away.

@@ -52,11 +52,11 @@ public:
     }
     std::string_view getText() const { return {mText, mSize}; }
 
-    // An empty text is that of a failure, which may pass, so it isn't cached.
+    // A blank alone is the text of a failure, which may pass, so it isn't cached.
     void cache(const tm& parts, const std::string& text)
     {
         mSize = 0;
-        if (text.size() > sizeof mText) return;
+        if (text.size() > sizeof mText || text.size() == 1) return;
         if (!mDay.cache(getDayItem(parts)) || !mMonth.cache(getMonthItem(parts))) return;
         mParts = parts;
         mGeneration = text::getServicesGeneration();
@@ -68,9 +68,8 @@ private:
     bool hasSameTime(const tm& parts) const
     {
         return parts.tm_sec == mParts.tm_sec && parts.tm_min == mParts.tm_min &&
-               parts.tm_hour == mParts.tm_hour && parts.tm_mday == mParts.tm_mday &&
-               parts.tm_mon == mParts.tm_mon && parts.tm_year == mParts.tm_year &&
-               parts.tm_gmtoff == mParts.tm_gmtoff;
+               parts.tm_hour == mParts.tm_hour && parts.tm_yday == mParts.tm_yday &&
+               parts.tm_year == mParts.tm_year && parts.tm_gmtoff == mParts.tm_gmtoff;
     }
 
     tm mParts = {};
@@ -87,12 +86,21 @@ std::string_view getTimeText(long second, std::string& made)
 {
     thread_local CachedTime cached;
     tm parts = {};
-    made.clear();
-    if (!getLocalTime(second, parts)) return made;
+    if (!getLocalTime(second, parts)) return " ";
     if (cached.isCurrent(parts)) return cached.getText();
-    made = formatTime(parts, kTimeFormat);
+    made = formatTime(parts, kTimeFormat) += ' ';
     cached.cache(parts, made);
     return made;
+}
+
+std::string_view BatchTime::getText(long second)
+{
+    const bool isKnown = mText.size() > 1;  // and not the text of a failure
+    if (isKnown && second == mSecond) return mText;
+    std::string made;
+    mText = getTimeText(second, made);
+    mSecond = second;
+    return mText;
 }
 
 }  // namespace qz::log

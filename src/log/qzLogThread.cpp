@@ -4,6 +4,8 @@
 #include <optional>
 #include <utility>
 
+#include <sched.h>
+
 #include "SignalSafety.h"
 #include "concurrency/RecursiveMutex.h"
 #include "frame/base/Relaxed.h"
@@ -71,6 +73,15 @@ void openConverters()
     }
 }
 
+// On a busy machine the log thread may have to share a processor with the writer that wakes it. It
+// doesn't interrupt the writer then, which would give each line a batch of its own.
+void letWritersRun()
+{
+    constexpr sched_param kNoPriority = {};
+    if (::sched_getscheduler(/*pid=*/0) != SCHED_OTHER) return;
+    ::sched_setscheduler(/*pid=*/0, SCHED_BATCH | SCHED_RESET_ON_FORK, &kNoPriority);
+}
+
 }  // namespace
 
 // Holds the mutex for a scope, and counts it. See SignalSafety.h.
@@ -125,7 +136,7 @@ qzLogThread::~qzLogThread()
         const Lock lock(mMutex);
         relaxedStore(mFlushRequested, true);
         relaxedStore(mStopRequested, true);
-        mWorkAvailable.wakeAll();
+        wakeUp();
         mDrained.wakeAll();
     }
     waitThread(msNoLimit);
@@ -153,8 +164,15 @@ void qzLogThread::append(qzLog::LogEntry& entry, bool synchronous)
     moveTexts(entry, addElement());
     mHasEntries = true;
     if (synchronous || mQueuedBytes > kMostQueuedBytes) relaxedStore(mFlushRequested, true);
-    mWorkAvailable.wakeAll();
+    wakeUp();
     awaitDrained(lock);
+}
+
+// Wakes the log thread once from each sleep, with the mutex held. Until the thread has left the
+// condition, each further call would take 15 ns, which is a tenth of a report.
+void qzLogThread::wakeUp()
+{
+    if (std::exchange(mIsAsleep, false)) mWorkAvailable.wakeAll();
 }
 
 // A new element at the end of the queue, with the mutex held.
@@ -169,7 +187,7 @@ void qzLogThread::flush()
 {
     Lock lock(mMutex);
     relaxedStore(mFlushRequested, true);
-    mWorkAvailable.wakeAll();
+    wakeUp();
     awaitDrained(lock);
 }
 
@@ -200,7 +218,7 @@ void qzLogThread::configure(qzLogParameters& parameters, const Change& change,
     parameters = mShared;
     change(parameters);
     if (installedPath == nullptr && haveSameSettings(parameters, mShared)) return;
-    mWorkAvailable.wakeAll();
+    wakeUp();
     const bool mustWait = mHasEntries || mInstallations.size() >= kMostInstallations;
     if (mustWait && !isOwnThread()) {
         relaxedStore(mFlushRequested, true);
@@ -216,7 +234,7 @@ void qzLogThread::configure(qzLogParameters& parameters, const Change& change,
     mShared = parameters;
     relaxedStore(mReconfigure, true);
     if (installedPath != nullptr) mInstallations.push_back({parameters, *installedPath});
-    mWorkAvailable.wakeAll();
+    wakeUp();
     // Another batch may have begun meanwhile. It is the last one that uses the old handler, whose
     // data the caller may delete once this call returns.
     if (!isHandlerReplaced || !mHasEntries || isOwnThread()) return;
@@ -272,6 +290,7 @@ void qzLogThread::resumeChild(qzLogParameters& parameters)
 void qzLogThread::run()
 {
     tOwnLogThread = this;
+    letWritersRun();
     openConverters();
     Lock lock(mMutex);
     mOwnThreadId = CurrentThreadId();
@@ -285,11 +304,18 @@ void qzLogThread::run()
         } else {
             confirmDrained();
             if (mStopRequested) break;
-            if (!linger(lock)) lock.wait(mWorkAvailable);
+            if (!linger(lock)) sleep(lock);
         }
     }
     lock.unlock();
     mFolderLock.reset();
+}
+
+void qzLogThread::sleep(Lock& lock)
+{
+    mIsAsleep = true;
+    lock.wait(mWorkAvailable);
+    mIsAsleep = false;
 }
 
 // After a larger batch more entries are likely to come soon. To wait for them briefly without

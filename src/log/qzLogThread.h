@@ -65,11 +65,13 @@ private:
 
     bool isOwnThread() const;
     qzLog::LogEntry& addElement();
+    void wakeUp();
     void awaitDrained(Lock& lock);
     void waitForDrained(Lock& lock);
     void reconfigure(Lock& lock);
     void writeQueue(Lock& lock);
     bool linger(Lock& lock);
+    void sleep(Lock& lock);
     void confirmDrained();
     void writeAtOnce(qzLog::LogEntry& entry);
     void applyFileSettings(qzLogParameters& fresh, const std::string* installedPath);
@@ -90,6 +92,7 @@ private:
 
     std::list<qzLog::LogEntry> mSpare;       // elements for the queue, with empty texts
     std::list<Installation> mInstallations;  // requested and not begun
+    bool mIsAsleep = false;                  // whether the log thread must be woken
     int mWaiting = 0;                        // how many threads sleep at mDrained
 
     // The log thread's own.

@@ -26,6 +26,8 @@ FaultTable getLogFileFaults()
                 {"open", EMFILE, {kWithoutLine1, kWithoutLine2, kWithoutLine3}, {kAllLines}},
                 {"write", ENOSPC, {kWithoutLine1, kWithoutLine2, kWithoutLine3}},
                 {"lseek", ESPIPE, {}, {kAllLines}},
+                // The first lines of a file are written without the lock then.
+                {"flock", ENOLCK, {kAllLines}},
                 {"close", EIO, {}, {kAllLines}},
                 // A file that can't be looked at is taken for missing: the trial of the
                 // installation empties it, and so does the rotation.

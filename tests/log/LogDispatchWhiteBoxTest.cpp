@@ -1,5 +1,7 @@
 // The way of a batch to its outlets, under settings that nothing public makes alone.
 
+#include <stdlib.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cstddef>
@@ -10,6 +12,7 @@
 #include <stdexcept>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -25,6 +28,7 @@
 #include "log/LogReference.h"
 #include "log/qzLogParameters.h"
 #include "log/qzLogTestPeer.h"
+#include "support/Environment.h"
 #include "support/LibraryStart.h"
 #include "support/ScratchFolder.h"
 
@@ -32,6 +36,8 @@ namespace qz {
 
 using support::LibraryStart;
 using ::testing::ElementsAre;
+using ::testing::Field;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using Entry = qzLog::LogEntry;
 using Batch = std::list<Entry>;
@@ -309,6 +315,43 @@ TEST_F(LogDispatchTest, EmitsThePendingNoticeAheadOfADebugEntryAsABatchOfItsOwn)
     EXPECT_EQ(notice.prefix, reference::makePrefix(notice));
     EXPECT_GE(notice.timeMs, before);
     EXPECT_LE(notice.timeMs, after);
+}
+
+// The time of a second is made once for all lines of a batch, except here.
+TEST_F(LogDispatchTest, ShowsTheTimeZoneThatTheHandlerSetsAtTheNotice)
+{
+    const support::TimeZoneGuard zone("UTC0");
+    mParameters.pendingNotice = "notice";
+    mParameters.customHandler = [](Batch& batch, void* test) {
+        Receive(batch, test);
+        ::setenv("TZ", "XST-1", /*overwrite=*/1);
+        ::tzset();
+    };
+    dispatch({makeEntry(qzLog::Info, "first"), makeEntry(qzLog::Debug, "second")});
+    EXPECT_THAT(mReceived, ElementsAre(Field(&Entry::prefix, HasSubstr("+0000 ")),
+                                       Field(&Entry::prefix, HasSubstr("+0000 ")),
+                                       Field(&Entry::prefix, HasSubstr("+0100 "))));
+}
+
+TEST_F(LogDispatchTest, ShowsANewTimeZoneInTheNextBatchOfTheSameSecond)
+{
+    for (const auto& [zone, offset] : {std::pair("UTC0", "+0000 "), std::pair("XST-1", "+0100 ")}) {
+        const support::TimeZoneGuard guard(zone);
+        dispatch({makeEntry(qzLog::Info, "text")});
+        EXPECT_THAT(mReceived.back().prefix, HasSubstr(offset));
+    }
+}
+
+TEST_F(LogDispatchTest, ShowsEachSecondOfABatch)
+{
+    Batch batch;
+    for (const long second : {1794687476L, 1794687476L, 1794687477L, 1794687476L, 0L, -1L}) {
+        batch.push_back(makeEntry(qzLog::Info, std::to_string(second)));
+        batch.back().timeMs = second * 1000;
+    }
+    mParameters.customHandler = nullptr;
+    dispatch(batch);
+    EXPECT_EQ(getConsole(), makeLines(batch));
 }
 
 TEST_F(LogDispatchTest, ShowsThePendingNoticeBetweenTheLinesOfTheBatch)

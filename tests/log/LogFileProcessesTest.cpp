@@ -1,4 +1,4 @@
-// Several processes on one log file; see programs/log_sharing.cpp.
+// Several processes on one log file; see programs/log_sharing.cpp and programs/log_first_lines.cpp.
 
 #include <cstdio>
 #include <string>
@@ -25,8 +25,10 @@ namespace {
 constexpr int kProcesses = 4;
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr long kLines = 10000;
+constexpr int kRounds = 50;
 #else
 constexpr long kLines = 100000;
+constexpr int kRounds = 300;
 #endif
 constexpr long kFileSize = 400000;
 constexpr long kMostOfALine = 100;
@@ -87,6 +89,18 @@ TEST(LogFileProcessesTest, FindEachLineOnceAndWholeOverAllRotations)
         for (std::size_t line = 0; line < kLines; ++line)
             ASSERT_EQ(found[process][line], 1) << process << ' ' << line;
     }
+}
+
+// Not all of them share a lock for the folder: a process without a log thread has none.
+TEST(LogFileProcessesTest, WriteOneByteOrderMarkIfTheyBeginAFileAtTheSameMoment)
+{
+    const ScratchFolder folder;
+    const ChildResult result =
+        runProgram({.program = "log_first_lines",
+                    .arguments = {folder.getPath(), "4", std::to_string(kRounds)},
+                    .timeoutSec = 1200});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "rounds " + std::to_string(kRounds) + '\n');
 }
 
 }  // namespace qz

@@ -1,6 +1,7 @@
 // The log thread as callers meet it: its settings, a stop, a fork, many writers, its memory.
 
 #include <pthread.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/resource.h>
 
@@ -283,6 +284,27 @@ TEST(qzLogThreadRunTest, LeavesTheAsynchronousSignalsToOtherThreads)
     ::pthread_sigmask(SIG_SETMASK, nullptr, &after);
     for (int signal = 1; signal < 32; ++signal)
         EXPECT_EQ(::sigismember(&after, signal), ::sigismember(&before, signal)) << signal;
+}
+
+// With the usual policy it preempts the writer that wakes it, if both share a processor: each line
+// then becomes a batch of its own.
+TEST(qzLogThreadRunTest, LeavesTheProcessorToTheWriterThatWakesIt)
+{
+    const LibraryStart library(FullInit);
+    const ConsoleRecorder console;
+    static int policy;
+    static int policyOfAThreadOfTheHandler;
+    const auto note = [](std::list<Entry>&, void*) {
+        policy = ::sched_getscheduler(0);
+        std::thread([] { policyOfAThreadOfTheHandler = ::sched_getscheduler(0); }).join();
+    };
+    qzLog::msInstance->installCustomHandler(note, nullptr);
+    write("text");
+    qzLog::msInstance->flush();
+    const int writersPolicy = ::sched_getscheduler(0);
+    EXPECT_EQ(policy & ~SCHED_RESET_ON_FORK,
+              writersPolicy == SCHED_OTHER ? SCHED_BATCH : writersPolicy);
+    EXPECT_EQ(policyOfAThreadOfTheHandler, writersPolicy);
 }
 
 TEST(qzLogThreadRunTest, LetsTheLoggerGoOnWithoutItWhenTheSystemRefusesIt)

@@ -169,11 +169,8 @@ int main(int argumentCount, char** arguments)
     bool isForkedByNewThread = false;
     qz::initializeQzSystem(qz::FullInit);
     qzLog::msInstance->setLogLevel(qz::LogLevelNormal);
-    // With a line in each, the files have their mark: two processes that begin an empty file at the
-    // same moment may both write one.
     for (const char* const name : {"/b.log", "/a.log"}) {
         installFile(folder + name);
-        qz::logInfo() << "begin";
         qzLog::msInstance->flush();
     }
     std::vector<std::thread> threads;
