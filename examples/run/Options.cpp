@@ -12,12 +12,13 @@ namespace {
 const char* const kUsage = R"(usage: run [OPTION...] -- PROGRAM [ARGUMENT...]
 
 Runs a program. Its output goes through the log, with times: lines of its standard output as
-information, those of its standard error stream as warnings. The program ends with this one, and all
-that it has started is ended on a timeout or Ctrl-C. The exit status is the program's.
+information, those of its standard error stream as warnings. The program and all that it has started
+are ended on a timeout, on Ctrl-C, and if this program ends in any other way. The exit status is the
+program's.
 
   --timeout SECONDS  end the program after this time; the exit status is 124 then
   --log FILE         append to this file instead of standard output
-  --retry N          run the program up to N times more while it fails
+  --retry N          run the program up to N times more while it runs and fails
   --lock NAME        refuse to run while another run has this name, with the exit status 125
   -h, --help         print this text
 

@@ -1,20 +1,25 @@
 // Runs a program, with its output in the log, and ends all of it in time.
 
 #include <cerrno>
+#include <cstring>
 #include <iostream>
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include <qz/ext/ChildProcess.h>
+#include <qz/ext/FileLock.h>
 #include <qz/ext/LibraryStart.h>
 #include <qz/qzCancelConsoleEventCatcher.h>
+#include <qz/qzCancelIfParentProcessDied.h>
 #include <qz/qzDirUtils.h>
-#include <qz/qzLockFile.h>
 #include <qz/qzLog.h>
 #include <qz/qzLogObject.h>
 
 #include "Options.h"
 #include "Status.h"
+#include "Worker.h"
 
 namespace {
 
@@ -25,40 +30,61 @@ using namespace qz::ext;
 constexpr int kMsPerSec = 1000;
 const char* const kChannel = "run";
 
+// How a run ended, and whether another one may end better.
+struct Outcome {
+    int status;
+    bool canBeRetried;
+};
+
 int fail(const std::string& message)
 {
     std::cerr << "run: " << message << '\n';
     return StatusFailed;
 }
 
-int reportFailedStart(const SystemFailure& failure)
+// As it could be typed, as long as no argument contains a quote.
+std::string describeCommand(const Options& options)
 {
-    qz::logCritical(kChannel) << "not started: " << failure.toString();
-    return failure.error == ENOENT ? StatusMissing : StatusNotExecuted;
+    std::string text = options.program;
+    for (const std::string& argument : options.arguments) {
+        const bool isPlain = !argument.empty() &&
+                             argument.find_first_of(" \t\n\"\\$&|;<>()*?#~`") == std::string::npos;
+        text += isPlain ? ' ' + argument : " '" + argument + '\'';
+    }
+    return text;
 }
 
-int reportEnd(const ChildResult& result)
+Outcome reportFailedStart(const SystemFailure& failure)
+{
+    qz::logCritical(kChannel) << "not started: " << failure.toString();
+    return {failure.error == ENOENT ? StatusMissing : StatusNotExecuted, false};
+}
+
+Outcome reportEnd(const ChildResult& result)
 {
     if (result.ends.empty()) return reportFailedStart(result.failure);
     if (result.failure) qz::logWarning(kChannel) << result.failure.toString();
     if (result.isCancelled) {
         qz::logWarning(kChannel) << "interrupted";
-        return StatusInterrupted;
+        return {StatusInterrupted, false};
     }
     if (result.hasTimedOut) {
         qz::logWarning(kChannel) << "ended after the time limit";
-        return StatusTimeout;
+        return {StatusTimeout, true};
     }
     const ChildEnd& end = result.ends[0];
-    if (end.signal == 0) {
-        qz::logInfo(kChannel) << "exit status " << end.exitStatus;
-        return end.exitStatus;
+    if (end.signal != 0) {
+        qz::logWarning(kChannel) << "ended by signal " << end.signal << " ("
+                                 << ::strsignal(end.signal) << ')';
+        return {StatusSignal + end.signal, true};
     }
-    qz::logWarning(kChannel) << "ended by signal " << end.signal;
-    return StatusSignal + end.signal;
+    const qzLog::EntryType type = end.exitStatus == 0 ? qzLog::Info : qzLog::Warning;
+    qz::qzLogObject(type, /*synchronous=*/false, kChannel, nullptr)
+        << "exit status " << end.exitStatus;
+    return {end.exitStatus, end.exitStatus != 0};
 }
 
-int runOnce(const Options& options, const qz::qzCancelInterfaceReadOnly& cancel)
+Outcome runOnce(const Options& options, const qz::qzCancelInterfaceReadOnly& cancel)
 {
     ChildOptions child;
     child.programs = {{options.program, options.arguments}};
@@ -72,14 +98,27 @@ int runOnce(const Options& options, const qz::qzCancelInterfaceReadOnly& cancel)
     return reportEnd(ChildProcess::Run(std::move(child), wait));
 }
 
-int runWithRetries(const Options& options)
+int runWithRetries(const Options& options, const qz::qzCancelInterfaceReadOnly& cancel)
 {
-    const auto* const cancel = qz::qzCancelConsoleEventCatcher::Create();
-    int status = runOnce(options, *cancel);
+    qz::logInfo(kChannel) << "command: " << describeCommand(options);
+    Outcome outcome = runOnce(options, cancel);
     for (unsigned long retry = 1; retry <= options.retries; ++retry) {
-        if (status == 0 || cancel->shouldCancel()) break;
+        if (!outcome.canBeRetried || cancel.shouldCancel()) break;
         qz::logInfo(kChannel) << "retry " << retry << " of " << options.retries;
-        status = runOnce(options, *cancel);
+        outcome = runOnce(options, cancel);
+    }
+    return outcome.status;
+}
+
+// Ctrl-C, SIGTERM and the end of the first process request an end.
+int runUntilCancelled(const Options& options, pid_t watchedPid)
+{
+    const auto* const console = qz::qzCancelConsoleEventCatcher::Create();
+    int status = StatusInterrupted;
+    {
+        const qz::qzCancelIfParentProcessDied cancel(console);
+        // It may have ended before.
+        if (::getppid() == watchedPid) status = runWithRetries(options, cancel);
     }
     qz::qzCancelConsoleEventCatcher::Delete();
     return status;
@@ -96,17 +135,16 @@ void logTo(const std::string& path)
                                                 qzLog::RotateNever);
 }
 
-int runLocked(const Options& options)
+int runAlone(const Options& options, pid_t watchedPid)
 {
-    qz::qzLockFile lock;
-    if (!options.lockName.empty()) {
-        std::string error;
-        const std::string path =
-            qz::qzDirUtils::GetTempFolderUtf8() + "/run-" + options.lockName + ".lock";
-        if (!lock.takeLockUtf8(path, nullptr, qz::qzLockFile::LockExclusive, &error))
-            return fail("'" + options.lockName + "' is locked: " + error);
-    }
-    return runWithRetries(options);
+    if (qz::qzDirUtils::DirExistsUtf8(options.logPath))
+        return fail("the log '" + options.logPath + "' is a folder");
+    SingleInstance instance;
+    SystemFailure failure;
+    if (!options.lockName.empty() && !instance.claim("run-" + options.lockName, &failure))
+        return fail("'" + options.lockName + "' is locked: " + failure.toString());
+    if (!options.logPath.empty()) logTo(options.logPath);
+    return runUntilCancelled(options, watchedPid);
 }
 
 }  // namespace
@@ -116,7 +154,8 @@ int main(int argumentCount, char** arguments)
     Options options;
     if (const std::optional<int> status = parseOptions(argumentCount, arguments, options))
         return *status;
+    pid_t watchedPid = 0;
+    if (const std::optional<int> status = continueInWorker(watchedPid)) return *status;
     const LibraryStart library(qz::FullInit);
-    if (!options.logPath.empty()) logTo(options.logPath);
-    return runLocked(options);
+    return runAlone(options, watchedPid);
 }

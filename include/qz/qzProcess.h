@@ -16,7 +16,8 @@ namespace qz {
 ///
 /// A child whose program can't be run ends by SIGUSR1, and is recognised by that within the first
 /// 10 ms only: a child program that itself ends by SIGUSR1 so early counts as not started, and one
-/// whose start takes longer to fail counts as crashed, with the exit code 10.
+/// whose start takes longer to fail counts as crashed, with the exit code 10. The time in which the
+/// child waits for a processor, before its program, doesn't count.
 ///
 /// A start may share this process's memory with the child until the program runs, so that its cost
 /// doesn't grow with the memory in use. Handlers of `pthread_atfork` don't run then.
@@ -58,7 +59,8 @@ public:
     /// @return false, without a change, while the process is running.
     bool setProcessEnvironmentUtf8(const std::vector<std::string>& variables, bool inherit);
 
-    /// Starts a program and returns after 10 ms, or earlier if the child has ended.
+    /// Starts a program and returns after 10 ms, or earlier if the child has ended; on a busy
+    /// machine not before the child has come to its program, for up to 5 s.
     ///
     /// The standard streams of C and C++ are flushed before a `fork`, as a child that can't run its
     /// program ends by `exit`.

@@ -1,7 +1,13 @@
 #include "ChildWatch.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <iterator>
+#include <string_view>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -11,6 +17,45 @@
 #include "DescriptorWait.h"
 
 namespace qz::system {
+
+namespace {
+
+// Bounds a start whose child never comes to its program, for example in a file system that hangs.
+constexpr int kLongestStartMs = 5000;
+constexpr int kStartTimeMs = 10;
+
+// The first bytes of "/proc/PID/stat"; empty if it can't be read.
+std::string_view readStatus(pid_t pid, char (&buffer)[256])
+{
+    char path[32] = "/proc/";
+    char* const end = std::to_chars(path + std::strlen(path), std::end(path), pid).ptr;
+    std::strcpy(end, "/stat");
+    const ssize_t size = FileDescriptor::Open(path, O_RDONLY).read(buffer, sizeof buffer);
+    return {buffer, static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
+}
+
+// Whether a child still has to run its program, and only the machine keeps it from that: it waits
+// for a processor (R) or for memory (D), or the last of its threads ends (Z). One that sleeps does
+// so by itself.
+bool isKeptFromProgram(pid_t pid)
+{
+    constexpr unsigned long kForkedWithoutExec = 0x40;  // PF_FORKNOEXEC of the Linux kernel
+    constexpr int kFieldsToFlags = 6;                   // from the state
+    char buffer[256];
+    std::string_view fields = readStatus(pid, buffer);
+    // The name of the program may contain anything.
+    const std::size_t nameEnd = fields.rfind(") ");
+    if (nameEnd == std::string_view::npos) return false;
+    fields.remove_prefix(nameEnd + 2);
+    if (std::string_view("RDZ").find(fields.front()) == std::string_view::npos) return false;
+    for (int i = 0; i < kFieldsToFlags; ++i)
+        fields.remove_prefix(std::min(fields.find(' '), fields.size() - 1) + 1);
+    unsigned long flags = 0;
+    std::from_chars(fields.data(), fields.data() + fields.size(), flags);
+    return (flags & kForkedWithoutExec) != 0;
+}
+
+}  // namespace
 
 bool waitForChild(pid_t pid, int options, siginfo_t& end)
 {
@@ -58,6 +103,14 @@ bool ProcessDeathWatch::sleep(int timeMs)
     }
     sleepWholeTime(timeMs);
     return false;
+}
+
+void sleepForStart(pid_t child)
+{
+    ProcessDeathWatch death(child);
+    for (int waitedMs = 0; waitedMs < kLongestStartMs; waitedMs += kStartTimeMs) {
+        if (death.sleep(kStartTimeMs) || !isKeptFromProgram(child)) return;
+    }
 }
 
 }  // namespace qz::system

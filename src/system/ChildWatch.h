@@ -11,8 +11,6 @@ namespace qz::system {
 
 /// The signal by which a child reports that it could not run its program.
 inline constexpr int kStartFailedSignal = SIGUSR1;
-/// The only time in which a failed start is recognised.
-inline constexpr int kStartTimeMs = 10;
 
 /// Waits for a child by `waitid` with WEXITED, undisturbed by signals.
 /// @param end receives what the system reports, zeroes if the child is still running.
@@ -39,5 +37,13 @@ public:
 private:
     FileDescriptor mProcess;
 };
+
+/// Sleeps for the 10 ms in which a failed start is recognised, for a shorter time if the child has
+/// died.
+///
+/// On a busy machine, or after a fork of much memory, 10 ms may pass before the child has had a
+/// processor. So the sleep goes on, for some seconds at most, while nothing else keeps the child
+/// from its program or from the end that reports a failure.
+void sleepForStart(pid_t child);
 
 }  // namespace qz::system

@@ -34,7 +34,8 @@ public:
     /// Forks a child that runs the program.
     /// @return negative if there is no child.
     pid_t fork() const;
-    /// Forks a child that forks another one, which runs the program, and that ends after 10 ms.
+    /// Forks a child that forks another one, which runs the program, and that
+    /// ends once the start has succeeded or failed.
     /// @return the first child; negative if there is none.
     pid_t forkDetached() const;
 

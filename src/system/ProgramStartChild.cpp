@@ -163,7 +163,7 @@ void ProgramStart::runChild() const noexcept
 
 void ProgramStart::leaveIntermediate(pid_t program)
 {
-    ProcessDeathWatch(program).sleep(kStartTimeMs);
+    sleepForStart(program);
     siginfo_t end = {};
     if (!waitForChild(program, WNOHANG, end) || hasStartFailed(end)) reportFailedStart();
     std::exit(0);

@@ -75,7 +75,7 @@ bool qzProcess::start(const std::string& program, const std::vector<std::string>
     if (pid < 0) pid = image.fork();
     if (pid < 0) return false;
     process.waitOnDestroy = true;
-    system::ProcessDeathWatch(pid).sleep(system::kStartTimeMs);
+    system::sleepForStart(pid);
     process.detached = false;
     process.state = Running;
     process.setPid(pid);

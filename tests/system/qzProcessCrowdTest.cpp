@@ -1,4 +1,4 @@
-// Many children, and many threads that start them.
+// Many children, many threads that start them, and a machine with much else to do.
 
 #include <malloc.h>
 
@@ -110,6 +110,34 @@ int startOnManyThreads()
 TEST(qzProcessCrowd, StartsOnManyThreadsWhileOthersAllocateAndLog)
 {
     EXPECT_EQ(runInChild(&startOnManyThreads, {}, 250).getEnd(), "exit 0");
+}
+
+namespace {
+
+struct BusyRow {
+    const char* name;
+    std::vector<std::string> arguments;  // see tests/programs/start_judgement.cpp
+};
+
+const BusyRow kBusyRows[] = {
+    {"Attached", {"missing", "200", "light", "0", "8"}},
+    {"AttachedWithMuchMemory", {"missing", "20", "full", "200", "8"}},
+    {"Detached", {"detached", "200", "full", "0", "8"}},
+    {"DetachedWithMuchMemory", {"detached", "10", "light", "200", "8"}},
+};
+
+}  // namespace
+
+class qzProcessOnABusyMachine : public ::testing::TestWithParam<BusyRow> {};
+
+INSTANTIATE_TEST_SUITE_P(Rows, qzProcessOnABusyMachine, ::testing::ValuesIn(kBusyRows),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST_P(qzProcessOnABusyMachine, TakesNoMissingProgramForAStartedOne)
+{
+    const support::ChildResult result =
+        support::runProgram({.program = "start_judgement", .arguments = GetParam().arguments});
+    EXPECT_EQ(result.getEnd(), "exit 0") << result.out << result.err;
 }
 
 }  // namespace qz
