@@ -1,9 +1,11 @@
 #include <malloc.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -157,6 +159,40 @@ TEST_F(ChildProcessTest, RefusesAZeroByteInATextOfAProgram)
     options = shell("exit 0");
     options.output = ChildOutput::File(text);
     EXPECT_THAT(describe(ChildProcess::Run(options)), HasSubstr("open a"));
+}
+
+TEST_F(ChildProcessTest, RefusesAVariableWhoseNameTheSystemWouldReadAsAnother)
+{
+    for (const char* const name : {"", "=", "NAME=VALUE", "NAME="}) {
+        ChildOptions options = shell("exit 0");
+        options.programs[0].environment[name] = "value";
+        EXPECT_EQ(describe(ChildProcess::Run(options)),
+                  "execve /bin/sh, errno " + std::to_string(EINVAL))
+            << name;
+        options.programs[0].environment[name] = std::nullopt;
+        EXPECT_EQ(describe(ChildProcess::Run(options)), "exit 0") << name;
+    }
+}
+
+TEST_F(ChildProcessTest, IsStartedByAThreadWithASmallStack)
+{
+    constexpr std::size_t kStackBytes = 65536;
+    const support::ChildResult outer = support::runInChild([] {
+        const auto run = [](void*) -> void* {
+            ChildOptions options = program("/bin/echo", {"text"});
+            const bool isGood = ChildProcess::Run(options).output == "text\n";
+            return reinterpret_cast<void*>(static_cast<std::intptr_t>(isGood ? 1 : 0));
+        };
+        pthread_attr_t attributes;
+        ::pthread_attr_init(&attributes);
+        ::pthread_attr_setstacksize(&attributes, kStackBytes);
+        pthread_t thread = {};
+        if (::pthread_create(&thread, &attributes, run, nullptr) != 0) return 1;
+        void* isGood = nullptr;
+        ::pthread_join(thread, &isGood);
+        return isGood != nullptr ? 0 : 2;
+    });
+    EXPECT_EQ(outer.getEnd(), "exit 0");
 }
 
 TEST_F(ChildProcessTest, FailsWithoutTheWorkingFolder)

@@ -184,6 +184,27 @@ int runUntilKilled(const std::string& pidPath)
     return describe(ChildProcess::Run(options)).empty() ? 1 : 2;
 }
 
+TEST_F(ChildStopTest, IsNoTimeoutAndNoCancelIfTheProgramHasEndedAndItsOutputIsUnread)
+{
+    struct Cancel : qzCancelInterfaceReadOnly {
+        bool shouldCancel() const override { return true; }
+    } const cancel;
+    for (const bool isCancel : {false, true}) {
+        ChildProcess process;
+        ASSERT_TRUE(process.start(shell("head -c 50000 /dev/zero; echo bad >&2; exit 3")));
+        ASSERT_TRUE(support::waitUntil([&] { return !process.isRunning(); }));
+        ChildWait wait;
+        wait.timeoutMs = 0;
+        if (isCancel) wait.cancel = &cancel;
+        const ChildResult result = process.communicate(wait);
+        EXPECT_EQ(describe(result), "exit 3");
+        EXPECT_FALSE(result.hasTimedOut);
+        EXPECT_FALSE(result.isCancelled);
+        EXPECT_EQ(result.output.size(), 50000U);
+        EXPECT_EQ(result.error, "bad\n");
+    }
+}
+
 TEST_F(ChildStopTest, EndsWithAParentThatIsKilled)
 {
     const std::string path = mFolder.getPath("pid");

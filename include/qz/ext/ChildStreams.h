@@ -26,7 +26,7 @@ struct QZ_API ChildInput {
     static ChildInput Nothing();
     /// The standard input of this process.
     static ChildInput Inherited();
-    /// A file, which must exist.
+    /// A file, which must exist. The start waits for the other end of a named pipe.
     static ChildInput File(const std::string& path);
     /// A device, which `communicate` reads to its end, or to at most `limitBytes`. It must live
     /// until then. A device that waits for its data also makes `communicate` wait.
@@ -46,7 +46,8 @@ struct QZ_API ChildOutput {
     enum class Kind { Nothing, Inherited, File, Device, Memory, Lines, Log, SameAsOutput };
     /// What happens to the old content of a file.
     enum class FileWay { Truncate, Append };
-    /// Receives a line without its line feed. The view is valid during the call only. An exception
+    /// Receives a line without its line feed. The view is valid during the call only. The function
+    /// may use `isRunning`, `getPids` and `sendSignal` of the object that calls it. An exception
     /// leaves `communicate`, which kills and reaps the programs before.
     using LineHandler = std::function<void(std::string_view line)>;
 
@@ -57,7 +58,8 @@ struct QZ_API ChildOutput {
     static ChildOutput Nothing();
     /// The same stream of this process.
     static ChildOutput Inherited();
-    /// A file, which is made if it doesn't exist.
+    /// A file, which is made if it doesn't exist. The start waits for the other end of a named
+    /// pipe.
     static ChildOutput File(const std::string& path, FileWay way = FileWay::Truncate);
     /// A device, which `communicate` writes to and which must live until then. What exceeds
     /// `limitBytes` is dropped, and the result says so.

@@ -13,6 +13,7 @@ struct ChildProcess::Impl {
     ChildOptions options;
     StreamEnds streams;
     ProgramGroup programs;
+    bool isCommunicating = false;
 };
 
 ChildProcess::ChildProcess() = default;
@@ -39,18 +40,24 @@ bool ChildProcess::start(ChildOptions options, SystemFailure* failure)
 
 ChildResult ChildProcess::communicate(const ChildWait& wait)
 {
-    // Owned here, so that an exception of a handler of lines ends the programs.
-    const std::unique_ptr<Impl> impl = std::move(mImpl);
-    if (!impl) return {};
-    Communication communication(std::move(impl->options), impl->streams, impl->programs);
+    if (!mImpl || mImpl->isCommunicating) return {};
+    mImpl->isCommunicating = true;
+    // After an exception of a handler of lines, this ends the programs.
+    struct Reset {
+        ~Reset() { impl.reset(); }
+        std::unique_ptr<Impl>& impl;
+    } const atEnd{mImpl};
+    Communication communication(std::move(mImpl->options), mImpl->streams, mImpl->programs);
     ChildResult result = communication.run(wait);
-    result.ends = impl->programs.reap(result.failure);
+    result.ends = mImpl->programs.reap(result.failure);
     return result;
 }
 
 bool ChildProcess::isRunning() const
 {
-    return mImpl && !mImpl->programs.updateEnds();
+    if (!mImpl) return false;
+    mImpl->programs.updateEnds();
+    return !mImpl->programs.haveAllEnded();
 }
 
 std::vector<int> ChildProcess::getPids() const

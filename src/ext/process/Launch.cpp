@@ -28,8 +28,9 @@ namespace qz::ext {
 
 namespace {
 
-constexpr std::size_t kStackBytes = 65536;
-constexpr int kFirstOtherDescriptor = 3;
+// It is on the stack of the calling thread, which may be small. The child needs some hundred bytes,
+// and its first call of a function some thousand, if the function is looked up then.
+constexpr std::size_t kStackBytes = 16384;
 // The set of signals that the system knows, which is smaller than the C library's.
 using SystemSignalSet = unsigned long;
 constexpr std::size_t kSignalSetBytes = sizeof(SystemSignalSet);
@@ -173,7 +174,7 @@ void launch(const ProgramImage& image, const LaunchPlan& plan, Launched& launche
         launched.failed = "clone";
         return;
     }
-    FileDescriptor owned(death);
+    FileDescriptor owned(moveAboveStreams(death));
     if (shared.failed == nullptr) {
         launched.pid = pid;
         launched.death = std::move(owned);

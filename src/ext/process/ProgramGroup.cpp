@@ -118,14 +118,17 @@ void ProgramGroup::addWaits(std::vector<pollfd>& waits) const
     }
 }
 
-bool ProgramGroup::updateEnds()
+void ProgramGroup::updateEnds()
 {
-    bool haveAllEnded = true;
     for (Program& program : mPrograms) {
         if (!program.hasEnded) program.hasEnded = hasChildEnded(program.launched.pid);
-        haveAllEnded = haveAllEnded && program.hasEnded;
     }
-    return haveAllEnded;
+}
+
+bool ProgramGroup::haveAllEnded() const
+{
+    return std::all_of(mPrograms.begin(), mPrograms.end(),
+                       [](const Program& program) { return program.hasEnded; });
 }
 
 bool ProgramGroup::mustPoll() const

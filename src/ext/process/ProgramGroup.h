@@ -30,8 +30,10 @@ public:
 
     /// Adds an entry for each program that still runs, which is readable when it has ended.
     void addWaits(std::vector<pollfd>& waits) const;
-    /// Finds out which programs have ended. @return whether all have.
-    bool updateEnds();
+    /// Finds out which programs have ended.
+    void updateEnds();
+    /// Whether all programs had ended at the last update.
+    bool haveAllEnded() const;
     /// Whether an end can only be found by a call from time to time.
     bool mustPoll() const;
     std::vector<int> getPids() const;
