@@ -311,6 +311,16 @@ TEST_F(FileLockTest, ReportsAMissingFolderAndAnEmptyPath)
     EXPECT_FALSE(mFirst.tryLockUtf8(path, FileLock::Exclusive));
 }
 
+TEST_F(FileLockTest, RefusesAPathWithAZeroByte)
+{
+    const std::string path = mPath + std::string("\0rest", 5);
+    EXPECT_FALSE(mFirst.tryLockUtf8(path, FileLock::Exclusive, &mFailure));
+    EXPECT_EQ(mFailure.error, EILSEQ);
+    EXPECT_FALSE(std::filesystem::exists(mPath));
+    ASSERT_TRUE(take(mFirst));
+    EXPECT_FALSE(FileLock::FindHolderUtf8(path).has_value());
+}
+
 TEST_F(FileLockTest, ReportsThatNoDescriptorIsLeft)
 {
     // The sanitizer looks at objects with virtual functions, such as the fixture, by a descriptor.
@@ -421,6 +431,32 @@ TEST_F(FileLockTest, IsNotPassedOnToAProgram)
         {.program = "/bin/sh", .arguments = {"-c", "ls -l /proc/self/fd; exit 42"}});
     EXPECT_EQ(child.exitCode, kExpected);
     EXPECT_EQ(child.out.find(mPath), std::string::npos) << child.out;
+}
+
+TEST_F(FileLockTest, IsNoStandardStreamOfAProcessThatHasClosedThem)
+{
+    const support::ChildResult child = support::runInChild([&] {
+        for (int place = 0; place < 3; ++place)
+            ::close(place);
+        if (!take(mFirst)) return 1;
+        for (int place = 0; place < 3; ++place) {
+            if (::fcntl(place, F_GETFD) >= 0) return 2;
+        }
+        return kExpected;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 42");
+}
+
+TEST_F(FileLockTest, NamesNoGroupOfProcessesAsTheHolder)
+{
+    const std::string line = "Lock of process -1, \x1b[2J\n";
+    ASSERT_TRUE(take(mFirst));
+    support::writeFile(mPath, line);
+    const std::optional<LockHolder> holder = FileLock::FindHolderUtf8(mPath);
+    ASSERT_TRUE(holder.has_value());
+    EXPECT_EQ(holder->pid, 0);
+    EXPECT_FALSE(take(mSecond));
+    EXPECT_EQ(mFailure.toString(), describe("lock " + mPath, EAGAIN));
 }
 
 TEST_F(FileLockTest, LeavesNoDescriptorAndNoLockWhenMemoryIsShort)
