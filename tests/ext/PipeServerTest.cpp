@@ -333,6 +333,36 @@ TEST_F(PipeServerTest, GoesOnAfterAnExceptionOfACallback)
     EXPECT_EQ(message, "after");
 }
 
+TEST_F(PipeServerTest, LetsACallbackSetAnotherOneInItsPlace)
+{
+    PipeServer server;
+    const std::string text = "kept by the callback, and too long for a place in it";
+    std::vector<std::string> calls;
+    server.onConnected([&, text](PipeServer::Peer&) {
+        server.onConnected({});
+        calls.push_back("connected " + text);
+    });
+    server.onMessage([&, text](PipeServer::Peer&, const std::string& message) {
+        server.onMessage(
+            [&](PipeServer::Peer&, const std::string& later) { calls.push_back("next " + later); });
+        calls.push_back(message + " " + text);
+    });
+    server.onClosed([&, text](PipeServer::Peer&, const SystemFailure&) {
+        server.onClosed({});
+        calls.push_back("closed " + text);
+    });
+    ASSERT_TRUE(server.listen("echo", &mFailure));
+    PipeChannel channel;
+    ASSERT_TRUE(connect(channel));
+    ASSERT_TRUE(channel.send("one", 0, nullptr, &mFailure));
+    ASSERT_TRUE(channel.send("two", 0, nullptr, &mFailure));
+    channel.close();
+    for (int i = 0; i < 3; ++i)
+        EXPECT_TRUE(server.serve(0, nullptr, &mFailure));
+    EXPECT_EQ(calls, (std::vector<std::string>{"connected " + text, "one " + text, "next two",
+                                               "closed " + text}));
+}
+
 TEST_F(PipeServerTest, WaitsWithoutSpinningWhileNoDescriptorIsLeft)
 {
     PipeServer server;
