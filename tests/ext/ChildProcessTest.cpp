@@ -263,6 +263,31 @@ TEST_F(ChildProcessTest, LeavesTheChildrenToTheirParentInAForkedProcess)
     EXPECT_EQ(describe(process.communicate()), "exit 6");
 }
 
+TEST_F(ChildProcessTest, IsWithoutProgramsInAForkedProcess)
+{
+    for (const bool endsWithParent : {false, true}) {
+        ChildProcess process;
+        ChildOptions options = shell("cat");
+        options.endsWithParent = endsWithParent;
+        options.input = ChildInput::Memory("text");
+        ASSERT_TRUE(process.start(options));
+        const auto useInForkedProcess = [&] {
+            if (process.isRunning() || !process.getPids().empty()) return 1;
+            if (process.sendSignal(SIGKILL)) return 2;
+            if (describe(process.communicate()) != "nothing") return 3;
+            if (!process.start(shell("exit 4"))) return 4;
+            return describe(process.communicate()) == "exit 4" ? 0 : 5;
+        };
+        const int hangLimitSec = 60;
+        const support::ChildResult forked =
+            support::runInChild(useInForkedProcess, "", hangLimitSec);
+        EXPECT_EQ(forked.getEnd(), "exit 0");
+        const ChildResult result = process.communicate();
+        EXPECT_EQ(describe(result), "exit 0");
+        EXPECT_EQ(result.output, "text");
+    }
+}
+
 TEST_F(ChildProcessTest, SaysSoIfSomebodyElseHasReapedTheChild)
 {
     ChildProcess process;

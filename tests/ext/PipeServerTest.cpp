@@ -6,6 +6,7 @@
 #include <csignal>
 #include <ctime>
 #include <filesystem>
+#include <stdexcept>
 
 #include "ext/PipeFixture.h"
 #include "support/Allocations.h"
@@ -293,6 +294,34 @@ TEST_F(PipeServerTest, ClosesAClientOnRequest)
     std::string message;
     EXPECT_FALSE(channel.receive(message, kLongMs, nullptr, &mFailure));
     EXPECT_EQ(mFailure.error, ENOTCONN);
+}
+
+TEST_F(PipeServerTest, ClosesAClientWithoutAWaitInTheCallbackForAnother)
+{
+    const auto serveUntilBothAreClosed = [&] {
+        PipeServer server;
+        int closed = 0;
+        server.onClosed([&](PipeServer::Peer&, const SystemFailure&) {
+            for (PipeServer::Peer* const peer : server.getPeers())
+                peer->close();
+            if (++closed == 2) throw std::runtime_error("the only end of the wait");
+        });
+        PipeChannel first;
+        PipeChannel second;
+        if (!server.listen("echo") || !connect(first) || !connect(second)) return 1;
+        if (!server.serve(0, nullptr) || server.getPeers().size() != 2) return 2;
+        second.close();
+        try {
+            server.serve(-1, nullptr);
+        } catch (const std::runtime_error&) {
+            return kExpected;
+        }
+        return 3;
+    };
+    const int hangLimitSec = 60;
+    const support::ChildResult child =
+        support::runInChild(serveUntilBothAreClosed, "", hangLimitSec);
+    EXPECT_EQ(child.getEnd(), "exit 42");
 }
 
 TEST_F(PipeServerTest, KeepsFurtherClientsWaitingAtTheMostConnections)

@@ -119,13 +119,15 @@ struct ChildResult {
 /// `pthread_atfork`. Nothing here raises SIGPIPE. The library need not be started, unless an output
 /// goes to the log. SIGCHLD must not be ignored, and nobody else may wait for the children.
 ///
+/// The programs belong to the process that has started them: in one that is forked from it, the
+/// object is without programs.
+///
 /// Threads: one thread uses an object at a time; any number of objects may be used at once.
 class QZ_API ChildProcess {
 public:
     /// Makes an object without programs.
     ChildProcess();
-    /// Kills and reaps programs that still run, by SIGKILL. In a forked process it leaves them to
-    /// the process that started them.
+    /// Kills and reaps programs that still run, by SIGKILL.
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;

@@ -55,7 +55,7 @@ std::string describe(const Launched& launched, const ChildProgram& program)
 
 ProgramGroup::~ProgramGroup()
 {
-    if (mOwner == ::getpid()) {
+    if (isOwn()) {
         sendSignal(SIGKILL);
         SystemFailure ignored;
         reap(ignored);
@@ -109,6 +109,11 @@ void ProgramGroup::launchAll(const std::vector<std::unique_ptr<ProgramImage>>& i
         launch(*images[i], plan, launched);
         if (launched.failed != nullptr) return;
     }
+}
+
+bool ProgramGroup::isOwn() const
+{
+    return mOwner == ::getpid();
 }
 
 void ProgramGroup::addWaits(std::vector<pollfd>& waits) const
