@@ -17,6 +17,7 @@
 #include "TestPaths.h"
 #include "ext/ChildRuns.h"
 #include "support/ChildProcess.h"
+#include "support/Environment.h"
 #include "support/Files.h"
 #include "support/Limits.h"
 #include "support/ScratchFolder.h"
@@ -129,6 +130,8 @@ TEST_F(ChildProcessTest, RefusesASecondStartBeforeTheFirstIsOver)
 
 TEST_F(ChildProcessTest, NamesTheStepAndTheReasonOfAFailedStart)
 {
+    // A folder that may not be searched would be another reason.
+    const support::EnvironmentVariable path("PATH", "/usr/bin:/bin");
     EXPECT_EQ(describe(ChildProcess::Run(program("/no/such/program"))),
               "execve /no/such/program, errno " + std::to_string(ENOENT));
     EXPECT_EQ(describe(ChildProcess::Run(program("no-such-program-in-path"))),

@@ -23,6 +23,7 @@
 #include "support/ChildProcess.h"
 #include "support/Files.h"
 #include "support/LibraryStart.h"
+#include "support/Limits.h"
 #include "support/LogCapture.h"
 #include "support/ScratchFolder.h"
 #include "support/Waiting.h"
@@ -330,10 +331,11 @@ TEST_F(ChildStreamsTest, RaisesNoSigpipeIfTheProgramReadsNothing)
 
 TEST_F(ChildStreamsTest, PassesBytesThroughDescriptorsBeyondAThousand)
 {
+    const support::ResourceLimit enough(RLIMIT_NOFILE, 2000);
     std::vector<int> taken;
     while (taken.size() < 1100)
         taken.push_back(::open("/dev/null", O_RDONLY | O_CLOEXEC));
-    ASSERT_GE(taken.back(), 1024) << "the limit of descriptors is too low for this test";
+    EXPECT_GE(taken.back(), 1024);
     ChildOptions options = shell("cat; echo bad >&2");
     options.input = ChildInput::Memory("text\n");
     const ChildResult result = ChildProcess::Run(options);

@@ -337,8 +337,8 @@ TEST_F(FileLockTest, ReportsThatNoDescriptorIsLeft)
 TEST_F(FileLockTest, IsRefusedWithoutTheRightToTheFile)
 {
     mFolder.write("lock", "");
-    ASSERT_EQ(::chmod(mFolder.getPath().c_str(), 0755), 0);
     ASSERT_EQ(::chmod(mPath.c_str(), 0400), 0);
+    ASSERT_EQ(::chmod(mFolder.getPath().c_str(), 0555), 0);
     const support::ChildResult child =
         support::runInChild([path = mPath, newPath = mFolder.getPath("new")] {
             support::becomeNobody();
@@ -352,6 +352,7 @@ TEST_F(FileLockTest, IsRefusedWithoutTheRightToTheFile)
                        ? kExpected
                        : 1;
         });
+    ::chmod(mFolder.getPath().c_str(), 0755);
     EXPECT_EQ(child.exitCode, kExpected);
 }
 
