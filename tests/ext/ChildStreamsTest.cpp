@@ -229,6 +229,17 @@ TEST_F(ChildStreamsTest, EndsThoughAForkedProcessLivesOn)
     ::waitpid(forked, nullptr, 0);
 }
 
+TEST_F(ChildStreamsTest, PassesTheInputToAProcessThatOutlivesTheProgram)
+{
+    const std::string bytes = makeBytes(kMegabyte);
+    ChildOptions options =
+        shell("exec 3<&0; (until grep -q ') Z ' /proc/$$/stat; do :; done; exec cat <&3) & exit 0");
+    options.input = ChildInput::Memory(bytes);
+    const ChildResult result = ChildProcess::Run(options);
+    EXPECT_EQ(describe(result), "exit 0");
+    EXPECT_TRUE(result.output == bytes) << result.output.size();
+}
+
 TEST_F(ChildStreamsTest, HasNoPipeInAProcessThatIsForkedAtAnyMoment)
 {
     std::atomic<bool> isOver = false;

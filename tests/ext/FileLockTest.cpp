@@ -16,6 +16,7 @@
 #include <qz/qzCancelInterface.h>
 
 #include "support/Allocations.h"
+#include "support/CancelledThread.h"
 #include "support/ChildProcess.h"
 #include "support/Files.h"
 #include "support/LibraryStart.h"
@@ -444,6 +445,19 @@ TEST_F(FileLockTest, IsNoStandardStreamOfAProcessThatHasClosedThem)
             if (::fcntl(place, F_GETFD) >= 0) return 2;
         }
         return kExpected;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 42");
+}
+
+TEST_F(FileLockTest, IsReleasedOnAThreadThatIsCancelled)
+{
+    const support::ChildResult child = support::runInChild([&] {
+        if (!take(mFirst)) return 1;
+        const bool isCancelled = support::endsByCancellation([&] {
+            mFirst.unlock();
+            ::pthread_testcancel();
+        });
+        return isCancelled && !mFirst.isLocked() && take(mSecond) ? kExpected : 2;
     });
     EXPECT_EQ(child.getEnd(), "exit 42");
 }

@@ -140,8 +140,8 @@ public:
     bool start(ChildOptions options, SystemFailure* failure = nullptr);
 
     /// Passes all bytes, waits for the ends of the programs and of both outputs, and reaps the
-    /// programs. The input ends with the programs. An output ends when nobody has it open any more,
-    /// which includes processes that the programs have started.
+    /// programs. An output ends when nobody has it open any more, which includes processes that the
+    /// programs have started.
     ///
     /// When the time runs out, or on request, the group receives SIGTERM. It receives SIGKILL after
     /// the grace time, or when the programs and both outputs have ended before. A program of

@@ -35,7 +35,7 @@ struct QZ_API ChildInput {
     static ChildInput Memory(std::string bytes);
 
     Kind kind = Kind::Nothing;          ///< What the other fields mean.
-    std::string text;                   ///< The path of the file, or the bytes.
+    std::string text = {};              ///< The path of the file, or the bytes.
     qzIoDevice* device = nullptr;       ///< The device, owned by the caller.
     std::size_t limitBytes = kNoLimit;  ///< How many bytes of the device are read at most.
 };
@@ -76,11 +76,11 @@ struct QZ_API ChildOutput {
     static ChildOutput SameAsOutput();
 
     Kind kind = Kind::Nothing;               ///< What the other fields mean.
-    std::string text;                        ///< The path of the file, or the sub-type of entries.
+    std::string text = {};                   ///< The path of the file, or the sub-type of entries.
     FileWay way = FileWay::Truncate;         ///< What happens to the content of the file.
     qzIoDevice* device = nullptr;            ///< The device, owned by the caller.
     std::size_t limitBytes = kNoLimit;       ///< The limit of device and memory, or of a line.
-    LineHandler onLine;                      ///< The function.
+    LineHandler onLine = {};                 ///< The function.
     qzLog::EntryType type = qzLog::Unknown;  ///< The type of entries.
 };
 

@@ -6,6 +6,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "CancellationBlock.h"
+
 namespace qz::ext {
 
 /// The first descriptor that isn't a standard stream.
@@ -18,6 +20,7 @@ inline int moveAboveStreams(int descriptor)
 {
     if (descriptor < 0 || descriptor >= kFirstOtherDescriptor) return descriptor;
     const int moved = ::fcntl(descriptor, F_DUPFD_CLOEXEC, kFirstOtherDescriptor);
+    const CancellationBlock noCancellation;
     const int savedErrno = errno;
     ::close(descriptor);
     errno = savedErrno;
@@ -48,6 +51,7 @@ public:
     void close()
     {
         if (!isOpen()) return;
+        const CancellationBlock noCancellation;
         const int savedErrno = errno;
         ::close(release());
         errno = savedErrno;

@@ -11,6 +11,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include "CancellationBlock.h"
 #include "FileDescriptor.h"
 
 namespace qz::ext {
@@ -35,6 +36,7 @@ public:
 
     int add(const std::function<int()>& open)
     {
+        const CancellationBlock noCancellation;
         const std::lock_guard<std::mutex> lock(mMutex);
         reserve(1);
         return addOpened(open());
@@ -42,6 +44,7 @@ public:
 
     bool addPipe(int& read, int& write)
     {
+        const CancellationBlock noCancellation;
         const std::lock_guard<std::mutex> lock(mMutex);
         reserve(2);
         int ends[2];
@@ -53,6 +56,7 @@ public:
 
     void close(int descriptor)
     {
+        const CancellationBlock noCancellation;
         const std::lock_guard<std::mutex> lock(mMutex);
         const auto found = std::find(mDescriptors.begin(), mDescriptors.end(), descriptor);
         *found = mDescriptors.back();

@@ -62,8 +62,6 @@ Communication::Communication(ChildOptions options, StreamEnds& streams, ProgramG
 ChildResult Communication::run(const ChildWait& wait)
 {
     mDeadline = Deadline(wait.timeoutMs);
-    // `poll` only reports ends that nobody has seen before.
-    mPrograms.updateEnds();
     while (!isOver()) {
         waitForEvents(chooseTimeoutMs(wait));
         passBytes();
@@ -124,8 +122,6 @@ void Communication::passBytes()
                                          [](const pollfd& wait) { return wait.revents != 0; });
     // After a failed `poll` nothing else shows the ends.
     if (hasOneEnded || mPrograms.mustPoll() || mStage == Stage::Killed) mPrograms.updateEnds();
-    // Not only after an update here: a handler of lines may have looked for the ends.
-    if (mPrograms.haveAllEnded()) mStreams.input.close();
 }
 
 // After a kill the outputs may be open, with bytes from before.

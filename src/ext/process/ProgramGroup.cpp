@@ -9,6 +9,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "base/CancellationBlock.h"
+
 namespace qz::ext {
 
 namespace {
@@ -55,6 +57,7 @@ std::string describe(const Launched& launched, const ChildProgram& program)
 
 ProgramGroup::~ProgramGroup()
 {
+    const CancellationBlock noCancellation;
     if (isOwn()) {
         sendSignal(SIGKILL);
         SystemFailure ignored;

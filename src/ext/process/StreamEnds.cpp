@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "base/FileDescriptor.h"
+#include "base/LocalText.h"
 
 namespace qz::ext {
 
@@ -14,35 +15,26 @@ namespace {
 constexpr mode_t kFileMode = 0666;
 const char* const kNowhere = "/dev/null";
 
-bool fail(SystemFailure& failure, const std::string& step)
-{
-    failure = {step, errno};
-    return false;
-}
-
 bool openFile(const std::string& path, int flags, OwnDescriptor& descriptor, SystemFailure& failure)
 {
-    if (path.find('\0') != std::string::npos) {
-        errno = EINVAL;
-        return fail(failure, "open " + path);
-    }
+    if (path.find('\0') != std::string::npos) return fail(&failure, "open " + path, EINVAL);
     FileDescriptor opened;  // outside of `Open`, because a named pipe waits for its other end
     do {
         opened = FileDescriptor(::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, kFileMode));
     } while (!opened.isOpen() && errno == EINTR);
-    if (!opened.isOpen()) return fail(failure, "open " + path);
+    if (!opened.isOpen()) return fail(&failure, "open " + path, errno);
     descriptor = OwnDescriptor::Open([&] { return opened.release(); });
-    return descriptor.isOpen() || fail(failure, "fcntl");
+    return descriptor.isOpen() || fail(&failure, "fcntl", errno);
 }
 
 bool openPipe(OwnDescriptor& read, OwnDescriptor& write, SystemFailure& failure)
 {
-    return OwnDescriptor::OpenPipe(read, write) || fail(failure, "pipe2");
+    return OwnDescriptor::OpenPipe(read, write) || fail(&failure, "pipe2", errno);
 }
 
 bool setNonBlocking(const OwnDescriptor& descriptor, SystemFailure& failure)
 {
-    return ::fcntl(descriptor.get(), F_SETFL, O_NONBLOCK) == 0 || fail(failure, "fcntl");
+    return ::fcntl(descriptor.get(), F_SETFL, O_NONBLOCK) == 0 || fail(&failure, "fcntl", errno);
 }
 
 // A stream that this process has closed leads nowhere.
@@ -51,7 +43,7 @@ bool inherit(int place, int flags, OwnDescriptor& descriptor, SystemFailure& fai
     descriptor =
         OwnDescriptor::Open([&] { return ::fcntl(place, F_DUPFD_CLOEXEC, kFirstOtherDescriptor); });
     if (descriptor.isOpen()) return true;
-    if (errno != EBADF) return fail(failure, "fcntl");
+    if (errno != EBADF) return fail(&failure, "fcntl", errno);
     return openFile(kNowhere, flags, descriptor, failure);
 }
 
