@@ -45,8 +45,14 @@ bool Conversation::ShowLine(const std::string& line)
 {
     std::cout << "> ";
     // What the other side sends must not control this terminal.
-    for (const char c : line)
-        std::cout << (static_cast<unsigned char>(c) < ' ' || c == '\x7f' ? '?' : c);
+    unsigned char before = 0;
+    for (const char c : line) {
+        const auto byte = static_cast<unsigned char>(c);
+        // Some terminals also obey U+0080 to U+009F, of two bytes.
+        const bool isLateControl = before == 0xC2 && byte >= 0x80 && byte < 0xA0;
+        std::cout << (byte < ' ' || byte == 0x7F || isLateControl ? '?' : c);
+        before = byte;
+    }
     return static_cast<bool>(std::cout << std::endl);
 }
 

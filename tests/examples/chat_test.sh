@@ -109,6 +109,8 @@ sed 's/^/> /' lines | cmp - second.out || fail "the second side has got other li
 start_both
 printf 'a\033[2Jb\007\n' >&3
 wait_for second.out '> a?[2Jb?'
+printf 'c\302\2332Jd\303\233\n' >&3
+wait_for second.out $'> c\302?2Jd\303\233'
 exec 3>&- 4>&-
 wait $first || true
 wait $second || true

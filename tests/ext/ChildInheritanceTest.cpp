@@ -55,6 +55,19 @@ TEST(ChildInheritanceTest, HasTheDescriptorsOfTheStandardStreamsOnly)
     ::close(high);
 }
 
+TEST(ChildInheritanceTest, HasNothingOfAnotherChildInPlaceOfAStreamThatWasClosed)
+{
+    const support::ChildResult outer = support::runInChild([] {
+        ::close(STDIN_FILENO);
+        ChildProcess first;
+        if (!first.start(program("/bin/sleep", {"300"}))) return 1;
+        ChildOptions options = shell("readlink /proc/self/fd/0");
+        options.input = ChildInput::Inherited();
+        return ChildProcess::Run(options).output == "/dev/null\n" ? 0 : 2;
+    });
+    EXPECT_EQ(outer.getEnd(), "exit 0");
+}
+
 TEST(ChildInheritanceTest, HasDefaultActionsAndAnEmptyMask)
 {
     const support::ChildResult outer = support::runInChild([] {

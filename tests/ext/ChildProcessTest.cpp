@@ -1,9 +1,11 @@
 #include <malloc.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -15,6 +17,7 @@
 #include "TestPaths.h"
 #include "ext/ChildRuns.h"
 #include "support/ChildProcess.h"
+#include "support/Environment.h"
 #include "support/Files.h"
 #include "support/Limits.h"
 #include "support/ScratchFolder.h"
@@ -127,6 +130,8 @@ TEST_F(ChildProcessTest, RefusesASecondStartBeforeTheFirstIsOver)
 
 TEST_F(ChildProcessTest, NamesTheStepAndTheReasonOfAFailedStart)
 {
+    // A folder that may not be searched would be another reason.
+    const support::EnvironmentVariable path("PATH", "/usr/bin:/bin");
     EXPECT_EQ(describe(ChildProcess::Run(program("/no/such/program"))),
               "execve /no/such/program, errno " + std::to_string(ENOENT));
     EXPECT_EQ(describe(ChildProcess::Run(program("no-such-program-in-path"))),
@@ -157,6 +162,40 @@ TEST_F(ChildProcessTest, RefusesAZeroByteInATextOfAProgram)
     options = shell("exit 0");
     options.output = ChildOutput::File(text);
     EXPECT_THAT(describe(ChildProcess::Run(options)), HasSubstr("open a"));
+}
+
+TEST_F(ChildProcessTest, RefusesAVariableWhoseNameTheSystemWouldReadAsAnother)
+{
+    for (const char* const name : {"", "=", "NAME=VALUE", "NAME="}) {
+        ChildOptions options = shell("exit 0");
+        options.programs[0].environment[name] = "value";
+        EXPECT_EQ(describe(ChildProcess::Run(options)),
+                  "execve /bin/sh, errno " + std::to_string(EINVAL))
+            << name;
+        options.programs[0].environment[name] = std::nullopt;
+        EXPECT_EQ(describe(ChildProcess::Run(options)), "exit 0") << name;
+    }
+}
+
+TEST_F(ChildProcessTest, IsStartedByAThreadWithASmallStack)
+{
+    constexpr std::size_t kStackBytes = 65536;
+    const support::ChildResult outer = support::runInChild([] {
+        const auto run = [](void*) -> void* {
+            ChildOptions options = program("/bin/echo", {"text"});
+            const bool isGood = ChildProcess::Run(options).output == "text\n";
+            return reinterpret_cast<void*>(static_cast<std::intptr_t>(isGood ? 1 : 0));
+        };
+        pthread_attr_t attributes;
+        ::pthread_attr_init(&attributes);
+        ::pthread_attr_setstacksize(&attributes, kStackBytes);
+        pthread_t thread = {};
+        if (::pthread_create(&thread, &attributes, run, nullptr) != 0) return 1;
+        void* isGood = nullptr;
+        ::pthread_join(thread, &isGood);
+        return isGood != nullptr ? 0 : 2;
+    });
+    EXPECT_EQ(outer.getEnd(), "exit 0");
 }
 
 TEST_F(ChildProcessTest, FailsWithoutTheWorkingFolder)
@@ -225,6 +264,31 @@ TEST_F(ChildProcessTest, LeavesTheChildrenToTheirParentInAForkedProcess)
     ASSERT_EQ(::waitpid(forked, &status, 0), forked);
     EXPECT_EQ(status, 0);
     EXPECT_EQ(describe(process.communicate()), "exit 6");
+}
+
+TEST_F(ChildProcessTest, IsWithoutProgramsInAForkedProcess)
+{
+    for (const bool endsWithParent : {false, true}) {
+        ChildProcess process;
+        ChildOptions options = shell("cat");
+        options.endsWithParent = endsWithParent;
+        options.input = ChildInput::Memory("text");
+        ASSERT_TRUE(process.start(options));
+        const auto useInForkedProcess = [&] {
+            if (process.isRunning() || !process.getPids().empty()) return 1;
+            if (process.sendSignal(SIGKILL)) return 2;
+            if (describe(process.communicate()) != "nothing") return 3;
+            if (!process.start(shell("exit 4"))) return 4;
+            return describe(process.communicate()) == "exit 4" ? 0 : 5;
+        };
+        const int hangLimitSec = 60;
+        const support::ChildResult forked =
+            support::runInChild(useInForkedProcess, "", hangLimitSec);
+        EXPECT_EQ(forked.getEnd(), "exit 0");
+        const ChildResult result = process.communicate();
+        EXPECT_EQ(describe(result), "exit 0");
+        EXPECT_EQ(result.output, "text");
+    }
 }
 
 TEST_F(ChildProcessTest, SaysSoIfSomebodyElseHasReapedTheChild)

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -14,6 +15,7 @@
 #include <qz/qzCancelInterface.h>
 
 #include "ext/ChildRuns.h"
+#include "support/CancelledThread.h"
 #include "support/ChildProcess.h"
 #include "support/Files.h"
 #include "support/ScratchFolder.h"
@@ -182,6 +184,73 @@ int runUntilKilled(const std::string& pidPath)
     ChildOptions options = shell("echo $$ >$1; exec sleep 300", {pidPath});
     options.endsWithParent = true;
     return describe(ChildProcess::Run(options)).empty() ? 1 : 2;
+}
+
+TEST_F(ChildStopTest, IsNoTimeoutAndNoCancelIfTheProgramHasEndedAndItsOutputIsUnread)
+{
+    struct Cancel : qzCancelInterfaceReadOnly {
+        bool shouldCancel() const override { return true; }
+    } const cancel;
+    for (const bool isCancel : {false, true}) {
+        ChildProcess process;
+        ASSERT_TRUE(process.start(shell("head -c 50000 /dev/zero; echo bad >&2; exit 3")));
+        ASSERT_TRUE(support::waitUntil([&] { return !process.isRunning(); }));
+        ChildWait wait;
+        wait.timeoutMs = 0;
+        if (isCancel) wait.cancel = &cancel;
+        const ChildResult result = process.communicate(wait);
+        EXPECT_EQ(describe(result), "exit 3");
+        EXPECT_FALSE(result.hasTimedOut);
+        EXPECT_FALSE(result.isCancelled);
+        EXPECT_EQ(result.output.size(), 50000U);
+        EXPECT_EQ(result.error, "bad\n");
+    }
+}
+
+// Starts a program whose streams need no file, which would be the first end of the thread.
+bool startSleep(ChildProcess& process, bool endsWithParent)
+{
+    ChildOptions options = program("/bin/sleep", {"300"});
+    options.endsWithParent = endsWithParent;
+    options.input = ChildInput::Memory("text");
+    return process.start(options);
+}
+
+TEST_F(ChildStopTest, IsKilledAndReapedOnAThreadThatIsCancelled)
+{
+    for (const bool endsWithParent : {false, true}) {
+        const support::ChildResult outer = support::runInChild([&] {
+            auto process = std::make_unique<ChildProcess>();
+            if (!startSleep(*process, endsWithParent)) return 1;
+            const int pid = process->getPids()[0];
+            const bool isCancelled = support::endsByCancellation([&] {
+                process.reset();
+                ::pthread_testcancel();
+            });
+            return isCancelled && ::kill(pid, 0) != 0 ? 0 : 2;
+        });
+        EXPECT_EQ(outer.getEnd(), "exit 0");
+    }
+}
+
+TEST_F(ChildStopTest, LeavesNothingOfACommunicationWhoseThreadIsCancelled)
+{
+    for (const bool endsWithParent : {false, true}) {
+        const support::ChildResult outer = support::runInChild([&] {
+            const std::size_t before = support::countOpenDescriptors();
+            int pid = 0;
+            const bool isCancelled = support::endsByCancellation([&] {
+                ChildProcess process;
+                if (!startSleep(process, endsWithParent)) return;
+                pid = process.getPids()[0];
+                process.communicate();
+            });
+            if (!isCancelled || pid == 0) return 1;
+            if (::kill(pid, 0) == 0) return 2;
+            return support::countOpenDescriptors() == before ? 0 : 3;
+        });
+        EXPECT_EQ(outer.getEnd(), "exit 0");
+    }
 }
 
 TEST_F(ChildStopTest, EndsWithAParentThatIsKilled)

@@ -1,12 +1,15 @@
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <filesystem>
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -20,8 +23,10 @@
 #include "support/ChildProcess.h"
 #include "support/Files.h"
 #include "support/LibraryStart.h"
+#include "support/Limits.h"
 #include "support/LogCapture.h"
 #include "support/ScratchFolder.h"
+#include "support/Waiting.h"
 
 namespace qz::ext {
 
@@ -204,6 +209,66 @@ TEST_F(ChildStreamsTest, WorksWithoutStandardStreamsOfItsOwn)
     EXPECT_EQ(outer.getEnd(), "exit 0");
 }
 
+TEST_F(ChildStreamsTest, EndsThoughAForkedProcessLivesOn)
+{
+    ChildProcess process;
+    ChildOptions options = shell("cat; cat >&2 <&0");
+    options.input = ChildInput::Memory("text");
+    ASSERT_TRUE(process.start(options));
+    const pid_t forked = ::fork();
+    if (forked == 0) {
+        for (;;)
+            ::pause();
+    }
+    ChildWait wait;
+    wait.timeoutMs = 60'000;  // only ends a hang
+    const ChildResult result = process.communicate(wait);
+    EXPECT_EQ(describe(result), "exit 0") << "the forked process has the input open";
+    EXPECT_EQ(result.output, "text");
+    ::kill(forked, SIGKILL);
+    ::waitpid(forked, nullptr, 0);
+}
+
+TEST_F(ChildStreamsTest, PassesTheInputToAProcessThatOutlivesTheProgram)
+{
+    const std::string bytes = makeBytes(kMegabyte);
+    ChildOptions options =
+        shell("exec 3<&0; (until grep -q ') Z ' /proc/$$/stat; do :; done; exec cat <&3) & exit 0");
+    options.input = ChildInput::Memory(bytes);
+    const ChildResult result = ChildProcess::Run(options);
+    EXPECT_EQ(describe(result), "exit 0");
+    EXPECT_TRUE(result.output == bytes) << result.output.size();
+}
+
+TEST_F(ChildStreamsTest, HasNoPipeInAProcessThatIsForkedAtAnyMoment)
+{
+    std::atomic<bool> isOver = false;
+    std::vector<pid_t> forked;
+    std::thread forker([&] {
+        while (!isOver && forked.size() < 300) {
+            const pid_t pid = ::fork();
+            if (pid == 0) {
+                for (;;)
+                    ::pause();
+            }
+            forked.push_back(pid);
+        }
+    });
+    ChildWait wait;
+    wait.timeoutMs = 120'000;  // only ends a hang
+    for (int i = 0; i < 100; ++i) {
+        ChildOptions options = program("/bin/cat");
+        options.input = ChildInput::Memory("text");
+        EXPECT_EQ(describe(ChildProcess::Run(options, wait)), "exit 0");
+    }
+    isOver = true;
+    forker.join();
+    for (const pid_t pid : forked) {
+        ::kill(pid, SIGKILL);
+        ::waitpid(pid, nullptr, 0);
+    }
+}
+
 // --- Limits
 
 TEST_F(ChildStreamsTest, CutsOutputsAtTheirLimits)
@@ -277,10 +342,11 @@ TEST_F(ChildStreamsTest, RaisesNoSigpipeIfTheProgramReadsNothing)
 
 TEST_F(ChildStreamsTest, PassesBytesThroughDescriptorsBeyondAThousand)
 {
+    const support::ResourceLimit enough(RLIMIT_NOFILE, 2000);
     std::vector<int> taken;
     while (taken.size() < 1100)
         taken.push_back(::open("/dev/null", O_RDONLY | O_CLOEXEC));
-    ASSERT_GE(taken.back(), 1024) << "the limit of descriptors is too low for this test";
+    EXPECT_GE(taken.back(), 1024);
     ChildOptions options = shell("cat; echo bad >&2");
     options.input = ChildInput::Memory("text\n");
     const ChildResult result = ChildProcess::Run(options);
@@ -329,6 +395,44 @@ TEST_F(ChildStreamsTest, EndsTheProgramsIfALineHandlerThrows)
     EXPECT_THROW(process.communicate(), std::runtime_error);
     EXPECT_EQ(::kill(pid, 0), -1);
     EXPECT_FALSE(process.isRunning());
+}
+
+TEST_F(ChildStreamsTest, LetsALineHandlerUseTheObject)
+{
+    ChildProcess process;
+    ChildOptions options = shell("echo ready; exec sleep 300");
+    int lines = 0;
+    options.output = ChildOutput::Lines([&](std::string_view) {
+        ++lines;
+        EXPECT_TRUE(process.isRunning());
+        EXPECT_EQ(process.getPids().size(), 1U);
+        SystemFailure failure;
+        EXPECT_FALSE(process.start(shell("exit 0"), &failure));
+        EXPECT_EQ(failure.error, EBUSY);
+        EXPECT_EQ(describe(process.communicate()), "nothing");
+        EXPECT_TRUE(process.sendSignal(SIGTERM));
+    });
+    ASSERT_TRUE(process.start(options));
+    ChildWait wait;
+    wait.timeoutMs = 60'000;  // only ends a hang
+    EXPECT_EQ(describe(process.communicate(wait)), "signal " + std::to_string(SIGTERM));
+    EXPECT_EQ(lines, 1);
+    EXPECT_FALSE(process.isRunning());
+}
+
+TEST_F(ChildStreamsTest, EndsAfterALineHandlerHasSeenTheEndOfTheProgram)
+{
+    ChildProcess process;
+    ChildOptions options = shell("echo last");
+    options.output = ChildOutput::Lines([&](std::string_view) {
+        EXPECT_TRUE(support::waitUntil([&] { return !process.isRunning(); }));
+    });
+    ASSERT_TRUE(process.start(options));
+    ChildWait wait;
+    wait.timeoutMs = 60'000;  // only ends a hang
+    const ChildResult result = process.communicate(wait);
+    EXPECT_EQ(describe(result), "exit 0");
+    EXPECT_FALSE(result.hasTimedOut);
 }
 
 TEST_F(ChildStreamsTest, LogsLines)

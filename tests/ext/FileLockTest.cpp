@@ -16,6 +16,7 @@
 #include <qz/qzCancelInterface.h>
 
 #include "support/Allocations.h"
+#include "support/CancelledThread.h"
 #include "support/ChildProcess.h"
 #include "support/Files.h"
 #include "support/LibraryStart.h"
@@ -311,6 +312,16 @@ TEST_F(FileLockTest, ReportsAMissingFolderAndAnEmptyPath)
     EXPECT_FALSE(mFirst.tryLockUtf8(path, FileLock::Exclusive));
 }
 
+TEST_F(FileLockTest, RefusesAPathWithAZeroByte)
+{
+    const std::string path = mPath + std::string("\0rest", 5);
+    EXPECT_FALSE(mFirst.tryLockUtf8(path, FileLock::Exclusive, &mFailure));
+    EXPECT_EQ(mFailure.error, EILSEQ);
+    EXPECT_FALSE(std::filesystem::exists(mPath));
+    ASSERT_TRUE(take(mFirst));
+    EXPECT_FALSE(FileLock::FindHolderUtf8(path).has_value());
+}
+
 TEST_F(FileLockTest, ReportsThatNoDescriptorIsLeft)
 {
     // The sanitizer looks at objects with virtual functions, such as the fixture, by a descriptor.
@@ -327,8 +338,8 @@ TEST_F(FileLockTest, ReportsThatNoDescriptorIsLeft)
 TEST_F(FileLockTest, IsRefusedWithoutTheRightToTheFile)
 {
     mFolder.write("lock", "");
-    ASSERT_EQ(::chmod(mFolder.getPath().c_str(), 0755), 0);
     ASSERT_EQ(::chmod(mPath.c_str(), 0400), 0);
+    ASSERT_EQ(::chmod(mFolder.getPath().c_str(), 0555), 0);
     const support::ChildResult child =
         support::runInChild([path = mPath, newPath = mFolder.getPath("new")] {
             support::becomeNobody();
@@ -342,6 +353,7 @@ TEST_F(FileLockTest, IsRefusedWithoutTheRightToTheFile)
                        ? kExpected
                        : 1;
         });
+    ::chmod(mFolder.getPath().c_str(), 0755);
     EXPECT_EQ(child.exitCode, kExpected);
 }
 
@@ -421,6 +433,45 @@ TEST_F(FileLockTest, IsNotPassedOnToAProgram)
         {.program = "/bin/sh", .arguments = {"-c", "ls -l /proc/self/fd; exit 42"}});
     EXPECT_EQ(child.exitCode, kExpected);
     EXPECT_EQ(child.out.find(mPath), std::string::npos) << child.out;
+}
+
+TEST_F(FileLockTest, IsNoStandardStreamOfAProcessThatHasClosedThem)
+{
+    const support::ChildResult child = support::runInChild([&] {
+        for (int place = 0; place < 3; ++place)
+            ::close(place);
+        if (!take(mFirst)) return 1;
+        for (int place = 0; place < 3; ++place) {
+            if (::fcntl(place, F_GETFD) >= 0) return 2;
+        }
+        return kExpected;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 42");
+}
+
+TEST_F(FileLockTest, IsReleasedOnAThreadThatIsCancelled)
+{
+    const support::ChildResult child = support::runInChild([&] {
+        if (!take(mFirst)) return 1;
+        const bool isCancelled = support::endsByCancellation([&] {
+            mFirst.unlock();
+            ::pthread_testcancel();
+        });
+        return isCancelled && !mFirst.isLocked() && take(mSecond) ? kExpected : 2;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 42");
+}
+
+TEST_F(FileLockTest, NamesNoGroupOfProcessesAsTheHolder)
+{
+    const std::string line = "Lock of process -1, \x1b[2J\n";
+    ASSERT_TRUE(take(mFirst));
+    support::writeFile(mPath, line);
+    const std::optional<LockHolder> holder = FileLock::FindHolderUtf8(mPath);
+    ASSERT_TRUE(holder.has_value());
+    EXPECT_EQ(holder->pid, 0);
+    EXPECT_FALSE(take(mSecond));
+    EXPECT_EQ(mFailure.toString(), describe("lock " + mPath, EAGAIN));
 }
 
 TEST_F(FileLockTest, LeavesNoDescriptorAndNoLockWhenMemoryIsShort)

@@ -21,11 +21,17 @@ TEST(ExtLockLineTest, StaysOneShortLine)
 TEST(ExtLockLineTest, ReadsNothingFromOtherTexts)
 {
     for (const char* text : {"", "Lock of process ", "Lock of process x, y\n", "precious",
-                             "Lock of process 99999999999999999999, y\n"}) {
+                             "Lock of process 99999999999999999999, y\n", "Lock of process 0, y\n",
+                             "Lock of process -1, y\n"}) {
         EXPECT_EQ(parseLockLine(text).pid, 0) << text;
         EXPECT_EQ(parseLockLine(text).program, "") << text;
     }
     EXPECT_EQ(parseLockLine("Lock of process 7").pid, 7);
+}
+
+TEST(ExtLockLineTest, ReadsNoControlCharacters)
+{
+    EXPECT_EQ(parseLockLine("Lock of process 7, a\x1b[2J\r\x7f").program, "a?[2J??");
 }
 
 TEST(ExtLockLineTest, KnowsALockFileByItsStart)

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <ctime>
 #include <filesystem>
+#include <stdexcept>
 
 #include "ext/PipeFixture.h"
 #include "support/Allocations.h"
@@ -295,6 +296,34 @@ TEST_F(PipeServerTest, ClosesAClientOnRequest)
     EXPECT_EQ(mFailure.error, ENOTCONN);
 }
 
+TEST_F(PipeServerTest, ClosesAClientWithoutAWaitInTheCallbackForAnother)
+{
+    const auto serveUntilBothAreClosed = [&] {
+        PipeServer server;
+        int closed = 0;
+        server.onClosed([&](PipeServer::Peer&, const SystemFailure&) {
+            for (PipeServer::Peer* const peer : server.getPeers())
+                peer->close();
+            if (++closed == 2) throw std::runtime_error("the only end of the wait");
+        });
+        PipeChannel first;
+        PipeChannel second;
+        if (!server.listen("echo") || !connect(first) || !connect(second)) return 1;
+        if (!server.serve(0, nullptr) || server.getPeers().size() != 2) return 2;
+        second.close();
+        try {
+            server.serve(-1, nullptr);
+        } catch (const std::runtime_error&) {
+            return kExpected;
+        }
+        return 3;
+    };
+    const int hangLimitSec = 60;
+    const support::ChildResult child =
+        support::runInChild(serveUntilBothAreClosed, "", hangLimitSec);
+    EXPECT_EQ(child.getEnd(), "exit 42");
+}
+
 TEST_F(PipeServerTest, KeepsFurtherClientsWaitingAtTheMostConnections)
 {
     PipeServer::Limits limits;
@@ -331,6 +360,36 @@ TEST_F(PipeServerTest, GoesOnAfterAnExceptionOfACallback)
     std::string message;
     EXPECT_TRUE(channel.receive(message, 0, nullptr, &mFailure));
     EXPECT_EQ(message, "after");
+}
+
+TEST_F(PipeServerTest, LetsACallbackSetAnotherOneInItsPlace)
+{
+    PipeServer server;
+    const std::string text = "kept by the callback, and too long for a place in it";
+    std::vector<std::string> calls;
+    server.onConnected([&, text](PipeServer::Peer&) {
+        server.onConnected({});
+        calls.push_back("connected " + text);
+    });
+    server.onMessage([&, text](PipeServer::Peer&, const std::string& message) {
+        server.onMessage(
+            [&](PipeServer::Peer&, const std::string& later) { calls.push_back("next " + later); });
+        calls.push_back(message + " " + text);
+    });
+    server.onClosed([&, text](PipeServer::Peer&, const SystemFailure&) {
+        server.onClosed({});
+        calls.push_back("closed " + text);
+    });
+    ASSERT_TRUE(server.listen("echo", &mFailure));
+    PipeChannel channel;
+    ASSERT_TRUE(connect(channel));
+    ASSERT_TRUE(channel.send("one", 0, nullptr, &mFailure));
+    ASSERT_TRUE(channel.send("two", 0, nullptr, &mFailure));
+    channel.close();
+    for (int i = 0; i < 3; ++i)
+        EXPECT_TRUE(server.serve(0, nullptr, &mFailure));
+    EXPECT_EQ(calls, (std::vector<std::string>{"connected " + text, "one " + text, "next two",
+                                               "closed " + text}));
 }
 
 TEST_F(PipeServerTest, WaitsWithoutSpinningWhileNoDescriptorIsLeft)

@@ -20,15 +20,16 @@ namespace qz::ext {
 /// A program and what it is started with. The texts reach the system byte by byte; one with an
 /// embedded zero byte makes the start fail.
 struct ChildProgram {
-    /// A path, or a name that is searched for in the folders of PATH. A path that isn't absolute
-    /// is relative to the working folder of the child. No shell reads it, and a script needs an
-    /// interpreter line.
+    /// A path, or a name that is searched for in the folders of this process's PATH. A path that
+    /// isn't absolute is relative to the working folder of the child. No shell reads it, and a
+    /// script needs an interpreter line.
     std::string program;
     /// The arguments after the program's own name.
     std::vector<std::string> arguments = {};
     /// The child's working folder; empty for that of this process.
     std::string workingFolder = {};
-    /// Variables to set, or to remove with `std::nullopt`.
+    /// Variables to set, or to remove with `std::nullopt`. To set a name that is empty or has a '='
+    /// makes the start fail.
     std::map<std::string, std::optional<std::string>> environment = {};
     /// Whether the child also has the other variables of this process.
     bool inheritsEnvironment = true;
@@ -48,9 +49,9 @@ struct ChildOptions {
     /// Whether the programs are a process group of their own, so that signals also reach the
     /// processes that they start. The keys of a terminal then don't reach them.
     bool isOwnGroup = true;
-    /// Whether the system kills the programs when this process ends, even by SIGKILL. A thread
-    /// waits beside them meanwhile. The processes that they have started are not killed, and the
-    /// system doesn't do it for programs that change their user.
+    /// Whether the system kills the programs when this process ends, even by SIGKILL, or executes
+    /// another program. A thread waits beside them meanwhile. The processes that they have started
+    /// are not killed, and the system doesn't do it for programs that change their user.
     bool endsWithParent = false;
 };
 
@@ -71,7 +72,9 @@ struct ChildEnd {
     bool hasDumpedCore = false;  ///< Whether there is an image of its memory.
     double userSec = 0;          ///< Processor time in the program, with its waited-for children.
     double systemSec = 0;        ///< Processor time in the system.
-    long peakResidentBytes = 0;  ///< The most memory that it had.
+    /// The most memory that it had. The system also counts that of this process at the start: a
+    /// program that needs less shows the peak of this process.
+    long peakResidentBytes = 0;
 };
 
 /// What became of a start.
@@ -116,13 +119,15 @@ struct ChildResult {
 /// `pthread_atfork`. Nothing here raises SIGPIPE. The library need not be started, unless an output
 /// goes to the log. SIGCHLD must not be ignored, and nobody else may wait for the children.
 ///
+/// The programs belong to the process that has started them: in one that is forked from it, the
+/// object is without programs.
+///
 /// Threads: one thread uses an object at a time; any number of objects may be used at once.
 class QZ_API ChildProcess {
 public:
     /// Makes an object without programs.
     ChildProcess();
-    /// Kills and reaps programs that still run, by SIGKILL. In a forked process it leaves them to
-    /// the process that started them.
+    /// Kills and reaps programs that still run, by SIGKILL.
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
@@ -136,9 +141,12 @@ public:
 
     /// Passes all bytes, waits for the ends of the programs and of both outputs, and reaps the
     /// programs. An output ends when nobody has it open any more, which includes processes that the
-    /// programs have started. When the time runs out, or on request, the group receives SIGTERM,
-    /// and SIGKILL after the grace time, or as soon as the programs have ended.
-    /// @return the result; an empty one without a start.
+    /// programs have started.
+    ///
+    /// When the time runs out, or on request, the group receives SIGTERM. It receives SIGKILL after
+    /// the grace time, or when the programs and both outputs have ended before. A program of
+    /// another user, which this process may not signal, is waited for without limit.
+    /// @return the result; an empty one without a start, and in a handler of lines.
     ChildResult communicate(const ChildWait& wait = {});
 
     /// Whether a program of the last start still runs.

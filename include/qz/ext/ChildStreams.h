@@ -26,7 +26,7 @@ struct QZ_API ChildInput {
     static ChildInput Nothing();
     /// The standard input of this process.
     static ChildInput Inherited();
-    /// A file, which must exist.
+    /// A file, which must exist. The start waits for the other end of a named pipe.
     static ChildInput File(const std::string& path);
     /// A device, which `communicate` reads to its end, or to at most `limitBytes`. It must live
     /// until then. A device that waits for its data also makes `communicate` wait.
@@ -35,7 +35,7 @@ struct QZ_API ChildInput {
     static ChildInput Memory(std::string bytes);
 
     Kind kind = Kind::Nothing;          ///< What the other fields mean.
-    std::string text;                   ///< The path of the file, or the bytes.
+    std::string text = {};              ///< The path of the file, or the bytes.
     qzIoDevice* device = nullptr;       ///< The device, owned by the caller.
     std::size_t limitBytes = kNoLimit;  ///< How many bytes of the device are read at most.
 };
@@ -46,7 +46,8 @@ struct QZ_API ChildOutput {
     enum class Kind { Nothing, Inherited, File, Device, Memory, Lines, Log, SameAsOutput };
     /// What happens to the old content of a file.
     enum class FileWay { Truncate, Append };
-    /// Receives a line without its line feed. The view is valid during the call only. An exception
+    /// Receives a line without its line feed. The view is valid during the call only. The function
+    /// may use `isRunning`, `getPids` and `sendSignal` of the object that calls it. An exception
     /// leaves `communicate`, which kills and reaps the programs before.
     using LineHandler = std::function<void(std::string_view line)>;
 
@@ -57,7 +58,8 @@ struct QZ_API ChildOutput {
     static ChildOutput Nothing();
     /// The same stream of this process.
     static ChildOutput Inherited();
-    /// A file, which is made if it doesn't exist.
+    /// A file, which is made if it doesn't exist. The start waits for the other end of a named
+    /// pipe.
     static ChildOutput File(const std::string& path, FileWay way = FileWay::Truncate);
     /// A device, which `communicate` writes to and which must live until then. What exceeds
     /// `limitBytes` is dropped, and the result says so.
@@ -74,11 +76,11 @@ struct QZ_API ChildOutput {
     static ChildOutput SameAsOutput();
 
     Kind kind = Kind::Nothing;               ///< What the other fields mean.
-    std::string text;                        ///< The path of the file, or the sub-type of entries.
+    std::string text = {};                   ///< The path of the file, or the sub-type of entries.
     FileWay way = FileWay::Truncate;         ///< What happens to the content of the file.
     qzIoDevice* device = nullptr;            ///< The device, owned by the caller.
     std::size_t limitBytes = kNoLimit;       ///< The limit of device and memory, or of a line.
-    LineHandler onLine;                      ///< The function.
+    LineHandler onLine = {};                 ///< The function.
     qzLog::EntryType type = qzLog::Unknown;  ///< The type of entries.
 };
 

@@ -13,7 +13,8 @@ class qzCancelInterfaceReadOnly;
 
 namespace qz::ext {
 
-/// A process that holds a lock, as it has described itself in the lock file.
+/// A process that holds a lock, as it has described itself in the lock file. Who may write to that
+/// file can name any other process.
 struct QZ_API LockHolder {
     /// Its process id, as that process sees it; 0 if unknown.
     long pid = 0;
@@ -46,8 +47,9 @@ struct QZ_API LockHolder {
 /// changeOrders();
 /// @endcode
 ///
-/// Paths are in UTF-8, so the library must be started. Where a function takes a failure, it
-/// receives the reason if the result is false, and stays as it is otherwise; it may be null.
+/// Paths are in UTF-8, so the library must be started; one that can't be converted, is empty or
+/// holds a zero byte is refused (EILSEQ). Where a function takes a failure, it receives the reason
+/// if the result is false, and stays as it is otherwise; it may be null.
 /// Threads: an object is for one thread.
 class QZ_API FileLock {
 public:
@@ -68,9 +70,10 @@ public:
 
     /// Takes a lock if it is free.
     ///
-    /// A missing file is made, for the user alone; make it beforehand with the rights that others
-    /// need. The file receives one line with the process id and the program. On a full disk the
-    /// line is missing, and the lock is taken all the same.
+    /// A missing file is made, for the user alone; make it beforehand if others need rights. All
+    /// takers need the right to write, for a shared lock as well. The file receives one line with
+    /// the process id and the program. On a full disk the line is missing, and the lock is taken
+    /// all the same.
     ///
     /// Refused are a symbolic link, a file with several names, one that is no regular file
     /// (EINVAL), and one with other content than such a line (EINVAL), because that would be

@@ -20,7 +20,8 @@ namespace qz::ext {
 /// A message is any sequence of bytes up to a limit, and may be empty. It arrives whole and once,
 /// or the connection ends with an error: a checksum (CRC-32C) goes with it. Server and client meet
 /// by a name, in a folder that only the user may enter: XDG_RUNTIME_DIR if it is set, and otherwise
-/// "/tmp/NAME-UID". Both must have the same value of that variable.
+/// "/tmp/NAME-UID". Both must have the same value of that variable. The path of the socket,
+/// "FOLDER/NAME.pipe", may have 107 bytes (ENAMETOOLONG).
 ///
 /// @code
 /// qz::ext::PipeChannel channel;
@@ -114,7 +115,8 @@ private:
 /// @endcode
 ///
 /// Threads: an object is for one thread, which makes the callbacks inside `serve`. They may use the
-/// server's functions, except `listen`, `serve` and `close`.
+/// server's functions, except `listen`, `serve` and `close`; a callback may set another one in its
+/// place.
 class QZ_API PipeServer {
 public:
     /// What one connection, and all of them, may use.

@@ -14,12 +14,13 @@ inline bool fail(SystemFailure* failure, std::string step, int error)
     return false;
 }
 
-/// The bytes of a path or name in UTF-8 as the system knows it, up to its first NUL; empty if it
-/// can't be converted.
+/// The bytes of a path or name in UTF-8 as the system knows it; empty if it can't be converted, or
+/// holds a zero byte, which the system would take for its end.
 inline std::string toLocal(const std::string& text)
 {
-    return qzStringUtils::convertCharset(text.substr(0, text.find('\0')),
-                                         qzStringUtils::CharSetUtf8, qzStringUtils::CharSetLocal);
+    if (text.find('\0') != std::string::npos) return {};
+    return qzStringUtils::convertCharset(text, qzStringUtils::CharSetUtf8,
+                                         qzStringUtils::CharSetLocal);
 }
 
 /// A path or name of the system in UTF-8, for messages; as it is if it can't be converted.

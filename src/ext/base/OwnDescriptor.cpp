@@ -7,8 +7,12 @@
 #include <mutex>
 #include <vector>
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <unistd.h>
+
+#include "CancellationBlock.h"
+#include "FileDescriptor.h"
 
 namespace qz::ext {
 
@@ -32,15 +36,27 @@ public:
 
     int add(const std::function<int()>& open)
     {
+        const CancellationBlock noCancellation;
         const std::lock_guard<std::mutex> lock(mMutex);
-        mDescriptors.reserve(mDescriptors.size() + 1);  // the one step that can throw
-        const int descriptor = open();
-        if (descriptor >= 0) mDescriptors.push_back(descriptor);
-        return descriptor;
+        reserve(1);
+        return addOpened(open());
+    }
+
+    bool addPipe(int& read, int& write)
+    {
+        const CancellationBlock noCancellation;
+        const std::lock_guard<std::mutex> lock(mMutex);
+        reserve(2);
+        int ends[2];
+        if (::pipe2(ends, O_CLOEXEC) != 0) return false;
+        read = addOpened(ends[0]);
+        write = addOpened(ends[1]);
+        return read >= 0 && write >= 0;
     }
 
     void close(int descriptor)
     {
+        const CancellationBlock noCancellation;
         const std::lock_guard<std::mutex> lock(mMutex);
         const auto found = std::find(mDescriptors.begin(), mDescriptors.end(), descriptor);
         *found = mDescriptors.back();
@@ -51,6 +67,20 @@ public:
     unsigned int getForkCount() const { return mForkCount.load(std::memory_order_relaxed); }
 
 private:
+    // The one step that can throw, so it comes before there is a descriptor.
+    void reserve(std::size_t more)
+    {
+        const std::size_t size = mDescriptors.size() + more;
+        if (size > mDescriptors.capacity()) mDescriptors.reserve(2 * size);
+    }
+
+    int addOpened(int descriptor)
+    {
+        descriptor = moveAboveStreams(descriptor);
+        if (descriptor >= 0) mDescriptors.push_back(descriptor);
+        return descriptor;
+    }
+
     // Runs in a new child, so it must neither allocate nor wait.
     void abandon()
     {
@@ -68,13 +98,24 @@ private:
 
 }  // namespace
 
+OwnDescriptor::OwnDescriptor(int descriptor)
+    : mDescriptor(descriptor), mForkCount(Registry::Get().getForkCount())
+{
+}
+
 OwnDescriptor OwnDescriptor::Open(const std::function<int()>& open)
 {
-    Registry& registry = Registry::Get();
-    OwnDescriptor opened;
-    opened.mForkCount = registry.getForkCount();
-    opened.mDescriptor = registry.add(open);
-    return opened;
+    return OwnDescriptor(Registry::Get().add(open));
+}
+
+bool OwnDescriptor::OpenPipe(OwnDescriptor& read, OwnDescriptor& write)
+{
+    int readEnd = -1;
+    int writeEnd = -1;
+    const bool isOpen = Registry::Get().addPipe(readEnd, writeEnd);
+    read = OwnDescriptor(readEnd);
+    write = OwnDescriptor(writeEnd);
+    return isOpen;
 }
 
 OwnDescriptor::~OwnDescriptor()

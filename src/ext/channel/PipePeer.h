@@ -34,8 +34,9 @@ public:
     short getEvents() const;
     /// Whether the wait must end early to notice that the client stalls.
     bool hasTimer() const { return mStream.hasInput() || mStream.getOutputBytes() > 0; }
-    /// Whether received messages wait for `receive`, and their answers have room again.
-    bool hasWork() const { return mWasPaused && !isPaused(); }
+    /// Whether the server must not wait: received messages are left, and their answers have room
+    /// again, or the connection was closed after the server had removed the closed ones.
+    bool hasWork() const { return !isOpen() || (mWasPaused && !isPaused()); }
 
     /// Receives once and makes the callback for each message.
     /// @param isReady whether `poll` has reported bytes, an end or an error.

@@ -2,6 +2,8 @@
 #include <cerrno>
 #include <climits>
 #include <list>
+#include <memory>
+#include <utility>
 
 #include <poll.h>
 #include <unistd.h>
@@ -28,6 +30,13 @@ constexpr std::chrono::milliseconds kAcceptPause(100);
 // How exactly a client's stall is noticed.
 constexpr int kTimerPeriodMs = 50;
 
+// Makes a callback, and holds it meanwhile, because it may set another one in its place.
+template <typename Callback, typename... Arguments>
+void call(std::shared_ptr<const Callback> callback, Arguments&... arguments)
+{
+    if (callback && *callback) (*callback)(arguments...);
+}
+
 }  // namespace
 
 struct PipeServer::State {
@@ -38,9 +47,9 @@ struct PipeServer::State {
     }
 
     Limits limits;
-    ConnectedCallback onConnected;
-    MessageCallback onMessage;
-    ClosedCallback onClosed;
+    std::shared_ptr<const ConnectedCallback> onConnected;
+    std::shared_ptr<const MessageCallback> onMessage;
+    std::shared_ptr<const ClosedCallback> onClosed;
 
     // Who has the lock is the server of the name, so that a socket's file without it is an old one.
     FileLock nameLock;
@@ -88,10 +97,13 @@ bool PipeServer::State::waitForAll(int pauseMs, SystemFailure* failure)
 bool PipeServer::State::serveOnce(int pauseMs, SystemFailure* failure)
 {
     if (!waitForAll(pauseMs, failure)) return false;
+    const auto deliver = [this](Peer& peer, const std::string& message) {
+        call(onMessage, peer, message);
+    };
     std::size_t index = 0;
     for (const auto& peer : peers) {
         const short events = waiting[index++].revents;
-        peer->receive((events & ~POLLOUT) != 0, onMessage);
+        peer->receive((events & ~POLLOUT) != 0, deliver);
     }
     // Only now, because a callback may have queued something for any peer.
     for (const auto& peer : peers)
@@ -129,8 +141,8 @@ void PipeServer::State::addClient(OwnDescriptor socket)
         peer.close(failure);
     } else if (process.uid != ::geteuid()) {
         peer.close({"accept, a client of user " + std::to_string(process.uid), EACCES});
-    } else if (onConnected) {
-        onConnected(peer);
+    } else {
+        call(onConnected, peer);
     }
 }
 
@@ -143,7 +155,7 @@ void PipeServer::State::removeClosedPeers()
         }
         const std::unique_ptr<PipePeer> gone = std::move(*it);
         it = peers.erase(it);
-        if (onClosed) onClosed(*gone, gone->getReason());
+        call(onClosed, *gone, gone->getReason());
     }
 }
 
@@ -157,17 +169,17 @@ PipeServer::~PipeServer()
 
 void PipeServer::onConnected(ConnectedCallback callback)
 {
-    mState->onConnected = std::move(callback);
+    mState->onConnected = std::make_shared<const ConnectedCallback>(std::move(callback));
 }
 
 void PipeServer::onMessage(MessageCallback callback)
 {
-    mState->onMessage = std::move(callback);
+    mState->onMessage = std::make_shared<const MessageCallback>(std::move(callback));
 }
 
 void PipeServer::onClosed(ClosedCallback callback)
 {
-    mState->onClosed = std::move(callback);
+    mState->onClosed = std::make_shared<const ClosedCallback>(std::move(callback));
 }
 
 bool PipeServer::listen(const std::string& name, SystemFailure* failure)
@@ -216,7 +228,7 @@ void PipeServer::close()
     // In a forked child there is neither, and the file is that of the parent.
     if (mState->nameLock.isLocked() && mState->listener.isOpen())
         ::unlink(mState->localPath.c_str());
-    mState->listener = OwnDescriptor();
+    mState->listener.close();
     mState->nameLock.unlock();
 }
 

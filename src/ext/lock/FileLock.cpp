@@ -187,7 +187,8 @@ bool FileLock::lockUtf8(const std::string& path, Mode mode, int timeoutMs,
 
 void FileLock::unlock()
 {
-    // Released aloud: a process that another thread is starting may still have the descriptor.
+    // Closing is not enough: a process that another thread is starting may have a copy of the
+    // descriptor until it executes its program.
     if (isLocked()) setLock(mHeld->file.get(), F_UNLCK);
     mHeld.reset();
 }

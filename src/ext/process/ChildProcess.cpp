@@ -13,6 +13,13 @@ struct ChildProcess::Impl {
     ChildOptions options;
     StreamEnds streams;
     ProgramGroup programs;
+    bool isCommunicating = false;
+
+    /// Null in a forked process as well, where nobody may wait for the programs.
+    static Impl* GetOwn(const std::unique_ptr<Impl>& impl)
+    {
+        return impl && impl->programs.isOwn() ? impl.get() : nullptr;
+    }
 };
 
 ChildProcess::ChildProcess() = default;
@@ -23,8 +30,9 @@ bool ChildProcess::start(ChildOptions options, SystemFailure* failure)
 {
     SystemFailure ignored;
     SystemFailure& found = failure != nullptr ? *failure : ignored;
-    if (mImpl || options.programs.empty()) {
-        found = {"start", mImpl ? EBUSY : EINVAL};
+    const bool isBusy = Impl::GetOwn(mImpl) != nullptr;
+    if (isBusy || options.programs.empty()) {
+        found = {"start", isBusy ? EBUSY : EINVAL};
         return false;
     }
     auto started = std::make_unique<Impl>();
@@ -39,28 +47,38 @@ bool ChildProcess::start(ChildOptions options, SystemFailure* failure)
 
 ChildResult ChildProcess::communicate(const ChildWait& wait)
 {
-    // Owned here, so that an exception of a handler of lines ends the programs.
-    const std::unique_ptr<Impl> impl = std::move(mImpl);
-    if (!impl) return {};
-    Communication communication(std::move(impl->options), impl->streams, impl->programs);
+    Impl* const own = Impl::GetOwn(mImpl);
+    if (own == nullptr || own->isCommunicating) return {};
+    own->isCommunicating = true;
+    // After an exception of a handler of lines, this ends the programs.
+    struct Reset {
+        ~Reset() { impl.reset(); }
+        std::unique_ptr<Impl>& impl;
+    } const atEnd{mImpl};
+    Communication communication(std::move(own->options), own->streams, own->programs);
     ChildResult result = communication.run(wait);
-    result.ends = impl->programs.reap(result.failure);
+    result.ends = own->programs.reap(result.failure);
     return result;
 }
 
 bool ChildProcess::isRunning() const
 {
-    return mImpl && !mImpl->programs.updateEnds();
+    Impl* const own = Impl::GetOwn(mImpl);
+    if (own == nullptr) return false;
+    own->programs.updateEnds();
+    return !own->programs.haveAllEnded();
 }
 
 std::vector<int> ChildProcess::getPids() const
 {
-    return mImpl ? mImpl->programs.getPids() : std::vector<int>();
+    const Impl* const own = Impl::GetOwn(mImpl);
+    return own != nullptr ? own->programs.getPids() : std::vector<int>();
 }
 
 bool ChildProcess::sendSignal(int number)
 {
-    return mImpl && mImpl->programs.sendSignal(number);
+    const Impl* const own = Impl::GetOwn(mImpl);
+    return own != nullptr && own->programs.sendSignal(number);
 }
 
 ChildResult ChildProcess::Run(ChildOptions options, const ChildWait& wait)

@@ -11,34 +11,22 @@ ChildInput ChildInput::Nothing()
 
 ChildInput ChildInput::Inherited()
 {
-    ChildInput input;
-    input.kind = Kind::Inherited;
-    return input;
+    return {.kind = Kind::Inherited};
 }
 
 ChildInput ChildInput::File(const std::string& path)
 {
-    ChildInput input;
-    input.kind = Kind::File;
-    input.text = path;
-    return input;
+    return {.kind = Kind::File, .text = path};
 }
 
 ChildInput ChildInput::Device(qzIoDevice& device, std::size_t limitBytes)
 {
-    ChildInput input;
-    input.kind = Kind::Device;
-    input.device = &device;
-    input.limitBytes = limitBytes;
-    return input;
+    return {.kind = Kind::Device, .device = &device, .limitBytes = limitBytes};
 }
 
 ChildInput ChildInput::Memory(std::string bytes)
 {
-    ChildInput input;
-    input.kind = Kind::Memory;
-    input.text = std::move(bytes);
-    return input;
+    return {.kind = Kind::Memory, .text = std::move(bytes)};
 }
 
 ChildOutput ChildOutput::Nothing()
@@ -48,61 +36,37 @@ ChildOutput ChildOutput::Nothing()
 
 ChildOutput ChildOutput::Inherited()
 {
-    ChildOutput output;
-    output.kind = Kind::Inherited;
-    return output;
+    return {.kind = Kind::Inherited};
 }
 
 ChildOutput ChildOutput::File(const std::string& path, FileWay way)
 {
-    ChildOutput output;
-    output.kind = Kind::File;
-    output.text = path;
-    output.way = way;
-    return output;
+    return {.kind = Kind::File, .text = path, .way = way};
 }
 
 ChildOutput ChildOutput::Device(qzIoDevice& device, std::size_t limitBytes)
 {
-    ChildOutput output;
-    output.kind = Kind::Device;
-    output.device = &device;
-    output.limitBytes = limitBytes;
-    return output;
+    return {.kind = Kind::Device, .device = &device, .limitBytes = limitBytes};
 }
 
 ChildOutput ChildOutput::Memory(std::size_t limitBytes)
 {
-    ChildOutput output;
-    output.kind = Kind::Memory;
-    output.limitBytes = limitBytes;
-    return output;
+    return {.kind = Kind::Memory, .limitBytes = limitBytes};
 }
 
 ChildOutput ChildOutput::Lines(LineHandler onLine, std::size_t maxLineBytes)
 {
-    ChildOutput output;
-    output.kind = Kind::Lines;
-    output.onLine = std::move(onLine);
-    output.limitBytes = maxLineBytes;
-    return output;
+    return {.kind = Kind::Lines, .limitBytes = maxLineBytes, .onLine = std::move(onLine)};
 }
 
 ChildOutput ChildOutput::Log(qzLog::EntryType type, const std::string& subType)
 {
-    ChildOutput output;
-    output.kind = Kind::Log;
-    output.text = subType;
-    output.type = type;
-    output.limitBytes = kMaxLineBytes;
-    return output;
+    return {.kind = Kind::Log, .text = subType, .limitBytes = kMaxLineBytes, .type = type};
 }
 
 ChildOutput ChildOutput::SameAsOutput()
 {
-    ChildOutput output;
-    output.kind = Kind::SameAsOutput;
-    return output;
+    return {.kind = Kind::SameAsOutput};
 }
 
 }  // namespace qz::ext

@@ -62,8 +62,6 @@ Communication::Communication(ChildOptions options, StreamEnds& streams, ProgramG
 ChildResult Communication::run(const ChildWait& wait)
 {
     mDeadline = Deadline(wait.timeoutMs);
-    // `poll` only reports ends that nobody has seen before.
-    mHaveAllEnded = mPrograms.updateEnds();
     while (!isOver()) {
         waitForEvents(chooseTimeoutMs(wait));
         passBytes();
@@ -86,7 +84,7 @@ ChildResult Communication::run(const ChildWait& wait)
 
 bool Communication::isOver() const
 {
-    if (!mHaveAllEnded) return false;
+    if (!mPrograms.haveAllEnded()) return false;
     // A process that has left the group may have an output open for ever.
     if (mStage == Stage::Killed) return true;
     return !mStreams.output.isOpen() && !mStreams.error.isOpen();
@@ -123,9 +121,7 @@ void Communication::passBytes()
     const bool hasOneEnded = std::any_of(mWaits.begin() + 3, mWaits.end(),
                                          [](const pollfd& wait) { return wait.revents != 0; });
     // After a failed `poll` nothing else shows the ends.
-    if (!hasOneEnded && !mPrograms.mustPoll() && mStage != Stage::Killed) return;
-    mHaveAllEnded = mPrograms.updateEnds();
-    if (mHaveAllEnded) mStreams.input.close();
+    if (hasOneEnded || mPrograms.mustPoll() || mStage == Stage::Killed) mPrograms.updateEnds();
 }
 
 // After a kill the outputs may be open, with bytes from before.
@@ -138,13 +134,24 @@ void Communication::drainOutputs()
     }
 }
 
+// Whether a limit is reached, which the result then says.
+bool Communication::mustStop(const ChildWait& wait)
+{
+    const bool isCancelled = wait.cancel != nullptr && wait.cancel->shouldCancel();
+    if (!isCancelled && !mDeadline.hasPassed()) return false;
+    // Programs that have ended in time were not stopped, though their outputs are still unread.
+    if (mPrograms.haveAllEnded()) drainOutputs();
+    if (isOver()) return false;
+    mResult.isCancelled = isCancelled;
+    mResult.hasTimedOut = !isCancelled;
+    return true;
+}
+
 void Communication::stopIfNecessary(const ChildWait& wait)
 {
     if (isOver()) return;
     if (mStage == Stage::Running) {
-        mResult.isCancelled = wait.cancel != nullptr && wait.cancel->shouldCancel();
-        mResult.hasTimedOut = !mResult.isCancelled && mDeadline.hasPassed();
-        if (!mResult.isCancelled && !mResult.hasTimedOut) return;
+        if (!mustStop(wait)) return;
         mPrograms.sendSignal(SIGTERM);
         mStage = Stage::Terminated;
         mDeadline = Deadline(std::max(wait.graceMs, 0));
@@ -168,7 +175,7 @@ void Communication::writeInput()
 }
 
 // Whether bytes have been read.
-bool Communication::readOutput(FileDescriptor& from, OutputSink& to)
+bool Communication::readOutput(OwnDescriptor& from, OutputSink& to)
 {
     if (!from.isOpen()) return false;
     const ssize_t count = ::read(from.get(), mBuffer.data(), mBuffer.size());

@@ -31,9 +31,10 @@ private:
     void drainOutputs();
     int chooseTimeoutMs(const ChildWait& wait) const;
     bool isOver() const;
+    bool mustStop(const ChildWait& wait);
     void stopIfNecessary(const ChildWait& wait);
     void writeInput();
-    bool readOutput(FileDescriptor& from, OutputSink& to);
+    bool readOutput(OwnDescriptor& from, OutputSink& to);
     void noteFailure(const SystemFailure& failure);
 
     StreamEnds& mStreams;
@@ -43,7 +44,6 @@ private:
     OutputSink mError;
     std::vector<char> mBuffer;
     std::vector<pollfd> mWaits;  // input, output, error, and the ends of the programs
-    bool mHaveAllEnded = false;
     Deadline mDeadline;
     Stage mStage = Stage::Running;
     ChildResult mResult;

@@ -12,6 +12,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "SignalBlock.h"
+#include "base/CancellationBlock.h"
+
 // The child runs in the memory of its parent, whose thread is suspended. A sanitizer takes what it
 // does for the doing of that thread, and its jump out of the function for a strange stack. A
 // sanitizer also replaces functions of the C library, to record descriptors, signal actions and the
@@ -28,8 +31,9 @@ namespace qz::ext {
 
 namespace {
 
-constexpr std::size_t kStackBytes = 65536;
-constexpr int kFirstOtherDescriptor = 3;
+// It is on the stack of the calling thread, which may be small. The child needs some hundred bytes,
+// and its first call of a function some thousand, if the function is looked up then.
+constexpr std::size_t kStackBytes = 16384;
 // The set of signals that the system knows, which is smaller than the C library's.
 using SystemSignalSet = unsigned long;
 constexpr std::size_t kSignalSetBytes = sizeof(SystemSignalSet);
@@ -134,37 +138,14 @@ QZ_NOT_INSTRUMENTED int runChild(void* argument)
         ::syscall(SYS_exit_group, 127);
 }
 
-// Blocks the signals and the cancellation of the calling thread.
-class ScopedUndisturbed {
-public:
-    ScopedUndisturbed()
-    {
-        sigset_t all;
-        ::sigfillset(&all);
-        ::pthread_sigmask(SIG_SETMASK, &all, &mMask);
-        ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &mCancelState);
-    }
-    // A handler of the application may throw out of the second call.
-    ~ScopedUndisturbed() noexcept(false)
-    {
-        ::pthread_setcancelstate(mCancelState, nullptr);
-        ::pthread_sigmask(SIG_SETMASK, &mMask, nullptr);
-    }
-    ScopedUndisturbed(const ScopedUndisturbed&) = delete;
-    ScopedUndisturbed& operator=(const ScopedUndisturbed&) = delete;
-
-private:
-    sigset_t mMask;
-    int mCancelState = PTHREAD_CANCEL_ENABLE;
-};
-
 }  // namespace
 
 void launch(const ProgramImage& image, const LaunchPlan& plan, Launched& launched)
 {
     Shared shared = {image, plan, ::getpid(), nullptr, 0};
     alignas(16) char stack[kStackBytes];
-    const ScopedUndisturbed undisturbed;
+    const CancellationBlock noCancellation;
+    const SignalBlock noSignals;
     int death = -1;
     const pid_t pid = ::__clone(&runChild, stack + kStackBytes,
                                 CLONE_VM | CLONE_VFORK | CLONE_PIDFD | SIGCHLD, &shared, &death);
@@ -173,7 +154,7 @@ void launch(const ProgramImage& image, const LaunchPlan& plan, Launched& launche
         launched.failed = "clone";
         return;
     }
-    FileDescriptor owned(death);
+    FileDescriptor owned(moveAboveStreams(death));
     if (shared.failed == nullptr) {
         launched.pid = pid;
         launched.death = std::move(owned);

@@ -1,35 +1,16 @@
 #include "LaunchThread.h"
 
-#include <pthread.h>
-#include <signal.h>
+#include "SignalBlock.h"
+#include "base/CancellationBlock.h"
 
 namespace qz::ext {
 
-namespace {
-
-// A signal of the process must be handled by a thread of the application.
-class ScopedAllSignalsBlocked {
-public:
-    ScopedAllSignalsBlocked()
-    {
-        sigset_t all;
-        ::sigfillset(&all);
-        ::pthread_sigmask(SIG_SETMASK, &all, &mMask);
-    }
-    ~ScopedAllSignalsBlocked() noexcept(false) { ::pthread_sigmask(SIG_SETMASK, &mMask, nullptr); }
-    ScopedAllSignalsBlocked(const ScopedAllSignalsBlocked&) = delete;
-    ScopedAllSignalsBlocked& operator=(const ScopedAllSignalsBlocked&) = delete;
-
-private:
-    sigset_t mMask;
-};
-
-}  // namespace
-
 LaunchThread::LaunchThread(const std::function<void()>& work)
 {
+    const CancellationBlock noCancellation;
     {
-        const ScopedAllSignalsBlocked block;
+        // Inherited by the thread: a signal of the process is for a thread of the application.
+        const SignalBlock block;
         mThread = std::thread(&LaunchThread::run, this, std::cref(work));
     }
     std::unique_lock lock(mMutex);
@@ -38,6 +19,7 @@ LaunchThread::LaunchThread(const std::function<void()>& work)
 
 LaunchThread::~LaunchThread()
 {
+    const CancellationBlock noCancellation;
     {
         const std::lock_guard lock(mMutex);
         mMustEnd = true;

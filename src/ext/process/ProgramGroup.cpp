@@ -9,6 +9,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "base/CancellationBlock.h"
+
 namespace qz::ext {
 
 namespace {
@@ -55,7 +57,8 @@ std::string describe(const Launched& launched, const ChildProgram& program)
 
 ProgramGroup::~ProgramGroup()
 {
-    if (mOwner == ::getpid()) {
+    const CancellationBlock noCancellation;
+    if (isOwn()) {
         sendSignal(SIGKILL);
         SystemFailure ignored;
         reap(ignored);
@@ -111,6 +114,11 @@ void ProgramGroup::launchAll(const std::vector<std::unique_ptr<ProgramImage>>& i
     }
 }
 
+bool ProgramGroup::isOwn() const
+{
+    return mOwner == ::getpid();
+}
+
 void ProgramGroup::addWaits(std::vector<pollfd>& waits) const
 {
     for (const Program& program : mPrograms) {
@@ -118,14 +126,17 @@ void ProgramGroup::addWaits(std::vector<pollfd>& waits) const
     }
 }
 
-bool ProgramGroup::updateEnds()
+void ProgramGroup::updateEnds()
 {
-    bool haveAllEnded = true;
     for (Program& program : mPrograms) {
         if (!program.hasEnded) program.hasEnded = hasChildEnded(program.launched.pid);
-        haveAllEnded = haveAllEnded && program.hasEnded;
     }
-    return haveAllEnded;
+}
+
+bool ProgramGroup::haveAllEnded() const
+{
+    return std::all_of(mPrograms.begin(), mPrograms.end(),
+                       [](const Program& program) { return program.hasEnded; });
 }
 
 bool ProgramGroup::mustPoll() const

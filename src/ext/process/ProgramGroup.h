@@ -28,10 +28,15 @@ public:
     /// Starts all programs, or none that lives on.
     bool start(const ChildOptions& options, const StreamEnds& streams, SystemFailure& failure);
 
+    /// Whether this process has started the programs, and not one that it was forked from.
+    bool isOwn() const;
+
     /// Adds an entry for each program that still runs, which is readable when it has ended.
     void addWaits(std::vector<pollfd>& waits) const;
-    /// Finds out which programs have ended. @return whether all have.
-    bool updateEnds();
+    /// Finds out which programs have ended.
+    void updateEnds();
+    /// Whether all programs had ended at the last update.
+    bool haveAllEnded() const;
     /// Whether an end can only be found by a call from time to time.
     bool mustPoll() const;
     std::vector<int> getPids() const;

@@ -33,7 +33,7 @@ ProgramImage::ProgramImage(const ChildProgram& program) : mFolder(program.workin
     mArguments.insert(mArguments.end(), program.arguments.begin(), program.arguments.end());
     addPaths();
     addEnvironment(program);
-    mIsValid = !hasZeroByte();
+    if (hasZeroByte()) mIsValid = false;
     mPathPointers = makePointers(mPaths);
     mArgumentPointers = makePointers(mArguments);
     mEnvironmentPointers = makePointers(mEnvironment);
@@ -68,7 +68,10 @@ void ProgramImage::addEnvironment(const ChildProgram& program)
         }
     }
     for (const auto& [name, value] : program.environment) {
-        if (value) mEnvironment.push_back(name + '=' + *value);
+        if (!value) continue;
+        mEnvironment.push_back(name + '=' + *value);
+        // Otherwise it would be another variable.
+        if (name.empty() || name.find('=') != std::string::npos) mIsValid = false;
     }
 }
 

@@ -16,7 +16,8 @@ public:
     ProgramImage(const ProgramImage&) = delete;
     ProgramImage& operator=(const ProgramImage&) = delete;
 
-    /// Whether no text holds a zero byte, which the system would take for its end.
+    /// Whether the system can take over the texts as they are: none holds a zero byte, which it
+    /// would take for the end, and no name of a variable to set is empty or has a '='.
     bool isValid() const { return mIsValid; }
     /// The paths to try, in their order, with a null at the end.
     const char* const* getPaths() const { return mPathPointers.data(); }

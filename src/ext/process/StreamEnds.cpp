@@ -5,65 +5,45 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "base/FileDescriptor.h"
+#include "base/LocalText.h"
+
 namespace qz::ext {
 
 namespace {
 
 constexpr mode_t kFileMode = 0666;
-constexpr int kFirstOtherDescriptor = 3;
 const char* const kNowhere = "/dev/null";
 
-bool fail(SystemFailure& failure, const std::string& step)
+bool openFile(const std::string& path, int flags, OwnDescriptor& descriptor, SystemFailure& failure)
 {
-    failure = {step, errno};
-    return false;
-}
-
-// If this process has closed a standard stream, a new descriptor may get its number, which the
-// child fills with another stream before.
-bool moveAboveStreams(FileDescriptor& descriptor)
-{
-    if (descriptor.get() >= kFirstOtherDescriptor) return true;
-    FileDescriptor moved(::fcntl(descriptor.get(), F_DUPFD_CLOEXEC, kFirstOtherDescriptor));
-    if (!moved.isOpen()) return false;
-    descriptor = std::move(moved);
-    return true;
-}
-
-bool openFile(const std::string& path, int flags, FileDescriptor& descriptor,
-              SystemFailure& failure)
-{
-    if (path.find('\0') != std::string::npos) {
-        errno = EINVAL;
-        return fail(failure, "open " + path);
-    }
+    if (path.find('\0') != std::string::npos) return fail(&failure, "open " + path, EINVAL);
+    FileDescriptor opened;  // outside of `Open`, because a named pipe waits for its other end
     do {
-        descriptor = FileDescriptor(::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, kFileMode));
-    } while (!descriptor.isOpen() && errno == EINTR);
-    if (!descriptor.isOpen()) return fail(failure, "open " + path);
-    return moveAboveStreams(descriptor) || fail(failure, "fcntl");
+        opened = FileDescriptor(::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, kFileMode));
+    } while (!opened.isOpen() && errno == EINTR);
+    if (!opened.isOpen()) return fail(&failure, "open " + path, errno);
+    descriptor = OwnDescriptor::Open([&] { return opened.release(); });
+    return descriptor.isOpen() || fail(&failure, "fcntl", errno);
 }
 
-bool openPipe(FileDescriptor& read, FileDescriptor& write, SystemFailure& failure)
+bool openPipe(OwnDescriptor& read, OwnDescriptor& write, SystemFailure& failure)
 {
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0) return fail(failure, "pipe2");
-    read = FileDescriptor(ends[0]);
-    write = FileDescriptor(ends[1]);
-    return (moveAboveStreams(read) && moveAboveStreams(write)) || fail(failure, "fcntl");
+    return OwnDescriptor::OpenPipe(read, write) || fail(&failure, "pipe2", errno);
 }
 
-bool setNonBlocking(const FileDescriptor& descriptor, SystemFailure& failure)
+bool setNonBlocking(const OwnDescriptor& descriptor, SystemFailure& failure)
 {
-    return ::fcntl(descriptor.get(), F_SETFL, O_NONBLOCK) == 0 || fail(failure, "fcntl");
+    return ::fcntl(descriptor.get(), F_SETFL, O_NONBLOCK) == 0 || fail(&failure, "fcntl", errno);
 }
 
 // A stream that this process has closed leads nowhere.
-bool inherit(int place, int flags, FileDescriptor& descriptor, SystemFailure& failure)
+bool inherit(int place, int flags, OwnDescriptor& descriptor, SystemFailure& failure)
 {
-    descriptor = FileDescriptor(::fcntl(place, F_DUPFD_CLOEXEC, kFirstOtherDescriptor));
+    descriptor =
+        OwnDescriptor::Open([&] { return ::fcntl(place, F_DUPFD_CLOEXEC, kFirstOtherDescriptor); });
     if (descriptor.isOpen()) return true;
-    if (errno != EBADF) return fail(failure, "fcntl");
+    if (errno != EBADF) return fail(&failure, "fcntl", errno);
     return openFile(kNowhere, flags, descriptor, failure);
 }
 
@@ -100,8 +80,8 @@ bool StreamEnds::openInput(const ChildInput& from, SystemFailure& failure)
     return openFile(kNowhere, O_RDONLY, mInput, failure);
 }
 
-bool StreamEnds::OpenOutput(const ChildOutput& to, int place, FileDescriptor& source,
-                            FileDescriptor& own, SystemFailure& failure)
+bool StreamEnds::OpenOutput(const ChildOutput& to, int place, OwnDescriptor& source,
+                            OwnDescriptor& own, SystemFailure& failure)
 {
     switch (to.kind) {
         case ChildOutput::Kind::File:

@@ -5,12 +5,16 @@
 #include <qz/ext/ChildProcess.h>
 #include <qz/ext/SystemFailure.h>
 
-#include "base/FileDescriptor.h"
+#include "base/OwnDescriptor.h"
 
 namespace qz::ext {
 
 /// The descriptors of a start: those that the programs get, and the other ends of the pipes, which
-/// this process passes bytes through. All are close-on-exec and above 2.
+/// this process passes bytes through.
+///
+/// A child of `fork` has none of them. Otherwise one that another thread of this process makes
+/// would keep the pipes open: a program would wait for the end of its input, or this process for
+/// that of an output, as long as that child lives.
 class StreamEnds {
 public:
     /// Opens files and makes pipes. @return false after a failure.
@@ -21,22 +25,22 @@ public:
     /// Closes what the programs have now.
     void closeSources();
 
-    FileDescriptor input;   ///< Where this process writes the input; non-blocking.
-    FileDescriptor output;  ///< Where it reads the output; non-blocking.
-    FileDescriptor error;   ///< The same for the standard error stream.
+    OwnDescriptor input;   ///< Where this process writes the input; non-blocking.
+    OwnDescriptor output;  ///< Where it reads the output; non-blocking.
+    OwnDescriptor error;   ///< The same for the standard error stream.
 
 private:
     bool openInput(const ChildInput& from, SystemFailure& failure);
-    static bool OpenOutput(const ChildOutput& to, int place, FileDescriptor& source,
-                           FileDescriptor& own, SystemFailure& failure);
+    static bool OpenOutput(const ChildOutput& to, int place, OwnDescriptor& source,
+                           OwnDescriptor& own, SystemFailure& failure);
     bool openBetween(std::size_t programs, SystemFailure& failure);
 
-    FileDescriptor mInput;
-    FileDescriptor mOutput;
-    FileDescriptor mError;
+    OwnDescriptor mInput;
+    OwnDescriptor mOutput;
+    OwnDescriptor mError;
     bool mIsErrorOutput = false;
-    std::vector<FileDescriptor> mReads;   // of the pipes between the programs
-    std::vector<FileDescriptor> mWrites;  // the same
+    std::vector<OwnDescriptor> mReads;   // of the pipes between the programs
+    std::vector<OwnDescriptor> mWrites;  // the same
 };
 
 }  // namespace qz::ext
