@@ -176,9 +176,11 @@ TEST(ParallelProgressFailureTest, DoesNotWaitForASlowReportOfAnotherWorker)
     class SlowNotifier : public qzProgressNotifierBase {
     public:
         std::atomic<int> calls = 0;
-        void setCurrentStepProgress(double /*progress*/) override
+        double last = 0;
+        void setCurrentStepProgress(double progress) override
         {
             EXPECT_TRUE(waitUntil([this] { return calls == 1000; }));
+            last = progress;
         }
     };
     const LibraryStart library(FullInit);
@@ -189,6 +191,7 @@ TEST(ParallelProgressFailureTest, DoesNotWaitForASlowReportOfAnotherWorker)
     options.notifier = &notifier;
     EXPECT_TRUE(parallelFor(
         0, 1000, [&](int) { ++notifier.calls; }, options));
+    EXPECT_EQ(notifier.last, 1000) << "with the reports that were left out";
 }
 
 }  // namespace qz::ext
