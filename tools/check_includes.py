@@ -34,6 +34,7 @@ LEVELS = {
     "ext/base": 9,
     "ext/process": 10,
     "ext/lock": 10,
+    "ext/parallel": 10,
     "ext/channel": 11,
 }
 

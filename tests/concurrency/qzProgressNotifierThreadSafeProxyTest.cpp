@@ -12,6 +12,7 @@
 
 #include "Waiter.h"
 #include "qzProgressNotifierTestPeer.h"
+#include "support/Allocations.h"
 #include "support/LibraryStart.h"
 
 namespace qz {
@@ -88,6 +89,16 @@ TEST_F(qzProgressNotifierThreadSafeProxyTest, CancelsAndPollsWithoutItsLock)
     });
     EXPECT_TRUE(waiter.awaitDone());
     mutex.unlock();
+}
+
+TEST_F(qzProgressNotifierThreadSafeProxyTest, AllocatesNothingForAPollOrAnUpdate)
+{
+    const support::AllocationCounter counter;
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_FALSE(mProxy.shouldCancel());
+        mProxy.incrementCurrentStepProgress(0.001);
+    }
+    EXPECT_EQ(counter.getCount(), 0U);
 }
 
 TEST_F(qzProgressNotifierThreadSafeProxyTest, LosesNoIncrementOfManyThreads)
