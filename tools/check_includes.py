@@ -32,7 +32,9 @@ LEVELS = {
     "system": 7,
     "frame/start": 8,
     "ext/base": 9,
+    "ext/machine": 10,
     "ext/process": 10,
+    "ext/progress": 10,
     "ext/lock": 10,
     "ext/channel": 11,
 }
