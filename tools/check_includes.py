@@ -36,6 +36,7 @@ LEVELS = {
     "ext/process": 10,
     "ext/progress": 10,
     "ext/lock": 10,
+    "ext/parallel": 10,
     "ext/channel": 11,
 }
 

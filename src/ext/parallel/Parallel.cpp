@@ -1,0 +1,157 @@
+#include <qz/ext/Parallel.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <exception>
+#include <mutex>
+#include <vector>
+
+#include <qz/ConcurrentPool.h>
+#include <qz/qzCancelInterface.h>
+#include <qz/qzMutex.h>
+#include <qz/qzProgressNotifier.h>
+
+namespace qz::ext::impl {
+
+namespace {
+
+// One loop. All workers run this one solver at once: what they share is atomic or has a lock.
+//
+// Pieces are claimed from the begin of the range on, and each claimed piece is run. So the pieces
+// that are done have no gap, and the first of all pieces that throw is always among those that did.
+class PieceRun final : public ConcurrentPool::SolverBase {
+public:
+    PieceRun(const PieceDivision& division, const ParallelOptions& options, PieceFunction function,
+             void* work)
+        : mDivision(division),
+          mNotifier(options.notifier),
+          mCancel(options.cancel),
+          mFunction(function),
+          mWork(work)
+    {
+    }
+
+    void solve(qzMutex& mutex, qzWaitCondition& /*solverCondition*/) override
+    {
+        mutex.unlock();
+        runPieces();
+        mutex.lock();
+    }
+
+    void runPieces() noexcept;
+    ParallelResult finish();
+
+private:
+    bool claim(std::size_t& piece);
+    bool isCancelled() const;
+    void reportPiece();
+    void keepException(std::size_t piece);
+
+    const PieceDivision mDivision;
+    qzProgressNotifierInterface* const mNotifier;
+    const qzCancelInterfaceReadOnly* const mCancel;
+    const PieceFunction mFunction;
+    void* const mWork;
+    std::atomic<bool> mIsStopped = false;
+
+    static constexpr std::size_t msCacheLine = 64;
+    alignas(msCacheLine) std::atomic<std::size_t> mNextPiece = 0;  // changed all the time
+    std::atomic<std::size_t> mReportedPieces = 0;
+
+    // std::mutex, since a qzMutex is reported before the library's full start.
+    std::mutex mNotifierMutex;
+    std::mutex mExceptionMutex;
+    std::exception_ptr mException;    // guarded by mExceptionMutex
+    std::size_t mExceptionPiece = 0;  // guarded by mExceptionMutex
+};
+
+void PieceRun::runPieces() noexcept
+{
+    std::size_t piece = 0;
+    try {
+        while (claim(piece)) {
+            mFunction(mWork, piece, mDivision.getBegin(piece), mDivision.getBegin(piece + 1));
+            reportPiece();
+        }
+    } catch (...) {
+        keepException(piece);
+    }
+}
+
+// Gives the caller the exception or the result, once all workers have left.
+ParallelResult PieceRun::finish()
+{
+    if (mException) std::rethrow_exception(mException);
+    const std::size_t donePieces = std::min(mNextPiece.load(), mDivision.pieceCount);
+    // The last report of a worker may have been left out.
+    if (mNotifier != nullptr) mNotifier->setCurrentStepProgress(static_cast<double>(donePieces));
+    return {donePieces == mDivision.pieceCount, mDivision.getBegin(donePieces)};
+}
+
+bool PieceRun::claim(std::size_t& piece)
+{
+    if (mIsStopped.load(std::memory_order_relaxed)) return false;
+    if (isCancelled()) {
+        mIsStopped.store(true, std::memory_order_relaxed);
+        return false;
+    }
+    piece = mNextPiece.fetch_add(1, std::memory_order_relaxed);
+    return piece < mDivision.pieceCount;
+}
+
+bool PieceRun::isCancelled() const
+{
+    return (mCancel != nullptr && mCancel->shouldCancel()) ||
+           (mNotifier != nullptr && mNotifier->shouldCancel());
+}
+
+// A worker doesn't wait for another one's report: a later one includes its piece.
+void PieceRun::reportPiece()
+{
+    if (mNotifier == nullptr) return;
+    mReportedPieces.fetch_add(1, std::memory_order_relaxed);
+    const std::unique_lock lock(mNotifierMutex, std::try_to_lock);
+    if (!lock) return;
+    mNotifier->setCurrentStepProgress(
+        static_cast<double>(mReportedPieces.load(std::memory_order_relaxed)));
+}
+
+void PieceRun::keepException(std::size_t piece)
+{
+    mIsStopped.store(true, std::memory_order_relaxed);
+    const std::lock_guard lock(mExceptionMutex);
+    if (mException && mExceptionPiece <= piece) return;
+    mException = std::current_exception();
+    mExceptionPiece = piece;
+}
+
+// Returns null if the caller is to do the work.
+ConcurrentPool* choosePool(const PieceDivision& division, const ParallelOptions& options)
+{
+    if (division.pieceCount < 2) return nullptr;
+    return options.pool != nullptr ? options.pool : concurrent::GetConcurrentPool();
+}
+
+}  // namespace
+
+ParallelResult runPieces(const PieceDivision& division, const ParallelOptions& options,
+                         PieceFunction function, void* work)
+{
+    PieceRun run(division, options, function, work);
+    qzProgressNotifierGroupCloser closer;
+    if (options.notifier != nullptr) {
+        const auto scale = static_cast<double>(division.pieceCount);
+        options.notifier->beginStepGroupWeights({1.0}, scale, &closer);
+    }
+    if (ConcurrentPool* const pool = choosePool(division, options)) {
+        const std::size_t workers =
+            std::min<std::size_t>(pool->getWorkerCount(), division.pieceCount);
+        pool->runSolvers(std::vector<ConcurrentPool::SolverBase*>(workers, &run));
+    } else {
+        run.runPieces();
+    }
+    return run.finish();
+}
+
+}  // namespace qz::ext::impl
