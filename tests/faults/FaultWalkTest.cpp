@@ -111,6 +111,13 @@ const std::string kHolderNotFound = "not found, refused: held: " + describe(ECAN
 const std::string kSecondRefused = "refused: lock: " + describe(EAGAIN) + "; ";
 const std::string kAnswered = "texttext, receive: " + describe(ENOTCONN);
 
+const std::string kMeasured = "segments 2, entries 2, table";
+const std::string kMeasuredAll = kMeasured + ", memory";
+const std::string kMeasuredLess = kMeasured + ", a sample without memory";
+const std::string kSwitched = "on, off, on";
+const std::string kEnded = "reports 1, ended";
+const std::string kNotStarted = "not started: Resource temporarily unavailable";
+
 const Scenario kScenarios[] = {
     {"start_stop",
      "C.UTF-8",
@@ -778,6 +785,59 @@ const Scenario kScenarios[] = {
          {"madvise", EINVAL, {}, {kSecondRefused + kAnswered}},
      },
      {"std::bad_alloc"}},
+
+    // How many samples the thread takes meanwhile depends on the machine.
+    {"watcher",
+     "C.UTF-8",
+     kMeasuredAll,
+     {
+         {"pthread_create", EAGAIN, {kNotStarted}},
+         {"fopen", EMFILE, {kMeasuredLess}, {kMeasuredAll}},
+         {"fclose", EIO, {kMeasuredAll}},
+         // Without the statistics a sample has no load.
+         {"open", EMFILE, {kMeasuredAll}},
+         {"open", EINTR, {kMeasuredAll}},
+         {"read", EIO, {kMeasuredAll}},
+         {"read", EINTR, {kMeasuredAll}},
+         {"close", EIO, {kMeasuredAll}},
+         {"clock_gettime", EINVAL, {kMeasuredAll}},
+         {"gettimeofday", EFAULT, {kMeasuredAll}},
+         {"mmap", ENOMEM, {}, {kMeasuredAll, kNotStarted}},
+         {"madvise", EINVAL, {}, {kMeasuredAll}},
+     },
+     {"std::bad_alloc", kMeasuredAll, kMeasuredLess}},
+
+    {"watchdog",
+     "C.UTF-8",
+     kSwitched,
+     {
+         {"pthread_create", EAGAIN, {kNotStarted}},
+         // On a slow machine it gets as far as a reading.
+         {"fopen", EMFILE, {}, {kSwitched}},
+         {"fclose", EIO, {}, {kSwitched}},
+         {"clock_gettime", EINVAL, {}, {kSwitched}},
+         {"mmap", ENOMEM, {}, {kSwitched, kNotStarted}},
+         {"madvise", EINVAL, {}, {kSwitched}},
+     },
+     {"std::bad_alloc", kSwitched}},
+
+    {"watchdog_exit",
+     "C.UTF-8",
+     kEnded,
+     {
+         {"pthread_create", EAGAIN, {kNotStarted}},
+         // Memory that can't be read is not too much; the next reading ends the process.
+         {"fopen", EMFILE, {kEnded}},
+         {"fclose", EIO, {kEnded}},
+         {"clock_gettime", EINVAL, {}, {kEnded}},
+         {"gettimeofday", EFAULT, {kEnded}},
+         {"localtime_r", EOVERFLOW, {kEnded}},
+         {"strftime", ENOMEM, {kEnded}},
+         {"iconv", EILSEQ, {}, {kEnded}},
+         {"mmap", ENOMEM, {}, {kEnded, kNotStarted}},
+         {"madvise", EINVAL, {}, {kEnded}},
+     },
+     {}},
 };
 
 struct Fault {
