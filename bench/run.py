@@ -194,6 +194,15 @@ SUBJECTS = {
         "100 B there and back": None,
         "64 KiB there and back": None,
     }),
+    "pool": ("Pool and progress", {
+        "hand two solvers over and wait": (1.1, "Boost.Asio"),
+        "10,000 tiny jobs": (0.25, "oneTBB"),
+        "10,000 tiny jobs, in pieces of any size": None,
+        "parallel for over 1e7 doubles": 1.05,
+        "progress update in a stack of 4 groups": None,
+        "shouldCancel through the thread-safe proxy": None,
+        "number of threads to use": None,
+    }),
     "start": ("Start and load", {
         "light start and stop": None,
         "full start and stop": None,

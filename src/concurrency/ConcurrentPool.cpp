@@ -163,7 +163,11 @@ ConcurrentPool::SolverIterator ConcurrentPool::runRound(SolverIterator next, Sol
         (*worker++)->setSolver(*next);
         ++mPendingSolvers;
     }
+    // A worker that wakes while the mutex is locked goes to sleep again at once, and the hand-over
+    // takes more than twice the time (7.7 instead of 2.9 us on two processors).
+    mMutex.unlock();
     mWorkAvailable.wakeAll();
+    mMutex.lock();
     // The count alone won't do: another caller's turn may have begun when this thread wakes.
     while (mPendingSolvers != 0 && isAnyRunning(begin, next)) {
         mAllDone.wait(&mMutex, qzWaitCondition::msNoLimit);

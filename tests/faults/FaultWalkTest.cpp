@@ -92,6 +92,8 @@ const std::string kNoSecondFile = ", Fail to open csv file FOLDER/base (1).csv";
 const char* const kLockThreadWait = "file; ran 1; over";
 const char* const kNoLock = "no file; ran 1; over";
 
+const std::string kSums = "sums 3000 4";
+
 const std::string kRan = "ran 3 (process return an error)";
 const std::string kInspected = "self with arguments, a parent with program, memory";
 const std::string kAllStarted = kRan + "; missing; detached; " + kInspected;
@@ -159,6 +161,15 @@ const Scenario kScenarios[] = {
      },
      // A text of a thread that stays short is nothing that it would fail for.
      {"std::bad_alloc", kNoLock, kLockThreadWait}},
+
+    {"pool",
+     "C.UTF-8",
+     kSums + "; " + kSums,
+     {
+         {"pthread_create", EAGAIN, {"no pool: Resource temporarily unavailable; " + kSums}},
+     },
+     // A text of a thread that stays short is nothing that it would fail for.
+     {"std::bad_alloc", kSums + "; " + kSums}},
 
     {"charset",
      "de_DE.ISO-8859-1",
