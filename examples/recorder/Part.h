@@ -7,9 +7,9 @@
 #include <qz/qzWorkThread.h>
 
 #include "Options.h"
-#include "OutputFile.h"
 #include "Progress.h"
 #include "Recording.h"
+#include "shared/OutputFile.h"
 
 namespace recorder {
 
@@ -47,7 +47,7 @@ private:
     std::vector<RecordedFile> mRecordedFiles;
     std::vector<std::string> mMissingPaths;
     std::string mOutputPath;
-    OutputFile mOutput;
+    shared::OutputFile mOutput;
     std::string mOutputError;  // why the file of the recording can't be made
     bool mIsOutputMade;
     const Options& mOptions;

@@ -1,9 +1,8 @@
 #include "Results.h"
 
-#include <algorithm>
-
 #include <qz/AsciiTableBuilder.h>
-#include <qz/qzStringUtils.h>
+
+#include "shared/VisibleText.h"
 
 namespace resolve {
 
@@ -23,23 +22,13 @@ const char* describe(qzXRefResolverSearchPath::MatchResultType type)
     }
 }
 
-// A line feed would break the frame, and the table gives malformed UTF-8 no width.
-std::string makeVisible(std::string text)
-{
-    const bool isUtf8 = qz::qzStringUtils::IsUtf8String(text);
-    const auto isHidden = [isUtf8](char c) {
-        const auto byte = static_cast<unsigned char>(c);
-        return byte < 0x20 || byte == 0x7F || (byte >= 0x80 && !isUtf8);
-    };
-    std::replace_if(text.begin(), text.end(), isHidden, '?');
-    return text;
-}
-
 }  // namespace
 
 std::string toTable(const std::vector<Result>& results)
 {
     using qz::AsciiTableBuilder;
+    using shared::makeVisible;
+    // A line feed would break the frame, and the table gives malformed UTF-8 no width.
     AsciiTableBuilder table("Resolved paths");
     table << "Match"
           << "Agreement"

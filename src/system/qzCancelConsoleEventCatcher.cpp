@@ -1,6 +1,8 @@
 #include <qz/qzCancelConsoleEventCatcher.h>
 
 #include <cerrno>
+#include <memory>
+#include <utility>
 
 #include <signal.h>
 
@@ -11,13 +13,11 @@
 #include "ConsoleCatcher.h"
 #include "concurrency/LoadingThread.h"
 #include "concurrency/NeverCancels.h"
-#include "frame/base/LoadOrder.h"
 #include "frame/base/Relaxed.h"
 
 namespace qz {
 
-[[gnu::init_priority(QZ_LOAD_CANCELLATION)]] std::unique_ptr<qzCancelConsoleEventCatcher>
-    gConsoleCatcher;
+constinit qzCancelConsoleEventCatcher* gConsoleCatcher = nullptr;
 
 namespace {
 
@@ -57,25 +57,25 @@ qzCancelInterfaceReadOnly* qzCancelConsoleEventCatcher::Create()
     if (!isMainThread("Trying to Create signal catcher outside of main thread")) {
         return &gNeverCancels;
     }
-    if (gConsoleCatcher != nullptr) return gConsoleCatcher.get();
+    if (gConsoleCatcher != nullptr) return gConsoleCatcher;
     relaxedStore(gIsRequested, 0);
-    gConsoleCatcher.reset(new qzCancelConsoleEventCatcher);  // NOLINT: the constructor is private
+    gConsoleCatcher = new qzCancelConsoleEventCatcher;  // NOLINT: the process's end keeps it
     setHandlers(&requestCancel);
-    return gConsoleCatcher.get();
+    return gConsoleCatcher;
 }
 
 void qzCancelConsoleEventCatcher::Delete()
 {
     if (!isMainThread("Trying to Delete signal catcher outside of main thread")) return;
     if (gConsoleCatcher == nullptr) return;
-    gConsoleCatcher.reset();
+    std::unique_ptr<qzCancelConsoleEventCatcher>(std::exchange(gConsoleCatcher, nullptr)).reset();
     if (qzLog::msInstance != nullptr) qzLog::msInstance->flush();
     setHandlers(SIG_DFL);
 }
 
 qzCancelConsoleEventCatcher* qzCancelConsoleEventCatcher::Get()
 {
-    return gConsoleCatcher.get();
+    return gConsoleCatcher;
 }
 
 qzCancelConsoleEventCatcher::qzCancelConsoleEventCatcher() = default;

@@ -1,5 +1,6 @@
 // The code of the guide to other processes: it is the same as here, and does what the guide says.
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <thread>
@@ -13,9 +14,8 @@
 #include <qz/qzCancelInterface.h>
 #include <qz/qzLogObject.h>
 
-#include "TestPaths.h"
+#include "ext/GuideBlocks.h"
 #include "ext/PipeFixture.h"
-#include "support/Files.h"
 
 namespace guide {
 
@@ -94,15 +94,11 @@ namespace {
 // The code of the guide that uses this library, a function a block.
 std::vector<std::string> readBlocks()
 {
-    const std::string text =
-        support::readFile(std::string(QZ_TEST_SOURCE_DIR) + "/docs/guide-processes.md");
-    const std::string head = "```cpp\n";
-    std::vector<std::string> blocks;
-    for (std::size_t at = text.find(head); at != std::string::npos; at = text.find(head, at)) {
-        at += head.size();
-        const std::string block = text.substr(at, text.find("```", at) - at);
-        if (block.find("qz::ext::") != std::string::npos) blocks.push_back(block);
-    }
+    std::vector<std::string> blocks = readGuideBlocks("docs/guide-processes.md");
+    const auto isOther = [](const std::string& block) {
+        return block.find("qz::ext::") == std::string::npos;
+    };
+    blocks.erase(std::remove_if(blocks.begin(), blocks.end(), isOther), blocks.end());
     return blocks;
 }
 
@@ -110,8 +106,7 @@ class GuideCodeTest : public PipeFixture {};
 
 TEST_F(GuideCodeTest, IsTheCodeOfThisFile)
 {
-    const std::string source =
-        support::readFile(std::string(QZ_TEST_SOURCE_DIR) + "/tests/ext/GuideCodeTest.cpp");
+    const std::string source = readProjectFile("tests/ext/GuideCodeTest.cpp");
     const std::vector<std::string> blocks = readBlocks();
     EXPECT_EQ(blocks.size(), 5U);
     for (const std::string& block : blocks)

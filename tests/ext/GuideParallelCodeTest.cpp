@@ -14,15 +14,17 @@
 #include <gtest/gtest.h>
 
 #include <qz/ConcurrentPool.h>
+#include <qz/ext/ContainerLimits.h>
 #include <qz/ext/Parallel.h>
+#include <qz/ext/ProgressView.h>
 #include <qz/qzCancelInterface.h>
 #include <qz/qzLog.h>
 #include <qz/qzLogObject.h>
 #include <qz/qzProgressNotifier.h>
 
-#include "TestPaths.h"
-#include "support/Files.h"
+#include "ext/GuideBlocks.h"
 #include "support/LibraryStart.h"
+#include "support/OutputCapture.h"
 
 namespace guide {
 
@@ -94,6 +96,17 @@ bool convertAndCheck(const std::vector<std::string>& files,
     return qz::ext::parallelForEach(files, check, options).isComplete;
 }
 
+bool convertWithBar(const std::vector<std::string>& files,
+                    const qz::qzCancelInterfaceReadOnly& cancel)
+{
+    qz::ext::ProgressViewOptions shown;
+    shown.title = "convert";
+    shown.unit = " files";
+    shown.total = static_cast<double>(files.size());
+    qz::ext::ProgressView view(shown, &cancel);
+    return convertAll(files, view, cancel);
+}
+
 std::vector<double> calculateRootsOn(unsigned int workers, const std::vector<double>& squares)
 {
     std::vector<double> roots(squares.size());
@@ -103,6 +116,11 @@ std::vector<double> calculateRootsOn(unsigned int workers, const std::vector<dou
     qz::ext::parallelFor(
         0, squares.size(), [&](std::size_t i) { roots[i] = std::sqrt(squares[i]); }, options);
     return roots;
+}
+
+std::vector<double> calculateRootsInContainer(const std::vector<double>& squares)
+{
+    return calculateRootsOn(qz::ext::ContainerLimits::Read().processors, squares);
 }
 
 class LongestLine : public qz::ConcurrentPool::SolverBase {
@@ -144,19 +162,7 @@ namespace qz::ext {
 namespace {
 
 using ::testing::ElementsAre;
-
-std::vector<std::string> readBlocks()
-{
-    const std::string text =
-        support::readFile(std::string(QZ_TEST_SOURCE_DIR) + "/docs/guide-parallel.md");
-    const std::string head = "```cpp\n";
-    std::vector<std::string> blocks;
-    for (std::size_t at = text.find(head); at != std::string::npos; at = text.find(head, at)) {
-        at += head.size();
-        blocks.push_back(text.substr(at, text.find("```", at) - at));
-    }
-    return blocks;
-}
+using ::testing::HasSubstr;
 
 class GuideParallelCodeTest : public ::testing::Test {
 protected:
@@ -171,10 +177,9 @@ protected:
 
 TEST_F(GuideParallelCodeTest, IsTheCodeOfThisFile)
 {
-    const std::string source =
-        support::readFile(std::string(QZ_TEST_SOURCE_DIR) + "/tests/ext/GuideParallelCodeTest.cpp");
-    const std::vector<std::string> blocks = readBlocks();
-    EXPECT_EQ(blocks.size(), 7U);
+    const std::string source = readProjectFile("tests/ext/GuideParallelCodeTest.cpp");
+    const std::vector<std::string> blocks = readGuideBlocks("docs/guide-parallel.md");
+    EXPECT_EQ(blocks.size(), 9U);
     for (const std::string& block : blocks)
         EXPECT_NE(source.find('\n' + block), std::string::npos) << block;
 }
@@ -183,6 +188,7 @@ TEST_F(GuideParallelCodeTest, CalculatesRoots)
 {
     EXPECT_THAT(guide::calculateRoots({4, 9, 16}), ElementsAre(2, 3, 4));
     EXPECT_THAT(guide::calculateRootsOn(3, {4, 9, 16}), ElementsAre(2, 3, 4));
+    EXPECT_THAT(guide::calculateRootsInContainer({4, 9, 16}), ElementsAre(2, 3, 4));
 }
 
 TEST_F(GuideParallelCodeTest, SortsEachList)
@@ -195,6 +201,13 @@ TEST_F(GuideParallelCodeTest, SortsEachList)
 TEST_F(GuideParallelCodeTest, SumsSquares)
 {
     EXPECT_EQ(guide::sumSquares({1, 2, 3}), 14);
+}
+
+TEST_F(GuideParallelCodeTest, ConvertsFilesWithABar)
+{
+    const support::StderrCapture capture;
+    EXPECT_TRUE(guide::convertWithBar(mFiles, mCancel));
+    EXPECT_THAT(capture.getText(), HasSubstr("convert: 100%"));
 }
 
 TEST_F(GuideParallelCodeTest, ConvertsAndChecksFilesWithProgress)

@@ -54,6 +54,7 @@ inline const char* const kChildLeft = "; a child is left";
 
 FaultTable getStartStopFaults();
 FaultTable getThreadsFaults();
+FaultTable getPoolFaults();
 FaultTable getCharsetFaults();
 FaultTable getLogDispatchFaults();
 FaultTable getLogFileFaults();
@@ -72,5 +73,8 @@ FaultTable getPipesFaults();
 FaultTable getLockFilesFaults();
 FaultTable getFileLockFaults();
 FaultTable getPipeChannelFaults();
+FaultTable getWatcherFaults();
+FaultTable getWatchdogFaults();
+FaultTable getWatchdogExitFaults();
 
 }  // namespace qz::faults

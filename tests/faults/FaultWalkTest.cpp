@@ -30,13 +30,14 @@ namespace {
 std::vector<FaultTable> getFaultTables()
 {
     return {
-        getStartStopFaults(),    getThreadsFaults(),     getCharsetFaults(),
-        getLogDispatchFaults(),  getLogFileFaults(),     getFileDeviceFaults(),
-        getFilesFaults(),        getTraversalFaults(),   getResolverFaults(),
-        getDataStreamFaults(),   getFilterChainFaults(), getBuffersFaults(),
-        getIniFileFaults(),      getCsvFaults(),         getProcessesFaults(),
-        getChildProcessFaults(), getPipesFaults(),       getLockFilesFaults(),
-        getFileLockFaults(),     getPipeChannelFaults(),
+        getStartStopFaults(),  getThreadsFaults(),      getPoolFaults(),
+        getCharsetFaults(),    getLogDispatchFaults(),  getLogFileFaults(),
+        getFileDeviceFaults(), getFilesFaults(),        getTraversalFaults(),
+        getResolverFaults(),   getDataStreamFaults(),   getFilterChainFaults(),
+        getBuffersFaults(),    getIniFileFaults(),      getCsvFaults(),
+        getProcessesFaults(),  getChildProcessFaults(), getPipesFaults(),
+        getLockFilesFaults(),  getFileLockFaults(),     getPipeChannelFaults(),
+        getWatcherFaults(),    getWatchdogFaults(),     getWatchdogExitFaults(),
     };
 }
 

@@ -304,4 +304,10 @@ TEST(qzCancelConsoleEventCatcherTest, GoesOnWhenAHandlerCantBeInstalled)
                        "[15 default]\n" + makeFailure("15") + "[deleted]\n[stopped]\n");
 }
 
+TEST(qzCancelConsoleEventCatcherTest, DoesNotCrashAThreadThatPollsItWhileTheProcessEnds)
+{
+    const ChildResult result = runProgram({"catcher_at_exit"});
+    EXPECT_EQ(result.out + result.getEnd(), "not requested\nexit 7") << result.err;
+}
+
 }  // namespace qz

@@ -5,11 +5,12 @@
 #include <string_view>
 #include <utility>
 
-#include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <qz/qzCancelInterface.h>
+
+#include "base/QuietWrite.h"
 
 namespace qz::ext {
 
@@ -17,29 +18,6 @@ namespace {
 
 constexpr int kPollPeriodMs = 20;
 constexpr std::size_t kBufferBytes = 65536;
-
-// Writes without a SIGPIPE, which the reader's end would otherwise send to this thread.
-ssize_t writeQuietly(int descriptor, std::string_view bytes)
-{
-    sigset_t pipeSignal;
-    sigset_t maskBefore;
-    sigset_t pending;
-    ::sigemptyset(&pipeSignal);
-    ::sigaddset(&pipeSignal, SIGPIPE);
-    ::sigpending(&pending);
-    const bool wasPending = ::sigismember(&pending, SIGPIPE) == 1;
-    ::pthread_sigmask(SIG_BLOCK, &pipeSignal, &maskBefore);
-    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-    const int error = errno;
-    if (written < 0 && error == EPIPE && !wasPending) {
-        const timespec noTime = {};
-        while (::sigtimedwait(&pipeSignal, nullptr, &noTime) < 0 && errno == EINTR) {
-        }
-    }
-    ::pthread_sigmask(SIG_SETMASK, &maskBefore, nullptr);
-    errno = error;
-    return written;
-}
 
 bool isTemporary(int error)
 {

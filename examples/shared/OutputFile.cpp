@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <system_error>
 
-namespace recorder {
+namespace shared {
 
 namespace {
 
@@ -43,4 +43,4 @@ bool OutputFile::keep(std::string& error)
     return mPath.empty() || mIsDevice || mFile.moveIntoPlace(error);
 }
 
-}  // namespace recorder
+}  // namespace shared

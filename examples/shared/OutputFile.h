@@ -2,16 +2,15 @@
 
 #include <string>
 
-#include "shared/NewFile.h"
+#include "NewFile.h"
 
-namespace recorder {
+namespace shared {
 
-/// The file of a recording. It gets the name that the user gave only when it is complete, and is
-/// removed otherwise.
+/// The file that a program writes for its user: a `NewFile`, or a device that is written to
+/// directly, such as /dev/full.
 class OutputFile {
 public:
-    /// @param path the name of the complete recording; empty for one that is always removed. A
-    ///     device such as /dev/full is written to directly.
+    /// @param path the name of the complete file; empty for one that is always removed.
     explicit OutputFile(const std::string& path);
 
     /// Makes the file to write to.
@@ -19,16 +18,16 @@ public:
     bool make(std::string& error);
     /// The path to write to.
     const std::string& getWorkPath() const;
-    /// Gives a complete recording its name.
+    /// Gives a complete file its name.
     /// @return false, with the reason in `error`, when that is not possible.
     bool keep(std::string& error);
-    /// Removes an incomplete recording.
+    /// Removes an incomplete file.
     void discard() { mFile.remove(); }
 
 private:
     const std::string mPath;
-    shared::NewFile mFile;
+    NewFile mFile;
     bool mIsDevice = false;
 };
 
-}  // namespace recorder
+}  // namespace shared

@@ -1,0 +1,46 @@
+#include "Comparison.h"
+
+#include <iostream>
+
+#include "shared/VisibleText.h"
+
+namespace fingerprint {
+
+namespace {
+
+void print(const char* what, const std::string& path)
+{
+    std::cout << what << ": " << shared::makeVisible(path) << '\n';
+}
+
+}  // namespace
+
+void printDifferences(const std::vector<std::string>& folders,
+                      const std::vector<FileEntry>& entries, Fingerprints earlier)
+{
+    unsigned long addedCount = 0;
+    unsigned long changedCount = 0;
+    for (const FileEntry& entry : entries) {
+        const auto found = earlier.find({entry.folder, toUtf8(entry.path)});
+        const std::string path = joinPath(folders[entry.folder], entry.path);
+        if (found == earlier.end()) {
+            print("added", path);
+            ++addedCount;
+            continue;
+        }
+        const std::string digest = toText(entry.digest);
+        if (!digest.empty() && !found->second.empty() && digest != found->second) {
+            print("changed", path);
+            ++changedCount;
+        }
+        earlier.erase(found);
+    }
+    for (const auto& [file, digest] : earlier) {
+        const auto& [folder, path] = file;
+        print("removed", folder < folders.size() ? joinPath(folders[folder], path) : path);
+    }
+    std::cout << addedCount << " added, " << earlier.size() << " removed, " << changedCount
+              << " changed\n";
+}
+
+}  // namespace fingerprint

@@ -1,0 +1,241 @@
+#!/bin/bash
+# What the fingerprints promise to their users. fingerprint_test.sh FINGERPRINT
+
+# shellcheck source=tests/examples/expect.sh
+source "$(dirname "$0")/expect.sh"
+
+# wait_for COMMAND...: until it succeeds; the limit only ends a hang.
+wait_for()
+{
+    local i
+    for ((i = 0; i < 1200; ++i)); do
+        if "$@" 2>/dev/null; then return; fi
+        sleep 0.05
+    done
+    fail "waited in vain for: $*"
+}
+is_gone() { ! kill -0 "$1" 2>/dev/null || grep -q '^State:.Z' "/proc/$1/status"; }
+has_open() { find "/proc/$1/fd" -lname "*/$2" | grep -q .; }
+has_line() { [[ -s $1 ]]; }
+# expect_no_leftover: no file that was written in part is left.
+expect_no_leftover() { [[ -z $(find . -name '*.new-*') ]] || fail "left: $(ls)"; }
+
+# --- All kinds of files and names, with digests by another program
+
+mkdir -p tree/sub/deep tree/nothing
+printf 'plain\n' >tree/a.txt
+printf 'quote' >'tree/say "hello", and more.txt'
+printf 'lines' >$'tree/two\nlines.txt'
+printf '世界' >tree/sub/世界
+: >tree/sub/empty
+# Longer than the buffer of the program.
+seq 100000 >tree/sub/deep/long
+ln -s a.txt tree/link
+ln -s .. tree/sub/round
+mkfifo tree/pipe
+cat >wanted.csv <<'END'
+folder,path,bytes,digest
+1,a.txt,6,dc99a33f1b8cb24fd9aecaee4ac96fa3
+1,"say ""hello"", and more.txt",5,f6f3be289ddcc59c1948c4c5786908cb
+1,"two
+lines.txt",5,f19d849a10384109611524542218e3de
+1,sub/empty,0,99aa06d3014798d86001c324468d497f
+1,sub/世界,6,062ac60dd40bad042b9d6a0330fb178a
+1,sub/deep/long,588895,a6bb1ae3f57b6a512881c59907229fa4
+END
+
+expect 0 --csv list.csv --threads 2 tree
+cmp -s list.csv wanted.csv || fail "another list: $(diff list.csv wanted.csv)"
+expect_no_leftover
+expect_line err "digest: 100%"
+expect_line out "files: 6, bytes: 588917, $(grep -o 'rate: .*B/s' out), threads: 2"
+expect_pattern out '│ *CPU & RAM usage *│'
+for phase in find digest write Overall; do expect_pattern out "│ $phase *│"; done
+if grep -q '│ compare' out; then fail "a phase that was not there"; fi
+
+# Any number of threads gives the same.
+for threads in 1 3 16; do
+    expect 0 --quiet --csv other.csv --threads $threads tree/
+    cmp -s other.csv wanted.csv || fail "another list with $threads threads"
+    expect_text err ''
+done
+expect 0 --quiet tree/nothing
+expect_line out "files: 0, bytes: 0, rate: 0B/s, threads: $(sed -n 's/.*threads: //p' out)"
+
+# As many threads as the affinity allows
+cpu=$(taskset -cp $$ | sed 's/.*: //; s/[-,].*//')
+run_under=(taskset -c "$cpu")
+expect 0 --quiet tree
+expect_pattern out ', threads: 1$'
+run_under=()
+
+# --- Real folders of the machine
+
+expect 0 --quiet --csv system.csv /usr/include "$root/src"
+(($(find /usr/include "$root/src" -type f -printf x | wc -c) + 1 == $(wc -l <system.csv))) ||
+    fail "$(wc -l <system.csv) rows for /usr/include and src"
+
+# --- Comparisons, with the same folder and with another one in its place
+
+expect 0 --quiet --compare list.csv tree
+expect_line out '0 added, 0 removed, 0 changed'
+expect_pattern out '│ compare *│'
+cp -r tree copy
+printf 'Plain\n' >copy/a.txt
+printf 'new' >$'copy/sub/new\nfile'
+rm copy/sub/empty
+expect 0 --quiet --compare list.csv --csv list.csv copy
+grep -E '^(added|removed|changed|[0-9]+ added)' out >differences
+expect_text differences 'changed: copy/a.txt
+added: copy/sub/new?file
+removed: copy/sub/empty
+1 added, 1 removed, 1 changed'
+expect 0 --quiet --compare list.csv copy
+expect_line out '0 added, 0 removed, 0 changed'
+# Folders are compared in their order.
+expect 0 --quiet --csv two.csv tree copy
+expect 0 --quiet --compare two.csv copy tree
+expect_line out '2 added, 2 removed, 2 changed'
+expect 0 --quiet --compare two.csv tree
+expect_line out '0 added, 6 removed, 0 changed'
+expect_line out 'removed: a.txt'
+
+# --- What can't be read is reported, a line each, and all else is done
+
+# The superuser may read everything.
+if ((EUID == 0)); then
+    run_under=(setpriv '--bounding-set=-dac_override,-dac_read_search')
+fi
+mkdir -p dark/closed dark/$'\xfe\nfolder'
+touch dark/closed/unseen dark/secret.txt dark/$'\xff' dark/$'\xfe\nfolder/unseen' dark/seen
+chmod 000 dark/closed dark/secret.txt
+expect 1 --quiet --csv dark.csv dark nowhere dark/seen
+readonly denied="System error : '(13) EACCES Permission denied'"
+sort err >sorted
+sort >wanted <<END
+fingerprint: cannot list 'dark/??folder': its name can't be converted
+fingerprint: cannot list 'dark/?': its name can't be converted
+fingerprint: cannot read 'dark/secret.txt': $denied
+fingerprint: cannot read the folder 'dark/closed': $denied
+fingerprint: cannot read the folder 'dark/seen': System error : '(20) ENOTDIR Not a directory'
+fingerprint: cannot read the folder 'nowhere': System error : '(2) ENOENT No such file or directory'
+END
+cmp -s sorted wanted || fail "other messages: $(diff sorted wanted)"
+expect_text dark.csv 'folder,path,bytes,digest
+1,secret.txt,0,
+1,seen,0,99aa06d3014798d86001c324468d497f'
+expect_pattern out '^files: 1, '
+# A file without a digest is no difference.
+printf 'content' >dark/seen
+expect 1 --quiet --compare dark.csv dark
+expect_line out '0 added, 0 removed, 1 changed'
+run_under=()
+chmod -R u+rwx dark
+
+# --- A file that vanishes: the first one takes long enough
+
+mkdir busy
+truncate -s 4T busy/ages || truncate -s 1T busy/ages
+touch busy/vanishes busy/zebra
+"$program" --quiet --threads 1 --csv busy.csv busy >out 2>err &
+wait_for has_open $! ages
+rm busy/vanishes
+: >busy/ages
+status=0
+wait $! || status=$?
+((status == 1)) || fail "status $status after a file has vanished"
+expect_text err \
+    "fingerprint: cannot read 'busy/vanishes': System error : '(2) ENOENT No such file or directory'"
+expect_pattern busy.csv '^1,vanishes,0,$'
+expect_pattern busy.csv '^1,zebra,0,99aa06d3014798d86001c324468d497f$'
+
+# --- Disks that are full, and other places for no list
+
+readonly full="System error : '(28) ENOSPC No space left on device'"
+expect 1 --quiet --csv /dev/full tree
+expect_text err "fingerprint: cannot write '/dev/full': $full"
+expect_pattern out '^files: 6, '
+# Here the buffer is full before the list ends.
+expect 1 --quiet --csv /dev/full /usr/include
+expect_text err "fingerprint: cannot write '/dev/full': $full"
+(
+    trap '' XFSZ
+    ulimit -f 16
+    expect 1 --quiet --csv list.csv /usr/include
+) || exit 1
+expect_text err "fingerprint: cannot write 'list.csv': System error : '(27) EFBIG File too large'"
+expect 0 --quiet --compare list.csv copy  # is the one from before
+expect_no_leftover
+expect 1 --quiet --csv nowhere/list.csv tree
+expect_text err \
+    "fingerprint: cannot write 'nowhere/list.csv': System error : '(2) ENOENT No such file or directory'"
+expect 1 --quiet --csv tree tree
+expect_text err "fingerprint: cannot write 'tree': it is no regular file"
+status=0
+"$program" --quiet tree >/dev/full 2>err || status=$?
+((status == 1)) || fail "status $status instead of 1 without room for the table"
+expect_text err "fingerprint: cannot print to 'standard output': it has failed"
+
+# --- Files that are no earlier list
+
+expect 1 --quiet --compare none.csv tree
+expect_pattern err "^fingerprint: cannot compare with 'none.csv': "
+expect_pattern out '^files: 6, '
+for text in '' 'folder,path' 'a,b,c,d' "$(head -c 100000 /dev/zero | tr '\0' x)"; do
+    printf '%s' "$text" >bad.csv
+    expect 1 --quiet --compare bad.csv tree
+    expect_pattern err "^fingerprint: cannot compare with 'bad.csv': "
+    (($(wc -l <err) == 1)) || fail "more than one line: $(cat err)"
+done
+for row in 1,a 0,a,1,2 x,a,1,2 ,a,1,2 99999999999999999999,a,1,2; do
+    printf 'folder,path,bytes,digest\n%s\n' "$row" >bad.csv
+    expect 1 --quiet --compare bad.csv tree
+    expect_text err "fingerprint: cannot compare with 'bad.csv': row 2 is damaged"
+done
+
+# --- An interruption, by the user or as the parent has ended: the old list stays
+
+truncate -s 4T busy/ages || truncate -s 1T busy/ages
+cp list.csv before.csv
+for signal in INT TERM; do
+    # A shell ignores SIGINT for what it starts in the background, and a program inherits that.
+    env --default-signal=INT "$program" --threads 2 --csv list.csv busy tree >out 2>err &
+    wait_for has_open $! ages
+    kill -$signal $!
+    status=0
+    wait $! || status=$?
+    ((status == 130)) || fail "status $status after SIG$signal ($(cat out err))"
+    expect_pattern err '^fingerprint: interrupted; [0-9]* of 8 files are done, no CSV file is written$'
+    if grep -q RAM out; then fail "there is a table of half the work"; fi
+    cmp -s list.csv before.csv || fail "the old list was changed"
+    expect_no_leftover
+done
+
+# The shell stays its parent: with a command after it, it does not become the program.
+bash -c '"$0" --quiet --threads 1 --csv list.csv busy >out 2>err & echo $! >child; wait; true' "$program" &
+wait_for has_line child
+wait_for has_open "$(cat child)" ages
+kill -KILL $!
+wait $! 2>/dev/null || true
+wait_for is_gone "$(cat child)"
+expect_line err 'fingerprint: interrupted; 0 of 2 files are done, no CSV file is written'
+cmp -s list.csv before.csv || fail "the old list was changed"
+
+# --- Too much memory
+
+expect 3 --memory 1 --csv list.csv busy
+expect_pattern out "^CRITICAL.*Memory watchdog 'fingerprint' : process is using too much RAM"
+cmp -s list.csv before.csv || fail "the old list was changed"
+
+# --- The command line
+
+expect_common_options
+expect_refused "FOLDER is required"
+expect_refused "option '--threads' can't be '0'" --threads 0 tree
+expect_refused "option '--threads' can't be '-1'" --threads -1 tree
+expect_refused "there are too many threads" --threads 1025 tree
+expect_refused "the limit of memory is too high" --memory 1099511627777 tree
+expect_refused "option '--csv' can't be ''" --csv '' tree
+expect_refused "option '--compare' requires a value" tree --compare
+mkdir -- --odd
+expect 0 --quiet -- --odd

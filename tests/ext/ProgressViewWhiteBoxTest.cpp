@@ -1,0 +1,375 @@
+#include <qz/ext/ProgressView.h>
+
+#include <cerrno>
+#include <csignal>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ext/Terminal.h"
+#include "support/Allocations.h"
+#include "support/ChildProcess.h"
+#include "support/LibraryStart.h"
+#include "support/OutputCapture.h"
+
+namespace qz::ext {
+
+// Makes views with a clock of their own.
+class ProgressViewTestPeer {
+public:
+    static std::unique_ptr<ProgressView> Make(const ProgressViewOptions& options,
+                                              const qzCancelInterfaceReadOnly* cancel,
+                                              std::function<long()> clockMs)
+    {
+        return std::unique_ptr<ProgressView>(new ProgressView(options, cancel, std::move(clockMs)));
+    }
+};
+
+namespace {
+
+using ::testing::EndsWith;
+using ::testing::StartsWith;
+
+struct Cancel : qzCancelInterfaceReadOnly {
+    bool shouldCancel() const override { return isRequested; }
+    bool isRequested = false;
+};
+
+class ExtProgressViewTest : public ::testing::Test {
+protected:
+    void start(int descriptor)
+    {
+        mOptions.descriptor = descriptor;
+        mView =
+            ProgressViewTestPeer::Make(mOptions, &mCancel, [this] { return mNowMs += mTickMs; });
+    }
+    void showOn(Terminal& terminal) { start(terminal.getDescriptor()); }
+    /// A moment later, the work is at this part of the whole.
+    void report(double progress, long laterMs)
+    {
+        mNowMs += laterMs;
+        mView->setCurrentStepProgress(progress);
+    }
+
+    support::LibraryStart mStart;
+    ProgressViewOptions mOptions = {"copy", "B", 1e6};
+    Cancel mCancel;
+    long mNowMs = 1'000'000;
+    long mTickMs = 0;  // the time that passes at each reading
+    std::unique_ptr<ProgressView> mView;
+};
+
+TEST_F(ExtProgressViewTest, ShowsABarWithRateAndTimeAndClearsIt)
+{
+    Terminal terminal(80);
+    showOn(terminal);
+    EXPECT_EQ(terminal.takeText(),
+              "\rcopy [>                                                                  ]   0%");
+    report(0.25, 10'000);
+    EXPECT_EQ(terminal.takeText(),
+              "\rcopy [==========>                                ]  25%    25kB/s      30s left");
+    report(1, 10'000);
+    EXPECT_EQ(terminal.takeText(),
+              "\rcopy [===========================================] 100%    50kB/s       0s left");
+    mView.reset();
+    EXPECT_EQ(terminal.takeText(), '\r' + std::string(79, ' ') + '\r');
+}
+
+TEST_F(ExtProgressViewTest, FitsANarrowTerminal)
+{
+    Terminal terminal(20);
+    showOn(terminal);
+    report(0.5, 10'000);
+    EXPECT_EQ(terminal.takeText(), "\r[>           ]   0%\r[======>     ]  50%");
+    mView.reset();
+    EXPECT_EQ(terminal.takeText(), '\r' + std::string(19, ' ') + '\r');
+}
+
+TEST_F(ExtProgressViewTest, FillsAWideTerminal)
+{
+    Terminal terminal(200);
+    showOn(terminal);
+    static_cast<void>(terminal.takeText());
+    report(0.5, 10'000);
+    EXPECT_EQ(terminal.takeText(), "\rcopy [" + std::string(81, '=') + '>' + std::string(81, ' ') +
+                                       "]  50%    50kB/s      10s left");
+}
+
+TEST_F(ExtProgressViewTest, FollowsTheWidthOfTheTerminal)
+{
+    Terminal terminal(200);
+    showOn(terminal);
+    EXPECT_EQ(terminal.takeText().size(), 200U);
+    terminal.setColumns(20);
+    report(0.5, 1000);
+    EXPECT_EQ(terminal.takeText(), "\r[======>     ]  50%");
+    terminal.setColumns(80);
+    report(0.6, 1000);
+    EXPECT_EQ(terminal.takeText().size(), 80U);
+    terminal.setColumns(40);
+    mView.reset();
+    EXPECT_EQ(terminal.takeText(), '\r' + std::string(39, ' ') + '\r');
+}
+
+TEST_F(ExtProgressViewTest, TakesAnUnknownWidthForEightyColumns)
+{
+    Terminal terminal(0);
+    showOn(terminal);
+    EXPECT_EQ(terminal.takeText().size(), 80U);
+}
+
+TEST_F(ExtProgressViewTest, ShowsItselfAtMostTenTimesASecond)
+{
+    Terminal terminal(20);
+    showOn(terminal);
+    static_cast<void>(terminal.takeText());
+    report(0.1, 99);
+    EXPECT_EQ(terminal.takeText(), "");
+    report(0.2, 1);
+    EXPECT_EQ(terminal.takeText(), "\r[==>         ]  20%");
+    report(1, 99);
+    EXPECT_EQ(terminal.takeText(), "");
+    mView->resetNotifier();
+    EXPECT_EQ(terminal.takeText(), "");
+    int shown = 0;
+    for (int i = 0; i < 1000; ++i) {
+        report(i / 1000.0, 1);
+        mView->clearLine();
+        if (!terminal.takeText().empty()) ++shown;
+    }
+    EXPECT_LE(shown, 11);
+    EXPECT_GE(shown, 10);
+}
+
+TEST_F(ExtProgressViewTest, MeasuresAnewAfterAReset)
+{
+    Terminal terminal(80);
+    showOn(terminal);
+    report(0.5, 10'000);
+    mNowMs += 1000;
+    mView->resetNotifier();
+    static_cast<void>(terminal.takeText());
+    report(0.5, 1000);
+    EXPECT_THAT(terminal.takeText(), EndsWith("  50%   500kB/s       1s left"));
+}
+
+TEST_F(ExtProgressViewTest, ClearsItsLineForOtherTexts)
+{
+    Terminal terminal(20);
+    showOn(terminal);
+    static_cast<void>(terminal.takeText());
+    mView->clearLine();
+    EXPECT_EQ(terminal.takeText(), '\r' + std::string(19, ' ') + '\r');
+    mView->clearLine();
+    EXPECT_EQ(terminal.takeText(), "");
+    report(0.5, 1000);
+    EXPECT_EQ(terminal.takeText(), "\r[======>     ]  50%");
+}
+
+TEST_F(ExtProgressViewTest, IsSilentAfterACancel)
+{
+    Terminal terminal(20);
+    showOn(terminal);
+    static_cast<void>(terminal.takeText());
+    mView->cancel();
+    report(0.3, 1000);
+    EXPECT_EQ(terminal.takeText(), '\r' + std::string(19, ' ') + '\r') << "the line is cleared";
+    report(0.5, 1000);
+    mView.reset();
+    EXPECT_EQ(terminal.takeText(), "");
+}
+
+TEST_F(ExtProgressViewTest, IsSilentAfterACancelFromOutside)
+{
+    const support::StderrCapture capture;
+    start(STDERR_FILENO);
+    report(0.2, 1000);
+    mCancel.isRequested = true;
+    report(0.5, 1000);
+    mView.reset();
+    EXPECT_EQ(capture.getText(), "copy: 20%  200kB/s  4s left\n");
+}
+
+TEST_F(ExtProgressViewTest, IsQuietOnRequest)
+{
+    Terminal terminal(80);
+    const support::StderrCapture capture;
+    mOptions.isQuiet = true;
+    showOn(terminal);
+    report(0.5, 1000);
+    mView->clearLine();
+    start(STDERR_FILENO);
+    report(0.5, 1000);
+    mView.reset();
+    EXPECT_EQ(terminal.takeText(), "");
+    EXPECT_EQ(capture.getText(), "");
+}
+
+TEST_F(ExtProgressViewTest, WritesALineEachTenPercentWithoutATerminal)
+{
+    const support::StderrCapture capture;
+    start(STDERR_FILENO);
+    for (int i = 0; i <= 1000; ++i)
+        report(i / 1000.0, 10);
+    mView.reset();
+    EXPECT_EQ(capture.getText(),
+              "copy: 10%  99kB/s  10s left\n"
+              "copy: 20%  99.5kB/s  9s left\n"
+              "copy: 30%  99.7kB/s  8s left\n"
+              "copy: 40%  99.8kB/s  7s left\n"
+              "copy: 50%  99.8kB/s  6s left\n"
+              "copy: 60%  99.8kB/s  5s left\n"
+              "copy: 70%  99.9kB/s  4s left\n"
+              "copy: 80%  99.9kB/s  3s left\n"
+              "copy: 90%  99.9kB/s  2s left\n"
+              "copy: 100%  99.9kB/s\n");
+}
+
+TEST_F(ExtProgressViewTest, WritesOneLineForALeapAndNoneForAStepBack)
+{
+    const support::StderrCapture capture;
+    start(STDERR_FILENO);
+    report(0.57, 0);
+    report(0.2, 0);
+    report(0.58, 0);
+    report(0.61, 0);
+    EXPECT_EQ(capture.getText(), "copy: 57%\ncopy: 61%\n");
+}
+
+TEST_F(ExtProgressViewTest, ShowsTheWholeOfNestedGroups)
+{
+    const support::StderrCapture capture;
+    start(STDERR_FILENO);
+    mView->beginStepGroupWeights({1, 3}, 1, nullptr);
+    mView->changeCurrentStep(2, 1);
+    mView->setCurrentStepProgress(1);
+    mView->endStepGroup();
+    EXPECT_EQ(capture.getText(), "copy: 25%\ncopy: 62%\ncopy: 100%\n");
+}
+
+TEST_F(ExtProgressViewTest, KeepsErrno)
+{
+    Terminal terminal(80);
+    showOn(terminal);
+    errno = EDOM;
+    report(0.5, 1000);
+    EXPECT_EQ(errno, EDOM);
+    start(-1);
+    errno = EDOM;
+    report(0.6, 1000);
+    EXPECT_EQ(errno, EDOM);
+}
+
+TEST_F(ExtProgressViewTest, LetsTheWorkContinueWhenItsOutputIsClosed)
+{
+    const support::ChildResult result = support::runInChild([&] {
+        std::signal(SIGPIPE, SIG_DFL);
+        int ends[2];
+        if (::pipe(ends) != 0) return 2;
+        ::close(ends[0]);
+        start(ends[1]);
+        report(0.5, 1000);
+        report(0.6, 1000);
+        mView.reset();
+        start(-1);
+        report(0.5, 1000);
+        mView.reset();
+        return 7;
+    });
+    EXPECT_EQ(result.getEnd(), "exit 7") << result.err;
+}
+
+TEST_F(ExtProgressViewTest, LetsTheWorkContinueWhenItsTerminalIsClosed)
+{
+    const support::ChildResult result = support::runInChild([&] {
+        Terminal terminal(80);
+        showOn(terminal);
+        terminal.hangUp();
+        report(0.5, 1000);
+        report(0.6, 1000);
+        mView.reset();
+        return 7;
+    });
+    EXPECT_EQ(result.getEnd(), "exit 7") << result.err;
+}
+
+TEST_F(ExtProgressViewTest, MissesALineThatAFullOutputDoesNotTake)
+{
+    int ends[2];
+    ASSERT_EQ(::pipe2(ends, O_NONBLOCK | O_CLOEXEC), 0);
+    const std::string block(4096, 'x');
+    while (::write(ends[1], block.data(), block.size()) > 0) {
+    }
+    start(ends[1]);
+    report(0.5, 1000);
+    std::string text(1 << 20, '\0');
+    while (::read(ends[0], text.data(), text.size()) > 0) {
+    }
+    report(0.6, 1000);
+    text.resize(static_cast<std::size_t>(::read(ends[0], text.data(), text.size())));
+    EXPECT_EQ(text, "copy: 60%  300kB/s  2s left\n");
+    mView.reset();
+    ::close(ends[0]);
+    ::close(ends[1]);
+}
+
+TEST_F(ExtProgressViewTest, LeavesOutATextWithoutMemory)
+{
+    Terminal terminal(20);
+    showOn(terminal);
+    static_cast<void>(terminal.takeText());
+    double progress = 0;
+    const std::size_t count = support::failEachAllocation(
+        [&] {
+            report(progress += 0.01, 1000);
+            mView->clearLine();
+        },
+        [](const support::AllocationFailure& failure) { EXPECT_FALSE(failure.threwBadAlloc); });
+    EXPECT_GT(count, 0U);
+    EXPECT_THAT(terminal.takeText(), StartsWith("\r"));
+}
+
+TEST_F(ExtProgressViewTest, ShowsWholeLinesOfSeveralThreads)
+{
+    constexpr int kThreads = 4;
+    constexpr int kSteps = 250;
+    constexpr std::size_t kColumns = 20;
+    const support::LibraryStart fullStart(FullInit);
+    Terminal terminal(kColumns);
+    mTickMs = 10;
+    showOn(terminal);
+    qzProgressNotifierThreadSafeProxy proxy(mView.get());
+    proxy.setCurrentStepMaxProgress(kThreads * kSteps);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&] {
+            for (int step = 0; step < kSteps; ++step)
+                proxy.incrementCurrentStepProgress(1);
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    const std::string text = terminal.takeText();
+    EXPECT_EQ(text.size() % kColumns, 0U);
+    EXPECT_GE(text.size() / kColumns, 100U);
+    std::string lastPercent;
+    for (std::size_t at = 0; at < text.size(); at += kColumns) {
+        const std::string line = text.substr(at, kColumns);
+        EXPECT_THAT(line, StartsWith("\r["));
+        EXPECT_GE(line.substr(15), lastPercent);
+        lastPercent = line.substr(15);
+    }
+}
+
+}  // namespace
+
+}  // namespace qz::ext

@@ -1,0 +1,25 @@
+#include <cerrno>
+
+#include "faults/FaultTables.h"
+
+namespace qz::faults {
+
+namespace {
+
+const std::string kSums = "sums 3000 4";
+
+}  // namespace
+
+FaultTable getPoolFaults()
+{
+    return {"pool",
+            "C.UTF-8",
+            kSums + "; " + kSums,
+            {
+                {"pthread_create", EAGAIN, {"no pool: Resource temporarily unavailable; " + kSums}},
+            },
+            // A text of a thread that stays short is nothing that it would fail for.
+            {"std::bad_alloc", kSums + "; " + kSums}};
+}
+
+}  // namespace qz::faults
