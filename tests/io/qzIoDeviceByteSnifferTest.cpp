@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "io/BreaksAnother.h"
 #include "support/DeviceStub.h"
 #include "support/LibraryStart.h"
 
@@ -18,20 +19,6 @@ namespace {
 
 constexpr auto kRead = qzIoDevice::DataWayRead;
 constexpr auto kWrite = qzIoDevice::DataWayWrite;
-
-// A device whose writes break another one.
-class BreaksAnother : public DeviceStub {
-public:
-    explicit BreaksAnother(qzIoDevice& other) : mOther(other) {}
-    unsigned long writeBytes(const char* src, unsigned long size) override
-    {
-        mOther.setDeviceError("broken");
-        return DeviceStub::writeBytes(src, size);
-    }
-
-private:
-    qzIoDevice& mOther;
-};
 
 }  // namespace
 
