@@ -402,7 +402,7 @@ TEST_F(qzMutexSystemTest, WaitsOnForTheLockAfterASignalHasBeenHandled)
     EXPECT_TRUE(waiter.awaitDone());
 }
 
-TEST_F(qzMutexSystemTest, AsksTheSystemForAnExclusiveLock)
+TEST_F(qzMutexSystemTest, TakesAnExclusiveLockOfTheSystem)
 {
     EXPECT_EQ(getPlatformCalls({"system-lock", makeName()}), "flock 2\nflock 8\n");
 }

@@ -196,7 +196,7 @@ TEST_F(qzIoDeviceBroadcastTest, AppendsByTheErrorStateAndNotByTheText)
     EXPECT_EQ(outer.getDeviceErrorMsg(), "own, , three") << "the inner one is in error, wordless";
 }
 
-TEST_F(qzIoDeviceBroadcastTest, AppendsTheTextsOfABroadcastBehindIt)
+TEST_F(qzIoDeviceBroadcastTest, AppendsTheTextsOfABroadcastUnderIt)
 {
     mThird.setDeviceError("three");
     qzIoDeviceBroadcast outer({&mBroadcast});

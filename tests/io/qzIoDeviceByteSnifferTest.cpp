@@ -169,7 +169,7 @@ TEST_F(qzIoDeviceByteSnifferTest, JoinsOwnTextDelegateAndDestination)
     EXPECT_EQ(mSniffer.getDeviceErrorMsg(), "own");
 }
 
-TEST_F(qzIoDeviceByteSnifferTest, SaysNoAtTheEndWithABrokenDestination)
+TEST_F(qzIoDeviceByteSnifferTest, ReturnsFalseAtTheEndWithABrokenDestination)
 {
     ASSERT_TRUE(mSniffer.beginDelegation(&mDevice, kWrite));
     mCopy.setDeviceError("copy");

@@ -95,7 +95,7 @@ TEST_F(qzRandomUtilsTest, FillsByItselfWithoutAGenerator)
     EXPECT_GT(std::unique(first.begin(), first.end()) - first.begin(), 192);
 }
 
-TEST_F(qzRandomUtilsTest, LeavesWhatIsBehindTheBuffer)
+TEST_F(qzRandomUtilsTest, LeavesWhatIsAfterTheBuffer)
 {
     std::string buffer(20, 'x');
     qzRandomUtils::Rand(buffer.data() + 4, 8);
