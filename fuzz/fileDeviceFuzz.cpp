@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -11,49 +10,31 @@
 #include "../tests/io/FileDeviceTrial.h"
 #include "../tests/support/LibraryStart.h"
 #include "support/FuzzInput.h"
+#include "support/MemoryFolder.h"
 
 namespace {
 
 using qz::fuzz::expectSame;
 using qz::fuzz::FuzzInput;
+using qz::fuzz::MemoryFolder;
 
-// A folder in memory that is removed at the end.
-class MemoryFolder {
-public:
-    MemoryFolder() : mPath("/dev/shm/qzFileDeviceFuzz-XXXXXX")
-    {
-        expectSame(::mkdtemp(mPath.data()) != nullptr, "no folder " + mPath);
+// Makes the two files anew with `size` bytes; no files for a size of 0.
+void fill(const std::string& folder, std::size_t size)
+{
+    for (const char* name : {"/device", "/plain"}) {
+        std::filesystem::remove(folder + name);
+        if (size != 0) std::ofstream(folder + name, std::ios::binary) << std::string(size, '.');
     }
-    ~MemoryFolder()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(mPath, ignored);
-    }
-    MemoryFolder(const MemoryFolder&) = delete;
-    MemoryFolder& operator=(const MemoryFolder&) = delete;
-
-    // Makes the two files anew with `size` bytes; no files for a size of 0.
-    void fill(std::size_t size) const
-    {
-        for (const char* name : {"/device", "/plain"}) {
-            std::filesystem::remove(mPath + name);
-            if (size != 0) std::ofstream(mPath + name, std::ios::binary) << std::string(size, '.');
-        }
-    }
-    const std::string& getPath() const { return mPath; }
-
-private:
-    std::string mPath;
-};
+}
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     static const qz::support::LibraryStart library;
-    static const MemoryFolder folder;
+    static const MemoryFolder folder("qzFileDeviceFuzz");
     FuzzInput input(data, size);
-    folder.fill(input.takeByte() * 100);
+    fill(folder.getPath(), input.takeByte() * 100);
     static const std::size_t bufferSize = qz::FileDeviceTrial::measureBuffer(folder.getPath());
     qz::FileDeviceTrial trial(folder.getPath(), bufferSize,
                               [&](unsigned long bound) { return input.takeByte() % bound; });

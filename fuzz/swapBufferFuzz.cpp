@@ -3,38 +3,19 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 
 #include "../tests/io/SwapBufferTrial.h"
 #include "../tests/support/LibraryStart.h"
 #include "support/FuzzInput.h"
+#include "support/MemoryFolder.h"
 
 namespace {
 
 using qz::fuzz::expectSame;
 using qz::fuzz::FuzzInput;
-
-// A folder in memory that is removed at the end.
-class MemoryFolder {
-public:
-    MemoryFolder() : mPath("/dev/shm/qzSwapBufferFuzz-XXXXXX")
-    {
-        expectSame(::mkdtemp(mPath.data()) != nullptr, "no folder " + mPath);
-    }
-    ~MemoryFolder()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(mPath, ignored);
-    }
-    MemoryFolder(const MemoryFolder&) = delete;
-    MemoryFolder& operator=(const MemoryFolder&) = delete;
-    const std::string& getPath() const { return mPath; }
-
-private:
-    std::string mPath;
-};
+using qz::fuzz::MemoryFolder;
 
 void compareOverInput(const std::string& folder, FuzzInput& input)
 {
@@ -55,7 +36,7 @@ void compareOverInput(const std::string& folder, FuzzInput& input)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     static const qz::support::LibraryStart library;
-    static const MemoryFolder folder;
+    static const MemoryFolder folder("qzSwapBufferFuzz");
     FuzzInput input(data, size);
     compareOverInput(folder.getPath(), input);
     expectSame(std::filesystem::is_empty(folder.getPath()), "no file is left");

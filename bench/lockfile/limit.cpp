@@ -20,22 +20,7 @@ void measure(benchmark::State& state, const std::string& path, bool removesFile)
     }
 }
 
-void measureRemovedInMemory(benchmark::State& state)
-{
-    const ScratchFile file("lock");
-    measure(state, file.getPath(), /*removesFile=*/true);
-}
-
-void measureRemovedOnDisk(benchmark::State& state)
-{
-    measure(state, makeDiskPath(), /*removesFile=*/true);
-}
-
-void measureKept(benchmark::State& state)
-{
-    const ScratchFile file("lock");
-    measure(state, file.getPath(), /*removesFile=*/false);
-}
+using Rows = FileRows<measure>;
 
 void measureBetweenProcesses(benchmark::State& state)
 {
@@ -48,10 +33,10 @@ void measureBetweenProcesses(benchmark::State& state)
     ::close(file);
 }
 
-const Case kInMemory(kRemovedInMemory, "limit", measureRemovedInMemory);
-const Case kOnDisk(kRemovedOnDisk, "limit", measureRemovedOnDisk, Clock::Wall);
-const Case kKept(kKeptInMemory, "limit", measureKept);
-const Case kExtLock(kFileLock, "limit", measureKept);
+const Case kInMemory(kRemovedInMemory, "limit", Rows::measureRemovedInMemory);
+const Case kOnDisk(kRemovedOnDisk, "limit", Rows::measureRemovedOnDisk, Clock::Wall);
+const Case kKept(kKeptInMemory, "limit", Rows::measureKept);
+const Case kExtLock(kFileLock, "limit", Rows::measureKept);
 const Case kSystem(kBetweenProcesses, "limit", measureBetweenProcesses);
 
 }  // namespace

@@ -34,22 +34,7 @@ void measure(benchmark::State& state, const std::string& path, bool removesFile)
     }
 }
 
-void measureRemovedInMemory(benchmark::State& state)
-{
-    const ScratchFile file("lock");
-    measure(state, file.getPath(), /*removesFile=*/true);
-}
-
-void measureRemovedOnDisk(benchmark::State& state)
-{
-    measure(state, makeDiskPath(), /*removesFile=*/true);
-}
-
-void measureKept(benchmark::State& state)
-{
-    const ScratchFile file("lock");
-    measure(state, file.getPath(), /*removesFile=*/false);
-}
+using Rows = FileRows<measure>;
 
 void measureFileLock(benchmark::State& state)
 {
@@ -72,9 +57,9 @@ void measureBetweenProcesses(benchmark::State& state)
 }
 
 const Check kStart("the library doesn't start", startsLibrary);
-const Case kInMemory(kRemovedInMemory, "qz", measureRemovedInMemory);
-const Case kOnDisk(kRemovedOnDisk, "qz", measureRemovedOnDisk, Clock::Wall);
-const Case kKept(kKeptInMemory, "qz", measureKept);
+const Case kInMemory(kRemovedInMemory, "qz", Rows::measureRemovedInMemory);
+const Case kOnDisk(kRemovedOnDisk, "qz", Rows::measureRemovedOnDisk, Clock::Wall);
+const Case kKept(kKeptInMemory, "qz", Rows::measureKept);
 const Case kExtLock(kFileLock, "qz", measureFileLock);
 const Case kSystem(kBetweenProcesses, "qz", measureBetweenProcesses);
 

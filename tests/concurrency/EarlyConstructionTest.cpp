@@ -228,7 +228,7 @@ TEST_P(ConstructionInAForkedChild, IsAForkReportEach)
     EXPECT_EQ(result.getEnd(), "exit 0") << result.err;
 }
 
-TEST_P(ConstructionInAForkedChild, EndsWithAForkReportOfEachPartThatLooks)
+TEST_P(ConstructionInAForkedChild, EndsWithAForkReportOfEachPartThatChecks)
 {
     const LibraryStart library(FullInit);
     const pid_t parent = ::getpid();

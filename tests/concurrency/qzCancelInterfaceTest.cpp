@@ -143,7 +143,7 @@ TEST(qzCancelInterfaceProxyReadOnlyTest, NeverCancelsByItself)
     EXPECT_FALSE(qzCancelInterfaceProxyReadOnly().shouldCancel());
 }
 
-TEST(qzCancelInterfaceProxyReadOnlyTest, LooksAtItsFlagEachTime)
+TEST(qzCancelInterfaceProxyReadOnlyTest, ChecksItsFlagEachTime)
 {
     bool flag = false;
     const qzCancelInterfaceProxyReadOnly proxy(&flag);
@@ -184,7 +184,7 @@ TEST(qzCancelInterfaceProxyTest, SetsItsFlagBeforeTheTargetHearsOfIt)
     EXPECT_TRUE(flag);
 }
 
-TEST(qzCancelInterfaceProxyTest, TellsTheTargetEachTimeAndTheParentNever)
+TEST(qzCancelInterfaceProxyTest, CancelsTheTargetEachTimeAndTheParentNever)
 {
     Calls calls;
     bool flag = true;

@@ -15,7 +15,6 @@
 #include <iostream>
 #include <memory>
 #include <optional>
-#include <regex>
 #include <set>
 #include <string>
 #include <thread>
@@ -119,10 +118,11 @@ public:
 std::set<std::string> listRandomNames()
 {
     std::set<std::string> names;
-    const std::regex isRandom("[0-9a-f]{12}4[0-9a-f]{3}[89ab][0-9a-f]{15}");
+    const ::testing::Matcher<std::string> isRandom =
+        ::testing::MatchesRegex("[0-9a-f]{12}4[0-9a-f]{3}[89ab][0-9a-f]{15}");
     for (const fs::directory_entry& entry : fs::directory_iterator("/var/lock")) {
         const std::string name = entry.path().filename();
-        if (std::regex_match(name, isRandom)) names.insert(name);
+        if (isRandom.Matches(name)) names.insert(name);
     }
     return names;
 }
@@ -402,7 +402,7 @@ TEST_F(qzMutexSystemTest, WaitsOnForTheLockAfterASignalHasBeenHandled)
     EXPECT_TRUE(waiter.awaitDone());
 }
 
-TEST_F(qzMutexSystemTest, AsksTheSystemForAnExclusiveLock)
+TEST_F(qzMutexSystemTest, TakesAnExclusiveLockOfTheSystem)
 {
     EXPECT_EQ(getPlatformCalls({"system-lock", makeName()}), "flock 2\nflock 8\n");
 }

@@ -83,7 +83,7 @@ TYPED_TEST(BothMutexes, KeepOtherThreadsOutWhileLocked)
     EXPECT_TRUE(isFree(mutex));
 }
 
-TYPED_TEST(BothMutexes, AreGivenBackAsOftenAsTheyWereTaken)
+TYPED_TEST(BothMutexes, AreReleasedAsOftenAsTheyWereTaken)
 {
     TypeParam mutex;
     mutex.lock();

@@ -383,7 +383,7 @@ TYPED_TEST(qzProgressNotifierCancel, MayLoseItsSources)
     EXPECT_TRUE(this->mNotifier.shouldCancel());
 }
 
-TEST(qzProgressNotifierBaseTest, HasAFlagOfItsOwnForWantOfAnother)
+TEST(qzProgressNotifierBaseTest, HasAFlagOfItsOwnWithoutAnother)
 {
     const qzProgressNotifierBase notifier(nullptr, nullptr);
     EXPECT_TRUE(Peer::isNeverCancel(notifier));

@@ -84,7 +84,7 @@ TEST_F(qzSemaphoreTest, WaitsUntilAllThatIsWantedIsThere)
     EXPECT_EQ(semaphore.getNoResources(), 0U);
 }
 
-TEST_F(qzSemaphoreTest, LetsTheOnePassThatWantsLess)
+TEST_F(qzSemaphoreTest, LetsTheOnePassThatRequestsLess)
 {
     qzSemaphore semaphore(0);
     const Waiter large([&] { semaphore.acquire(3); });
@@ -119,7 +119,7 @@ TEST_F(qzSemaphoreTest, TakesNoLockToGiveNothing)
     editMutex(semaphore).unlock();
 }
 
-TEST_F(qzSemaphoreTest, TakesNoLockToTellItsCount)
+TEST_F(qzSemaphoreTest, TakesNoLockToReportItsCount)
 {
     qzSemaphore semaphore(4);
     editMutex(semaphore).lock();

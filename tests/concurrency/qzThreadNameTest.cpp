@@ -59,7 +59,7 @@ TEST_F(qzThreadTest, IsDescribedByAnEmptyName)
     EXPECT_NE(qzThreadTestPeer::getDescription(thread), "") << "it stays";
 }
 
-TEST_F(qzThreadTest, TellsTheNumberOfTheStandardThread)
+TEST_F(qzThreadTest, ReportsTheNumberOfTheStandardThread)
 {
     std::string ownId;
     std::string kernelId;
@@ -104,7 +104,7 @@ TEST_F(qzThreadTest, KeepsItsNumberForOthersWhileAThreadWaitsForIt)
     EXPECT_EQ(thread.getThreadId(), "InvalidThread");
 }
 
-TEST_F(qzThreadTest, TellsThatAThreadDoesNotExecute)
+TEST_F(qzThreadTest, ReportsThatAThreadDoesNotExecute)
 {
     NamedThread thread;
     std::thread none;

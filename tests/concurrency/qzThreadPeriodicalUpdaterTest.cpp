@@ -1,7 +1,6 @@
 #include <atomic>
 #include <csignal>
 #include <memory>
-#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -154,7 +153,7 @@ TEST_F(qzThreadPeriodicalUpdaterTest, CallsInTheOrderOfAddition)
     updater->addCallback(&note, &third);
     updater.reset();
     // A round is an addition's or the last one; one round may serve several additions.
-    EXPECT_TRUE(std::regex_match(trace, std::regex("(1(23?)?)*123"))) << trace;
+    EXPECT_THAT(trace, ::testing::MatchesRegex("(1(23?)?)*123"));
 }
 
 TEST_F(qzThreadPeriodicalUpdaterTest, CallsNothingMoreThatIsRemoved)

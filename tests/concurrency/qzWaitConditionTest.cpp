@@ -145,7 +145,7 @@ TEST_F(qzWaitConditionTest, WaitsUntilTheTimeIsOver)
     EXPECT_GE(readWallClock() - begin, std::chrono::milliseconds(30));
 }
 
-TEST_F(qzWaitConditionTest, AnswersWithTrueWhenWokenAheadOfItsTime)
+TEST_F(qzWaitConditionTest, AnswersWithTrueWhenWokenBeforeItsTime)
 {
     const Waiter waiter([this] {
         const qzMutexLocker locker(mMutex);

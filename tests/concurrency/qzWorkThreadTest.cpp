@@ -213,7 +213,7 @@ TEST_F(qzWorkThreadTest, GoesBackToSleepAfterAWakeForNothing)
     EXPECT_TRUE(thread.awaitDone(1));
 }
 
-TEST_F(qzWorkThreadTest, LeavesJobsThatWereAddedAheadOfTheFirstWake)
+TEST_F(qzWorkThreadTest, LeavesJobsThatWereAddedBeforeTheFirstWake)
 {
     class LateThread : public qzWorkThread {
     public:
@@ -311,7 +311,7 @@ TEST_F(qzWorkThreadTest, TakesNoJobDuringAChange)
 
 // --- Dropping
 
-TEST_F(qzWorkThreadTest, TellsEachJobThatItIsDropped)
+TEST_F(qzWorkThreadTest, NotifiesEachJobThatItIsDropped)
 {
     TestWorkThread thread;
     TestJob first;
@@ -389,7 +389,7 @@ TEST_F(qzWorkThreadTest, DoesNothingToAPlainJobThatIsDropped)
 
 // --- The stop
 
-TEST_F(qzWorkThreadTest, StopsBehindTheJobAtWorkAndLeavesTheOthers)
+TEST_F(qzWorkThreadTest, StopsAfterTheRunningJobAndLeavesTheOthers)
 {
     TestWorkThread thread;
     LongJob first;

@@ -1,15 +1,13 @@
 #pragma once
 
-#include <ostream>
-#include <set>
 #include <string>
 #include <vector>
 
-#include <qz/SystemError.h>
-
 namespace qz::faults {
 
-using Outcomes = std::set<std::string>;
+// Few headers and plain lists, as each table is compiled by itself.
+
+using Texts = std::vector<std::string>;
 
 /// A call that a scenario makes and the error that it fails with.
 ///
@@ -17,31 +15,23 @@ using Outcomes = std::set<std::string>;
 /// come up, and nothing else but what may: how often a call is made is the library's own affair,
 /// and a fast road may spare some.
 struct CallRow {
-    std::string call;
+    const char* call;
     int error;
-    Outcomes must;
-    Outcomes may = {};
+    Texts must;
+    Texts may = {};
 };
 
 /// What one scenario comes to. Its program is in scenario_NAME.cpp, its table in table_NAME.cpp.
 struct FaultTable {
-    std::string name;
-    std::string locale;
+    const char* name;
+    const char* locale;
     std::string goodOutcome;
     std::vector<CallRow> calls;
-    Outcomes allocations;  ///< Empty for a scenario whose allocations are failed elsewhere.
+    Texts allocations;  ///< Empty for a scenario whose allocations are failed elsewhere.
 };
 
-inline void PrintTo(const FaultTable& table, std::ostream* out)
-{
-    *out << table.name;
-}
-
 /// The system's text for an error number.
-inline std::string describe(int error)
-{
-    return SystemError(error).toString();
-}
+std::string describe(int error);
 
 // The texts of a file device, which those that use one hand on.
 inline const std::string kReadError = "std sub stream bad bit is set after a read";

@@ -2,6 +2,7 @@
 
 #include <locale.h>
 
+#include <filesystem>
 #include <iostream>
 #include <set>
 
@@ -67,6 +68,14 @@ Watch::Watch()
 Watch::~Watch()
 {
     if (qzFaultsWatch != nullptr) qzFaultsWatch(-1);
+}
+
+std::string makeFreshPath(const std::string& folder)
+{
+    const support::AllocationPause ownWork;
+    std::string path = folder + "/file";
+    std::filesystem::remove(path);
+    return path;
 }
 
 int runScenario(int argumentCount, char** arguments, Work work)

@@ -18,6 +18,9 @@ public:
 /// @param folder a folder to work in, which is the same at each call.
 using Work = std::string (*)(const std::string& folder);
 
+/// Removes the file that an earlier run has left; gives its path. No part of the work.
+std::string makeFreshPath(const std::string& folder);
+
 /// The main function of a scenario.
 ///
 /// Without arguments it does the work once and prints "outcome: " and the outcome. With

@@ -3,14 +3,12 @@
 
 #include <unistd.h>
 
-#include <filesystem>
 #include <string>
 
 #include <qz/ext/FileLock.h>
 #include <qz/qzCancelInterface.h>
 
 #include "faults/Scenario.h"
-#include "support/Allocations.h"
 #include "support/LibraryStart.h"
 
 namespace {
@@ -56,13 +54,7 @@ std::string useLocks(const std::string& path)
 
 std::string work(const std::string& folder)
 {
-    std::string path;
-    {
-        const qz::support::AllocationPause ownWork;
-        path = folder + "/lock";
-        std::filesystem::remove(path);
-    }
-    return useLocks(path);
+    return useLocks(qz::faults::makeFreshPath(folder));
 }
 
 }  // namespace

@@ -89,7 +89,7 @@ TEST_F(FileSystemVisitorTest, ForgetsTheFilterAfterTheWalk)
     EXPECT_EQ(recorder.getLines("file ").size(), 6U);
 }
 
-TEST_F(FileSystemVisitorTest, AsksForAnEndAheadOfEachExtension)
+TEST_F(FileSystemVisitorTest, ChecksTheCancellationBeforeEachExtension)
 {
     const Lines extensions = {"a", "", "b"};
     for (std::size_t question = 1; question <= 3; ++question) {
@@ -106,7 +106,7 @@ TEST_F(FileSystemVisitorTest, AsksForAnEndAheadOfEachExtension)
 }
 
 // Callers know that a cancelled list is the beginning of the next one.
-TEST_F(FileSystemVisitorTest, KeepsTheExtensionsAheadOfACancellationForTheNextWalk)
+TEST_F(FileSystemVisitorTest, KeepsTheExtensionsBeforeACancellationForTheNextWalk)
 {
     for (const char* name : {"x.a", "x.b", "x.c", "x.d"})
         write(name);

@@ -67,7 +67,7 @@ TEST_F(FileSystemVisitorTest, RewritesBackslashesOfTheRoot)
 }
 
 // Through a link, ".." leads elsewhere by the text than for the system.
-TEST_F(FileSystemVisitorTest, LooksForEntriesBySimplifiedPaths)
+TEST_F(FileSystemVisitorTest, FindsEntriesBySimplifiedPaths)
 {
     fs::create_directories(getPath("far/deep"));
     fs::create_directories(getPath("far/one"));

@@ -25,7 +25,7 @@ constexpr std::size_t kNever = ~std::size_t(0);
 
 // --- The calls and their order
 
-TEST_F(FileSystemVisitorTest, CallsAheadOfAFolderWithinItAndBehindIt)
+TEST_F(FileSystemVisitorTest, CallsBeforeAFolderWithinItAndAfterIt)
 {
     makeFolder("a/b");
     write("a/b/file");
@@ -131,7 +131,7 @@ TEST_F(FileSystemVisitorTest, KeepsItsFieldsInOrder)
 
 // --- Early ends
 
-TEST_F(FileSystemVisitorTest, EndsAtEachCallThatSaysSo)
+TEST_F(FileSystemVisitorTest, EndsAtEachCallThatReturnsFalse)
 {
     makeTree();
     const Lines all = walk(mRoot);
@@ -142,7 +142,7 @@ TEST_F(FileSystemVisitorTest, EndsAtEachCallThatSaysSo)
     }
 }
 
-TEST_F(FileSystemVisitorTest, AsksForAnEndAheadOfEachEntry)
+TEST_F(FileSystemVisitorTest, ChecksTheCancellationBeforeEachEntry)
 {
     makeTree();
     const CancelFrom never(kNever);
@@ -151,7 +151,7 @@ TEST_F(FileSystemVisitorTest, AsksForAnEndAheadOfEachEntry)
     EXPECT_EQ(never.getAsked(), kEntriesOfTree);
 }
 
-TEST_F(FileSystemVisitorTest, EndsAtEachQuestionThatSaysSo)
+TEST_F(FileSystemVisitorTest, EndsAtEachCheckOfTheCancellationThatIsTrue)
 {
     makeTree();
     for (std::size_t question = 1; question <= kEntriesOfTree; ++question) {

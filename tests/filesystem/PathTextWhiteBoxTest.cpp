@@ -35,7 +35,7 @@ TEST(PathText, KnowsPlainNamesAtAllLengths)
     }
 }
 
-TEST(PathText, LooksAtNoByteBesideTheName)
+TEST(PathText, ReadsNoByteBesideTheName)
 {
     const std::string text = "\\plain name\\";
     EXPECT_TRUE(filesystem::isPlainName(std::string_view(text).substr(1, text.size() - 2)));

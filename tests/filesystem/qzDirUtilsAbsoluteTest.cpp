@@ -202,7 +202,7 @@ TEST_F(qzDirUtilsAbsolute, TakesARelativeBaseFromTheCurrentFolder)
 }
 
 // The base is no absolute path before its backslash is made a slash.
-TEST_F(qzDirUtilsAbsolute, ResolvesFromTheRootBehindALoneBackslash)
+TEST_F(qzDirUtilsAbsolute, ResolvesFromTheRootAfterALoneBackslash)
 {
     EXPECT_EQ(make("tmp", "\\"), fs::canonical("/tmp").string());
     EXPECT_EQ(make("missing-there", "\\"), "");
@@ -448,7 +448,7 @@ TEST_P(qzDirUtilsIsNetworkPathRows, GoByTheTypeOfTheFileSystem)
 INSTANTIATE_TEST_SUITE_P(Rows, qzDirUtilsIsNetworkPathRows, ::testing::ValuesIn(kFileSystemRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
-TEST(qzDirUtilsIsNetworkPath, IsFalseWhenTheSystemCannotTell)
+TEST(qzDirUtilsIsNetworkPath, IsFalseForAPseudoFileSystemAndMissingPaths)
 {
     EXPECT_FALSE(qzDirUtils::IsNetworkPath("/proc"));
     EXPECT_FALSE(qzDirUtils::IsNetworkPath("/missing-there"));

@@ -170,7 +170,7 @@ TEST_F(qzDirUtilsClearFolder, OpensThePathAsItIsGiven)
 
 // Through a link, ".." leads out of the link's target for the system, and out of the link's folder
 // by the text: so the entry is a file to the one and a folder by the other.
-TEST_F(qzDirUtilsClearFolder, AsksForEntriesBySimplifiedPaths)
+TEST_F(qzDirUtilsClearFolder, FindsEntriesBySimplifiedPaths)
 {
     fs::create_directories(getPath("far/deep"));
     mFolder.write("far/entry", "");
@@ -190,7 +190,7 @@ TEST_F(qzDirUtilsClearFolder, RemovesFilesWithABackslashInTheirNames)
 }
 
 // The question goes to the simplified path, where there is a folder, and the opening to the file.
-TEST_F(qzDirUtilsClearFolder, TakesABackslashForASeparatorWhenItLooksForAFolder)
+TEST_F(qzDirUtilsClearFolder, TakesABackslashForASeparatorWhenItChecksForAFolder)
 {
     fs::create_directory(getPath("other"));
     write("..\\other");
@@ -214,7 +214,7 @@ TEST_F(qzDirUtilsClearFolder, LeavesErrnoOfTheFailedCall)
 }
 
 // The first text stays, and so do the folders above, each after an attempt.
-TEST_F(qzDirUtilsClearFolder, TellsTheFirstEntryThatCannotBeRemovedAtEachDepth)
+TEST_F(qzDirUtilsClearFolder, ReportsTheFirstEntryThatCannotBeRemovedAtEachDepth)
 {
     expectAsNobody([this] {
         std::string closed = getPath("mine");
@@ -239,7 +239,7 @@ TEST_F(qzDirUtilsClearFolder, TellsTheFirstEntryThatCannotBeRemovedAtEachDepth)
     });
 }
 
-TEST_F(qzDirUtilsClearFolder, TellsAFolderThatCannotBeOpenedWithoutAName)
+TEST_F(qzDirUtilsClearFolder, ReportsAFolderThatCannotBeOpenedWithoutAName)
 {
     expectAsNobody([this] {
         fs::create_directories(getPath("mine/closed"));
@@ -279,7 +279,7 @@ TEST_F(qzDirUtilsClearFolder, TriesToRemoveTheFolderEvenAfterAFailure)
     });
 }
 
-TEST_F(qzDirUtilsClearFolder, TellsAFolderThatCannotBeRemoved)
+TEST_F(qzDirUtilsClearFolder, ReportsAFolderThatCannotBeRemoved)
 {
     const WorkingFolder here(mFolder.getPath());
     expectAsNobody([this] {
@@ -349,7 +349,7 @@ TEST_F(qzDirUtilsClearFolder, FailsAtAFolderWhosePathIsTooLong)
 
 // --- Cancelling
 
-TEST_F(qzDirUtilsClearFolder, AsksAheadOfEachEntryAndBehindEachFolder)
+TEST_F(qzDirUtilsClearFolder, ChecksTheCancellationBeforeEachEntryAndAfterEachFolder)
 {
     makeTree();
     const CancelAt never(0, CancelAt::Once);
@@ -379,7 +379,7 @@ TEST_F(qzDirUtilsClearFolder, TouchesNothingWhenItIsCancelledBefore)
 }
 
 // The loop ends, but the last poll isn't cancelled any more: the folder is tried.
-TEST_F(qzDirUtilsClearFolder, GoesByTheLastAnswerBehindAFolder)
+TEST_F(qzDirUtilsClearFolder, FollowsTheLastCheckOfTheCancellationAfterAFolder)
 {
     write("a");
     const CancelAt cancel(1, CancelAt::Once);
@@ -393,7 +393,7 @@ TEST_F(qzDirUtilsClearFolder, GoesByTheLastAnswerBehindAFolder)
 }
 
 // Asks for an end once an entry has failed: the text of that goes.
-TEST_F(qzDirUtilsClearFolder, TellsTheCancellationRatherThanAFailure)
+TEST_F(qzDirUtilsClearFolder, ReportsTheCancellationRatherThanAFailure)
 {
     expectAsNobody([this] {
         fs::create_directories(getPath("mine"));
@@ -412,7 +412,7 @@ TEST_F(qzDirUtilsClearFolder, TellsTheCancellationRatherThanAFailure)
 }
 
 // The entry after the failed one is read, and dropped without a poll.
-TEST_F(qzDirUtilsClearFolder, AsksNothingMoreBehindAFailedEntryButAtTheEnd)
+TEST_F(qzDirUtilsClearFolder, ChecksNoCancellationAfterAFailedEntryButAtTheEnd)
 {
     expectAsNobody([this] {
         fs::create_directories(getPath("mine"));
@@ -495,7 +495,7 @@ private:
     mutable std::vector<std::size_t> mCounts;
 };
 
-TEST_F(qzDirUtilsClearFolder, ClosesAFolderAheadOfItsLastQuestion)
+TEST_F(qzDirUtilsClearFolder, ClosesAFolderBeforeItsLastCheckOfTheCancellation)
 {
     makeFolder("a");
     const std::size_t openBefore = support::countOpenDescriptors();

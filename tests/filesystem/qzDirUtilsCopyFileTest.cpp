@@ -75,7 +75,7 @@ TEST_F(qzDirUtilsCopyFile, MakesTheFileForEverybodyWithinTheUmask)
     EXPECT_EQ(fs::status(mDestination).permissions(), fs::perms(0666));
 }
 
-TEST_F(qzDirUtilsCopyFile, LeavesPermissionsAndTimesBehind)
+TEST_F(qzDirUtilsCopyFile, CopiesNoPermissionsAndTimes)
 {
     mFolder.write("source", "content");
     fs::permissions(mSource, fs::perms(0700));
@@ -198,7 +198,7 @@ TEST_F(qzDirUtilsCopyFile, EmptiesAFileThatIsCopiedOverItself)
 }
 
 // Nothing can be read from a folder, and nothing written to a full disk; both are ignored.
-TEST_F(qzDirUtilsCopyFile, TellsNoErrorOfReadingOrWriting)
+TEST_F(qzDirUtilsCopyFile, ReportsNoErrorOfReadingOrWriting)
 {
     mSource = mFolder.getPath();
     EXPECT_TRUE(copy());

@@ -41,7 +41,7 @@ TEST_F(qzDirUtilsDirExists, FollowsLinks)
 }
 
 // "b" needn't exist, and the closing slash doesn't matter.
-TEST_F(qzDirUtilsDirExists, LooksAtTheSimplifiedPath)
+TEST_F(qzDirUtilsDirExists, ChecksTheSimplifiedPath)
 {
     fs::create_directories(getPath("a/c"));
     EXPECT_TRUE(qzDirUtils::DirExistsUtf8(getPath("a//b/../c/")));

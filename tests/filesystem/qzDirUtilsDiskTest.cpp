@@ -32,7 +32,7 @@ TEST_F(qzDirUtilsGrantAll, AddsPermissionsAndKeepsTheOtherBits)
     EXPECT_EQ(fs::status(getPath("folder")).permissions(), fs::perms(01777));
 }
 
-TEST_F(qzDirUtilsGrantAll, FailsWhereItCannotLookOrMayNotChange)
+TEST_F(qzDirUtilsGrantAll, FailsWhereItCannotReadOrMayNotChange)
 {
     EXPECT_FALSE(qzDirUtils::GrantAllFilePermissionsUtf8(getPath("missing")));
     EXPECT_EQ(errno, ENOENT);

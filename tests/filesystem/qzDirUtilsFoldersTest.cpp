@@ -137,7 +137,7 @@ const ProgramRow kProgramRows[] = {
 
 class qzDirUtilsProcessFolderRows : public ::testing::TestWithParam<ProgramRow> {};
 
-TEST_P(qzDirUtilsProcessFolderRows, GiveWhatIsAheadOfTheLastSlash)
+TEST_P(qzDirUtilsProcessFolderRows, GiveWhatIsBeforeTheLastSlash)
 {
     const support::ChildResult result =
         support::runProgram({.program = "process_folder", .arguments = GetParam().file});

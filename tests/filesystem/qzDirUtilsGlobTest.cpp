@@ -172,7 +172,7 @@ TEST_F(qzDirUtilsGlob, EmptiesTheVectorsForAMissingFolderToo)
     EXPECT_THAT(mFiles, ElementsAre("before"));
 }
 
-TEST_F(qzDirUtilsGlob, JoinsNamesToARootWithASlashBehindIt)
+TEST_F(qzDirUtilsGlob, JoinsNamesToARootWithASlashAtItsEnd)
 {
     qzDirUtils::GlobFileAndFolderUtf8(mFolder.getPath() + "/a/", &mFolders, &mFiles, nullptr, 2);
     EXPECT_THAT(mFolders, ElementsAre(getPath("a/b")));

@@ -54,7 +54,7 @@ TEST_F(qzDirUtilsMkpath, PassesOverDoubledAndClosingSlashes)
     EXPECT_TRUE(fs::is_directory(getPath("a/b")));
 }
 
-TEST_F(qzDirUtilsMkpath, TakesThePathAsItStands)
+TEST_F(qzDirUtilsMkpath, TakesThePathUnchanged)
 {
     // A ".." leads back out of a folder that is made first, and a backslash is a character.
     EXPECT_TRUE(qzDirUtils::MkpathUtf8(getPath("a/../b\\c")));
@@ -112,7 +112,7 @@ TEST_F(qzDirUtilsMkpath, CannotMakeWhatHasNoName)
     EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(qzDirUtilsMkpath, LeavesWhatItMadeAheadOfAFailure)
+TEST_F(qzDirUtilsMkpath, LeavesWhatItMadeBeforeAFailure)
 {
     EXPECT_FALSE(qzDirUtils::MkpathUtf8(getPath("a/" + std::string(300, 'x') + "/b")));
     EXPECT_EQ(errno, ENAMETOOLONG);

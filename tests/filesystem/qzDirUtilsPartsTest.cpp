@@ -307,7 +307,7 @@ TEST(qzDirUtilsParts, CanBeCutFromTheTextThatReceivesThem)
 
 // --- IsPathRelativeUtf8, GenerateValidFileName
 
-TEST(qzDirUtilsIsPathRelative, AsksTheFirstByteAlone)
+TEST(qzDirUtilsIsPathRelative, ChecksTheFirstByteAlone)
 {
     EXPECT_TRUE(qzDirUtils::IsPathRelativeUtf8(""));
     EXPECT_TRUE(qzDirUtils::IsPathRelativeUtf8("a/b"));

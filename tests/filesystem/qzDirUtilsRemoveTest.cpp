@@ -52,7 +52,7 @@ TEST_F(qzDirUtilsRename, KeepsTheTextOnSuccess)
     EXPECT_EQ(error, "before");
 }
 
-TEST_F(qzDirUtilsRename, TellsWhyItFailed)
+TEST_F(qzDirUtilsRename, ReportsWhyItFailed)
 {
     std::string error;
     EXPECT_FALSE(qzDirUtils::RenameFileUtf8(getPath("missing"), getPath("b"), &error));
@@ -104,7 +104,7 @@ TEST_F(qzDirUtilsRemove, HasRemovedTheEmptyPathAlready)
     EXPECT_TRUE(qzDirUtils::RemoveFileUtf8("", nullptr));
 }
 
-TEST_F(qzDirUtilsRemove, TellsWhyItFailed)
+TEST_F(qzDirUtilsRemove, ReportsWhyItFailed)
 {
     std::string error = "before";
     const std::string path = getPath("missing");

@@ -113,7 +113,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, qzFileInfoUtf8Fields, ::testing::ValuesIn(kFieldR
 
 using qzDirUtilsGetFileInfo = FolderFixture;
 
-TEST_F(qzDirUtilsGetFileInfo, TellsOfAFile)
+TEST_F(qzDirUtilsGetFileInfo, DescribesAFile)
 {
     const std::string path = mFolder.write("file", "12345");
     const timeval times[2] = {{1'000, 900'000}, {-2'000, 0}};
@@ -134,7 +134,7 @@ TEST_F(qzDirUtilsGetFileInfo, TellsOfAFile)
     EXPECT_FALSE(info.isDirectory);
 }
 
-TEST_F(qzDirUtilsGetFileInfo, TellsSizesBeyondThirtyTwoBits)
+TEST_F(qzDirUtilsGetFileInfo, ReportsSizesBeyondThirtyTwoBits)
 {
     const std::string path = mFolder.write("file", "");
     fs::resize_file(path, 5'000'000'000);
@@ -143,7 +143,7 @@ TEST_F(qzDirUtilsGetFileInfo, TellsSizesBeyondThirtyTwoBits)
     EXPECT_EQ(info.size, 5'000'000'000U);
 }
 
-TEST_F(qzDirUtilsGetFileInfo, TellsFilesFromFoldersAndOtherObjects)
+TEST_F(qzDirUtilsGetFileInfo, DistinguishesFilesFromFoldersAndOtherObjects)
 {
     qzFileInfoUtf8 info;
     qzDirUtils::GetFileInfoUtf8(mFolder.getPath(), info);

@@ -390,7 +390,7 @@ void allowMemoryAlone()
     ASSERT_EQ(::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program), 0);
 }
 
-TEST_F(XRefBuild, AsksTheSystemForNothingWhenItTakesAnIndex)
+TEST_F(XRefBuild, MakesNoSystemCallWhenItTakesAnIndex)
 {
     for (int i = 0; i < 100; ++i)
         write("s/" + std::to_string(i % 10) + "/file" + std::to_string(i));

@@ -356,7 +356,7 @@ TEST(XRefResolving, FindsNothingWithoutAnIndex)
 }
 
 // Callers build such texts from foreign files.
-TEST(XRefResolving, EndsANameAtAZeroByteWhenItLooksForVersions)
+TEST(XRefResolving, EndsANameAtAZeroByteWhenItSearchesVersions)
 {
     const SearchPath path = Peer::make("r", {"p.prt", "p.prt.1"});
     EXPECT_EQ(path.resolveXRef(std::string("p\0q.prt", 7)).path, "r/p.prt");

@@ -175,7 +175,7 @@ TEST_F(FilterChainTest, StopsAtTheNearEndOnceTheFarEndIsBroken)
     EXPECT_THAT(mCopy.getCalls(), IsEmpty());
 }
 
-TEST_F(FilterChainTest, TellsAtTheEndWhatCouldNotBeHandedOn)
+TEST_F(FilterChainTest, ReportsAtTheEndWhatCouldNotBeHandedOn)
 {
     begin(mDevice, kWrite);
     getOutermost().writeBytes("held", 4);

@@ -74,7 +74,7 @@ TEST_F(qzDataStreamFailure, ReplacesATextThatIsThere)
     EXPECT_EQ(mStream.getErrorMsg(), "new");
 }
 
-TEST_F(qzDataStreamFailure, ShowsTheDevicesWordsBehindItsOwn)
+TEST_F(qzDataStreamFailure, ShowsTheDevicesTextAfterItsOwn)
 {
     qzDataStreamTestPeer::setErrorText(mStream, "own");
     EXPECT_EQ(mStream.getErrorMsg(), "own");
@@ -93,7 +93,7 @@ TEST_F(qzDataStreamFailure, OfTheDeviceShowsWithoutOneOfTheStream)
     EXPECT_TRUE(mStream.isOk()) << "the stream itself had not failed";
 }
 
-TEST_F(qzDataStreamFailure, OfADeviceBehindADeviceShowsWithoutAText)
+TEST_F(qzDataStreamFailure, OfADeviceUnderADeviceShowsWithoutAText)
 {
     qzIoDeviceBroadcast broadcast({&mDevice});
     mStream.setIoDevice(&broadcast, kLittle);
@@ -232,7 +232,7 @@ TEST_F(qzDataStreamFailure, StillWritesATextWhoseCountFailed)
     EXPECT_FALSE(mStream.isOk());
 }
 
-TEST_F(qzDataStreamFailure, StopsTextsButNotNumbersBehindIt)
+TEST_F(qzDataStreamFailure, StopsTextsButNotNumbersAfterIt)
 {
     mDevice.stopAfter(0);
     mStream << 1;
@@ -243,7 +243,7 @@ TEST_F(qzDataStreamFailure, StopsTextsButNotNumbersBehindIt)
     EXPECT_THAT(mDevice.getCalls(), ElementsAre("write 4 -> 0"));
 }
 
-TEST_F(qzDataStreamFailure, EmptiesTextsThatAreReadBehindIt)
+TEST_F(qzDataStreamFailure, EmptiesTextsThatAreReadAfterIt)
 {
     std::string text = "old";
     std::vector<char> bytes(3, 'x');
@@ -277,7 +277,7 @@ TEST_F(qzDataStreamFailure, EmptiesATextThatCameShortIntoOneOfItsSize)
     EXPECT_FALSE(mStream.isOk());
 }
 
-TEST_F(qzDataStreamFailure, ReadsNoBytesBehindAShortCount)
+TEST_F(qzDataStreamFailure, ReadsNoBytesAfterAShortCount)
 {
     std::string text = "old";
     readFrom(std::string("\1\0\0", 3)) >> text;

@@ -396,7 +396,7 @@ TEST_P(qzDataStreamMove, ReadsItsWidth)
     EXPECT_EQ(device.getCurrentPos(), static_cast<long>(GetParam().width));
 }
 
-TEST_P(qzDataStreamMove, SaysNoToAShortWriteAndLeavesTheState)
+TEST_P(qzDataStreamMove, RefusesAShortWriteAndLeavesTheState)
 {
     DeviceStub device;
     device.stopAfter(1);
@@ -415,7 +415,7 @@ TEST_P(qzDataStreamMove, LeavesAShortReadInTheDestinationInItsOrder)
     EXPECT_EQ(mBytes, ordered("a" + mCounting.substr(1)));
 }
 
-TEST_P(qzDataStreamMove, SaysNoWithoutADevice)
+TEST_P(qzDataStreamMove, FailsWithoutADevice)
 {
     qzDataStream stream;
     EXPECT_FALSE(write(stream));

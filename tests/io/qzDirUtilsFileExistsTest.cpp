@@ -24,7 +24,7 @@ protected:
     std::string mPath = mFolder.getPath("entry");
 };
 
-TEST_F(qzDirUtilsFileExists, IsFalseWhereNothingStands)
+TEST_F(qzDirUtilsFileExists, IsFalseWhereNothingIs)
 {
     EXPECT_FALSE(qzDirUtils::FileExistsUtf8(mPath));
     EXPECT_FALSE(qzDirUtils::FileExistsUtf8(mPath + "/entry"));

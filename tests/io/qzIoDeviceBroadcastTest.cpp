@@ -8,6 +8,7 @@
 
 #include <qz/qzIoDeviceDummy.h>
 
+#include "io/BreaksAnother.h"
 #include "support/DeviceStub.h"
 #include "support/LibraryStart.h"
 #include "support/LogCapture.h"
@@ -106,18 +107,6 @@ TEST_F(qzIoDeviceBroadcastTest, GivesNothingInErrorThoughTheDevicesTakeIt)
 
 TEST_F(qzIoDeviceBroadcastTest, GivesNothingWhenALaterWriteBrokeAnEarlierDevice)
 {
-    class BreaksAnother : public DeviceStub {
-    public:
-        explicit BreaksAnother(qzIoDevice& other) : mOther(other) {}
-        unsigned long writeBytes(const char* src, unsigned long size) override
-        {
-            mOther.setDeviceError("broken");
-            return DeviceStub::writeBytes(src, size);
-        }
-
-    private:
-        qzIoDevice& mOther;
-    };
     BreaksAnother last(mFirst);
     qzIoDeviceBroadcast broadcast({&mFirst, &last});
     EXPECT_EQ(broadcast.writeBytes("ab", 2), 0U);
@@ -207,7 +196,7 @@ TEST_F(qzIoDeviceBroadcastTest, AppendsByTheErrorStateAndNotByTheText)
     EXPECT_EQ(outer.getDeviceErrorMsg(), "own, , three") << "the inner one is in error, wordless";
 }
 
-TEST_F(qzIoDeviceBroadcastTest, AppendsTheTextsOfABroadcastBehindIt)
+TEST_F(qzIoDeviceBroadcastTest, AppendsTheTextsOfABroadcastUnderIt)
 {
     mThird.setDeviceError("three");
     qzIoDeviceBroadcast outer({&mBroadcast});

@@ -171,7 +171,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, qzIoDeviceByteContainerReadOnlySeek,
                          ::testing::ValuesIn(kContainerSeekRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
-TEST_F(qzIoDeviceByteContainerReadOnlyTest, MovesInErrorButSaysNo)
+TEST_F(qzIoDeviceByteContainerReadOnlyTest, MovesInErrorButReturnsFalse)
 {
     mDevice.seek(-1, kBegin);
     EXPECT_FALSE(mDevice.seek(3, kBegin));

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "io/BreaksAnother.h"
 #include "support/DeviceStub.h"
 #include "support/LibraryStart.h"
 
@@ -18,20 +19,6 @@ namespace {
 
 constexpr auto kRead = qzIoDevice::DataWayRead;
 constexpr auto kWrite = qzIoDevice::DataWayWrite;
-
-// A device whose writes break another one.
-class BreaksAnother : public DeviceStub {
-public:
-    explicit BreaksAnother(qzIoDevice& other) : mOther(other) {}
-    unsigned long writeBytes(const char* src, unsigned long size) override
-    {
-        mOther.setDeviceError("broken");
-        return DeviceStub::writeBytes(src, size);
-    }
-
-private:
-    qzIoDevice& mOther;
-};
 
 }  // namespace
 
@@ -182,7 +169,7 @@ TEST_F(qzIoDeviceByteSnifferTest, JoinsOwnTextDelegateAndDestination)
     EXPECT_EQ(mSniffer.getDeviceErrorMsg(), "own");
 }
 
-TEST_F(qzIoDeviceByteSnifferTest, SaysNoAtTheEndWithABrokenDestination)
+TEST_F(qzIoDeviceByteSnifferTest, ReturnsFalseAtTheEndWithABrokenDestination)
 {
     ASSERT_TRUE(mSniffer.beginDelegation(&mDevice, kWrite));
     mCopy.setDeviceError("copy");

@@ -206,7 +206,7 @@ TEST_F(qzIoDeviceDelegableTest, RefusesASecondDelegationAndKeepsTheFirst)
     EXPECT_THAT(mFilter.getCalls(), ElementsAre("begin+2"));
 }
 
-TEST_F(qzIoDeviceDelegableTest, RefusesASecondDelegationAheadOfAnyOtherReason)
+TEST_F(qzIoDeviceDelegableTest, RefusesASecondDelegationBeforeAnyOtherReason)
 {
     ASSERT_TRUE(mFilter.beginDelegation(nullptr, kWrite)) << "one without a delegate counts";
     EXPECT_FALSE(mFilter.beginDelegation(nullptr, kNone));
@@ -241,7 +241,7 @@ TEST_F(qzIoDeviceDelegableTest, RunsOnWithAnErrorOfItsBeginThatRefusedNothing)
     EXPECT_EQ(Peer::getDelegate(mFilter), &mDevice);
 }
 
-TEST_F(qzIoDeviceDelegableTest, SaysNoForADelegateInErrorButBegins)
+TEST_F(qzIoDeviceDelegableTest, ReturnsFalseForADelegateInErrorButBegins)
 {
     mDevice.setDeviceError("broken");
     EXPECT_FALSE(mFilter.beginDelegation(&mDevice, kWrite));
@@ -276,7 +276,7 @@ TEST_F(qzIoDeviceDelegableTest, EndsAlsoWhenItCannotHandOn)
     EXPECT_THAT(mFilter.getCalls(), ElementsAre("begin+2", "end+2", "clear+2"));
 }
 
-TEST_F(qzIoDeviceDelegableTest, SaysNoAtTheEndWithAnErrorOfItsOwn)
+TEST_F(qzIoDeviceDelegableTest, ReturnsFalseAtTheEndWithAnErrorOfItsOwn)
 {
     ASSERT_TRUE(mFilter.beginDelegation(&mDevice, kWrite));
     mFilter.setDeviceError("own");
@@ -285,7 +285,7 @@ TEST_F(qzIoDeviceDelegableTest, SaysNoAtTheEndWithAnErrorOfItsOwn)
     EXPECT_EQ(mFilter.getDeviceErrorMsg(), "own");
 }
 
-TEST_F(qzIoDeviceDelegableTest, SaysYesAtTheEndWithAnErrorOfTheDelegate)
+TEST_F(qzIoDeviceDelegableTest, ReturnsTrueAtTheEndWithAnErrorOfTheDelegate)
 {
     ASSERT_TRUE(mFilter.beginDelegation(&mDevice, kWrite));
     mDevice.setDeviceError("broken");

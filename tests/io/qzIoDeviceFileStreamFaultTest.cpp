@@ -363,7 +363,7 @@ TEST_F(qzIoDeviceFileStreamFault, ReadsAPipeToItsEnd)
     EXPECT_TRUE(mDevice.good());
 }
 
-TEST_F(qzIoDeviceFileStreamFault, LeavesNothingBehindWhenThereIsNoMemory)
+TEST_F(qzIoDeviceFileStreamFault, LeaksNothingWhenThereIsNoMemory)
 {
     mFolder.write("file", "abcdef");
     const std::size_t before = support::countOpenDescriptors();

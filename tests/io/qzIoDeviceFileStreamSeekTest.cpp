@@ -126,7 +126,7 @@ TEST_F(qzIoDeviceFileStreamTest, FillsTheGapOfASeekBeyondTheEndWithZeros)
     EXPECT_EQ(onDisk(), std::string("ab\0\0c", 5));
 }
 
-TEST_F(qzIoDeviceFileStreamTest, MovesInErrorButSaysNo)
+TEST_F(qzIoDeviceFileStreamTest, MovesInErrorButReturnsFalse)
 {
     openOver("abc", kRead);
     mDevice.setDeviceError("x");

@@ -39,7 +39,7 @@ TEST_F(qzIoDeviceFileStreamTest, GivesAShortCountAtTheEndWithoutAnError)
     EXPECT_EQ(mDevice.getCurrentPos(), 3);
 }
 
-TEST_F(qzIoDeviceFileStreamTest, GivesNothingBehindTheEndWithoutAnError)
+TEST_F(qzIoDeviceFileStreamTest, GivesNothingAfterTheEndWithoutAnError)
 {
     openOver("abc", kRead);
     read(10);
@@ -228,7 +228,7 @@ TEST_F(qzIoDeviceFileStreamTest, IsAtTheEndOfAnEmptyFile)
     EXPECT_TRUE(mDevice.good());
 }
 
-TEST_F(qzIoDeviceFileStreamTest, LooksAheadForTheEnd)
+TEST_F(qzIoDeviceFileStreamTest, FindsTheEndBeforeARead)
 {
     openOver("abc", kRead);
     EXPECT_FALSE(mDevice.atEnd());
@@ -237,7 +237,7 @@ TEST_F(qzIoDeviceFileStreamTest, LooksAheadForTheEnd)
     EXPECT_EQ(mDevice.getCurrentPos(), 3);
 }
 
-TEST_F(qzIoDeviceFileStreamTest, SeesNoMoreOfAFileThatGrowsBehindItsEnd)
+TEST_F(qzIoDeviceFileStreamTest, SeesNoMoreOfAFileThatGrowsAfterItsEnd)
 {
     openOver("abc", kRead);
     read(10);
@@ -258,7 +258,7 @@ TEST_F(qzIoDeviceFileStreamTest, SeesNoMoreOfAFileThatGrowsOnceItSaidThatItEnds)
     EXPECT_EQ(read(10), "");
 }
 
-TEST_F(qzIoDeviceFileStreamTest, LooksAnewForTheEndWhereItWritesToo)
+TEST_F(qzIoDeviceFileStreamTest, ChecksAgainForTheEndWhereItWritesToo)
 {
     openOver("abc", kBoth);
     read(3);
@@ -353,7 +353,7 @@ public:
 
 }  // namespace
 
-TEST_F(qzIoDeviceFileStreamTest, MovesNothingWhileAnOverriddenErrorStateSaysSo)
+TEST_F(qzIoDeviceFileStreamTest, MovesNothingWhileAnOverriddenErrorStateIsBad)
 {
     mFolder.write("file", "abc");
     FileWithOwnErrorState device;
@@ -369,7 +369,7 @@ TEST_F(qzIoDeviceFileStreamTest, MovesNothingWhileAnOverriddenErrorStateSaysSo)
     EXPECT_EQ(onDisk(), "abc");
 }
 
-TEST_F(qzIoDeviceFileStreamTest, MovesAllWhileAnOverriddenErrorStateSaysSo)
+TEST_F(qzIoDeviceFileStreamTest, MovesAllWhileAnOverriddenErrorStateIsGood)
 {
     mFolder.write("file", "abc");
     FileWithOwnErrorState device;

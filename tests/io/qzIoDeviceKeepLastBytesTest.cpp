@@ -133,7 +133,7 @@ TEST_F(qzIoDeviceKeepLastBytesTest, FailsAtOnceOverASourceThatIsTooShort)
     }
 }
 
-TEST_F(qzIoDeviceKeepLastBytesTest, SaysSoOverThreeBytesOfFour)
+TEST_F(qzIoDeviceKeepLastBytesTest, FailsOverThreeBytesOfFour)
 {
     DeviceStub source("abc");
     qzIoDeviceKeepLastBytes keeper(source, 4);
@@ -172,8 +172,8 @@ TEST_F(qzIoDeviceKeepLastBytesTest, GoesAsItsPlainForm)
     }
 }
 
-// The same, but the held bytes are looked at only at the end: until then they may be a ring.
-TEST_F(qzIoDeviceKeepLastBytesTest, GoesAsItsPlainFormThatNobodyLooksInto)
+// The same, but the kept bytes are read only at the end: until then they may be a ring.
+TEST_F(qzIoDeviceKeepLastBytesTest, KeepsTheTailOfItsPlainFormWhenItIsReadAtTheEndOnly)
 {
     for (const unsigned int seed : {1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U}) {
         std::mt19937 random(seed);

@@ -351,7 +351,7 @@ TEST_F(qzIoDeviceMemoryChunkAndSwapBufferTest, MovesNothingInError)
     EXPECT_EQ(read(mMemory, 5), "bc");
 }
 
-TEST_F(qzIoDeviceMemoryChunkAndSwapBufferTest, SaysWhenItCannotRewind)
+TEST_F(qzIoDeviceMemoryChunkAndSwapBufferTest, ReportsThatItCannotRewind)
 {
     class Unmovable : public Buffer {
     public:

@@ -149,7 +149,7 @@ TEST_P(qzIoDeviceNullWriteOnlySeek, MovesAsItsRow)
 INSTANTIATE_TEST_SUITE_P(Rows, qzIoDeviceNullWriteOnlySeek, ::testing::ValuesIn(kNullSeekRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
-TEST_F(qzIoDeviceNullWriteOnlyTest, MovesInErrorButSaysNo)
+TEST_F(qzIoDeviceNullWriteOnlyTest, MovesInErrorButReturnsFalse)
 {
     mDevice.seek(1, kOutside);
     EXPECT_FALSE(mDevice.seek(3, kBegin));

@@ -31,7 +31,7 @@ protected:
     qzIoDeviceReadBytesLimiter mPlain{mPlainSource, 5};
 };
 
-TEST_F(qzIoDeviceReadBytesLimiterTest, ReadsOnFromWhereASourceStands)
+TEST_F(qzIoDeviceReadBytesLimiterTest, ReadsOnFromThePositionOfASource)
 {
     read(mSource, 2);
     EXPECT_EQ(read(mPlain, 3), "234");

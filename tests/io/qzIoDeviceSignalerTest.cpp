@@ -76,7 +76,7 @@ TEST_F(qzIoDeviceSignalerTest, FiresAtEachWriteWithAThresholdOfZero)
     EXPECT_EQ(mSeen.size(), 2U);
 }
 
-TEST_F(qzIoDeviceSignalerTest, FiresAheadOfTheBytesAndWithTheDelegate)
+TEST_F(qzIoDeviceSignalerTest, FiresBeforeTheBytesAndWithTheDelegate)
 {
     std::string seen = "none";
     mSignal = [&](qzIoDevice* device) {

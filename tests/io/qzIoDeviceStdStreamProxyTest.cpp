@@ -75,7 +75,7 @@ TEST_F(qzIoDeviceStdStreamProxyTest, GivesAShortCountAtTheEndWithoutAnError)
     EXPECT_TRUE(mInput.atEnd());
 }
 
-TEST_F(qzIoDeviceStdStreamProxyTest, GivesNothingBehindTheEndWithoutAnError)
+TEST_F(qzIoDeviceStdStreamProxyTest, GivesNothingAfterTheEndWithoutAnError)
 {
     read(10);
     EXPECT_EQ(read(10), "");
@@ -256,7 +256,7 @@ TEST_F(qzIoDeviceStdStreamProxyTest, ReadsByItsStreamWhateverWayIsDeclared)
     EXPECT_EQ(write("ab"), 2U);
 }
 
-TEST_F(qzIoDeviceStdStreamProxyTest, LooksAheadForTheEnd)
+TEST_F(qzIoDeviceStdStreamProxyTest, FindsTheEndBeforeARead)
 {
     EXPECT_FALSE(mInput.atEnd());
     read(6);
@@ -313,7 +313,7 @@ TEST_P(qzIoDeviceStdStreamProxySeek, MovesTheOutput)
 INSTANTIATE_TEST_SUITE_P(Rows, qzIoDeviceStdStreamProxySeek, ::testing::ValuesIn(kProxySeekRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
-TEST_F(qzIoDeviceStdStreamProxyTest, SaysYesToAMoveThatTheStreamRefuses)
+TEST_F(qzIoDeviceStdStreamProxyTest, ReturnsTrueForAMoveThatTheStreamRefuses)
 {
     EXPECT_TRUE(mInput.seek(-1, kBegin));
     EXPECT_TRUE(mInput.good());
@@ -403,7 +403,7 @@ TEST_F(qzIoDeviceStdStreamProxyThrowing, ReadsToTheEnd)
     EXPECT_TRUE(mInput.atEnd());
 }
 
-TEST_F(qzIoDeviceStdStreamProxyThrowing, LooksAheadForTheEnd)
+TEST_F(qzIoDeviceStdStreamProxyThrowing, FindsTheEndBeforeARead)
 {
     EXPECT_FALSE(mInput.atEnd());
     read(6);
@@ -424,7 +424,7 @@ TEST_F(qzIoDeviceStdStreamProxyThrowing, FailsToWriteToABadStream)
     EXPECT_EQ(mOutput.getDeviceErrorMsg(), kWriteError);
 }
 
-TEST_F(qzIoDeviceStdStreamProxyThrowing, SaysYesToAMoveThatTheStreamRefuses)
+TEST_F(qzIoDeviceStdStreamProxyThrowing, ReturnsTrueForAMoveThatTheStreamRefuses)
 {
     EXPECT_TRUE(mInput.seek(-1, kBegin));
     EXPECT_EQ(mInput.getCurrentPos(), -1);

@@ -2,7 +2,6 @@
 #include <filesystem>
 #include <memory>
 #include <random>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -143,9 +142,8 @@ TEST_F(qzIoDeviceSwapFileTest, HasANameOfTimeAndChanceInAFolderMadeForIt)
     write(*buffer, std::string(20, 'x'));
     const std::vector<std::string> names = list(mSwap);
     ASSERT_THAT(names, SizeIs(1));
-    EXPECT_TRUE(
-        std::regex_match(names[0], std::regex("[0-9a-f]{12}7[0-9a-f]{3}[89ab][0-9a-f]{15}\\.swap")))
-        << names[0];
+    EXPECT_THAT(names[0],
+                ::testing::MatchesRegex("[0-9a-f]{12}7[0-9a-f]{3}[89ab][0-9a-f]{15}\\.swap"));
     const long time = std::stol(names[0].substr(0, 12), nullptr, 16);
     EXPECT_GE(time, before);
     EXPECT_LE(time, qzSystemUtils::GetMSecElapsedSinceEpoch());

@@ -104,7 +104,7 @@ public:
 
 }  // namespace
 
-TEST_F(qzIoDeviceTest, IsGoodWhenAnOverriddenErrorStateSaysSo)
+TEST_F(qzIoDeviceTest, IsGoodWhenAnOverriddenErrorStateIs)
 {
     OwnErrorState device;
     device.setDeviceError("x");
@@ -112,7 +112,7 @@ TEST_F(qzIoDeviceTest, IsGoodWhenAnOverriddenErrorStateSaysSo)
     EXPECT_EQ(device.getDeviceErrorMsg(), "x");
 }
 
-TEST_F(qzIoDeviceTest, IsNotGoodWhenAnOverriddenErrorStateSaysSo)
+TEST_F(qzIoDeviceTest, IsNotGoodWhenAnOverriddenErrorStateIsNot)
 {
     OwnErrorState device;
     device.isInError = true;
@@ -196,7 +196,7 @@ TEST(qzIoDeviceBeforeTheStart, ReportsAnErrorOnTheStandardOutput)
 
 // --- Texts
 
-TEST_F(qzIoDeviceTest, WritesTextsOneBehindTheOther)
+TEST_F(qzIoDeviceTest, WritesTextsOneAfterTheOther)
 {
     DeviceStub device;
     qzIoDevice& result = device << std::string("a\0b", 3) << "cd"
@@ -233,14 +233,14 @@ TEST_F(qzIoDeviceTest, SkipsNothingWithoutARead)
     EXPECT_THAT(mDevice.getCalls(), IsEmpty());
 }
 
-TEST_F(qzIoDeviceTest, TellsHowManyBytesTheDeviceHadToSkip)
+TEST_F(qzIoDeviceTest, ReportsHowManyBytesTheDeviceHadToSkip)
 {
     DeviceStub device(std::string(5000, 'x'));
     EXPECT_EQ(device.skipBytes(10000), 5000U);
     EXPECT_THAT(device.getCalls(), ElementsAre("read 4096 -> 4096", "read 4096 -> 904"));
 }
 
-TEST_F(qzIoDeviceTest, SkipsWholeBlocksWithNoReadBehindThem)
+TEST_F(qzIoDeviceTest, SkipsWholeBlocksWithNoReadAfterThem)
 {
     DeviceStub device(std::string(9000, 'x'));
     EXPECT_EQ(device.skipBytes(8192), 8192U);
@@ -374,7 +374,7 @@ TEST_F(qzIoDeviceTest, CopiesNothingFromASourceInError)
     EXPECT_THAT(mDevice.getCalls(), ElementsAre("atEnd -> 0")) << "the end is asked for first";
 }
 
-TEST_F(qzIoDeviceTest, CopiesUntilAnOverriddenErrorStateSaysSo)
+TEST_F(qzIoDeviceTest, CopiesUntilAnOverriddenErrorStateIsBad)
 {
     OwnErrorState source;
     source.shortenTo(2);
@@ -386,7 +386,7 @@ TEST_F(qzIoDeviceTest, CopiesUntilAnOverriddenErrorStateSaysSo)
     EXPECT_EQ(destination.getContent(), "ab");
 }
 
-TEST_F(qzIoDeviceTest, CopiesAllWhileAnOverriddenErrorStateSaysSo)
+TEST_F(qzIoDeviceTest, CopiesAllWhileAnOverriddenErrorStateIsGood)
 {
     OwnErrorState source;
     source.setDeviceError("x");
@@ -418,7 +418,7 @@ TEST_F(qzIoDeviceTest, CopiesWhatASourceGaveBeforeItBroke)
     EXPECT_EQ(mDevice.getDeviceErrorMsg(), "broken");
 }
 
-TEST_F(qzIoDeviceTest, LeavesNothingBehindWhenThereIsNoMemoryForACopy)
+TEST_F(qzIoDeviceTest, LeaksNothingWhenThereIsNoMemoryForACopy)
 {
     support::failEachAllocation(
         [] {
@@ -531,7 +531,7 @@ TEST_F(qzIoDeviceTest, LoadsNothingWithoutABeginningToGoTo)
     EXPECT_EQ(device.getCurrentPos(), 6);
 }
 
-TEST_F(qzIoDeviceTest, SaysSoWhenALoadCannotGoBack)
+TEST_F(qzIoDeviceTest, FailsWhenALoadCannotGoBack)
 {
     FewSeeks device(2);
     std::vector<char> content;
@@ -540,7 +540,7 @@ TEST_F(qzIoDeviceTest, SaysSoWhenALoadCannotGoBack)
     EXPECT_EQ(device.getCurrentPos(), 6);
 }
 
-TEST_F(qzIoDeviceTest, SaysSoWhenALoadBrokeTheDeviceOnTheWayBack)
+TEST_F(qzIoDeviceTest, FailsWhenALoadBrokeTheDeviceOnTheWayBack)
 {
     class BreaksAtSeeks : public DeviceStub {
     public:
@@ -565,7 +565,7 @@ TEST_F(qzIoDeviceTest, SaysSoWhenALoadBrokeTheDeviceOnTheWayBack)
     EXPECT_EQ(toText(content), "abcdef");
 }
 
-TEST_F(qzIoDeviceTest, LoadsNothingFromADeviceThatCannotTellItsSize)
+TEST_F(qzIoDeviceTest, LoadsNothingFromADeviceOfUnknownSize)
 {
     class Pipe : public DeviceStub {
     public:

@@ -1,17 +1,8 @@
 #pragma once
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdlib>
-#include <map>
-#include <optional>
-#include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
-
-#include "support/ChildProcess.h"
 
 namespace qz {
 
@@ -35,90 +26,30 @@ struct RunIds {
     std::string parent = "none";
 };
 
-/// Gives a line of the log as "TYPE message", with "SELF" for the process, "MAIN" for its main
-/// thread and "PARENT" for its parent, and "#" for a size. Any other line stays as it is.
-inline std::string simplifyLogLine(const std::string& line, const RunIds& ids)
-{
-    const std::size_t end = line.find(" : ");
-    if (line.empty() || line[0] < 'A' || line[0] > 'Z' || end == std::string::npos) return line;
-    std::string text = line.substr(0, line.find(' ')) + line.substr(end + 2);
-    // Three significant digits, and one decimal at most.
-    const std::regex ram("used RAM ([0-9]{1,3}|1[0-9]{3}|[0-9]{1,2}\\.[0-9])[kMG]B");
-    text = std::regex_replace(text, ram, "used RAM #B");
-    text = std::regex_replace(text, std::regex("PPID " + ids.parent + "\\b"), "PPID PARENT");
-    text = std::regex_replace(text, std::regex("TID " + ids.pid + "\\b"), "TID MAIN");
-    return std::regex_replace(text, std::regex("PID " + ids.pid + "\\b"), "PID SELF");
-}
-
 /// Sorts lines into those of traces and all others.
-inline void sortLines(const std::string& text, const RunIds& ids, SignalRun& run)
-{
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        if (line.rfind("[ids", 0) == 0) continue;
-        const bool isTrace = line.rfind("\t ", 0) == 0;
-        (isTrace ? run.trace : run.lines).push_back(isTrace ? line : simplifyLogLine(line, ids));
-    }
-}
-
-/// The environment with options for the sanitizers' runtimes, whose own handlers would stand in for
-/// the default actions of the system.
-inline std::map<std::string, std::optional<std::string>> getEnvironmentWithoutOtherHandlers()
-{
-    std::map<std::string, std::optional<std::string>> environment;
-    for (const char* const name : {"ASAN_OPTIONS", "TSAN_OPTIONS"}) {
-        const char* const options = std::getenv(name);
-        environment[name] = std::string(options != nullptr ? options : "") +
-                            ":handle_segv=0:handle_sigbus=0:handle_sigfpe=0:handle_sigill=0"
-                            ":handle_abort=0";
-    }
-    return environment;
-}
+void sortLines(const std::string& text, const RunIds& ids, SignalRun& run);
 
 /// Runs the steps, see the program. What hangs for two minutes is ended.
-inline SignalRun runSignals(std::vector<std::string> steps)
-{
-    steps.insert(steps.begin(), "ids");
-    const support::ChildResult result =
-        support::runProgram({.program = "signals",
-                             .arguments = steps,
-                             .environment = getEnvironmentWithoutOtherHandlers(),
-                             .timeoutSec = 120});
-    SignalRun run;
-    run.end = result.getEnd();
-    std::smatch found;
-    std::regex_search(result.out, found, std::regex("\\[ids ([0-9]+) [0-9]+ ([0-9]+) "));
-    std::string text = result.out;
-    for (std::size_t at = 0; (at = text.find("[runtime_error Got", at)) != std::string::npos; ++at)
-        text.replace(at, 15, "EXCEPTION : ");  // to be simplified like a line of the log
-    sortLines(text, {found[1], found[2]}, run);
-    return run;
-}
+SignalRun runSignals(std::vector<std::string> steps);
 
 /// The end of a report's text, and of the exception that may follow.
-inline std::string makeOrigin(const std::string& from, const std::string& uid,
-                              const std::string& thread = "MAIN")
-{
-    return ", from PID " + from + ", PID SELF TID " + thread +
-           ", PPID PARENT, used RAM #B, sent by UID " + uid;
-}
+std::string makeOrigin(const std::string& from, const std::string& uid,
+                       const std::string& thread = "MAIN");
 
 /// The user that the process runs as.
-inline std::string getUid()
-{
-    return std::to_string(::getuid());
-}
+std::string getUid();
 
 /// What a signal that the process sends itself by "raise" reads like.
-inline std::string makeText(const std::string& signalText)
-{
-    return "Got signal " + signalText + " (SI_TKILL )" + makeOrigin("SELF", getUid());
-}
+std::string makeText(const std::string& signalText);
 
-inline std::string makeInfo(const std::string& signalText)
-{
-    return "INFO " + makeText(signalText);
-}
+std::string makeInfo(const std::string& signalText);
+
+/// A line with "#" in the place of the address of a fault, which is where the sender of other
+/// signals is, and of the user.
+std::string hideAddress(const std::string& line);
+
+/// A pattern with a signal's number in the place of each "#".
+std::string fillIn(const std::string& pattern, const std::string& number);
 
 // What the replaced `syslog` shows before a report.
 inline const std::string kSyslogInfo = "[syslog 6 qzSystem]";

@@ -1,6 +1,5 @@
 #include <signal.h>
 
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -8,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "SignalRun.h"
+#include "support/ChildProcess.h"
 #include "support/ScratchFolder.h"
 
 namespace qz {
@@ -87,7 +87,7 @@ TEST_P(SignalWatcherOldAction, IsCalledAfterTheReport)
         for (int i = 0; i < 2; ++i) {
             steps.push_back("raise|" + number);
             append(expected, {kSyslogInfo, makeInfo(row.text)});
-            const std::string shown = std::regex_replace(GetParam().shown, std::regex("#"), number);
+            const std::string shown = fillIn(GetParam().shown, number);
             if (!shown.empty()) expected.push_back(shown);
             expected.push_back("[raised " + number + "]");
         }
@@ -204,7 +204,7 @@ TEST(SignalWatcherTest, DoesNothingOfItsOwnAfterAStop)
         for (const FormRow& form : kForms) {
             const SignalRun run = runSignals({"old|" + number + '|' + form.name, "full", "stop",
                                               "raise|" + number, "raise|" + number});
-            const std::string shown = std::regex_replace(form.shown, std::regex("#"), number);
+            const std::string shown = fillIn(form.shown, number);
             std::vector<std::string> expected;
             for (int i = 0; i < 2; ++i) {
                 if (!shown.empty()) expected.push_back(shown);

@@ -1,6 +1,5 @@
 #include <signal.h>
 
-#include <regex>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -42,14 +41,6 @@ constexpr WatchedRow kThrown[] = {
     {SIGSYS, "(SIGSYS 31) Bad system call"},
     {SIGTRAP, "(SIGTRAP 5) Trace/breakpoint trap", true},
 };
-
-// The address of a fault stands where other signals have their sender.
-std::string hideAddress(const std::string& line)
-{
-    const std::string text =
-        std::regex_replace(line, std::regex("from PID [-A-Z0-9]+"), "from PID #");
-    return std::regex_replace(text, std::regex("by UID [0-9]+"), "by UID #");
-}
 
 }  // namespace
 

@@ -8,6 +8,7 @@
 
 #include "SignalRun.h"
 #include "TestPaths.h"
+#include "support/ChildProcess.h"
 #include "support/ScratchFolder.h"
 
 namespace qz {

@@ -190,7 +190,7 @@ TEST(AsciiTableBuilderTest, PutsTheOddBlankOnTheRight)
 
 // --- Empty ones
 
-TEST(AsciiTableBuilderTest, SaysThatItIsEmpty)
+TEST(AsciiTableBuilderTest, ReportsThatItIsEmpty)
 {
     EXPECT_EQ(AsciiTableBuilder("").toString(), "## Empty Table ##");
     EXPECT_EQ(AsciiTableBuilder("x").toString(), "## Empty Table : x ##");

@@ -49,7 +49,7 @@ TEST(qzStringUtilsPrintable, NothingContainsNothing)
     EXPECT_EQ(removeNonPrintable(""), "");
 }
 
-TEST(qzStringUtilsPrintable, LengthEndsTheLook)
+TEST(qzStringUtilsPrintable, LengthEndsTheCheck)
 {
     EXPECT_FALSE(qzStringUtils::ContainsAsciiNonPrintableChar("ab\x01", 2));
     std::string out;
@@ -63,7 +63,7 @@ TEST(qzStringUtilsPrintable, RemovalAppends)
     EXPECT_EQ(removeNonPrintable("\0\0"s, "before"), "before");
 }
 
-TEST(qzStringUtilsPrintable, RemovalReservesRoomForTheWholeInput)
+TEST(qzStringUtilsPrintable, RemovalReservesMemoryForTheWholeInput)
 {
     const std::string text(1000, '\x01');
     std::string out;

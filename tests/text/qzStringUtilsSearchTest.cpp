@@ -164,7 +164,7 @@ TEST(qzStringUtilsFindAll, ARareFirstByteIsFoundAsByTheStandardLibrary)
     }
 }
 
-TEST(qzStringUtilsFindAll, LongPiecesAlikeBehindARareByteAreSearchedToTheEnd)
+TEST(qzStringUtilsFindAll, LongPiecesAlikeAfterARareByteAreSearchedToTheEnd)
 {
     std::string piece = "a" + std::string(299, '-');
     std::string text;
@@ -317,7 +317,7 @@ TEST_F(qzStringUtilsAstride, FindsOverTheSeamAtEverySplit)
     }
 }
 
-TEST_F(qzStringUtilsAstride, FindsOverTheSeamBehindAFalseStart)
+TEST_F(qzStringUtilsAstride, FindsOverTheSeamAfterAFalseStart)
 {
     EXPECT_EQ(find("xaa", "b", "ab"), 3);
     EXPECT_EQ(inFirst(), 2);

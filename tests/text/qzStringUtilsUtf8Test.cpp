@@ -29,7 +29,7 @@ TEST_P(qzStringUtilsUtf8, ReadsAsItsRow)
     EXPECT_EQ(qzStringUtils::CountUtf8Char(GetParam().text), GetParam().count);
 }
 
-TEST_P(qzStringUtilsUtf8, ReadsAsItsRowBehindALongText)
+TEST_P(qzStringUtilsUtf8, ReadsAsItsRowAfterALongText)
 {
     const std::string before = std::string(997, 'x') + "\xc3\xa9";
     const bool isUtf8 = GetParam().isUtf8;

@@ -331,7 +331,7 @@ TEST_F(LoadIniFileTest, ReadsNothingFromAFolder)
     EXPECT_THAT(mLog.getLines(), IsEmpty());
 }
 
-TEST_F(LoadIniFileTest, ReadsFilesThatTellNoSize)
+TEST_F(LoadIniFileTest, ReadsFilesWithoutASize)
 {
     Map map;
     EXPECT_TRUE(LoadIniFile("/proc/self/status", map));

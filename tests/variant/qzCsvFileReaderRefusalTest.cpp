@@ -50,7 +50,7 @@ INSTANTIATE_TEST_SUITE_P(
         LimitRow{"BeyondAheadOfMalformedText", xs(65536) + "\xff\n", false}),
     [](const auto& row) { return row.param.name; });
 
-TEST_F(qzCsvFileReaderTest, MeetsMalformedTextAheadOfTheLimit)
+TEST_F(qzCsvFileReaderTest, FindsMalformedTextBeforeTheLimit)
 {
     EXPECT_EQ(readError(xs(65535) + "\xff" + xs(10) + "\n"), "Invalid UTF-8");
 }
@@ -66,7 +66,7 @@ TEST_F(qzCsvFileReaderTest, LimitsEachRowThatComesToAnEmptyTable)
 
 // --- Malformed text
 
-TEST_F(qzCsvFileReaderTest, TellsWhatIsWrongWithTheText)
+TEST_F(qzCsvFileReaderTest, ReportsWhatIsWrongWithTheText)
 {
     EXPECT_EQ(readError("a\n\xff\n...."), "Invalid UTF-8");
     EXPECT_EQ(readError("a\n\x80...."), "Invalid UTF-8");
@@ -77,7 +77,7 @@ TEST_F(qzCsvFileReaderTest, TellsWhatIsWrongWithTheText)
     EXPECT_EQ(readError("a\n\xe2\x82"), "Not enough space");
 }
 
-TEST_F(qzCsvFileReaderTest, KeepsTheRowsAheadOfMalformedText)
+TEST_F(qzCsvFileReaderTest, KeepsTheRowsBeforeMalformedText)
 {
     EXPECT_EQ(read("a\nb,c\nd,\xff\n"), (CsvRows{{"a"}, {"b", "c"}}));
     EXPECT_FALSE(mIsRead);
@@ -100,7 +100,7 @@ TEST_F(qzCsvFileReaderTest, ReadsAnotherTextAfterAFailure)
     EXPECT_EQ(mReader.getLastError(), "");
 }
 
-TEST_F(qzCsvFileReaderTest, TellsOfMemoryThatRunsOut)
+TEST_F(qzCsvFileReaderTest, ReportsALackOfMemory)
 {
     mFile.write("a,b\nc,d\n");
     std::size_t failures = 0;

@@ -143,7 +143,7 @@ TEST_F(qzCsvFileReaderTest, GuessesTypesOnDemand)
     EXPECT_EQ(mReader.getTable()[0][0].getType(), qzVariant::INTEGER);
 }
 
-TEST(qzCsvFileReaderTypes, AreGuessedAsTheConstructorSays)
+TEST(qzCsvFileReaderTypes, AreGuessedIfTheConstructorEnabledIt)
 {
     const support::LibraryStart library;
     const MemoryFile file;

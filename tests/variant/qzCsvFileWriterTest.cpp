@@ -64,7 +64,7 @@ protected:
     std::unique_ptr<qzCsvFileWriter> mWriter;
 };
 
-TEST_F(qzCsvFileWriterTest, MakesNoFileAheadOfTheFirstRow)
+TEST_F(qzCsvFileWriterTest, MakesNoFileBeforeTheFirstRow)
 {
     make(3);
     mWriter->setHeaders({"h"});
@@ -104,7 +104,7 @@ TEST_F(qzCsvFileWriterTest, TakesALimitOfZeroAsOne)
     EXPECT_THAT(finish(), ElementsAre("base (1).csv: b", "base.csv: a"));
 }
 
-TEST_F(qzCsvFileWriterTest, WritesARowAheadOfTheNextFileThoughTheHeadersFillIt)
+TEST_F(qzCsvFileWriterTest, WritesARowBeforeTheNextFileThoughTheHeadersFillIt)
 {
     make(1);
     mWriter->setHeaders({"h"});
@@ -237,7 +237,7 @@ TEST_F(qzCsvFileWriterTest, HandsRowsToTheSystemWhenFlushed)
     EXPECT_THAT(finish(), ElementsAre("base.csv: a\nb\nc"));
 }
 
-TEST_F(qzCsvFileWriterTest, TellsOfRowsThatTheFileDidNotTake)
+TEST_F(qzCsvFileWriterTest, ReportsRowsThatTheFileDidNotTake)
 {
     ASSERT_EQ(::symlink("/dev/full", getPath("base.csv").c_str()), 0);
     make(9);
@@ -247,7 +247,7 @@ TEST_F(qzCsvFileWriterTest, TellsOfRowsThatTheFileDidNotTake)
     EXPECT_FALSE(mWriter->flush());
 }
 
-TEST_F(qzCsvFileWriterTest, TellsOnceOfRowsThatAClosedFileDidNotTake)
+TEST_F(qzCsvFileWriterTest, ReportsOnceRowsThatAClosedFileDidNotTake)
 {
     ASSERT_EQ(::symlink("/dev/full", getPath("base.csv").c_str()), 0);
     make(1);
@@ -261,7 +261,7 @@ TEST_F(qzCsvFileWriterTest, TellsOnceOfRowsThatAClosedFileDidNotTake)
     EXPECT_EQ(mFolder.read("base (2).csv"), "c");
 }
 
-TEST_F(qzCsvFileWriterTest, TellsOfRowsWithoutAFile)
+TEST_F(qzCsvFileWriterTest, ReportsRowsWithoutAFile)
 {
     ::mkdir(getPath("base.csv").c_str(), 0700);
     make(9);
@@ -338,7 +338,7 @@ TEST_F(qzCsvFileWriterTest, KeepsAFailureThatTheHeadersMet)
     EXPECT_FALSE(mWriter->getStream()->isOk());
 }
 
-TEST_F(qzCsvFileWriterTest, LosesNoRowThatWasWrittenAheadOfTheLimitOfTheFile)
+TEST_F(qzCsvFileWriterTest, LosesNoRowThatWasWrittenBeforeTheLimitOfTheFile)
 {
     make(9);
     const std::string big(40000, 'x');

@@ -126,7 +126,7 @@ TEST_F(qzCsvStreamTest, WritesAPlainCellInOneCallAndAQuotedOneInThree)
 
 // --- Rows
 
-TEST_F(qzCsvStreamTest, PutsTheLineEndAheadOfEachRowButTheFirst)
+TEST_F(qzCsvStreamTest, PutsTheLineEndBeforeEachRowButTheFirst)
 {
     write({{"a", "b"}, {"c"}});
     EXPECT_EQ(mDevice.getContent(), "a,b\nc");
@@ -159,7 +159,7 @@ TEST_F(qzCsvStreamTest, CountsCellsAndRows)
     EXPECT_EQ(mStream.getRowCount(), 1U);
 }
 
-TEST(qzCsvStreamLineEnd, IsWrittenAsItStands)
+TEST(qzCsvStreamLineEnd, IsWrittenUnchanged)
 {
     for (const std::string& lineEnd : {std::string("\r\n"), std::string(), std::string("\0|", 2)}) {
         DeviceStub device;

@@ -61,7 +61,7 @@ protected:
     int mAliveWithTree = CountedUserData::sAlive;
 };
 
-TEST_F(qzVariantAllocation, CopyLeavesNothingBehind)
+TEST_F(qzVariantAllocation, CopyLeaksNothing)
 {
     failEach([&] { const qzVariant copy(mTree); },
              [&] { EXPECT_EQ(CountedUserData::sAlive, mAliveWithTree); });
@@ -128,7 +128,7 @@ TEST_F(qzVariantAllocation, AssignmentOfAContainerLeavesItAsItWas)
     EXPECT_EQ(list.size(), 2U);
 }
 
-TEST_F(qzVariantAllocation, ConstructionOfContainersLeavesNothingBehind)
+TEST_F(qzVariantAllocation, ConstructionOfContainersLeaksNothing)
 {
     const int alive = CountedUserData::sAlive;
     failEach([&] { const qzVariant value{*mTree.getMap()}; },

@@ -89,7 +89,7 @@ TEST(StampGeneratorTest, GivesEachStampOnceWhicheverThreadsAsk)
     EXPECT_EQ(*all.rbegin(), kThreads * kStamps);
 }
 
-TEST(StampGeneratorTest, OwnsItsCounterBehindAPointer)
+TEST(StampGeneratorTest, OwnsItsCounterThroughAPointer)
 {
     StampGenerator generator;
     const auto* const counter = readField<unsigned long*>(&generator, 8);

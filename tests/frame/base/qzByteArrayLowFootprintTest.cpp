@@ -346,7 +346,7 @@ TEST(qzByteArrayLowFootprintTest, FindsNoMemoryForSizesWithoutABlockSize)
 }
 
 // The size is held in 32 bits; the block has room for all bytes nevertheless.
-TEST(qzByteArrayLowFootprintTest, AsksForTheWholeBlockOfMoreThan4GiB)
+TEST(qzByteArrayLowFootprintTest, RequestsTheWholeBlockOfMoreThan4GiB)
 {
     constexpr unsigned long kSize = (1UL << 32) + 3;
     ByteArray array(kBytes);
@@ -389,7 +389,7 @@ TEST(qzByteArrayLowFootprintTest, HasATotalOrder)
 }
 
 // Just 4 GiB leave a block whose size has no bits but the lost ones.
-TEST(qzByteArrayLowFootprintTest, OrdersABlockOfSizeZeroBehindTheEmptyArray)
+TEST(qzByteArrayLowFootprintTest, OrdersABlockOfSizeZeroAfterTheEmptyArray)
 {
     ByteArray block(std::string("a"));
     std::memset(block.editRawData() - 4, 0, 4);

@@ -42,7 +42,7 @@ TEST(qzHighResTimerTest, IsClearedAtFirst)
     EXPECT_EQ(timer.getElapsedTimeInSec(), 0);
 }
 
-TEST(qzHighResTimerTest, RisesWhileItRunsAndStandsWhenItIsStopped)
+TEST(qzHighResTimerTest, RisesWhileItRunsAndKeepsItsValueWhenItIsStopped)
 {
     qzHighResTimer timer;
     timer.start();

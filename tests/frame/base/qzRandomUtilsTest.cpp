@@ -5,13 +5,13 @@
 #include <climits>
 #include <iostream>
 #include <memory>
-#include <regex>
 #include <set>
 #include <string>
 #include <thread>
 #include <type_traits>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "support/ChildProcess.h"
@@ -95,7 +95,7 @@ TEST_F(qzRandomUtilsTest, FillsByItselfWithoutAGenerator)
     EXPECT_GT(std::unique(first.begin(), first.end()) - first.begin(), 192);
 }
 
-TEST_F(qzRandomUtilsTest, LeavesWhatIsBehindTheBuffer)
+TEST_F(qzRandomUtilsTest, LeavesWhatIsAfterTheBuffer)
 {
     std::string buffer(20, 'x');
     qzRandomUtils::Rand(buffer.data() + 4, 8);
@@ -117,7 +117,7 @@ TEST_F(qzRandomUtilsTest, GivesTwoLowerCaseDigitsAByte)
     for (const unsigned long byteCount : {1UL, 2UL, 8UL, 16UL, 1000UL}) {
         const std::string text = qzRandomUtils::CreateRandHexString(byteCount);
         EXPECT_EQ(text.size(), 2 * byteCount);
-        EXPECT_TRUE(std::regex_match(text, std::regex("[0-9a-f]*"))) << text;
+        EXPECT_THAT(text, ::testing::MatchesRegex("[0-9a-f]*"));
     }
 }
 

@@ -216,7 +216,7 @@ TEST(MimeTypeInfoTest, HoldsWhatItIsGiven)
     EXPECT_EQ(info.compressible, kNo);
 }
 
-TEST(MimeTypeInfoTest, HasItsTypeAheadOfTheRest)
+TEST(MimeTypeInfoTest, HasItsTypeBeforeTheRest)
 {
     const MimeTypeInfo info("image/png", kNo);
     EXPECT_EQ(static_cast<const void*>(&info.type), &info);

@@ -161,7 +161,7 @@ TEST_P(qzResourcesTest, GivesTheDigestOf64Digits)
     EXPECT_EQ(getDigest("two"), std::string(64, 'b'));
 }
 
-TEST_P(qzResourcesTest, TellsNamesApartByAllTheirBytes)
+TEST_P(qzResourcesTest, DistinguishesNamesByAllTheirBytes)
 {
     const Arrays names = Arrays()
                              .add("Name", "1", 'a')
@@ -255,7 +255,7 @@ TEST_P(qzResourcesTest, DoesNothingForACountOfZero)
 
 // --- Taking back
 
-TEST_P(qzResourcesTest, ForgetsTheNamesThatAreTakenBack)
+TEST_P(qzResourcesTest, ForgetsTheNamesThatAreUnregistered)
 {
     mTwo.registerAll();
     const Arrays three = Arrays().add("three", "third", 'c');
@@ -276,7 +276,7 @@ TEST_P(qzResourcesTest, ReportsANameThatWasNeverRegisteredAndGoesOn)
     EXPECT_EQ(get("two"), std::string("se\0cond", 7)) << "nothing else goes";
 }
 
-TEST_P(qzResourcesTest, ReportsANameThatIsTakenBackTwice)
+TEST_P(qzResourcesTest, ReportsANameThatIsUnregisteredTwice)
 {
     mTwo.registerAll();
     mTwo.unregisterAll();
@@ -307,7 +307,7 @@ TEST_P(qzResourcesTest, RaisesALogicErrorForANullName)
     EXPECT_EQ(found, "first");
 }
 
-TEST_P(qzResourcesTest, KeepsWhatCameAheadOfANullName)
+TEST_P(qzResourcesTest, KeepsWhatCameBeforeANullName)
 {
     const Arrays arrays = Arrays().add("ahead", "1", 'a').add(nullptr, "2", 'a');
     EXPECT_THROW(arrays.registerAll(), std::logic_error);
@@ -554,7 +554,7 @@ TEST(qzResourceModule, IsRegisteredByEachStart)
     EXPECT_EQ(get("one"), "none");
 }
 
-TEST(qzResourceModule, SaysNothingWithoutAStart)
+TEST(qzResourceModule, ReportsNothingWithoutAStart)
 {
     const support::StdoutCapture out;
     {
@@ -605,7 +605,7 @@ TEST(qzResourceModule, ServesAsAStaticObjectOfAProgram)
     EXPECT_EQ(dropReports(result.out), std::string(kModuleStates) + "at last: first second -\n");
 }
 
-TEST(qzResourceModule, GoesBehindALibraryThatWasNeverStopped)
+TEST(qzResourceModule, EndsAfterALibraryThatWasNeverStopped)
 {
     const ChildResult result =
         support::runProgram({.program = "resource_modules", .arguments = {"stay up"}});

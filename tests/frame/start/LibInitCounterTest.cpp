@@ -32,7 +32,7 @@ TEST(LibInitCounterTest, KeepsItsNameAndFlag)
     EXPECT_EQ(Peer::getName(LibInitCounter("", false)), "");
 }
 
-TEST(LibInitCounterTest, TellsTheFirstIncrementAlone)
+TEST(LibInitCounterTest, ReportsTheFirstIncrementAlone)
 {
     LibInitCounter counter("mine", false);
     EXPECT_TRUE(counter.incrementInitCounter());
@@ -42,7 +42,7 @@ TEST(LibInitCounterTest, TellsTheFirstIncrementAlone)
     EXPECT_TRUE(counter.isInitialized());
 }
 
-TEST(LibInitCounterTest, TellsTheLastDecrementAlone)
+TEST(LibInitCounterTest, ReportsTheLastDecrementAlone)
 {
     LibInitCounter counter("mine", false);
     counter.incrementInitCounter();

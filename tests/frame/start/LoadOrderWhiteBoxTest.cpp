@@ -77,7 +77,7 @@ const bool gThereWasNoConsoleCatcher = gConsoleCatcher == nullptr;
 
 }  // namespace
 
-TEST(LoadOrderTest, HasConstantsAheadOfEverything)
+TEST(LoadOrderTest, HasConstantsBeforeEverything)
 {
     EXPECT_TRUE(gFirst.seesByteArrays);
     EXPECT_TRUE(gFirst.seesSimdConstants);
@@ -97,7 +97,7 @@ TEST(LoadOrderTest, NotesTheLoadingThreadAtItsPlace)
     EXPECT_EQ(gLoadingThreadId, std::to_string(::getpid())) << "the main thread's id";
 }
 
-TEST(LoadOrderTest, MakesTheMimeTypesBehindTheLoadingThread)
+TEST(LoadOrderTest, MakesTheMimeTypesAfterTheLoadingThread)
 {
     EXPECT_FALSE(gAfterLoadingThread.seesMimeTable);
     EXPECT_FALSE(gAheadOfMimeTypes.seesMimeTable);
@@ -114,7 +114,7 @@ TEST(LoadOrderTest, HasTheUnknownKindForADefault)
     EXPECT_EQ(gDefaultMimeType.compressible, MimeTypeInfo::CompressibleUnknown);
 }
 
-TEST(LoadOrderTest, TakesTheLoadTimeBehindTheMimeTypes)
+TEST(LoadOrderTest, TakesTheLoadTimeAfterTheMimeTypes)
 {
     EXPECT_FALSE(gBehindMimeTypes.seesLoadTime);
     EXPECT_FALSE(gAheadOfLoadTime.seesLoadTime);
@@ -128,21 +128,21 @@ TEST(LoadOrderTest, MakesTheLightCounterAtItsPlace)
     EXPECT_TRUE(gBehindLightCounter.seesLightCounter);
 }
 
-TEST(LoadOrderTest, MakesTheFullCounterBehindTheLightOne)
+TEST(LoadOrderTest, MakesTheFullCounterAfterTheLightOne)
 {
     EXPECT_FALSE(gBehindLightCounter.seesFullCounter);
     EXPECT_FALSE(gAheadOfFullCounter.seesFullCounter);
     EXPECT_TRUE(gBehindFullCounter.seesFullCounter);
 }
 
-TEST(LoadOrderTest, MakesTheVersionRecordBehindTheCounters)
+TEST(LoadOrderTest, MakesTheVersionRecordAfterTheCounters)
 {
     EXPECT_FALSE(gBehindFullCounter.seesVersionRecord);
     EXPECT_FALSE(gAheadOfVersionRecord.seesVersionRecord);
     EXPECT_TRUE(gBehindVersionRecord.seesVersionRecord);
 }
 
-TEST(LoadOrderTest, MakesAllAheadOfOrdinaryObjects)
+TEST(LoadOrderTest, MakesAllBeforeOrdinaryObjects)
 {
     EXPECT_TRUE(gWithoutPriority.seesLightCounter);
     EXPECT_TRUE(gWithoutPriority.seesFullCounter);
