@@ -1,9 +1,11 @@
 #include "qzLogThread.h"
 
-#include <chrono>
 #include <exception>
 #include <optional>
 #include <utility>
+
+#include <pthread.h>
+#include <time.h>
 
 #include "SignalSafety.h"
 #include "concurrency/RecursiveMutex.h"
@@ -22,7 +24,8 @@ constexpr std::size_t kMostSpareText = 1024;
 constexpr int kMostLastBatches = 16;
 // More requested files than that would take memory without limit.
 constexpr std::size_t kMostInstallations = 64;
-constexpr std::chrono::microseconds kNap(50);
+constexpr long kNapNanoseconds = 50000;
+constexpr long kNanosecondsInSecond = 1000000000;
 
 // The log thread that the calling thread is, or null. Known without a lock, because a signal
 // handler can't lock the mutex.
@@ -107,8 +110,21 @@ public:
         mSignals.block();
         condition.wait(&mMutex, qzWaitCondition::msNoLimit);
     }
-    // Nor may a signal be handled within this call by throwing, since it is declared `noexcept`.
-    void notify(std::condition_variable_any& condition)
+    // For a time that qzWaitCondition, which counts milliseconds, can't express. It may end early.
+    void waitBriefly(std::condition_variable& condition, long nanoseconds)
+    {
+        timespec end = {};
+        ::clock_gettime(CLOCK_MONOTONIC, &end);
+        end.tv_nsec += nanoseconds;
+        if (end.tv_nsec >= kNanosecondsInSecond) {
+            end.tv_nsec -= kNanosecondsInSecond;
+            ++end.tv_sec;
+        }
+        auto* const mutex = static_cast<pthread_mutex_t*>(mMutex.getMutexData());
+        ::pthread_cond_clockwait(condition.native_handle(), mutex, CLOCK_MONOTONIC, &end);
+    }
+    // A signal isn't handled within this call, which is declared `noexcept`, since it may throw.
+    void notify(std::condition_variable& condition)
     {
         mSignals.block();
         condition.notify_all();
@@ -329,7 +345,7 @@ void qzLogThread::sleep(Lock& lock)
 void qzLogThread::nap(Lock& lock)
 {
     mIsNapping = true;
-    mNapEnd.wait_for(lock, kNap, [this] { return isUrgent(); });
+    lock.waitBriefly(mNapEnd, kNapNanoseconds);
     mIsNapping = false;
 }
 

@@ -95,7 +95,7 @@ private:
     std::list<Installation> mInstallations;  // requested and not begun
     bool mIsAsleep = false;                  // the log thread sleeps until it is woken
     bool mIsNapping = false;                 // the log thread sleeps for a short time
-    std::condition_variable_any mNapEnd;
+    std::condition_variable mNapEnd;
     int mWaiting = 0;  // how many threads sleep at mDrained
 
     // The log thread's own.
