@@ -14,7 +14,8 @@ namespace bench {
 
 namespace {
 
-constexpr std::size_t kQueueSize = 8192;  // its default
+constexpr std::size_t kDefaultQueue = 8192;
+constexpr std::size_t kLongQueue = 131072;  // in which all lines of a row have room
 constexpr const char* kPattern = "INFO(%n) PID %P %a %b %d %H:%M:%S%z %Y : %v";
 
 // Its file sink, which also tells when a flush has come through the queue: its own flush returns at
@@ -51,10 +52,10 @@ private:
 
 class AsyncLogger {
 public:
-    explicit AsyncLogger(const char* name)
+    explicit AsyncLogger(const char* name, std::size_t queueSize = kDefaultQueue)
         : mFile(name),
           mSink(std::make_shared<FileSink>(mFile.getPath())),
-          mPool(std::make_shared<spdlog::details::thread_pool>(kQueueSize, 1)),
+          mPool(std::make_shared<spdlog::details::thread_pool>(queueSize, 1)),
           mLogger(std::make_shared<spdlog::async_logger>(kSubType, mSink, mPool))
     {
         mSink->set_pattern(kPattern);
@@ -88,9 +89,10 @@ bool isFileComplete()
     return countLines(logger.getPath()) == 1000;
 }
 
-void measureLines(benchmark::State& state, std::size_t producers, std::size_t lines)
+void measureLines(benchmark::State& state, std::size_t producers, std::size_t lines,
+                  std::size_t queueSize)
 {
-    AsyncLogger logger("spdlog-lines");
+    AsyncLogger logger("spdlog-lines", queueSize);
     for (auto _ : state) {
         state.PauseTiming();
         logger.begin();
@@ -101,16 +103,16 @@ void measureLines(benchmark::State& state, std::size_t producers, std::size_t li
     state.SetItemsProcessed(state.iterations() * static_cast<long>(lines));
 }
 
-template <std::size_t Producers>
+template <std::size_t Producers, std::size_t QueueSize = kDefaultQueue>
 void measureManyLines(benchmark::State& state)
 {
-    measureLines(state, Producers, countOfLines());
+    measureLines(state, Producers, countOfLines(), QueueSize);
 }
 
-template <std::size_t Producers>
+template <std::size_t Producers, std::size_t QueueSize = kDefaultQueue>
 void measureBurst(benchmark::State& state)
 {
-    measureLines(state, Producers, kBurstLines);
+    measureLines(state, Producers, kBurstLines, QueueSize);
 }
 
 // A line into a file that stays open, flushed.
@@ -143,6 +145,19 @@ const Case kTwoProducers("100,000 lines, 2 producers", "spdlog", measureManyLine
 const Case kFourProducers("100,000 lines, 4 producers", "spdlog", measureManyLines<4>, Clock::Wall);
 const Case kBurst("burst of 4,000 lines, 1 producer", "spdlog", measureBurst<1>, Clock::Wall);
 const Case kBurst4("burst of 4,000 lines, 4 producers", "spdlog", measureBurst<4>, Clock::Wall);
+// The same with a queue that no producer ever finds full.
+const char* const kLongName = "spdlog, long queue";
+const Case kLongOne("100,000 lines, 1 producer", kLongName, measureManyLines<1, kLongQueue>,
+                    Clock::Wall);
+const Case kLongTwo("100,000 lines, 2 producers", kLongName, measureManyLines<2, kLongQueue>,
+                    Clock::Wall);
+const Case kLongFour("100,000 lines, 4 producers", kLongName, measureManyLines<4, kLongQueue>,
+                     Clock::Wall);
+const Case kLongBurst("burst of 4,000 lines, 1 producer", kLongName, measureBurst<1, kLongQueue>,
+                      Clock::Wall);
+const Case kLongBurst4("burst of 4,000 lines, 4 producers", kLongName, measureBurst<4, kLongQueue>,
+                       Clock::Wall);
+
 const Case kP50("report, p50", "spdlog", measureReportLatency<500>, Clock::Own);
 const Case kP99("report, p99", "spdlog", measureReportLatency<990>, Clock::Own);
 const Case kP999("report, p99.9", "spdlog", measureReportLatency<999>, Clock::Own);

@@ -4,11 +4,11 @@
 #include <optional>
 #include <utility>
 
-#include <sched.h>
+#include <pthread.h>
+#include <time.h>
 
 #include "SignalSafety.h"
 #include "concurrency/RecursiveMutex.h"
-#include "frame/base/Relaxed.h"
 #include "text/TextServices.h"
 
 namespace qz {
@@ -24,8 +24,8 @@ constexpr std::size_t kMostSpareText = 1024;
 constexpr int kMostLastBatches = 16;
 // More requested files than that would take memory without limit.
 constexpr std::size_t kMostInstallations = 64;
-constexpr std::size_t kBatchThatLingers = 8;
-constexpr int kLingerPolls = 1000;  // some 40 us
+constexpr long kNapNanoseconds = 50000;
+constexpr long kNanosecondsInSecond = 1000000000;
 
 // The log thread that the calling thread is, or null. Known without a lock, because a signal
 // handler can't lock the mutex.
@@ -73,15 +73,6 @@ void openConverters()
     }
 }
 
-// On a busy machine the log thread may have to share a processor with the writer that wakes it. It
-// doesn't interrupt the writer then, which would give each line a batch of its own.
-void letWritersRun()
-{
-    constexpr sched_param kNoPriority = {};
-    if (::sched_getscheduler(/*pid=*/0) != SCHED_OTHER) return;
-    ::sched_setscheduler(/*pid=*/0, SCHED_BATCH | SCHED_RESET_ON_FORK, &kNoPriority);
-}
-
 }  // namespace
 
 // Holds the mutex for a scope, and counts it. See SignalSafety.h.
@@ -119,6 +110,25 @@ public:
         mSignals.block();
         condition.wait(&mMutex, qzWaitCondition::msNoLimit);
     }
+    // For a time that qzWaitCondition, which counts milliseconds, can't express. It may end early.
+    void waitBriefly(std::condition_variable& condition, long nanoseconds)
+    {
+        timespec end = {};
+        ::clock_gettime(CLOCK_MONOTONIC, &end);
+        end.tv_nsec += nanoseconds;
+        if (end.tv_nsec >= kNanosecondsInSecond) {
+            end.tv_nsec -= kNanosecondsInSecond;
+            ++end.tv_sec;
+        }
+        auto* const mutex = static_cast<pthread_mutex_t*>(mMutex.getMutexData());
+        ::pthread_cond_clockwait(condition.native_handle(), mutex, CLOCK_MONOTONIC, &end);
+    }
+    // A signal isn't handled within this call, which is declared `noexcept`, since it may throw.
+    void notify(std::condition_variable& condition)
+    {
+        mSignals.block();
+        condition.notify_all();
+    }
 
 private:
     explicit Lock(qzMutex* mutex) : mMutex(*mutex) {}
@@ -133,10 +143,10 @@ qzLogThread::qzLogThread(const qzLogParameters& parameters) : mShared(parameters
 qzLogThread::~qzLogThread()
 {
     {
-        const Lock lock(mMutex);
-        relaxedStore(mFlushRequested, true);
-        relaxedStore(mStopRequested, true);
-        wakeUp();
+        Lock lock(mMutex);
+        mFlushRequested = true;
+        mStopRequested = true;
+        wakeUp(lock);
         mDrained.wakeAll();
     }
     waitThread(msNoLimit);
@@ -163,16 +173,25 @@ void qzLogThread::append(qzLog::LogEntry& entry, bool synchronous)
     mQueuedBytes += entry.message.size();
     moveTexts(entry, addElement());
     mHasEntries = true;
-    if (synchronous || mQueuedBytes > kMostQueuedBytes) relaxedStore(mFlushRequested, true);
-    wakeUp();
+    if (synchronous || mQueuedBytes > kMostQueuedBytes) mFlushRequested = true;
+    wakeUp(lock);
     awaitDrained(lock);
 }
 
-// Wakes the log thread once from each sleep, with the mutex held. Until the thread has left the
-// condition, each further call would take 15 ns, which is a tenth of a report.
-void qzLogThread::wakeUp()
+// Ends a sleep of the log thread, or a nap if somebody waits for it. Only once, because each
+// further signal would take 15 ns until the thread runs, which is a tenth of a report.
+void qzLogThread::wakeUp(Lock& lock)
 {
     if (std::exchange(mIsAsleep, false)) mWorkAvailable.wakeAll();
+    if (mIsNapping && isUrgent()) {
+        mIsNapping = false;
+        lock.notify(mNapEnd);
+    }
+}
+
+bool qzLogThread::isUrgent() const
+{
+    return mFlushRequested || mStopRequested || mReconfigure;
 }
 
 // A new element at the end of the queue, with the mutex held.
@@ -186,8 +205,8 @@ qzLog::LogEntry& qzLogThread::addElement()
 void qzLogThread::flush()
 {
     Lock lock(mMutex);
-    relaxedStore(mFlushRequested, true);
-    wakeUp();
+    mFlushRequested = true;
+    wakeUp(lock);
     awaitDrained(lock);
 }
 
@@ -218,10 +237,10 @@ void qzLogThread::configure(qzLogParameters& parameters, const Change& change,
     parameters = mShared;
     change(parameters);
     if (installedPath == nullptr && haveSameSettings(parameters, mShared)) return;
-    wakeUp();
     const bool mustWait = mHasEntries || mInstallations.size() >= kMostInstallations;
     if (mustWait && !isOwnThread()) {
-        relaxedStore(mFlushRequested, true);
+        mFlushRequested = true;
+        wakeUp(lock);
         while (mFlushRequested && !mStopRequested) {
             waitForDrained(lock);
         }
@@ -232,9 +251,9 @@ void qzLogThread::configure(qzLogParameters& parameters, const Change& change,
     const bool isHandlerReplaced = parameters.customHandler != mShared.customHandler ||
                                    parameters.customHandlerData != mShared.customHandlerData;
     mShared = parameters;
-    relaxedStore(mReconfigure, true);
+    mReconfigure = true;
     if (installedPath != nullptr) mInstallations.push_back({parameters, *installedPath});
-    wakeUp();
+    wakeUp(lock);
     // Another batch may have begun meanwhile. It is the last one that uses the old handler, whose
     // data the caller may delete once this call returns.
     if (!isHandlerReplaced || !mHasEntries || isOwnThread()) return;
@@ -290,7 +309,6 @@ void qzLogThread::resumeChild(qzLogParameters& parameters)
 void qzLogThread::run()
 {
     tOwnLogThread = this;
-    letWritersRun();
     openConverters();
     Lock lock(mMutex);
     mOwnThreadId = CurrentThreadId();
@@ -304,7 +322,11 @@ void qzLogThread::run()
         } else {
             confirmDrained();
             if (mStopRequested) break;
-            if (!linger(lock)) sleep(lock);
+            if (std::exchange(mHasWritten, false)) {
+                nap(lock);
+            } else {
+                sleep(lock);
+            }
         }
     }
     lock.unlock();
@@ -318,30 +340,20 @@ void qzLogThread::sleep(Lock& lock)
     mIsAsleep = false;
 }
 
-// After a larger batch more entries are likely to come soon. To wait for them briefly without
-// sleeping saves the writers the wake-up (2 us and more for each batch), and lets the next batch
-// grow. Returns whether to check the queue again.
-bool qzLogThread::linger(Lock& lock)
+// After a batch more entries are likely to come soon. Until the nap ends no writer has to wake the
+// thread, which takes 2 us and more, and the next batch grows.
+void qzLogThread::nap(Lock& lock)
 {
-    if (mLastBatchSize < kBatchThatLingers) return false;
-    mLastBatchSize = 0;
-    lock.unlock();
-    const auto isNeeded = [this] {
-        return relaxedLoad(mFlushRequested) || relaxedLoad(mStopRequested) ||
-               relaxedLoad(mReconfigure);
-    };
-    for (int i = 0; i < kLingerPolls && !isNeeded(); ++i) {
-        __builtin_ia32_pause();
-    }
-    lock.lock();
-    return true;
+    mIsNapping = true;
+    lock.waitBriefly(mNapEnd, kNapNanoseconds);
+    mIsNapping = false;
 }
 
 void qzLogThread::writeQueue(Lock& lock)
 {
     std::list<qzLog::LogEntry> batch;
     batch.swap(mQueue);
-    mLastBatchSize = batch.size();
+    mHasWritten = true;
     mQueuedBytes = 0;
     lock.unlock();
     {
@@ -357,7 +369,8 @@ void qzLogThread::confirmDrained()
 {
     mHasEntries = false;
     if (!mFlushRequested) return;
-    relaxedStore(mFlushRequested, false);
+    mHasWritten = false;  // whoever has waited may wait again at once
+    mFlushRequested = false;
     mDrained.wakeAll();
 }
 
@@ -365,9 +378,9 @@ void qzLogThread::reconfigure(Lock& lock)
 {
     qzLogParameters fresh = mShared;
     std::list<Installation> installations = std::exchange(mInstallations, {});
-    relaxedStore(mReconfigure, false);
+    mReconfigure = false;
     // Writers wait until the queue is empty under the new settings.
-    relaxedStore(mFlushRequested, true);
+    mFlushRequested = true;
     lock.unlock();
     std::optional<std::string> installedPath;
     if (!installations.empty() &&

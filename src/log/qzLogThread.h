@@ -1,5 +1,6 @@
 #pragma once
 
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <list>
@@ -65,12 +66,13 @@ private:
 
     bool isOwnThread() const;
     qzLog::LogEntry& addElement();
-    void wakeUp();
+    void wakeUp(Lock& lock);
+    bool isUrgent() const;
     void awaitDrained(Lock& lock);
     void waitForDrained(Lock& lock);
     void reconfigure(Lock& lock);
     void writeQueue(Lock& lock);
-    bool linger(Lock& lock);
+    void nap(Lock& lock);
     void sleep(Lock& lock);
     void confirmDrained();
     void writeAtOnce(qzLog::LogEntry& entry);
@@ -84,7 +86,6 @@ private:
     qzMutex mMutex;                  // guards all fields up to mWaiting
     qzWaitCondition mWorkAvailable;
     qzWaitCondition mDrained;
-    // The log thread also polls three of them without the mutex, in `linger`.
     bool mReconfigure = true;      // mShared has changed
     bool mHasEntries = false;      // something was queued since the queue was last seen empty
     bool mFlushRequested = false;  // a thread waits until the queue is empty
@@ -92,11 +93,13 @@ private:
 
     std::list<qzLog::LogEntry> mSpare;       // elements for the queue, with empty texts
     std::list<Installation> mInstallations;  // requested and not begun
-    bool mIsAsleep = false;                  // whether the log thread must be woken
-    int mWaiting = 0;                        // how many threads sleep at mDrained
+    bool mIsAsleep = false;                  // the log thread sleeps until it is woken
+    bool mIsNapping = false;                 // the log thread sleeps for a short time
+    std::condition_variable mNapEnd;
+    int mWaiting = 0;  // how many threads sleep at mDrained
 
     // The log thread's own.
-    std::size_t mLastBatchSize = 0;
+    bool mHasWritten = false;  // since its last nap
     qzLogParameters mWorking;
     log::LogFolderLock mFolderLock;
 };

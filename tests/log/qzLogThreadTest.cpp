@@ -1,7 +1,6 @@
 // The log thread as callers meet it: its settings, a stop, a fork, many writers, its memory.
 
 #include <pthread.h>
-#include <sched.h>
 #include <signal.h>
 #include <sys/resource.h>
 
@@ -284,27 +283,6 @@ TEST(qzLogThreadRunTest, LeavesTheAsynchronousSignalsToOtherThreads)
     ::pthread_sigmask(SIG_SETMASK, nullptr, &after);
     for (int signal = 1; signal < 32; ++signal)
         EXPECT_EQ(::sigismember(&after, signal), ::sigismember(&before, signal)) << signal;
-}
-
-// With the usual policy it preempts the writer that wakes it, if both share a processor: each line
-// then becomes a batch of its own.
-TEST(qzLogThreadRunTest, LeavesTheProcessorToTheWriterThatWakesIt)
-{
-    const LibraryStart library(FullInit);
-    const ConsoleRecorder console;
-    static int policy;
-    static int policyOfAThreadOfTheHandler;
-    const auto note = [](std::list<Entry>&, void*) {
-        policy = ::sched_getscheduler(0);
-        std::thread([] { policyOfAThreadOfTheHandler = ::sched_getscheduler(0); }).join();
-    };
-    qzLog::msInstance->installCustomHandler(note, nullptr);
-    write("text");
-    qzLog::msInstance->flush();
-    const int writersPolicy = ::sched_getscheduler(0);
-    EXPECT_EQ(policy & ~SCHED_RESET_ON_FORK,
-              writersPolicy == SCHED_OTHER ? SCHED_BATCH : writersPolicy);
-    EXPECT_EQ(policyOfAThreadOfTheHandler, writersPolicy);
 }
 
 TEST(qzLogThreadRunTest, LetsTheLoggerGoOnWithoutItWhenTheSystemRefusesIt)
@@ -678,6 +656,29 @@ TEST(qzLogThreadStressTest, BringsEachEntryToTheFileWhileHandlersComeAndGo)
     for (int thread = 0; thread < kThreads; ++thread)
         EXPECT_EQ(byFile.getCount(thread), 2000) << "of thread " << thread;
     EXPECT_THAT(byFile.getOthers(), IsEmpty());
+}
+
+// After a batch the log thread isn't woken for a short time. The distances lead before, into and
+// after that time.
+TEST(qzLogThreadStressTest, BringsAnEntryOutSoonAfterABatchThoughNobodyFlushes)
+{
+    const LibraryStart library(FullInit);
+    const ConsoleRecorder console;
+    static std::atomic<int> received;
+    received = 0;
+    const auto count = [](std::list<Entry>& batch, void*) {
+        received += static_cast<int>(batch.size());
+    };
+    qzLog::msInstance->installCustomHandler(count, nullptr);
+    for (int i = 0; i < 500; ++i) {
+        write("first");
+        const auto end = std::chrono::steady_clock::now() + std::chrono::nanoseconds(500 * i);
+        while (std::chrono::steady_clock::now() < end)
+            std::this_thread::yield();
+        write("second");
+        ASSERT_TRUE(waitUntil([&] { return received == 2 * (i + 1); })) << i;
+    }
+    qzLog::msInstance->installCustomHandler(nullptr, nullptr);
 }
 
 // --- Memory

@@ -126,7 +126,7 @@ TEST_F(qzLogThreadTest, HasItsFieldsInTheirOrderAfterTheBase)
                 ElementsAre(0, kShared, kQueue, kMutex - 8, kMutex, kConditions,
                             kConditions + sizeof(qzWaitCondition), kFlags, kFlags + 1, kFlags + 2,
                             kFlags + 3, kFlags + 8));
-    EXPECT_EQ(sizeof(qzLogThread), 888U);
+    EXPECT_EQ(sizeof(qzLogThread), 936U);
 }
 
 TEST_F(qzLogThreadTest, KnowsItsOwnId)
