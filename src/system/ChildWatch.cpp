@@ -27,9 +27,10 @@ constexpr int kStartTimeMs = 10;
 // The first bytes of "/proc/PID/stat"; empty if it can't be read.
 std::string_view readStatus(pid_t pid, char (&buffer)[256])
 {
+    constexpr char kName[] = "/stat";
     char path[32] = "/proc/";
     char* const end = std::to_chars(path + std::strlen(path), std::end(path), pid).ptr;
-    std::strcpy(end, "/stat");
+    std::memcpy(end, kName, sizeof kName);
     const ssize_t size = FileDescriptor::Open(path, O_RDONLY).read(buffer, sizeof buffer);
     return {buffer, static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
 }

@@ -7,7 +7,10 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <optional>
+#include <stdexcept>
+#include <streambuf>
 #include <string>
 #include <vector>
 
@@ -506,6 +509,27 @@ TEST(qzProcessStreams, WritesBufferedTextOnceWhenAProgramStartsDetached)
     const support::ChildResult result = runInChild([] { return writeThenFail(true); });
     EXPECT_EQ(result.getEnd(), "exit 0");
     EXPECT_EQ(result.out, "text stream ");
+}
+
+namespace {
+
+class BrokenBuffer : public std::streambuf {
+    int sync() override { throw std::runtime_error("broken"); }
+};
+
+}  // namespace
+
+TEST(qzProcessStreams, StartsAlthoughABufferOfTheApplicationThrows)
+{
+    const auto body = [] {
+        const support::LibraryStart start;
+        BrokenBuffer buffer;
+        std::streambuf* const before = std::clog.rdbuf(&buffer);
+        const bool isDetached = qzProcess::StartDetachedUtf8("/bin/true", {}, "", false);
+        std::clog.rdbuf(before);
+        return isDetached ? 0 : 1;
+    };
+    EXPECT_EQ(runInChild(body).getEnd(), "exit 0");
 }
 
 TEST(qzProcessStreams, StartsWhileAnotherThreadReadsTheStandardInput)
