@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <map>
 #include <sstream>
 #include <string>
@@ -20,6 +21,7 @@
 
 #include "ext/ChildRuns.h"
 #include "support/ChildProcess.h"
+#include "support/Environment.h"
 #include "support/LibraryStart.h"
 #include "support/LogCapture.h"
 #include "support/ScratchFolder.h"
@@ -123,6 +125,33 @@ TEST(ChildInheritanceTest, IsSearchedForInThePath)
         return ChildProcess::Run(program("true")).isSuccess() ? 0 : 3;
     });
     EXPECT_EQ(outer.getEnd(), "exit 0");
+}
+
+TEST(ChildInheritanceTest, IsSearchedForInTheWorkingFolderByAnEmptyEntryOfThePath)
+{
+    const support::ScratchFolder folder;
+    ::chmod(folder.write("qz-tool", "#!/bin/sh\necho found\n").c_str(), 0755);
+    const support::ChildResult outer = support::runInChild([&] {
+        for (const char* const path : {"", ":/bin", "/bin:", "/bin::/usr/bin"}) {
+            ::setenv("PATH", path, 1);
+            ChildOptions options = program("qz-tool");
+            options.programs[0].workingFolder = folder.getPath();
+            if (ChildProcess::Run(options).output != "found\n") return 1;
+        }
+        return 0;
+    });
+    EXPECT_EQ(outer.getEnd(), "exit 0");
+}
+
+TEST(ChildInheritanceTest, IsNotSearchedForBeyondAFileThatTheSystemCantRun)
+{
+    const support::ScratchFolder first;
+    const support::ScratchFolder second;
+    ::chmod(first.write("qz-tool", "no interpreter\n").c_str(), 0755);
+    ::chmod(second.write("qz-tool", "#!/bin/sh\n").c_str(), 0755);
+    const support::EnvironmentVariable path("PATH", first.getPath() + ":" + second.getPath());
+    EXPECT_EQ(describe(ChildProcess::Run(program("qz-tool"))),
+              "execve qz-tool, errno " + std::to_string(ENOEXEC));
 }
 
 TEST(ChildInheritanceTest, HandlesASignalOfTheStartAfterwards)

@@ -96,7 +96,23 @@ TEST_F(ChildProcessTest, ReportsTheUseOfResources)
         ChildProcess::Run(shell("i=0; while [ $i -lt 100000 ]; do i=$((i+1)); done"));
     ASSERT_EQ(describe(result), "exit 0");
     EXPECT_GT(result.ends[0].userSec + result.ends[0].systemSec, 0);
-    EXPECT_GT(result.ends[0].peakResidentBytes, 4096);
+    EXPECT_GT(result.ends[0].peakResidentBytes, 500'000);
+}
+
+TEST_F(ChildProcessTest, KnowsWhetherThereIsACoreDump)
+{
+    // Whether the system makes one here.
+    const pid_t reference = ::fork();
+    if (reference == 0) {
+        ::execl(kChildProgram, "child", "core", mFolder.getPath().c_str(), nullptr);
+        ::_exit(1);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(reference, &status, 0), reference);
+    const ChildResult result =
+        ChildProcess::Run(program(kChildProgram, {"core", mFolder.getPath()}));
+    EXPECT_EQ(describe(result), "signal " + std::to_string(SIGSEGV));
+    EXPECT_EQ(result.ends[0].hasDumpedCore, WCOREDUMP(status) != 0);
 }
 
 TEST_F(ChildProcessTest, IsAnEmptyResultWithoutAStart)
@@ -159,6 +175,12 @@ TEST_F(ChildProcessTest, RefusesAZeroByteInATextOfAProgram)
     options.programs[0].environment["NAME"] = text;
     EXPECT_EQ(describe(ChildProcess::Run(options)),
               "execve /bin/sh, errno " + std::to_string(EINVAL));
+    options = shell("exit 0");
+    options.programs[0].workingFolder = std::string("/\0tmp", 5);
+    EXPECT_EQ(describe(ChildProcess::Run(options)),
+              "execve /bin/sh, errno " + std::to_string(EINVAL));
+    EXPECT_EQ(describe(ChildProcess::Run(program(std::string("/bin/true\0x", 11)))).substr(0, 16),
+              "execve /bin/true");
     options = shell("exit 0");
     options.output = ChildOutput::File(text);
     EXPECT_THAT(describe(ChildProcess::Run(options)), HasSubstr("open a"));

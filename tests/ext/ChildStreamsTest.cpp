@@ -1,5 +1,7 @@
 #include <fcntl.h>
+#include <pthread.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -316,6 +318,36 @@ TEST_F(ChildStreamsTest, ReportsADeviceThatTakesNoMore)
     EXPECT_FALSE(result.isSuccess());
 }
 
+TEST_F(ChildStreamsTest, WritesNoMoreToADeviceThatHasFailed)
+{
+    struct FailingDevice : TextDevice {
+        unsigned long writeBytes(const char*, unsigned long) override
+        {
+            ++writes;
+            return 0;
+        }
+        int writes = 0;
+    } device;
+    ChildOptions options = shell("echo one; sleep 0.05; echo two; sleep 0.05; echo three");
+    options.output = ChildOutput::Device(device);
+    EXPECT_EQ(describe(ChildProcess::Run(options)),
+              "write to the device, errno " + std::to_string(EIO));
+    EXPECT_EQ(device.writes, 1) << "there would be a gap in the output";
+}
+
+TEST_F(ChildStreamsTest, ReportsTheFirstOfTwoFailures)
+{
+    TextDevice device;
+    device.mCapacity = 0;
+    ChildProcess process;
+    ChildOptions options = shell("echo text");
+    options.output = ChildOutput::Device(device);
+    ASSERT_TRUE(process.start(options));
+    const int pid = process.getPids()[0];
+    ASSERT_EQ(::waitpid(pid, nullptr, 0), pid);
+    EXPECT_EQ(describe(process.communicate()), "write to the device, errno " + std::to_string(EIO));
+}
+
 TEST_F(ChildStreamsTest, ReportsADeviceInError)
 {
     TextDevice device("text");
@@ -336,6 +368,51 @@ TEST_F(ChildStreamsTest, RaisesNoSigpipeIfTheProgramReadsNothing)
         sigset_t pending;
         ::sigpending(&pending);
         return ::sigismember(&pending, SIGPIPE) == 0 ? 0 : 2;
+    });
+    EXPECT_EQ(outer.getEnd(), "exit 0");
+}
+
+TEST_F(ChildStreamsTest, LeavesASigpipeThatWasPendingBefore)
+{
+    const support::ChildResult outer = support::runInChild([] {
+        sigset_t signals;
+        ::sigemptyset(&signals);
+        ::sigaddset(&signals, SIGPIPE);
+        ::sigprocmask(SIG_BLOCK, &signals, nullptr);
+        ::raise(SIGPIPE);
+        ChildOptions options = program("/bin/true");
+        options.input = ChildInput::Memory(std::string(10 * kMegabyte, 'x'));
+        if (describe(ChildProcess::Run(options)) != "exit 0") return 1;
+        ::sigpending(&signals);
+        return ::sigismember(&signals, SIGPIPE) == 1 ? 0 : 2;
+    });
+    EXPECT_EQ(outer.getEnd(), "exit 0");
+}
+
+TEST_F(ChildStreamsTest, WaitsForANamedPipeAcrossSignals)
+{
+    const std::string path = mFolder.getPath("fifo");
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    const support::ChildResult outer = support::runInChild([&] {
+        static std::atomic<int> handled = 0;
+        handled = 0;
+        struct sigaction action = {};
+        action.sa_handler = [](int) { ++handled; };
+        ::sigaction(SIGUSR1, &action, nullptr);  // without SA_RESTART
+        const pthread_t starter = ::pthread_self();
+        std::thread writer([&] {
+            support::waitUntil([&] {
+                ::pthread_kill(starter, SIGUSR1);
+                return handled > 20;
+            });
+            support::writeFile(path, "text");
+        });
+        ChildOptions options = shell("cat");
+        options.input = ChildInput::File(path);
+        const ChildResult result = ChildProcess::Run(options);
+        if (result.failure) ::_exit(1);  // the writer waits for a reader
+        writer.join();
+        return result.output == "text" ? 0 : 2;
     });
     EXPECT_EQ(outer.getEnd(), "exit 0");
 }
@@ -439,7 +516,7 @@ TEST_F(ChildStreamsTest, LogsLines)
 {
     const support::LibraryStart library;
     support::LogCapture log;
-    ChildOptions options = shell("echo one; echo; printf two; echo bad >&2");
+    ChildOptions options = shell("echo one; echo; printf two; printf bad >&2");
     options.output = ChildOutput::Log(qzLog::Info, "tool");
     options.error = ChildOutput::Log(qzLog::Warning);
     ASSERT_EQ(describe(ChildProcess::Run(options)), "exit 0");

@@ -435,6 +435,31 @@ TEST_F(FileLockTest, IsNotPassedOnToAProgram)
     EXPECT_EQ(child.out.find(mPath), std::string::npos) << child.out;
 }
 
+TEST_F(FileLockTest, ClosesNothingOfAGrandchild)
+{
+    const int place = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ::close(place);
+    ASSERT_TRUE(take(mFirst));
+    const support::ChildResult child = support::runInChild([&] {
+        // Gets the number that the lock has in the parent.
+        if (::fcntl(place, F_GETFD) >= 0 || ::open("/dev/null", O_RDONLY) != place) return 1;
+        const support::ChildResult grandchild =
+            support::runInChild([&] { return ::fcntl(place, F_GETFD) >= 0 ? kExpected : 1; });
+        return grandchild.exitCode;
+    });
+    EXPECT_EQ(child.exitCode, kExpected);
+}
+
+TEST_F(FileLockTest, FindsNobodyInANamedPipeAtOnce)
+{
+    ASSERT_EQ(::mkfifo(mPath.c_str(), 0600), 0);
+    const int hangLimitSec = 60;
+    const support::ChildResult child = support::runInChild(
+        [&] { return FileLock::FindHolderUtf8(mPath).has_value() ? 1 : kExpected; }, "",
+        hangLimitSec);
+    EXPECT_EQ(child.getEnd(), "exit 42");
+}
+
 TEST_F(FileLockTest, IsNoStandardStreamOfAProcessThatHasClosedThem)
 {
     const support::ChildResult child = support::runInChild([&] {

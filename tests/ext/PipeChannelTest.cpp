@@ -1,5 +1,6 @@
 #include <qz/ext/PipeChannel.h>
 
+#include <malloc.h>
 #include <sys/fsuid.h>
 #include <sys/wait.h>
 
@@ -139,6 +140,68 @@ TEST_F(PipeChannelTest, FailsAtOnceWithoutAServer)
     EXPECT_FALSE(channel.receive(message, 0, nullptr, &mFailure));
     EXPECT_EQ(mFailure.step, "receive");
     EXPECT_EQ(mFailure.error, ENOTCONN);
+}
+
+TEST_F(PipeChannelTest, HasASocketWhosePathHasUpTo107Bytes)
+{
+    const std::size_t otherBytes = mFolder.getPath("/.pipe").size();
+    for (const std::size_t pathBytes : {106UL, 107UL, 108UL}) {
+        const std::string name(pathBytes - otherBytes + 1, 'n');
+        PipeServer server;
+        PipeChannel channel;
+        const bool isListening = server.listen(name, &mFailure);
+        const bool isConnected = channel.connect(name, 0, nullptr, &mFailure);
+        EXPECT_EQ(isListening, pathBytes <= 107) << mFailure.toString();
+        EXPECT_EQ(isConnected, pathBytes <= 107) << mFailure.toString();
+    }
+    EXPECT_EQ(mFailure.error, ENAMETOOLONG);
+}
+
+TEST_F(PipeChannelTest, BuffersNoMoreThanTheLongestMessageWhileItSends)
+{
+    constexpr std::size_t kMaxBytes = 4UL * PipeChannel::msMessageLimit;
+    const RawSocket listener;
+    ASSERT_TRUE(listener.listen(getSocketPath()));
+    PipeChannel channel;
+    ASSERT_TRUE(connect(channel)) << mFailure.toString();
+    std::atomic<bool> isOver = false;
+    std::atomic<std::size_t> taken = 0;
+    std::thread server([&] {
+        const RawSocket peer = listener.accept();
+        const std::string bytes(65536, '\0');
+        while (!isOver && taken <= kMaxBytes) {
+            const std::size_t count = peer.sendWithoutWaiting(bytes);
+            taken += count;
+            if (count == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    });
+    const std::string message(PipeChannel::msMessageLimit, 'x');
+    EXPECT_FALSE(channel.send(message, 1000, nullptr, &mFailure)) << "nobody reads it";
+    isOver = true;
+    server.join();
+    EXPECT_GT(taken, 0U);
+    EXPECT_LE(taken, kMaxBytes);
+}
+
+TEST_F(PipeChannelTest, KeepsNoMemoryForALargeMessageThatHasPassed)
+{
+    constexpr std::size_t kMessageBytes = 64UL * 1024 * 1024;
+    PipeServer::Limits limits;
+    limits.messageBytes = kMessageBytes;
+    startServer(limits);
+    PipeChannel channel(kMessageBytes);
+    ASSERT_TRUE(connect(channel));
+    EXPECT_EQ(exchange(channel, "small"), "small");
+    // 0 with a sanitizer, which has an allocator of its own.
+    const auto countBytesInUse = [] {
+        const struct mallinfo2 memory = ::mallinfo2();
+        return memory.uordblks + memory.hblkhd;
+    };
+    const std::size_t before = countBytesInUse();
+    EXPECT_EQ(exchange(channel, std::string(kMessageBytes, 'x')).size(), kMessageBytes);
+    EXPECT_TRUE(support::waitUntil([&] { return countBytesInUse() < before + kMessageBytes / 8; },
+                                   std::chrono::seconds(60)))
+        << countBytesInUse() - before;
 }
 
 TEST_F(PipeChannelTest, RefusesNamesAndFoldersThatDontFit)

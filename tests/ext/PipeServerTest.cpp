@@ -1,7 +1,9 @@
 // What clients can do to a server, and to each other.
 
 #include <sys/fsuid.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <ctime>
@@ -248,6 +250,7 @@ TEST_F(PipeServerTest, ClosesAClientForWhichTooMuchIsQueued)
             for (int i = 0; i < 10; ++i)
                 refused += peer.send(std::string(1000, 'x')) ? 0 : 1;
             EXPECT_FALSE(peer.isOpen());
+            peer.close();  // the first reason stays
         });
     });
     const RawSocket socket = connectRaw();
@@ -255,6 +258,80 @@ TEST_F(PipeServerTest, ClosesAClientForWhichTooMuchIsQueued)
     EXPECT_EQ(waitForReason(), ENOBUFS);
     EXPECT_EQ(mReason.step, "send, too many bytes are queued");
     EXPECT_EQ(refused, 1);
+}
+
+TEST_F(PipeServerTest, HasRoomForTwoOfTheLongestMessagesWhateverIsSet)
+{
+    PipeServer::Limits limits = makeSmallLimits();
+    limits.queuedBytes = 0;
+    startServer(limits, [&](PipeServer& server) {
+        server.onMessage([](PipeServer::Peer& peer, const std::string& message) {
+            EXPECT_TRUE(peer.send(message));
+            EXPECT_TRUE(peer.send(message));
+        });
+    });
+    PipeChannel channel;
+    ASSERT_TRUE(connect(channel));
+    const std::string longest(1000, 'x');
+    EXPECT_EQ(exchange(channel, longest), longest);
+}
+
+TEST_F(PipeServerTest, NoticesAStallInAWaitThatNothingElseEnds)
+{
+    const auto serveUntilTheClientIsClosed = [&] {
+        PipeServer::Limits limits;
+        limits.stallMs = 50;
+        PipeServer server(limits);
+        int error = 0;
+        server.onClosed([&](PipeServer::Peer&, const SystemFailure& reason) {
+            error = reason.error;
+            throw std::runtime_error("the only end of the wait");
+        });
+        if (!server.listen("echo")) return 1;
+        const RawSocket socket = connectRaw();
+        if (!socket.send(makeFrame("message").substr(0, 9))) return 2;
+        try {
+            server.serve(-1, nullptr);
+        } catch (const std::runtime_error&) {
+            return error == ETIMEDOUT ? kExpected : 3;
+        }
+        return 4;
+    };
+    const int hangLimitSec = 60;
+    EXPECT_EQ(support::runInChild(serveUntilTheClientIsClosed, "", hangLimitSec).getEnd(),
+              "exit 42");
+}
+
+TEST_F(PipeServerTest, AcceptsInAWaitThatNothingElseEndsOnceThereAreDescriptors)
+{
+    const auto serveUntilAClientIsAccepted = [&] {
+        PipeServer server;
+        server.onConnected(
+            [](PipeServer::Peer&) { throw std::runtime_error("the only end of the wait"); });
+        if (!server.listen("echo")) return 1;
+        const RawSocket socket = connectRaw();
+        rlimit enough = {};
+        ::getrlimit(RLIMIT_NOFILE, &enough);
+        const support::DescriptorLimit noneLeft(0);
+        // Another process raises the limit, because the sanitizer needs descriptors for a thread.
+        const pid_t served = ::getpid();
+        const pid_t helper = ::fork();
+        if (helper == 0) {
+            ::usleep(200'000);
+            ::_exit(::prlimit(served, RLIMIT_NOFILE, &enough, nullptr));
+        }
+        int end = 2;
+        try {
+            server.serve(-1, nullptr);
+        } catch (const std::runtime_error&) {
+            end = kExpected;
+        }
+        ::waitpid(helper, nullptr, 0);
+        return end;
+    };
+    const int hangLimitSec = 60;
+    EXPECT_EQ(support::runInChild(serveUntilAClientIsAccepted, "", hangLimitSec).getEnd(),
+              "exit 42");
 }
 
 TEST_F(PipeServerTest, SendsToAllClients)

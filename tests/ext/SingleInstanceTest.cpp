@@ -131,15 +131,21 @@ TEST_F(SingleInstanceTest, RefusesAFolderOfAnotherUser)
 
 TEST_F(SingleInstanceTest, MakesAPrivateFolderWithoutARuntimeFolder)
 {
-    const support::EnvironmentVariable none("XDG_RUNTIME_DIR", std::nullopt);
-    const std::string name = "qz-single-instance-test-" + std::to_string(::getpid());
-    const std::string folder = "/tmp/" + name + "-" + std::to_string(::geteuid());
-    EXPECT_TRUE(mFirst.claim(name, &mFailure)) << mFailure.toString();
-    struct stat status = {};
-    EXPECT_EQ(::stat(folder.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777U, 0700U);
-    EXPECT_FALSE(mSecond.claim(name, &mFailure));
-    std::filesystem::remove_all(folder);
+    // A path that isn't absolute counts as none.
+    for (const std::optional<std::string>& variable :
+         {std::optional<std::string>(), std::optional<std::string>(""),
+          std::optional<std::string>(".")}) {
+        const support::EnvironmentVariable none("XDG_RUNTIME_DIR", variable);
+        const std::string name = "qz-single-instance-test-" + std::to_string(::getpid());
+        const std::string folder = "/tmp/" + name + "-" + std::to_string(::geteuid());
+        EXPECT_TRUE(mFirst.claim(name, &mFailure)) << mFailure.toString();
+        struct stat status = {};
+        EXPECT_EQ(::stat(folder.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777U, 0700U);
+        EXPECT_FALSE(mSecond.claim(name, &mFailure));
+        mFirst.release();
+        std::filesystem::remove_all(folder);
+    }
 }
 
 TEST_F(SingleInstanceTest, RefusesAPlantedFolder)

@@ -120,7 +120,8 @@ private:
 /// Lets a program run once for each user.
 ///
 /// The instances meet by a name, in a folder that only the user may enter: XDG_RUNTIME_DIR if it is
-/// set, and otherwise "/tmp/NAME-UID". All of them must have the same value of that variable.
+/// an absolute path, and otherwise "/tmp/NAME-UID". All of them must have the same value of that
+/// variable.
 ///
 /// @code
 /// qz::ext::SingleInstance instance;

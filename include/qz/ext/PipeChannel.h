@@ -19,9 +19,9 @@ namespace qz::ext {
 ///
 /// A message is any sequence of bytes up to a limit, and may be empty. It arrives whole and once,
 /// or the connection ends with an error: a checksum (CRC-32C) goes with it. Server and client meet
-/// by a name, in a folder that only the user may enter: XDG_RUNTIME_DIR if it is set, and otherwise
-/// "/tmp/NAME-UID". Both must have the same value of that variable. The path of the socket,
-/// "FOLDER/NAME.pipe", may have 107 bytes (ENAMETOOLONG).
+/// by a name, in a folder that only the user may enter: XDG_RUNTIME_DIR if it is an absolute path,
+/// and otherwise "/tmp/NAME-UID". Both must have the same value of that variable. The path of the
+/// socket, "FOLDER/NAME.pipe", may have 107 bytes; a longer one is refused with ENAMETOOLONG.
 ///
 /// @code
 /// qz::ext::PipeChannel channel;

@@ -6,9 +6,9 @@
 
 namespace qz::ext {
 
-/// Finds the path of a file in a folder that only the user may enter: XDG_RUNTIME_DIR if it is set,
-/// and otherwise "/tmp/NAME-UID", which is made if it is missing. The folder must belong to the
-/// effective user, with no right for anybody else.
+/// Finds the path of a file in a folder that only the user may enter: XDG_RUNTIME_DIR if it is an
+/// absolute path, and otherwise "/tmp/NAME-UID", which is made if it is missing. The folder must
+/// belong to the effective user, with no right for anybody else.
 /// @param name in UTF-8; of 1 to 100 bytes, without a slash, and it begins with no dot.
 /// @param suffix of the file, after the name.
 /// @param localPath receives the path in the local character set.

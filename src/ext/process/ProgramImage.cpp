@@ -80,8 +80,7 @@ bool ProgramImage::hasZeroByte() const
     const auto hasZero = [](const std::string& text) {
         return text.find('\0') != std::string::npos;
     };
-    return hasZero(mFolder) || std::any_of(mPaths.begin(), mPaths.end(), hasZero) ||
-           std::any_of(mArguments.begin(), mArguments.end(), hasZero) ||
+    return hasZero(mFolder) || std::any_of(mArguments.begin(), mArguments.end(), hasZero) ||
            std::any_of(mEnvironment.begin(), mEnvironment.end(), hasZero);
 }
 

@@ -1,0 +1,190 @@
+// When a client of a server stalls, and when it is only slow. The steps of `serve` are made one by
+// one, so that no thread of the test can be late.
+
+#include "ext/channel/PipePeer.h"
+
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "ext/RawPeer.h"
+
+namespace qz::ext {
+
+namespace {
+
+constexpr int kStallMs = 100;
+
+PipeServer::Limits makeLimits()
+{
+    PipeServer::Limits limits;
+    limits.messageBytes = 1'000'000;
+    limits.queuedBytes = 2'000'016;
+    limits.stallMs = kStallMs;
+    return limits;
+}
+
+/// The server's end of a connection, whose other end is a plain socket.
+struct Connection {
+    Connection()
+    {
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends), 0);
+        client = RawSocket(ends[0]);
+        peer = std::make_unique<PipePeer>(OwnDescriptor::Open([&] { return ends[1]; }), ucred(),
+                                          limits);
+    }
+    void receive(bool isReady) const
+    {
+        peer->receive(isReady, [&](PipeServer::Peer& sender, const std::string& message) {
+            if (message == "give") sender.send(std::string(limits.messageBytes, 'x'));
+        });
+    }
+    void readAll() const
+    {
+        std::string bytes(65536, '\0');
+        while (::recv(client.get(), bytes.data(), bytes.size(), MSG_DONTWAIT) > 0) {
+        }
+    }
+    int countUnreadBytes() const
+    {
+        int count = 0;
+        EXPECT_EQ(::ioctl(peer->getSocket(), FIONREAD, &count), 0);
+        return count;
+    }
+
+    const PipeServer::Limits limits = makeLimits();
+    RawSocket client;
+    std::unique_ptr<PipePeer> peer;
+};
+
+void waitLongerThanAStall()
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(kStallMs + 20));
+}
+
+// On a busy machine, some time may pass between the steps of a connection. So several of them get a
+// chance to stay open.
+template <typename Steps>
+bool staysOpen(const Steps& steps)
+{
+    for (int i = 0; i < 20; ++i) {
+        const Connection connection;
+        steps(connection);
+        if (connection.peer->isOpen()) return true;
+        EXPECT_EQ(connection.peer->getReason().error, ETIMEDOUT);
+    }
+    return false;
+}
+
+const std::string kFrame = makeFrame("message");
+const std::string kHalf = kFrame.substr(0, 9);
+const std::string kRest = kFrame.substr(9);
+
+}  // namespace
+
+TEST(PipePeerTest, ClosesAClientThatStallsInsideAMessage)
+{
+    const Connection connection;
+    ASSERT_TRUE(connection.client.send(kHalf));
+    connection.receive(true);
+    waitLongerThanAStall();
+    connection.receive(false);
+    EXPECT_EQ(connection.peer->getReason().error, ETIMEDOUT);
+}
+
+TEST(PipePeerTest, ClosesAClientThatReadsNothing)
+{
+    const Connection connection;
+    ASSERT_TRUE(connection.peer->send(std::string(1'000'000, 'x')));
+    connection.peer->sendQueued();
+    waitLongerThanAStall();
+    connection.peer->sendQueued();
+    EXPECT_EQ(connection.peer->getReason().error, ETIMEDOUT);
+}
+
+TEST(PipePeerTest, CountsTheTimeOfEachMessageFromItsOwnBeginning)
+{
+    EXPECT_TRUE(staysOpen([](const Connection& connection) {
+        connection.client.send(kHalf);
+        connection.receive(true);
+        waitLongerThanAStall();
+        connection.client.send(kRest + kHalf);
+        connection.receive(true);
+        connection.receive(false);
+    }));
+}
+
+TEST(PipePeerTest, ReceivesTheRestOfAMessageThatIsThereAlready)
+{
+    const Connection connection;
+    ASSERT_TRUE(connection.client.send(kHalf));
+    connection.receive(true);
+    waitLongerThanAStall();
+    ASSERT_TRUE(connection.client.send(kRest));
+    connection.receive(false);
+    EXPECT_TRUE(connection.peer->isOpen()) << "a slow callback was taken for a slow client";
+}
+
+TEST(PipePeerTest, CountsNoTimeWhileItDoesntReadItself)
+{
+    EXPECT_TRUE(staysOpen([](const Connection& connection) {
+        connection.client.send(makeFrame("give") + makeFrame("give") + kHalf);
+        connection.receive(true);
+        waitLongerThanAStall();
+        connection.receive(true);
+        while (connection.peer->getEvents() != POLLIN) {
+            connection.readAll();
+            connection.peer->sendQueued();
+        }
+        connection.receive(false);
+    }));
+}
+
+TEST(PipePeerTest, LeavesTheInputInTheSocketWhileItsAnswersAreQueued)
+{
+    const Connection connection;
+    ASSERT_TRUE(connection.client.send(makeFrame("give") + makeFrame("give")));
+    connection.receive(true);
+    ASSERT_TRUE(connection.client.send(kFrame));
+    connection.receive(true);
+    EXPECT_EQ(connection.countUnreadBytes(), static_cast<int>(kFrame.size()));
+}
+
+TEST(PipePeerTest, CountsTheTimeOfAnAnswerFromItsOwnBeginning)
+{
+    EXPECT_TRUE(staysOpen([](const Connection& connection) {
+        connection.peer->send("first");
+        connection.peer->sendQueued();
+        // The socket is full, and the queue is empty.
+        const std::string bytes(65536, 'x');
+        while (::send(connection.peer->getSocket(), bytes.data(), bytes.size(), MSG_DONTWAIT) > 0) {
+        }
+        waitLongerThanAStall();
+        connection.peer->send("second");
+        connection.peer->sendQueued();
+    }));
+}
+
+TEST(PipePeerTest, KeepsAClientThatReadsSlowly)
+{
+    EXPECT_TRUE(staysOpen([](const Connection& connection) {
+        connection.peer->send(std::string(1'000'000, 'x'));
+        connection.peer->sendQueued();
+        waitLongerThanAStall();
+        connection.readAll();
+        connection.peer->sendQueued();
+        connection.peer->sendQueued();
+    }));
+}
+
+}  // namespace qz::ext
