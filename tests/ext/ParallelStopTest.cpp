@@ -6,12 +6,16 @@
 #include <stdexcept>
 #include <thread>
 
+#include <pthread.h>
+
 #include <gtest/gtest.h>
 
 #include <qz/ConcurrentPool.h>
 #include <qz/qzCancelInterface.h>
 
 #include "ParallelFixture.h"
+#include "support/CancelledThread.h"
+#include "support/ChildProcess.h"
 #include "support/Waiting.h"
 
 namespace qz::ext {
@@ -254,6 +258,26 @@ TEST_P(ParallelStopPoolTest, ReducesWhatWasDoneBeforeTheRequestToStop)
     const auto done = static_cast<long>(sum.doneCount);
     EXPECT_GT(done, 700);
     EXPECT_EQ(sum.value, 1000 + done * (done - 1) / 2);
+}
+
+TEST_P(ParallelStopPoolTest, DefersACancellationOfTheCallersThread)
+{
+    const support::ChildResult child = support::runInChild([] {
+        ConcurrentPool pool(GetParam());
+        std::atomic<int> calls = 0;
+        const bool isCancelled = support::endsByCancellation([&] {
+            parallelFor(
+                0, 2000,
+                [&](int) {
+                    ::pthread_testcancel();
+                    ++calls;
+                },
+                withPool(pool));
+            ::pthread_testcancel();
+        });
+        return isCancelled && calls == 2000 ? 42 : 1;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 42") << child.err;
 }
 
 }  // namespace qz::ext

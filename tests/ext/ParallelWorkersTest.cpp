@@ -1,7 +1,5 @@
 #include <qz/ext/Parallel.h>
 
-#include <unistd.h>
-
 #include <atomic>
 #include <functional>
 #include <mutex>
@@ -9,6 +7,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

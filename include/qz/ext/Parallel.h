@@ -190,7 +190,8 @@ private:
 /// If a call throws, the workers finish the pieces that they have begun. The exception of the first
 /// element that threw comes out, as from a plain loop, and the pool can be used again.
 ///
-/// Threads: any. Callers of one pool take turns.
+/// Threads: any. Callers of one pool take turns. A cancellation of the calling thread
+/// (`pthread_cancel`) waits for the end; a body must not end its thread.
 /// @param begin the first number; it is converted to the type of `end`.
 /// @param end the number after the last one; if it isn't above `begin`, nothing is called.
 /// @param body called on several threads at once.
