@@ -178,8 +178,8 @@ private:
 ///
 /// @code
 /// std::vector<double> roots(squares.size());
-/// qz::ext::parallelFor(0, squares.size(), [&](std::size_t i) { roots[i] = std::sqrt(squares[i]);
-/// });
+/// const auto calculate = [&](std::size_t i) { roots[i] = std::sqrt(squares[i]); };
+/// qz::ext::parallelFor(0, squares.size(), calculate);
 /// @endcode
 ///
 /// The workers take the range piece by piece from its begin on, and the caller sleeps until all is
@@ -196,7 +196,7 @@ private:
 /// @param end the number after the last one; if it isn't above `begin`, nothing is called.
 /// @param body called on several threads at once.
 /// @return false after a request to stop; each piece that was begun is done then.
-/// @throws std::bad_alloc before the first call.
+/// @throws std::bad_alloc if there is no memory to begin, and then nothing is called.
 template <typename Index, typename Body>
 ParallelResult parallelFor(typename impl::Identity<Index>::type begin, Index end, Body&& body,
                            const ParallelOptions& options = {})

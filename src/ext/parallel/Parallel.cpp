@@ -81,7 +81,7 @@ void PieceRun::runPieces() noexcept
     }
 }
 
-// Gives the caller the exception or the result, once all workers have left.
+// Returns the result, or throws the exception of the body. All workers must have left.
 ParallelResult PieceRun::finish()
 {
     if (mException) std::rethrow_exception(mException);
