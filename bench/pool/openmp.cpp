@@ -4,7 +4,7 @@ namespace bench {
 
 namespace {
 
-// Not a copy of the pool's way: the caller works, too, and the workers spin before they sleep.
+// Less work than for the pool: the caller does a part, and the workers spin before they sleep.
 void handOver(TwoJobs& jobs)
 {
 #pragma omp parallel for schedule(static, 1) num_threads(2)

@@ -26,7 +26,7 @@ using ::testing::Le;
 
 namespace {
 
-// Keeps what it is told, and notices calls that overlap.
+// Records the figures, and counts the calls that overlap.
 class RecordingNotifier : public qzProgressNotifierBase {
 public:
     std::vector<float> figures;

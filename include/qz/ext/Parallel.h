@@ -178,8 +178,8 @@ private:
 ///
 /// @code
 /// std::vector<double> roots(squares.size());
-/// qz::ext::parallelFor(0, squares.size(), [&](std::size_t i) { roots[i] = std::sqrt(squares[i]);
-/// });
+/// const auto calculate = [&](std::size_t i) { roots[i] = std::sqrt(squares[i]); };
+/// qz::ext::parallelFor(0, squares.size(), calculate);
 /// @endcode
 ///
 /// The workers take the range piece by piece from its begin on, and the caller sleeps until all is
@@ -190,12 +190,13 @@ private:
 /// If a call throws, the workers finish the pieces that they have begun. The exception of the first
 /// element that threw comes out, as from a plain loop, and the pool can be used again.
 ///
-/// Threads: any. Callers of one pool take turns.
+/// Threads: any. Callers of one pool take turns. A cancellation of the calling thread
+/// (`pthread_cancel`) waits for the end; a body must not end its thread.
 /// @param begin the first number; it is converted to the type of `end`.
 /// @param end the number after the last one; if it isn't above `begin`, nothing is called.
 /// @param body called on several threads at once.
 /// @return false after a request to stop; each piece that was begun is done then.
-/// @throws std::bad_alloc before the first call.
+/// @throws std::bad_alloc if there is no memory to begin, and then nothing is called.
 template <typename Index, typename Body>
 ParallelResult parallelFor(typename impl::Identity<Index>::type begin, Index end, Body&& body,
                            const ParallelOptions& options = {})

@@ -7,6 +7,8 @@
 #include <mutex>
 #include <vector>
 
+#include <pthread.h>
+
 #include <qz/ConcurrentPool.h>
 #include <qz/qzCancelInterface.h>
 #include <qz/qzMutex.h>
@@ -79,7 +81,7 @@ void PieceRun::runPieces() noexcept
     }
 }
 
-// Gives the caller the exception or the result, once all workers have left.
+// Returns the result, or throws the exception of the body. All workers must have left.
 ParallelResult PieceRun::finish()
 {
     if (mException) std::rethrow_exception(mException);
@@ -126,6 +128,19 @@ void PieceRun::keepException(std::size_t piece)
     mExceptionPiece = piece;
 }
 
+// Defers a cancellation of the calling thread. It must not leave while workers use its stack, and
+// a caller that does the work itself mustn't catch the cancellation for an exception of the body.
+class ScopedCancellationBlock {
+public:
+    ScopedCancellationBlock() { ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &mOldState); }
+    ~ScopedCancellationBlock() { ::pthread_setcancelstate(mOldState, nullptr); }
+    ScopedCancellationBlock(const ScopedCancellationBlock&) = delete;
+    ScopedCancellationBlock& operator=(const ScopedCancellationBlock&) = delete;
+
+private:
+    int mOldState = PTHREAD_CANCEL_ENABLE;
+};
+
 // Returns null if the caller is to do the work.
 ConcurrentPool* choosePool(const PieceDivision& division, const ParallelOptions& options)
 {
@@ -138,6 +153,7 @@ ConcurrentPool* choosePool(const PieceDivision& division, const ParallelOptions&
 ParallelResult runPieces(const PieceDivision& division, const ParallelOptions& options,
                          PieceFunction function, void* work)
 {
+    const ScopedCancellationBlock noCancellation;
     PieceRun run(division, options, function, work);
     qzProgressNotifierGroupCloser closer;
     if (options.notifier != nullptr) {
