@@ -45,11 +45,11 @@ void readFolder(const std::string& path, Folder& folder)
     std::sort(folder.folders.begin(), folder.folders.end());
 }
 
-void report(const std::string& path, const Folder& folder, Problems& problems)
+void report(const std::string& name, const Folder& folder, Problems& problems)
 {
-    if (folder.error) problems.report("cannot read the folder", path, folder.error.value());
-    for (const std::string& name : folder.unnamed)
-        problems.report("cannot list", joinPath(path, name), "its name can't be converted");
+    if (folder.error) problems.report("cannot read the folder", name, folder.error.value());
+    for (const std::string& unnamed : folder.unnamed)
+        problems.report("cannot list", joinPath(name, unnamed), "its name can't be converted");
 }
 
 }  // namespace
