@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include <qz/ConcurrentPool.h>
 #include <qz/qzCancelInterface.h>
 
 #include "FileEntry.h"
@@ -10,9 +11,10 @@
 
 namespace fingerprint {
 
-/// Finds the regular files below the folders: those of a folder by name, and then those of its
-/// folders. Links are not followed. What can't be read or named is reported.
-std::vector<FileEntry> findFiles(const std::vector<std::string>& folders,
+/// Finds the regular files below the folders, on all workers of the pool: first those of the
+/// folders themselves by name, then those of the folders in them, and so on. Links are not
+/// followed. What can't be read or named is reported.
+std::vector<FileEntry> findFiles(const std::vector<std::string>& folders, qz::ConcurrentPool& pool,
                                  const qz::qzCancelInterfaceReadOnly& cancel, Problems& problems);
 
 }  // namespace fingerprint

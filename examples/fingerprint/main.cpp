@@ -115,7 +115,7 @@ Status run(const Options& options, qz::ConcurrentPool& pool,
     watcher.startWatching(kSamplePeriodMs);
     Problems problems;
     Digests digests;
-    digests.entries = findFiles(options.folders, cancel, problems);
+    digests.entries = findFiles(options.folders, pool, cancel, problems);
     watcher.stampReference("find");
     digestFiles(options, pool, cancel, digests);
     for (const FileEntry& entry : digests.entries) {
