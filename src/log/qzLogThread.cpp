@@ -182,7 +182,10 @@ void qzLogThread::append(qzLog::LogEntry& entry, bool synchronous)
 // further signal would take 15 ns until the thread runs, which is a tenth of a report.
 void qzLogThread::wakeUp(Lock& lock)
 {
-    if (std::exchange(mIsAsleep, false)) mWorkAvailable.wakeAll();
+    if (mIsAsleep) {
+        mWorkAvailable.wakeAll();  // a signal handler may throw out of it, and the thread sleeps on
+        mIsAsleep = false;
+    }
     if (mIsNapping && isUrgent()) {
         mIsNapping = false;
         lock.notify(mNapEnd);

@@ -27,7 +27,8 @@ FaultTable getProcessesFaults()
              {kRan +
                   "; missing; detached; not self, no arguments, a parent with program, no memory",
               kRan + "; missing; detached; self with no arguments, a parent with program, memory",
-              kRan + "; missing; detached; self with arguments, a parent, memory"}},
+              kRan + "; missing; detached; self with arguments, a parent, memory"},
+             {kAllStarted}},
             {"read",
              EIO,
              {kAllStarted,

@@ -142,6 +142,8 @@ int main(int argumentCount, char** arguments)
     ::signal(SIGUSR1, &showSignal);
     qz::initializeQzSystem(qz::FullInit);
     qzLog::msInstance->installCustomHandler(&showBatch, nullptr);
+    qz::logInfo() << "first";
+    qzLog::msInstance->flush();  // the log thread sleeps now, and the call has to wake it
     try {
         gIsArmed = call != "setting";
         callLog(call);
