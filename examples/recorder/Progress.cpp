@@ -14,15 +14,25 @@ constexpr unsigned long kShowEveryMs = 200;
 
 volatile std::sig_atomic_t gSecondSignal = 0;
 
+qz::ext::ProgressViewOptions makeViewOptions(unsigned long fileCount)
+{
+    qz::ext::ProgressViewOptions options;
+    options.title = "record and compare";
+    options.unit = " files";
+    options.total = static_cast<double>(fileCount);
+    // In a log file the summary at the end is enough.
+    options.isQuiet = ::isatty(STDERR_FILENO) != 1;
+    return options;
+}
+
 }  // namespace
 
 Progress::Progress(unsigned long partCount, unsigned long fileCount,
                    const qz::qzCancelInterfaceReadOnly& cancel)
-    : mPartsAtWork(partCount),
-      mFileCount(fileCount),
-      mCancel(cancel),
-      mHasTerminal(::isatty(STDERR_FILENO) == 1)
+    : mPartsAtWork(partCount), mCancel(cancel), mView(makeViewOptions(fileCount), &cancel)
 {
+    // Each file is recorded, and later compared.
+    mView.beginStepGroupWeights({1}, 2.0 * static_cast<double>(fileCount), nullptr);
 }
 
 void Progress::countEndedPart()
@@ -40,7 +50,7 @@ int Progress::waitForEnd()
         show();
         if (mCancel.shouldCancel()) confirmInterruption();
     }
-    if (mHasTerminal) std::cerr << '\n';
+    mView.clearLine();
     return gSecondSignal;
 }
 
@@ -51,15 +61,13 @@ void Progress::confirmInterruption()
     // From here on a signal is the second one.
     for (const int signal : {SIGINT, SIGTERM})
         std::signal(signal, [](int number) { gSecondSignal = number; });
-    if (mHasTerminal) std::cerr << '\n';
+    mView.clearLine();
     std::cerr << "recorder: interrupted, finishing the current records\n";
 }
 
-void Progress::show() const
+void Progress::show()
 {
-    if (!mHasTerminal) return;
-    std::cerr << "\r  recorded " << mRecordedFiles << " of " << mFileCount << " files, compared "
-              << mComparedFiles << std::flush;
+    mView.setCurrentStepProgress(static_cast<double>(mRecordedFiles + mComparedFiles));
 }
 
 }  // namespace recorder

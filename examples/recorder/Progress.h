@@ -2,13 +2,14 @@
 
 #include <atomic>
 
+#include <qz/ext/ProgressView.h>
 #include <qz/qzCancelInterface.h>
 #include <qz/qzMutex.h>
 #include <qz/qzWaitCondition.h>
 
 namespace recorder {
 
-/// What the parts of a run have done so far, and a line about it on the terminal.
+/// What the parts of a run have done so far, and a bar about it on the terminal.
 class Progress {
 public:
     /// @param partCount the number of parts to wait for.
@@ -30,17 +31,16 @@ public:
     int waitForEnd();
 
 private:
-    void show() const;
+    void show();
     void confirmInterruption();
 
     qz::qzMutex mMutex;
     qz::qzWaitCondition mPartEnded;
     unsigned long mPartsAtWork;  // guarded by mMutex
-    unsigned long mFileCount;
     std::atomic<unsigned long> mRecordedFiles = 0;
     std::atomic<unsigned long> mComparedFiles = 0;
     const qz::qzCancelInterfaceReadOnly& mCancel;
-    bool mHasTerminal;
+    qz::ext::ProgressView mView;  // used by the thread that waits alone
     bool mHasConfirmed = false;
 };
 
