@@ -6,6 +6,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <xxhash.h>
 
@@ -30,6 +31,11 @@ public:
     Descriptor& operator=(const Descriptor&) = delete;
 
     int get() const { return mDescriptor; }
+    bool isRegularFile() const
+    {
+        struct stat status = {};
+        return ::fstat(mDescriptor, &status) == 0 && S_ISREG(status.st_mode);
+    }
 
 private:
     int mDescriptor;
@@ -61,12 +67,18 @@ void digestFile(const std::string& path, const qz::qzCancelInterfaceReadOnly& ca
         entry.error = errno;
         return;
     }
+    // A device may be endless, and a pipe that nobody writes to would count as an empty file.
+    if (!file.isRegularFile()) {
+        entry.error = EINVAL;
+        return;
+    }
     XXH3_128bits_reset(workshop.state.get());
     unsigned long bytes = 0;
     for (;;) {
         if (cancel.shouldCancel()) return;
         const ssize_t count = ::read(file.get(), workshop.buffer.data(), workshop.buffer.size());
         if (count == 0) break;
+        if (count < 0 && errno == EINTR) continue;
         if (count < 0) {
             entry.error = errno;
             return;

@@ -23,6 +23,12 @@ struct FileEntry {
     int error = 0;  ///< Why there is no digest; 0 if it wasn't read.
 };
 
+/// A folder below one of the folders, or that one itself.
+struct FolderEntry {
+    std::size_t folder = 0;  ///< Index into the folders.
+    std::string path;        ///< Below the folder; empty for that one itself.
+};
+
 /// The path that the system knows.
 std::string joinPath(const std::string& folder, const std::string& path);
 

@@ -54,10 +54,10 @@ void report(const std::string& name, const Folder& folder, Problems& problems)
 
 }  // namespace
 
-std::vector<FileEntry> findFiles(const std::vector<std::string>& folders, qz::ConcurrentPool& pool,
-                                 const qz::qzCancelInterfaceReadOnly& cancel, Problems& problems)
+FoundFiles findFiles(const std::vector<std::string>& folders, qz::ConcurrentPool& pool,
+                     const qz::qzCancelInterfaceReadOnly& cancel, Problems& problems)
 {
-    std::vector<FileEntry> entries;
+    FoundFiles found;
     std::vector<Folder> level;
     for (std::size_t i = 0; i < folders.size(); ++i)
         level.push_back({i, ""});
@@ -73,14 +73,15 @@ std::vector<FileEntry> findFiles(const std::vector<std::string>& folders, qz::Co
         std::vector<Folder> nextLevel;
         for (const Folder& folder : level) {
             report(getPath(folder), folder, problems);
+            if (folder.error) found.unreadFolders.push_back({folder.root, folder.path});
             for (const std::string& name : folder.files)
-                entries.push_back({folder.root, joinPath(folder.path, name)});
+                found.entries.push_back({folder.root, joinPath(folder.path, name)});
             for (const std::string& name : folder.folders)
                 nextLevel.push_back({folder.root, joinPath(folder.path, name)});
         }
         level = std::move(nextLevel);
     }
-    return entries;
+    return found;
 }
 
 }  // namespace fingerprint

@@ -11,10 +11,16 @@
 
 namespace fingerprint {
 
+/// What is below the folders.
+struct FoundFiles {
+    std::vector<FileEntry> entries;
+    std::vector<FolderEntry> unreadFolders;  ///< Those that can't be read, or not to the end.
+};
+
 /// Finds the regular files below the folders, on all workers of the pool: first those of the
 /// folders themselves by name, then those of the folders in them, and so on. Links are not
 /// followed. What can't be read or named is reported.
-std::vector<FileEntry> findFiles(const std::vector<std::string>& folders, qz::ConcurrentPool& pool,
-                                 const qz::qzCancelInterfaceReadOnly& cancel, Problems& problems);
+FoundFiles findFiles(const std::vector<std::string>& folders, qz::ConcurrentPool& pool,
+                     const qz::qzCancelInterfaceReadOnly& cancel, Problems& problems);
 
 }  // namespace fingerprint

@@ -32,8 +32,8 @@ constexpr const char* kUsage =
     "Exit status: 0 when all was done, 1 when something could not be read or written, 2 for a "
     "wrong\n"
     "command line, 3 above the limit of memory, 130 after Ctrl-C or the end of the parent "
-    "process;\n"
-    "then no CSV file is written.\n";
+    "process\n"
+    "before all digests are known; then no CSV file is written.\n";
 
 }  // namespace
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <new>
 #include <optional>
 #include <system_error>
 
@@ -34,9 +35,9 @@ using qz::ext::ContainerLimits;
 
 constexpr unsigned int kSamplePeriodMs = 250;
 
-// Digests, and how long they took.
+// The files with their digests, and how long those took.
 struct Digests {
-    std::vector<FileEntry> entries;
+    FoundFiles files;
     unsigned long durationMs = 0;
     bool isComplete = false;
 };
@@ -47,7 +48,7 @@ void digestFiles(const Options& options, qz::ConcurrentPool& pool,
     qz::ext::ProgressViewOptions shown;
     shown.title = "digest";
     shown.unit = " files";
-    shown.total = static_cast<double>(digests.entries.size());
+    shown.total = static_cast<double>(digests.files.entries.size());
     shown.isQuiet = options.isQuiet;
     qz::ext::ProgressView view(shown, &cancel);
     qz::ext::ParallelOptions way;
@@ -57,7 +58,7 @@ void digestFiles(const Options& options, qz::ConcurrentPool& pool,
     const auto digestOne = [&](FileEntry& entry) {
         digestFile(joinPath(options.folders[entry.folder], entry.path), cancel, entry);
     };
-    const bool isDone = qz::ext::parallelForEach(digests.entries, digestOne, way).isComplete;
+    const bool isDone = qz::ext::parallelForEach(digests.files.entries, digestOne, way).isComplete;
     digests.durationMs = qzSystemUtils::GetTimeBaseMs() - startMs;
     digests.isComplete = isDone && !cancel.shouldCancel();
 }
@@ -65,9 +66,9 @@ void digestFiles(const Options& options, qz::ConcurrentPool& pool,
 Status reportInterruption(const Digests& digests)
 {
     const auto doneCount =
-        std::count_if(digests.entries.begin(), digests.entries.end(),
+        std::count_if(digests.files.entries.begin(), digests.files.entries.end(),
                       [](const FileEntry& entry) { return entry.digest.has_value(); });
-    std::cerr << "fingerprint: interrupted; " << doneCount << " of " << digests.entries.size()
+    std::cerr << "fingerprint: interrupted; " << doneCount << " of " << digests.files.entries.size()
               << " files are done, no CSV file is written\n";
     return StatusInterrupted;
 }
@@ -77,7 +78,7 @@ void compare(const Options& options, const Digests& digests, Problems& problems)
     std::string error;
     std::optional<Fingerprints> earlier = readCsv(options.comparedPath, error);
     if (earlier)
-        printDifferences(options.folders, digests.entries, std::move(*earlier));
+        printDifferences(options.folders, digests.files, std::move(*earlier));
     else
         problems.report("cannot compare with", options.comparedPath, error);
 }
@@ -85,7 +86,7 @@ void compare(const Options& options, const Digests& digests, Problems& problems)
 void write(const Options& options, const Digests& digests, Problems& problems)
 {
     std::string error;
-    if (!writeCsv(options.csvPath, digests.entries, error))
+    if (!writeCsv(options.csvPath, digests.files.entries, error))
         problems.report("cannot write", options.csvPath, error);
 }
 
@@ -94,7 +95,7 @@ void printSummary(const Digests& digests, unsigned int threadCount)
     constexpr double kMsPerSec = 1000;
     unsigned long fileCount = 0;
     unsigned long bytes = 0;
-    for (const FileEntry& entry : digests.entries) {
+    for (const FileEntry& entry : digests.files.entries) {
         if (!entry.digest) continue;
         ++fileCount;
         bytes += entry.bytes;
@@ -115,10 +116,10 @@ Status run(const Options& options, qz::ConcurrentPool& pool,
     watcher.startWatching(kSamplePeriodMs);
     Problems problems;
     Digests digests;
-    digests.entries = findFiles(options.folders, pool, cancel, problems);
+    digests.files = findFiles(options.folders, pool, cancel, problems);
     watcher.stampReference("find");
     digestFiles(options, pool, cancel, digests);
-    for (const FileEntry& entry : digests.entries) {
+    for (const FileEntry& entry : digests.files.entries) {
         if (entry.error != 0)
             problems.report("cannot read", joinPath(options.folders[entry.folder], entry.path),
                             entry.error);
@@ -171,11 +172,13 @@ int main(int argumentCount, char** arguments)
     Options options;
     if (const std::optional<int> status = parseOptions(argumentCount, arguments, options))
         return *status;
-    const qz::ext::LibraryStart library(qz::FullInit);
     try {
+        const qz::ext::LibraryStart library(qz::FullInit);
         return runWatched(options);
     } catch (const std::system_error& error) {
         std::cerr << "fingerprint: cannot start its threads: " << error.code().message() << '\n';
-        return StatusIncomplete;
+    } catch (const std::bad_alloc&) {
+        std::cerr << "fingerprint: there is not enough memory\n";
     }
+    return StatusIncomplete;
 }

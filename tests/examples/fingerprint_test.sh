@@ -129,23 +129,35 @@ expect_pattern out '^files: 1, '
 printf 'content' >dark/seen
 expect 1 --quiet --compare dark.csv dark
 expect_line out '0 added, 0 removed, 1 changed'
+# Files in a folder that can't be read now weren't removed.
+mkdir -p dim/closed/sub
+touch dim/closed/a dim/closed/sub/b dim/closed.txt
+expect 0 --quiet --csv dim.csv dim dim/closed
+chmod 000 dim/closed
+rm dim/closed.txt
+expect 1 --quiet --compare dim.csv dim dim/closed
+expect_line out '0 added, 1 removed, 0 changed'
+expect_line out 'removed: dim/closed.txt'
 run_under=()
-chmod -R u+rwx dark
+chmod -R u+rwx dark dim
 
-# --- A file that vanishes: the first one takes long enough
+# --- A file that vanishes or becomes another kind of file: the first one takes long enough
 
 mkdir busy
 truncate -s 4T busy/ages || truncate -s 1T busy/ages
-touch busy/vanishes busy/zebra
+touch busy/vanishes busy/pipe busy/zebra
 "$program" --quiet --threads 1 --csv busy.csv busy >out 2>err &
 wait_for has_open $! ages
-rm busy/vanishes
+rm busy/vanishes busy/pipe
+mkfifo busy/pipe
 : >busy/ages
 status=0
 wait $! || status=$?
 ((status == 1)) || fail "status $status after a file has vanished"
 expect_text err \
-    "fingerprint: cannot read 'busy/vanishes': System error : '(2) ENOENT No such file or directory'"
+    "fingerprint: cannot read 'busy/pipe': System error : '(22) EINVAL Invalid argument'
+fingerprint: cannot read 'busy/vanishes': System error : '(2) ENOENT No such file or directory'"
+expect_pattern busy.csv '^1,pipe,0,$'
 expect_pattern busy.csv '^1,vanishes,0,$'
 expect_pattern busy.csv '^1,zebra,0,99aa06d3014798d86001c324468d497f$'
 

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include <sched.h>
+#include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
@@ -173,6 +174,57 @@ TEST_F(ContainerLimitsTest, TakesWhatCannotBeReadForNoLimit)
     fs::remove(mRoot.getPath("/proc/self/cgroup"));
     fs::create_directories(mRoot.getPath("/proc/self/cgroup"));
     expectNoLimits();
+}
+
+TEST_F(ContainerLimitsTest, TakesEndlessFilesForNoLimit)
+{
+    writeProcess("0::/job\n", kMount2);
+    fs::create_directories(mRoot.getPath("/sys/fs/cgroup/job"));
+    fs::create_symlink("/dev/zero", mRoot.getPath("/sys/fs/cgroup/job/cpu.max"));
+    fs::create_symlink("/dev/zero", mRoot.getPath("/sys/fs/cgroup/job/memory.max"));
+    ASSERT_EQ(::mkfifo(mRoot.getPath("/sys/fs/cgroup/memory.max").c_str(), 0600), 0);
+    expectNoLimits();
+    for (const std::string name : {"cgroup", "mountinfo"}) {
+        const std::string path = mRoot.getPath("/proc/self/" + name);
+        fs::remove(path);
+        fs::create_symlink("/dev/zero", path);
+        expectNoLimits();
+    }
+}
+
+TEST_F(ContainerLimitsTest, DoesNotLeaveTheRootByTwoDots)
+{
+    write("/outside/memory.max", "1\n");
+    write("/outside/cpu.max", "50000 100000\n");
+    write("/outsider/memory.max", "1\n");
+    const std::string root = mRoot.getPath("/out");
+    const auto writeBelow = [&](const std::string& groups, const std::string& mounts) {
+        write("/out/proc/self/cgroup", groups);
+        write("/out/proc/self/mountinfo", mounts);
+    };
+    fs::create_directories(root + "/cg");
+    for (const std::string mountPoint :
+         {"/../outside", "/cg/../../outside", "side", "sider", "../outside"}) {
+        writeBelow("0::/\n", "41 31 0:38 / " + mountPoint + " rw - cgroup2 cgroup2 rw\n");
+        EXPECT_EQ(ContainerLimits::Read(root).memoryBytes, std::nullopt) << mountPoint;
+        EXPECT_EQ(ContainerLimits::Read(root).cpuQuota, std::nullopt) << mountPoint;
+    }
+    for (const std::string path : {"/../../outside", "/a/../../../outside"}) {
+        writeBelow("0::" + path + "\n", "41 31 0:38 / /cg rw - cgroup2 cgroup2 rw\n");
+        EXPECT_EQ(ContainerLimits::Read(root).memoryBytes, std::nullopt) << path;
+    }
+}
+
+TEST_F(ContainerLimitsTest, ReadsTheOuterGroupsOfAPathThatIsTooLong)
+{
+    // With each of its folders as a text, this path would take 250 gigabytes.
+    std::string path;
+    path.reserve(2'000'000);
+    while (path.size() < 1'000'000)
+        path += "/g";
+    writeProcess("0::" + path + '\n', kMount2);
+    writeGroup2("/g", "max 100000\n", "4096\n");
+    EXPECT_EQ(read().memoryBytes, 4096UL);
 }
 
 TEST_F(ContainerLimitsTest, ReadsAListOfManyMounts)

@@ -52,6 +52,21 @@ private:
     std::atomic<int> mCallers = 0;
 };
 
+// Throws with each update from one on.
+class FailingNotifier : public qzProgressNotifierBase {
+public:
+    explicit FailingNotifier(int firstFailure) : mLeft(firstFailure) {}
+
+protected:
+    void onProgressChanged(float /*progress*/) override
+    {
+        if (--mLeft <= 0) throw std::runtime_error("no display");
+    }
+
+private:
+    int mLeft;
+};
+
 class ParallelProgressTest : public ::testing::TestWithParam<unsigned int> {
 protected:
     ParallelProgressTest()
@@ -102,6 +117,37 @@ TEST_P(ParallelProgressTest, IsOnePartOfTheCallersStep)
     EXPECT_TRUE(parallelReduce(0, 1000, 0, one, std::plus<>(), mOptions));
     EXPECT_EQ(mNotifier.getGlobalProgress(), 1.0F);
     EXPECT_THAT(mNotifier.figures, Each(Le(1.0F)));
+}
+
+TEST_P(ParallelProgressTest, PassesAnExceptionOfTheNotifierOn)
+{
+    // It fails again when the group ends. Each piece is an update, the last one by the end at the
+    // latest.
+    for (const int firstFailure : {1, 2}) {
+        FailingNotifier notifier(firstFailure);
+        mOptions.notifier = &notifier;
+        EXPECT_THROW(parallelFor(
+                         0, 100, [](int) {}, mOptions),
+                     std::runtime_error);
+    }
+    mOptions.notifier = nullptr;
+    EXPECT_TRUE(parallelFor(
+        0, 100, [](int) {}, mOptions));
+}
+
+TEST_P(ParallelProgressTest, PassesAnExceptionOnThatOnlyTheEndOfTheGroupCauses)
+{
+    class FailingEnd : public qzProgressNotifierBase {
+    public:
+        void endStepGroup() override { throw std::runtime_error("no end"); }
+    };
+    FailingEnd notifier;
+    mOptions.notifier = &notifier;
+    EXPECT_THROW(parallelFor(
+                     0, 100, [](int) {}, mOptions),
+                 std::runtime_error);
+    const auto fail = [](int i) { throw i; };
+    EXPECT_THROW(parallelFor(0, 100, fail, mOptions), int) << "the exception of the body counts";
 }
 
 TEST_P(ParallelProgressTest, ShowsHowFarAStoppedLoopCame)

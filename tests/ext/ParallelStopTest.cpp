@@ -83,6 +83,25 @@ TEST_F(ParallelStopTest, PassesOneOfTheExceptionsThatSeveralWorkersThrowAtOnce)
     EXPECT_EQ(listInParallel(0, 1000, withPool(pool)), listInALoop(0, 1000));
 }
 
+TEST_F(ParallelStopTest, PassesTheExceptionOfTheFirstElementAlsoIfALaterOneThrowsLast)
+{
+    ConcurrentPool pool(2);
+    for (int repetition = 0; repetition < 5; ++repetition) {
+        Meeting meeting(2);
+        const auto failInOrder = [&](int i) {
+            meeting.attend();
+            if (i == 1) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            throw i;
+        };
+        try {
+            parallelFor(0, 2, failInOrder, withPool(pool));
+            FAIL() << "no exception";
+        } catch (const int number) {
+            EXPECT_EQ(number, 0);
+        }
+    }
+}
+
 TEST_F(ParallelStopTest, TakesNoFurtherPieceAfterAnException)
 {
     // The other worker would need half a minute for all of its pieces.

@@ -60,6 +60,43 @@ TEST_F(ExtProgressTextTest, CountsCharactersAndNotBytes)
     EXPECT_EQ(qzStringUtils::CountUtf8Char(formatProgressLine(mFigures, 80)), 79U);
 }
 
+TEST_F(ExtProgressTextTest, ShowsControlCharactersAsQuestionMarks)
+{
+    EXPECT_EQ(makePrintable("gr\xc3\xb6\xc3\x9f"
+                            "e \xc2\xa0\xe4\xb8\x96"),
+              "gr\xc3\xb6\xc3\x9f"
+              "e \xc2\xa0\xe4\xb8\x96");
+    EXPECT_EQ(makePrintable(std::string("a\0b", 3)), "a?b");
+    EXPECT_EQ(makePrintable("\ttwo\r\nlines\x1b[2J\x7f"), "?two??lines?[2J?");
+    EXPECT_EQ(makePrintable("\xc2\x9b"
+                            "2J\xc2\x80\xc2\x9f"),
+              "?2J??");
+    EXPECT_EQ(makePrintable("\xff\xc2"
+                            "abc\xc3"),
+              "??abc?");
+    EXPECT_EQ(makePrintable(""), "");
+}
+
+TEST_F(ExtProgressTextTest, ShowsPercentForATotalThatIsNoNumber)
+{
+    for (const double total : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN(),
+                               std::numeric_limits<double>::infinity()}) {
+        mFigures.total = total;
+        EXPECT_EQ(formatProgressReport(mFigures), "digest: 45%  4.5%/s  13s left");
+    }
+}
+
+TEST_F(ExtProgressTextTest, FitsTheTerminalWithAnyTotal)
+{
+    for (const double total : {5e-324, 1e-9, 1e15, 1e30, 1e300, 1.7e308}) {
+        for (const double progress : {1e-45, 0.5, 1.0}) {
+            mFigures.total = total;
+            mFigures.progress = progress;
+            EXPECT_EQ(formatProgressLine(mFigures, 80).size(), 79U) << total;
+        }
+    }
+}
+
 TEST_F(ExtProgressTextTest, ShowsTheEndsOfTheBar)
 {
     mFigures.progress = 0;

@@ -269,6 +269,39 @@ TEST_F(ExtProgressViewTest, KeepsErrno)
     EXPECT_EQ(errno, EDOM);
 }
 
+TEST_F(ExtProgressViewTest, StaysOnOneLineWithAnyTitle)
+{
+    Terminal terminal(80);
+    mOptions.title = "one\r\ntwo\x1b[2J";
+    mOptions.unit = "\n";
+    showOn(terminal);
+    report(0.5, 1000);
+    const std::string text = terminal.takeText();
+    EXPECT_EQ(text.find_first_of("\n\x1b"), std::string::npos) << text;
+    EXPECT_THAT(text, StartsWith("\rone??two?[2J [>"));
+    const support::StderrCapture capture;
+    start(STDERR_FILENO);
+    report(0.5, 1000);
+    EXPECT_EQ(capture.getText(), "one??two?[2J: 50%  500k?/s  1s left\n");
+}
+
+TEST_F(ExtProgressViewTest, ShowsNothingInAForkedChild)
+{
+    Terminal terminal(20);
+    showOn(terminal);
+    static_cast<void>(terminal.takeText());
+    const support::ChildResult result = support::runInChild([&] {
+        report(0.5, 1000);
+        mView->clearLine();
+        mView.reset();
+        return 7;
+    });
+    EXPECT_EQ(result.getEnd(), "exit 7") << result.err;
+    EXPECT_EQ(terminal.takeText(), "") << "the line is the parent's";
+    report(0.5, 1000);
+    EXPECT_EQ(terminal.takeText(), "\r[======>     ]  50%");
+}
+
 TEST_F(ExtProgressViewTest, LetsTheWorkContinueWhenItsOutputIsClosed)
 {
     const support::ChildResult result = support::runInChild([&] {

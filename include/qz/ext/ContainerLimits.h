@@ -35,8 +35,9 @@ struct QZ_API ContainerLimits {
     /// is missing, can't be read or has no meaning is no limit. The library need not be started.
     /// Threads: any.
     /// @param rootFolder in the character set of the system; "proc/self/cgroup",
-    ///     "proc/self/mountinfo" and the folders named in the latter are read below it. Empty for
-    ///     those of the system.
+    ///     "proc/self/mountinfo" and the folders named in the latter are read below it. No ".." in
+    ///     these files leads out of it, but links in it are followed as usual. Empty for those of
+    ///     the system.
     static ContainerLimits Read(const std::string& rootFolder = {});
 };
 

@@ -123,7 +123,8 @@ struct Identity {
 /// may exceed their type, so offsets are calculated without sign.
 template <typename Index>
 class IndexRange {
-    static_assert(std::is_integral_v<Index>, "the range must be of integers");
+    static_assert(std::is_integral_v<Index> && sizeof(Index) <= sizeof(std::size_t),
+                  "the range must be of integers of at most 64 bits");
 
 public:
     IndexRange(Index begin, Index end)
@@ -188,10 +189,12 @@ private:
 /// does so too; on a worker of another pool the call waits, so two pools must not call each other.
 ///
 /// If a call throws, the workers finish the pieces that they have begun. The exception of the first
-/// element that threw comes out, as from a plain loop, and the pool can be used again.
+/// element that threw comes out, as from a plain loop, and the pool can be used again. So does an
+/// exception of the notifier or of `cancel`.
 ///
 /// Threads: any. Callers of one pool take turns. A cancellation of the calling thread
-/// (`pthread_cancel`) waits for the end; a body must not end its thread.
+/// (`pthread_cancel`) waits for the end; a body must not end its thread. A child that a body forks
+/// must end in the body: the loop can't end in it. The library must not be stopped meanwhile.
 /// @param begin the first number; it is converted to the type of `end`.
 /// @param end the number after the last one; if it isn't above `begin`, nothing is called.
 /// @param body called on several threads at once.

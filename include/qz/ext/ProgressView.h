@@ -11,11 +11,11 @@ namespace qz::ext {
 
 /// What a `ProgressView` shows, and where.
 struct ProgressViewOptions {
-    /// The name of the work, in UTF-8; may be empty.
+    /// The name of the work, in UTF-8; may be empty. Control characters are shown as "?".
     std::string title = {};
     /// What the work consists of, as it follows a number, for example "B" or " files"; UTF-8.
     std::string unit = {};
-    /// How many units the whole work has. If it isn't above 0, the rate is in percent.
+    /// How many units the whole work has. If it isn't finite and above 0, the rate is in percent.
     double total = 0;
     /// Whether nothing is shown at all.
     bool isQuiet = false;
@@ -32,7 +32,10 @@ struct ProgressViewOptions {
 ///
 /// Its end clears the line. If the output is no terminal, it writes one line for each ten percent.
 /// Once a stop is requested, it shows nothing more. An output that fails ends the view, not the
-/// work: no call reports an error or raises SIGPIPE. Rate and time are averages since the start.
+/// work: no call reports an error or raises SIGPIPE. If nobody reads the output (a terminal that is
+/// stopped by Ctrl-S, a full pipe), an update waits as each `write` does; a descriptor with
+/// O_NONBLOCK misses a text instead. Rate and time are averages since the start. In a forked child
+/// it shows nothing.
 ///
 /// @code
 /// qz::ext::ProgressViewOptions options;

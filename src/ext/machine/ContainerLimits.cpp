@@ -16,10 +16,12 @@ namespace qz::ext {
 
 namespace {
 
-// A file of the system, which has no size; empty if it can't be read to its end.
+// A file of the system, which has no size; empty if it can't be read to its end, or if it is far
+// larger than any of the system.
 std::string readFile(const std::string& path)
 {
     constexpr std::size_t kBlockBytes = 4096;
+    constexpr std::size_t kMostBytes = 16UL << 20;
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     std::string text;
     for (;;) {
@@ -29,6 +31,7 @@ std::string readFile(const std::string& path)
         text.resize(size + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
         if (count == 0) return text;
         if (count < 0 && errno != EINTR) return {};
+        if (text.size() > kMostBytes) return {};
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <climits>
 #include <cmath>
 
 namespace qz::ext {
@@ -41,6 +42,12 @@ std::string unescape(std::string_view field)
     return text;
 }
 
+// Whether a path leads out of the folder that it is put after.
+bool leadsOut(const std::string& path)
+{
+    return (path + '/').find("/../") != std::string::npos;
+}
+
 std::optional<GroupMount> parseMount(std::string_view line)
 {
     // ID, ID of the parent, device, root, mount point, options, optional fields up to "-", type of
@@ -57,13 +64,16 @@ std::optional<GroupMount> parseMount(std::string_view line)
     next();
     mount.isVersion2 = type == "cgroup2";
     if (!mount.isVersion2) mount.controllers = std::string(line);
-    if (mount.folder.empty() || (type != "cgroup" && type != "cgroup2")) return std::nullopt;
-    return mount;
+    if (type != "cgroup" && type != "cgroup2") return std::nullopt;
+    const bool isAbsolute = !mount.folder.empty() && mount.folder[0] == '/';
+    return isAbsolute && !leadsOut(mount.folder) ? std::optional(std::move(mount)) : std::nullopt;
 }
 
 // Adds the folders from the group to the mount point.
 void addFolders(std::vector<std::string>& folders, const std::string& mountPoint, std::string path)
 {
+    // The system opens no longer path, and all folders of it together would be quadratic in size.
+    if (path.size() > PATH_MAX) path.resize(path.rfind('/', PATH_MAX));
     for (; !path.empty(); path.resize(path.rfind('/')))
         folders.push_back(mountPoint + path);
     folders.push_back(mountPoint);
@@ -78,9 +88,8 @@ std::optional<std::string> findPathBelow(std::string root, std::string path)
     if (path.compare(0, root.size(), root) != 0) return std::nullopt;
     path.erase(0, root.size());
     const bool isBelow = path.empty() || path[0] == '/';
-    // A group outside of the namespace of the process
-    const bool leadsUp = (path + '/').find("/../") != std::string::npos;
-    return isBelow && !leadsUp ? std::optional(path) : std::nullopt;
+    // A path with ".." is that of a group outside of the namespace of the process.
+    return isBelow && !leadsOut(path) ? std::optional(path) : std::nullopt;
 }
 
 std::string_view trim(std::string_view text)

@@ -7,12 +7,12 @@
 #include <mutex>
 #include <vector>
 
-#include <pthread.h>
-
 #include <qz/ConcurrentPool.h>
 #include <qz/qzCancelInterface.h>
 #include <qz/qzMutex.h>
 #include <qz/qzProgressNotifier.h>
+
+#include "base/CancellationBlock.h"
 
 namespace qz::ext::impl {
 
@@ -128,17 +128,29 @@ void PieceRun::keepException(std::size_t piece)
     mExceptionPiece = piece;
 }
 
-// Defers a cancellation of the calling thread. It must not leave while workers use its stack, and
-// a caller that does the work itself mustn't catch the cancellation for an exception of the body.
-class ScopedCancellationBlock {
+// The group of the notifier. After another exception the group ends without one of its own, which
+// would end the process.
+class ProgressGroup {
 public:
-    ScopedCancellationBlock() { ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &mOldState); }
-    ~ScopedCancellationBlock() { ::pthread_setcancelstate(mOldState, nullptr); }
-    ScopedCancellationBlock(const ScopedCancellationBlock&) = delete;
-    ScopedCancellationBlock& operator=(const ScopedCancellationBlock&) = delete;
+    ProgressGroup(qzProgressNotifierInterface* notifier, std::size_t pieceCount)
+    {
+        if (notifier == nullptr) return;
+        notifier->beginStepGroupWeights({1.0}, static_cast<double>(pieceCount), &mCloser);
+    }
+    ~ProgressGroup()
+    {
+        try {
+            end();
+        } catch (...) {
+        }
+    }
+    ProgressGroup(const ProgressGroup&) = delete;
+    ProgressGroup& operator=(const ProgressGroup&) = delete;
+
+    void end() { mCloser.forgiveNotifier(/*endGroup=*/true); }
 
 private:
-    int mOldState = PTHREAD_CANCEL_ENABLE;
+    qzProgressNotifierGroupCloser mCloser;
 };
 
 // Returns null if the caller is to do the work.
@@ -153,13 +165,11 @@ ConcurrentPool* choosePool(const PieceDivision& division, const ParallelOptions&
 ParallelResult runPieces(const PieceDivision& division, const ParallelOptions& options,
                          PieceFunction function, void* work)
 {
-    const ScopedCancellationBlock noCancellation;
+    // The calling thread must not leave while workers use its stack, and a caller that does the
+    // work itself must not catch the cancellation as an exception of the body.
+    const CancellationBlock noCancellation;
     PieceRun run(division, options, function, work);
-    qzProgressNotifierGroupCloser closer;
-    if (options.notifier != nullptr) {
-        const auto scale = static_cast<double>(division.pieceCount);
-        options.notifier->beginStepGroupWeights({1.0}, scale, &closer);
-    }
+    ProgressGroup group(options.notifier, division.pieceCount);
     if (ConcurrentPool* const pool = choosePool(division, options)) {
         const std::size_t workers =
             std::min<std::size_t>(pool->getWorkerCount(), division.pieceCount);
@@ -167,7 +177,9 @@ ParallelResult runPieces(const PieceDivision& division, const ParallelOptions& o
     } else {
         run.runPieces();
     }
-    return run.finish();
+    const ParallelResult result = run.finish();
+    group.end();
+    return result;
 }
 
 }  // namespace qz::ext::impl

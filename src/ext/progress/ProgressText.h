@@ -9,12 +9,17 @@ namespace qz::ext {
 
 /// What a text shows. All texts are in UTF-8.
 struct ProgressFigures {
-    std::string title;    ///< May be empty.
-    std::string unit;     ///< Follows a number.
-    double total = 0;     ///< Units of the whole; the rate is in percent if it isn't above 0.
+    std::string title;  ///< May be empty.
+    std::string unit;   ///< Follows a number.
+    double total =
+        0;  ///< Units of the whole; the rate is in percent if it isn't finite and above 0.
     double progress = 0;  ///< From 0 to 1.
     long elapsedMs = 0;   ///< Since the start.
 };
+
+/// A text for one line of a terminal: "?" in place of each control character, and of each byte
+/// beyond ASCII if the text isn't UTF-8.
+std::string makePrintable(std::string text);
 
 /// The whole percent of a progress. A float that is just below a percent counts as that percent.
 int toPercent(double progress);

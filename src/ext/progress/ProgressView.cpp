@@ -65,8 +65,8 @@ struct ProgressView::Display {
           isEnabled(!options.isQuiet),
           clock(std::move(clockMs))
     {
-        figures.title = options.title;
-        figures.unit = options.unit;
+        figures.title = makePrintable(options.title);
+        figures.unit = makePrintable(options.unit);
         figures.total = options.total;
         restart();
     }
@@ -118,6 +118,7 @@ struct ProgressView::Display {
 
     void write(std::string_view text)
     {
+        if (::getpid() != process) return;
         while (isEnabled && !text.empty()) {
             const ssize_t count = writeQuietly(descriptor, text);
             if (count > 0) {
@@ -130,6 +131,7 @@ struct ProgressView::Display {
         }
     }
 
+    const pid_t process = ::getpid();  // a forked child must not clear the line of its parent
     const int descriptor;
     const bool isTerminal;
     bool isEnabled;
