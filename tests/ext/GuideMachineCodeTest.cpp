@@ -183,6 +183,7 @@ TEST_F(GuideMachineCodeTest, RecordsATimeSeries)
 
 TEST_F(GuideMachineCodeTest, WorksBelowTheLimit)
 {
+    guide::gImported.clear();
     guide::importAndSort({"a", "b"});
     EXPECT_THAT(guide::gImported, ElementsAre("a", "b"));
     EXPECT_TRUE(guide::gAreSorted);

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <csignal>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <string>
 #include <thread>
@@ -125,6 +126,35 @@ TEST_F(ExtProgressViewTest, TakesAnUnknownWidthForEightyColumns)
     Terminal terminal(0);
     showOn(terminal);
     EXPECT_EQ(terminal.takeText().size(), 80U);
+}
+
+TEST_F(ExtProgressViewTest, TakesAVeryWideTerminalForAThousandColumns)
+{
+    Terminal terminal(65535);
+    showOn(terminal);
+    EXPECT_EQ(terminal.takeText().size(), 1000U);
+}
+
+TEST_F(ExtProgressViewTest, LimitsAProgressThatIsNoPartOfTheWhole)
+{
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    Terminal terminal(20);
+    showOn(terminal);
+    static_cast<void>(terminal.takeText());
+    report(-1e30, 1000);
+    EXPECT_EQ(terminal.takeText(), "\r[>           ]   0%");
+    report(kInfinity, 1000);
+    EXPECT_EQ(terminal.takeText(), "\r[============] 100%");
+}
+
+TEST_F(ExtProgressViewTest, ReportsAgainAfterAReset)
+{
+    const support::StderrCapture capture;
+    start(STDERR_FILENO);
+    report(0.3, 0);
+    mView->resetNotifier();
+    report(0.1, 0);
+    EXPECT_EQ(capture.getText(), "copy: 30%\ncopy: 10%\n");
 }
 
 TEST_F(ExtProgressViewTest, ShowsItselfAtMostTenTimesASecond)
