@@ -13,6 +13,12 @@ install(TARGETS qzSystemExt EXPORT qzSystemTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         COMPONENT RuntimeExt NAMELINK_COMPONENT Development
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
+# The second library finds the first one in its own folder: a program that calls the second one only
+# may not name the first one, and the program's own search path doesn't apply to what a library needs.
+# The system's folders are searched anyway, and Debian allows its packages no such path.
+if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    set_target_properties(qzSystemExt PROPERTIES INSTALL_RPATH "$ORIGIN")
+endif()
 install(FILES ${publicHeaders}
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qz COMPONENT Development)
 install(FILES ${extensionHeaders}
@@ -80,10 +86,11 @@ install(FILES LICENSE DESTINATION ${docDir}/libqzsystem-dev RENAME copyright
     COMPONENT Development)
 
 file(GLOB guides CONFIGURE_DEPENDS docs/*.md)
-list(FILTER guides EXCLUDE REGEX "/mainpage\\.md$")
 install(FILES LICENSE DESTINATION ${docDir}/libqzsystem-doc RENAME copyright
     COMPONENT Documentation)
-install(FILES README.md ${guides} DESTINATION ${docDir}/libqzsystem-doc COMPONENT Documentation)
+# In the same folders as in the sources, so that the links of the README lead to the guides.
+install(FILES README.md DESTINATION ${docDir}/libqzsystem-doc COMPONENT Documentation)
+install(FILES ${guides} DESTINATION ${docDir}/libqzsystem-doc/docs COMPONENT Documentation)
 # Doxygen's pages, when the target qzSystemDocs has made them.
 install(DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/html DESTINATION ${docDir}/libqzsystem-doc
     COMPONENT Documentation OPTIONAL)

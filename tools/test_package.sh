@@ -102,8 +102,10 @@ test_debian_packages()
         return 1
     fi
     export PKG_CONFIG_SYSROOT_DIR=$root PKG_CONFIG_LIBDIR=${library%/*}/pkgconfig
+    # The loader would find the second library's need by itself if the packages were installed.
+    export LD_LIBRARY_PATH=${library%/*}
     test_consumer "$root/usr"
-    unset PKG_CONFIG_SYSROOT_DIR PKG_CONFIG_LIBDIR
+    unset PKG_CONFIG_SYSROOT_DIR PKG_CONFIG_LIBDIR LD_LIBRARY_PATH
 }
 
 # These tags are about packages that are uploaded to Debian, which these are not; the last one is

@@ -48,11 +48,14 @@ void Worker::run()
 namespace {
 
 constexpr const char* kUsage =
-    "usage: crash LOG-FILE\n"
+    "usage: crash [--] LOG-FILE\n"
     "\n"
     "Crashes in a thread, on purpose. The end of the log file shows where: the report of the\n"
     "crash with a stack trace, the line of the guard that the thread runs in, and the signal\n"
-    "that ends the process, SIGABRT.\n";
+    "that ends the process, SIGABRT.\n"
+    "  --          what follows is LOG-FILE\n"
+    "  -h, --help  print this text\n"
+    "Exit status: 134 in a shell, for SIGABRT; 2 for a wrong command line.\n";
 
 }  // namespace
 

@@ -11,8 +11,8 @@ constexpr unsigned long kMostThreads = 1024;
 constexpr unsigned long kMostMiB = 1UL << 40;
 
 constexpr const char* kUsage =
-    "usage: fingerprint FOLDER... [--threads N] [--csv FILE] [--compare FILE.csv] [--memory MIB]\n"
-    "                   [--quiet]\n"
+    "usage: fingerprint [--threads N] [--csv FILE] [--compare FILE.csv] [--memory MIB]\n"
+    "                   [--quiet] [--] FOLDER...\n"
     "\n"
     "Calculates a digest (XXH3, 128 bits) of each regular file below the folders, on all "
     "processors.\n"

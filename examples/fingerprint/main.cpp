@@ -134,8 +134,11 @@ Status run(const Options& options, qz::ConcurrentPool& pool,
         write(options, digests, problems);
         watcher.stampReference("write");
     }
-    std::cout << watcher.getUsageAsAsciiTable() << '\n';
-    printSummary(digests, pool.getWorkerCount());
+    // A table about no files would hide why there are none.
+    if (!digests.entries.empty() || problems.getCount() == 0) {
+        std::cout << watcher.getUsageAsAsciiTable() << '\n';
+        printSummary(digests, pool.getWorkerCount());
+    }
     if (!std::cout.flush()) problems.report("cannot print to", "standard output", "it has failed");
     return problems.getCount() == 0 ? StatusDone : StatusIncomplete;
 }

@@ -57,12 +57,14 @@ void list(const std::vector<std::string>& folders, const qz::qzCancelInterface& 
         std::cout << "not followed: " << walk.getLinkCount() << " links to folders\n";
 }
 
-Status printTotals(const CsvFiles& csv)
+Status printTotals(const CsvFiles& csv, const Problems& problems)
 {
     Totals totals;
     std::string error;
     for (const CsvFile& file : csv.getFiles())
         if (!totals.addFile(file, error)) return end(StatusNoList, error);
+    // A table of no files would hide why there are none.
+    if (totals.getFileCount() == 0 && problems.getCount() != 0) return StatusDone;
     std::cout << totals.toTable() << std::endl;
     return std::cout.good() ? StatusDone : end(StatusNoList, "cannot print the totals");
 }
@@ -79,7 +81,7 @@ Status run(const Options& options, const qz::qzCancelInterface& cancel)
     const std::string next = CsvFiles::NumberPath(options.outputPath, csv.getFiles().size());
     if (qz::qzDirUtils::FileExistsUtf8(next))
         std::cout << "no part of this list: '" << next << "'\n";
-    const Status status = printTotals(csv);
+    const Status status = printTotals(csv, problems);
     if (status != StatusDone || problems.getCount() == 0) return status;
     return end(StatusIncomplete, "the list is not complete; problems that were reported: " +
                                      std::to_string(problems.getCount()));

@@ -9,22 +9,24 @@ namespace run {
 
 namespace {
 
-const char* const kUsage = R"(usage: run [OPTION...] -- PROGRAM [ARGUMENT...]
-
-Runs a program. Its output goes through the log, with times: lines of its standard output as
-information, those of its standard error stream as warnings. The program and all that it has started
-are ended on a timeout, on Ctrl-C, and if this program ends in any other way. The exit status is the
-program's.
-
-  --timeout SECONDS  end the program after this time; the exit status is 124 then
-  --log FILE         append to this file instead of standard output
-  --retry N          run the program up to N times more while it runs and fails
-  --lock NAME        refuse to run while another run has this name, with the exit status 125
-  -h, --help         print this text
-
-Other exit statuses: 2 for a wrong command line, 125 if this program fails, 126 if the program can't be
-executed, 127 if it is missing, and 128 + N if a signal N has ended it. After Ctrl-C it is 130.
-)";
+constexpr const char* kUsage =
+    "usage: run [--timeout SECONDS] [--log FILE] [--retry N] [--lock NAME]\n"
+    "           -- PROGRAM [ARGUMENT...]\n"
+    "\n"
+    "Runs a program. Its output goes through the log, with times: lines of its\n"
+    "standard output as information, those of its standard error stream as\n"
+    "warnings. The program and all that it has started are ended at the time limit,\n"
+    "on Ctrl-C, and if this program ends in any other way.\n"
+    "  --timeout SECONDS  end the program after this time\n"
+    "  --log FILE         append to this file instead of standard output\n"
+    "  --retry N          run it up to N times more while it starts and fails\n"
+    "  --lock NAME        refuse to run while another run has this name\n"
+    "  --                 all arguments that follow are the program and its arguments\n"
+    "  -h, --help         print this text\n"
+    "Exit status: that of the program, or 128 + N if a signal N has ended it; 2 for\n"
+    "a wrong command line, 124 after the time limit, 125 if this program fails or\n"
+    "another run has the name, 126 if the program can't be executed, 127 if it is\n"
+    "missing, 130 after Ctrl-C.\n";
 
 constexpr unsigned long kMsPerSec = 1000;
 

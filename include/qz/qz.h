@@ -1,7 +1,8 @@
 #pragma once
 
 /// @file
-/// Includes all public headers, for programs that accept the longer compile time.
+/// Includes all public headers of qzSystem, for programs that accept the longer compile time. Those
+/// of qzSystemExt, <qz/ext/...>, are included one by one.
 
 #include <qz/AsciiTableBuilder.h>
 #include <qz/ConcurrentPool.h>

@@ -61,6 +61,11 @@ for threads in 1 3 16; do
 done
 expect 0 --quiet tree/nothing
 expect_line out "files: 0, bytes: 0, rate: 0B/s, threads: $(sed -n 's/.*threads: //p' out)"
+# If there are none because of a problem, only that is reported.
+expect 1 --quiet nowhere
+expect_text out ''
+expect_text err "fingerprint: cannot read the folder 'nowhere': \
+System error : '(2) ENOENT No such file or directory'"
 
 # As many threads as the affinity allows
 cpu=$(taskset -cp $$ | sed 's/.*: //; s/[-,].*//')

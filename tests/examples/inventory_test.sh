@@ -74,6 +74,12 @@ mkdir nothing
 expect 0 --output nothing.csv nothing
 expect_rows 0 nothing.csv -- nothing
 
+# A list of no files has no table if there are none because of a problem.
+expect_pattern out '^│ all '
+expect 1 --output nothing.csv nowhere
+expect_line err "inventory: the list is not complete; problems that were reported: 1"
+expect_text out "wrote 'nothing.csv': 0 rows, $(stat -c %s nothing.csv) bytes"
+
 # --- Real folders of the machine, with a slash at the end, as well
 
 expect 0 --output "$folder/system.csv" --rows 1000 /usr/include/ "$root/examples"

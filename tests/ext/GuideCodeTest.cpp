@@ -1,11 +1,13 @@
 // The code of the guide to other processes: it is the same as here, and does what the guide says.
 
 #include <algorithm>
+#include <cerrno>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <qz/ext/ChildProcess.h>
@@ -16,8 +18,24 @@
 
 #include "ext/GuideBlocks.h"
 #include "ext/PipeFixture.h"
+#include "support/LogCapture.h"
 
 namespace guide {
+
+void reportEnd(const qz::ext::ChildOptions& options, const qz::ext::ChildResult& result)
+{
+    if (result.failure) qz::logWarning() << result.failure.toString();
+    if (result.hasTimedOut) qz::logWarning() << "stopped at the time limit";
+    if (result.isOutputCut) qz::logWarning() << "there was too much output";
+    for (std::size_t i = 0; i < result.ends.size(); ++i) {
+        const std::string& program = options.programs[i].program;
+        const qz::ext::ChildEnd& end = result.ends[i];
+        if (end.signal != 0)
+            qz::logWarning() << program << " was ended by signal " << end.signal;
+        else if (end.exitStatus != 0)
+            qz::logWarning() << program << " ended with status " << end.exitStatus;
+    }
+}
 
 std::optional<std::string> findLargestNumber(const std::string& path)
 {
@@ -28,8 +46,10 @@ std::optional<std::string> findLargestNumber(const std::string& path)
     qz::ext::ChildWait wait;
     wait.timeoutMs = 10'000;
     const qz::ext::ChildResult result = qz::ext::ChildProcess::Run(options, wait);
-    if (result.failure) qz::logWarning() << result.failure.toString();
-    if (!result.isSuccess() || result.isOutputCut) return std::nullopt;
+    if (!result.isSuccess() || result.isOutputCut) {
+        reportEnd(options, result);
+        return std::nullopt;
+    }
     return result.output;
 }
 
@@ -61,7 +81,8 @@ bool serveOrders(const qz::qzCancelInterfaceReadOnly& cancel)
         peer.send(message == "count" ? "3" : "what?");
     });
     server.onClosed([](qz::ext::PipeServer::Peer& peer, const qz::ext::SystemFailure& reason) {
-        qz::logInfo() << "process " << peer.getPid() << ": " << reason.toString();
+        if (reason.error == ENOTCONN) return;  // the ordinary end: the client has closed
+        qz::logWarning() << "process " << peer.getPid() << ": " << reason.toString();
     });
     qz::ext::SystemFailure failure;
     const int noLimitMs = -1;
@@ -89,6 +110,8 @@ std::optional<std::string> requestFromOrders(const std::string& request)
 
 namespace qz::ext {
 
+using ::testing::ElementsAre;
+
 namespace {
 
 // The code of the guide that uses this library, a function a block.
@@ -108,7 +131,7 @@ TEST_F(GuideCodeTest, IsTheCodeOfThisFile)
 {
     const std::string source = readProjectFile("tests/ext/GuideCodeTest.cpp");
     const std::vector<std::string> blocks = readBlocks();
-    EXPECT_EQ(blocks.size(), 5U);
+    EXPECT_EQ(blocks.size(), 6U);
     for (const std::string& block : blocks)
         EXPECT_NE(source.find('\n' + block), std::string::npos) << block;
 }
@@ -118,6 +141,36 @@ TEST_F(GuideCodeTest, FindsTheLargestNumber)
     const std::string path = mFolder.write("numbers", "9\n100\n20\n");
     EXPECT_EQ(guide::findLargestNumber(path), "100\n");
     EXPECT_EQ(guide::findLargestNumber(mFolder.getPath("none")), std::nullopt);
+}
+
+TEST_F(GuideCodeTest, SaysHowTheProgramsEnded)
+{
+    const support::LogCapture capture;
+    ChildOptions options;
+    options.programs = {{"sh", {"-c", "kill -KILL $$"}}, {"ls", {"/none"}}, {"true"}};
+    options.output = ChildOutput::Memory(/*limitBytes=*/4096);
+    guide::reportEnd(options, ChildProcess::Run(options, ChildWait()));
+    EXPECT_THAT(capture.getMessages(),
+                ElementsAre("sh was ended by signal 9", "ls ended with status 2"));
+}
+
+TEST_F(GuideCodeTest, SaysWhatStoppedThePrograms)
+{
+    const support::LogCapture capture;
+    ChildOptions options;
+    options.programs = {{"sh", {"-c", "echo text; sleep 1000"}}};
+    options.output = ChildOutput::Memory(/*limitBytes=*/1);
+    ChildWait wait;
+    wait.timeoutMs = 0;
+    ChildResult result = ChildProcess::Run(options, wait);
+    result.isOutputCut = true;  // the time limit may come before the text
+    guide::reportEnd(options, result);
+    options.programs = {{"/none"}};
+    guide::reportEnd(options, ChildProcess::Run(options, ChildWait()));
+    EXPECT_THAT(capture.getMessages(),
+                ElementsAre("stopped at the time limit", "there was too much output",
+                            "sh was ended by signal 15",
+                            "execve /none: System error : '(2) ENOENT No such file or directory'"));
 }
 
 TEST_F(GuideCodeTest, WaitsForTheLock)

@@ -120,8 +120,9 @@ private:
 /// Lets a program run once for each user.
 ///
 /// The instances meet by a name, in a folder that only the user may enter: XDG_RUNTIME_DIR if it is
-/// an absolute path, and otherwise "/tmp/NAME-UID". All of them must have the same value of that
-/// variable.
+/// an absolute path, and otherwise one below /tmp with the claimed name and the user's number, such
+/// as /tmp/orders-1000. All of them must have the same value of that variable. The library must be
+/// started.
 ///
 /// @code
 /// qz::ext::SingleInstance instance;

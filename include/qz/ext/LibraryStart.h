@@ -8,6 +8,9 @@ namespace qz::ext {
 /// Starts the library and stops it at the end of the scope. Objects that use the library must be
 /// destroyed before:
 ///
+///     #include <qz/ext/LibraryStart.h>
+///     #include <qz/qzLogObject.h>
+///
 ///     int main()
 ///     {
 ///         const qz::ext::LibraryStart library;

@@ -20,8 +20,9 @@ namespace qz::ext {
 /// A message is any sequence of bytes up to a limit, and may be empty. It arrives whole and once,
 /// or the connection ends with an error: a checksum (CRC-32C) goes with it. Server and client meet
 /// by a name, in a folder that only the user may enter: XDG_RUNTIME_DIR if it is an absolute path,
-/// and otherwise "/tmp/NAME-UID". Both must have the same value of that variable. The path of the
-/// socket, "FOLDER/NAME.pipe", may have 107 bytes; a longer one is refused with ENAMETOOLONG.
+/// and otherwise one below /tmp with the name and the user's number, such as /tmp/orders-1000. Both
+/// must have the same value of that variable. The path of the socket, "FOLDER/NAME.pipe", may have
+/// 107 bytes; a longer one is refused with ENAMETOOLONG. The library must be started.
 ///
 /// @code
 /// qz::ext::PipeChannel channel;
@@ -94,7 +95,7 @@ private:
     std::unique_ptr<Connection> mConnection;
 };
 
-/// Serves the clients of a name from one thread, by callbacks.
+/// Serves the clients of a name from one thread, by callbacks. The library must be started.
 ///
 /// A client must have the same effective user as the server, as the system knows it. A client that
 /// lies about a length or a checksum, stops inside a message or doesn't read its answers loses its

@@ -16,8 +16,9 @@ struct QZ_API SystemFailure {
 
     /// Whether a step failed.
     explicit operator bool() const { return error != 0; }
-    /// The step and the reason, for example "chdir /none: No such file or directory"; empty if
-    /// nothing failed.
+    /// The step and the reason, for example
+    /// "chdir /none: System error : '(2) ENOENT No such file or directory'"; empty if nothing
+    /// failed.
     std::string toString() const;
 };
 
