@@ -135,7 +135,7 @@ Status run(const Options& options, qz::ConcurrentPool& pool,
         watcher.stampReference("write");
     }
     // A table about no files would hide why there are none.
-    if (!digests.entries.empty() || problems.getCount() == 0) {
+    if (!digests.files.entries.empty() || problems.getCount() == 0) {
         std::cout << watcher.getUsageAsAsciiTable() << '\n';
         printSummary(digests, pool.getWorkerCount());
     }
