@@ -42,6 +42,23 @@ constexpr WatchedRow kThrown[] = {
     {SIGTRAP, "(SIGTRAP 5) Trace/breakpoint trap", true},
 };
 
+// Runs a handler of the log that crashes at its entry, on the log thread. It is called once: it may
+// still hold a mutex.
+void expectOneCrashOfTheHandler(const std::string& handler)
+{
+    const ScratchFolder folder;
+    const SignalRun run =
+        runSignals({"full", "file|" + folder.getPath("app.log"), handler, "say|first"});
+    EXPECT_EQ(run.end, "signal 6");
+    SignalRun file;
+    sortLines(folder.read("app.log").substr(3), RunIds(), file);
+    EXPECT_THAT(file.lines,
+                ElementsAre("CRITICAL first", StartsWith("CRITICAL Got signal (SIGSEGV 11)"),
+                            StartsWith("CRITICAL Catch an exception : 'std::runtime_error(\"Got"),
+                            StartsWith("INFO Got signal (SIGABRT 6)")));
+    EXPECT_THAT(run.lines, Contains(StartsWith("[handler")).Times(1));
+}
+
 }  // namespace
 
 // --- Signals that are thrown
@@ -192,32 +209,12 @@ TEST(SignalWatcherTest, EndsAProcessWithoutAStackWithoutAHang)
 
 TEST(SignalWatcherTest, ReportsACrashOfTheLogThreadItself)
 {
-    const ScratchFolder folder;
-    const SignalRun run =
-        runSignals({"full", "file|" + folder.getPath("app.log"), "handler read", "say|first"});
-    EXPECT_EQ(run.end, "signal 6");
-    SignalRun file;
-    sortLines(folder.read("app.log").substr(3), RunIds(), file);
-    EXPECT_THAT(file.lines,
-                ElementsAre("CRITICAL first", StartsWith("CRITICAL Got signal (SIGSEGV 11)"),
-                            StartsWith("CRITICAL Catch an exception : 'std::runtime_error(\"Got"),
-                            StartsWith("INFO Got signal (SIGABRT 6)")));
-    EXPECT_THAT(run.lines, Contains(StartsWith("[handler")).Times(1)) << "it may hold a mutex";
+    expectOneCrashOfTheHandler("handler read");
 }
 
 TEST(SignalWatcherTest, EndsAHandlerThatAlwaysCrashesAfterItsFirstCrash)
 {
-    const ScratchFolder folder;
-    const SignalRun run =
-        runSignals({"full", "file|" + folder.getPath("app.log"), "always read", "say|first"});
-    EXPECT_EQ(run.end, "signal 6");
-    SignalRun file;
-    sortLines(folder.read("app.log").substr(3), RunIds(), file);
-    EXPECT_THAT(file.lines,
-                ElementsAre("CRITICAL first", StartsWith("CRITICAL Got signal (SIGSEGV 11)"),
-                            StartsWith("CRITICAL Catch an exception : 'std::runtime_error(\"Got"),
-                            StartsWith("INFO Got signal (SIGABRT 6)")));
-    EXPECT_THAT(run.lines, Contains(StartsWith("[handler")).Times(1));
+    expectOneCrashOfTheHandler("always read");
 }
 
 TEST(SignalWatcherTest, KeepsSignalsFromOutsideOffTheLogThread)
