@@ -13,8 +13,8 @@ namespace {
 constexpr unsigned long kMostThreads = 64;
 
 constexpr const char* kUsage =
-    "usage: recorder [--threads N] [--endian little|big] [--output PATH] [--log PATH]\n"
-    "                [--log-level all|debug|normal] [--] [FILE...]\n"
+    "usage: recorder [--threads N] [--endian little|big] [--buffered] [--output PATH]\n"
+    "                [--log PATH] [--log-level all|debug|normal] [--] [FILE...]\n"
     "\n"
     "Records every line of the files, reads the recording back and compares it with the files.\n"
     "Without files it takes texts of this machine; without PATH the recording is temporary. A "
@@ -25,6 +25,9 @@ constexpr const char* kUsage =
     "to\n"
     "                      PATH.n\n"
     "  --endian ORDER      the order of the bytes of numbers, little without it\n"
+    "  --buffered          collect the recording first: in 16 MiB of memory a thread, and beyond "
+    "that\n"
+    "                      in a swap file in the folder for temporary files\n"
     "  --output PATH       where the recording is put when it is complete\n"
     "  --log PATH          a log file, which is renamed at 1 MiB; without it the log goes to the\n"
     "                      console\n"
@@ -99,6 +102,7 @@ std::optional<int> parseOptions(int argumentCount, char** arguments, Options& op
     line.addCount("--threads", options.threadCount);
     line.addText("--output", options.outputPath);
     line.addText("--log", options.logPath);
+    line.addFlag("--buffered", options.isBuffered);
     line.addOption("--endian", [&](const std::string& value) {
         return parseWord(kEndiannessWords, value, options.endianness);
     });

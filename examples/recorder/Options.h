@@ -16,6 +16,7 @@ struct Options {
     unsigned long threadCount = 1;
     qz::qzDataStream::Endianness endianness = qz::qzDataStream::LittleEndian;
     qz::qzLogLevel logLevel = qz::LogLevelAll;
+    bool isBuffered = false;  // collect the recording before it is written
 };
 
 /// The path of the recording that one of the threads makes; empty for a temporary recording.

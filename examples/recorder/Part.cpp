@@ -50,7 +50,7 @@ bool Part::record()
         return false;
     }
     std::string error;
-    RecordWriter writer(mOutput.getWorkPath(), mOptions.endianness, mCancel);
+    RecordWriter writer(mOutput.getWorkPath(), mOptions.endianness, mOptions.isBuffered, mCancel);
     for (const std::string& path : mPaths) {
         if (mCancel.shouldCancel()) {
             mMissingPaths.push_back(path);

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 
 #include <fcntl.h>
@@ -40,12 +41,27 @@ void reportProgress(const Counts& counts, unsigned long lineSize)
                            << " records";
 }
 
+unsigned long getResidentBytes()
+{
+    return qz::qzSystemUtils::GetUsedRamQuantityInBytes(qz::qzSystemUtils::RamResident);
+}
+
+std::unique_ptr<RecordBuffer> makeBuffer(bool isBuffered)
+{
+    if (!isBuffered) return nullptr;
+    std::error_code unknown;
+    const std::filesystem::path folder = std::filesystem::temp_directory_path(unknown);
+    return std::make_unique<RecordBuffer>(unknown ? "/tmp" : folder.string());
+}
+
 }  // namespace
 
 RecordWriter::RecordWriter(const std::string& path, qz::qzDataStream::Endianness endianness,
-                           const qz::qzCancelInterfaceReadOnly& cancel)
-    : mDevice(path, qz::qzIoDevice::DataWayWrite, /*truncate=*/true),
-      mTap(mDevice, qz::qzIoDevice::DataWayWrite),
+                           bool isBuffered, const qz::qzCancelInterfaceReadOnly& cancel)
+    : mMemoryBefore(getResidentBytes()),
+      mDevice(path, qz::qzIoDevice::DataWayWrite, /*truncate=*/true),
+      mBuffer(makeBuffer(isBuffered)),
+      mTap(mBuffer ? mBuffer->editDevice() : mDevice, qz::qzIoDevice::DataWayWrite),
       mStream(mTap.editDevice(), endianness),
       mCancel(cancel)
 {
@@ -85,13 +101,29 @@ bool RecordWriter::recordFile(const std::string& path, RecordedFile& file, std::
 
 bool RecordWriter::finish()
 {
+    const bool isMoved = !mBuffer || moveBuffer();
     // A full disk may also refuse the bytes in the device's buffer. That shows at the next write,
     // which may be empty.
     mDevice.flush();
-    mStream.writeRawData("", 0);
-    const bool isComplete = isOk();
+    mDevice.writeBytes("", 0);
+    const bool isComplete = isMoved && isOk();
     mDevice.close();
     return isComplete;
+}
+
+// Writes the collected records to the file.
+bool RecordWriter::moveBuffer()
+{
+    const unsigned long memory = getResidentBytes();
+    mCounts.memory = memory > mMemoryBefore ? memory - mMemoryBefore : 0;
+    return mBuffer->moveTo(mDevice);
+}
+
+std::string RecordWriter::getError() const
+{
+    // The devices before the buffer only report that it failed.
+    if (mBuffer && !mBuffer->getError().empty()) return mBuffer->getError();
+    return mStream.isOk() ? mDevice.getDeviceErrorMsg() : mStream.getErrorMsg();
 }
 
 RecordReader::RecordReader(const std::string& path, qz::qzDataStream::Endianness endianness,

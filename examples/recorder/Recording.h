@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include <qz/qzCancelInterface.h>
 #include <qz/qzDataStream.h>
 #include <qz/qzIoDeviceFileStream.h>
 
+#include "RecordBuffer.h"
 #include "Tap.h"
 
 namespace recorder {
@@ -16,6 +18,7 @@ struct Counts {
     unsigned long records = 0;
     unsigned long bytesIn = 0;   // of the texts
     unsigned long bytesOut = 0;  // of the recording
+    unsigned long memory = 0;    // that a buffered recording has taken at its end, in bytes
 };
 
 /// The fields of a record, in their order in the recording. The text follows its length.
@@ -37,8 +40,9 @@ struct RecordedFile {
 class RecordWriter {
 public:
     /// Opens the recording; `isOk()` is false when that fails.
+    /// @param isBuffered collects the records, and writes the file in `finish`.
     /// @param cancel is checked before each record.
-    RecordWriter(const std::string& path, qz::qzDataStream::Endianness endianness,
+    RecordWriter(const std::string& path, qz::qzDataStream::Endianness endianness, bool isBuffered,
                  const qz::qzCancelInterfaceReadOnly& cancel);
 
     /// Records the lines of a file.
@@ -50,14 +54,18 @@ public:
     /// Writes all buffers and closes. @return `isOk()` at the end.
     bool finish();
 
-    bool isOk() const { return mStream.isOk(); }
-    std::string getError() const { return mStream.getErrorMsg(); }
+    bool isOk() const { return mStream.isOk() && mDevice.good(); }
+    std::string getError() const;
     const Counts& getCounts() const { return mCounts; }
     /// Of all that was written.
     std::uint64_t getChecksum() const { return mTap.getChecksum(); }
 
 private:
+    bool moveBuffer();
+
+    unsigned long mMemoryBefore;  // the resident bytes of the process
     qz::qzIoDeviceFileStream mDevice;
+    std::unique_ptr<RecordBuffer> mBuffer;  // null without buffering
     Tap mTap;
     qz::qzDataStream mStream;
     const qz::qzCancelInterfaceReadOnly& mCancel;

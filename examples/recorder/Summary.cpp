@@ -20,6 +20,11 @@ void printRow(const std::string& name, const std::string& value)
               << std::setw(kValueWidth) << value << '\n';
 }
 
+std::string formatKiB(unsigned long bytes)
+{
+    return std::to_string(bytes / 1024) + " KiB";
+}
+
 // In units of 10^6 bytes; a run below a millisecond counts as one.
 std::string formatRate(const Way& way)
 {
@@ -53,6 +58,7 @@ void addWay(Way& total, const Way& part)
     total.counts.records += part.counts.records;
     total.counts.bytesIn += part.counts.bytesIn;
     total.counts.bytesOut += part.counts.bytesOut;
+    total.counts.memory = std::max(total.counts.memory, part.counts.memory);
     total.durationMs = std::max(total.durationMs, part.durationMs);
 }
 
@@ -66,9 +72,11 @@ void printSummary(const Way& written, const Way& readBack, const EntryCounter& e
     printRow("bytes out", std::to_string(written.counts.bytesOut));
     printRow("written at", formatRate(written));
     printRow("read back at", formatRate(readBack));
+    if (written.counts.memory != 0)
+        printRow("collected in memory", formatKiB(written.counts.memory));
     const unsigned long resident =
         qz::qzSystemUtils::GetUsedRamQuantityInBytes(qz::qzSystemUtils::RamResident);
-    printRow("resident memory", std::to_string(resident / 1024) + " KiB");
+    printRow("resident memory", formatKiB(resident));
     std::cout << rule;
     printRow("DEV entries", std::to_string(entries.getCount(qz::qzLog::Dev)));
     printRow("TRACE entries", std::to_string(entries.getCount(qz::qzLog::Trace)));

@@ -28,6 +28,29 @@ expect_pattern out "cannot record 'missing': System error : '(2) ENOENT"
 expect_pattern out "cannot record '/': System error : '(21) EISDIR"
 expect_pattern out '^ *records *4$'
 
+# --- Collected first, in memory and in a swap file
+
+mkdir swap
+seq 1500000 >numbers
+TMPDIR=$PWD/swap expect 0 --buffered --output buffered.rec numbers text
+expect_pattern out '^ *records *1500004$'
+collected=$(sed -n 's/^ *collected in memory *\([0-9]*\) KiB$/\1/p' out)
+# Much of the recording, which has some 40 MB, must be in the file.
+((collected > 4 * 1024 && collected < 16 * 1024)) || fail "$collected KiB were collected in memory"
+[[ $(stat -c %s buffered.rec) == $((1500004 * 20 + $(stat -c %s numbers) + 32)) ]] ||
+    fail "the collected recording has another size"
+[[ -z $(ls swap) ]] || fail "a swap file is left"
+expect 0 --buffered --threads 2 --output part text bytes
+[[ $(stat -c %s part.1) == $((4 * 20 + 32)) ]] || fail "the first part has another size"
+for file in numbers text; do
+    expect 1 --buffered --output /dev/full $file
+    expect_pattern out "CRITICAL(recorder).*cannot write '/dev/full': std sub stream fail bit is set"
+done
+TMPDIR=/proc expect 1 --buffered --output unmade.rec numbers
+expect_pattern out 'CRITICAL(recorder).*: Fail to write to swap file'
+[[ ! -e unmade.rec ]] || fail "an incomplete recording is left"
+rm numbers buffered.rec
+
 # --- The command line
 
 expect_common_options
