@@ -89,7 +89,8 @@ file(GLOB guides CONFIGURE_DEPENDS docs/*.md)
 install(FILES LICENSE DESTINATION ${docDir}/libqzsystem-doc RENAME copyright
     COMPONENT Documentation)
 # In the same folders as in the sources, so that the links of the README lead to the guides.
-install(FILES README.md DESTINATION ${docDir}/libqzsystem-doc COMPONENT Documentation)
+install(FILES README.md CONTRIBUTING.md SECURITY.md
+    DESTINATION ${docDir}/libqzsystem-doc COMPONENT Documentation)
 install(FILES ${guides} DESTINATION ${docDir}/libqzsystem-doc/docs COMPONENT Documentation)
 # Doxygen's pages, when the target qzSystemDocs has made them.
 install(DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/html DESTINATION ${docDir}/libqzsystem-doc

@@ -1,6 +1,7 @@
 #!/bin/bash
-# Runs all checks or the named ones: check.sh [NAME...]; check.sh --list prints their names. `./dev check` installs the programs that
-# they use, and builds the library and the commands of clang in build/release and build/clang.
+# Runs all checks or the named ones: check.sh [NAME...]; check.sh --list prints their names.
+# `./dev check` installs the programs that they use, and builds the library and the commands of
+# clang in build/release and build/clang.
 #
 # After a failed check the others still run. The seconds of each are printed at the end.
 
@@ -31,6 +32,9 @@ check_sizes() { tools/check_sizes.py; }
 
 #: messages     every text that the library can emit is asserted by a test
 check_messages() { tools/check_messages.py; }
+
+#: pages        links of README and guides lead to files, and all guides are linked
+check_pages() { tools/check_pages.py; }
 
 #: headers      each public header compiles alone
 check_headers() { tools/check_headers.sh; }
