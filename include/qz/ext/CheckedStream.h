@@ -131,7 +131,10 @@ private:
     QZ_LOCAL bool readSized(Bytes& bytes, unsigned long size, const char* what,
                             unsigned long start);
     QZ_LOCAL bool readWhole(char* data, unsigned long size, const char* what);
+    unsigned long getLeft() const { return mEnd - mOffset; }
+    QZ_LOCAL unsigned long pullSome(char* data, unsigned long size);
     QZ_LOCAL unsigned long pull(char* data, unsigned long size);
+    QZ_LOCAL unsigned long pullRest(char* data, unsigned long size, unsigned long done);
     QZ_LOCAL bool fail(StreamFailure::Reason reason, const char* what, unsigned long offset,
                        unsigned long amount = 0, unsigned long bound = 0);
     QZ_LOCAL bool failShort(const char* what, unsigned long offset, unsigned long amount,
@@ -141,7 +144,7 @@ private:
     qzIoDevice& mDevice;
     const StreamLimits mLimits;
     unsigned long mOffset = 0;
-    unsigned long mLeft;  // of the limit of the whole
+    unsigned long mEnd;  // the largest offset, by the limit of the whole and the items so far
     unsigned int mDepth = 0;
     bool mIsBigEndian;
 

@@ -21,17 +21,17 @@ CheckedStream::CheckedStream(qzIoDevice& device, qzDataStream::Endianness endian
                              const StreamLimits& limits)
     : mDevice(device),
       mLimits(limits),
-      mLeft(limits.totalBytes),
+      mEnd(limits.totalBytes),
       mIsBigEndian(endianness == qzDataStream::BigEndian)
 {
 }
 
 CheckedStream::CheckedStream(std::string_view bytes, qzDataStream::Endianness endianness,
                              const StreamLimits& limits)
-    : mOwnDevice(std::make_unique<MemoryDevice>(bytes)),
+    : mOwnDevice(makeMemoryDevice(bytes)),
       mDevice(*mOwnDevice),
       mLimits(limits),
-      mLeft(limits.totalBytes),
+      mEnd(limits.totalBytes),
       mIsBigEndian(endianness == qzDataStream::BigEndian)
 {
 }
@@ -45,17 +45,29 @@ void CheckedStream::setEndianness(qzDataStream::Endianness endianness)
 
 // --- The device
 
-// Reads until all bytes have come; fewer come at the end, or if the device fails.
-unsigned long CheckedStream::pull(char* data, unsigned long size)
+// One call of the device.
+inline unsigned long CheckedStream::pullSome(char* data, unsigned long size)
 {
-    unsigned long done = 0;
-    while (done != size) {
-        const unsigned long count = mDevice.readBytes(data + done, size - done);
-        if (count == 0) break;
-        const unsigned long moved = std::min(count, size - done);
-        done += moved;
-        mOffset += moved;
-        mLeft -= moved;
+    const unsigned long count = std::min(mDevice.readBytes(data, size), size);
+    mOffset += count;
+    return count;
+}
+
+// Reads until all bytes have come; fewer come at the end, or if the device fails.
+inline unsigned long CheckedStream::pull(char* data, unsigned long size)
+{
+    if (size == 0) return 0;
+    const unsigned long count = pullSome(data, size);
+    return count == size ? size : pullRest(data, size, count);
+}
+
+[[gnu::cold]] unsigned long CheckedStream::pullRest(char* data, unsigned long size,
+                                                    unsigned long done)
+{
+    unsigned long count = done;
+    while (count != 0 && done != size) {
+        count = pullSome(data + done, size - done);
+        done += count;
     }
     return done;
 }
@@ -63,7 +75,7 @@ unsigned long CheckedStream::pull(char* data, unsigned long size)
 bool CheckedStream::readWhole(char* data, unsigned long size, const char* what)
 {
     if (!isOk()) return false;
-    if (size > mLeft) return fail(StreamFailure::TotalLimit, what, mOffset, size, mLeft);
+    if (size > getLeft()) return fail(StreamFailure::TotalLimit, what, mOffset, size, getLeft());
     const unsigned long start = mOffset;
     try {
         const unsigned long count = pull(data, size);
@@ -94,7 +106,7 @@ bool CheckedStream::readCounted(Bytes& bytes, const char* what)
     if (!readNumber(size, kLength)) return false;
     if (size > mLimits.textBytes)
         return fail(StreamFailure::TextLimit, what, start, size, mLimits.textBytes);
-    if (size > mLeft) return fail(StreamFailure::TotalLimit, what, start, size, mLeft);
+    if (size > getLeft()) return fail(StreamFailure::TotalLimit, what, start, size, getLeft());
     return readSized(bytes, size, what, start);
 }
 
@@ -108,7 +120,8 @@ bool CheckedStream::readSized(Bytes& bytes, unsigned long size, const char* what
             char shortText[kShortTextBytes];
             const unsigned long count = pull(shortText, size);
             if (count != size) return failShort(what, start, count, size);
-            bytes.assign(shortText, shortText + size);
+            bytes.resize(size);  // throws before it changes anything
+            std::copy_n(shortText, size, bytes.data());
             return true;
         }
         Bytes fresh;
@@ -123,6 +136,7 @@ bool CheckedStream::readSized(Bytes& bytes, unsigned long size, const char* what
     }
 }
 
+// For frames
 template bool CheckedStream::readSized(std::string& bytes, unsigned long size, const char* what,
                                        unsigned long start);
 
@@ -245,10 +259,10 @@ bool CheckedStream::List::next(unsigned long itemBytes)
         return mStream.fail(StreamFailure::EmptyItem, "item", mItemOffset);
     mIsComplete = mLeft == 0;
     if (mIsComplete) return false;
-    if (itemBytes > mStream.mLeft)
+    if (itemBytes > mStream.getLeft())
         return mStream.fail(StreamFailure::TotalLimit, "item", mStream.mOffset, itemBytes,
-                            mStream.mLeft);
-    mStream.mLeft -= itemBytes;
+                            mStream.getLeft());
+    mStream.mEnd -= itemBytes;
     mItemOffset = mStream.mOffset;
     --mLeft;
     return true;
