@@ -68,7 +68,8 @@ private:
     void makeBytes(Bytes& bytes)  // often empty or short, at times longer than a step
     {
         const unsigned long limits[] = {1, 20, 600, 3 * kLargestStep};
-        bytes.resize(mRandom() % limits[mRandom() % 4]);
+        const unsigned long limit = limits[mRandom() % 4];
+        bytes.resize(mRandom() % limit);
         for (char& byte : bytes)
             byte = static_cast<char>(mRandom() % 3 == 0 ? 0 : mRandom());
     }
@@ -191,11 +192,12 @@ class CheckedStreamCut : public CheckedStreamTest {
 protected:
     void expectFailures(const char* deviceError)
     {
-        const Values written = makeValues(8);
+        Values written = makeValues(8);
+        std::get<std::string>(written).resize(300, 't');
+        std::get<std::vector<char>>(written).resize(5, 'b');
         const Values old = makeValues(9);
         std::vector<unsigned long> offsets;
         const std::string bytes = write(written, kBig, &offsets);
-        ASSERT_LT(bytes.size(), 2000U) << "take another seed";
         const std::vector<std::string> writtenImages = toImages(written);
         const std::vector<std::string> oldImages = toImages(old);
         for (unsigned long cut = 0; cut < bytes.size(); ++cut) {
