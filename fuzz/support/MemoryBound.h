@@ -45,6 +45,15 @@ private:
     return memory;
 }
 
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
+{
+    try {
+        return operator new(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
 [[gnu::noinline]] void operator delete(void* memory) noexcept
 {
     qz::fuzz::gUsedBytes -= ::malloc_usable_size(memory);

@@ -34,14 +34,36 @@ constexpr std::size_t kWordBytes = sizeof(std::uint64_t);
 // of the four is that of the whole CRC.
 using LaneTables = std::array<std::array<std::uint32_t, 256>, 4>;
 
+// What some zero bytes make of a CRC, for each of its bits.
+using ZeroBytes = std::array<std::uint32_t, 32>;
+
+constexpr std::uint32_t appendZeros(const ZeroBytes& ofBit, std::uint32_t crc)
+{
+    std::uint32_t result = 0;
+    for (std::uint32_t bit = 0; bit < ofBit.size(); ++bit) {
+        if ((crc >> bit & 1U) != 0) result ^= ofBit[bit];
+    }
+    return result;
+}
+
+// By doubling, as compilers limit the steps of a constant.
+constexpr ZeroBytes makeLane()
+{
+    ZeroBytes ofBit = {};
+    for (std::uint32_t bit = 0; bit < ofBit.size(); ++bit)
+        ofBit[bit] = (1U << bit >> 8U) ^ kTable[1U << bit & 0xFFU];
+    for (std::size_t bytes = 1; bytes < kLaneBytes; bytes *= 2) {
+        const ZeroBytes half = ofBit;
+        for (std::uint32_t& crc : ofBit)
+            crc = appendZeros(half, crc);
+    }
+    return ofBit;
+}
+static_assert((kLaneBytes & (kLaneBytes - 1)) == 0);
+
 constexpr LaneTables makeLaneTables()
 {
-    std::array<std::uint32_t, 32> ofBit = {};
-    for (std::uint32_t bit = 0; bit < ofBit.size(); ++bit) {
-        ofBit[bit] = 1U << bit;
-        for (std::size_t i = 0; i < kLaneBytes; ++i)
-            ofBit[bit] = (ofBit[bit] >> 8U) ^ kTable[ofBit[bit] & 0xFFU];
-    }
+    const ZeroBytes ofBit = makeLane();
     LaneTables tables = {};
     for (std::uint32_t bit = 0; bit < ofBit.size(); ++bit) {
         for (std::uint32_t byte = 0; byte < 256; ++byte) {
