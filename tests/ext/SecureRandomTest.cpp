@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <iostream>
@@ -272,10 +273,11 @@ TEST(SecureRandomTest, ThrowsIfAFileIsInThePlaceOfADevice)
             const bool isMounted = support::mountSmallDisk(folder.getPath(), "64k") &&
                                    std::ofstream(file).put('x').flush() &&
                                    ::mount(file.c_str(), device, nullptr, MS_BIND, nullptr) == 0;
-            if (!isMounted) std::cout << "no right";
+            // Not even with rights under the thread sanitizer, which has a thread of its own.
+            if (!isMounted) std::cout << "no mount: " << std::strerror(errno) << "; ";
             support::refuseSystemCall(SYS_getrandom, ENOSYS);
         });
-        if (outcome.rfind("no right", 0) == 0) GTEST_SKIP() << "this system allows no mount";
+        if (outcome.rfind("no mount", 0) == 0) GTEST_SKIP() << outcome;
         EXPECT_EQ(outcome,
                   std::string("19 no random bytes, ") + device + ": No such device, zeros: 100");
     }
