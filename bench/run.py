@@ -59,6 +59,7 @@ SUBJECTS = {
         "read from memory": 1.0,
         "write to a file": 0.85,
         "read from a file": 0.9,
+        "checked read from memory": (1.3, "unchecked"),
     }),
     "device": ("File device: 64 MiB on tmpfs", {
         "write 4 KiB each": 1.05,

@@ -37,6 +37,8 @@ LEVELS = {
     "ext/progress": 10,
     "ext/lock": 10,
     "ext/parallel": 10,
+    "ext/random": 10,
+    "ext/stream": 10,
     "ext/channel": 11,
 }
 

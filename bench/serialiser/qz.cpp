@@ -5,6 +5,7 @@
 #include <memory>
 #include <new>
 
+#include <qz/ext/CheckedStream.h>
 #include <qz/qzDataStream.h>
 #include <qz/qzIoDevice.h>
 #include <qz/qzIoDeviceFileStream.h>
@@ -198,6 +199,49 @@ struct DataStreamFormat {
 };
 
 const FormatRows<DataStreamFormat> kRows("qz");
+
+// --- The checked stream beside the plain one
+
+template <typename Use>
+bool readChecked(const Bytes& bytes, Use& use)
+{
+    ReadingDevice device(bytes);
+    qz::ext::CheckedStream stream(device, qz::qzDataStream::LittleEndian);
+    Record record;
+    for (std::size_t i = 0; i < getRecords().size(); ++i) {
+        stream >> record.number >> record.real >> record.text;
+        use(record);
+    }
+    return stream.readEnd();
+}
+
+bool readsCheckedWhatWasWritten()
+{
+    CompareRecord use;
+    return readChecked(DataStreamFormat::writeMemory(), use) && use.holds();
+}
+
+void measureCheckedRead(benchmark::State& state)
+{
+    const Bytes bytes = DataStreamFormat::writeMemory();
+    KeepRecord use;
+    for (auto _ : state)
+        readChecked(bytes, use);
+    setRecordsProcessed(state);
+}
+
+void measurePlainRead(benchmark::State& state)
+{
+    const Bytes bytes = DataStreamFormat::writeMemory();
+    KeepRecord use;
+    for (auto _ : state)
+        DataStreamFormat::readMemory(bytes, use);
+    setRecordsProcessed(state);
+}
+
+const Check kCheckedCheck("checked qz", readsCheckedWhatWasWritten);
+const Case kCheckedRead("checked read from memory", "qz", measureCheckedRead);
+const Case kPlainRead("checked read from memory", "unchecked", measurePlainRead);
 
 }  // namespace
 

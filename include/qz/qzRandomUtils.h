@@ -10,7 +10,8 @@ namespace qz {
 ///
 /// The default generator is the C library's `rand`, seeded at the first use on a thread with a
 /// number of its own, and anew in a forked child. It therefore changes the sequence of the
-/// application's own `rand`. It is good for names, not for secrets.
+/// application's own `rand`. Its bytes can be guessed: for secrets, and for names in folders that
+/// others can write to, install `qz::ext::SecureRandom::Generate`.
 ///
 /// @code
 /// const std::string name = "upload-" + qzRandomUtils::CreateRandHexString(8);

@@ -1,4 +1,4 @@
-#include "ext/channel/Crc32c.h"
+#include "ext/base/Crc32c.h"
 
 #include <random>
 #include <string>

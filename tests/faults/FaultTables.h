@@ -63,6 +63,8 @@ FaultTable getPipesFaults();
 FaultTable getLockFilesFaults();
 FaultTable getFileLockFaults();
 FaultTable getPipeChannelFaults();
+FaultTable getCheckedStreamFaults();
+FaultTable getSecureRandomFaults();
 FaultTable getWatcherFaults();
 FaultTable getWatchdogFaults();
 FaultTable getWatchdogExitFaults();

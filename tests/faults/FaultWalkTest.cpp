@@ -46,14 +46,15 @@ using Outcomes = std::set<std::string>;
 std::vector<FaultTable> getFaultTables()
 {
     return {
-        getStartStopFaults(),  getThreadsFaults(),      getPoolFaults(),
-        getCharsetFaults(),    getLogDispatchFaults(),  getLogFileFaults(),
-        getFileDeviceFaults(), getFilesFaults(),        getTraversalFaults(),
-        getResolverFaults(),   getDataStreamFaults(),   getFilterChainFaults(),
-        getBuffersFaults(),    getIniFileFaults(),      getCsvFaults(),
-        getProcessesFaults(),  getChildProcessFaults(), getPipesFaults(),
-        getLockFilesFaults(),  getFileLockFaults(),     getPipeChannelFaults(),
-        getWatcherFaults(),    getWatchdogFaults(),     getWatchdogExitFaults(),
+        getStartStopFaults(),     getThreadsFaults(),      getPoolFaults(),
+        getCharsetFaults(),       getLogDispatchFaults(),  getLogFileFaults(),
+        getFileDeviceFaults(),    getFilesFaults(),        getTraversalFaults(),
+        getResolverFaults(),      getDataStreamFaults(),   getFilterChainFaults(),
+        getBuffersFaults(),       getIniFileFaults(),      getCsvFaults(),
+        getProcessesFaults(),     getChildProcessFaults(), getPipesFaults(),
+        getLockFilesFaults(),     getFileLockFaults(),     getPipeChannelFaults(),
+        getCheckedStreamFaults(), getSecureRandomFaults(), getWatcherFaults(),
+        getWatchdogFaults(),      getWatchdogExitFaults(),
     };
 }
 

@@ -246,6 +246,9 @@ QZ_CALL(read, "read");
 QZ_DEFINE(read, read, ssize_t, (int fd, void* to, size_t size), (fd, to, size), -1)
 QZ_CALL(write, "write");
 QZ_DEFINE(write, write, ssize_t, (int fd, const void* from, size_t size), (fd, from, size), -1)
+QZ_CALL(getrandom, "getrandom");
+QZ_DEFINE(getrandom, getrandom, ssize_t, (void* to, size_t size, unsigned int flags),
+          (to, size, flags), -1)
 QZ_CALL(writev, "writev");
 QZ_DEFINE(writev, writev, ssize_t, (int fd, const iovec* parts, int count), (fd, parts, count), -1)
 QZ_CALL(pread, "pread");

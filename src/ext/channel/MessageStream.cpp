@@ -6,7 +6,7 @@
 
 #include <sys/socket.h>
 
-#include "Crc32c.h"
+#include "base/Crc32c.h"
 
 namespace qz::ext {
 

@@ -34,42 +34,40 @@ constexpr std::size_t kWordBytes = sizeof(std::uint64_t);
 // of the four is that of the whole CRC.
 using LaneTables = std::array<std::array<std::uint32_t, 256>, 4>;
 
-// What each bit of a CRC becomes.
-using BitImages = std::array<std::uint32_t, 32>;
+// What some zero bytes make of a CRC, for each of its bits.
+using ZeroBytes = std::array<std::uint32_t, 32>;
 
-constexpr std::uint32_t apply(const BitImages& images, std::uint32_t crc)
+constexpr std::uint32_t appendZeros(const ZeroBytes& ofBit, std::uint32_t crc)
 {
     std::uint32_t result = 0;
-    for (std::uint32_t bit = 0; bit < images.size(); ++bit) {
-        if ((crc >> bit & 1U) != 0) result ^= images[bit];
+    for (std::uint32_t bit = 0; bit < ofBit.size(); ++bit) {
+        if ((crc >> bit & 1U) != 0) result ^= ofBit[bit];
     }
     return result;
 }
 
-// The images of one zero byte, and then of twice as many in each step: a compiler refuses to
-// calculate for too long.
-constexpr BitImages makeLaneImages()
+// By doubling, as compilers limit the steps of a constant.
+constexpr ZeroBytes makeLane()
 {
-    static_assert((kLaneBytes & (kLaneBytes - 1)) == 0, "the steps lead to powers of two");
-    BitImages images = {};
-    for (std::uint32_t bit = 0; bit < images.size(); ++bit)
-        images[bit] = ((1U << bit) >> 8U) ^ kTable[(1U << bit) & 0xFFU];
+    ZeroBytes ofBit = {};
+    for (std::uint32_t bit = 0; bit < ofBit.size(); ++bit)
+        ofBit[bit] = (1U << bit >> 8U) ^ kTable[1U << bit & 0xFFU];
     for (std::size_t bytes = 1; bytes < kLaneBytes; bytes *= 2) {
-        BitImages twice = {};
-        for (std::uint32_t bit = 0; bit < images.size(); ++bit)
-            twice[bit] = apply(images, images[bit]);
-        images = twice;
+        const ZeroBytes half = ofBit;
+        for (std::uint32_t& crc : ofBit)
+            crc = appendZeros(half, crc);
     }
-    return images;
+    return ofBit;
 }
+static_assert((kLaneBytes & (kLaneBytes - 1)) == 0);
 
 constexpr LaneTables makeLaneTables()
 {
-    constexpr BitImages kOfBit = makeLaneImages();
+    const ZeroBytes ofBit = makeLane();
     LaneTables tables = {};
-    for (std::uint32_t bit = 0; bit < kOfBit.size(); ++bit) {
+    for (std::uint32_t bit = 0; bit < ofBit.size(); ++bit) {
         for (std::uint32_t byte = 0; byte < 256; ++byte) {
-            if ((byte >> bit % 8 & 1U) != 0) tables[bit / 8][byte] ^= kOfBit[bit];
+            if ((byte >> bit % 8 & 1U) != 0) tables[bit / 8][byte] ^= ofBit[bit];
         }
     }
     return tables;
