@@ -53,7 +53,8 @@ std::vector<FaultTable> getFaultTables()
         getBuffersFaults(),    getIniFileFaults(),      getCsvFaults(),
         getProcessesFaults(),  getChildProcessFaults(), getPipesFaults(),
         getLockFilesFaults(),  getFileLockFaults(),     getPipeChannelFaults(),
-        getWatcherFaults(),    getWatchdogFaults(),     getWatchdogExitFaults(),
+        getSafeFilesFaults(),  getRemoveTreeFaults(),   getWatcherFaults(),
+        getWatchdogFaults(),   getWatchdogExitFaults(),
     };
 }
 
