@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <new>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 #include <qz/SystemError.h>
 
 #include "ext/SafeFilesFixture.h"
+#include "support/Allocations.h"
 #include "support/CancelledThread.h"
 #include "support/ChildProcess.h"
 #include "support/Environment.h"
@@ -374,6 +376,28 @@ TEST_F(AtomicFileTest, ReportsAtCommitThatTheBufferCantBeWritten)
     const support::FileSizeLimit limit(1000);
     EXPECT_FALSE(replace(mPath, std::string(2000, 'x')));
     EXPECT_EQ(mFailure.error, EFBIG);
+    EXPECT_EQ(getTarget(), "old");
+    EXPECT_THAT(list(), ElementsAre("target"));
+}
+
+TEST_F(AtomicFileTest, CommitsNothingAfterAFailureThatThereIsNoMemoryToReport)
+{
+    const support::FileSizeLimit limit(100'000);
+    const std::string piece(80'000, 'x');
+    bool isCommitted = false;
+    const std::size_t failed = support::failEachAllocation([&] {
+        AtomicFile file;
+        try {
+            file.openUtf8(mPath);
+            file << piece << piece;
+        } catch (const std::bad_alloc&) {
+            isCommitted = file.commit() || isCommitted;
+            throw;
+        }
+        isCommitted = file.commit() || isCommitted;
+    });
+    EXPECT_GT(failed, 0U);
+    EXPECT_FALSE(isCommitted);
     EXPECT_EQ(getTarget(), "old");
     EXPECT_THAT(list(), ElementsAre("target"));
 }

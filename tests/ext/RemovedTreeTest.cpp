@@ -7,6 +7,8 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <functional>
+#include <random>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -36,17 +38,17 @@ protected:
         if (fs::exists(mRoot)) removeTreeNoFollow(mRoot);
     }
 
-    // Makes a folder with `depth` levels below it, each "d" with a file and a folder.
+    // Makes a folder with `depth` levels below it, each a folder "d". It has a file, and empty
+    // folders that are made before and after it, so that one of them is listed after it.
     static void makeTree(const std::string& path, int depth)
     {
         fs::create_directory(path);
         std::string folder = path;
-        for (int level = 0;; ++level) {
+        for (int level = 0; level <= depth; ++level, folder += "/d") {
             support::writeFile(folder + "/file", "content");
-            fs::create_directory(folder + "/empty");
-            if (level == depth) break;
-            folder += "/d";
-            fs::create_directory(folder);
+            fs::create_directory(folder + "/first");
+            if (level < depth) fs::create_directory(folder + "/d");
+            fs::create_directory(folder + "/last");
         }
     }
     // Makes a folder with so many levels that its paths are too long for the system.
@@ -67,7 +69,8 @@ protected:
     {
         std::string folder = mForeign;
         for (int level = 0; level <= 12; ++level, folder += "/d") {
-            if (!fs::is_directory(folder + "/empty") || !fs::is_regular_file(folder + "/file"))
+            if (!fs::is_directory(folder + "/first") || !fs::is_directory(folder + "/last") ||
+                !fs::is_regular_file(folder + "/file"))
                 return false;
         }
         return true;
@@ -90,7 +93,7 @@ TEST_F(RemovedTreeTest, RemovesAllAndCountsIt)
     ASSERT_EQ(::mkfifo((mRoot + "/d/pipe").c_str(), 0600), 0);
     const RemovedTree removed = removeTreeNoFollow(mRoot);
     EXPECT_TRUE(removed) << removed.failure.toString();
-    EXPECT_EQ(removed.removedCount, 21U * 3U + 3U);
+    EXPECT_EQ(removed.removedCount, 21U * 4U + 3U);
     EXPECT_EQ(removed.failureCount, 0U);
     EXPECT_EQ(removed.failure.error, 0);
     EXPECT_THAT(list(), ElementsAre("foreign", "target"));
@@ -151,7 +154,7 @@ TEST_F(RemovedTreeTest, RemovesTheRestIfSomethingCantBeRemoved)
         support::becomeNobody();
         const RemovedTree removed = removeTreeNoFollow(mRoot);
         return getFailure(removed) == "open F/root/d/d: " + SystemError(EACCES).toString() &&
-                       removed.removedCount == 4 && removed.failureCount == 3
+                       removed.removedCount == 6 && removed.failureCount == 3
                    ? kExpected
                    : 1;
     });
@@ -159,7 +162,7 @@ TEST_F(RemovedTreeTest, RemovesTheRestIfSomethingCantBeRemoved)
     EXPECT_EQ(child.exitCode, kExpected);
     EXPECT_THAT(list(mRoot), ElementsAre("d"));
     EXPECT_THAT(list(mRoot + "/d"), ElementsAre("d"));
-    EXPECT_EQ(list(mRoot + "/d/d").size(), 3U);
+    EXPECT_EQ(list(mRoot + "/d/d").size(), 4U);
 }
 
 TEST_F(RemovedTreeTest, NamesAFileThatCantBeRemoved)
@@ -172,13 +175,13 @@ TEST_F(RemovedTreeTest, NamesAFileThatCantBeRemoved)
         support::becomeNobody();
         const RemovedTree removed = removeTreeNoFollow(mRoot);
         return getFailure(removed) == "unlink F/root/file: " + SystemError(EACCES).toString() &&
-                       removed.removedCount == 0 && removed.failureCount == 3
+                       removed.removedCount == 0 && removed.failureCount == 4
                    ? kExpected
                    : 1;
     });
     fs::permissions(mRoot, fs::perms::all);
     EXPECT_EQ(child.exitCode, kExpected);
-    EXPECT_EQ(list(mRoot).size(), 2U);
+    EXPECT_EQ(list(mRoot).size(), 3U);
 }
 
 TEST_F(RemovedTreeTest, RemovesAnEmptyFolderThatCantBeRead)
@@ -198,11 +201,11 @@ TEST_F(RemovedTreeTest, EntersNoOtherFileSystem)
 {
     makeTree(mRoot, 1);
     const support::ChildResult child = support::runInChild([&] {
-        const std::string mounted = mRoot + "/d/empty";
+        const std::string mounted = mRoot + "/d/first";
         if (!support::mountSmallDisk(mounted, "64k")) return support::kNoSmallDisk;
         support::writeFile(mounted + "/file", "precious");
         const RemovedTree removed = removeTreeNoFollow(mRoot);
-        if (getFailure(removed) != "enter F/root/d/empty: " + SystemError(EXDEV).toString())
+        if (getFailure(removed) != "enter F/root/d/first: " + SystemError(EXDEV).toString())
             return 1;
         return support::readFile(mounted + "/file") == "precious" ? kExpected : 2;
     });
@@ -271,45 +274,83 @@ TEST_F(RemovedTreeTest, StopsOnRequest)
     EXPECT_TRUE(removeTreeNoFollow(mRoot, &never));
 }
 
-// --- Attacks: another thread changes the tree all the time
+// --- Attacks: somebody changes the tree all the time
 
 class RemovedTreeAttack : public RemovedTreeTest {
 protected:
-    // Removes the tree while `change` is called again and again.
-    template <typename Change>
-    void removeDuring(const Change& change)
+    using Change = std::function<void()>;
+
+    // Makes none, one or two changes before each object.
+    struct ChangeAtPolls : qzCancelInterfaceReadOnly {
+        bool shouldCancel() const override
+        {
+            for (auto left = random() % 3; left > 0; --left)
+                change();
+            return false;
+        }
+        Change change;
+        mutable std::mt19937 random;
+    };
+
+    RemovedTree removeWithChanges(unsigned int seed, const Change& change)
+    {
+        ChangeAtPolls polls;
+        polls.change = change;
+        polls.random.seed(seed);
+        return removeTreeNoFollow(mRoot, &polls);
+    }
+    // Another thread makes the changes, at any moment.
+    void removeDuringChanges(const Change& change)
     {
         std::atomic<bool> isOver = false;
-        std::atomic<unsigned long> changes = 0;
+        std::atomic<bool> hasBegun = false;
         std::thread attacker([&] {
-            while (!isOver) {
+            for (; !isOver; hasBegun = true)
                 change();
-                ++changes;
-            }
         });
-        while (changes == 0)
+        while (!hasBegun)
             std::this_thread::yield();
         removeTreeNoFollow(mRoot);
         isOver = true;
         attacker.join();
     }
+    // Makes a tree with a link to the foreign one. @return a change that swaps the link and a
+    // folder, whose entries have the same names.
+    Change makeTreeWithLink(unsigned int levels)
+    {
+        makeTree(mRoot, 12);
+        const std::string folder = getFolder(levels);
+        fs::create_symlink(mForeign, folder + "/link");
+        return [real = folder + "/d", link = folder + "/link"] {
+            ::renameat2(AT_FDCWD, real.c_str(), AT_FDCWD, link.c_str(), RENAME_EXCHANGE);
+        };
+    }
+    std::string getFolder(unsigned int levels) const
+    {
+        std::string folder = mRoot;
+        for (unsigned int level = 0; level < levels; ++level)
+            folder += "/d";
+        return folder;
+    }
 
-    static constexpr int kRounds = 60;
+    static constexpr unsigned int kRounds = 36;
+    const unsigned int mSeed = std::random_device()();
 };
 
-// Wherever the walk is, the folder of the same name in the foreign tree has the same entries.
 TEST_F(RemovedTreeAttack, LeavesATreeAloneThatALinkInTheTreeLeadsTo)
 {
-    for (int round = 0; round < kRounds; ++round) {
-        makeTree(mRoot, 12);
-        std::string folder = mRoot;
-        for (int level = 0; level < round % 12; ++level)
-            folder += "/d";
-        const std::string link = folder + "/link";
-        fs::create_symlink(mForeign, link);
-        removeDuring([&, real = folder + "/d"] {
-            ::renameat2(AT_FDCWD, real.c_str(), AT_FDCWD, link.c_str(), RENAME_EXCHANGE);
-        });
+    for (unsigned int round = 0; round < kRounds; ++round) {
+        removeWithChanges(mSeed + round, makeTreeWithLink(round % 12));
+        ASSERT_TRUE(isForeignWhole()) << "seed " << mSeed << ", round " << round;
+        removeTreeNoFollow(mRoot);
+        ASSERT_FALSE(fs::exists(mRoot)) << "seed " << mSeed << ", round " << round;
+    }
+}
+
+TEST_F(RemovedTreeAttack, LeavesATreeAloneThatALinkOfAnotherThreadLeadsTo)
+{
+    for (unsigned int round = 0; round < kRounds; ++round) {
+        removeDuringChanges(makeTreeWithLink(round % 12));
         ASSERT_TRUE(isForeignWhole()) << round;
         removeTreeNoFollow(mRoot);
         ASSERT_FALSE(fs::exists(mRoot)) << round;
@@ -319,20 +360,19 @@ TEST_F(RemovedTreeAttack, LeavesATreeAloneThatALinkInTheTreeLeadsTo)
 // The way back by ".." then leads to the foreign tree.
 TEST_F(RemovedTreeAttack, LeavesATreeAloneToWhichAFolderIsMoved)
 {
-    for (int round = 0; round < kRounds; ++round) {
+    const std::string away = mForeign + "/d/moved";
+    for (unsigned int round = 0; round < kRounds; ++round) {
         makeTree(mRoot, 24);
-        std::string folder = mRoot;
-        for (int level = 0; level < 1 + round % 23; ++level)
-            folder += "/d";
-        const std::string away = mForeign + "/d/moved";
-        removeDuring([&] {
-            ::rename(folder.c_str(), away.c_str());
-            ::rename(away.c_str(), folder.c_str());
+        const std::string folder = getFolder(1 + round % 12);
+        bool isAway = false;
+        removeWithChanges(mSeed + round, [&] {
+            ::rename((isAway ? away : folder).c_str(), (isAway ? folder : away).c_str());
+            isAway = !isAway;
         });
-        ASSERT_TRUE(isForeignWhole()) << round;
+        ASSERT_TRUE(isForeignWhole()) << "seed " << mSeed << ", round " << round;
         removeTreeNoFollow(away);
         removeTreeNoFollow(mRoot);
-        ASSERT_FALSE(fs::exists(mRoot)) << round;
+        ASSERT_FALSE(fs::exists(mRoot)) << "seed " << mSeed << ", round " << round;
     }
 }
 
@@ -340,9 +380,7 @@ TEST_F(RemovedTreeAttack, LeavesATreeAloneToWhichAFolderIsMoved)
 TEST_F(RemovedTreeAttack, RemovesTheRestIfAFolderWasMovedAway)
 {
     makeTree(mRoot, 24);
-    std::string folder = mRoot;
-    for (int level = 0; level < 5; ++level)
-        folder += "/d";
+    const std::string folder = getFolder(5);
     const std::string away = mForeign + "/moved";
     // Moves the folder while the walk is below it, and before it can remove the level above.
     struct MoveAtDepth : qzCancelInterfaceReadOnly {
@@ -360,10 +398,7 @@ TEST_F(RemovedTreeAttack, RemovesTheRestIfAFolderWasMovedAway)
     } move;
     move.from = folder;
     move.to = away;
-    move.deepFile = mRoot;
-    for (int level = 0; level < 24; ++level)
-        move.deepFile += "/d";
-    move.deepFile += "/file";
+    move.deepFile = getFolder(24) + "/file";
     const RemovedTree removed = removeTreeNoFollow(mRoot, &move);
     EXPECT_EQ(removed.failure.toString(),
               "return from " + folder + ": " + SystemError(ESTALE).toString());
