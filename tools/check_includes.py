@@ -36,6 +36,7 @@ LEVELS = {
     "ext/process": 10,
     "ext/progress": 10,
     "ext/lock": 10,
+    "ext/files": 10,
     "ext/parallel": 10,
     "ext/random": 10,
     "ext/stream": 10,
@@ -56,6 +57,7 @@ FOLDER_OF_HEADER = {
     "ext/LibraryStart.h": "ext/base",
     "ext/FileLock.h": "ext/lock",
     "ext/PipeChannel.h": "ext/channel",
+    "ext/SafeFiles.h": "ext/files",
 }
 
 # Includes all other headers, so none of them may include it.

@@ -1,14 +1,8 @@
 #include "Configuration.h"
 
-#include <cerrno>
-#include <filesystem>
-#include <system_error>
-
 #include <qz/AsciiTableBuilder.h>
-#include <qz/SystemError.h>
+#include <qz/ext/SafeFiles.h>
 #include <qz/qzIniFile.h>
-
-#include "shared/NewFile.h"
 
 namespace config {
 
@@ -53,26 +47,10 @@ const qzVariant* Configuration::find(const std::string& key) const
 
 bool Configuration::save(const std::string& path, std::string& error) const
 {
-    std::error_code unknown;
-    const std::filesystem::file_status status = std::filesystem::status(path, unknown);
-    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-        error = "it is no regular file";
-        return false;
-    }
-    shared::NewFile file(path);
-    if (!file.make(error)) return false;
-    errno = 0;
-    if (!qz::SaveIniFile(file.getWorkPath(), mTree, /*merge=*/false)) {
-        error = errno != 0 ? qz::SystemError(errno).toString() : "a value has no text";
-        return false;
-    }
-    // A disk may refuse the last bytes when the file is closed, so the file is read back.
-    Configuration written;
-    if (!written.load(file.getWorkPath()) || written.flatten().size() != flatten().size()) {
-        error = "the file is not complete";
-        return false;
-    }
-    return file.moveIntoPlace(error);
+    qz::ext::SystemFailure failure;
+    if (qz::ext::saveIniFileAtomically(path, mTree, /*merge=*/false, &failure)) return true;
+    error = failure.toString();
+    return false;
 }
 
 std::string Configuration::toTable() const

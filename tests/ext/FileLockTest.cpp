@@ -18,6 +18,7 @@
 #include "support/Allocations.h"
 #include "support/CancelledThread.h"
 #include "support/ChildProcess.h"
+#include "support/Environment.h"
 #include "support/Files.h"
 #include "support/LibraryStart.h"
 #include "support/Limits.h"
@@ -310,6 +311,23 @@ TEST_F(FileLockTest, ReportsAMissingFolderAndAnEmptyPath)
     EXPECT_FALSE(mFirst.tryLockUtf8("", FileLock::Exclusive, &mFailure));
     EXPECT_EQ(mFailure.toString(), describe("conversion of the path ''", EILSEQ));
     EXPECT_FALSE(mFirst.tryLockUtf8(path, FileLock::Exclusive));
+}
+
+TEST(FileLockLocaleTest, LocksNoOtherFileIfTheLocalSetCantHoldTheName)
+{
+    const support::ScratchFolder folder;
+    const support::ChildResult child = support::runInChild([&] {
+        const support::EnvironmentLocale locale("C");
+        const support::LibraryStart library;
+        FileLock lock;
+        SystemFailure failure;
+        const std::string path = folder.getPath("\u00e4");
+        return !lock.tryLockUtf8(path, FileLock::Exclusive, &failure) && failure.error == EILSEQ
+                   ? kExpected
+                   : 1;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 42");
+    EXPECT_TRUE(std::filesystem::is_empty(folder.getPath()));
 }
 
 TEST_F(FileLockTest, RefusesAPathWithAZeroByte)

@@ -62,6 +62,8 @@ FaultTable getChildProcessFaults();
 FaultTable getPipesFaults();
 FaultTable getLockFilesFaults();
 FaultTable getFileLockFaults();
+FaultTable getSafeFilesFaults();
+FaultTable getRemoveTreeFaults();
 FaultTable getPipeChannelFaults();
 FaultTable getCheckedStreamFaults();
 FaultTable getSecureRandomFaults();

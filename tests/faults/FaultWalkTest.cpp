@@ -53,8 +53,9 @@ std::vector<FaultTable> getFaultTables()
         getBuffersFaults(),       getIniFileFaults(),      getCsvFaults(),
         getProcessesFaults(),     getChildProcessFaults(), getPipesFaults(),
         getLockFilesFaults(),     getFileLockFaults(),     getPipeChannelFaults(),
-        getCheckedStreamFaults(), getSecureRandomFaults(), getWatcherFaults(),
-        getWatchdogFaults(),      getWatchdogExitFaults(),
+        getCheckedStreamFaults(), getSecureRandomFaults(), getSafeFilesFaults(),
+        getRemoveTreeFaults(),    getWatcherFaults(),      getWatchdogFaults(),
+        getWatchdogExitFaults(),
     };
 }
 

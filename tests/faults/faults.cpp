@@ -20,6 +20,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/mman.h>
+#include <sys/random.h>
 #include <sys/resource.h>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -225,7 +226,9 @@ using stat_t = struct stat;
 using stat64_t = struct stat64;
 using statvfs_t = struct statvfs;
 using statvfs64_t = struct statvfs64;
+using statfs_t = struct statfs;
 using statfs64_t = struct statfs64;
+using statx_t = struct statx;
 using dirent64_t = struct dirent64;
 using pollfd_t = struct pollfd;
 const auto kNoIconv = reinterpret_cast<iconv_t>(-1);
@@ -270,6 +273,19 @@ QZ_DEFINE(lseek, lseek64, off64_t, (int fd, off64_t offset, int start), (fd, off
 QZ_CALL(fstat, "fstat");
 QZ_DEFINE(fstat, fstat, int, (int fd, stat_t* status), (fd, status), -1)
 QZ_DEFINE(fstat, fstat64, int, (int fd, stat64_t* status), (fd, status), -1)
+QZ_DEFINE(fstat, statx, int,
+          (int at, const char* path, int flags, unsigned int mask, statx_t* status),
+          (at, path, flags, mask, status), -1)
+QZ_DEFINE(fstat, fstatat, int, (int at, const char* path, stat_t* status, int flags),
+          (at, path, status, flags), -1)
+QZ_CALL(fstatfs, "fstatfs");
+QZ_DEFINE(fstatfs, fstatfs, int, (int fd, statfs_t* status), (fd, status), -1)
+QZ_CALL(fchmod, "fchmod");
+QZ_DEFINE(fchmod, fchmod, int, (int fd, mode_t mode), (fd, mode), -1)
+QZ_CALL(fchown, "fchown");
+QZ_DEFINE(fchown, fchown, int, (int fd, uid_t owner, gid_t group), (fd, owner, group), -1)
+QZ_CALL(fsync, "fsync");
+QZ_DEFINE(fsync, fsync, int, (int fd), (fd), -1)
 QZ_CALL(flock, "flock");
 QZ_DEFINE(flock, flock, int, (int fd, int operation), (fd, operation), -1)
 QZ_CALL(fcntl, "fcntl");
@@ -317,6 +333,8 @@ QZ_CALL(statfs, "statfs");
 QZ_DEFINE(statfs, statfs64, int, (const char* path, statfs64_t* status), (path, status), -1)
 QZ_CALL(rename, "rename");
 QZ_DEFINE(rename, rename, int, (const char* from, const char* to), (from, to), -1)
+QZ_DEFINE(rename, renameat, int, (int fromAt, const char* from, int toAt, const char* to),
+          (fromAt, from, toAt, to), -1)
 QZ_CALL(unlink, "unlink");
 QZ_DEFINE(unlink, unlink, int, (const char* path), (path), -1)
 QZ_DEFINE(unlink, unlinkat, int, (int at, const char* path, int flags), (at, path, flags), -1)
@@ -335,6 +353,11 @@ QZ_DEFINE(getcwd, getcwd, char*, (char* to, size_t size), (to, size), nullptr)
 QZ_CALL(readlink, "readlink");
 QZ_DEFINE(readlink, readlink, ssize_t, (const char* path, char* to, size_t size), (path, to, size),
           -1)
+QZ_DEFINE(readlink, readlinkat, ssize_t, (int at, const char* path, char* to, size_t size),
+          (at, path, to, size), -1)
+QZ_CALL(faccessat, "faccessat");
+QZ_DEFINE(faccessat, faccessat, int, (int at, const char* path, int rights, int flags),
+          (at, path, rights, flags), -1)
 QZ_CALL(realpath, "realpath");
 QZ_DEFINE(realpath, realpath, char*, (const char* path, char* to), (path, to), nullptr)
 // Where the size of the buffer is known and calls are fortified
@@ -347,8 +370,14 @@ QZ_DEFINE(readdir, readdir, dirent*, (DIR * folder), (folder), nullptr)
 QZ_DEFINE(readdir, readdir64, dirent64_t*, (DIR * folder), (folder), nullptr)
 QZ_CALL(closedir, "closedir");
 QZ_DEFINE_CLOSE(closedir, closedir, int, (DIR * folder), (folder), -1)
+QZ_CALL(getdents64, "getdents64");
+QZ_DEFINE(getdents64, getdents64, ssize_t, (int fd, void* to, size_t size), (fd, to, size), -1)
 QZ_CALL(mkostemp, "mkostemp");
 QZ_DEFINE(mkostemp, mkostemp, int, (char* path, int flags), (path, flags), -1)
+
+QZ_CALL(getrandom, "getrandom");
+QZ_DEFINE(getrandom, getrandom, ssize_t, (void* to, size_t size, unsigned int flags),
+          (to, size, flags), -1)
 
 // --- Sockets
 

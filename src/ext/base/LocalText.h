@@ -14,13 +14,19 @@ inline bool fail(SystemFailure* failure, std::string step, int error)
     return false;
 }
 
-/// The bytes of a path or name in UTF-8 as the system knows it; empty if it can't be converted, or
-/// holds a zero byte, which the system would take for its end.
+/// The bytes of a path or name in UTF-8 as the system knows it; empty if it can't be converted
+/// without loss, or holds a zero byte, which the system would take for its end.
 inline std::string toLocal(const std::string& text)
 {
     if (text.find('\0') != std::string::npos) return {};
-    return qzStringUtils::convertCharset(text, qzStringUtils::CharSetUtf8,
-                                         qzStringUtils::CharSetLocal);
+    std::string localText = qzStringUtils::convertCharset(text, qzStringUtils::CharSetUtf8,
+                                                          qzStringUtils::CharSetLocal);
+    // The conversion takes a similar character for one that the set lacks, which would name
+    // another file.
+    if (localText != text && qzStringUtils::convertCharset(localText, qzStringUtils::CharSetLocal,
+                                                           qzStringUtils::CharSetUtf8) != text)
+        return {};
+    return localText;
 }
 
 /// A path or name of the system in UTF-8, for messages; as it is if it can't be converted.

@@ -10,6 +10,7 @@
 #include "LockLine.h"
 #include "base/LocalText.h"
 #include "base/OwnDescriptor.h"
+#include "base/Restart.h"
 #include "base/WaitLimit.h"
 
 namespace qz::ext {
@@ -21,17 +22,6 @@ constexpr mode_t kMode = S_IRUSR | S_IWUSR;
 constexpr int kFlags = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
 // So often may the file be replaced during one attempt.
 constexpr int kMaxReplacements = 100;
-
-// Calls again what a signal has interrupted.
-template <typename Call>
-auto restart(const Call& call)
-{
-    decltype(call()) result;
-    do {
-        result = call();
-    } while (result < 0 && errno == EINTR);
-    return result;
-}
 
 // A file that exists is opened without O_CREAT: in a folder like /tmp, the system may refuse that
 // flag for a file of another user.

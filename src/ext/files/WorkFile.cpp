@@ -1,0 +1,170 @@
+#include "WorkFile.h"
+
+#include <cerrno>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/random.h>
+#include <unistd.h>
+
+#include <qz/UUID.h>
+
+#include "base/CancellationBlock.h"
+#include "base/FileDescriptor.h"
+#include "base/LocalText.h"
+#include "base/Restart.h"
+
+namespace qz::ext {
+
+namespace {
+
+constexpr std::size_t kCopyBufferSize = 262144;
+constexpr mode_t kAllModeBits = 07777;
+constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
+constexpr mode_t kAnyNewFile = 0666;
+
+// Nobody can guess the name, so nobody can put something there before.
+bool chooseName(std::string& name)
+{
+    unsigned char bytes[16];
+    constexpr ssize_t kSize = sizeof bytes;
+    if (restart([&] { return ::getrandom(bytes, sizeof bytes, 0); }) != kSize) return false;
+    std::string digits;
+    UUID::BinaryToString<UUID::FormatHex>(bytes, digits);
+    name = ".saving-" + digits;
+    return true;
+}
+
+int createFile(int folder, const std::string& name, mode_t mode)
+{
+    constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    return restart([&] { return ::openat(folder, name.c_str(), kFlags, mode); });
+}
+
+}  // namespace
+
+bool WorkFile::refuse(const char* step, int error, SystemFailure& failure) const
+{
+    return fail(&failure, step + mPath, error);
+}
+
+bool WorkFile::open(const std::string& path, SystemFailure& failure)
+{
+    // A file must not be lost between its creation and its owner.
+    const CancellationBlock noCancellation;
+    discard();
+    mPath = path;
+    mChosenMode.reset();
+    mIsInPlace = false;
+    const std::string localPath = toLocal(path);
+    if (localPath.empty()) return fail(&failure, "conversion of the path '" + path + "'", EILSEQ);
+    if (!findTarget(localPath, mTarget, failure)) return false;
+    if (!mTarget.status) return findNewMode(failure) && make(failure);
+    mMode = mTarget.status->st_mode & kAllModeBits;
+    // A rename doesn't require this right, but a file that is protected from writing stays.
+    if (::faccessat(mTarget.folder.get(), mTarget.name.c_str(), W_OK,
+                    AT_EACCESS | AT_SYMLINK_NOFOLLOW) != 0)
+        return refuse("write to ", errno, failure);
+    // Again at the end, but a caller should know before it writes much.
+    return make(failure) && takeOwner(failure);
+}
+
+// The umask of the process can only be read by changing it, and the folder may have a default
+// access control list. So the system decides on an empty file. The work file itself would be
+// readable by others until its mode is changed.
+bool WorkFile::findNewMode(SystemFailure& failure)
+{
+    std::string name;
+    if (!chooseName(name)) return refuse("getrandom for ", errno, failure);
+    const FileDescriptor sample(createFile(mTarget.folder.get(), name, kAnyNewFile));
+    if (!sample.isOpen()) return refuse("create a file beside ", errno, failure);
+    struct stat status = {};
+    const int error = ::fstat(sample.get(), &status) != 0 ? errno : 0;
+    if (::unlinkat(mTarget.folder.get(), name.c_str(), 0) != 0)
+        return refuse("unlink a file beside ", errno, failure);
+    if (error != 0) return refuse("fstat a file beside ", error, failure);
+    mMode = status.st_mode & kAllModeBits;
+    return true;
+}
+
+bool WorkFile::make(SystemFailure& failure)
+{
+    if (!chooseName(mName)) return refuse("getrandom for ", errno, failure);
+    bool isMade = false;
+    mFile = OwnDescriptor::Open([&] {
+        const int file = createFile(mTarget.folder.get(), mName, kOwnerOnly);
+        isMade = file >= 0;
+        return file;
+    });
+    if (mFile.isOpen()) return true;
+    const int error = errno;
+    // A process without standard streams may have no descriptor left above them.
+    if (isMade) ::unlinkat(mTarget.folder.get(), mName.c_str(), 0);
+    return refuse("create a file beside ", error, failure);
+}
+
+bool WorkFile::takeOwner(SystemFailure& failure)
+{
+    if (::fchown(mFile.get(), mTarget.status->st_uid, mTarget.status->st_gid) == 0) return true;
+    return refuse("fchown to the owner of ", errno, failure);
+}
+
+bool WorkFile::write(std::string_view bytes, SystemFailure& failure)
+{
+    while (!bytes.empty()) {
+        const ssize_t count =
+            restart([&] { return ::write(mFile.get(), bytes.data(), bytes.size()); });
+        if (count <= 0) return refuse("write for ", count < 0 ? errno : EIO, failure);
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
+bool WorkFile::copyFrom(int source, const std::string& sourcePath, SystemFailure& failure)
+{
+    std::vector<char> buffer(kCopyBufferSize);
+    while (true) {
+        const ssize_t count = restart([&] { return ::read(source, buffer.data(), buffer.size()); });
+        if (count < 0) return fail(&failure, "read " + sourcePath, errno);
+        if (count == 0) return true;
+        if (!write({buffer.data(), static_cast<std::size_t>(count)}, failure)) return false;
+    }
+}
+
+// After an fsync without a failure, a close has nothing to report.
+bool WorkFile::commit(SystemFailure& failure)
+{
+    const CancellationBlock noCancellation;
+    if (!isOpen()) return refuse("commit to ", EBADF, failure);
+    const int folder = mTarget.folder.get();
+    const int statusError = updateStatus(mTarget);
+    if (statusError != 0) return refuse("stat ", statusError, failure);
+    if (mTarget.status) {
+        if (!takeOwner(failure)) return false;
+        mMode = mTarget.status->st_mode & kAllModeBits;
+    }
+    // After the owner, because a change of that clears bits of the mode.
+    if (::fchmod(mFile.get(), mChosenMode.value_or(mMode)) != 0)
+        return refuse("fchmod for ", errno, failure);
+    if (restart([&] { return ::fsync(mFile.get()); }) != 0)
+        return refuse("fsync for ", errno, failure);
+    if (::renameat(folder, mName.c_str(), folder, mTarget.name.c_str()) != 0)
+        return refuse("rename to ", errno, failure);
+    mIsInPlace = true;
+    // EINVAL is from file systems that need no fsync of a folder, or have none.
+    if (restart([&] { return ::fsync(folder); }) != 0 && errno != EINVAL)
+        return refuse("fsync of the folder of ", errno, failure);
+    discard();
+    return true;
+}
+
+void WorkFile::discard()
+{
+    const int savedErrno = errno;
+    if (isOpen() && !mIsInPlace) ::unlinkat(mTarget.folder.get(), mName.c_str(), 0);
+    mFile.close();
+    mTarget.folder.close();
+    errno = savedErrno;
+}
+
+}  // namespace qz::ext

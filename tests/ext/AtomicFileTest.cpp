@@ -1,0 +1,521 @@
+#include <qz/ext/SafeFiles.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <new>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <qz/SystemError.h>
+
+#include "ext/SafeFilesFixture.h"
+#include "support/Allocations.h"
+#include "support/CancelledThread.h"
+#include "support/ChildProcess.h"
+#include "support/Environment.h"
+#include "support/Files.h"
+#include "support/Limits.h"
+#include "support/SmallDisk.h"
+
+namespace qz::ext {
+
+namespace fs = std::filesystem;
+using ::testing::ElementsAre;
+using ::testing::StartsWith;
+
+using AtomicFileTest = SafeFilesTest;
+
+TEST_F(AtomicFileTest, ReplacesTheTargetAtCommitOnly)
+{
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mPath));
+    file << "new content";
+    EXPECT_TRUE(file.isOpen());
+    EXPECT_FALSE(file.isCommitted());
+    EXPECT_EQ(getTarget(), "old");
+    EXPECT_TRUE(file.commit());
+    EXPECT_FALSE(file.isOpen());
+    EXPECT_TRUE(file.isCommitted());
+    EXPECT_EQ(getTarget(), "new content");
+    EXPECT_THAT(list(), ElementsAre("target"));
+}
+
+TEST_F(AtomicFileTest, LeavesTheTargetWithoutACommit)
+{
+    {
+        AtomicFile file;
+        ASSERT_TRUE(file.openUtf8(mPath));
+        file << std::string(200'000, 'x');
+        file.discard();
+        EXPECT_FALSE(file.isOpen());
+        EXPECT_THAT(list(), ElementsAre("target"));
+        ASSERT_TRUE(file.openUtf8(mPath));
+        ASSERT_TRUE(file.openUtf8(mFolder.getPath("other")));
+        EXPECT_EQ(list().size(), 2U) << "a second open discards the first file";
+    }
+    EXPECT_EQ(getTarget(), "old");
+    EXPECT_THAT(list(), ElementsAre("target"));
+}
+
+TEST_F(AtomicFileTest, WritesPiecesOfAllSizesInTheirOrder)
+{
+    std::string expected;
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mPath));
+    for (const std::size_t size : {0U, 1U, 65534U, 1U, 1U, 65535U, 65536U, 2U, 65537U, 200'000U}) {
+        const std::string piece(size, static_cast<char>('a' + expected.size() % 26));
+        EXPECT_EQ(file.writeBytes(piece.data(), size), size);
+        expected += piece;
+    }
+    EXPECT_EQ(file.writeBytes(nullptr, 0), 0U);
+    ASSERT_TRUE(file.commit());
+    EXPECT_TRUE(getTarget() == expected);
+}
+
+TEST_F(AtomicFileTest, IsADeviceThatOnlyWrites)
+{
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mPath));
+    char byte = 'x';
+    EXPECT_EQ(file.getSupportedDataWay(), qzIoDevice::DataWayWrite);
+    EXPECT_EQ(file.readBytes(&byte, 1), 0U);
+    EXPECT_TRUE(file.atEnd());
+    EXPECT_TRUE(file.good()) << "a read is no reason not to commit";
+}
+
+// --- Modes and owners
+
+TEST_F(AtomicFileTest, IsForItsOwnerAloneUntilCommit)
+{
+    ASSERT_EQ(::chmod(mPath.c_str(), 0666), 0);
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mPath));
+    const std::vector<std::string> names = list();
+    ASSERT_EQ(names.size(), 2U);
+    EXPECT_THAT(names[0], StartsWith(".saving-"));
+    EXPECT_EQ(names[0].size(), 8U + 32U);
+    EXPECT_EQ(getMode(mFolder.getPath(names[0])), 0600U);
+}
+
+TEST_F(AtomicFileTest, HasANewNameEachTime)
+{
+    AtomicFile first;
+    AtomicFile second;
+    ASSERT_TRUE(first.openUtf8(mPath));
+    ASSERT_TRUE(second.openUtf8(mPath));
+    EXPECT_EQ(list().size(), 3U);
+}
+
+TEST_F(AtomicFileTest, KeepsTheModeOfTheTarget)
+{
+    for (const mode_t mode : {0600U, 0640U, 0755U, 0777U, 01666U}) {
+        ASSERT_EQ(::chmod(mPath.c_str(), mode), 0);
+        ASSERT_TRUE(replace(mPath, "new"));
+        EXPECT_EQ(getMode(mPath), mode);
+    }
+}
+
+TEST_F(AtomicFileTest, GivesANewFileTheModeOfAnyNewFile)
+{
+    const std::string path = mFolder.getPath("new");
+    const support::ChildResult child = support::runInChild([&] {
+        ::umask(027);
+        return replace(path, "new") ? kExpected : 1;
+    });
+    EXPECT_EQ(child.exitCode, kExpected);
+    EXPECT_EQ(getMode(path), 0640U);
+    EXPECT_EQ(support::readFile(path), "new");
+    EXPECT_THAT(list(), ElementsAre("new", "target"));
+}
+
+TEST_F(AtomicFileTest, TakesTheModeThatTheTargetHasAtCommit)
+{
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mFolder.getPath("late")));
+    ASSERT_EQ(::chmod(mFolder.write("late", "another").c_str(), 0604), 0);
+    ASSERT_TRUE(file.commit());
+    EXPECT_EQ(getMode(mFolder.getPath("late")), 0604U);
+    EXPECT_EQ(mFolder.read("late"), "");
+}
+
+TEST_F(AtomicFileTest, KeepsTheOwnerOfTheTarget)
+{
+    if (::geteuid() != 0 || ::chown(mPath.c_str(), 12, 34) != 0) GTEST_SKIP() << "needs root";
+    ASSERT_TRUE(replace(mPath, "new"));
+    struct stat status = {};
+    ASSERT_EQ(::stat(mPath.c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, 12U);
+    EXPECT_EQ(status.st_gid, 34U);
+}
+
+TEST_F(AtomicFileTest, RefusesATargetWhoseOwnerItCantKeep)
+{
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root for a file of another user";
+    ASSERT_EQ(::chmod(mPath.c_str(), 0666), 0);
+    ASSERT_EQ(::chmod(mFolder.getPath().c_str(), 0777), 0);
+    const support::ChildResult child = support::runInChild([&] {
+        support::becomeNobody();
+        const bool isRefused = !replace(mPath, "new");
+        return isRefused && getFailure() ==
+                                "fchown to the owner of F/target: " + SystemError(EPERM).toString()
+                   ? kExpected
+                   : 1;
+    });
+    EXPECT_EQ(child.exitCode, kExpected);
+    EXPECT_EQ(getTarget(), "old");
+    EXPECT_THAT(list(), ElementsAre("target"));
+}
+
+// --- Rights
+
+TEST_F(AtomicFileTest, NeedsTheRightToWriteToTheTarget)
+{
+    ASSERT_EQ(::chmod(mPath.c_str(), 0444), 0);
+    ASSERT_EQ(::chmod(mFolder.getPath().c_str(), 0777), 0);
+    const support::ChildResult child = support::runInChild([&] {
+        support::becomeNobody();
+        return !replace(mPath, "new") &&
+                       getFailure() == "write to F/target: " + SystemError(EACCES).toString()
+                   ? kExpected
+                   : 1;
+    });
+    EXPECT_EQ(child.exitCode, kExpected);
+    EXPECT_EQ(getTarget(), "old");
+}
+
+TEST_F(AtomicFileTest, ReportsAFolderThatIsNotWritable)
+{
+    ASSERT_EQ(::chmod(mPath.c_str(), 0666), 0);
+    ASSERT_EQ(::chmod(mFolder.getPath().c_str(), 0555), 0);
+    const support::ChildResult child = support::runInChild([&] {
+        support::becomeNobody();
+        const std::string expected = "create a file beside F/target: ";
+        return !replace(mPath, "new") && getFailure() == expected + SystemError(EACCES).toString()
+                   ? kExpected
+                   : 1;
+    });
+    ASSERT_EQ(::chmod(mFolder.getPath().c_str(), 0755), 0);
+    EXPECT_EQ(child.exitCode, kExpected);
+    EXPECT_EQ(getTarget(), "old");
+}
+
+// What an attacker could put into a folder such as /tmp.
+TEST_F(AtomicFileTest, FollowsAndReplacesNothingOfAnotherUserInAFolderOfAll)
+{
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root for files of other users";
+    constexpr uid_t kAttacker = 12;
+    const std::string shared = mFolder.getPath("shared");
+    fs::create_directory(shared);
+    ASSERT_EQ(::chmod(shared.c_str(), 01777), 0);
+    ASSERT_EQ(::symlink(mPath.c_str(), (shared + "/link").c_str()), 0);
+    ASSERT_EQ(::symlink("missing", (shared + "/dangling").c_str()), 0);
+    support::writeFile(shared + "/file", "planted");
+    for (const char* name : {"/link", "/dangling", "/file"})
+        ASSERT_EQ(::lchown((shared + name).c_str(), kAttacker, kAttacker), 0);
+    for (const char* name : {"/link", "/dangling", "/file"}) {
+        EXPECT_FALSE(replace(shared + name, "secret")) << name;
+        EXPECT_EQ(mFailure.error, EACCES) << name;
+    }
+    EXPECT_EQ(getTarget(), "old");
+    EXPECT_THAT(list(shared), ElementsAre("dangling", "file", "link"));
+    EXPECT_EQ(support::readFile(shared + "/file"), "planted");
+}
+
+// --- Links
+
+TEST_F(AtomicFileTest, WritesThroughLinks)
+{
+    const std::string folder = mFolder.getPath("folder");
+    fs::create_directory(folder);
+    fs::create_symlink("folder/second", mFolder.getPath("first"));
+    fs::create_symlink(mPath, folder + "/second");
+    ASSERT_TRUE(replace(mFolder.getPath("first"), "new"));
+    EXPECT_FALSE(fs::is_symlink(mPath));
+    EXPECT_EQ(getTarget(), "new");
+    EXPECT_TRUE(fs::is_symlink(mFolder.getPath("first")));
+    EXPECT_TRUE(fs::is_symlink(folder + "/second"));
+    EXPECT_THAT(list(), ElementsAre("first", "folder", "target"));
+}
+
+TEST_F(AtomicFileTest, MakesTheFileThatALinkToNothingNames)
+{
+    fs::create_symlink("missing", mFolder.getPath("link"));
+    ASSERT_TRUE(replace(mFolder.getPath("link"), "new"));
+    EXPECT_EQ(mFolder.read("missing"), "new");
+    EXPECT_TRUE(fs::is_symlink(mFolder.getPath("link")));
+}
+
+TEST_F(AtomicFileTest, RefusesALinkThatTakesThePlaceOfTheTargetBeforeCommit)
+{
+    const std::string other = mFolder.write("other", "foreign");
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mPath));
+    fs::remove(mPath);
+    fs::create_symlink(other, mPath);
+    EXPECT_FALSE(file.commit(&mFailure));
+    EXPECT_EQ(getFailure(), "stat F/target: " + SystemError(ELOOP).toString());
+    EXPECT_TRUE(fs::is_symlink(mPath));
+    EXPECT_EQ(support::readFile(other), "foreign");
+    EXPECT_EQ(list().size(), 2U);
+}
+
+TEST_F(AtomicFileTest, StaysInItsFolderIfThatIsRenamed)
+{
+    const std::string folder = mFolder.getPath("folder");
+    fs::create_directory(folder);
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(folder + "/file"));
+    file << "new";
+    fs::rename(folder, mFolder.getPath("moved"));
+    ASSERT_TRUE(file.commit());
+    EXPECT_EQ(mFolder.read("moved/file"), "new");
+}
+
+// --- Refusals
+
+struct Refusal {
+    const char* name;
+    const char* path;  // from the folder, unless it is absolute
+    const char* step;
+    int error;
+};
+
+class AtomicFileRefusal : public SafeFilesTest, public ::testing::WithParamInterface<Refusal> {};
+
+TEST_P(AtomicFileRefusal, HasItsReasonAndLeavesNothing)
+{
+    fs::create_directory(mFolder.getPath("folder"));
+    ASSERT_EQ(::mkfifo(mFolder.getPath("pipe").c_str(), 0600), 0);
+    fs::create_symlink("loop", mFolder.getPath("loop"));
+    fs::create_symlink("/proc/self/exe", mFolder.getPath("link-of-proc"));
+    const std::vector<std::string> before = list();
+    const std::string path = GetParam().path;
+    AtomicFile file;
+    EXPECT_FALSE(file.openUtf8(path[0] == '/' ? path : mFolder.getPath(path), &mFailure));
+    EXPECT_EQ(getFailure(), GetParam().step + (": " + SystemError(GetParam().error).toString()));
+    EXPECT_EQ(file.getFailure().toString(), mFailure.toString());
+    EXPECT_EQ(file.getDeviceErrorMsg(), mFailure.toString());
+    EXPECT_FALSE(file.isOpen());
+    EXPECT_EQ(list(), before);
+}
+
+constexpr Refusal kRefusals[] = {
+    {"Folder", "folder", "open F/folder", EISDIR},
+    {"FolderWithASlash", "folder/", "open F/folder/", EISDIR},
+    {"FolderItself", "folder/.", "open F/folder/.", EISDIR},
+    {"FolderAbove", "folder/..", "open F/folder/..", EISDIR},
+    {"Root", "/", "open /", EISDIR},
+    {"Pipe", "pipe", "open F/pipe", EINVAL},
+    {"Device", "/dev/null", "open /dev/null", EINVAL},
+    {"LinkLoop", "loop", "open F/loop", ELOOP},
+    {"LinkOfProc", "link-of-proc", "open F/link-of-proc", EACCES},
+    {"MissingFolder", "none/file", "open the folder of F/none/file", ENOENT},
+    {"FileAsFolder", "target/file", "open the folder of F/target/file", ENOTDIR},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, AtomicFileRefusal, ::testing::ValuesIn(kRefusals),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST_F(AtomicFileTest, RefusesPathsThatTheSystemCantHave)
+{
+    EXPECT_FALSE(replace("", "new"));
+    EXPECT_EQ(mFailure.toString(), "conversion of the path '': " + SystemError(EILSEQ).toString());
+    EXPECT_FALSE(replace(mPath + std::string("\0rest", 5), "new"));
+    EXPECT_EQ(mFailure.error, EILSEQ);
+    EXPECT_FALSE(replace(mFolder.getPath(std::string(256, 'n')), "new"));
+    EXPECT_EQ(mFailure.error, ENAMETOOLONG);
+    EXPECT_TRUE(replace(mFolder.getPath(std::string(255, 'n')), "new"));
+}
+
+// A similar name would be that of another file.
+TEST(AtomicFileLocaleTest, RefusesANameThatTheLocalSetCantHold)
+{
+    const support::ScratchFolder folder;
+    const support::ChildResult child = support::runInChild([&] {
+        const support::EnvironmentLocale locale("C");
+        const support::LibraryStart library;
+        const std::string path = folder.getPath("\u00e4");
+        AtomicFile file;
+        if (file.openUtf8(path) || file.getFailure().error != EILSEQ) return 1;
+        return removeTreeNoFollow(path).failure.error == EILSEQ ? 42 : 2;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 42");
+    EXPECT_TRUE(fs::is_empty(folder.getPath()));
+}
+
+// --- Failures
+
+TEST_F(AtomicFileTest, KeepsTheTargetAndTheFirstFailureWhenAWriteFails)
+{
+    const support::FileSizeLimit limit(100'000);
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mPath));
+    const std::string piece(80'000, 'x');
+    EXPECT_EQ(file.writeBytes(piece.data(), piece.size()), piece.size());
+    EXPECT_EQ(file.writeBytes(piece.data(), piece.size()), 0U);
+    const std::string expected = "write for " + mPath + ": " + SystemError(EFBIG).toString();
+    EXPECT_EQ(file.getDeviceErrorMsg(), expected);
+    EXPECT_THAT(list(), ElementsAre("target")) << "the file is removed at once";
+    file.clearDeviceError();
+    EXPECT_EQ(file.writeBytes("x", 1), 0U);
+    EXPECT_FALSE(file.commit(&mFailure)) << "a part of the content is lost";
+    EXPECT_EQ(mFailure.toString(), expected);
+    EXPECT_EQ(getTarget(), "old");
+    EXPECT_TRUE(replace(mPath, "new"));
+    ASSERT_TRUE(file.openUtf8(mPath));
+    EXPECT_TRUE(file.good());
+    EXPECT_EQ(file.getFailure().error, 0);
+    EXPECT_TRUE(file.commit()) << "the device can be used again";
+}
+
+TEST_F(AtomicFileTest, ReportsAtCommitThatTheBufferCantBeWritten)
+{
+    const support::FileSizeLimit limit(1000);
+    EXPECT_FALSE(replace(mPath, std::string(2000, 'x')));
+    EXPECT_EQ(mFailure.error, EFBIG);
+    EXPECT_EQ(getTarget(), "old");
+    EXPECT_THAT(list(), ElementsAre("target"));
+}
+
+TEST_F(AtomicFileTest, CommitsNothingAfterAFailureThatThereIsNoMemoryToReport)
+{
+    const support::FileSizeLimit limit(100'000);
+    const std::string piece(80'000, 'x');
+    bool isCommitted = false;
+    const std::size_t failed = support::failEachAllocation([&] {
+        AtomicFile file;
+        try {
+            file.openUtf8(mPath);
+            file << piece << piece;
+        } catch (const std::bad_alloc&) {
+            isCommitted = file.commit() || isCommitted;
+            throw;
+        }
+        isCommitted = file.commit() || isCommitted;
+    });
+    EXPECT_GT(failed, 0U);
+    EXPECT_FALSE(isCommitted);
+    EXPECT_EQ(getTarget(), "old");
+    EXPECT_THAT(list(), ElementsAre("target"));
+}
+
+TEST_F(AtomicFileTest, CommitsNothingAfterAnErrorThatTheProgramHasSet)
+{
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mPath));
+    file << "half of the";
+    file.setDeviceError("the rest is missing");
+    EXPECT_FALSE(file.commit(&mFailure));
+    EXPECT_EQ(mFailure.toString(),
+              "commit to " + mPath + ", a device in error: " + SystemError(EIO).toString());
+    EXPECT_EQ(file.getDeviceErrorMsg(), "the rest is missing");
+    EXPECT_EQ(getTarget(), "old");
+    EXPECT_THAT(list(), ElementsAre("target"));
+}
+
+TEST_F(AtomicFileTest, IsClosedAfterACommit)
+{
+    AtomicFile file;
+    EXPECT_FALSE(file.commit());
+    ASSERT_TRUE(file.openUtf8(mPath));
+    ASSERT_TRUE(file.commit());
+    EXPECT_EQ(file.writeBytes("x", 1), 0U);
+    EXPECT_EQ(file.getFailure().error, EBADF);
+    EXPECT_FALSE(file.commit());
+    EXPECT_TRUE(file.isCommitted());
+    EXPECT_EQ(getTarget(), "");
+}
+
+TEST_F(AtomicFileTest, LeavesNothingWhenDescriptorsAreShort)
+{
+    AtomicFile file;
+    const std::string link = mFolder.getPath("link");
+    fs::create_symlink(mPath, link);
+    for (int more = 0; more < 2; ++more) {
+        const support::DescriptorLimit limit(more);
+        EXPECT_FALSE(file.openUtf8(link, &mFailure)) << more;
+        EXPECT_EQ(mFailure.error, EMFILE) << more;
+    }
+    EXPECT_THAT(list(), ElementsAre("link", "target"));
+    const support::DescriptorLimit limit(2);
+    EXPECT_TRUE(file.openUtf8(link) && file.commit());
+}
+
+// --- Processes and threads
+
+TEST_F(AtomicFileTest, StaysWithTheParentOfAFork)
+{
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mPath));
+    file << "begun, ";
+    const support::ChildResult child = support::runInChild([&] {
+        const std::size_t before = list().size();
+        if (file.isOpen() || file.writeBytes("x", 1) != 0 || file.commit()) return 1;
+        file.discard();
+        file.~AtomicFile();
+        return list().size() == before ? kExpected : 2;
+    });
+    EXPECT_EQ(child.exitCode, kExpected);
+    file << "and ended";
+    ASSERT_TRUE(file.commit());
+    EXPECT_EQ(getTarget(), "begun, and ended");
+}
+
+TEST_F(AtomicFileTest, IsNotPassedOnToAProgram)
+{
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mPath));
+    const support::ChildResult child = support::runProgram(
+        {.program = "/bin/sh", .arguments = {"-c", "ls -l /proc/self/fd; exit 42"}});
+    EXPECT_EQ(child.exitCode, kExpected);
+    EXPECT_EQ(child.out.find(mFolder.getPath()), std::string::npos) << child.out;
+}
+
+TEST_F(AtomicFileTest, LeavesNothingInAProcessWithoutStandardStreamsAndDescriptors)
+{
+    const support::ChildResult child = support::runInChild([&] {
+        for (int stream = 0; stream < 3; ++stream)
+            ::close(stream);
+        // The folder gets the only descriptor above the streams; the new file can't be moved there.
+        const support::DescriptorLimit limit(4);
+        AtomicFile file;
+        return !file.openUtf8(mPath) && file.getFailure().error == EMFILE ? kExpected : 1;
+    });
+    EXPECT_EQ(child.exitCode, kExpected);
+    EXPECT_THAT(list(), ElementsAre("target"));
+}
+
+TEST_F(AtomicFileTest, IsRemovedWithAThreadThatIsCancelled)
+{
+    const support::ChildResult child = support::runInChild([&] {
+        const std::string block(100'000, 'x');
+        const bool isCancelled = support::endsByCancellation([&] {
+            AtomicFile file;
+            file.openUtf8(mPath);
+            file << block;
+        });
+        return isCancelled && list().size() == 1 ? kExpected : 1;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 42");
+    EXPECT_EQ(getTarget(), "old");
+}
+
+TEST_F(AtomicFileTest, KeepsTheTargetOnAFullDisk)
+{
+    const support::ChildResult child = support::runInChild([&] {
+        if (!support::mountSmallDisk(mFolder.getPath(), "512k")) return support::kNoSmallDisk;
+        const std::string old(300'000, 'o');
+        const std::string small(1000, 's');
+        support::writeFile(mPath, old);
+        if (replace(mPath, std::string(300'000, 'n')) || mFailure.error != ENOSPC) return 1;
+        if (support::readFile(mPath) != old || list().size() != 1) return 2;
+        return replace(mPath, small) && support::readFile(mPath) == small ? kExpected : 3;
+    });
+    if (child.exitCode == support::kNoSmallDisk) GTEST_SKIP() << "no right to mount";
+    EXPECT_EQ(child.exitCode, kExpected);
+}
+
+}  // namespace qz::ext
