@@ -22,10 +22,23 @@ public:
     /// Writes to a device. After its failure, the rest of the text is dropped.
     explicit JsonOutput(qzIoDevice& device) : mDevice(&device) {}
 
+    /// The most that can be reserved.
+    static constexpr std::size_t kBlockBytes = 16384;
+
+    /// Returns memory for so many bytes. They count once they are committed.
+    char* reserve(std::size_t size)
+    {
+        if (kBlockBytes - mUsed < size) flush();
+        return mBlock.data() + mUsed;
+    }
+    /// Adds the reserved bytes up to `end` to the text.
+    void commit(const char* end) { mUsed = static_cast<std::size_t>(end - mBlock.data()); }
+
     void put(char c)
     {
-        if (mUsed == kBlockBytes) flush();
-        mBlock[mUsed++] = c;
+        char* const out = reserve(1);
+        *out = c;
+        commit(out + 1);
     }
     void put(std::string_view text)
     {
@@ -34,16 +47,8 @@ public:
         mUsed += text.size();
     }
     void put(std::size_t count, char c);
-    void putInteger(long value)
-    {
-        char* const begin = reserveNumber();
-        mUsed += static_cast<std::size_t>(formatInteger(begin, value) - begin);
-    }
-    void putReal(double value)
-    {
-        char* const begin = reserveNumber();
-        mUsed += static_cast<std::size_t>(formatReal(begin, value) - begin);
-    }
+    void putInteger(long value) { commit(formatInteger(reserve(kMaxNumberBytes), value)); }
+    void putReal(double value) { commit(formatReal(reserve(kMaxNumberBytes), value)); }
 
     /// Passes on what has been collected.
     void flush();
@@ -51,13 +56,6 @@ public:
     bool hasFailed() const { return mHasFailed; }
 
 private:
-    static constexpr std::size_t kBlockBytes = 16384;
-
-    char* reserveNumber()
-    {
-        if (kBlockBytes - mUsed < kMaxNumberBytes) flush();
-        return mBlock.data() + mUsed;
-    }
     void putLong(std::string_view text);
     void passOn(std::string_view text);
 

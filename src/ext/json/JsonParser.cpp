@@ -102,14 +102,16 @@ JsonParser::Step JsonParser::continueContainer()
         mText.skipSpace();
         return isObject ? readKey() : Step::Value;
     }
-    if (mText.peek() == (isObject ? '}' : ']')) return isObject ? closeObject() : closeArray();
+    if (mText.peek() == (isObject ? '}' : ']')) return isObject ? closeContainer() : closeArray();
     return failSyntax(isObject ? "A comma or } is missing" : "A comma or ] is missing");
 }
 
 JsonParser::Step JsonParser::openArray()
 {
     if (!isDepthAllowed()) return Step::Stop;
-    mContainers.push_back({nullptr, mPlace, mElements.size()});
+    qzVariant* const place = mPlace;
+    List* const list = add(List()).editList();
+    mContainers.push_back({nullptr, list, place, mElements.size()});
     mPlace = nullptr;
     ++mText.at;
     mText.skipSpace();
@@ -118,30 +120,26 @@ JsonParser::Step JsonParser::openArray()
 
 JsonParser::Step JsonParser::closeArray()
 {
-    const Container closed = mContainers.back();
+    const Container& closed = mContainers.back();
     const auto first = mElements.begin() + static_cast<std::ptrdiff_t>(closed.firstElement);
-    List list;
-    list.insert(list.end(), std::make_move_iterator(first),
-                std::make_move_iterator(mElements.end()));
+    closed.list->insert(closed.list->end(), std::make_move_iterator(first),
+                        std::make_move_iterator(mElements.end()));
     mElements.erase(first, mElements.end());
-    mContainers.pop_back();
-    mPlace = closed.place;
-    add(std::move(list));
-    ++mText.at;
-    return Step::AfterValue;
+    return closeContainer();
 }
 
 JsonParser::Step JsonParser::openObject()
 {
     if (!isDepthAllowed()) return Step::Stop;
-    mContainers.push_back({nullptr, mPlace, mElements.size()});
-    mContainers.back().map = add(Map()).editMap();
+    qzVariant* const place = mPlace;
+    Map* const map = add(Map()).editMap();
+    mContainers.push_back({map, nullptr, place, 0});
     ++mText.at;
     mText.skipSpace();
-    return mText.peek() == '}' ? closeObject() : readKey();
+    return mText.peek() == '}' ? closeContainer() : readKey();
 }
 
-JsonParser::Step JsonParser::closeObject()
+JsonParser::Step JsonParser::closeContainer()
 {
     mPlace = mContainers.back().place;
     mContainers.pop_back();

@@ -26,7 +26,8 @@ private:
     // An object or array whose end has not been read.
     struct Container {
         Map* map;                  // null for an array
-        qzVariant* place;          // where it belongs, or null if that is an array
+        List* list;                // null for an object
+        qzVariant* place;          // of it, or null if it is in an array
         std::size_t firstElement;  // of an array, in mElements
     };
 
@@ -35,7 +36,7 @@ private:
     Step openArray();
     Step openObject();
     Step closeArray();
-    Step closeObject();
+    Step closeContainer();
     Step readKey();
     Step readString();
     Step readNumber();
@@ -61,7 +62,8 @@ private:
     // The place of the next value; null in an array. Entries of a map don't move.
     qzVariant* mPlace;
     std::vector<Container> mContainers;  // from the outermost to the innermost
-    // The elements of all open arrays: a list is made at its end, with the memory that it needs.
+    // The elements of all open arrays: a list gets its own at its end, with the memory that they
+    // need.
     std::vector<qzVariant> mElements;
 };
 

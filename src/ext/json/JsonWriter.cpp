@@ -1,6 +1,7 @@
 #include "JsonWriter.h"
 
 #include <cmath>
+#include <utility>
 
 #include "JsonCharacters.h"
 #include "JsonPath.h"
@@ -32,17 +33,32 @@ char getShortEscape(char32_t character)
     }
 }
 
+// Strings up to this size, without anything to escape, are written in one step.
+constexpr std::size_t kMaxShortBytes = 256;
+
+// Loads what a value owns into the cache while the one before it is written. The parts of a tree
+// are all over the memory if it was made late in the life of a program.
+void prefetch(const qzVariant& value)
+{
+    if (value.getType() == qzVariant::STRING) __builtin_prefetch(value.getString());
+    if (value.getType() == qzVariant::LIST) __builtin_prefetch(value.getList());
+    if (value.getType() == qzVariant::MAP) __builtin_prefetch(value.getMap());
+}
+
 }  // namespace
 
 JsonError JsonWriter::write(const qzVariant& value)
 {
     bool isGood = writeValue(value);
-    while (isGood && !mContainers.empty() && !mOutput.hasFailed())
-        isGood = writeNext(mContainers.back());
+    while (isGood && !mContainers.empty() && !mOutput.hasFailed()) {
+        Container& container = mContainers.back();
+        isGood = container.map != nullptr ? writeEntry(container) : writeElements(container);
+    }
     if (isGood) mOutput.flush();
     return std::move(mError);
 }
 
+// Writes a value, or the begin of a map or list.
 bool JsonWriter::writeValue(const qzVariant& value)
 {
     switch (value.getType()) {
@@ -60,34 +76,45 @@ bool JsonWriter::writeValue(const qzVariant& value)
         case qzVariant::STRING:
             return writeString(*value.getString(), "The string isn't UTF-8");
         case qzVariant::LIST:
-            return open({nullptr, value.getList(), {}, 0}, value.getList()->size());
+            return openList(*value.getList());
         case qzVariant::MAP:
-            return open({value.getMap(), nullptr, value.getMap()->begin(), 0},
-                        value.getMap()->size());
+            return openMap(*value.getMap());
         default:
             return writeOtherType(value);
     }
 }
 
-// Writes the next entry or element, or the end.
-bool JsonWriter::writeNext(Container& container)
+// Writes the next entry, or the end of the map.
+bool JsonWriter::writeEntry(Container& container)
 {
-    const std::size_t size =
-        container.map != nullptr ? container.map->size() : container.list->size();
-    if (container.begun == size) {
-        close();
-        return true;
+    const std::size_t size = container.map->size();
+    if (container.begun == size) return close('}');
+    char comma = container.begun++ != 0 ? ',' : '\0';
+    container.entry = &*container.nextEntry;
+    if (container.begun != size) prefetch((++container.nextEntry)->second);
+    if (mOptions.indentation != 0) {
+        if (comma != '\0') mOutput.put(std::exchange(comma, '\0'));
+        startLine();
     }
-    if (container.begun++ != 0) {
-        mOutput.put(',');
-        if (container.map != nullptr) ++container.entry;
-    }
-    if (mOptions.indentation != 0) startLine();
-    if (container.map == nullptr) return writeValue((*container.list)[container.begun - 1]);
-    if (!writeString(container.entry->first, "The key isn't UTF-8")) return false;
-    mOutput.put(':');
+    const auto& [key, value] = *container.entry;
+    if (!writeString(key, "The key isn't UTF-8", comma, ':')) return false;
     if (mOptions.indentation != 0) mOutput.put(' ');
-    return writeValue(container.entry->second);
+    return writeValue(value);
+}
+
+// Writes the next elements, up to one that is a map or list, or the end of the list.
+bool JsonWriter::writeElements(Container& container)
+{
+    const List& list = *container.list;
+    const std::size_t depth = mContainers.size();
+    while (mContainers.size() == depth) {
+        if (container.begun == list.size()) return close(']');
+        if (container.begun++ != 0) mOutput.put(',');
+        if (container.begun != list.size()) prefetch(list[container.begun]);
+        if (mOptions.indentation != 0) startLine();
+        if (!writeValue(list[container.begun - 1])) return false;
+    }
+    return true;
 }
 
 bool JsonWriter::writeReal(double value)
@@ -128,7 +155,29 @@ bool JsonWriter::writeOtherType(const qzVariant& value)
     return fail(JsonError::Kind::Value, "A vector or matrix has no form in JSON");
 }
 
-bool JsonWriter::writeString(std::string_view text, const char* message)
+// Writes a string between two other bytes, which are left out if they are 0.
+bool JsonWriter::writeString(std::string_view text, const char* message, char before, char after)
+{
+    if (text.size() <= kMaxShortBytes) {
+        char* out = mOutput.reserve(kMaxShortBytes + 4);
+        *out = before;
+        if (before != '\0') ++out;
+        *out++ = '"';
+        if (copyPlain(text.data(), text.size(), out)) {
+            out += text.size();
+            *out++ = '"';
+            *out = after;
+            mOutput.commit(after != '\0' ? out + 1 : out);
+            return true;
+        }
+    }
+    if (before != '\0') mOutput.put(before);
+    if (!writeLongString(text, message)) return false;
+    if (after != '\0') mOutput.put(after);
+    return true;
+}
+
+bool JsonWriter::writeLongString(std::string_view text, const char* message)
 {
     const char* const end = text.data() + text.size();
     const char* run = text.data();  // the bytes that have not been written
@@ -173,31 +222,36 @@ void JsonWriter::writeUnit(char32_t unit)
     mOutput.put(std::string_view(escape, sizeof escape));
 }
 
-bool JsonWriter::open(const Container& container, std::size_t size)
+bool JsonWriter::openMap(const Map& map)
 {
     if (!isDepthAllowed()) return false;
-    if (size == 0) {
-        mOutput.put(container.map != nullptr ? "{}" : "[]");
-        return true;
-    }
-    mOutput.put(container.map != nullptr ? '{' : '[');
-    mContainers.push_back(container);
+    mOutput.put('{');
+    Container& container = mContainers.emplace_back();
+    container.map = &map;
+    container.nextEntry = map.begin();
+    return true;
+}
+
+bool JsonWriter::openList(const List& list)
+{
+    if (!isDepthAllowed()) return false;
+    mOutput.put('[');
+    mContainers.emplace_back().list = &list;
     return true;
 }
 
 bool JsonWriter::isDepthAllowed()
 {
-    return mContainers.size() < mOptions.maxDepth ||
-           fail(JsonError::Kind::Limit,
-                "There are more than " + std::to_string(mOptions.maxDepth) + " levels");
+    return mContainers.size() < mOptions.maxDepth || failForDepth();
 }
 
-void JsonWriter::close()
+bool JsonWriter::close(char bracket)
 {
-    const bool isMap = mContainers.back().map != nullptr;
+    const bool isEmpty = mContainers.back().begun == 0;
     mContainers.pop_back();
-    if (mOptions.indentation != 0) startLine();
-    mOutput.put(isMap ? '}' : ']');
+    if (mOptions.indentation != 0 && !isEmpty) startLine();
+    mOutput.put(bracket);
+    return true;
 }
 
 void JsonWriter::startLine()
@@ -206,10 +260,16 @@ void JsonWriter::startLine()
     mOutput.put(mContainers.size() * mOptions.indentation, ' ');
 }
 
-bool JsonWriter::fail(JsonError::Kind kind, std::string message)
+bool JsonWriter::failForDepth()
+{
+    return fail(JsonError::Kind::Limit,
+                "There are more than " + std::to_string(mOptions.maxDepth) + " levels");
+}
+
+bool JsonWriter::fail(JsonError::Kind kind, std::string_view message)
 {
     mError.kind = kind;
-    mError.message = std::move(message);
+    mError.message = message;
     for (const Container& container : mContainers) {
         if (container.map != nullptr)
             appendKey(mError.path, container.entry->first);

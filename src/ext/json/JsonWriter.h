@@ -28,26 +28,32 @@ private:
 
     // A map or list whose end has not been written.
     struct Container {
-        const Map* map;  // null for a list
-        const List* list;
-        Map::const_iterator entry;  // the current one, once the first has begun
-        std::size_t begun;          // the number of entries or elements that have begun
+        const Map* map = nullptr;    // null for a list
+        const List* list = nullptr;  // null for a map
+        std::size_t begun = 0;       // the number of entries or elements that have begun
+        const Map::value_type* entry = nullptr;  // the current one
+        Map::const_iterator nextEntry = {};
     };
 
     bool writeValue(const qzVariant& value);
-    bool writeNext(Container& container);
+    bool writeEntry(Container& container);
+    bool writeElements(Container& container);
     bool writeReal(double value);
     bool writeReals(const double* values, std::size_t count);
     bool writeOtherType(const qzVariant& value);
-    bool writeString(std::string_view text, const char* message);
+    bool writeString(std::string_view text, const char* message, char before = '\0',
+                     char after = '\0');
+    bool writeLongString(std::string_view text, const char* message);
     void writeEscape(char32_t character);
     void writeUnit(char32_t unit);
     bool isDepthAllowed();
-    bool open(const Container& container, std::size_t size);
-    void close();
+    bool openMap(const Map& map);
+    bool openList(const List& list);
+    bool close(char bracket);
     void startLine();
 
-    bool fail(JsonError::Kind kind, std::string message);
+    [[gnu::cold]] bool failForDepth();
+    [[gnu::cold]] bool fail(JsonError::Kind kind, std::string_view message);
 
     const JsonWriteOptions& mOptions;
     JsonOutput& mOutput;
