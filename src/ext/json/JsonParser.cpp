@@ -1,6 +1,5 @@
 #include "JsonParser.h"
 
-#include <iterator>
 #include <utility>
 
 #include "JsonNumber.h"
@@ -102,7 +101,7 @@ JsonParser::Step JsonParser::continueContainer()
         mText.skipSpace();
         return isObject ? readKey() : Step::Value;
     }
-    if (mText.peek() == (isObject ? '}' : ']')) return isObject ? closeContainer() : closeArray();
+    if (mText.peek() == (isObject ? '}' : ']')) return closeContainer();
     return failSyntax(isObject ? "A comma or } is missing" : "A comma or ] is missing");
 }
 
@@ -111,21 +110,11 @@ JsonParser::Step JsonParser::openArray()
     if (!isDepthAllowed()) return Step::Stop;
     qzVariant* const place = mPlace;
     List* const list = add(List()).editList();
-    mContainers.push_back({nullptr, list, place, mElements.size()});
+    mContainers.push_back({nullptr, list, place});
     mPlace = nullptr;
     ++mText.at;
     mText.skipSpace();
-    return mText.peek() == ']' ? closeArray() : Step::Value;
-}
-
-JsonParser::Step JsonParser::closeArray()
-{
-    const Container& closed = mContainers.back();
-    const auto first = mElements.begin() + static_cast<std::ptrdiff_t>(closed.firstElement);
-    closed.list->insert(closed.list->end(), std::make_move_iterator(first),
-                        std::make_move_iterator(mElements.end()));
-    mElements.erase(first, mElements.end());
-    return closeContainer();
+    return mText.peek() == ']' ? closeContainer() : Step::Value;
 }
 
 JsonParser::Step JsonParser::openObject()
@@ -133,7 +122,7 @@ JsonParser::Step JsonParser::openObject()
     if (!isDepthAllowed()) return Step::Stop;
     qzVariant* const place = mPlace;
     Map* const map = add(Map()).editMap();
-    mContainers.push_back({map, nullptr, place, 0});
+    mContainers.push_back({map, nullptr, place});
     ++mText.at;
     mText.skipSpace();
     return mText.peek() == '}' ? closeContainer() : readKey();
@@ -227,7 +216,7 @@ bool JsonParser::isKeyAllowed(const char* begin, std::string_view key)
 template <typename Value>
 qzVariant& JsonParser::add(Value&& value)
 {
-    if (mPlace == nullptr) return mElements.emplace_back(std::forward<Value>(value));
+    if (mPlace == nullptr) return mContainers.back().list->emplace_back(std::forward<Value>(value));
     qzVariant made(std::forward<Value>(value));
     mPlace->swap(made);
     return *mPlace;

@@ -25,17 +25,15 @@ private:
 
     // An object or array whose end has not been read.
     struct Container {
-        Map* map;                  // null for an array
-        List* list;                // null for an object
-        qzVariant* place;          // of it, or null if it is in an array
-        std::size_t firstElement;  // of an array, in mElements
+        Map* map;          // null for an array
+        List* list;        // null for an object
+        qzVariant* place;  // of it, or null if it is in an array
     };
 
     Step beginValue();
     Step continueContainer();
     Step openArray();
     Step openObject();
-    Step closeArray();
     Step closeContainer();
     Step readKey();
     Step readString();
@@ -62,9 +60,6 @@ private:
     // The place of the next value; null in an array. Entries of a map don't move.
     qzVariant* mPlace;
     std::vector<Container> mContainers;  // from the outermost to the innermost
-    // The elements of all open arrays: a list gets its own at its end, with the memory that they
-    // need.
-    std::vector<qzVariant> mElements;
 };
 
 }  // namespace qz::ext
