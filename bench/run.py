@@ -139,6 +139,16 @@ SUBJECTS = {
         "write 100 MB": 0.7,
         "10 MB to rows of text cells": None,
     }),
+    "json": ("JSON: documents of 1 MB", {
+        "parse records": (0.8, "nlohmann"),
+        "parse numbers": (0.8, "nlohmann"),
+        "parse long strings": (0.8, "nlohmann"),
+        "parse deep nesting": (0.8, "nlohmann"),
+        "write records": (0.6, "nlohmann"),
+        "write numbers": (0.6, "nlohmann"),
+        "write long strings": (0.6, "nlohmann"),
+        "write deep nesting": (0.6, "nlohmann"),
+    }),
     "number": ("Numbers to text", {
         "integer, zero padded": 1.3,
         "12 digits with separators": 0.2,

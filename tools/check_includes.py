@@ -32,6 +32,7 @@ LEVELS = {
     "system": 7,
     "frame/start": 8,
     "ext/base": 9,
+    "ext/json": 10,
     "ext/machine": 10,
     "ext/process": 10,
     "ext/progress": 10,

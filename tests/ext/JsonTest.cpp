@@ -1,0 +1,1136 @@
+// JSON: what is accepted, what is refused and where, numbers, limits, devices, and random trees.
+
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <limits>
+#include <ostream>
+#include <random>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <qz/ext/Json.h>
+#include <qz/qzIoDeviceFileStream.h>
+#include <qz/qzLogObject.h>
+#include <qz/qzVariant.h>
+
+#include "ext/GuideBlocks.h"
+#include "ext/PlainJson.h"
+#include "support/Allocations.h"
+#include "support/DeviceStub.h"
+#include "support/Environment.h"
+#include "support/LibraryStart.h"
+#include "support/LogCapture.h"
+#include "support/ScratchFolder.h"
+
+namespace guide {
+
+bool loadSettings(const std::string& path, qz::qzVariant& settings)
+{
+    qz::qzIoDeviceFileStream file(path, qz::qzIoDevice::DataWayRead, /*truncate=*/false);
+    qz::ext::JsonReadResult read = qz::ext::readJson(file);
+    if (!read.isSuccess()) {
+        qz::logWarning() << path << ": " << read.error.toString();
+        return false;
+    }
+    settings = std::move(read.value);
+    return true;
+}
+
+std::string toPrettyText(const qz::qzVariant& value)
+{
+    qz::ext::JsonWriteOptions options;
+    options.indentation = 2;
+    std::string text;
+    if (const qz::ext::JsonError error = qz::ext::writeJson(value, text, options))
+        qz::logWarning() << error.toString();
+    return text;
+}
+
+std::vector<qz::qzVariant> readLines(std::string_view text)
+{
+    qz::ext::JsonReadOptions options;
+    options.allowsTrailingText = true;
+    std::vector<qz::qzVariant> values;
+    while (text.find_first_not_of(" \t\r\n") != std::string_view::npos) {
+        qz::ext::JsonReadResult read = qz::ext::readJson(text, options);
+        if (!read.isSuccess()) break;
+        values.push_back(std::move(read.value));
+        text.remove_prefix(read.endOffset);
+    }
+    return values;
+}
+
+}  // namespace guide
+
+namespace qz::ext {
+
+using namespace std::string_literals;
+using namespace std::string_view_literals;
+using Kind = JsonError::Kind;
+using List = qzVariant::qzVariantListImpl;
+using Map = qzVariant::qzVariantMapImpl;
+using ::testing::HasSubstr;
+
+void PrintTo(Kind kind, std::ostream* stream)
+{
+    *stream << "kind " << static_cast<int>(kind);
+}
+
+namespace {
+
+std::string write(const qzVariant& value, const JsonWriteOptions& options = {})
+{
+    std::string text;
+    const JsonError error = writeJson(value, text, options);
+    EXPECT_EQ(error.toString(), "");
+    return text;
+}
+
+qzVariant read(std::string_view text, const JsonReadOptions& options = {})
+{
+    JsonReadResult result = readJson(text, options);
+    EXPECT_EQ(result.error.toString(), "") << text;
+    return std::move(result.value);
+}
+
+std::string repeat(std::string_view text, std::size_t count)
+{
+    std::string repeated;
+    for (; count != 0; --count)
+        repeated += text;
+    return repeated;
+}
+
+template <typename Row>
+std::string getRowName(const ::testing::TestParamInfo<Row>& row)
+{
+    return row.param.name;
+}
+
+// --- Accepted
+
+struct Accepted {
+    const char* name;
+    std::string_view text;
+    qzVariant value;
+};
+
+const double kThree[] = {1.0, 2.0, 3.0};
+
+const Accepted kAccepted[] = {
+    {"Null", "null", qzVariant()},
+    {"True", "true", true},
+    {"False", "false", false},
+    {"Zero", "0", 0},
+    {"OneDigit", "7", 7},
+    {"Negative", "-1", -1},
+    {"ManyDigits", "1234567890", 1234567890},
+    {"SpaceAround", " \t\r\n1 \t\r\n", 1},
+    {"Fraction", "1.5", 1.5},
+    {"FractionOfZero", "0.25", 0.25},
+    {"PointAndZero", "1.0", 1.0},
+    {"Exponent", "1e3", 1000.0},
+    {"ExponentUpperCase", "1E3", 1000.0},
+    {"ExponentPlus", "1e+3", 1000.0},
+    {"ExponentMinus", "25e-2", 0.25},
+    {"ExponentWithZeros", "1e0003", 1000.0},
+    {"ExponentOfZero", "0e5", 0.0},
+    {"FractionAndExponent", "-1.25E+2", -125.0},
+    {"EmptyString", R"("")", ""},
+    {"Ascii", R"("abc")", "abc"},
+    {"SlashAlone", R"("a/b")", "a/b"},
+    {"Delete", "\"\x7f\"", "\x7f"},
+    {"Escapes", R"("\"\\\/\b\f\n\r\t")", "\"\\/\b\f\n\r\t"},
+    {"EscapeBetween", R"("ab\ncd")", "ab\ncd"},
+    {"EscapeOfZero", R"("a\u0000b")", "a\0b"sv},
+    {"EscapeOfAscii", R"("\u0041")", "A"},
+    {"EscapeUpperCaseDigits", R"("\u00E9\u00e9")", "\xc3\xa9\xc3\xa9"},
+    {"EscapeOfThreeBytes", R"("\u20ac")", "\xe2\x82\xac"},
+    {"EscapeBelowSurrogates", R"("\ud7ff")", "\xed\x9f\xbf"},
+    {"EscapeAboveSurrogates", R"("\ue000")", "\xee\x80\x80"},
+    {"EscapeOfTheLastOfTwoBytes", R"("\u07ff\u0800")", "\xdf\xbf\xe0\xa0\x80"},
+    {"EscapeOfNoncharacter", R"("\uffff")", "\xef\xbf\xbf"},
+    {"Pair", R"("\ud83d\ude00")", "\xf0\x9f\x98\x80"},
+    {"FirstPair", R"("\ud800\udc00")", "\xf0\x90\x80\x80"},
+    {"LastPair", R"("\udbff\udfff")", "\xf4\x8f\xbf\xbf"},
+    {"TwoBytes", "\"\xc3\xa9\"", "\xc3\xa9"},
+    {"ThreeBytes", "\"\xe6\x9d\xb1\"", "\xe6\x9d\xb1"},
+    {"FourBytes", "\"\xf0\x9f\x98\x80\"", "\xf0\x9f\x98\x80"},
+    {"LastOfUnicode", "\"\xf4\x8f\xbf\xbf\"", "\xf4\x8f\xbf\xbf"},
+    {"LineSeparator", "\"\xe2\x80\xa8\"", "\xe2\x80\xa8"},
+    {"ByteOrderMarkInString", "\"\xef\xbb\xbf\"", "\xef\xbb\xbf"},
+    {"SixteenBytesBeforeAnEscape", R"("0123456789abcdef\n")", "0123456789abcdef\n"},
+    {"EmptyArray", "[]", List()},
+    {"EmptyArrayWithSpace", "[ \n ]", List()},
+    {"Array", "[1,\"a\",null]", List{1, "a", qzVariant()}},
+    {"ArrayWithSpace", " [ 1 , 2 ] ", List{1, 2}},
+    {"NestedArrays", "[[],[[1]],2]",
+     List{qzVariant(List()), qzVariant(List{qzVariant(List{1})}), 2}},
+    {"EmptyObject", "{}", Map()},
+    {"EmptyObjectWithSpace", "{ }", Map()},
+    {"Object", R"({"b":1,"a":[true]})", Map{{"a", List{true}}, {"b", 1}}},
+    {"ObjectWithSpace", "{ \"a\" :\n1 , \"b\"\t: 2 }", Map{{"a", 1}, {"b", 2}}},
+    {"NestedObjects", R"({"a":{"a":{}}})", Map{{"a", Map{{"a", Map()}}}}},
+    {"ObjectsInArray", R"([{"a":1},{"a":[2,{}]},3])",
+     List{Map{{"a", 1}}, Map{{"a", List{2, Map()}}}, 3}},
+    {"EmptyKey", R"({"":1})", Map{{"", 1}}},
+    {"EscapedKey", R"({"a\u0000\n":1})", Map{{"a\0\n"s, 1}}},
+    {"KeysThatDifferByCase", R"({"a":1,"A":2})", Map{{"a", 1}, {"A", 2}}},
+    {"SameKeyOnTwoLevels", R"({"a":{"a":1}})", Map{{"a", Map{{"a", 1}}}}},
+    // Where the standard leaves the choice:
+    {"ByteOrderMark", "\xef\xbb\xbf[1]", List{1}},
+    {"LargestInteger", "9223372036854775807", std::numeric_limits<long>::max()},
+    {"SmallestInteger", "-9223372036854775808", std::numeric_limits<long>::min()},
+    {"IntegerBeyondAndExact", "9223372036854775808", 9223372036854775808.0},
+    {"NegativeBeyondAndExact", "-18446744073709551616", -18446744073709551616.0},
+    {"IntegerAboveTheExactReals", "9007199254740993", 9007199254740993},
+    {"TenToThe22", "10000000000000000000000", 1e22},
+    {"RealBelowTheRange", "1e-400", 0.0},
+    {"RealFarBelowTheRange", "123e-99999999999999999999", 0.0},
+    {"SmallByItsDigits", "0.0000000001e-320", 0.0},
+    {"LargestReal", "1.7976931348623157e308", 1.7976931348623157e308},
+    {"SmallestNormal", "2.2250738585072014e-308", 2.2250738585072014e-308},
+    {"LargestDenormal", "2.225073858507201e-308", 2.225073858507201e-308},
+    {"SmallestDenormal", "5e-324", 5e-324},
+    {"RealByManyDigits", "0.1000000000000000055511151231257827021181583404541015625", 0.1},
+};
+
+class JsonAccepted : public ::testing::TestWithParam<Accepted> {};
+
+TEST_P(JsonAccepted, ReadsAsItsRow)
+{
+    const std::string text(GetParam().text);
+    const JsonReadResult result = readJson(text);
+    EXPECT_EQ(result.error.toString(), "");
+    EXPECT_EQ(result.value, GetParam().value);
+    EXPECT_EQ(result.endOffset, text.find_last_not_of(" \t\r\n") + 1);
+    EXPECT_EQ(read(write(result.value)), result.value);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, JsonAccepted, ::testing::ValuesIn(kAccepted), getRowName<Accepted>);
+
+// --- Refused
+
+struct Refused {
+    const char* name;
+    std::string_view text;
+    Kind kind;
+    const char* message;
+    std::size_t line;
+    std::size_t column;
+};
+
+constexpr const char* kEnds = "The text ends too early";
+constexpr const char* kNoValue = "A value is missing";
+constexpr const char* kNoDigit = "A digit is missing";
+constexpr const char* kNoHexDigit = "A hexadecimal digit is missing";
+constexpr const char* kAfter = "There is text after the value";
+constexpr const char* kNoComma = "A comma or ] is missing";
+constexpr const char* kNoCommaInObject = "A comma or } is missing";
+constexpr const char* kNoKey = "A key in quotes is missing";
+constexpr const char* kNoColon = "A colon is missing";
+constexpr const char* kControl = "A control character must be escaped";
+constexpr const char* kUnknownEscape = "The escape sequence is unknown";
+constexpr const char* kHalf = "The other half of the surrogate pair is missing";
+constexpr const char* kNotUtf8 = "The string isn't UTF-8";
+constexpr const char* kUselessZero = "The number begins with a useless 0";
+constexpr const char* kTooLarge = "The number exceeds the range of a double";
+constexpr const char* kInexact = "The integer has no exact value of 64 bits";
+
+const Refused kRefused[] = {
+    {"NoText", "", Kind::Syntax, kEnds, 1, 1},
+    {"SpaceOnly", " \n ", Kind::Syntax, kEnds, 2, 2},
+    {"ByteOrderMarkOnly", "\xef\xbb\xbf", Kind::Syntax, kEnds, 1, 1},
+    {"TwoByteOrderMarks",
+     "\xef\xbb\xbf\xef\xbb\xbf"
+     "1",
+     Kind::Syntax, kNoValue, 1, 1},
+    {"ByteOrderMarkLater",
+     "[\xef\xbb\xbf"
+     "1]",
+     Kind::Syntax, kNoValue, 1, 2},
+    {"PartOfAByteOrderMark",
+     "\xef\xbb"
+     "1",
+     Kind::Syntax, kNoValue, 1, 1},
+    {"Utf16", "\xff\xfe[\0]\0"sv, Kind::Syntax, kNoValue, 1, 1},
+    {"ZeroByte", "\0"sv, Kind::Syntax, kNoValue, 1, 1},
+    {"ZeroByteAfter", "1\0"sv, Kind::Syntax, kAfter, 1, 2},
+    {"ZeroByteInArray", "[1\0]"sv, Kind::Syntax, kNoComma, 1, 3},
+    {"OtherSpace",
+     "\xc2\xa0"
+     "1",
+     Kind::Syntax, kNoValue, 1, 1},
+    {"FormFeed", "\f1", Kind::Syntax, kNoValue, 1, 1},
+    {"VerticalTab", "[\v1]", Kind::Syntax, kNoValue, 1, 2},
+    {"TwoValues", "1 2", Kind::Syntax, kAfter, 1, 3},
+    {"TwoArrays", "[][]", Kind::Syntax, kAfter, 1, 3},
+    {"ClosingBracketAfter", "[]]", Kind::Syntax, kAfter, 1, 3},
+    {"CommaAfter", "1,", Kind::Syntax, kAfter, 1, 2},
+    {"LineComment", "[1, // one\n2]", Kind::Syntax, kNoValue, 1, 5},
+    {"BlockComment", "/* */1", Kind::Syntax, kNoValue, 1, 1},
+    {"HashComment", "1 # one", Kind::Syntax, kAfter, 1, 3},
+    // words
+    {"PartOfNull", "nul", Kind::Syntax, kNoValue, 1, 1},
+    {"NullUpperCase", "NULL", Kind::Syntax, kNoValue, 1, 1},
+    {"TrueCapital", "[True]", Kind::Syntax, kNoValue, 1, 2},
+    {"WordTooLong", "[truee]", Kind::Syntax, kNoComma, 1, 6},
+    {"Undefined", "undefined", Kind::Syntax, kNoValue, 1, 1},
+    {"NanWord", "NaN", Kind::Syntax, kNoValue, 1, 1},
+    {"InfinityWord", "Infinity", Kind::Syntax, kNoValue, 1, 1},
+    {"MinusInfinity", "-Infinity", Kind::Syntax, kNoDigit, 1, 2},
+    {"Unquoted", "[abc]", Kind::Syntax, kNoValue, 1, 2},
+    // numbers
+    {"MinusOnly", "-", Kind::Syntax, kEnds, 1, 2},
+    {"MinusInArray", "[-]", Kind::Syntax, kNoDigit, 1, 3},
+    {"MinusTwice", "--1", Kind::Syntax, kNoDigit, 1, 2},
+    {"MinusAndSpace", "- 1", Kind::Syntax, kNoDigit, 1, 2},
+    {"Plus", "+1", Kind::Syntax, kNoValue, 1, 1},
+    {"PointFirst", ".5", Kind::Syntax, kNoValue, 1, 1},
+    {"MinusAndPoint", "-.5", Kind::Syntax, kNoDigit, 1, 2},
+    {"PointLast", "5.", Kind::Syntax, kEnds, 1, 3},
+    {"PointAndExponent", "5.e1", Kind::Syntax, kNoDigit, 1, 3},
+    {"TwoPoints", "1.2.3", Kind::Syntax, kAfter, 1, 4},
+    {"ExponentOnly", "1e", Kind::Syntax, kEnds, 1, 3},
+    {"ExponentSignOnly", "[1e+]", Kind::Syntax, kNoDigit, 1, 5},
+    {"ExponentWithTwoSigns", "1e+-1", Kind::Syntax, kNoDigit, 1, 4},
+    {"ExponentWithPoint", "1e1.5", Kind::Syntax, kAfter, 1, 4},
+    {"ZeroFirst", "01", Kind::Syntax, kUselessZero, 1, 1},
+    {"ZeroFirstNegative", "[-01]", Kind::Syntax, kUselessZero, 1, 3},
+    {"ZeroTwice", "00", Kind::Syntax, kUselessZero, 1, 1},
+    {"ZeroFirstInReal", "01.5", Kind::Syntax, kUselessZero, 1, 1},
+    {"Hexadecimal", "0x1F", Kind::Syntax, kAfter, 1, 2},
+    {"LetterAfterDigits", "[12a]", Kind::Syntax, kNoComma, 1, 4},
+    {"CommaAsPoint", "[1,5", Kind::Syntax, kEnds, 1, 5},
+    {"WideDigit", "\xef\xbc\x91", Kind::Syntax, kNoValue, 1, 1},
+    {"UnsignedBeyondTheExact", "[18446744073709551615]", Kind::Number, kInexact, 1, 2},
+    {"SmallestIntegerLessOne", "-9223372036854775809", Kind::Number, kInexact, 1, 1},
+    {"TenToThe23", "100000000000000000000000", Kind::Number, kInexact, 1, 1},
+    {"RealAboveTheRange", "[0, 1e309]", Kind::Number, kTooLarge, 1, 5},
+    {"RealFarAbove", "-1e99999999999999999999", Kind::Number, kTooLarge, 1, 1},
+    {"LargeByItsDigits", "1000000000000000000000e300", Kind::Number, kTooLarge, 1, 1},
+    // strings
+    {"QuoteOnly", "\"", Kind::Syntax, kEnds, 1, 2},
+    {"StringWithoutEnd", "\"abc", Kind::Syntax, kEnds, 1, 5},
+    {"SingleQuotes", "'a'", Kind::Syntax, kNoValue, 1, 1},
+    {"LineFeedInString", "\"a\nb\"", Kind::Syntax, kControl, 1, 3},
+    {"TabInString", "\"\t\"", Kind::Syntax, kControl, 1, 2},
+    {"ZeroByteInString", "\"\0\""sv, Kind::Syntax, kControl, 1, 2},
+    {"LastControlInString", "\"\x1f\"", Kind::Syntax, kControl, 1, 2},
+    {"UnknownEscape", R"("ab\x41")", Kind::Syntax, kUnknownEscape, 1, 4},
+    {"EscapedQuoteAtTheEnd", R"("\")", Kind::Syntax, kEnds, 1, 4},
+    {"BackslashAtTheEnd", "\"\\", Kind::Syntax, kEnds, 1, 3},
+    {"EscapeOfZeroByte", "\"\\\0\""sv, Kind::Syntax, kUnknownEscape, 1, 2},
+    {"EscapeUpperCase", R"("\U0041")", Kind::Syntax, kUnknownEscape, 1, 2},
+    {"ThreeHexDigits", R"("\u00g1")", Kind::Syntax, kNoHexDigit, 1, 6},
+    {"HexDigitsEndEarly", "\"\\u12", Kind::Syntax, kEnds, 1, 6},
+    {"HexDigitsEndAtTheQuote", R"("\u123")", Kind::Syntax, kNoHexDigit, 1, 7},
+    {"FirstHalfAlone", R"("\ud800")", Kind::Encoding, kHalf, 1, 2},
+    {"FirstHalfAndText", R"("a\udbffbcdef")", Kind::Encoding, kHalf, 1, 3},
+    {"FirstHalfAndOtherEscape", R"("\ud800\n")", Kind::Encoding, kHalf, 1, 2},
+    {"FirstHalfTwice", R"("\ud800\ud800")", Kind::Encoding, kHalf, 1, 2},
+    {"FirstHalfAndAscii", R"("\ud83d\u0041")", Kind::Encoding, kHalf, 1, 2},
+    {"FirstHalfAndBadDigits", R"("\ud83d\udg00")", Kind::Syntax, kNoHexDigit, 1, 11},
+    {"SecondHalfAlone", R"("\udc00")", Kind::Encoding, kHalf, 1, 2},
+    {"HalvesExchanged", R"("\ude00\ud83d")", Kind::Encoding, kHalf, 1, 2},
+    {"LoneContinuation", "\"a\x80\"", Kind::Encoding, kNotUtf8, 1, 3},
+    {"OverlongOfTwo", "\"\xc0\x80\"", Kind::Encoding, kNotUtf8, 1, 2},
+    {"OverlongOfTwoLast", "\"\xc1\xbf\"", Kind::Encoding, kNotUtf8, 1, 2},
+    {"OverlongOfThree", "\"\xe0\x9f\xbf\"", Kind::Encoding, kNotUtf8, 1, 2},
+    {"OverlongOfFour", "\"\xf0\x8f\xbf\xbf\"", Kind::Encoding, kNotUtf8, 1, 2},
+    {"SurrogateAsBytes", "\"\xed\xa0\x80\"", Kind::Encoding, kNotUtf8, 1, 2},
+    {"LastSurrogateAsBytes", "\"\xed\xbf\xbf\"", Kind::Encoding, kNotUtf8, 1, 2},
+    {"BeyondUnicode", "\"\xf4\x90\x80\x80\"", Kind::Encoding, kNotUtf8, 1, 2},
+    {"FiveBytes", "\"\xf8\x88\x80\x80\x80\"", Kind::Encoding, kNotUtf8, 1, 2},
+    {"TwoBytesCut", "\"\xc3\"", Kind::Encoding, kNotUtf8, 1, 2},
+    {"ThreeBytesCut", "\"\xe2\x82\"", Kind::Encoding, kNotUtf8, 1, 2},
+    {"FourBytesCutByTheEnd", "\"\xf0\x9f\x98", Kind::Encoding, kNotUtf8, 1, 2},
+    {"Latin1",
+     "\"Stra\xdf"
+     "e\"",
+     Kind::Encoding, kNotUtf8, 1, 6},
+    {"ByteFF", "\"\xff\"", Kind::Encoding, kNotUtf8, 1, 2},
+    {"BadKey", "{\"\xff\":1}", Kind::Encoding, kNotUtf8, 1, 3},
+    // arrays
+    {"ArrayWithoutEnd", "[", Kind::Syntax, kEnds, 1, 2},
+    {"ArrayEndsAfterValue", "[1", Kind::Syntax, kEnds, 1, 3},
+    {"ArrayEndsAfterComma", "[1,", Kind::Syntax, kEnds, 1, 4},
+    {"CommaBeforeTheEnd", "[1,]", Kind::Syntax, kNoValue, 1, 4},
+    {"CommaAlone", "[,]", Kind::Syntax, kNoValue, 1, 2},
+    {"TwoCommas", "[1,,2]", Kind::Syntax, kNoValue, 1, 4},
+    {"NoComma", "[1 2]", Kind::Syntax, kNoComma, 1, 4},
+    {"ColonInArray", "[1:2]", Kind::Syntax, kNoComma, 1, 3},
+    {"WrongEndOfArray", "[1}", Kind::Syntax, kNoComma, 1, 3},
+    {"ClosingBracketOnly", "]", Kind::Syntax, kNoValue, 1, 1},
+    {"InnerArrayWithoutEnd", "[[1]", Kind::Syntax, kEnds, 1, 5},
+    // objects
+    {"ObjectWithoutEnd", "{", Kind::Syntax, kEnds, 1, 2},
+    {"ObjectEndsAfterKey", "{\"a\"", Kind::Syntax, kEnds, 1, 5},
+    {"ObjectEndsAfterColon", "{\"a\":", Kind::Syntax, kEnds, 1, 6},
+    {"ObjectEndsAfterValue", "{\"a\":1", Kind::Syntax, kEnds, 1, 7},
+    {"ObjectEndsAfterComma", "{\"a\":1,", Kind::Syntax, kEnds, 1, 8},
+    {"NoColon", R"({"a" 1})", Kind::Syntax, kNoColon, 1, 6},
+    {"CommaForColon", R"({"a",1})", Kind::Syntax, kNoColon, 1, 5},
+    {"TwoColons", R"({"a"::1})", Kind::Syntax, kNoValue, 1, 6},
+    {"NoValue", R"({"a":})", Kind::Syntax, kNoValue, 1, 6},
+    {"NoKey", "{:1}", Kind::Syntax, kNoKey, 1, 2},
+    {"NumberAsKey", "{1:1}", Kind::Syntax, kNoKey, 1, 2},
+    {"WordAsKey", "{a:1}", Kind::Syntax, kNoKey, 1, 2},
+    {"CommaBeforeTheEndOfObject", R"({"a":1,})", Kind::Syntax, kNoKey, 1, 8},
+    {"NoCommaInObject", R"({"a":1 "b":2})", Kind::Syntax, kNoCommaInObject, 1, 8},
+    {"WrongEndOfObject", R"({"a":1])", Kind::Syntax, kNoCommaInObject, 1, 7},
+    {"DuplicateKey", R"({"a":1, "a":2})", Kind::DuplicateKey, "The key \"a\" is there twice", 1, 9},
+    {"DuplicateByEscape", R"({"a":1,"\u0061":2})", Kind::DuplicateKey,
+     "The key \"a\" is there twice", 1, 8},
+    {"DuplicateOfOtherType", R"({"a":{},"b":1,"a":[]})", Kind::DuplicateKey,
+     "The key \"a\" is there twice", 1, 15},
+    {"DuplicateWithQuotes", R"({"a\n\"":1,"a\n\"":1})", Kind::DuplicateKey,
+     R"(The key "a\x0a\"" is there twice)", 1, 12},
+    // places
+    {"ThirdLine", "[1,\n2,\n  x]", Kind::Syntax, kNoValue, 3, 3},
+    {"LinesWithCarriageReturn", "[1,\r\n2,\r\nx]", Kind::Syntax, kNoValue, 3, 1},
+    {"AfterALineFeed", "[\n", Kind::Syntax, kEnds, 2, 1},
+    {"CharactersBeyondAscii", "[\"\xc3\xa9\xe6\x9d\xb1\xf0\x9f\x98\x80\" x]", Kind::Syntax,
+     kNoComma, 1, 8},
+    {"AfterAByteOrderMark", "\xef\xbb\xbf[x]", Kind::Syntax, kNoValue, 1, 2},
+};
+
+class JsonRefused : public ::testing::TestWithParam<Refused> {};
+
+TEST_P(JsonRefused, SaysWhatIsWrongAndWhere)
+{
+    const JsonReadResult result = readJson(GetParam().text);
+    EXPECT_FALSE(result.isSuccess());
+    EXPECT_EQ(result.error.kind, GetParam().kind);
+    EXPECT_EQ(result.error.message, GetParam().message);
+    EXPECT_EQ(result.error.place.line, GetParam().line);
+    EXPECT_EQ(result.error.place.column, GetParam().column);
+    EXPECT_TRUE(result.value.isNull());
+    EXPECT_EQ(result.endOffset, 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, JsonRefused, ::testing::ValuesIn(kRefused), getRowName<Refused>);
+
+TEST(JsonRead, GivesTheOffsetInBytes)
+{
+    EXPECT_EQ(readJson("\xef\xbb\xbf[\"\xc3\xa9\",\nx]").error.place.offset, 10U);
+    EXPECT_EQ(readJson("[1").error.place.offset, 2U);
+}
+
+TEST(JsonRead, DescribesAnError)
+{
+    EXPECT_EQ(readJson("[1,\n x]").error.toString(), "line 2, column 2: A value is missing");
+    EXPECT_EQ(JsonError().toString(), "");
+    EXPECT_FALSE(JsonError());
+}
+
+TEST(JsonRead, CutsALongKeyInTheError)
+{
+    const std::string key(1000000, 'k');
+    const JsonError error = readJson("{\"" + key + "\":1,\"" + key + "\":2}").error;
+    EXPECT_EQ(error.message, "The key \"" + std::string(64, 'k') + "...\" is there twice");
+}
+
+// --- Against the plain form
+
+// Compares all texts of up to four tokens with the plain parser.
+void compareAll(const std::vector<std::string>& tokens, const std::string& head,
+                const std::string& tail)
+{
+    std::vector<std::string> texts = {""};
+    std::size_t begin = 0;
+    std::size_t acceptedCount = 0;
+    for (int length = 0; length <= 4; ++length) {
+        const std::size_t end = texts.size();
+        for (std::size_t i = begin; i != end; ++i) {
+            const std::string text = head + texts[i] + tail;
+            const auto expected = plain::JsonParser(text).parse();
+            const JsonReadResult result = readJson(text);
+            ASSERT_EQ(result.isSuccess(), expected.has_value()) << text;
+            ASSERT_EQ(result.value, expected.value_or(qzVariant())) << text;
+            acceptedCount += expected.has_value() ? 1 : 0;
+            if (length == 4) continue;
+            for (const std::string& token : tokens)
+                texts.push_back(texts[i] + token);
+        }
+        begin = end;
+    }
+    EXPECT_GT(acceptedCount, 10U);
+}
+
+TEST(JsonRead, IsThePlainParserForAllShortTexts)
+{
+    compareAll({"[", "]", "{", "}", ",", ":", "\"a\"", "\"b\":", "1", "-", "0", ".", "e", " ",
+                "null", "[]"},
+               "", "");
+}
+
+TEST(JsonRead, IsThePlainParserForAllShortStrings)
+{
+    compareAll({"\\ud83d", "\\ude00", "\\u00e9", "\\", "\"", "u0", "n", "\xc3", "\xa9", "\xed",
+                "\x9f\xbf", "\xf0\x9f", "\x98\x80", "\n"},
+               "[\"", "\"]");
+}
+
+TEST(JsonRead, IsThePlainParserForAllShortObjects)
+{
+    compareAll({"\"a\"", "\"b\"", ":", ",", "{", "}", "1", "[", "]"}, "{\"a\":", "}");
+}
+
+// --- Numbers
+
+TEST(JsonNumbers, KeepTheSignOfZero)
+{
+    for (const char* text : {"-0", "-0.0", "-0e1", "-1e-400"}) {
+        const qzVariant zero = read(text);
+        EXPECT_EQ(zero, qzVariant(0.0)) << text;
+        EXPECT_TRUE(std::signbit(zero.toReal())) << text;
+    }
+    EXPECT_EQ(write(-0.0), "-0.0");
+    EXPECT_EQ(write(0.0), "0.0");
+    EXPECT_EQ(write(0), "0");
+}
+
+TEST(JsonNumbers, AreWrittenInTheShortestForm)
+{
+    EXPECT_EQ(write(0.1), "0.1");
+    EXPECT_EQ(write(1.0), "1.0");
+    EXPECT_EQ(write(-2.5), "-2.5");
+    EXPECT_EQ(write(1e22), "1e+22");
+    EXPECT_EQ(write(123456789012345680.0), "123456789012345680.0");
+    EXPECT_EQ(write(5e-324), "5e-324");
+    EXPECT_EQ(write(1.7976931348623157e308), "1.7976931348623157e+308");
+    EXPECT_EQ(write(std::numeric_limits<long>::min()), "-9223372036854775808");
+    EXPECT_EQ(write(9007199254740993), "9007199254740993");
+}
+
+TEST(JsonNumbers, OfAllKindsOfBitsReadBackTheSame)
+{
+    std::mt19937_64 random(20261);
+    for (int i = 0; i != 20000; ++i) {
+        const std::uint64_t bits = random() >> (random() % 64);
+        double real = 0;
+        std::memcpy(&real, &bits, sizeof real);
+        const qzVariant integer(static_cast<long>(bits));
+        ASSERT_EQ(read(write(integer)), integer);
+        if (!std::isfinite(real)) continue;
+        ASSERT_EQ(read(write(real)), qzVariant(real)) << bits;
+    }
+}
+
+TEST(JsonNumbers, OfManyDigitsAreExactOrRefused)
+{
+    const std::string zeros(400, '0');
+    EXPECT_EQ(readJson('1' + zeros).error.message, kTooLarge);
+    EXPECT_EQ(readJson('1' + zeros.substr(0, 308)).error.message, kInexact);
+    EXPECT_EQ(read("0." + zeros + '1'), qzVariant(0.0));
+    EXPECT_EQ(read('1' + zeros + "e-400"), qzVariant(1.0));
+    EXPECT_EQ(read("0." + zeros + "1e401"), qzVariant(1.0));
+    EXPECT_EQ(read("1." + zeros), qzVariant(1.0));
+    char largest[400];
+    std::snprintf(largest, sizeof largest, "%.0f", std::numeric_limits<double>::max());
+    EXPECT_EQ(read(largest), qzVariant(std::numeric_limits<double>::max()));
+}
+
+TEST(JsonNumbers, AreRoundedIfAllowed)
+{
+    JsonReadOptions options;
+    options.largeIntegers = JsonReadOptions::LargeIntegers::Nearest;
+    EXPECT_EQ(read("18446744073709551615", options), qzVariant(18446744073709551616.0));
+    EXPECT_EQ(read("-9223372036854775809", options), qzVariant(-9223372036854775808.0));
+    EXPECT_EQ(read("9223372036854775807", options), qzVariant(9223372036854775807));
+    EXPECT_EQ(readJson(std::string(400, '9'), options).error.message, kTooLarge);
+}
+
+TEST(JsonNumbers, IgnoreTheLocale)
+{
+    const support::LocaleGuard locale("de_DE.UTF-8");
+    char text[8];
+    std::snprintf(text, sizeof text, "%.1f", 1.5);
+    ASSERT_STREQ(text, "1,5") << "the locale has no effect";
+    EXPECT_EQ(write(List{1.5, 1234567}), "[1.5,1234567]");
+    EXPECT_EQ(read("[1.5,1e-400,9223372036854775808]"), (List{1.5, 0.0, 9223372036854775808.0}));
+    EXPECT_EQ(readJson("1,5").error.message, kAfter);
+}
+
+// --- Options of reading
+
+TEST(JsonRead, KeepsTheLastOfEqualKeysIfAllowed)
+{
+    JsonReadOptions options;
+    options.duplicateKeys = JsonReadOptions::DuplicateKeys::LastWins;
+    const JsonReadResult result =
+        readJson("{\"a\":{\"x\":1},\"b\":[1,{\"c\":1,\n\"c\":2}],\"a\":[3],\"a\":4}", options);
+    EXPECT_EQ(result.value, (Map{{"a", 4}, {"b", List{1, Map{{"c", 2}}}}}));
+    ASSERT_EQ(result.duplicateKeys.size(), 3U);
+    EXPECT_EQ(result.duplicateKeys[0].key, "c");
+    EXPECT_EQ(result.duplicateKeys[0].place.line, 2U);
+    EXPECT_EQ(result.duplicateKeys[0].place.column, 1U);
+    EXPECT_EQ(result.duplicateKeys[1].key, "a");
+    EXPECT_EQ(result.duplicateKeys[1].place.column, 9U);
+    EXPECT_EQ(result.duplicateKeys[2].place.offset, 44U);
+}
+
+TEST(JsonRead, StopsAtTheEndOfTheValueIfAllowed)
+{
+    JsonReadOptions options;
+    options.allowsTrailingText = true;
+    const JsonReadResult result = readJson(" {\"a\":1} \n[2", options);
+    EXPECT_EQ(result.value, (Map{{"a", 1}}));
+    EXPECT_EQ(result.endOffset, 8U);
+    EXPECT_EQ(readJson("", options).error.message, kEnds);
+    EXPECT_EQ(readJson("01", options).error.message, kUselessZero);
+}
+
+struct Brackets {
+    const char* name;
+    const char* open;
+    const char* close;
+};
+
+constexpr Brackets kBrackets[] = {
+    {"Arrays", "[", "]"}, {"Objects", "{\"a\":", "}"}, {"Both", "[{\"a\":", "}]"}};
+
+class JsonDepth : public ::testing::TestWithParam<Brackets> {
+protected:
+    // `count` pairs of brackets around a number.
+    static std::string makeText(std::size_t count)
+    {
+        return repeat(GetParam().open, count) + '1' + repeat(GetParam().close, count);
+    }
+    static std::size_t getLevels() { return GetParam().close == "}]"sv ? 2 : 1; }
+};
+
+TEST_P(JsonDepth, IsReadAndWrittenUpToTheLimit)
+{
+    const std::string deepest = makeText(100 / getLevels());
+    EXPECT_EQ(write(read(deepest)), deepest);
+}
+
+TEST_P(JsonDepth, IsRefusedAboveTheLimit)
+{
+    const std::string text = makeText(100 / getLevels() + 1);
+    const JsonError error = readJson(text).error;
+    EXPECT_EQ(error.kind, Kind::Limit);
+    EXPECT_EQ(error.message, "There are more than 100 levels");
+    EXPECT_EQ(error.place.offset, std::string_view(GetParam().open).size() * (100 / getLevels()));
+
+    JsonReadOptions options;
+    options.maxDepth = 102;
+    std::string written = "old";
+    const JsonError writeError = writeJson(read(text, options), written);
+    EXPECT_EQ(writeError.kind, Kind::Limit);
+    EXPECT_THAT(writeError.toString(), HasSubstr(": There are more than 100 levels"));
+    EXPECT_EQ(written, "old");
+}
+
+TEST_P(JsonDepth, NeedsNoStack)
+{
+    JsonReadOptions options;
+    options.maxDepth = SIZE_MAX;
+    JsonWriteOptions writeOptions;
+    writeOptions.maxDepth = SIZE_MAX;
+    const std::string text = makeText(300000);
+    EXPECT_TRUE(write(read(text, options), writeOptions) == text);
+    EXPECT_EQ(readJson(text.substr(0, text.size() / 2), options).error.message, kEnds);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, JsonDepth, ::testing::ValuesIn(kBrackets), getRowName<Brackets>);
+
+TEST(JsonLimits, OfDepthZeroAllowsScalarsOnly)
+{
+    JsonReadOptions options;
+    options.maxDepth = 0;
+    EXPECT_EQ(read("1", options), qzVariant(1));
+    EXPECT_EQ(readJson("[]", options).error.message, "There are more than 0 levels");
+    JsonWriteOptions writeOptions;
+    writeOptions.maxDepth = 0;
+    std::string text;
+    EXPECT_EQ(writeJson(List(), text, writeOptions).kind, Kind::Limit);
+    writeOptions.otherTypes = JsonWriteOptions::OtherTypes::Plain;
+    EXPECT_EQ(writeJson(qzVariant(qzVariant::VEC3D, kThree), text, writeOptions).kind, Kind::Limit);
+}
+
+TEST(JsonLimits, OfTheText)
+{
+    JsonReadOptions options;
+    options.maxTextBytes = 3;
+    EXPECT_EQ(read("[1]", options), qzVariant(List{1}));
+    const JsonError error = readJson("[1] ", options).error;
+    EXPECT_EQ(error.kind, Kind::Limit);
+    EXPECT_EQ(error.toString(), "The text has more than 3 bytes");
+}
+
+TEST(JsonLimits, OfAString)
+{
+    JsonReadOptions options;
+    options.maxStringBytes = 3;
+    EXPECT_EQ(read(R"({"abc":"\u0041\u0042\u0043"})", options), (Map{{"abc", "ABC"}}));
+    EXPECT_EQ(readJson("[\"abcd\"]", options).error.toString(),
+              "line 1, column 2: The string has more than 3 bytes");
+    EXPECT_EQ(readJson(R"({"\u20ac\u0041":1})", options).error.kind, Kind::Limit);
+}
+
+TEST(JsonLimits, OfTheNumberOfValues)
+{
+    JsonReadOptions options;
+    options.maxValues = 4;
+    EXPECT_EQ(read("[1,{\"a\":2}]", options), (List{1, Map{{"a", 2}}}));
+    const JsonError error = readJson("[1,{\"a\":[]},5]", options).error;
+    EXPECT_EQ(error.kind, Kind::Limit);
+    EXPECT_EQ(error.toString(), "line 1, column 13: There are more than 4 values");
+}
+
+// What a tree takes is known from the text, whatever is in it.
+TEST(JsonLimits, MemoryIsInProportionToTheText)
+{
+    for (const char* element : {"[]", "{}", "[0]", "{\"\":0}", "\"\"", "0", "[[]]"}) {
+        const std::size_t count = 20000;
+        const std::string text =
+            '[' + repeat(std::string(element) + ',', count - 1) + element + ']';
+        const support::AllocationCounter counter;
+        const JsonReadResult result = readJson(text);
+        ASSERT_TRUE(result.isSuccess());
+        EXPECT_LT(counter.getBytes() / count, 600U) << element;
+    }
+}
+
+TEST(JsonLimits, AFewBytesNeverTakeMuchMemory)
+{
+    const support::AllocationCounter counter;
+    for (const char* text : {"[", "{\"a\":", "1e999999999", "\"\\u", "[[[[[[[[[["})
+        EXPECT_FALSE(readJson(text).isSuccess());
+    EXPECT_LT(counter.getBytes(), 10000U);
+}
+
+// --- Writing
+
+TEST(JsonWrite, HasNoSpaceUnlessToldOtherwise)
+{
+    const qzVariant value(Map{{"b", List{1, List(), Map()}}, {"a", Map{{"c", qzVariant()}}}});
+    EXPECT_EQ(write(value), R"({"a":{"c":null},"b":[1,[],{}]})");
+}
+
+TEST(JsonWrite, IndentsIfToldSo)
+{
+    JsonWriteOptions options;
+    options.indentation = 2;
+    const qzVariant value(Map{{"a", List{1, List(), Map()}}, {"b", Map{{"c", true}}}});
+    EXPECT_EQ(write(value, options),
+              "{\n  \"a\": [\n    1,\n    [],\n    {}\n  ],\n  \"b\": {\n    \"c\": true\n  }\n}");
+    EXPECT_EQ(read(write(value, options)), value);
+    EXPECT_EQ(write(1, options), "1");
+}
+
+TEST(JsonWrite, EscapesWhatMustBeEscaped)
+{
+    EXPECT_EQ(write("\"\\/\b\f\n\r\t"), R"("\"\\/\b\f\n\r\t")");
+    EXPECT_EQ(write("\0\x1f\x7f"sv), "\"\\u0000\\u001f\x7f\"");
+    EXPECT_EQ(write(Map{{"a\n", "\xc3\xa9"}}), "{\"a\\n\":\"\xc3\xa9\"}");
+}
+
+TEST(JsonWrite, EscapesAllButAsciiIfToldSo)
+{
+    JsonWriteOptions options;
+    options.asciiOnly = true;
+    EXPECT_EQ(write("a\xc3\xa9z\xe2\x82\xac", options), R"("a\u00e9z\u20ac")");
+    EXPECT_EQ(write("\xf0\x9f\x98\x80\xf4\x8f\xbf\xbf\x7f", options),
+              "\"\\ud83d\\ude00\\udbff\\udfff\x7f\"");
+    EXPECT_EQ(write(Map{{"\xee\x80\x80", "\n"}}, options), R"({"\ue000":"\n"})");
+}
+
+TEST(JsonWrite, PassesTextsOfAnyLength)
+{
+    for (const std::size_t size : {16380U, 16383U, 16384U, 16385U, 50000U}) {
+        const std::string text(size, 'x');
+        EXPECT_TRUE(write(List{text, 1, text + '\n'}) ==
+                    "[\"" + text + "\",1,\"" + text + "\\n\"]");
+    }
+    List numbers;
+    std::string expected;
+    for (long i = 0; i != 10000; ++i) {
+        numbers.push_back(i);
+        expected += (i == 0 ? '[' : ',') + std::to_string(i);
+    }
+    EXPECT_TRUE(write(numbers) == expected + ']');
+}
+
+class UserObject : public qzVariant::UserDataInterface {
+public:
+    UserDataInterface* clone() const override { return new UserObject(*this); }
+    bool isEqual(const UserDataInterface* /*other*/) const override { return true; }
+};
+
+struct Unwritable {
+    const char* name;
+    qzVariant value;
+    Kind kind;
+    const char* error;
+};
+
+const double kBroken[] = {1.0, std::numeric_limits<double>::quiet_NaN()};
+
+const Unwritable kUnwritable[] = {
+    {"Nan", List{1, std::nan("")}, Kind::Value, "[1]: A NaN has no form in JSON"},
+    {"Infinity", Map{{"a", HUGE_VAL}}, Kind::Value, "a: An infinity has no form in JSON"},
+    {"NegativeInfinity", -HUGE_VAL, Kind::Value, "An infinity has no form in JSON"},
+    {"Date", Map{{"a", Map{{"b", List{1, 2, 3, qzVariant::DateTime(4)}}}}}, Kind::Value,
+     "a.b[3]: A date has no form in JSON"},
+    {"Vector", List{List{qzVariant(qzVariant::VEC3D, kThree)}}, Kind::Value,
+     "[0][0]: A vector or matrix has no form in JSON"},
+    {"Object", qzVariant(new UserObject), Kind::Value, "An object has no form in JSON"},
+    {"NullObject", qzVariant(static_cast<UserObject*>(nullptr)), Kind::Value,
+     "An object has no form in JSON"},
+    {"BadString", Map{{"a-b_1", Map{{"", "\xff"}}}}, Kind::Encoding,
+     "a-b_1[\"\"]: The string isn't UTF-8"},
+    {"BadKey", Map{{"a b", Map{{"\xff\"\\\n\xc3\xa9", 1}}}}, Kind::Encoding,
+     "[\"a b\"][\"\\xff\\\"\\\\\\x0a\xc3\xa9\"]: The key isn't UTF-8"},
+    {"CutString", "abc\xe2\x82", Kind::Encoding, "The string isn't UTF-8"},
+    {"Surrogate", "\xed\xa0\x80", Kind::Encoding, "The string isn't UTF-8"},
+    {"Overlong", "\xc0\xaf", Kind::Encoding, "The string isn't UTF-8"},
+    {"KeyWithDigitFirst", Map{{"1a", HUGE_VAL}}, Kind::Value,
+     "[\"1a\"]: An infinity has no form in JSON"},
+};
+
+class JsonUnwritable : public ::testing::TestWithParam<Unwritable> {};
+
+TEST_P(JsonUnwritable, IsRefusedWithItsPath)
+{
+    std::string text = "old";
+    const JsonError error = writeJson(GetParam().value, text);
+    EXPECT_EQ(error.kind, GetParam().kind);
+    EXPECT_EQ(error.toString(), GetParam().error);
+    EXPECT_EQ(error.place.line, 0U);
+    EXPECT_EQ(text, "old");
+
+    support::DeviceStub device;
+    EXPECT_EQ(writeJson(GetParam().value, device).toString(), GetParam().error);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, JsonUnwritable, ::testing::ValuesIn(kUnwritable),
+                         getRowName<Unwritable>);
+
+TEST(JsonWrite, RefusesADestroyedValue)
+{
+    qzVariant value(1);
+    value.destroy();
+    std::string text;
+    EXPECT_EQ(writeJson(value, text).toString(), "A destroyed value has no form in JSON");
+}
+
+TEST(JsonWrite, CutsALongKeyInThePath)
+{
+    std::string text;
+    const JsonError error = writeJson(Map{{std::string(100000, 'k'), HUGE_VAL}}, text);
+    EXPECT_EQ(error.path, "[\"" + std::string(64, 'k') + "...\"]");
+}
+
+TEST(JsonWrite, MakesOtherTypesPlainIfToldSo)
+{
+    JsonWriteOptions options;
+    options.otherTypes = JsonWriteOptions::OtherTypes::Plain;
+    EXPECT_EQ(write(qzVariant(qzVariant::VEC3D, kThree), options), "[1.0,2.0,3.0]");
+    EXPECT_EQ(write(List{qzVariant::DateTime(-7), 1}, options), "[-7,1]");
+    std::string text;
+    EXPECT_EQ(writeJson(qzVariant(new UserObject), text, options).kind, Kind::Value);
+    EXPECT_EQ(writeJson(Map{{"v", qzVariant(qzVariant::VEC2D, kBroken)}}, text, options).toString(),
+              "v: A NaN has no form in JSON");
+}
+
+// --- Random trees
+
+class RandomTrees {
+public:
+    explicit RandomTrees(unsigned int seed) : mRandom(seed) {}
+
+    qzVariant make(int depth)
+    {
+        switch (mRandom() % (depth == 0 ? 5 : 8)) {
+            case 0:
+                return static_cast<long>(mRandom() >> (mRandom() % 64));
+            case 1:
+                return makeReal();
+            case 2:
+                return makeText();
+            case 3:
+                return mRandom() % 2 == 0;
+            case 4:
+                return {};
+            case 5:
+                return makeList(depth - 1);
+            default:
+                return makeMap(depth - 1);
+        }
+    }
+
+private:
+    double makeReal()
+    {
+        const std::uint64_t bits = mRandom();
+        double real = 0;
+        std::memcpy(&real, &bits, sizeof real);
+        return std::isfinite(real) ? real : 0.5;
+    }
+    std::string makeText()
+    {
+        static const char* const parts[] = {"a",
+                                            "\"",
+                                            "\\",
+                                            "\n",
+                                            "\x7f",
+                                            "/",
+                                            "\xc3\xa9",
+                                            "\xe6\x9d\xb1",
+                                            "xyz",
+                                            " ",
+                                            "\xf0\x9f\x98\x80",
+                                            "0123456789abcdef"};
+        std::string text;
+        for (std::size_t size = mRandom() % 6; size != 0; --size)
+            text += parts[mRandom() % std::size(parts)];
+        if (mRandom() % 8 == 0) text += '\0';
+        return text;
+    }
+    qzVariant makeList(int depth)
+    {
+        List list;
+        for (std::size_t size = mRandom() % 6; size != 0; --size)
+            list.push_back(make(depth));
+        return list;
+    }
+    qzVariant makeMap(int depth)
+    {
+        Map map;
+        for (std::size_t size = mRandom() % 6; size != 0; --size)
+            map[makeText()] = make(depth);
+        return map;
+    }
+
+    std::mt19937_64 mRandom;
+};
+
+TEST(JsonRoundTrip, OfRandomTreesGivesTheSameTree)
+{
+    for (unsigned int seed = 1; seed <= 200; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        const qzVariant tree = RandomTrees(seed).make(6);
+        JsonWriteOptions options;
+        ASSERT_EQ(read(write(tree)), tree);
+        ASSERT_EQ(plain::JsonParser(write(tree)).parse(), tree);
+        options.indentation = seed % 3 + 1;
+        options.asciiOnly = true;
+        const std::string text = write(tree, options);
+        ASSERT_EQ(read(text), tree);
+        ASSERT_EQ(text.find_first_of("\x80\xc3\xe6\xf0"), std::string::npos);
+    }
+}
+
+// --- Devices
+
+TEST(JsonDevice, IsReadInPiecesOfAnySize)
+{
+    const std::string text = write(List{std::string(70000, 'x'), 1.5, Map{{"a", "b"}}});
+    for (const unsigned long size : {1UL, 7UL, 4096UL, 1UL << 20U}) {
+        support::DeviceStub device(text);
+        device.shortenTo(size);
+        const JsonReadResult result = readJson(device);
+        EXPECT_EQ(result.error.toString(), "");
+        EXPECT_TRUE(result.value == read(text));
+        EXPECT_EQ(result.endOffset, text.size());
+    }
+}
+
+TEST(JsonDevice, ThatFailsInBetweenGivesNoValue)
+{
+    const std::string text = "[12345]";
+    for (std::size_t size = 0; size != text.size(); ++size) {
+        support::DeviceStub device(text);
+        device.stopAfter(size);
+        device.setErrorOfShortMoves("broken");
+        const JsonReadResult result = readJson(device);
+        EXPECT_EQ(result.error.kind, Kind::Device) << size;
+        EXPECT_EQ(result.error.toString(), "broken") << size;
+        EXPECT_TRUE(result.value.isNull()) << size;
+    }
+}
+
+TEST(JsonDevice, ThatReturnsNothingBeforeItsEndGivesNoValue)
+{
+    support::DeviceStub device("123");
+    device.stopAfter(2);
+    const JsonReadResult result = readJson(device);
+    EXPECT_EQ(result.error.toString(), "The device returned no bytes before its end");
+    EXPECT_TRUE(result.value.isNull());
+}
+
+TEST(JsonDevice, BeyondTheLimitIsNotReadToItsEnd)
+{
+    support::DeviceStub device('[' + repeat("1,", 500000) + "1]");
+    JsonReadOptions options;
+    options.maxTextBytes = 100000;
+    EXPECT_EQ(readJson(device, options).error.toString(), "The text has more than 100000 bytes");
+    EXPECT_LE(device.getCurrentPos(), 100000 + 65536);
+}
+
+TEST(JsonDevice, ReceivesTheWholeText)
+{
+    const qzVariant value(List{std::string(40000, 'x'), Map{{"a", List{1, 2.5}}}, "y\n"});
+    support::DeviceStub device;
+    EXPECT_EQ(writeJson(value, device).toString(), "");
+    EXPECT_TRUE(device.getContent() == write(value));
+}
+
+TEST(JsonDevice, ThatRefusesBytesIsAnError)
+{
+    const qzVariant value(List{std::string(40000, 'x'), std::string(20000, 'y'), 1});
+    const std::size_t size = write(value).size();
+    for (const std::size_t moved : {std::size_t{0}, std::size_t{1}, std::size_t{30000}, size - 1}) {
+        for (const char* message : {"", "disk full"}) {
+            support::DeviceStub device;
+            device.stopAfter(moved);
+            device.setErrorOfShortMoves(message);
+            const JsonError error = writeJson(value, device);
+            EXPECT_EQ(error.kind, Kind::Device);
+            EXPECT_EQ(error.toString(), *message != '\0'
+                                            ? message
+                                            : "The device accepted fewer bytes than it was given");
+            EXPECT_EQ(device.getContent().size(), moved);
+        }
+    }
+}
+
+TEST(JsonDevice, ReceivesNothingOfASmallTreeThatCannotBeWritten)
+{
+    support::DeviceStub device;
+    EXPECT_EQ(writeJson(List{1, std::nan("")}, device).kind, Kind::Value);
+    EXPECT_EQ(device.getContent(), "");
+}
+
+// --- Memory runs out
+
+TEST(JsonAllocation, EachOneMayFail)
+{
+    const std::string longText(100, 'x');
+    const std::string text =
+        R"({"a":[1,[2,"\n)" + longText + R"("],{"b )" + longText + R"(":{}}],"c":"d","a":0})";
+    JsonReadOptions options;
+    options.duplicateKeys = JsonReadOptions::DuplicateKeys::LastWins;
+    const std::size_t failures = support::failEachAllocation(
+        [&] { readJson(text, options); },
+        [](const support::AllocationFailure& failure) { EXPECT_TRUE(failure.threwBadAlloc); });
+    EXPECT_GT(failures, 8U);
+}
+
+TEST(JsonAllocation, FailureKeepsTheOldText)
+{
+    const qzVariant value(
+        List{std::string(100, 'x'), Map{{"a", List{1}}}, std::string(20000, 'y')});
+    std::string text = "old";
+    const std::size_t failures = support::failEachAllocation(
+        [&] {
+            if (writeJson(value, text)) std::abort();
+        },
+        [&](const support::AllocationFailure& failure) {
+            EXPECT_TRUE(failure.threwBadAlloc);
+            EXPECT_EQ(text, "old");
+        });
+    EXPECT_GT(failures, 1U);
+    EXPECT_EQ(text, write(value));
+}
+
+TEST(JsonAllocation, OfAnErrorMayFailToo)
+{
+    const std::size_t failures = support::failEachAllocation([] {
+        std::string text;
+        const JsonReadResult result = readJson(R"({"a":1,"a":2})");
+        const JsonError error = writeJson(List{Map{{"a b", std::nan("")}}}, text);
+        if (result.isSuccess() || !error) std::abort();
+    });
+    EXPECT_GT(failures, 4U);
+}
+
+// --- The guide and the header
+
+std::string fail(const std::string& error)
+{
+    return error;
+}
+
+// The example of the header.
+std::string addPort(std::string_view settings)
+{
+    qz::ext::JsonReadResult read = qz::ext::readJson(settings);
+    if (!read.isSuccess()) return fail(read.error.toString());
+    qz::qzVariant::qzVariantMapImpl* const map = read.value.editMap();
+    if (map == nullptr) return fail("no settings");
+    (*map)["port"] = 8080;
+    std::string text;
+    const qz::ext::JsonError error = qz::ext::writeJson(read.value, text);
+    if (error) return fail(error.toString());
+    return text;
+}
+
+TEST(JsonHeader, AddsAPort)
+{
+    EXPECT_EQ(addPort(R"({"name": "north"})"), R"({"name":"north","port":8080})");
+    EXPECT_EQ(addPort(R"({"name":)"), "line 1, column 9: The text ends too early");
+    EXPECT_EQ(addPort("1"), "no settings");
+}
+
+class JsonGuide : public ::testing::Test {
+protected:
+    support::LibraryStart mLibrary;
+    support::ScratchFolder mFolder;
+};
+
+TEST_F(JsonGuide, IsTheCodeOfThisFile)
+{
+    const std::string source = readProjectFile("tests/ext/JsonTest.cpp");
+    int count = 0;
+    for (const std::string& block : readGuideBlocks("docs/guide-values.md")) {
+        if (block.find("qz::ext::") == std::string::npos) continue;
+        EXPECT_NE(source.find('\n' + block), std::string::npos) << block;
+        ++count;
+    }
+    EXPECT_EQ(count, 3);
+}
+
+TEST_F(JsonGuide, LoadsSettings)
+{
+    qzVariant settings;
+    EXPECT_TRUE(guide::loadSettings(mFolder.write("good.json", "{\"a\": [1, 2.5]}\n"), settings));
+    EXPECT_EQ(settings, (Map{{"a", List{1, 2.5}}}));
+    const support::LogCapture capture;
+    EXPECT_FALSE(guide::loadSettings(mFolder.write("bad.json", "{\n\"a\": }"), settings));
+    ASSERT_EQ(capture.getMessages().size(), 1U);
+    EXPECT_THAT(capture.getMessages()[0], HasSubstr("line 2, column 6: A value is missing"));
+    EXPECT_EQ(settings, (Map{{"a", List{1, 2.5}}}));
+}
+
+TEST_F(JsonGuide, MakesAPrettyText)
+{
+    EXPECT_EQ(guide::toPrettyText(Map{{"a", 1}}), "{\n  \"a\": 1\n}");
+    const support::LogCapture capture;
+    EXPECT_EQ(guide::toPrettyText(List{std::nan("")}), "");
+    EXPECT_THAT(capture.getMessages(), ::testing::ElementsAre("[0]: A NaN has no form in JSON"));
+}
+
+TEST_F(JsonGuide, ReadsAValueALine)
+{
+    const std::vector<qzVariant> values = guide::readLines("{\"a\":1}\n[2]\n3\n");
+    EXPECT_EQ(values, (std::vector<qzVariant>{Map{{"a", 1}}, List{2}, 3}));
+    EXPECT_EQ(guide::readLines("1 x 2").size(), 1U);
+}
+
+}  // namespace
+
+}  // namespace qz::ext
