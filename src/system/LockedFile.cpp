@@ -3,11 +3,14 @@
 #include <cerrno>
 
 #include <fcntl.h>
+#include <stdio_ext.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <unistd.h>
+
+#include <qz/qzSystemUtils.h>
 
 #include "frame/base/FileDescriptor.h"
+#include "frame/base/ProcessIdentity.h"
 
 namespace qz::system {
 
@@ -35,12 +38,25 @@ bool changeLock(int descriptor, int operation)
     return result == 0;
 }
 
-// The system keeps the owner with the open file, so that a forked child can tell that the lock is
-// its parent's, in every state of the library. Nobody but a forked child needs it, so a failure is
-// none of the lock.
-void setLockOwner(int descriptor)
+// A forked child has copies of its parent's objects. So that it can tell its own locks from those
+// of its parent, the system keeps the child with the open file. The process that has loaded the
+// library has no such copies and needs no mark.
+void markLockOfForkedChild(int descriptor)
 {
-    ::fcntl(descriptor, F_SETOWN, ::getpid());
+    if (isForkedSinceLoad())
+        ::fcntl(descriptor, F_SETOWN, static_cast<pid_t>(qzSystemUtils::GetCurrentProcessID()));
+}
+
+// An exclusive lock has an unbuffered stream, as its content is written at once, and a shared one a
+// stream with another buffering: so a release knows the kind of lock without a call of the system.
+void setUpStream(std::FILE* file, bool isShared)
+{
+    std::setvbuf(file, nullptr, isShared ? _IOLBF : _IONBF, 0);
+}
+
+bool hasSharedLock(std::FILE* file)
+{
+    return ::__flbf(file) != 0;
 }
 
 bool isAtPath(int descriptor, const std::string& localPath)
@@ -49,6 +65,17 @@ bool isAtPath(int descriptor, const std::string& localPath)
     struct stat atPath = {};
     return ::fstat(descriptor, &opened) == 0 && ::stat(localPath.c_str(), &atPath) == 0 &&
            opened.st_dev == atPath.st_dev && opened.st_ino == atPath.st_ino;
+}
+
+// Two holders of a shared lock could otherwise both see the file at its path; the second would then
+// remove the file of a taker that came after the first.
+bool isOnlyRemover(int descriptor)
+{
+    struct flock removal = {};
+    removal.l_type = F_WRLCK;
+    const bool isTaken =
+        ::fcntl(descriptor, F_OFD_SETLK, &removal) != 0 && (errno == EAGAIN || errno == EACCES);
+    return !isTaken;
 }
 
 }  // namespace
@@ -63,13 +90,15 @@ LockFailure LockedFile::take(const std::string& localPath, bool isShared)
         const char* const failure = mWasThere ? "Fail to acquire lock on existing file, "
                                               : "Fail to set lock on created file, ";
         const int descriptor = ::fileno(file.get());
-        const int operation = isShared && mWasThere ? LOCK_SH : LOCK_EX;
-        if (!changeLock(descriptor, operation | LOCK_NB)) return {failure, errno};
+        const bool isSharedLock = isShared && mWasThere;
+        if (!changeLock(descriptor, (isSharedLock ? LOCK_SH : LOCK_EX) | LOCK_NB))
+            return {failure, errno};
         if (!isAtPath(descriptor, localPath)) {
             if (attempt < kMaxAttempts) continue;
             return {failure, EWOULDBLOCK};
         }
-        setLockOwner(descriptor);
+        markLockOfForkedChild(descriptor);
+        setUpStream(file.get(), isSharedLock);
         mFile = std::move(file);
         return {};
     }
@@ -77,11 +106,12 @@ LockFailure LockedFile::take(const std::string& localPath, bool isShared)
 
 bool isLockOfParent(int descriptor)
 {
+    if (!isForkedSinceLoad()) return false;
     // A file without an owner has another type of owner, and one whose owner has ended has none but
     // the type.
     struct f_owner_ex owner = {};
-    return ::fcntl(descriptor, F_GETOWN_EX, &owner) == 0 && owner.type == F_OWNER_PID &&
-           owner.pid != ::getpid();
+    if (::fcntl(descriptor, F_GETOWN_EX, &owner) != 0) return false;
+    return owner.type != F_OWNER_PID || owner.pid != qzSystemUtils::GetCurrentProcessID();
 }
 
 bool unlockFile(int descriptor)
@@ -89,15 +119,10 @@ bool unlockFile(int descriptor)
     return changeLock(descriptor, LOCK_UN);
 }
 
-bool mayRemoveLocked(int descriptor, const std::string& localPath)
+bool mayRemoveLocked(std::FILE* file, const std::string& localPath)
 {
-    // Two holders of a shared lock could otherwise both see the file at its path; the second would
-    // then remove the file of a taker that came after the first.
-    struct flock removal = {};
-    removal.l_type = F_WRLCK;
-    const bool isTaken =
-        ::fcntl(descriptor, F_OFD_SETLK, &removal) != 0 && (errno == EAGAIN || errno == EACCES);
-    return !isTaken && isAtPath(descriptor, localPath);
+    const int descriptor = ::fileno(file);
+    return (!hasSharedLock(file) || isOnlyRemover(descriptor)) && isAtPath(descriptor, localPath);
 }
 
 }  // namespace qz::system

@@ -38,6 +38,6 @@ bool unlockFile(int descriptor);
 
 /// Whether this process may remove the file at the path: it still is the locked one, and no other
 /// holder of a shared lock is removing it.
-bool mayRemoveLocked(int descriptor, const std::string& localPath);
+bool mayRemoveLocked(std::FILE* file, const std::string& localPath);
 
 }  // namespace qz::system

@@ -7,7 +7,6 @@
 #include <stdio_ext.h>
 
 #include <qz/SystemError.h>
-#include <qz/qzDirUtils.h>
 #include <qz/qzSystemUtils.h>
 #include <qz/qzThread.h>
 
@@ -80,8 +79,9 @@ bool qzLockFile::releaseLock(bool removeFile, std::string* errorMsg)
         addError(errorMsg, "File is not locked");
         return false;
     }
-    const std::string localPath = text::toLocal(mPath);
-    const std::string path = std::exchange(mPath, {});
+    // Before anything is released, because memory may be short.
+    const std::string localPath = removeFile ? text::toLocal(mPath) : std::string();
+    mPath.clear();
     const StandardFile file(std::exchange(mFile, nullptr));
     const int descriptor = ::fileno(file.get());
     if (system::isLockOfParent(descriptor)) {
@@ -89,8 +89,8 @@ bool qzLockFile::releaseLock(bool removeFile, std::string* errorMsg)
         return true;
     }
     // The file is removed while it is locked: whoever has opened it will find another at the path.
-    const bool isRemoved = !removeFile || (system::mayRemoveLocked(descriptor, localPath) &&
-                                           qzDirUtils::RemoveFileUtf8(path, nullptr));
+    const bool isRemoved = !removeFile || (system::mayRemoveLocked(file.get(), localPath) &&
+                                           std::remove(localPath.c_str()) == 0);
     const bool isUnlocked = system::unlockFile(descriptor);
     if (!isUnlocked)
         addError(errorMsg, "Fail to release lock on file, " + SystemError(errno).toString());

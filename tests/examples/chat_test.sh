@@ -6,16 +6,8 @@ source "$(dirname "$0")/expect.sh"
 
 export TMPDIR=$folder
 
-# wait_for FILE TEXT: until a line of that text is in the file.
-wait_for()
-{
-    local i
-    for ((i = 0; i < 6000; ++i)); do
-        if grep -qxF -- "$2" "$1" 2>/dev/null; then return; fi
-        sleep 0.01
-    done
-    fail "no line '$2' in $1: $(cat "$1")"
-}
+# wait_for_line FILE TEXT: until a line of that text is in the file.
+wait_for_line() { wait_for grep -qxF -- "$2" "$1"; }
 
 # expect_end PROCESS STATUS
 expect_end()
@@ -33,21 +25,21 @@ start_both()
     "$program" --wait room <first.in >first.out 2>first.err &
     first=$!
     exec 3>first.in
-    wait_for first.err "chat: waiting as 'room'"
+    wait_for_line first.err "chat: waiting as 'room'"
     "$program" room <second.in >second.out 2>second.err 3>&- &
     second=$!
     exec 4>second.in
-    wait_for first.err 'chat: connected'
-    wait_for second.err 'chat: connected'
+    wait_for_line first.err 'chat: connected'
+    wait_for_line second.err 'chat: connected'
 }
 
 # --- Lines in both directions, and the end of one side's input
 
 start_both
 echo 'from the first' >&3
-wait_for second.out '> from the first'
+wait_for_line second.out '> from the first'
 printf 'from the second\nand käse\n\n' >&4
-wait_for first.out '> and käse'
+wait_for_line first.out '> and käse'
 printf 'without an end' >&3
 exec 3>&-
 expect_end $first 0
@@ -61,7 +53,7 @@ expect_text second.err $'chat: connected\nchat: the other side has left'
 
 start_both
 echo 'before' >&4
-wait_for first.out '> before'
+wait_for_line first.out '> before'
 kill -KILL $second
 expect_end $first 1
 expect_end $second 137
@@ -95,8 +87,8 @@ cat lines >&3 &
 writer=$!
 cat lines >&4
 wait $writer
-wait_for first.out '> 100000'
-wait_for second.out '> 100000'
+wait_for_line first.out '> 100000'
+wait_for_line second.out '> 100000'
 exec 3>&-
 expect_end $first 0
 expect_end $second 1
@@ -108,9 +100,9 @@ sed 's/^/> /' lines | cmp - second.out || fail "the second side has got other li
 
 start_both
 printf 'a\033[2Jb\007\n' >&3
-wait_for second.out '> a?[2Jb?'
+wait_for_line second.out '> a?[2Jb?'
 printf 'c\302\2332Jd\303\233\n' >&3
-wait_for second.out $'> c\302?2Jd\303\233'
+wait_for_line second.out $'> c\302?2Jd\303\233'
 exec 3>&- 4>&-
 wait $first || true
 wait $second || true
@@ -129,7 +121,7 @@ mkfifo first.in
 "$program" --wait room <first.in >/dev/full 2>first.err &
 first=$!
 exec 3>first.in
-wait_for first.err "chat: waiting as 'room'"
+wait_for_line first.err "chat: waiting as 'room'"
 : >second.err
 echo 'for a full disk' | "$program" room >second.out 2>second.err || true
 expect_end $first 3

@@ -67,3 +67,17 @@ expect_common_options()
 expect_text() { [[ $(cat "$1") == "$2" ]] || fail "'$(cat "$1")' instead of '$2'"; }
 expect_line() { grep -qxF -- "$2" "$1" || fail "no line '$2' in: $(cat "$1")"; }
 expect_pattern() { grep -q -- "$2" "$1" || fail "nothing like '$2' in: $(cat "$1")"; }
+
+# wait_for COMMAND...: until it succeeds; the limit only ends a hang.
+wait_for()
+{
+    local i
+    for ((i = 0; i < 1200; ++i)); do
+        if "$@" 2>/dev/null; then return; fi
+        sleep 0.05
+    done
+    fail "waited in vain for: $*"
+}
+# What a test may wait for: the end of a process, any text in a file.
+is_gone() { ! kill -0 "$1" 2>/dev/null || grep -q '^State:.Z' "/proc/$1/status"; }
+has_line() { [[ -s $1 ]]; }

@@ -4,19 +4,7 @@
 # shellcheck source=tests/examples/expect.sh
 source "$(dirname "$0")/expect.sh"
 
-# wait_for COMMAND...: until it succeeds; the limit only ends a hang.
-wait_for()
-{
-    local i
-    for ((i = 0; i < 1200; ++i)); do
-        if "$@" 2>/dev/null; then return; fi
-        sleep 0.05
-    done
-    fail "waited in vain for: $*"
-}
-is_gone() { ! kill -0 "$1" 2>/dev/null || grep -q '^State:.Z' "/proc/$1/status"; }
 has_open() { find "/proc/$1/fd" -lname "*/$2" | grep -q .; }
-has_line() { [[ -s $1 ]]; }
 # expect_no_leftover: no file that was written in part is left.
 expect_no_leftover() { [[ -z $(find . -name '*.new-*') ]] || fail "left: $(ls)"; }
 

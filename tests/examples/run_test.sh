@@ -4,19 +4,6 @@
 # shellcheck source=tests/examples/expect.sh
 source "$(dirname "$0")/expect.sh"
 
-# wait_for COMMAND...: until it succeeds; the limit only ends a hang.
-wait_for()
-{
-    local i
-    for ((i = 0; i < 1200; ++i)); do
-        if "$@" 2>/dev/null; then return; fi
-        sleep 0.05
-    done
-    fail "waited in vain for: $*"
-}
-is_gone() { ! kill -0 "$1" 2>/dev/null || grep -q '^State:.Z' "/proc/$1/status"; }
-has_line() { [[ -s $1 ]]; }
-
 # --- The exit status, and the output in the log
 
 expect 0 -- sh -c 'echo good; echo bad >&2'

@@ -22,6 +22,7 @@
 #include "ext/ChildRuns.h"
 #include "support/ChildProcess.h"
 #include "support/Environment.h"
+#include "support/Files.h"
 #include "support/LibraryStart.h"
 #include "support/LogCapture.h"
 #include "support/ScratchFolder.h"
@@ -55,6 +56,17 @@ TEST(ChildInheritanceTest, HasTheDescriptorsOfTheStandardStreamsOnly)
     EXPECT_EQ(ChildProcess::Run(options).output, "0\n1\n2\n3\n");
     ::close(extra);
     ::close(high);
+}
+
+TEST(ChildInheritanceTest, LeavesNoDescriptorToProgramsThatAreStartedOtherwise)
+{
+    const std::size_t before = support::countInheritedDescriptors();
+    ChildOptions options = shell("cat");
+    options.programs.push_back({"cat"});
+    options.input = ChildInput::Memory("text");
+    ChildProcess process;
+    ASSERT_TRUE(process.start(options));
+    EXPECT_EQ(support::countInheritedDescriptors(), before);
 }
 
 TEST(ChildInheritanceTest, HasNothingOfAnotherChildInPlaceOfAStreamThatWasClosed)
@@ -117,7 +129,8 @@ TEST(ChildInheritanceTest, IsSearchedForInThePath)
     const support::ScratchFolder folder;
     const std::string tool = folder.write("qz-tool", "#!/bin/sh\necho found in $0\n");
     const support::ChildResult outer = support::runInChild([&] {
-        ::setenv("PATH", ("/no/such/folder:" + folder.getPath() + ":/bin").c_str(), 1);
+        const std::string noFolders = "/no/such/folder:/etc/passwd:";
+        ::setenv("PATH", (noFolders + folder.getPath() + ":/bin").c_str(), 1);
         if (ChildProcess::Run(program("qz-tool")).failure.error != EACCES) return 1;
         ::chmod(tool.c_str(), 0755);
         if (ChildProcess::Run(program("qz-tool")).output != "found in " + tool + "\n") return 2;

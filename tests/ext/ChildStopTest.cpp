@@ -1,6 +1,8 @@
 // Time limits, requests to stop, and the end of the parent.
 
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/ptrace.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -139,6 +141,57 @@ TEST_F(ChildStopTest, LeavesAProcessThatHasLeftTheGroup)
     ::kill(std::stoi(pid), SIGKILL);
 }
 
+// Makes a pipe of a program large enough for all of its output.
+void enlargeOutput(int pid)
+{
+    constexpr int kPipeBytes = 1'048'576;
+    const std::string path = "/proc/" + std::to_string(pid) + "/fd/1";
+    const int output = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    EXPECT_GE(::fcntl(output, F_SETPIPE_SZ, kPipeBytes), kPipeBytes);
+    ::close(output);
+}
+
+TEST_F(ChildStopTest, GetsAllThatAKilledProgramHasWritten)
+{
+    constexpr std::size_t kBytes = 500'000;  // several reads
+    // The program has written all before it is stopped, and has ended before all is read.
+    struct SlowReader : qzCancelInterfaceReadOnly {
+        bool shouldCancel() const override
+        {
+            if (isWritten) return true;
+            support::writeFile(folder.getPath("go"), "");
+            isWritten = support::waitUntil(
+                [&] { return ::access(folder.getPath("written").c_str(), F_OK) == 0; });
+            return true;
+        }
+        explicit SlowReader(const support::ScratchFolder& someFolder) : folder(someFolder) {}
+        const support::ScratchFolder& folder;
+        mutable bool isWritten = false;
+    } const cancel(mFolder);
+    ChildProcess process;
+    int linesAfterStop = 0;
+    std::size_t bytes = 0;
+    ChildOptions options = shell(
+        "trap '' TERM; until [ -e $1/go ]; do sleep 0.01; done; yes | head -c 500000; >$1/written;"
+        "while :; do sleep 0.01; done",
+        {mFolder.getPath()});
+    options.output = ChildOutput::Lines([&](std::string_view line) {
+        bytes += line.size() + 1;
+        // The first read comes before the kill, which follows a grace time of none.
+        const bool isAfterTheKill = cancel.isWritten && ++linesAfterStop == 40'000;
+        EXPECT_TRUE(!isAfterTheKill || support::waitUntil([&] { return !process.isRunning(); }));
+    });
+    ASSERT_TRUE(process.start(options));
+    enlargeOutput(process.getPids()[0]);
+    ChildWait wait;
+    wait.cancel = &cancel;
+    wait.graceMs = 0;
+    const ChildResult result = process.communicate(wait);
+    EXPECT_EQ(describe(result), "signal " + std::to_string(SIGKILL));
+    EXPECT_TRUE(result.isCancelled);
+    EXPECT_EQ(bytes, kBytes);
+}
+
 TEST_F(ChildStopTest, SignalsTheProgramsAloneWithoutAGroup)
 {
     ChildOptions options = shell("exec sleep 300");
@@ -270,6 +323,58 @@ TEST_F(ChildStopTest, LeavesNothingOfACommunicationWhoseThreadIsCancelled)
         });
         EXPECT_EQ(outer.getEnd(), "exit 0");
     }
+}
+
+constexpr int kMayNotTrace = 77;
+
+// Runs a process until it has made a child, which then stands still.
+pid_t traceToFirstChild(pid_t parent)
+{
+    const std::string threads = "/proc/" + std::to_string(parent) + "/task/";
+    ::ptrace(PTRACE_SETOPTIONS, parent, 0, PTRACE_O_TRACECLONE | PTRACE_O_TRACEVFORK);
+    for (pid_t stopped = parent; stopped > 0;) {
+        ::ptrace(PTRACE_CONT, stopped, 0, 0);
+        int status = 0;
+        stopped = ::waitpid(-1, &status, __WALL);
+        if (::access((threads + std::to_string(stopped)).c_str(), F_OK) != 0) return stopped;
+    }
+    return 0;
+}
+
+// Kills the parent of a program before the program's process has made its first step.
+int runOrphan(const std::string& path)
+{
+    const pid_t parent = ::fork();
+    if (parent == 0) {
+        if (::ptrace(PTRACE_TRACEME, 0, 0, 0) != 0) ::_exit(kMayNotTrace);
+        ::raise(SIGSTOP);
+        ::_exit(runUntilKilled(path));
+    }
+    int status = 0;
+    ::waitpid(parent, &status, 0);
+    if (WIFEXITED(status)) return WEXITSTATUS(status);
+    const pid_t child = traceToFirstChild(parent);
+    if (child <= 0) return 1;
+    ::kill(parent, SIGKILL);
+    // Its other threads end before it does, and each of them must be waited for.
+    for (pid_t ended = 0; ended != parent; ended = ::waitpid(-1, &status, __WALL)) {
+        if (ended < 0) return 2;
+    }
+    ::ptrace(PTRACE_CONT, child, 0, 0);
+    ::waitpid(child, &status, __WALL);
+    if (WIFEXITED(status)) return 0;
+    ::kill(child, SIGKILL);  // it executes the program
+    return 3;
+}
+
+TEST_F(ChildStopTest, DoesNotRunIfItsParentIsKilledDuringTheStart)
+{
+    const int hangLimitSec = 60;
+    const support::ChildResult outer =
+        support::runInChild([&] { return runOrphan(mFolder.getPath("pid")); }, "", hangLimitSec);
+    if (outer.exitCode == kMayNotTrace) GTEST_SKIP() << "no right to trace";
+    EXPECT_EQ(outer.getEnd(), "exit 0");
+    EXPECT_NE(::access(mFolder.getPath("pid").c_str(), F_OK), 0);
 }
 
 TEST_F(ChildStopTest, EndsWithAParentThatIsKilled)

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,6 +19,7 @@
 #include <gtest/gtest.h>
 
 #include <qz/ext/ChildProcess.h>
+#include <qz/qzCancelInterface.h>
 #include <qz/qzIoDevice.h>
 #include <qz/qzIoDeviceFileStream.h>
 
@@ -177,6 +179,34 @@ TEST_F(ChildStreamsTest, InheritsTheStreamsOfThisProcess)
     EXPECT_EQ(outer.getEnd(), "exit 0");
     EXPECT_EQ(outer.out, "text\n");
     EXPECT_EQ(outer.err, "bad\n");
+}
+
+TEST_F(ChildStreamsTest, ReportsThatAStreamCanNotBeInherited)
+{
+    const support::ChildResult outer = support::runInChild([] {
+        ChildOptions options = shell("exit 0");
+        options.input = ChildInput::Inherited();
+        const support::DescriptorLimit noneLeft(0);
+        const std::string end = describe(ChildProcess::Run(options));
+        return end == "fcntl, errno " + std::to_string(EMFILE) ? 0 : 1;
+    });
+    EXPECT_EQ(outer.getEnd(), "exit 0") << "it was taken for a stream that is closed";
+}
+
+TEST_F(ChildStreamsTest, TakesNoTerminalThatIsAnInputAsItsOwn)
+{
+    const support::ChildResult outer = support::runInChild([] {
+        const int screen = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+        char path[100] = "";
+        if (::setsid() < 0 || ::grantpt(screen) != 0 || ::unlockpt(screen) != 0) return 1;
+        if (::ptsname_r(screen, path, sizeof path) != 0) return 2;
+        ChildOptions options = shell("exit 0");
+        options.input = ChildInput::File(path);
+        if (describe(ChildProcess::Run(options)) != "exit 0") return 3;
+        // The name of the own terminal, which there is none.
+        return ::open("/dev/tty", O_RDWR) < 0 && errno == ENXIO ? 0 : 4;
+    });
+    EXPECT_EQ(outer.getEnd(), "exit 0");
 }
 
 TEST_F(ChildStreamsTest, MixesBothOutputsIfToldSo)
@@ -348,6 +378,46 @@ TEST_F(ChildStreamsTest, ReportsTheFirstOfTwoFailures)
     EXPECT_EQ(describe(process.communicate()), "write to the device, errno " + std::to_string(EIO));
 }
 
+TEST_F(ChildStreamsTest, WaitsAgainIfItsInputHasBecomeFullSinceThePoll)
+{
+    // Fills the pipe of the input before its own bytes can be written, and has it read afterwards.
+    struct FillingDevice : TextDevice, qzCancelInterfaceReadOnly {
+        using TextDevice::TextDevice;
+        unsigned long readBytes(char* dst, unsigned long size) override
+        {
+            if (!isFull) {
+                const std::string path = "/proc/" + std::to_string(process.getPids()[0]) + "/fd/0";
+                const int pipe = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+                const std::string bytes(4096, 'x');
+                while (::write(pipe, bytes.data(), bytes.size()) > 0) {
+                }
+                isFull = errno == EAGAIN;
+                ::close(pipe);
+            }
+            return TextDevice::readBytes(dst, size);
+        }
+        bool shouldCancel() const override
+        {
+            if (isFull) support::writeFile(goPath, "");
+            return false;
+        }
+        ChildProcess process;
+        bool isFull = false;
+        std::string goPath;
+    } device("text");
+    device.goPath = mFolder.getPath("go");
+    ChildOptions options =
+        shell("until [ -e $1 ]; do sleep 0.01; done; tail -c 4", {device.goPath});
+    options.input = ChildInput::Device(device);
+    ASSERT_TRUE(device.process.start(options));
+    ChildWait wait;
+    wait.cancel = &device;
+    const ChildResult result = device.process.communicate(wait);
+    EXPECT_TRUE(device.isFull);
+    EXPECT_EQ(describe(result), "exit 0");
+    EXPECT_EQ(result.output, "text");
+}
+
 TEST_F(ChildStreamsTest, ReportsADeviceInError)
 {
     TextDevice device("text");
@@ -365,9 +435,11 @@ TEST_F(ChildStreamsTest, RaisesNoSigpipeIfTheProgramReadsNothing)
         ChildOptions options = program("/bin/true");
         options.input = ChildInput::Memory(std::string(10 * kMegabyte, 'x'));
         if (describe(ChildProcess::Run(options)) != "exit 0") return 1;
-        sigset_t pending;
-        ::sigpending(&pending);
-        return ::sigismember(&pending, SIGPIPE) == 0 ? 0 : 2;
+        sigset_t signals;
+        ::sigpending(&signals);
+        if (::sigismember(&signals, SIGPIPE) != 0) return 2;
+        ::sigprocmask(SIG_BLOCK, nullptr, &signals);
+        return ::sigismember(&signals, SIGPIPE) == 0 ? 0 : 3;
     });
     EXPECT_EQ(outer.getEnd(), "exit 0");
 }
@@ -522,6 +594,16 @@ TEST_F(ChildStreamsTest, LogsLines)
     ASSERT_EQ(describe(ChildProcess::Run(options)), "exit 0");
     EXPECT_THAT(log.getLines(),
                 ::testing::UnorderedElementsAre("INFO(tool) one", "INFO(tool) two", "WARNING bad"));
+}
+
+TEST_F(ChildStreamsTest, LogsLinesWithoutACarriageReturnAtTheirEnd)
+{
+    const support::LibraryStart library;
+    support::LogCapture log;
+    ChildOptions options = shell("printf 'one\\r\\n\\r\\nt\\rwo\\nthree\\r\\r\\nlast\\r'");
+    options.output = ChildOutput::Log(qzLog::Info);
+    ASSERT_EQ(describe(ChildProcess::Run(options)), "exit 0");
+    EXPECT_THAT(log.getLines(), ElementsAre("INFO one", "INFO t\rwo", "INFO three\r", "INFO last"));
 }
 
 }  // namespace

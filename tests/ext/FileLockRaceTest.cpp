@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <map>
 
@@ -95,9 +96,12 @@ protected:
         if (pid != 0) return pid;
         while (mRace->rounds[self] < getRounds(self)) {
             FileLock lock;
-            // Without pauses, processes often open the file that another one is removing.
-            while (GetParam() && !lock.tryLockUtf8(mPath, FileLock::Exclusive))
+            SystemFailure failure;
+            // Without pauses, processes often open the file that another one is removing or making.
+            while (GetParam() && !lock.tryLockUtf8(mPath, FileLock::Exclusive, &failure)) {
+                if (failure.error != EAGAIN && failure.error != ESTALE) ::_exit(2);
                 ::sched_yield();
+            }
             if (!GetParam() && !lock.lockUtf8(mPath, FileLock::Exclusive, -1, nullptr)) ::_exit(1);
             holdOnce(*mRace, self);
             if (GetParam()) ::unlink(mPath.c_str());

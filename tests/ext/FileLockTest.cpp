@@ -1,11 +1,14 @@
 #include <qz/ext/FileLock.h>
 
 #include <fcntl.h>
+#include <stdlib.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <thread>
@@ -257,6 +260,23 @@ TEST_F(FileLockTest, GetsTheFileThatReplacedTheOneItWaitedFor)
     EXPECT_TRUE(mSecond.isFileInPlace());
 }
 
+TEST_F(FileLockTest, NoticesAFileOfTheSameNumberOnAnotherDisk)
+{
+    const support::ChildResult child = support::runInChild([&] {
+        if (!support::mountSmallDisk(mFolder.getPath(), "64k")) return support::kNoSmallDisk;
+        struct stat first = {};
+        struct stat second = {};
+        if (!take(mFirst) || ::stat(mPath.c_str(), &first) != 0) return 1;
+        if (::mount("none", mFolder.getPath().c_str(), "tmpfs", 0, "size=64k") != 0) return 2;
+        support::writeFile(mPath, "");
+        if (::stat(mPath.c_str(), &second) != 0 || first.st_dev == second.st_dev) return 3;
+        if (first.st_ino != second.st_ino) return 4;
+        return mFirst.isFileInPlace() ? 5 : kExpected;
+    });
+    if (child.exitCode == support::kNoSmallDisk) GTEST_SKIP() << "no right to mount";
+    EXPECT_EQ(child.exitCode, kExpected);
+}
+
 // --- Files that can't be locked
 
 TEST_F(FileLockTest, RefusesALinkAndLeavesItsTargetAlone)
@@ -431,6 +451,34 @@ TEST_F(FileLockTest, IsNotKeptByAChildThatOutlivesTheHolder)
     ::kill(child, SIGKILL);
     ::close(ready[0]);
     ::close(ready[1]);
+}
+
+TEST_F(FileLockTest, IsReleasedThoughAProcessHasACopyOfTheDescriptor)
+{
+    ASSERT_TRUE(take(mFirst));
+    const pid_t child = ::_Fork();  // without the handlers of a fork
+    if (child == 0) {
+        for (;;)
+            ::pause();
+    }
+    EXPECT_FALSE(take(mSecond));
+    mFirst.unlock();
+    EXPECT_TRUE(take(mSecond)) << "the copy holds the lock";
+    killAndReap(child);
+}
+
+TEST_F(FileLockTest, TakesNoTerminalAsItsOwn)
+{
+    const support::ChildResult child = support::runInChild([&] {
+        const int screen = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+        char path[100] = "";
+        if (::setsid() < 0 || ::grantpt(screen) != 0 || ::unlockpt(screen) != 0) return 1;
+        if (::ptsname_r(screen, path, sizeof path) != 0) return 2;
+        if (mFirst.tryLockUtf8(path, FileLock::Exclusive, &mFailure)) return 3;
+        if (FileLock::FindHolderUtf8(path).has_value()) return 4;
+        return ::open("/dev/tty", O_RDWR) < 0 && errno == ENXIO ? kExpected : 5;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 42");
 }
 
 TEST_F(FileLockTest, TakesALockOfItsOwnInAForkedChild)

@@ -18,6 +18,20 @@ TEST(ExtLockLineTest, StaysOneShortLine)
     EXPECT_EQ(formatLockLine({1, std::string(1000, 'x')}).size(), kMaxLockLineBytes);
 }
 
+TEST(ExtLockLineTest, CutsALongNameBetweenCharacters)
+{
+    std::string name;
+    for (int i = 0; i < 500; ++i)
+        name += "\xc3\xa9";
+    for (const std::string& start : {std::string(), std::string("x")}) {
+        const std::string line = formatLockLine({1, start + name});
+        EXPECT_GE(line.size(), kMaxLockLineBytes - 1);
+        EXPECT_LE(line.size(), kMaxLockLineBytes);
+        const std::string program = parseLockLine(line).program;
+        EXPECT_EQ(program, (start + name).substr(0, program.size())) << "half a character was left";
+    }
+}
+
 TEST(ExtLockLineTest, ReadsNothingFromOtherTexts)
 {
     for (const char* text : {"", "Lock of process ", "Lock of process x, y\n", "precious",
@@ -32,6 +46,11 @@ TEST(ExtLockLineTest, ReadsNothingFromOtherTexts)
 TEST(ExtLockLineTest, ReadsNoControlCharacters)
 {
     EXPECT_EQ(parseLockLine("Lock of process 7, a\x1b[2J\r\x7f").program, "a?[2J??");
+    EXPECT_EQ(parseLockLine("Lock of process 7, \xc2\x9b"
+                            "2J\xc3\xa9")
+                  .program,
+              "?2J\xc3\xa9");
+    EXPECT_EQ(parseLockLine("Lock of process 7, a\xe9").program, "a?");
 }
 
 TEST(ExtLockLineTest, KnowsALockFileByItsStart)

@@ -125,6 +125,17 @@ TEST_F(PipeChannelTest, MovesTheConnection)
     EXPECT_FALSE(moved.isConnected());
 }
 
+TEST_F(PipeChannelTest, IsClosedByAConnectionThatFails)
+{
+    startServer();
+    PipeChannel channel;
+    ASSERT_TRUE(connect(channel));
+    EXPECT_FALSE(channel.connect("nobody", 0, nullptr, &mFailure));
+    EXPECT_EQ(mFailure.error, ENOENT);
+    EXPECT_FALSE(channel.isConnected());
+    EXPECT_EQ(waitForReason(), ENOTCONN);
+}
+
 TEST_F(PipeChannelTest, FailsAtOnceWithoutAServer)
 {
     PipeChannel channel;
@@ -425,10 +436,12 @@ TEST_F(PipeChannelTest, WorksWithDescriptorsFrom1024Upward)
 TEST_F(PipeChannelTest, LeavesNoDescriptorAndNoFile)
 {
     const std::size_t before = support::countOpenDescriptors();
+    const std::size_t inherited = support::countInheritedDescriptors();
     startServer();
     PipeChannel channel;
     ASSERT_TRUE(connect(channel));
     EXPECT_EQ(exchange(channel, "x"), "x");
+    EXPECT_EQ(support::countInheritedDescriptors(), inherited);
     channel.close();
     stopServer();
     EXPECT_EQ(support::countOpenDescriptors(), before);

@@ -187,4 +187,33 @@ TEST(PipePeerTest, KeepsAClientThatReadsSlowly)
     }));
 }
 
+TEST(MessageStreamTest, KeepsTheFirstFailure)
+{
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    const RawSocket own(ends[0]);
+    RawSocket other(ends[1]);
+    MessageStream stream(10);
+    ASSERT_TRUE(stream.append("message"));
+    ASSERT_TRUE(other.send(toBytes(11) + toBytes(0)));
+    ASSERT_EQ(stream.receive(own.get()), MessageStream::Step::Moved);
+    std::string message;
+    EXPECT_FALSE(stream.take(message));
+    EXPECT_EQ(stream.getFailure().error, EMSGSIZE);
+    other.close();
+    EXPECT_EQ(stream.send(own.get()), MessageStream::Step::Broken);
+    EXPECT_EQ(stream.receive(own.get()), MessageStream::Step::Broken);
+    EXPECT_EQ(stream.getFailure().error, EMSGSIZE);
+}
+
+TEST(PipePeerTest, KeepsTheFirstReasonOfItsEnd)
+{
+    const Connection connection;
+    connection.peer->close();
+    ASSERT_TRUE(connection.client.send(toBytes(0xFFFFFFFF) + toBytes(0)));
+    connection.receive(true);
+    connection.peer->close(SystemFailure{"later", EIO});
+    EXPECT_EQ(connection.peer->getReason().error, ECONNABORTED);
+}
+
 }  // namespace qz::ext

@@ -6,6 +6,7 @@
 
 #include <qz/qzStringUtils.h>
 
+#include "ext/base/PrintableText.h"
 #include "support/LibraryStart.h"
 
 namespace qz::ext {

@@ -59,8 +59,9 @@ TEST_F(SingleInstanceTest, FindsTheRunningOne)
 
 TEST_F(SingleInstanceTest, RefusesNamesThatLeadElsewhere)
 {
-    for (const std::string& name : {std::string(), std::string("a/b"), std::string(".."),
-                                    std::string(".hidden"), std::string(101, 'x')}) {
+    for (const std::string& name :
+         {std::string(), std::string("a/b"), std::string(".."), std::string(".hidden"),
+          std::string("a\0b", 3), std::string(101, 'x')}) {
         EXPECT_FALSE(mFirst.claim(name, &mFailure)) << name;
         EXPECT_EQ(mFailure.error, EINVAL) << name;
         EXPECT_EQ(mFailure.step, "use of the name '" + name + "'");

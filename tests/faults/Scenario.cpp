@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <iostream>
 #include <set>
+#include <system_error>
 
 #include <qz/qzLog.h>
 
@@ -68,6 +69,16 @@ Watch::Watch()
 Watch::~Watch()
 {
     if (qzFaultsWatch != nullptr) qzFaultsWatch(-1);
+}
+
+std::string watchStart(std::string (*body)())
+{
+    const Watch watch;
+    try {
+        return body();
+    } catch (const std::system_error& error) {
+        return std::string("not started: ") + error.what();
+    }
 }
 
 std::string makeFreshPath(const std::string& folder)

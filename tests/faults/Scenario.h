@@ -14,6 +14,9 @@ public:
     Watch& operator=(const Watch&) = delete;
 };
 
+/// Does something under a `Watch`. A thread that could not be started is its outcome.
+std::string watchStart(std::string (*body)());
+
 /// One piece of work with the library. Gives what a caller gets to see of it, in a line.
 /// @param folder a folder to work in, which is the same at each call.
 using Work = std::string (*)(const std::string& folder);

@@ -1,4 +1,4 @@
-// A lock is taken on a new file, refused to another object, released, and taken on the file that
+// A lock is taken on a new file, refused to another object, released, and shared on the file that
 // was kept.
 
 #include <unistd.h>
@@ -26,7 +26,7 @@ std::string useLocks(const std::string& path)
     if (other.takeLockUtf8(path, nullptr, qzLockFile::LockExclusive, &error)) return "two holders";
     const std::string refusal = error;
     if (!lock.releaseLock(false, &error)) return "release: " + error;
-    if (!other.takeLockUtf8(path, &wasThere, qzLockFile::LockExclusive, &error))
+    if (!other.takeLockUtf8(path, &wasThere, qzLockFile::LockShared, &error))
         return "existing: " + error;
     const std::string start = wasThere ? "" : "as a new file, ";
     if (!other.releaseLock(true, &error)) return start + "removal: " + error;

@@ -1,7 +1,6 @@
 // A watchdog with a high limit of memory is started, switched off and on, and ended.
 
 #include <string>
-#include <system_error>
 
 #include <qz/MemoryWatchDog.h>
 
@@ -24,12 +23,7 @@ std::string watch()
 
 std::string work(const std::string& /*folder*/)
 {
-    const qz::faults::Watch watchOfCalls;
-    try {
-        return watch();
-    } catch (const std::system_error& error) {
-        return std::string("not started: ") + error.what();
-    }
+    return qz::faults::watchStart(&watch);
 }
 
 }  // namespace

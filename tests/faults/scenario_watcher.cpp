@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <string>
-#include <system_error>
 
 #include <qz/MemoryAndCpuWatcher.h>
 
@@ -47,12 +46,7 @@ std::string measure()
 
 std::string work(const std::string& /*folder*/)
 {
-    const qz::faults::Watch watch;
-    try {
-        return measure();
-    } catch (const std::system_error& error) {
-        return std::string("not started: ") + error.what();
-    }
+    return qz::faults::watchStart(&measure);
 }
 
 }  // namespace

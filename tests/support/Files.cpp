@@ -1,5 +1,7 @@
 #include "support/Files.h"
 
+#include <fcntl.h>
+
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -28,6 +30,15 @@ std::size_t countOpenDescriptors()
     const auto count = std::distance(begin(descriptors), end(descriptors));
     // The walk holds a descriptor of its own.
     return static_cast<std::size_t>(count) - 1;
+}
+
+std::size_t countInheritedDescriptors()
+{
+    std::size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        if (::fcntl(std::stoi(entry.path().filename()), F_GETFD) == 0) ++count;
+    }
+    return count;
 }
 
 std::string toHex(const std::string& bytes)

@@ -13,6 +13,8 @@ void writeFile(const std::string& path, const std::string& content);
 
 /// How many descriptors the process has open.
 std::size_t countOpenDescriptors();
+/// How many of them a program inherits that this process executes.
+std::size_t countInheritedDescriptors();
 
 /// Bytes as two digits each with a blank between, for example "0a ff".
 std::string toHex(const std::string& bytes);

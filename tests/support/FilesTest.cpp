@@ -16,6 +16,16 @@ TEST(FilesTest, CountsOpenDescriptors)
     EXPECT_EQ(countOpenDescriptors(), before);
 }
 
+TEST(FilesTest, CountsDescriptorsThatAProgramInherits)
+{
+    const std::size_t before = countInheritedDescriptors();
+    const int own = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    const int inherited = ::open("/dev/null", O_RDONLY);
+    EXPECT_EQ(countInheritedDescriptors(), before + 1);
+    ::close(own);
+    ::close(inherited);
+}
+
 TEST(FilesTest, WritesBytesAsHex)
 {
     EXPECT_EQ(toHex(""), "");

@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -275,6 +276,23 @@ TEST_F(qzLockFileTest, LeavesAnotherTakersFileAlone)
     EXPECT_FALSE(take(afterwards)) << "two exclusive holders";
 }
 
+TEST_F(qzLockFileTest, LeavesTheFileToAnotherHolderThatIsRemovingIt)
+{
+    support::writeFile(mPath, "");
+    qzLockFile first;
+    qzLockFile second;
+    ASSERT_TRUE(take(first, kShared) && take(second, kShared));
+    struct flock removal = {};
+    removal.l_type = F_WRLCK;
+    const int descriptor = qzLockFileTestPeer::getDescriptor(first);
+    ASSERT_EQ(::fcntl(descriptor, F_OFD_SETLK, &removal), 0);
+    EXPECT_FALSE(release(second, true));
+    EXPECT_EQ(mError, "Fail to remove lock file");
+    EXPECT_TRUE(hasFile());
+    EXPECT_TRUE(release(first, true));
+    EXPECT_FALSE(hasFile());
+}
+
 // Without its descriptor, an object can't know whose file is at the path, and leaves it there.
 TEST_F(qzLockFileTest, ReportsThatItsDescriptorWasClosed)
 {
@@ -373,6 +391,36 @@ TEST_F(qzLockFileTest, AForkedChildLeavesTheLockOfAnEndedParentToItsDescriptor)
     };
     EXPECT_TRUE(support::waitUntil(isDone));
     EXPECT_EQ(support::readFile(done), "left");
+}
+
+TEST_F(qzLockFileTest, AChildOfAnyKindOfForkLeavesTheLockToItsParent)
+{
+    support::writeFile(mPath, "");
+    for (const auto type : {kExclusive, kShared}) {
+        qzLockFile lock;
+        ASSERT_TRUE(take(lock, type));
+        const pid_t child = ::_Fork();  // without the handlers of a fork
+        if (child == 0) ::_exit(lock.releaseLock(true, nullptr) && !lock.isLocked() ? 0 : 1);
+        int status = 0;
+        EXPECT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+        EXPECT_TRUE(hasFile());
+        qzLockFile other;
+        EXPECT_FALSE(take(other)) << "the child has released it";
+        EXPECT_TRUE(release(lock, false));
+    }
+}
+
+TEST_F(qzLockFileTest, AForkedChildKeepsItsLockFromAChildOfItsOwn)
+{
+    const auto body = [this] {
+        qzLockFile lock;
+        if (!take(lock)) return 1;
+        const auto grandchild = [&] { return lock.releaseLock(true, nullptr) ? 0 : 1; };
+        if (runInChild(grandchild).getEnd() != "exit 0" || !hasFile()) return 2;
+        return release(lock, true) && !hasFile() ? 0 : 3;
+    };
+    EXPECT_EQ(runInChild(body).getEnd(), "exit 0");
 }
 
 TEST_F(qzLockFileTest, AForkedChildHasLocksOfItsOwn)

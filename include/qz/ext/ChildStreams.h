@@ -70,7 +70,8 @@ struct QZ_API ChildOutput {
     /// A function, line by line, called by `communicate` on its thread. A line of more than
     /// `maxLineBytes` comes in several pieces; the last one need not end in a line feed.
     static ChildOutput Lines(LineHandler onLine, std::size_t maxLineBytes = kMaxLineBytes);
-    /// The log, an entry a line. Empty lines are left out.
+    /// The log, an entry a line. One carriage return at the end of a line is left out, as some
+    /// programs end their lines with it too, and so are lines that are empty then.
     static ChildOutput Log(qzLog::EntryType type, const std::string& subType = {});
     /// For the standard error stream only: wherever the output of the last program goes.
     static ChildOutput SameAsOutput();

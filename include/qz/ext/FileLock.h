@@ -18,7 +18,8 @@ namespace qz::ext {
 struct QZ_API LockHolder {
     /// Its process id, as that process sees it; 0 if unknown.
     long pid = 0;
-    /// The name of its program; empty if unknown.
+    /// The name of its program in UTF-8, with "?" in place of what can't be shown; empty if
+    /// unknown.
     std::string program;
 };
 
@@ -82,8 +83,10 @@ public:
     ///     object has one.
     bool tryLockUtf8(const std::string& path, Mode mode, SystemFailure* failure = nullptr);
 
-    /// Takes a lock, and waits until it is free. Waiting processes try again every 10 ms at the
-    /// latest, in no fixed order.
+    /// Takes a lock, and waits until it is free. Waiting processes try again every 2 ms at the
+    /// latest, in no fixed order: the first that tries while the lock is free gets it. A process
+    /// that takes the lock again at once, in a loop, can keep the others waiting for seconds; it
+    /// should leave the lock free about as long as it holds it.
     /// @param timeoutMs a negative time has no limit.
     /// @param cancel ends the wait; may be null.
     /// @param failure as for `tryLockUtf8`, and ETIMEDOUT or ECANCELED after a wait.

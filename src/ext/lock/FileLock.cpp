@@ -151,14 +151,16 @@ bool FileLock::tryLockUtf8(const std::string& path, Mode mode, SystemFailure* fa
 
 // The wait polls, because the cancel request can only be polled. A blocking call of the system
 // would need a signal to end it, and signals belong to the application, or a thread that nobody can
-// join. An attempt takes some microseconds, so that a waiting process uses less than 0.1 % of a
-// processor.
+// join. An attempt takes some microseconds, so that a waiting process uses some 0.2 % of a
+// processor. With longer pauses a process misses the short times in which a lock in demand is free:
+// where 8 processes held it for 1 ms and then did without it for 1 ms, pauses of up to 10 ms made
+// some waits as long as 1 s.
 bool FileLock::lockUtf8(const std::string& path, Mode mode, int timeoutMs,
                         const qzCancelInterfaceReadOnly* cancel, SystemFailure* failure)
 {
     using std::chrono::microseconds;
     constexpr microseconds kFirstPause(100);
-    constexpr microseconds kLongestPause(10'000);
+    constexpr microseconds kLongestPause(2000);
     const std::string localPath = toLocal(path);
     if (localPath.empty()) return fail(failure, "conversion of the path '" + path + "'", EILSEQ);
     const WaitLimit limit(timeoutMs, cancel);

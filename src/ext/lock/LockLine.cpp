@@ -1,6 +1,9 @@
 #include "LockLine.h"
 
+#include <algorithm>
 #include <charconv>
+
+#include "base/PrintableText.h"
 
 namespace qz::ext {
 
@@ -9,14 +12,16 @@ namespace {
 constexpr std::string_view kStart = "Lock of process ";
 constexpr std::string_view kBetween = ", ";
 
-// The name of a program without what would control a terminal or end a line of a log.
-std::string makePrintable(std::string_view program)
+// The start of a text in UTF-8, without a part of a character.
+std::string shorten(const std::string& text, std::size_t maxBytes)
 {
-    std::string text(program);
-    for (char& c : text) {
-        if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = '?';
-    }
-    return text;
+    if (text.size() <= maxBytes) return text;
+    const auto isInside = [&](std::size_t at) {
+        return (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80;
+    };
+    while (maxBytes > 0 && isInside(maxBytes))
+        --maxBytes;
+    return text.substr(0, maxBytes);
 }
 
 }  // namespace
@@ -26,7 +31,7 @@ std::string formatLockLine(const LockHolder& holder)
     std::string line(kStart);
     line += std::to_string(holder.pid);
     line += kBetween;
-    line += makePrintable(holder.program).substr(0, kMaxLockLineBytes - 1 - line.size());
+    line += shorten(makePrintable(holder.program), kMaxLockLineBytes - 1 - line.size());
     return line + '\n';
 }
 
@@ -41,7 +46,7 @@ LockHolder parseLockLine(std::string_view text)
     if (error != std::errc() || holder.pid <= 0) return {};
     text.remove_prefix(static_cast<std::size_t>(rest - text.data()));
     if (text.substr(0, kBetween.size()) == kBetween)
-        holder.program = makePrintable(text.substr(kBetween.size()));
+        holder.program = makePrintable(std::string(text.substr(kBetween.size())));
     return holder;
 }
 

@@ -13,6 +13,7 @@ LineSplitter::Handler makeHandler(const ChildOutput& target)
 {
     if (target.kind == ChildOutput::Kind::Lines) return target.onLine;
     return [type = target.type, subType = target.text](std::string_view line) {
+        if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
         if (line.empty()) return;
         const char* const channel = subType.empty() ? nullptr : subType.c_str();
         qzLogObject(type, /*synchronous=*/false, channel, nullptr) << std::string(line);

@@ -17,10 +17,6 @@ struct ProgressFigures {
     long elapsedMs = 0;   ///< Since the start.
 };
 
-/// A text for one line of a terminal: "?" in place of each control character, and of each byte
-/// beyond ASCII if the text isn't UTF-8.
-std::string makePrintable(std::string text);
-
 /// The whole percent of a progress. A float that is just below a percent counts as that percent.
 int toPercent(double progress);
 

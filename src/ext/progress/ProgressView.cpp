@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "ProgressText.h"
+#include "base/PrintableText.h"
 #include "base/QuietWrite.h"
 
 namespace qz::ext {

@@ -1,3 +1,5 @@
+#include "ProcessIdentity.h"
+
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -22,10 +24,14 @@ long* makeCellWipedOnFork()
     return nullptr;
 }
 
+// Whether the cell was filled, in this process or in the one that it was forked from.
+bool gWasCellFilled = false;
+bool gIsForked = false;
+
 // A child of `vfork` uses the memory of its parent. Were its call the first, it would write its own
 // id where the parent reads. So the first call is made at load; a forked child makes it for its
 // random seed.
-[[maybe_unused]] const long gProcessIdAtLoad = qzSystemUtils::GetCurrentProcessID();
+const long gProcessIdAtLoad = qzSystemUtils::GetCurrentProcessID();
 
 }  // namespace
 
@@ -36,8 +42,17 @@ long qzSystemUtils::GetCurrentProcessID()
     const long known = relaxedLoad(*cell);
     if (known != 0) return known;
     const long asked = ::getpid();
+    if (relaxedLoad(gWasCellFilled)) relaxedStore(gIsForked, true);
+    relaxedStore(gWasCellFilled, true);
     relaxedStore(*cell, asked);
     return asked;
+}
+
+bool isForkedSinceLoad()
+{
+    // The ids are equal if the system has used an id again, or in another namespace of ids. Without
+    // the cell, the flag stays false.
+    return qzSystemUtils::GetCurrentProcessID() != gProcessIdAtLoad || relaxedLoad(gIsForked);
 }
 
 long qzSystemUtils::GetParentProcessID()
