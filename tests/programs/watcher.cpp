@@ -14,6 +14,8 @@
 //   result          prints what is extracted
 //   lines           prints the captured entries as "TYPE(sub-type) message"
 //   debug           captures the log with DEBUG entries
+//
+// With "unstarted" as the first argument, the library isn't started.
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -30,6 +32,7 @@
 #include <cstring>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -208,9 +211,13 @@ private:
 
 }  // namespace
 
-int main(int /*argumentCount*/, char** arguments)
+int main(int argumentCount, char** arguments)
 {
-    const qz::support::LibraryStart start(qz::FullInit);
+    std::optional<qz::support::LibraryStart> start;
+    if (argumentCount > 1 && std::strcmp(arguments[1], "unstarted") == 0)
+        ++arguments;
+    else
+        start.emplace(qz::FullInit);
     setRam("1024");
     setTicks("0");
     gIsIdlingThreads = true;

@@ -391,6 +391,14 @@ TEST(CpuLeavesTest, ReadsNoLeafForANegativeCount)
     EXPECT_EQ(leaves.extended.size(), 1U);
 }
 
+TEST(CpuLeavesTest, NeedsNoMemoryForANumberThatNoProcessorHas)
+{
+    const CpuLeaves leaves = impl::readLeaves(
+        [](std::uint32_t leaf) { return makeLeaf(leaf, 0x7FFFFFFFU, 0xFFFFFFFFU); });
+    EXPECT_EQ(leaves.standard.size(), 256U);
+    EXPECT_EQ(leaves.extended.size(), 256U);
+}
+
 TEST(CpuLeavesTest, ReadsNoExtendedLeafWithoutTheirMark)
 {
     const CpuLeaves leaves = impl::readLeaves([](std::uint32_t) { return CpuLeaf(); });
