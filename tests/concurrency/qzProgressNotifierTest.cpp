@@ -116,6 +116,14 @@ TEST(qzProgressNotifierBaseTest, WeighsItsSteps)
     EXPECT_EQ(notifier.getGlobalProgress(), 0.625F);
 }
 
+TEST(qzProgressNotifierBaseTest, GoesBackToTheStartOfAStepWithANewScale)
+{
+    qzProgressNotifierBase notifier;
+    notifier.setCurrentStepProgress(0.5);
+    notifier.setCurrentStepMaxProgress(8);
+    EXPECT_EQ(notifier.getGlobalProgress(), 0.0F);
+}
+
 TEST(qzProgressNotifierBaseTest, NestsGroups)
 {
     qzProgressNotifierBase notifier;
