@@ -133,6 +133,17 @@ TEST(MemoryAndCpuWatcherSampling, CountsASampleThatIsTakenWhileNotWatching)
     EXPECT_EQ(runSteps({"capture", "1", "result"}), "start=0 ram=1/1048576/1048576/1048576\n");
 }
 
+TEST(MemoryAndCpuWatcherSampling, CountsAFigureOfZero)
+{
+    EXPECT_EQ(runSteps(kStart, {"ram", "0", "capture", "0", "result"}),
+              "start=10000 ram=2/1048576/0/1048576\n");
+}
+
+TEST(MemoryAndCpuWatcherSampling, SleepsWithoutALimitWhileNotWatching)
+{
+    EXPECT_THAT(runSteps({"idle"}), ::testing::EndsWith("no limit\n"));
+}
+
 TEST(MemoryAndCpuWatcherSampling, IgnoresAStampWhileNotWatching)
 {
     EXPECT_EQ(runSteps({"stamp", "early", "result"}), "start=0 ram=0/0\n");
