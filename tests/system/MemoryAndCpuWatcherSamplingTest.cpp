@@ -93,11 +93,11 @@ TEST(MemoryAndCpuWatcherSampling, WritesNumbersWithThreeDigitsAndOneDecimal)
 {
     const std::string table =
         runSteps(kStart, {"wall",    "107000", "tick",   "98000",  "ram",    "1234567", "ticks",
-                          "1200",    "stamp",  "some",   "wall",   "207500", "tick",    "198000",
-                          "ram",     "126500", "ticks",  "124600", "stamp",  "much",    "tick",
-                          "1031000", "ticks",  "124700", "stamp",  "little", "table"});
+                          "12000",   "stamp",  "some",   "wall",   "207500", "tick",    "198000",
+                          "ram",     "126500", "ticks",  "135400", "stamp",  "much",    "tick",
+                          "1031000", "ticks",  "135500", "stamp",  "little", "table"});
     EXPECT_EQ(getRow(table, "some"),
-              "│ some │ 1.2GB │ - │ 1.2GB │ 6.2% │ 12.4% │ 1m 37s │ +1m 37s │");
+              "│ some │ 1.2GB │ - │ 1.2GB │ 61.9% │ 124% │ 1m 37s │ +1m 37s │");
     EXPECT_EQ(getRow(table, "much"),
               "│ much │ 124MB │ -1.1GB │ 1.2GB │ 1234% │ 1234% │ 3m 17s 500ms │ +1m 40s 500ms │");
     EXPECT_EQ(getRow(table, "little"),
