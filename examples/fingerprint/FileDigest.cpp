@@ -1,8 +1,11 @@
 #include "FileDigest.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <limits>
 #include <memory>
 #include <new>
+#include <optional>
 #include <vector>
 
 #include <fcntl.h>
@@ -31,10 +34,12 @@ public:
     Descriptor& operator=(const Descriptor&) = delete;
 
     int get() const { return mDescriptor; }
-    bool isRegularFile() const
+    // Nothing for what is no regular file.
+    std::optional<unsigned long> getSize() const
     {
         struct stat status = {};
-        return ::fstat(mDescriptor, &status) == 0 && S_ISREG(status.st_mode);
+        if (::fstat(mDescriptor, &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+        return static_cast<unsigned long>(status.st_size);
     }
 
 private:
@@ -68,24 +73,28 @@ void digestFile(const std::string& path, const qz::qzCancelInterfaceReadOnly& ca
         return;
     }
     // A device may be endless, and a pipe that nobody writes to would count as an empty file.
-    if (!file.isRegularFile()) {
+    const std::optional<unsigned long> size = file.getSize();
+    if (!size) {
         entry.error = EINVAL;
         return;
     }
+    // The end of a file that grows may never come. Some file systems report no size at all.
+    const unsigned long mostBytes = *size != 0 ? *size : std::numeric_limits<unsigned long>::max();
     XXH3_128bits_reset(workshop.state.get());
     unsigned long bytes = 0;
-    for (;;) {
+    while (bytes < mostBytes) {
         if (cancel.shouldCancel()) return;
-        const ssize_t count = ::read(file.get(), workshop.buffer.data(), workshop.buffer.size());
+        const std::size_t wanted = std::min(mostBytes - bytes, workshop.buffer.size());
+        const ssize_t count = ::read(file.get(), workshop.buffer.data(), wanted);
         if (count == 0) break;
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) {
             entry.error = errno;
             return;
         }
-        const auto size = static_cast<std::size_t>(count);
-        XXH3_128bits_update(workshop.state.get(), workshop.buffer.data(), size);
-        bytes += size;
+        const auto readBytes = static_cast<std::size_t>(count);
+        XXH3_128bits_update(workshop.state.get(), workshop.buffer.data(), readBytes);
+        bytes += readBytes;
     }
     const XXH128_hash_t hash = XXH3_128bits_digest(workshop.state.get());
     entry.digest = {hash.high64, hash.low64};

@@ -117,6 +117,8 @@ Status run(const Options& options, qz::ConcurrentPool& pool,
     Problems problems;
     Digests digests;
     digests.files = findFiles(options.folders, pool, cancel, problems);
+    // The list can't have the digest of itself.
+    if (!options.csvPath.empty()) leaveOut(options.csvPath, options.folders, digests.files.entries);
     watcher.stampReference("find");
     digestFiles(options, pool, cancel, digests);
     for (const FileEntry& entry : digests.files.entries) {

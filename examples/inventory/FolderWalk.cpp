@@ -47,18 +47,25 @@ bool isMet(const std::string& localName)
 
 }  // namespace
 
-FolderWalk::FolderWalk(const qz::qzCancelInterface& cancel, Problems& problems, TakeFile takeFile)
-    : mCancel(cancel), mProblems(problems), mTakeFile(std::move(takeFile))
+FolderWalk::FolderWalk(qz::qzProgressNotifierInterface& progress, Problems& problems,
+                       TakeFile takeFile)
+    : mProgress(progress), mProblems(problems), mTakeFile(std::move(takeFile))
 {
 }
 
 bool FolderWalk::walk(const std::string& root)
 {
-    mPending.assign(1, root);
+    mPending.assign(1, {root, 1.0});
     while (!mPending.empty()) {
-        const std::string folder = std::move(mPending.back());
+        const Pending folder = std::move(mPending.back());
         mPending.pop_back();
-        if (mCancel.shouldCancel() || !walkFolder(folder)) return false;
+        const std::size_t first = mPending.size();
+        if (mProgress.shouldCancel() || !walkFolder(folder.path)) return false;
+        // How much is below a folder isn't known: it and those in it take equal parts of its share.
+        const double part = folder.share / static_cast<double>(mPending.size() - first + 1);
+        for (std::size_t i = first; i < mPending.size(); ++i)
+            mPending[i].share = part;
+        mProgress.incrementCurrentStepProgress(part);
     }
     return true;
 }
@@ -72,7 +79,8 @@ bool FolderWalk::walkFolder(const std::string& folder)
     }
     mIsEntered = false;
     errno = 0;
-    if (!visit(folder, /*recursive=*/false, nullptr, /*ignoreCase=*/false, &mCancel)) return false;
+    if (!visit(folder, /*recursive=*/false, nullptr, /*ignoreCase=*/false, &mProgress))
+        return false;
     if (mIsEntered)
         tellUnmetNames(folder);
     else
@@ -110,7 +118,7 @@ bool FolderWalk::visitFolder(const std::string& folder, const std::string& name)
     if (isLink(path))
         ++mLinkCount;
     else
-        mPending.push_back(std::move(path));
+        mPending.push_back({std::move(path), 0});
     return true;
 }
 

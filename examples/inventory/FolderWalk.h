@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include <qz/qzCancelInterface.h>
 #include <qz/qzDirUtils.h>
+#include <qz/qzProgressNotifier.h>
 
 #include "Problems.h"
 
@@ -20,7 +20,8 @@ public:
     /// Receives the path of each file. @return false to end the walk.
     using TakeFile = std::function<bool(const std::string& path)>;
 
-    FolderWalk(const qz::qzCancelInterface& cancel, Problems& problems, TakeFile takeFile);
+    /// @param progress its current step is a walk; it is also what cancels one.
+    FolderWalk(qz::qzProgressNotifierInterface& progress, Problems& problems, TakeFile takeFile);
 
     /// @return false when the walk was cancelled, or ended by the receiver.
     bool walk(const std::string& root);
@@ -29,6 +30,12 @@ public:
     unsigned long getLinkCount() const { return mLinkCount; }
 
 private:
+    // A folder to walk, and its part of the walk.
+    struct Pending {
+        std::string path;
+        double share;
+    };
+
     bool walkFolder(const std::string& folder);
     void tellUnmetNames(const std::string& folder);
 
@@ -37,10 +44,10 @@ private:
     bool visitFolder(const std::string& folder, const std::string& name) override;
     bool leaveFolder(const std::string& folder) override;
 
-    const qz::qzCancelInterface& mCancel;
+    qz::qzProgressNotifierInterface& mProgress;
     Problems& mProblems;
     TakeFile mTakeFile;
-    std::vector<std::string> mPending;
+    std::vector<Pending> mPending;
     bool mIsEntered = false;
     unsigned long mLinkCount = 0;
 };

@@ -9,6 +9,7 @@ namespace inventory {
 
 void Problems::tell(const std::string& message)
 {
+    mPrepare();
     std::cerr << "inventory: " << message << '\n';
     ++mCount;
 }

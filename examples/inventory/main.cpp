@@ -1,9 +1,15 @@
 // Lists files in CSV files, reads these back, and prints what they add up to.
 
 #include <iostream>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
 
 #include <qz/ext/LibraryStart.h>
+#include <qz/ext/ProgressView.h>
 #include <qz/qzDirUtils.h>
+#include <qz/qzProgressNotifier.h>
 
 #include "CsvFiles.h"
 #include "FileEntry.h"
@@ -41,20 +47,33 @@ std::string describeWritten(const std::vector<CsvFile>& files)
            " CSV files are written";
 }
 
-// Lists what is below the folders, up to a cancellation or a failure to write.
-void list(const std::vector<std::string>& folders, const qz::qzCancelInterface& cancel,
-          CsvFiles& csv, Problems& problems)
+qz::ext::ProgressViewOptions makeViewOptions()
+{
+    qz::ext::ProgressViewOptions options;
+    options.title = "list";
+    // In a log file the lines about the CSV files are enough.
+    options.isQuiet = ::isatty(STDERR_FILENO) != 1;
+    return options;
+}
+
+// Lists what is below the folders, up to a cancellation or a failure to write. Returns how many
+// links were not followed.
+unsigned long list(const std::vector<std::string>& folders,
+                   qz::qzProgressNotifierInterface& progress, CsvFiles& csv, Problems& problems)
 {
     FileEntry entry;
-    FolderWalk walk(cancel, problems, [&](const std::string& path) {
-        return !lookAtFile(path, cancel, problems, entry) || csv.writeRow(toCells(entry));
+    FolderWalk walk(progress, problems, [&](const std::string& path) {
+        return !lookAtFile(path, progress, problems, entry) || csv.writeRow(toCells(entry));
     });
-    if (!csv.begin()) return;
-    for (const std::string& folder : folders)
-        if (!walk.walk(folder)) break;
+    if (!csv.begin()) return 0;
+    qz::qzProgressNotifierGroupCloser closer;
+    progress.beginStepGroupWeights(std::vector<double>(folders.size(), 1.0), 1.0, &closer);
+    for (std::size_t i = 0; i < folders.size(); ++i) {
+        progress.changeCurrentStep(1.0, i);
+        if (!walk.walk(folders[i])) break;
+    }
     csv.finish();
-    if (walk.getLinkCount() != 0)
-        std::cout << "not followed: " << walk.getLinkCount() << " links to folders\n";
+    return walk.getLinkCount();
 }
 
 Status printTotals(const CsvFiles& csv, const Problems& problems)
@@ -71,9 +90,15 @@ Status printTotals(const CsvFiles& csv, const Problems& problems)
 
 Status run(const Options& options, const qz::qzCancelInterface& cancel)
 {
-    CsvFiles csv(options.outputPath, options.rowsPerFile, kColumnNames, report);
-    Problems problems;
-    list(options.folders, cancel, csv, problems);
+    qz::ext::ProgressView view(makeViewOptions(), &cancel);
+    CsvFiles csv(options.outputPath, options.rowsPerFile, kColumnNames, [&](const CsvFile& file) {
+        view.clearLine();
+        report(file);
+    });
+    Problems problems([&view] { view.clearLine(); });
+    const unsigned long linkCount = list(options.folders, view, csv, problems);
+    view.clearLine();
+    if (linkCount != 0) std::cout << "not followed: " << linkCount << " links to folders\n";
     if (!csv.getError().empty())
         return end(StatusNoList, csv.getError() + "; " + describeWritten(csv.getFiles()));
     if (cancel.shouldCancel())

@@ -26,7 +26,9 @@ bool OutputFile::make(std::string& error)
     const fs::file_status status = fs::status(mPath, unknown);
     mIsDevice = fs::is_character_file(status) || fs::is_block_file(status);
     if (mIsDevice) return true;
-    if (fs::exists(status) && !fs::is_regular_file(status)) {
+    // A link such as /dev/stdout may lead to a regular file, but it is to be used and not replaced.
+    const bool isOpenFile = fs::read_symlink(mPath, unknown).string().rfind("/proc/", 0) == 0;
+    if (fs::exists(status) && (isOpenFile || !fs::is_regular_file(status))) {
         error = "it is no regular file";
         return false;
     }

@@ -7,7 +7,8 @@
 namespace shared {
 
 /// The file that a program writes for its user: a `NewFile`, or a device that is written to
-/// directly, such as /dev/full.
+/// directly, such as /dev/full. A link to an open file, such as /dev/stdout, is refused unless that
+/// is a device.
 class OutputFile {
 public:
     /// @param path the name of the complete file; empty for one that is always removed.

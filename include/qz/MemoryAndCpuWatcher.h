@@ -124,6 +124,7 @@ private:
     friend class MemoryAndCpuWatcherTestPeer;
 
     void run() override;
+    QZ_LOCAL static bool IsDebugEnabled();
     QZ_LOCAL void sampleRam(long nowMs);
     QZ_LOCAL void sampleCpu();
     QZ_LOCAL bool readUserSeconds(long& seconds);

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <iostream>
 #include <limits>
+#include <string>
 #include <string_view>
 
 #include <qz/qzProgressNotifier.h>
@@ -50,10 +51,12 @@ void qzProgressNotifierConsoleView::onProgressChanged(float progress)
     // In float: with other widths a product in double would round differently.
     const float fill = static_cast<float>(mBarWidth) * progress;
     const long filled = std::max(floorToInt(static_cast<double>(std::floor(fill))), 0);
-    std::cout << "\r[";
+    // Unformatted, as the program may have set a width for a text of its own.
+    std::cout.write("\r[", 2);
     writeRepeated(std::cout, '=', filled);
     writeRepeated(std::cout, ' ', mBarWidth - filled);
-    std::cout << "] " << std::to_string(percent) << "%  ";
+    const std::string end = "] " + std::to_string(percent) + "%  ";
+    std::cout.write(end.data(), static_cast<std::streamsize>(end.size()));
 }
 
 }  // namespace qz

@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::uint32_t kExtended = 0x80000000U;
 constexpr std::uint32_t kTopBit = 0x80000000U;
+constexpr std::uint32_t kMostLeaves = 256;    // of a range; far more than are used
 constexpr std::uint32_t kOsxsave = 1U << 27;  // of ECX in leaf 1: the system has XGETBV enabled
 
 CpuLeaf callCpuid(std::uint32_t leaf)
@@ -38,13 +39,15 @@ bool isUsed(std::uint32_t leaf)
 }
 
 // The first leaf of a range holds the number of the last one. A number that doesn't belong to the
-// range says that the processor has none of its leaves.
+// range says that the processor has none of its leaves. A processor without the range may answer
+// anything, so the number is no measure for memory.
 std::vector<CpuLeaf> readRange(const CpuidFunction& cpuid, std::uint32_t first)
 {
     std::vector<CpuLeaf> leaves = {cpuid(first)};
     const std::uint32_t last = leaves.front().eax;
     if ((last & kTopBit) != (first & kTopBit)) return {};
-    for (std::uint32_t leaf = first + 1; leaf <= last; ++leaf) {
+    const std::uint32_t lastCounted = std::min(last, first + kMostLeaves - 1);
+    for (std::uint32_t leaf = first + 1; leaf <= lastCounted; ++leaf) {
         leaves.push_back(isUsed(leaf) ? cpuid(leaf) : CpuLeaf());
     }
     return leaves;

@@ -24,8 +24,8 @@ struct CpuLeaves {
 /// Gives the registers for a leaf, with 0 in ECX.
 using CpuidFunction = std::function<CpuLeaf(std::uint32_t leaf)>;
 
-/// Reads the leaves that the processor says it has. Those that no description uses count, but are
-/// zero.
+/// Reads the leaves that the processor says it has, 256 of a range at most. Those that no
+/// description uses count, but are zero.
 CpuLeaves readLeaves(const CpuidFunction& cpuid);
 /// Reads the processor that this code runs on.
 CpuLeaves readOwnLeaves();

@@ -71,12 +71,18 @@ void MemoryAndCpuWatcher::stampReference(std::string label)
     mCurrent.label = std::move(label);
     mUsage.references.push_back(std::move(mCurrent));
     mCurrent.clear();
-    if (qzLog::msInstance != nullptr && qzLog::msInstance->isTypeEnabled(qzLog::Debug)) {
+    if (IsDebugEnabled()) {
         const TimestampReference& ended = mUsage.references.back();
         logDebug("memory") << "Memory watcher RAM usage: " << humanizeBytes(ended.lastRam) << " @"
                            << ended.label;
     }
     captureNow(/*force=*/false);
+}
+
+// Without a log there is nobody to report details to.
+bool MemoryAndCpuWatcher::IsDebugEnabled()
+{
+    return qzLog::msInstance != nullptr && qzLog::msInstance->isTypeEnabled(qzLog::Debug);
 }
 
 MemoryAndCpuWatcher::RamUsageData MemoryAndCpuWatcher::extractResult()

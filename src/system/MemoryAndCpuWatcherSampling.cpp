@@ -39,7 +39,8 @@ void MemoryAndCpuWatcher::sampleRam(long nowMs)
     mCurrent.timeMs = nowMs;
     mMonitorWindow.timeMs = nowMs;
     if (ram < 0) {
-        logDebug("perf") << "Memory watcher got a negative value of RAM usage: " << ram;
+        if (IsDebugEnabled())
+            logDebug("perf") << "Memory watcher got a negative value of RAM usage: " << ram;
         return;
     }
     mCurrent.lastRam = ram;

@@ -150,6 +150,18 @@ TEST_F(ConcurrentPoolTest, EntersSolversWithItsMutexHeld)
     EXPECT_FALSE(isFree);
 }
 
+TEST_F(ConcurrentPoolTest, GivesSolversItsMutexAndTheConditionThatIsTheirs)
+{
+    for (const unsigned int workers : {1U, 2U}) {
+        ConcurrentPool pool(workers);
+        const Solvers solvers(2, [&](qzMutex& mutex, qzWaitCondition& condition) {
+            EXPECT_EQ(&mutex, &Peer::editMutex(pool));
+            EXPECT_EQ(&condition, Peer::getSolverCondition(pool));
+        });
+        pool.runSolvers(solvers.get());
+    }
+}
+
 TEST_F(ConcurrentPoolTest, WaitsForTheLastSolver)
 {
     ConcurrentPool pool(2);
@@ -274,6 +286,19 @@ TEST_F(ConcurrentPoolTest, FinishesASolverBeforeItEnds)
     EXPECT_FALSE(ender.isDone());
     mayEnd = true;
     EXPECT_TRUE(ender.awaitDone());
+}
+
+TEST_F(ConcurrentPoolTest, BeginsNoSolverOnceItEnds)
+{
+    int runs = 0;
+    const Solvers solvers(1, [&](qzMutex&, qzWaitCondition&) { ++runs; });
+    {
+        const NewThreads workers;
+        ConcurrentPool pool(2);
+        ASSERT_TRUE(awaitSleep(workers.get()));
+        Peer::setSolver(pool, solvers.get().front());
+    }
+    EXPECT_EQ(runs, 0);
 }
 
 TEST_F(ConcurrentPoolTest, HasWorkersThatSleepUntilThereIsASolver)
@@ -453,6 +478,55 @@ TEST(ConcurrentPoolProgressTest, LeavesARequestFromOutsideAlone)
     proxy.updateProxy();
     flag = false;
     EXPECT_FALSE(proxy.shouldCancel()) << "its own flag was not set";
+    bool isRequested = true;
+    const qzCancelInterfaceProxyReadOnly source(&isRequested);
+    proxy.setExternalCancelInterface(&source);
+    proxy.updateProxy();
+    isRequested = false;
+    EXPECT_FALSE(proxy.shouldCancel()) << "nor was it for the other source";
+}
+
+TEST(ConcurrentPoolProgressTest, PassesTheFigureOfAProxyThatHasOneOn)
+{
+    class FigureProxy : public ConcurrentPool::ProgressNotifierProxy {
+    public:
+        using ProgressNotifierProxy::ProgressNotifierProxy;
+        float getGlobalProgress() const override { return 0.5F; }
+    };
+    qzProgressNotifierBase target;
+    FigureProxy proxy(target);
+    proxy.updateProxy();
+    EXPECT_EQ(target.getGlobalProgress(), 0.5F);
+}
+
+TEST(ConcurrentPoolProgressTest, OpensAGroupWithoutACloser)
+{
+    class GroupRecorder : public qzProgressNotifierBase {
+    public:
+        void beginStepGroupWeights(const std::vector<double>& weights, double firstStepMaxProgress,
+                                   qzProgressNotifierGroupCloser* closer) override
+        {
+            EXPECT_THAT(weights, ElementsAre(1.0));
+            EXPECT_EQ(firstStepMaxProgress, 1.0);
+            EXPECT_EQ(closer, nullptr);
+            ++groups;
+            qzProgressNotifierBase::beginStepGroupWeights(weights, firstStepMaxProgress, closer);
+        }
+        void endStepGroup() override
+        {
+            ++ends;
+            qzProgressNotifierBase::endStepGroup();
+        }
+        int groups = 0;
+        int ends = 0;
+    };
+    GroupRecorder target;
+    {
+        const ConcurrentPool::ProgressNotifierProxy proxy(target);
+        EXPECT_EQ(target.groups, 1);
+        EXPECT_EQ(target.ends, 0);
+    }
+    EXPECT_EQ(target.ends, 1);
 }
 
 // --- The pool of the process -----------------------------------------------------------------

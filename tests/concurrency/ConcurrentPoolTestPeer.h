@@ -27,16 +27,26 @@ public:
     static constexpr std::size_t kSolverOffset = 56;
     static constexpr std::size_t kPoolOffset = 64;
     static constexpr std::size_t kKeepRunningOffset = 72;
-    /// Hands a solver to the first worker, and doesn't wait for its end.
-    static void startSolver(ConcurrentPool& pool, ConcurrentPool::SolverBase* solver)
+    /// Gives a solver to the first worker, and doesn't wake it.
+    static void setSolver(ConcurrentPool& pool, ConcurrentPool::SolverBase* solver)
     {
         const qzMutexLocker locker(pool.mMutex);
         std::memcpy(static_cast<char*>(getWorker(pool)) + kSolverOffset, &solver, sizeof solver);
         pool.mPendingSolvers = 1;
+    }
+    /// Hands a solver to the first worker, and doesn't wait for its end.
+    static void startSolver(ConcurrentPool& pool, ConcurrentPool::SolverBase* solver)
+    {
+        const qzMutexLocker locker(pool.mMutex);
+        setSolver(pool, solver);
         pool.mWorkAvailable.wakeAll();
     }
     static std::size_t getThreadCount(const ConcurrentPool& pool) { return pool.mWorkers.size(); }
     static qzMutex& editMutex(ConcurrentPool& pool) { return pool.mMutex; }
+    static const void* getSolverCondition(const ConcurrentPool& pool)
+    {
+        return &pool.mSolverCondition;
+    }
     static const void* getTarget(const ConcurrentPool::ProgressNotifierProxy& proxy)
     {
         return proxy.mTarget;

@@ -1,5 +1,7 @@
 #include <qz/qzProgressNotifier.h>
 
+#include <iomanip>
+#include <iostream>
 #include <limits>
 #include <string>
 
@@ -25,6 +27,16 @@ TEST(qzProgressNotifierConsoleViewTest, FlushesNothing)
     view.setCurrentStepProgress(1);
     EXPECT_EQ(console.getText(), "\r[          ] 0%  \r[==========] 100%  ");
     EXPECT_EQ(console.getFlushCount(), 0);
+}
+
+TEST(qzProgressNotifierConsoleViewTest, LeavesAWidthThatTheProgramHasSetForItsOwnText)
+{
+    const support::StdoutCapture capture;
+    std::cout << std::setfill('*') << std::setw(9);
+    const qzProgressNotifierConsoleView view(nullptr, 3, nullptr);
+    std::cout << "own" << std::setfill(' ');
+    support::flushStandardStreams();
+    EXPECT_EQ(capture.getText(), "\r[   ] 0%  ******own");
 }
 
 TEST(qzProgressNotifierConsoleViewTest, ShowsEachWholePercentOnce)

@@ -116,6 +116,14 @@ TEST(qzProgressNotifierBaseTest, WeighsItsSteps)
     EXPECT_EQ(notifier.getGlobalProgress(), 0.625F);
 }
 
+TEST(qzProgressNotifierBaseTest, GoesBackToTheStartOfAStepWithANewScale)
+{
+    qzProgressNotifierBase notifier;
+    notifier.setCurrentStepProgress(0.5);
+    notifier.setCurrentStepMaxProgress(8);
+    EXPECT_EQ(notifier.getGlobalProgress(), 0.0F);
+}
+
 TEST(qzProgressNotifierBaseTest, NestsGroups)
 {
     qzProgressNotifierBase notifier;
@@ -296,6 +304,57 @@ TEST(qzProgressNotifierBaseTest, BeginsTheRootGroupOfAResetThroughTheVirtualFunc
     CountingNotifier<qzProgressNotifierBase> notifier;
     notifier.resetNotifier();
     EXPECT_EQ(notifier.groupCalls, 1);
+}
+
+TEST(qzProgressNotifierBaseTest, HasItsRequestToStopUntilAResetHasBegunTheRootGroup)
+{
+    class RequestRecorder : public qzProgressNotifierBase {
+    public:
+        std::vector<bool> requests;
+
+    protected:
+        void onProgressChanged(float /*progress*/) override { requests.push_back(shouldCancel()); }
+    };
+    RequestRecorder notifier;
+    notifier.cancel();
+    notifier.resetNotifier();
+    EXPECT_THAT(notifier.requests, ElementsAre(true));
+    EXPECT_FALSE(notifier.shouldCancel());
+}
+
+TEST(qzProgressNotifierBaseTest, UpdatesTheFigureOnceMoreAtTheEndOfAReset)
+{
+    class GrouplessRecorder : public Recorder {
+    public:
+        void beginStepGroupWeights(const std::vector<double>& /*weights*/,
+                                   double /*firstStepMaxProgress*/,
+                                   qzProgressNotifierGroupCloser* /*closer*/) override
+        {
+        }
+    };
+    GrouplessRecorder notifier;
+    notifier.resetNotifier();
+    EXPECT_THAT(notifier.figures, ElementsAre(1.0F)) << "without a group";
+}
+
+TEST(qzProgressNotifierBaseTest, RegistersTheCloserBeforeItUpdates)
+{
+    class CloserRecorder : public qzProgressNotifierBase {
+    public:
+        qzProgressNotifierGroupCloser closer;
+        const void* registered = nullptr;
+
+    protected:
+        void onProgressChanged(float /*progress*/) override
+        {
+            registered = Peer::getNotifier(closer);
+        }
+    };
+    CloserRecorder notifier;
+    notifier.setCurrentStepProgress(1);
+    notifier.beginStepGroupWeights({1, 1}, 1, &notifier.closer);
+    EXPECT_EQ(notifier.registered, static_cast<qzProgressNotifierInterface*>(&notifier));
+    notifier.closer.forgiveNotifier(/*endGroup=*/false);
 }
 
 TEST(qzProgressNotifierBaseTest, AllocatesNothingForAnUpdate)
@@ -483,6 +542,30 @@ TEST(qzProgressNotifierLayoutTest, KeepsTheOrderOfTheFields)
                          findOffset(group, group.currentStep), findOffset(group, group.maxProgress),
                          findOffset(group, group.progress)}),
                 ElementsAre(0, 24, 48, 56, 64));
+}
+
+TEST(qzProgressNotifierLayoutTest, StartsAGroupWithoutSteps)
+{
+    const qzProgressNotifierBase::StepGroup group;
+    EXPECT_THAT(group.weights, IsEmpty());
+    EXPECT_THAT(group.offsets, IsEmpty());
+    EXPECT_EQ(group.currentStep, 0U);
+    EXPECT_EQ(group.maxProgress, 1.0);
+    EXPECT_EQ(group.progress, 0.0);
+}
+
+TEST(qzProgressNotifierLayoutTest, KeepsTheSlotThatFollowsTheInterface)
+{
+    class CancelRecorder : public qzProgressNotifierCancelSupportOnly {
+    public:
+        float figure = -1;
+
+    protected:
+        void onProgressChanged(float progress) override { figure = progress; }
+    };
+    CancelRecorder notifier;
+    callSlot<void>(static_cast<qzProgressNotifierInterface*>(&notifier), 14, 0.25F);
+    EXPECT_EQ(notifier.figure, 0.25F);
 }
 
 TEST(qzProgressNotifierLayoutTest, KeepsTheOrderOfTheVirtualFunctions)

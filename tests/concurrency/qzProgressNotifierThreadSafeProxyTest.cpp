@@ -79,6 +79,45 @@ TEST_F(qzProgressNotifierThreadSafeProxyTest, ClosesGroupsUnderItsLock)
     EXPECT_EQ(Peer::getGroups(mTarget).size(), 1U);
 }
 
+TEST_F(qzProgressNotifierThreadSafeProxyTest, RegistersACloserUnderItsLock)
+{
+    // Ended by the closer before it takes the proxy.
+    class LockObserver : public qzProgressNotifierBase {
+    public:
+        explicit LockObserver(qzMutex& mutex) : mMutex(mutex) {}
+        void endStepGroup() override
+        {
+            std::thread([this] {
+                wasFree = mMutex.tryLock();
+                if (wasFree) mMutex.unlock();
+            }).join();
+        }
+        bool wasFree = true;
+
+    private:
+        qzMutex& mMutex;
+    };
+    LockObserver observer(Peer::editMutex(mProxy));
+    qzProgressNotifierGroupCloser closer;
+    closer.setNotifier(&observer);
+    mProxy.beginStepGroupWeights({1, 1}, 1, &closer);
+    EXPECT_FALSE(observer.wasFree);
+}
+
+TEST_F(qzProgressNotifierThreadSafeProxyTest, PassesARequestToStopOnAsOne)
+{
+    class RequestCounter : public qzProgressNotifierBase {
+    public:
+        void cancel() override { ++requests; }
+        int requests = 0;
+    };
+    RequestCounter target;
+    Proxy proxy(&target);
+    proxy.cancel();
+    EXPECT_EQ(target.requests, 1);
+    EXPECT_FALSE(target.shouldCancel()) << "what a request does is up to the target";
+}
+
 TEST_F(qzProgressNotifierThreadSafeProxyTest, CancelsAndPollsWithoutItsLock)
 {
     qzMutex& mutex = Peer::editMutex(mProxy);

@@ -62,6 +62,37 @@ expect 0 --quiet tree
 expect_pattern out ', threads: 1$'
 run_under=()
 
+# What is no file of its own is left out.
+mkdir special
+mkfifo special/pipe
+python3 -c 'import socket; socket.socket(socket.AF_UNIX).bind("special/socket")'
+ln -s nowhere special/dangling
+ln -s ../tree special/folder
+expect 0 --quiet special
+expect_pattern out '^files: 0, '
+expect_text err ''
+
+# Each folder below /proc would have files that never end.
+run_under=(timeout 600)
+expect 1 --quiet --csv kernel.csv /proc tree /proc/self
+expect_text err "fingerprint: cannot read the folder '/proc': it shows the kernel
+fingerprint: cannot read the folder '/proc/self': it shows the kernel"
+(($(grep -c '^2,' kernel.csv) == 6)) || fail "the other folder was not read: $(cat kernel.csv)"
+expect 1 --quiet --compare kernel.csv /proc tree
+expect_line out '0 added, 0 removed, 0 changed'
+run_under=()
+
+# The list can't have its own digest, but others of its name have theirs.
+mkdir -p own/sub
+cp tree/a.txt own/sub/list.csv
+for ((i = 0; i < 3; ++i)); do
+    expect 0 --quiet --csv own/list.csv own
+    expect_text own/list.csv 'folder,path,bytes,digest
+1,sub/list.csv,6,dc99a33f1b8cb24fd9aecaee4ac96fa3'
+done
+expect 0 --quiet --csv own/../own/list.csv --compare own/list.csv own
+expect_line out '0 added, 0 removed, 0 changed'
+
 # --- Real folders of the machine
 
 expect 0 --quiet --csv system.csv /usr/include "$root/src"
@@ -85,6 +116,13 @@ removed: copy/sub/empty
 1 added, 1 removed, 1 changed'
 expect 0 --quiet --compare list.csv copy
 expect_line out '0 added, 0 removed, 0 changed'
+# A name must not steer the terminal.
+mkdir steering
+touch steering/$'\u009b2J'
+expect 0 --quiet --csv none.csv tree/nothing
+expect 0 --quiet --compare none.csv steering
+expect_line out 'added: steering/?2J'
+rm none.csv
 # Folders are compared in their order.
 expect 0 --quiet --csv two.csv tree copy
 expect 0 --quiet --compare two.csv copy tree
@@ -154,6 +192,53 @@ expect_pattern busy.csv '^1,pipe,0,$'
 expect_pattern busy.csv '^1,vanishes,0,$'
 expect_pattern busy.csv '^1,zebra,0,99aa06d3014798d86001c324468d497f$'
 
+# --- A file that grows while it is read: its end may move on for ever
+
+# stop_while_reading FILE ARGUMENT...: starts the program, and stops it while it reads the file. Its
+# number is in `reader`.
+stop_while_reading()
+{
+    local file=$1 attempt
+    shift
+    for ((attempt = 0; attempt < 100; ++attempt)); do
+        "$program" "$@" >out 2>err &
+        reader=$!
+        while ! is_gone $reader; do
+            kill -STOP $reader
+            if has_open $reader "$file"; then return; fi
+            kill -CONT $reader
+            sleep 0.005
+        done
+        wait $reader || true
+    done
+    fail "it was never seen reading $file"
+}
+
+mkdir growing
+truncate -s 1G growing/log
+stop_while_reading log --quiet --csv growing.csv growing
+truncate -s 4T growing/log || truncate -s 1T growing/log
+kill -CONT $reader
+wait $reader || fail "status $? for a file that grows"
+expect_pattern growing.csv '^1,log,1073741824,'
+rm growing/log
+
+# --- Folders that vanish while they are read: a line each at most
+
+for ((i = 0; i < 3; ++i)); do
+    mkdir -p storm/{1..30}/{1..20}
+    touch storm/{1..30}/{1..20}/file
+    "$program" --quiet storm >out 2>err &
+    rm -rf storm/*
+    status=0
+    wait $! || status=$?
+    ((status <= 1)) || fail "status $status when folders vanish"
+    if grep -v "^fingerprint: cannot read.* 'storm/.*': System error : '(2) ENOENT No such .*'$" err
+    then
+        fail "another message when folders vanish"
+    fi
+done
+
 # --- Disks that are full, and other places for no list
 
 readonly full="System error : '(28) ENOSPC No space left on device'"
@@ -176,6 +261,11 @@ expect_text err \
     "fingerprint: cannot write 'nowhere/list.csv': System error : '(2) ENOENT No such file or directory'"
 expect 1 --quiet --csv tree tree
 expect_text err "fingerprint: cannot write 'tree': it is no regular file"
+# As /dev/stdout, which the superuser could replace.
+ln -s /proc/self/fd/1 output
+expect 1 --quiet --csv output tree
+expect_text err "fingerprint: cannot write 'output': it is no regular file"
+[[ -L output ]] || fail "the link to the standard output was replaced"
 status=0
 "$program" --quiet tree >/dev/full 2>err || status=$?
 ((status == 1)) || fail "status $status instead of 1 without room for the table"

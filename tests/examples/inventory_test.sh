@@ -56,6 +56,26 @@ total=$({ find tree -xtype f -print0 2>/dev/null || true; } | xargs -0 stat -Lc 
     awk '{ sum += $1 } END { print sum }')
 expect_line table "all|$file_count|$total|11"
 
+# A terminal shows how far it is, and its messages begin at the start of a line. Exit status 1.
+python3 - "$program" --output list.csv nowhere tree nowhere <<'END'
+import os, pty, re, sys
+pid, screen = pty.fork()
+if pid == 0:
+    os.execv(sys.argv[1], sys.argv[1:])
+text = b''
+while True:
+    try:
+        text += os.read(screen, 65536)
+    except OSError:  # the program has ended
+        break
+status = os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1])
+lines = [line.rsplit(b'\r', 1)[-1] for line in text.replace(b'\r\n', b'\n').split(b'\n')]
+missing = b"inventory: cannot walk 'nowhere': System error : '(2) ENOENT No such file or directory'"
+if status != 1 or not text.startswith(b'\rlist [') or lines.count(missing) != 2 or \
+        not any(re.fullmatch(b"wrote 'list.csv': [0-9]+ rows, [0-9]+ bytes", line) for line in lines):
+    sys.exit(f'inventory: status {status} on a terminal, which showed: {text}')
+END
+
 # --- Rotation: as many rows as asked for, and none lost between two files
 
 for rows in 1 5 $((file_count - 1)) $file_count; do

@@ -3,8 +3,10 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <new>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 #include <pthread.h>
 
@@ -12,8 +14,10 @@
 
 #include <qz/ConcurrentPool.h>
 #include <qz/qzCancelInterface.h>
+#include <qz/qzProgressNotifier.h>
 
 #include "ParallelFixture.h"
+#include "support/Allocations.h"
 #include "support/CancelledThread.h"
 #include "support/ChildProcess.h"
 #include "support/Waiting.h"
@@ -28,6 +32,17 @@ class ParallelStopTest : public ParallelFixture {};
 
 // Rules that hold on a pool of any size.
 class ParallelStopPoolTest : public ParallelPoolFixture {};
+
+class CountedObject {
+public:
+    explicit CountedObject(std::atomic<int>& count) : mCount(count) { ++mCount; }
+    ~CountedObject() { --mCount; }
+    CountedObject(const CountedObject&) = delete;
+    CountedObject& operator=(const CountedObject&) = delete;
+
+private:
+    std::atomic<int>& mCount;
+};
 
 INSTANTIATE_TEST_SUITE_P(Workers, ParallelStopPoolTest, ::testing::Values(1U, 2U, 8U));
 
@@ -137,6 +152,45 @@ TEST_P(ParallelStopPoolTest, PassesTheExceptionsOfEachFunctionOfAReduction)
                  std::out_of_range);
     EXPECT_THROW(parallelReduce(0, 5000, 0, one, failingCombine, mOptions), std::overflow_error);
     EXPECT_EQ(parallelReduce(0, 5000, 0, one, std::plus<>(), mOptions).value, 5000);
+}
+
+TEST_P(ParallelStopPoolTest, SurvivesEachFailedAllocationOfALoopInsideALoop)
+{
+    std::atomic<int> objects = 0;  // that exist
+    std::size_t failures = 0;
+    const auto useMemory = [&](int i) {
+        const CountedObject object(objects);
+        EXPECT_EQ(std::vector<int>(100, i).back(), i);
+    };
+    const auto walkAllocations = [&] {
+        qzProgressNotifierBase progress;
+        ParallelOptions options = mOptions;
+        options.notifier = &progress;
+        parallelFor(0, 50, useMemory, options);
+    };
+    const auto checkFailure = [&](const support::AllocationFailure& failure) {
+        EXPECT_TRUE(failure.threwBadAlloc);
+        EXPECT_EQ(objects, 0);
+    };
+    parallelFor(
+        0, 64,
+        [&](int i) {
+            if (i == 0) failures = support::failEachAllocation(walkAllocations, checkFailure);
+        },
+        mOptions);
+    EXPECT_GE(failures, 50U);
+    EXPECT_EQ(listInParallel(0, 5000, mOptions), listInALoop(0, 5000));
+}
+
+TEST_P(ParallelStopPoolTest, StaysUsableWhenAllWorkersAreOutOfMemory)
+{
+    const auto failToAllocate = [](int i) {
+        const support::AllocationFault fault(1);
+        EXPECT_EQ(std::vector<int>(100, i).back(), i);
+    };
+    for (int repetition = 0; repetition < 20; ++repetition)
+        EXPECT_THROW(parallelFor(0, 1000, failToAllocate, mOptions), std::bad_alloc);
+    EXPECT_EQ(listInParallel(0, 5000, mOptions), listInALoop(0, 5000));
 }
 
 TEST_F(ParallelStopTest, PassesAnExceptionOfTheRequestToStop)

@@ -1,5 +1,6 @@
 #include <qz/ext/ProgressView.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <functional>
@@ -383,6 +384,89 @@ TEST_F(ExtProgressViewTest, MissesALineThatAFullOutputDoesNotTake)
     mView.reset();
     ::close(ends[0]);
     ::close(ends[1]);
+}
+
+// The line that a view on a terminal of 20 columns shows at 60%, after it was cleared before.
+constexpr char kSixtyPercent[] = "\r[=======>    ]  60%";
+
+TEST_F(ExtProgressViewTest, DoesNotWaitForATerminalThatIsStoppedByCtrlS)
+{
+    const support::ChildResult result = support::runInChild(
+        [&] {
+            Terminal terminal(20);
+            showOn(terminal);
+            static_cast<void>(terminal.takeText());
+            terminal.setStopped(true);
+            for (int percent = 1; percent <= 50; ++percent)
+                report(percent / 100.0, 1000);
+            mView->clearLine();
+            terminal.setStopped(false);
+            report(0.6, 1000);
+            if (terminal.takeText() != kSixtyPercent) return 1;
+            terminal.setStopped(true);
+            mView.reset();
+            terminal.setStopped(false);
+            return terminal.takeText().empty() ? 7 : 2;
+        },
+        {}, /*timeoutSec=*/120);
+    EXPECT_EQ(result.getEnd(), "exit 7") << result.err;
+}
+
+TEST_F(ExtProgressViewTest, DoesNotWaitForAPipeThatNobodyReads)
+{
+    const support::ChildResult result = support::runInChild(
+        [&] {
+            int ends[2];
+            if (::pipe2(ends, O_CLOEXEC) != 0) return 2;
+            const auto size = static_cast<std::size_t>(::fcntl(ends[0], F_GETPIPE_SZ));
+            std::string text(size, 'x');
+            if (::write(ends[1], text.data(), size) != static_cast<ssize_t>(size)) return 3;
+            start(ends[1]);
+            report(0.5, 1000);
+            if (::read(ends[0], text.data(), size) != static_cast<ssize_t>(size)) return 4;
+            report(0.6, 1000);
+            text.resize(static_cast<std::size_t>(::read(ends[0], text.data(), size)));
+            return text == "copy: 60%  300kB/s  2s left\n" ? 7 : 5;
+        },
+        {}, /*timeoutSec=*/120);
+    EXPECT_EQ(result.getEnd(), "exit 7") << result.err;
+}
+
+TEST_F(ExtProgressViewTest, ShowsWholeLinesDuringAStormOfSignals)
+{
+    struct sigaction action = {};
+    struct sigaction before = {};
+    action.sa_handler = [](int) {};  // interrupts calls of the system
+    ASSERT_EQ(::sigaction(SIGWINCH, &action, &before), 0);
+    constexpr int kReports = 200;
+    Terminal terminal(20);
+    showOn(terminal);
+    std::atomic<bool> isDone = false;
+    std::thread worker([&] {
+        for (int i = 1; i <= kReports; ++i)
+            report(i * 0.5 / kReports, 1000);
+        isDone = true;
+    });
+    while (!isDone)
+        ::pthread_kill(worker.native_handle(), SIGWINCH);
+    worker.join();
+    ::sigaction(SIGWINCH, &before, nullptr);
+    const std::string text = terminal.takeText();
+    EXPECT_EQ(text.size(), 20U * (kReports + 1));
+    EXPECT_THAT(text, EndsWith("\r[======>     ]  50%"));
+}
+
+TEST_F(ExtProgressViewTest, IsNotSilentAfterItsClockWasSetBack)
+{
+    Terminal terminal(80);
+    showOn(terminal);
+    report(0.4, 10'000);
+    static_cast<void>(terminal.takeText());
+    report(0.5, -3'600'000);
+    const std::string text = terminal.takeText();
+    EXPECT_THAT(text, EndsWith("]  50%")) << "no rate for a time that isn't known";
+    report(0.6, 99);
+    EXPECT_EQ(terminal.takeText(), "") << "ten times a second from then on";
 }
 
 TEST_F(ExtProgressViewTest, LeavesOutATextWithoutMemory)

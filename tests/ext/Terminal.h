@@ -1,6 +1,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <poll.h>
 #include <stdlib.h>
 #include <sys/ioctl.h>
 #include <termios.h>
@@ -9,6 +10,8 @@
 #include <string>
 
 #include <gtest/gtest.h>
+
+#include "support/Waiting.h"
 
 namespace qz::ext {
 
@@ -27,6 +30,7 @@ public:
         termios settings = {};
         EXPECT_EQ(::tcgetattr(mDescriptor, &settings), 0);
         ::cfmakeraw(&settings);
+        settings.c_iflag |= IXON;
         EXPECT_EQ(::tcsetattr(mDescriptor, TCSANOW, &settings), 0);
         setColumns(columns);
     }
@@ -44,6 +48,16 @@ public:
         size.ws_row = 24;
         size.ws_col = static_cast<unsigned short>(columns);
         EXPECT_EQ(::ioctl(mScreen, TIOCSWINSZ, &size), 0);
+    }
+    /// Stops the output as Ctrl-S does, or continues it as Ctrl-Q does.
+    void setStopped(bool isStopped)
+    {
+        const char key = isStopped ? '\x13' : '\x11';
+        EXPECT_EQ(::write(mScreen, &key, 1), 1);
+        EXPECT_TRUE(support::waitUntil([&] {
+            pollfd output = {mDescriptor, POLLOUT, 0};
+            return (::poll(&output, 1, 0) == 0) == isStopped;
+        }));
     }
     /// Closes the window.
     void hangUp()

@@ -4,6 +4,7 @@
 //   static CODE    the same as a static object, which the exit destroys on its own thread
 //   two CODE       two static ones; the exit continues only after both have reported
 //   unstarted CODE one with a limit of 0, without a start of the library
+//   unread         one with a limit of 0, in a process whose memory can't be read: that is 0 bytes
 //   checks         which readings of the memory one with a high limit makes; see `countChecks`
 
 #include <dlfcn.h>
@@ -35,6 +36,7 @@ std::thread::id gMainThread;
 std::atomic<int> gReports = 0;
 std::atomic<int> gReadings = 0;
 std::atomic<bool> gMayRead = true;
+std::atomic<bool> gIsReadable = true;
 std::atomic<int> gUnlimitedWaits = 0;
 std::atomic<long> gLongestWaitMs = 0;
 std::atomic<bool> gIsTimeFrozen = false;
@@ -62,6 +64,7 @@ extern "C" FILE* fopen(const char* path, const char* mode)
         qz::support::waitUntil([] { return gMayRead.load(); });
         isReader = true;
         ++gReadings;
+        if (!gIsReadable) return nullptr;
     }
     return real(path, mode);
 }
@@ -184,6 +187,13 @@ int main(int argumentCount, char** arguments)
         std::atexit(&waitForBothReports);
         gMayRead = true;
         sleepForEver();
+    }
+    if (way == "unread") {
+        gIsReadable = false;
+        const qz::MemoryWatchDog dog("dog", 0, exitCode);
+        std::puts(qz::support::waitUntil([] { return gReadings >= 3; }) ? "alive" : "no readings");
+        qz::terminateQzSystem();
+        return 0;
     }
     std::puts(countChecks());
     qz::terminateQzSystem();

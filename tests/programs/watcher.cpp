@@ -14,6 +14,9 @@
 //   result          prints what is extracted
 //   lines           prints the captured entries as "TYPE(sub-type) message"
 //   debug           captures the log with DEBUG entries
+//
+// With "unstarted" as the first argument, the library isn't started. With "idle", it isn't either,
+// and the program prints how the thread of a watcher waits while it doesn't watch.
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -23,6 +26,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -30,6 +34,7 @@
 #include <cstring>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -38,11 +43,13 @@
 
 #include "support/LibraryStart.h"
 #include "support/LogCapture.h"
+#include "support/Waiting.h"
 
 namespace {
 
 thread_local bool isReplacing = false;  // on the main thread, from the first step on
 bool gIsIdlingThreads = false;
+std::atomic<bool> gHasUnlimitedWait = false;
 long gWallMs = 1'000'000;
 long gTickMs = 0;
 std::string gStatus;
@@ -116,9 +123,24 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
     return real(thread, attributes, gIsIdlingThreads ? &doNothing : body, argument);
 }
 
+extern "C" int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex)
+{
+    static auto* const real = findNext<int(pthread_cond_t*, pthread_mutex_t*)>("pthread_cond_wait");
+    gHasUnlimitedWait = true;
+    return real(condition, mutex);
+}
+
 namespace {
 
 using Watcher = qz::MemoryAndCpuWatcher;
+
+int showIdleWait()
+{
+    const Watcher watcher;
+    const bool isUnlimited = qz::support::waitUntil([] { return gHasUnlimitedWait.load(); });
+    std::cout << (isUnlimited ? "no limit\n" : "a limit\n");
+    return 0;
+}
 
 void setRam(const std::string& kilobytes)
 {
@@ -208,9 +230,14 @@ private:
 
 }  // namespace
 
-int main(int /*argumentCount*/, char** arguments)
+int main(int argumentCount, char** arguments)
 {
-    const qz::support::LibraryStart start(qz::FullInit);
+    if (argumentCount > 1 && std::strcmp(arguments[1], "idle") == 0) return showIdleWait();
+    std::optional<qz::support::LibraryStart> start;
+    if (argumentCount > 1 && std::strcmp(arguments[1], "unstarted") == 0)
+        ++arguments;
+    else
+        start.emplace(qz::FullInit);
     setRam("1024");
     setTicks("0");
     gIsIdlingThreads = true;

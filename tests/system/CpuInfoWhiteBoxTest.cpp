@@ -208,6 +208,20 @@ TEST(CpuInfoTest, DescribesAnAmdProcessor)
     EXPECT_TRUE(Peer::isHyperThreaded(cpu));
 }
 
+TEST(CpuInfoTest, ReadsEachFlagFromItsBitAlone)
+{
+    CpuLeaves leaves = makeProcessor("GenuineIntel");
+    leaves.standard[1].ecx = 1U << 31;
+    EXPECT_TRUE(Peer::make(leaves).isRunningOnVirtualMachine());
+    EXPECT_FALSE(Peer::isHyperThreaded(Peer::make(leaves)));
+    leaves.standard[1].ecx = ~(1U << 31);
+    leaves.standard[1].edx = ~(1U << 28);
+    EXPECT_FALSE(Peer::make(leaves).isRunningOnVirtualMachine());
+    EXPECT_FALSE(Peer::isHyperThreaded(Peer::make(leaves)));
+    leaves.standard[1].edx = 1U << 28;
+    EXPECT_TRUE(Peer::isHyperThreaded(Peer::make(leaves)));
+}
+
 TEST(CpuInfoTest, KnowsAmdByItsWholeNameOnly)
 {
     const CPUInfo cpu = Peer::make(makeFullProcessor("AuthenticAMd"));
@@ -311,8 +325,8 @@ TEST(CpuInfoTest, DescribesItselfAsAMap)
 {
     CpuLeaves leaves = makeProcessor("GenuineIntel");
     leaves.standard[1].edx = kFxsr | 1U << 23 | 1U << 25 | 1U << 28;
-    leaves.standard[1].ecx = 1U << 28 | 1U << 19 | 1U << 12;
-    std::ostringstream text;
+    leaves.standard[1].ecx = 1U << 28 | 1U << 25 | 1U << 19 | 1U << 12;
+    leaves.standard[7].ebx = 1U << 16;
     qzVariant::qzVariantMapImpl map = Peer::make(leaves).toVariantMap();
     EXPECT_EQ(map.size(), 6U);
     EXPECT_EQ(map["vendor"], qzVariant("GenuineIntel"));
@@ -320,11 +334,12 @@ TEST(CpuInfoTest, DescribesItselfAsAMap)
     EXPECT_EQ(map["ishypervisor"], qzVariant(false));
     EXPECT_EQ(map["ishyperthreaded"], qzVariant(true));
     ASSERT_NE(map["instructionsets"].getList(), nullptr);
-    EXPECT_THAT(*map["instructionsets"].getList(),
-                ElementsAre(qzVariant("MMX"), qzVariant("SSE"), qzVariant("SSE4.1")));
+    EXPECT_THAT(
+        *map["instructionsets"].getList(),
+        ElementsAre(qzVariant("AES"), qzVariant("MMX"), qzVariant("SSE"), qzVariant("SSE4.1")))
+        << "not in the order of their numbers";
     EXPECT_THAT(*map["disabledinstructionsets"].getList(),
-                ElementsAre(qzVariant("AVX"), qzVariant("FMA3")))
-        << "sorted";
+                ElementsAre(qzVariant("AVX"), qzVariant("AVX512F"), qzVariant("FMA3")));
 }
 
 // --- Reading ---------------------------------------------------------------------------------
@@ -389,6 +404,14 @@ TEST(CpuLeavesTest, ReadsNoLeafForANegativeCount)
     });
     EXPECT_THAT(leaves.standard, IsEmpty());
     EXPECT_EQ(leaves.extended.size(), 1U);
+}
+
+TEST(CpuLeavesTest, NeedsNoMemoryForANumberThatNoProcessorHas)
+{
+    const CpuLeaves leaves = impl::readLeaves(
+        [](std::uint32_t leaf) { return makeLeaf(leaf, 0x7FFFFFFFU, 0xFFFFFFFFU); });
+    EXPECT_EQ(leaves.standard.size(), 256U);
+    EXPECT_EQ(leaves.extended.size(), 256U);
 }
 
 TEST(CpuLeavesTest, ReadsNoExtendedLeafWithoutTheirMark)

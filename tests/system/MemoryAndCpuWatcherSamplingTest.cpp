@@ -1,6 +1,7 @@
 // What a watcher makes of given clocks, memory and process statistics: the steps and their output
 // are described in tests/programs/watcher.cpp.
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,17 @@ std::string runSteps(Steps steps, const Steps& more = {})
         support::runProgram({.program = "watcher", .arguments = steps, .timeoutSec = 120});
     EXPECT_EQ(result.getEnd(), "exit 0") << result.err;
     return result.out;
+}
+
+// The row of a table with this label, with one blank in place of several.
+std::string getRow(const std::string& table, const std::string& label)
+{
+    const std::size_t begin = table.find("│ " + label + ' ');
+    std::string row = table.substr(begin, table.find('\n', begin) - begin);
+    row.erase(
+        std::unique(row.begin(), row.end(), [](char a, char b) { return a == ' ' && b == ' '; }),
+        row.end());
+    return row;
 }
 
 // The load of one sample that is taken a second after one with a user time of 0.
@@ -77,6 +89,21 @@ TEST(MemoryAndCpuWatcherSampling, DrawsARowForEachSegmentAndTheOverallRow)
 )");
 }
 
+TEST(MemoryAndCpuWatcherSampling, WritesNumbersWithThreeDigitsAndOneDecimal)
+{
+    const std::string table =
+        runSteps(kStart, {"wall",    "107000", "tick",   "98000",  "ram",    "1234567", "ticks",
+                          "12000",   "stamp",  "some",   "wall",   "207500", "tick",    "198000",
+                          "ram",     "126500", "ticks",  "135400", "stamp",  "much",    "tick",
+                          "1031000", "ticks",  "135500", "stamp",  "little", "table"});
+    EXPECT_EQ(getRow(table, "some"),
+              "│ some │ 1.2GB │ - │ 1.2GB │ 61.9% │ 124% │ 1m 37s │ +1m 37s │");
+    EXPECT_EQ(getRow(table, "much"),
+              "│ much │ 124MB │ -1.1GB │ 1.2GB │ 1234% │ 1234% │ 3m 17s 500ms │ +1m 40s 500ms │");
+    EXPECT_EQ(getRow(table, "little"),
+              "│ little │ 124MB │ 0B │ 124MB │ 0.1% │ 0.1% │ 3m 17s 500ms │ +0ms │");
+}
+
 TEST(MemoryAndCpuWatcherSampling, DrawsNothingWithoutSegments)
 {
     EXPECT_EQ(runSteps(kStart, {"capture", "1", "table"}), "\n");
@@ -104,6 +131,17 @@ TEST(MemoryAndCpuWatcherSampling, DrawsZeroesForASegmentWithoutFigures)
 TEST(MemoryAndCpuWatcherSampling, CountsASampleThatIsTakenWhileNotWatching)
 {
     EXPECT_EQ(runSteps({"capture", "1", "result"}), "start=0 ram=1/1048576/1048576/1048576\n");
+}
+
+TEST(MemoryAndCpuWatcherSampling, CountsAFigureOfZero)
+{
+    EXPECT_EQ(runSteps(kStart, {"ram", "0", "capture", "0", "result"}),
+              "start=10000 ram=2/1048576/0/1048576\n");
+}
+
+TEST(MemoryAndCpuWatcherSampling, SleepsWithoutALimitWhileNotWatching)
+{
+    EXPECT_THAT(runSteps({"idle"}), ::testing::EndsWith("no limit\n"));
 }
 
 TEST(MemoryAndCpuWatcherSampling, IgnoresAStampWhileNotWatching)
@@ -244,6 +282,16 @@ TEST(MemoryAndCpuWatcherReports, ReportsEachSegmentWithItsMemory)
 {
     EXPECT_EQ(runSteps(kStart, {"debug", "ram", "1536", "stamp", "load", "lines"}),
               "DEBUG(memory) Memory watcher RAM usage: 1.5MB @load\n");
+}
+
+TEST(MemoryAndCpuWatcherReports, ReportsNothingWithoutALog)
+{
+    Steps steps = {"unstarted"};
+    steps.insert(steps.end(), kStart.begin(), kStart.end());
+    const std::string out = runSteps(steps, {"ram", "9007199254740992", "capture", "0", "ram",
+                                             "2048", "stamp", "segment", "result"});
+    EXPECT_THAT(out, ::testing::HasSubstr("segment: 10000 2097152 ram=2/"));
+    EXPECT_THAT(out, ::testing::Not(::testing::HasSubstr("Memory watcher")));
 }
 
 TEST(MemoryAndCpuWatcherReports, ReportsANegativeFigureAndOmitsIt)

@@ -1,5 +1,6 @@
 #include <qz/MemoryAndCpuWatcher.h>
 
+#include <csignal>
 #include <limits>
 #include <memory>
 #include <new>
@@ -10,7 +11,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <qz/qzSystemUtils.h>
+
 #include "concurrency/LockedElsewhere.h"
+#include "concurrency/NewThreads.h"
+#include "concurrency/Waiter.h"
 #include "support/Allocations.h"
 #include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
@@ -174,6 +179,54 @@ TEST_F(MemoryAndCpuWatcherTest, TakesASampleWhenAStartWakesTheThread)
         watcher.startWatching(kLongestPeriodMs);
         return countSamples(watcher) > ++starts;
     }));
+}
+
+TEST_F(MemoryAndCpuWatcherTest, HasAThreadThatLeavesSignalsFromOutsideToOthers)
+{
+    const NewThreads threads;
+    Watcher watcher;
+    ASSERT_THAT(threads.get(), SizeIs(1));
+    EXPECT_TRUE(isSignalBlocked(threads.get().front(), SIGTERM));
+}
+
+TEST_F(MemoryAndCpuWatcherTest, TakesNoSampleWhenItIsWokenWhileNotWatching)
+{
+    Watcher watcher;
+    const Waiter runner([&] { callSlot<void>(&watcher, 2); });
+    ASSERT_TRUE(runner.awaitSleep());
+    Peer::requestStop(watcher);
+    EXPECT_TRUE(runner.awaitDone());
+    EXPECT_EQ(countSamples(watcher), 0U);
+}
+
+TEST_F(MemoryAndCpuWatcherTest, TakesASampleAtEachWakeWhileWatching)
+{
+    const NewThreads threads;
+    Watcher watcher;
+    watcher.startWatching(kLongestPeriodMs);
+    const Waiter runner([&] { callSlot<void>(&watcher, 2); });
+    ASSERT_TRUE(waitUntil([&] { return threads.get().size() == 2; }));
+    ASSERT_TRUE(awaitSleep(threads.get()));
+    const unsigned long count = countSamples(watcher);
+    Peer::requestStop(watcher);
+    EXPECT_TRUE(runner.awaitDone());
+    EXPECT_GT(countSamples(watcher), count);
+}
+
+TEST_F(MemoryAndCpuWatcherTest, ReusesItsBuffersForEachSample)
+{
+    Watcher watcher;
+    std::size_t counts[3] = {};
+    for (std::size_t& count : counts) {
+        // The processor time is read once in a millisecond.
+        const unsigned long before = qzSystemUtils::GetTimeBaseMs();
+        ASSERT_TRUE(waitUntil([&] { return qzSystemUtils::GetTimeBaseMs() > before; }));
+        const support::AllocationCounter allocations;
+        watcher.captureNow(/*force=*/false);
+        count = allocations.getCount();
+    }
+    EXPECT_LT(counts[1], counts[0]);
+    EXPECT_EQ(counts[2], counts[1]);
 }
 
 TEST_F(MemoryAndCpuWatcherTest, EndsWithoutWaitingForItsPeriod)

@@ -16,6 +16,7 @@ public:
     {
         const qzMutexLocker locker(watcher.mMutex);
         watcher.mStopRequested = true;
+        watcher.mWake.wakeAll();
     }
     static unsigned int getPeriodMs(const Watcher& watcher) { return watcher.mPeriodMs; }
     static std::size_t getReservedReferences(const Watcher& watcher)

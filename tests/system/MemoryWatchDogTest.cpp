@@ -1,5 +1,6 @@
 #include <qz/MemoryWatchDog.h>
 
+#include <csignal>
 #include <memory>
 #include <string>
 #include <type_traits>
@@ -8,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "concurrency/LockedElsewhere.h"
+#include "concurrency/NewThreads.h"
 #include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
 #include "support/LogCapture.h"
@@ -23,6 +25,7 @@ using ::testing::ContainsRegex;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using ::testing::SizeIs;
 using Peer = MemoryWatchDogTestPeer;
 
 namespace {
@@ -93,6 +96,13 @@ TEST(MemoryWatchDogChecks, ReadsEach200MsOnAWakeAndNeverWhileDisabled)
     EXPECT_THAT(result.out, HasSubstr("as expected\n"));
 }
 
+TEST(MemoryWatchDogChecks, LeavesAProcessAtItsLimitAlone)
+{
+    const ChildResult result = runProgram({.program = "watchdog", .arguments = {"unread", "1"}});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_THAT(result.out, HasSubstr("alive\n"));
+}
+
 TEST_F(MemoryWatchDogTest, SwitchesOnAndOffWithATraceReport)
 {
     const support::LogCapture log(LogLevelAll);
@@ -120,6 +130,14 @@ TEST_F(MemoryWatchDogTest, LeavesAProcessBelowTheLimitAlone)
     }
     qzLog::msInstance->flush();
     EXPECT_THAT(log.getLines(), ElementsAre());
+}
+
+TEST_F(MemoryWatchDogTest, HasAThreadThatLeavesSignalsFromOutsideToOthers)
+{
+    const NewThreads threads;
+    const MemoryWatchDog dog("dog", kHighMiB, 1);
+    ASSERT_THAT(threads.get(), SizeIs(1));
+    EXPECT_TRUE(isSignalBlocked(threads.get().front(), SIGTERM));
 }
 
 TEST_F(MemoryWatchDogTest, LeavesItsLoopWhenItIsStopped)

@@ -108,6 +108,21 @@ TEST(qzPowerStatusReader, ReadsOnlyAfterThePeriodUnlessForced)
     EXPECT_EQ(reader.getPowerStatus().batteryLevel, 101);
 }
 
+TEST(qzPowerStatusReader, DoesNotReadYetWhenThePeriodHasJustPassed)
+{
+    qzPowerStatusReader reader(1000);
+    bool hasRead = true;
+    const auto readWithinAMillisecond = [&] {
+        const auto nowMs = static_cast<long>(qzSystemUtils::GetTimeBaseMs());
+        Peer::editStatus(reader) = makeStatus(1, 50);
+        Peer::editLastUpdateMs(reader) = nowMs - 1000;
+        hasRead = reader.updatePowerStatusReader(/*force=*/false);
+        return static_cast<long>(qzSystemUtils::GetTimeBaseMs()) == nowMs;
+    };
+    EXPECT_TRUE(support::waitUntil(readWithinAMillisecond));
+    EXPECT_FALSE(hasRead);
+}
+
 TEST(qzPowerStatusReader, ReadsWithAPeriodOf0WhenTheClockHasMoved)
 {
     qzPowerStatusReader reader(0);

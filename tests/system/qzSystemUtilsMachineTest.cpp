@@ -216,6 +216,11 @@ TEST_F(qzSystemUtilsMachineTest, DescribesADevice)
     EXPECT_EQ(map["dedicatedmemory"], qzVariant("3GB of Dedicated Video RAM"));
     EXPECT_EQ(map["dedicatedsystemmemory"], qzVariant("1.5kB of Dedicated System RAM"));
     EXPECT_EQ(map["sharedsystemmemory"], qzVariant("1B of Shared System RAM"));
+    device.dedicatedVideoMemory = 1'264'196'608;  // 1.177 times 2^30
+    device.dedicatedSystemMemory = 129'536'000;   // 123.535 times 2^20
+    map = device.toVariantMap();
+    EXPECT_EQ(map["dedicatedmemory"], qzVariant("1.2GB of Dedicated Video RAM"));
+    EXPECT_EQ(map["dedicatedsystemmemory"], qzVariant("124MB of Dedicated System RAM"));
 }
 
 }  // namespace qz

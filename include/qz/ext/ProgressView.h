@@ -33,9 +33,9 @@ struct ProgressViewOptions {
 /// Its end clears the line. If the output is no terminal, it writes one line for each ten percent.
 /// Once a stop is requested, it shows nothing more. An output that fails ends the view, not the
 /// work: no call reports an error or raises SIGPIPE. If nobody reads the output (a terminal that is
-/// stopped by Ctrl-S, a full pipe), an update waits as each `write` does; a descriptor with
-/// O_NONBLOCK misses a text instead. Rate and time are averages since the start. In a forked child
-/// it shows nothing.
+/// stopped by Ctrl-S, a full pipe), an update is left out, and the work continues. Only an output
+/// that fills up during a `write` makes it wait, unless the descriptor has O_NONBLOCK. Rate and
+/// time are averages since the start. In a forked child it shows nothing.
 ///
 /// @code
 /// qz::ext::ProgressViewOptions options;
@@ -54,7 +54,7 @@ public:
     /// @param externalCancel requests to stop from outside; not owned, may be null.
     explicit ProgressView(const ProgressViewOptions& options,
                           const qzCancelInterfaceReadOnly* externalCancel = nullptr);
-    /// Clears the line.
+    /// Clears the line. For a stopped terminal it waits 100 ms at most, and then leaves the line.
     ~ProgressView() override;
 
     /// Also starts the measurement of time anew.

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -19,7 +20,7 @@ namespace qz::ext {
 
 namespace {
 
-constexpr long kPeriodMs = 100;
+constexpr int kPeriodMs = 100;
 constexpr int kPercentStep = 10;
 constexpr int kUsualColumns = 80;  // of a terminal that doesn't report its width
 constexpr int kMostColumns = 1000;
@@ -92,10 +93,13 @@ struct ProgressView::Display {
 
     void showLine(long nowMs, const ProgressView& view)
     {
-        if (lastShownMs && nowMs - *lastShownMs < kPeriodMs) return;
+        // A clock that was set back must not stop the view until it is there again.
+        const bool isShown = lastShownMs && nowMs >= *lastShownMs;
+        if (isShown && nowMs - *lastShownMs < kPeriodMs) return;
         if (view.shouldCancel()) return clearLine();
         lastShownMs = nowMs;
         const int columns = getColumns(descriptor);
+        if (!isReady()) return;
         write('\r' + formatProgressLine(figures, columns));
         shownColumns = columns - 1;
     }
@@ -105,16 +109,29 @@ struct ProgressView::Display {
         const int percent = toPercent(figures.progress) / kPercentStep * kPercentStep;
         if (percent <= lastPercent || view.shouldCancel()) return;
         lastPercent = percent;
-        write(formatProgressReport(figures) + '\n');
+        if (isReady()) write(formatProgressReport(figures) + '\n');
     }
 
     void clearLine()
     {
-        if (shownColumns == 0) return;
+        if (shownColumns == 0 || !isReady(kPeriodMs)) return;
         // If the terminal is narrower now, more blanks would begin a new line.
         const int columns = std::min(shownColumns, getColumns(descriptor) - 1);
         write('\r' + std::string(static_cast<std::size_t>(columns), ' ') + '\r');
         shownColumns = 0;
+    }
+
+    // Whether the output takes a text without waiting for its reader. The work may hold locks, and
+    // nobody may ever press Ctrl-Q. A broken output counts as ready: its `write` fails at once.
+    bool isReady(int waitMs = 0) const
+    {
+        pollfd output = {descriptor, POLLOUT, 0};
+        int count = 0;
+        do {
+            count = ::poll(&output, 1, waitMs);
+            waitMs = 0;
+        } while (count < 0 && errno == EINTR);
+        return count != 0;
     }
 
     void write(std::string_view text)
