@@ -60,7 +60,7 @@ TEST_P(SavedIniFile, HasTheTextOfSaveIniFile)
     EXPECT_THAT(list(), ElementsAre("expected.ini", "saved.ini", "target"));
 }
 
-const char* const kOldIni = "[General]\nold=1\nnumber=7\n\n[s]\nkey=y\nother=z\n";
+constexpr const char* kOldIni = "[General]\nold=1\nnumber=7\n\n[s]\nkey=y\nother=z\n";
 
 constexpr IniRow kIniRows[] = {
     {"New", nullptr, false},
