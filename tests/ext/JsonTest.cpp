@@ -536,6 +536,8 @@ TEST(JsonNumbers, OfManyDigitsAreExactOrRefused)
     EXPECT_EQ(read('1' + zeros + "e-400"), qzVariant(1.0));
     EXPECT_EQ(read("0." + zeros + "1e401"), qzVariant(1.0));
     EXPECT_EQ(read("1." + zeros), qzVariant(1.0));
+    EXPECT_EQ(readJson('1' + zeros + "e-1").error.message, kTooLarge);
+    EXPECT_EQ(read("0." + zeros + "1e1"), qzVariant(0.0));
     char largest[400];
     std::snprintf(largest, sizeof largest, "%.0f", std::numeric_limits<double>::max());
     EXPECT_EQ(read(largest), qzVariant(std::numeric_limits<double>::max()));

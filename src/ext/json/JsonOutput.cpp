@@ -31,7 +31,7 @@ void JsonOutput::passOn(std::string_view text)
 {
     if (mString != nullptr)
         mString->append(text);
-    else if (!mHasFailed)
+    else if (mDevice != nullptr && !mHasFailed)
         mHasFailed = mDevice->writeBytes(text.data(), text.size()) != text.size();
 }
 

@@ -108,9 +108,8 @@ JsonParser::Step JsonParser::continueContainer()
 JsonParser::Step JsonParser::openArray()
 {
     if (!isDepthAllowed()) return Step::Stop;
-    qzVariant* const place = mPlace;
     List* const list = add(List()).editList();
-    mContainers.push_back({nullptr, list, place});
+    mContainers.push_back({nullptr, list});
     mPlace = nullptr;
     ++mText.at;
     mText.skipSpace();
@@ -120,9 +119,8 @@ JsonParser::Step JsonParser::openArray()
 JsonParser::Step JsonParser::openObject()
 {
     if (!isDepthAllowed()) return Step::Stop;
-    qzVariant* const place = mPlace;
     Map* const map = add(Map()).editMap();
-    mContainers.push_back({map, nullptr, place});
+    mContainers.push_back({map, nullptr});
     ++mText.at;
     mText.skipSpace();
     return mText.peek() == '}' ? closeContainer() : readKey();
@@ -130,7 +128,7 @@ JsonParser::Step JsonParser::openObject()
 
 JsonParser::Step JsonParser::closeContainer()
 {
-    mPlace = mContainers.back().place;
+    mPlace = nullptr;
     mContainers.pop_back();
     ++mText.at;
     return Step::AfterValue;

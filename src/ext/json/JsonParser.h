@@ -25,9 +25,8 @@ private:
 
     // An object or array whose end has not been read.
     struct Container {
-        Map* map;          // null for an array
-        List* list;        // null for an object
-        qzVariant* place;  // of it, or null if it is in an array
+        Map* map;    // null for an array
+        List* list;  // null for an object
     };
 
     Step beginValue();
@@ -57,7 +56,7 @@ private:
     JsonPlaces mPlaces;
     std::size_t mValueCount = 0;
     std::string mBuffer;  // the last string with escapes
-    // The place of the next value; null in an array. Entries of a map don't move.
+    // The place of the next value; null in an array, and before a key. Entries of a map don't move.
     qzVariant* mPlace;
     std::vector<Container> mContainers;  // from the outermost to the innermost
 };
