@@ -475,7 +475,7 @@ TEST_F(ExtProgressViewTest, WritesAWholeLineWhenSignalsInterruptIt)
         return count <= 0 && wasDone;
     }));
     worker.join();
-    EXPECT_EQ(text, mOptions.title + ": 50%\n");
+    EXPECT_TRUE(text == mOptions.title + ": 50%\n") << text.size() << " bytes";
     mView.reset();
     ::close(ends[0]);
     ::close(ends[1]);
