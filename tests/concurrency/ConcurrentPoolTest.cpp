@@ -242,6 +242,8 @@ TEST_F(ConcurrentPoolTest, SolvesOnTheCallersThreadWithoutWorkers)
     pool.runSolvers(solvers.get());
     EXPECT_THAT(threads, SizeIs(3));
     EXPECT_THAT(threads, Each(qzThread::CurrentThreadId()));
+    pool.runSolvers({nullptr, solvers.get().front(), nullptr});
+    EXPECT_THAT(threads, SizeIs(4)) << "nulls are left out";
     EXPECT_TRUE(Peer::editMutex(pool).tryLock()) << "it is free again";
     Peer::editMutex(pool).unlock();
 }

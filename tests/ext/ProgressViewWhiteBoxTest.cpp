@@ -432,12 +432,58 @@ TEST_F(ExtProgressViewTest, DoesNotWaitForAPipeThatNobodyReads)
     EXPECT_EQ(result.getEnd(), "exit 7") << result.err;
 }
 
+// While it exists, SIGWINCH interrupts calls of the system.
+class InterruptingSignal {
+public:
+    InterruptingSignal()
+    {
+        struct sigaction action = {};
+        action.sa_handler = [](int) {};
+        EXPECT_EQ(::sigaction(SIGWINCH, &action, &mBefore), 0);
+    }
+    ~InterruptingSignal() { ::sigaction(SIGWINCH, &mBefore, nullptr); }
+    InterruptingSignal(const InterruptingSignal&) = delete;
+    InterruptingSignal& operator=(const InterruptingSignal&) = delete;
+
+    static void Send(std::thread& thread) { ::pthread_kill(thread.native_handle(), SIGWINCH); }
+
+private:
+    struct sigaction mBefore = {};
+};
+
+TEST_F(ExtProgressViewTest, WritesAWholeLineWhenSignalsInterruptIt)
+{
+    const InterruptingSignal signal;
+    int ends[2];
+    ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+    ASSERT_EQ(::fcntl(ends[0], F_SETFL, O_NONBLOCK), 0);
+    ASSERT_GT(::fcntl(ends[1], F_SETPIPE_SZ, 4096), 0);
+    mOptions.title = std::string(100'000, 't');  // more than the pipe takes at once
+    start(ends[1]);
+    std::atomic<bool> isDone = false;
+    std::thread worker([&] {
+        report(0.5, 0);
+        isDone = true;
+    });
+    std::string text;
+    EXPECT_TRUE(support::waitUntil([&] {
+        InterruptingSignal::Send(worker);
+        const bool wasDone = isDone;
+        char block[1000];
+        const ssize_t count = ::read(ends[0], block, sizeof block);
+        if (count > 0) text.append(block, static_cast<std::size_t>(count));
+        return count <= 0 && wasDone;
+    }));
+    worker.join();
+    EXPECT_TRUE(text == mOptions.title + ": 50%\n") << text.size() << " bytes";
+    mView.reset();
+    ::close(ends[0]);
+    ::close(ends[1]);
+}
+
 TEST_F(ExtProgressViewTest, ShowsWholeLinesDuringAStormOfSignals)
 {
-    struct sigaction action = {};
-    struct sigaction before = {};
-    action.sa_handler = [](int) {};  // interrupts calls of the system
-    ASSERT_EQ(::sigaction(SIGWINCH, &action, &before), 0);
+    const InterruptingSignal signal;
     constexpr int kReports = 200;
     Terminal terminal(20);
     showOn(terminal);
@@ -448,9 +494,8 @@ TEST_F(ExtProgressViewTest, ShowsWholeLinesDuringAStormOfSignals)
         isDone = true;
     });
     while (!isDone)
-        ::pthread_kill(worker.native_handle(), SIGWINCH);
+        InterruptingSignal::Send(worker);
     worker.join();
-    ::sigaction(SIGWINCH, &before, nullptr);
     const std::string text = terminal.takeText();
     EXPECT_EQ(text.size(), 20U * (kReports + 1));
     EXPECT_THAT(text, EndsWith("\r[======>     ]  50%"));
