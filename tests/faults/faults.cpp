@@ -375,10 +375,6 @@ QZ_DEFINE(getdents64, getdents64, ssize_t, (int fd, void* to, size_t size), (fd,
 QZ_CALL(mkostemp, "mkostemp");
 QZ_DEFINE(mkostemp, mkostemp, int, (char* path, int flags), (path, flags), -1)
 
-QZ_CALL(getrandom, "getrandom");
-QZ_DEFINE(getrandom, getrandom, ssize_t, (void* to, size_t size, unsigned int flags),
-          (to, size, flags), -1)
-
 // --- Sockets
 
 QZ_CALL(socket, "socket");
