@@ -37,11 +37,11 @@ LEVELS = {
     "ext/process": 10,
     "ext/progress": 10,
     "ext/lock": 10,
-    "ext/files": 10,
     "ext/parallel": 10,
     "ext/random": 10,
     "ext/stream": 10,
     "ext/channel": 11,
+    "ext/files": 11,
 }
 
 # The folder of the second library.

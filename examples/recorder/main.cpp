@@ -6,8 +6,10 @@
 #include <memory>
 
 #include <qz/ext/LibraryStart.h>
+#include <qz/ext/SecureRandom.h>
 #include <qz/qzCancelConsoleEventCatcher.h>
 #include <qz/qzLogObject.h>
+#include <qz/qzRandomUtils.h>
 
 #include "Options.h"
 #include "Part.h"
@@ -137,6 +139,8 @@ int main(int argumentCount, char** arguments)
         return *status;
 
     const qz::ext::LibraryStart library(qz::FullInit);
+    // Others can write to the folder for temporary files, where the swap files are.
+    qz::qzRandomUtils::SetRandGenerator(&qz::ext::SecureRandom::Generate);
     const PoliteInterruption interruption;
     setUpLog(options);
     return run(options, interruption.getCancel());

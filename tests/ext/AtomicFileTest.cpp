@@ -96,7 +96,7 @@ TEST_F(AtomicFileTest, IsForItsOwnerAloneUntilCommit)
     const std::vector<std::string> names = list();
     ASSERT_EQ(names.size(), 2U);
     EXPECT_THAT(names[0], StartsWith(".saving-"));
-    EXPECT_EQ(names[0].size(), 8U + 32U);
+    EXPECT_EQ(names[0].size(), 8U + 26U);
     EXPECT_EQ(getMode(mFolder.getPath(names[0])), 0600U);
 }
 

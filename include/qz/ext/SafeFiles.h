@@ -37,8 +37,8 @@ namespace qz::ext {
 /// in a folder where everybody may make files, such as /tmp, files and links of another user (all
 /// EACCES). The folder must be readable and writable.
 ///
-/// Until `commit`, the new file is for its owner alone, and its name is ".saving-" and 32 random
-/// hexadecimal digits. A killed process leaves it behind. If several writers commit to one target,
+/// Until `commit`, the new file is for its owner alone, and its name is ".saving-" and 26 random
+/// letters and digits. A killed process leaves it behind. If several writers commit to one target,
 /// the last one wins as a whole.
 ///
 /// Paths are in UTF-8, so the library must be started; one that can't be converted, is empty or

@@ -1,13 +1,13 @@
 #include "WorkFile.h"
 
 #include <cerrno>
+#include <system_error>
 #include <vector>
 
 #include <fcntl.h>
-#include <sys/random.h>
 #include <unistd.h>
 
-#include <qz/UUID.h>
+#include <qz/ext/SecureRandom.h>
 
 #include "base/CancellationBlock.h"
 #include "base/FileDescriptor.h"
@@ -26,13 +26,13 @@ constexpr mode_t kAnyNewFile = 0666;
 // Nobody can guess the name, so nobody can put something there before.
 bool chooseName(std::string& name)
 {
-    unsigned char bytes[16];
-    constexpr ssize_t kSize = sizeof bytes;
-    if (restart([&] { return ::getrandom(bytes, sizeof bytes, 0); }) != kSize) return false;
-    std::string digits;
-    UUID::BinaryToString<UUID::FormatHex>(bytes, digits);
-    name = ".saving-" + digits;
-    return true;
+    try {
+        name = ".saving-" + SecureRandom::MakeName();
+        return true;
+    } catch (const std::system_error& refusal) {
+        errno = refusal.code().value();
+        return false;
+    }
 }
 
 int createFile(int folder, const std::string& name, mode_t mode)
@@ -75,7 +75,7 @@ bool WorkFile::open(const std::string& path, SystemFailure& failure)
 bool WorkFile::findNewMode(SystemFailure& failure)
 {
     std::string name;
-    if (!chooseName(name)) return refuse("getrandom for ", errno, failure);
+    if (!chooseName(name)) return refuse("choose a name beside ", errno, failure);
     const FileDescriptor sample(createFile(mTarget.folder.get(), name, kAnyNewFile));
     if (!sample.isOpen()) return refuse("create a file beside ", errno, failure);
     struct stat status = {};
@@ -89,7 +89,7 @@ bool WorkFile::findNewMode(SystemFailure& failure)
 
 bool WorkFile::make(SystemFailure& failure)
 {
-    if (!chooseName(mName)) return refuse("getrandom for ", errno, failure);
+    if (!chooseName(mName)) return refuse("choose a name beside ", errno, failure);
     bool isMade = false;
     mFile = OwnDescriptor::Open([&] {
         const int file = createFile(mTarget.folder.get(), mName, kOwnerOnly);

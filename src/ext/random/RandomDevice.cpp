@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "base/FileDescriptor.h"
+#include "base/Restart.h"
 
 namespace qz::ext {
 
@@ -31,11 +32,7 @@ bool isDevice(const FileDescriptor& file, unsigned int number)
 FileDescriptor openDevice(const char* path, unsigned int number, const char*& step)
 {
     step = path;
-    int descriptor = -1;
-    do {
-        descriptor = ::open(path, O_RDONLY | O_CLOEXEC);
-    } while (descriptor < 0 && errno == EINTR);
-    FileDescriptor file(descriptor);
+    FileDescriptor file(restart([path] { return ::open(path, O_RDONLY | O_CLOEXEC); }));
     if (file.isOpen() && !isDevice(file, number)) file.close();
     return file;
 }
@@ -46,11 +43,7 @@ bool waitUntilSeeded(const char*& step)
     const FileDescriptor file = openDevice("/dev/random", kRandom, step);
     if (!file.isOpen()) return false;
     pollfd readable = {file.get(), POLLIN, 0};
-    int count = 0;
-    do {
-        count = ::poll(&readable, 1, -1);
-    } while (count < 0 && errno == EINTR);
-    return count == 1;
+    return restart([&readable] { return ::poll(&readable, 1, -1); }) == 1;
 }
 
 }  // namespace
