@@ -25,10 +25,10 @@ struct StreamLimits {
     unsigned int depth = 64;
 };
 
-/// Reads what a `qzDataStream` wrote, from bytes that nobody vouches for: they may be cut, damaged,
-/// or made to do harm.
+/// Reads what a `qzDataStream` wrote, from untrusted bytes: they may be cut, damaged, or made to do
+/// harm.
 ///
-/// Nothing is taken at its word. Lengths are checked against limits, and memory grows with the
+/// Lengths are checked against limits, and memory grows with the
 /// bytes that really come: 64 KiB at first, and then at most twice what has come. A read that fails
 /// leaves its destination as it was, and so do all reads after it, which don't touch the device:
 /// the first failure stays, with its offset and reason.
