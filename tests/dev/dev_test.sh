@@ -1,0 +1,70 @@
+#!/bin/bash
+# What the script for daily work promises without building anything. dev_test.sh DEV
+
+set -euo pipefail
+
+folder=$(mktemp -d)
+readonly folder
+trap 'rm -rf "$folder"' EXIT
+mkdir "$folder/a clone"
+cp "$1" "$folder/a clone/dev"
+cd "$folder/a clone"
+
+fail()
+{
+    echo "dev: $*" >&2
+    exit 1
+}
+
+# expect STATUS PATTERN ARGUMENT...: runs the script from another folder; PATTERN is in its output.
+expect()
+{
+    local wanted=$1 pattern=$2 status=0
+    shift 2
+    (cd / && "$folder/a clone/dev" "$@") >"$folder/out" 2>&1 || status=$?
+    ((status == wanted)) || fail "status $status instead of $wanted for: $* ($(cat "$folder/out"))"
+    grep -q -- "$pattern" "$folder/out" ||
+        fail "nothing like '$pattern' for: $* ($(cat "$folder/out"))"
+}
+
+for arguments in "" help --help -h; do
+    # shellcheck disable=SC2086
+    expect 0 '^Usage: ./dev VERB' $arguments
+done
+while read -r verb; do
+    expect 0 "^  $verb\b" "$verb" --help
+    expect 0 "^  $verb\b" "$verb" -h
+done < <(sed -n 's/^verb_\([a-z]*\)()$/\1/p' dev)
+expect 1 'no such verb: tset' tset
+for verb in test asan tsan coverage check docs package install uninstall clean format build; do
+    expect 1 '^dev: ' "$verb" --unknown
+    [[ ! -e build ]] || fail "$verb began before its arguments were checked"
+done
+expect 1 'PREFIX is empty' install ''
+expect 1 '/dev/null is no folder' install /dev/null/qz
+
+# --- Without the right to write, and without sudo (root may write everywhere)
+
+if ((EUID == 0)); then
+    chmod 755 "$folder"
+    status=0
+    setpriv --reuid=65534 --regid=65534 --clear-groups "$BASH" ./dev install /usr/qz \
+        >"$folder/out" 2>&1 </dev/null || status=$?
+    ((status == 1)) || fail "status $status for an installation without a right"
+    grep -q 'no right to write to /usr; choose another PREFIX' "$folder/out" ||
+        fail "no reason for a refused installation: $(cat "$folder/out")"
+fi
+
+# --- Uninstall, of files that an installation has listed
+
+expect 1 'nothing is installed from this folder' uninstall
+prefix="$folder/a prefix"
+mkdir -p build/install "$prefix/lib/pkgconfig" "$prefix/share/doc/lib" "$prefix/share/other"
+touch "$prefix/lib/lib.so" "$prefix/lib/pkgconfig/lib.pc" "$prefix/share/doc/lib/page"
+touch "$prefix/share/other/page"
+(cd "$prefix" && find "$PWD/lib" "$PWD/share/doc" -type f) >build/install/install_manifest.txt
+echo "CMAKE_INSTALL_PREFIX:PATH=$prefix" >build/install/CMakeCache.txt
+expect 0 'Nothing of the library is left' uninstall
+[[ $(cd "$prefix" && find . -type f) == ./share/other/page ]] || fail "other files are left or gone"
+[[ ! -e $prefix/lib && ! -e $prefix/share/doc ]] || fail "empty folders are left"
+expect 1 'nothing is installed from this folder' uninstall
