@@ -5,7 +5,10 @@
 #include <string>
 #include <vector>
 
+#include <linux/capability.h>
+#include <sched.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -96,6 +99,14 @@ private:
 
 int FixedNames::sCallsLeft = 0;
 
+// From now on the modes of files count for this process, also if it is root's.
+bool dropPrivileges()
+{
+    __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct none[2] = {};
+    return ::syscall(SYS_capset, &header, none) == 0;
+}
+
 // The name that a swap file gets at a time, with the bytes of FixedNames.
 std::string getFixedName(long milliseconds)
 {
@@ -158,6 +169,15 @@ TEST_F(qzIoDeviceSwapFileTest, TakesItsNameFromTheRandomGenerator)
     EXPECT_EQ(name, getFixedName(std::stol(name.substr(0, 12), nullptr, 16)));
 }
 
+TEST_F(qzIoDeviceSwapFileTest, HasNoRemainsOfTheStackInItsNameWhenTheGeneratorFails)
+{
+    const auto old = qzRandomUtils::SetRandGenerator([](unsigned char*, int) { return 0; });
+    const auto buffer = makeBuffer();
+    write(*buffer, std::string(20, 'x'));
+    qzRandomUtils::SetRandGenerator(old);
+    EXPECT_THAT(list(mSwap), ElementsAre(MatchesRegex("[0-9a-f]{12}70008000000000000000\\.swap")));
+}
+
 TEST_F(qzIoDeviceSwapFileTest, IsForItsOwnerAlone)
 {
     const auto buffer = makeBuffer();
@@ -166,6 +186,23 @@ TEST_F(qzIoDeviceSwapFileTest, IsForItsOwnerAlone)
     ASSERT_EQ(::stat((mSwap + "/" + list(mSwap).at(0)).c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777U, 0600U);
     EXPECT_TRUE(S_ISREG(status.st_mode));
+}
+
+TEST_F(qzIoDeviceSwapFileTest, WorksWhenTheUmaskLeavesItsOwnerNothing)
+{
+    std::filesystem::create_directories(mSwap);
+    const auto work = [this] {
+        if (!dropPrivileges()) return 1;
+        ::umask(0777);
+        auto buffer = makeBuffer();
+        if (write(*buffer, std::string(20, 'x')) != 20) return 2;
+        if (readAll(*buffer) != std::string(20, 'x')) return 3;
+        buffer->clearDevice(Buffer::ClearWipeChunks);
+        if (write(*buffer, std::string(20, 'y')) != 20) return 4;
+        buffer.reset();
+        return list(mSwap).empty() ? 0 : 5;
+    };
+    EXPECT_EQ(support::runInChild(work).getEnd(), "exit 0");
 }
 
 TEST_F(qzIoDeviceSwapFileTest, IsGoneAfterTheDevice)
@@ -500,6 +537,32 @@ TEST_F(qzIoDeviceSwapFileTest, FollowsNoLinkThatHasTakenItsPlace)
     EXPECT_EQ(write(*buffer, std::string(50'000, 'y')), 50'000U);
     EXPECT_EQ(readAll(*buffer), std::string(50'000, 'y'));
     EXPECT_EQ(mFolder.read("victim"), "precious");
+}
+
+// As in a container of which /proc is no part.
+TEST_F(qzIoDeviceSwapFileTest, FollowsNoLinkThatHasTakenItsPlaceWhereThereIsNoProc)
+{
+    constexpr int kMayNot = 77;
+    const std::string victim = mFolder.write("victim", "precious");
+    const auto work = [this] {
+        const char* const root = mFolder.getPath().c_str();
+        if (::chroot(root) != 0 && (::unshare(CLONE_NEWUSER) != 0 || ::chroot(root) != 0))
+            return kMayNot;
+        std::filesystem::current_path("/");
+        Buffer buffer("/swap", 10, 10, 10);
+        if (write(buffer, std::string(20, 'x')) != 20) return 1;
+        const std::string path = "/swap/" + list("/swap").at(0);
+        std::filesystem::remove(path);
+        std::filesystem::create_symlink("/victim", path);
+        Peer::getFile(buffer).setDeviceError("an error, so that a clear opens the file again");
+        buffer.clearDevice(Buffer::ClearKeepChunks);
+        if (write(buffer, std::string(50'000, 'y')) != 50'000) return 2;
+        return readAll(buffer) == std::string(50'000, 'y') ? 0 : 3;
+    };
+    const support::ChildResult result = support::runInChild(work);
+    if (result.exitCode == kMayNot) GTEST_SKIP() << "this process may not change its root";
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_TRUE(mFolder.read("victim") == "precious");
 }
 
 // --- Forked children
