@@ -1,4 +1,7 @@
 #include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <random>
@@ -229,6 +232,26 @@ TEST_F(qzIoDeviceSwapFileTest, IsGoneAfterTheDeviceWhenTheLibraryHasStopped)
     EXPECT_EQ(support::runInChild(work).getEnd(), "exit 0");
 }
 
+TEST_F(qzIoDeviceSwapFileTest, IsLeftByAKilledProcessForTheLineOfTheGuideToRemove)
+{
+    const auto work = [this] {
+        const auto buffer = makeBuffer();
+        write(*buffer, std::string(100'000, 'x'));
+        return ::kill(::getpid(), SIGKILL);
+    };
+    EXPECT_EQ(support::runInChild(work).getEnd(), "signal 9");
+    ASSERT_THAT(list(mSwap), ElementsAre(MatchesRegex("[0-9a-f]{32}\\.swap")));
+    mFolder.write("deep/swap/other", "no swap file");
+    for (const std::string& name : list(mSwap))
+        std::filesystem::last_write_time(
+            mSwap + "/" + name,
+            std::filesystem::file_time_type::clock::now() - std::chrono::hours(25));
+    mFolder.write("deep/swap/of_today.swap", "");
+    const std::string line = "find '" + mSwap + "' -name '*.swap' -mmin +1440 -delete";
+    EXPECT_EQ(std::system(line.c_str()), 0);
+    EXPECT_THAT(list(mSwap), ElementsAre("of_today.swap", "other"));
+}
+
 TEST_F(qzIoDeviceSwapFileTest, HasANewNameAfterAWipe)
 {
     const auto buffer = makeBuffer();
@@ -341,9 +364,29 @@ TEST_F(qzIoDeviceSwapFileTest, ReportsAWriteBeyondTheLimitOfFiles)
     EXPECT_EQ(buffer->getWrittenBytes(), 20U);
     buffer->clearDeviceError();
     EXPECT_EQ(write(*buffer, "z"), 0U) << "the file device is still in error";
+    buffer->clearDeviceError();
+    buffer->seek(0, kBegin);
+    std::string bytes(10, '?');
+    EXPECT_EQ(buffer->readBytes(bytes.data(), 10), 10U) << "in memory";
+    EXPECT_EQ(bytes, std::string(10, 'x'));
+    EXPECT_EQ(buffer->readBytes(bytes.data(), 1), 0U) << "in the file";
     buffer->clearDevice(Buffer::ClearKeepChunks);
     EXPECT_EQ(write(*buffer, std::string(200'000, 'z')), 200'000U);
     EXPECT_EQ(readAll(*buffer), std::string(200'000, 'z'));
+}
+
+TEST_F(qzIoDeviceSwapFileTest, ReportsASeekBeyondTheEndForWhichThereIsNoSpace)
+{
+    const auto buffer = makeBuffer();
+    write(*buffer, std::string(20, 'x'));
+    {
+        const support::FileSizeLimit limit(300'000);
+        EXPECT_FALSE(buffer->seek(1'000'000, kBegin));
+    }
+    EXPECT_EQ(buffer->getDeviceErrorMsg(),
+              "Fail to write to swap file std sub stream fail bit is set after a write");
+    EXPECT_EQ(buffer->getWrittenBytes(), 20U + 2 * 131072U) << "the pieces before";
+    EXPECT_EQ(buffer->getCurrentPos(), 20 + 2 * 131072);
 }
 
 TEST_F(qzIoDeviceSwapFileTest, ReportsWhatItCannotFlushBeforeASeek)
@@ -380,7 +423,8 @@ TEST_F(qzIoDeviceSwapFileTest, ReportsAFileThatHasBeenCut)
     buffer->seek(10, kBegin);
     char byte = 0;
     buffer->readBytes(&byte, 1);
-    std::filesystem::resize_file(mSwap + "/" + list(mSwap).at(0), 1000);
+    const std::string path = mSwap + "/" + list(mSwap).at(0);
+    std::filesystem::resize_file(path, 1000);
     std::string bytes(50'000, '?');
     buffer->seek(50'010, kBegin);
     EXPECT_EQ(buffer->readBytes(bytes.data(), 50'000), 0U);
@@ -393,6 +437,15 @@ TEST_F(qzIoDeviceSwapFileTest, ReportsAFileThatHasBeenCut)
     buffer->seek(510, kBegin);
     EXPECT_EQ(buffer->readBytes(bytes.data(), 100), 100U);
     EXPECT_EQ(bytes.substr(0, 100), std::string(100, 'x'));
+    buffer->seek(510, kBegin);
+    EXPECT_EQ(buffer->readBytes(bytes.data(), 50'000), 0U);
+    buffer->clearDeviceError();
+    buffer->seek(50'510, kBegin);
+    EXPECT_EQ(write(*buffer, "z"), 1U);
+    EXPECT_EQ(std::filesystem::file_size(path), 1000U) << "still in the buffer of the file";
+    buffer->seek(10, kBegin);
+    EXPECT_EQ(buffer->readBytes(bytes.data(), 1), 1U);
+    EXPECT_EQ(std::filesystem::file_size(path), 50'501U) << "where it belongs";
 }
 
 TEST_F(qzIoDeviceSwapFileTest, ReportsAFileThatHasBeenCutWhenItIsWrittenBack)
