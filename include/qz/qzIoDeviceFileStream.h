@@ -8,6 +8,7 @@
 
 namespace qz {
 
+class FileDescriptor;
 class FileStream;
 
 /// A file as a device.
@@ -80,8 +81,13 @@ public:
     long getCurrentPos() const override;
 
 private:
+    friend class SwapFile;
     friend class qzIoDeviceFileStreamTestPeer;
 
+    // Takes over a file that is open for both directions, at its begin; the path is only for the
+    // text of the error.
+    QZ_LOCAL bool open(FileDescriptor file);
+    QZ_LOCAL bool settleOpen(DataWay way);
     QZ_LOCAL unsigned long readFromStream(char* dst, unsigned long size);
     QZ_LOCAL unsigned long writeToStream(const char* src, unsigned long size);
     QZ_LOCAL bool seekWriting(long offset, SeekStart start);

@@ -97,9 +97,8 @@ public:
     /// @param swapFolder folder for the swap file, UTF-8; created when it is first needed.
     /// @param firstChunkCapacity bytes of the first chunk, which is made now.
     /// @param nextChunkSize least bytes of each later chunk, as far as the budget allows them.
-    /// @param memoryBudget the most bytes in memory, but at least `firstChunkCapacity`; all bits
-    /// set
-    ///     for no limit.
+    /// @param memoryBudget the most bytes in memory, but at least `firstChunkCapacity`. All bits
+    ///     set are no limit.
     qzIoDeviceMemoryChunkAndSwapBuffer(const std::string& swapFolder,
                                        unsigned long firstChunkCapacity,
                                        unsigned long nextChunkSize, unsigned long memoryBudget);

@@ -1,6 +1,7 @@
 #include "SwapFile.h"
 
 #include <cerrno>
+#include <utility>
 
 #include <unistd.h>
 
@@ -17,7 +18,6 @@ namespace qz {
 namespace {
 
 constexpr mode_t kOwnerOnly = 0600;
-constexpr const char* kOwnDescriptors = "/proc/self/fd/";
 
 // Attempts to find a free name. They take some milliseconds, so that also a random generator that
 // repeats itself gets a new name, by the time in it.
@@ -27,7 +27,7 @@ constexpr int kMostNames = 1000;
 std::string makeName()
 {
     constexpr int kTimeSize = 6;
-    unsigned char bytes[16];
+    unsigned char bytes[16] = {};  // a generator may fail
     const auto now = static_cast<unsigned long>(qzSystemUtils::GetMSecElapsedSinceEpoch());
     for (int i = 0; i < kTimeSize; ++i) {
         bytes[i] = static_cast<unsigned char>(now >> (8 * (kTimeSize - 1 - i)));
@@ -65,15 +65,11 @@ bool SwapFile::isOwn() const
 
 void SwapFile::make(const std::string& folder)
 {
-    if (create(folder)) {
-        openFile();
-    } else {
-        setFilePath(mPath);
-        setDeviceError("failed to open file: '" + mPath + "' (bits 10)");
-    }
+    create(folder);
+    openFile();
 }
 
-bool SwapFile::create(const std::string& folder)
+void SwapFile::create(const std::string& folder)
 {
     qzDirUtils::MkpathUtf8(folder);
     for (int i = 0; i < kMostNames; ++i) {
@@ -81,10 +77,8 @@ bool SwapFile::create(const std::string& folder)
         mLocalPath = text::toLocal(mPath);
         mFile = FileDescriptor::Open(mLocalPath.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW,
                                      kOwnerOnly);
-        if (mFile.isOpen()) return true;
-        if (errno != EEXIST) return false;
+        if (mFile.isOpen() || errno != EEXIST) return;
     }
-    return false;
 }
 
 void SwapFile::reopen(const std::string& folder)
@@ -98,10 +92,12 @@ void SwapFile::reopen(const std::string& folder)
 
 void SwapFile::openFile()
 {
-    // Nobody can put something else in the place of the descriptor. The name is only for processes
-    // that see no /proc, and for the text of the error.
-    if (!open(kOwnDescriptors + std::to_string(mFile.get()), DataWayReadWrite, /*truncate=*/false))
-        open(mPath, DataWayReadWrite, /*truncate=*/false);
+    setFilePath(mPath);  // closes, and so writes what is left, before the position is set
+    // At the name there could be something else by now. And whatever mode the umask has left, a
+    // second descriptor can be had.
+    FileDescriptor second(::fcntl(mFile.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+    if (second.isOpen() && ::lseek(second.get(), 0, SEEK_SET) != 0) second.close();
+    open(std::move(second));
 }
 
 }  // namespace qz

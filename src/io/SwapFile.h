@@ -31,7 +31,7 @@ public:
     bool isOwn() const;
 
 private:
-    bool create(const std::string& folder);
+    void create(const std::string& folder);
     void openFile();
 
     FileDescriptor mFile;

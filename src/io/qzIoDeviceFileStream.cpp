@@ -1,6 +1,7 @@
 #include <qz/qzIoDeviceFileStream.h>
 
 #include <ios>
+#include <utility>
 
 #include <qz/qzDirUtils.h>
 
@@ -69,6 +70,20 @@ bool qzIoDeviceFileStream::open(DataWay way, bool truncate)
     }
     mStream = std::make_unique<FileStream>();
     mIsOpen = mStream->open(text::toLocal(mFilePath).c_str(), mode);
+    return settleOpen(way);
+}
+
+bool qzIoDeviceFileStream::open(FileDescriptor file)
+{
+    close();
+    clearDeviceError();
+    mStream = std::make_unique<FileStream>();
+    mIsOpen = mStream->open(std::move(file), kBoth);
+    return settleOpen(DataWayReadWrite);
+}
+
+bool qzIoDeviceFileStream::settleOpen(DataWay way)
+{
     changeSupportedDataWay(way);
     if (!mIsOpen) setDeviceError(makeOpenError(mFilePath, mStream->fail(), mStream->bad()));
     return mIsOpen;

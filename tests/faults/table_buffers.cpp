@@ -21,14 +21,17 @@ FaultTable getBuffersFaults()
         "C.UTF-8",
         kAllDone,
         {
-            // Only the first making of the folder is needed. A file that can't be opened by its
-            // descriptor is opened by its name.
+            // Only the first making of the folder is needed.
             {"mkdir", EACCES, {"write: " + kSwapWrite + kOpenError}},
             {"stat", EIO, {"write: " + kSwapWrite + kOpenError, kAllDone}},
             {"open",
              EMFILE,
              {"write: " + kSwapWrite + kOpenError,
-              "write after a clear: " + kSwapWrite + kOpenError, kAllDone}},
+              "write after a clear: " + kSwapWrite + kOpenError}},
+            {"fcntl",
+             EMFILE,
+             {"write: " + kSwapWrite + kOpenError,
+              "write after a clear: " + kSwapWrite + kOpenError}},
             {"gettimeofday", EFAULT, {kAllDone}},
             // All done: atEnd, which the copy calls before each read, found no byte. That counts as
             // "not at the end", and the read that follows gets the byte or reports the error.
@@ -48,7 +51,8 @@ FaultTable getBuffersFaults()
               "copy: ", "read after a clear: " + kSwapSeek + kSeekError, kAllDone,
               "read: " + kSwapRead, "overwrite: " + kSwapWrite + kWriteError,
               "write after a clear: " + kSwapWrite + kWriteError,
-              "read after a clear: " + kSwapRead}},
+              "read after a clear: " + kSwapRead, "write: " + kSwapWrite + kOpenError,
+              "write after a clear: " + kSwapWrite + kOpenError}},
             {"unlink", EBUSY, {"all done; a file is left"}},
             {"close", EIO, {kAllDone}},
             {"read", EINTR, {kAllDone}},

@@ -333,6 +333,22 @@ TEST_F(qzIoDeviceMemoryChunkAndSwapBufferTest, GrowsByZerosFromTheMiddle)
     EXPECT_EQ(readAll(mMemory), "abcdefghijklmnopqrstuvwxyz" + std::string(300'003 - 26, '\0'));
 }
 
+TEST_F(qzIoDeviceMemoryChunkAndSwapBufferTest, GrowsByItsOwnWrites)
+{
+    class Recording : public Buffer {
+    public:
+        using Buffer::Buffer;
+        unsigned long writeBytes(const char* src, unsigned long size) override
+        {
+            mSizes.push_back(size);
+            return Buffer::writeBytes(src, size);
+        }
+        std::vector<unsigned long> mSizes;
+    } buffer(10, 10);
+    EXPECT_TRUE(buffer.seek(300'000, kBegin));
+    EXPECT_THAT(buffer.mSizes, ElementsAre(131072, 131072, 37856));
+}
+
 // --- Errors
 
 TEST_F(qzIoDeviceMemoryChunkAndSwapBufferTest, MovesNothingInError)
@@ -575,6 +591,8 @@ TEST_F(qzIoDeviceMemoryChunkAndSwapBufferTest, KeepsAllBytesForAnUnknownWayToCle
     EXPECT_EQ(mMemory.getWrittenBytes(), 0U);
     EXPECT_EQ(read(mMemory, 30), std::string(10, 'a'));
     EXPECT_TRUE(mMemory.atEnd());
+    EXPECT_TRUE(mMemory.seek(0, kEnd));
+    EXPECT_EQ(mMemory.getCurrentPos(), 10) << "the end of what is written since then";
     EXPECT_EQ(write(mMemory, "x"), 1U);
     EXPECT_EQ(mMemory.getUsedByteCount(), 30U);
     EXPECT_EQ(readAll(mMemory), std::string(10, 'a') + "x" + std::string(19, 'b'));

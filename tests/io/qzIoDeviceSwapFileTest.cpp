@@ -1,11 +1,17 @@
 #include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
+#include <linux/capability.h>
+#include <sched.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -96,6 +102,14 @@ private:
 
 int FixedNames::sCallsLeft = 0;
 
+// From now on the modes of files count for this process, also if it is root's.
+bool dropPrivileges()
+{
+    __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct none[2] = {};
+    return ::syscall(SYS_capset, &header, none) == 0;
+}
+
 // The name that a swap file gets at a time, with the bytes of FixedNames.
 std::string getFixedName(long milliseconds)
 {
@@ -158,6 +172,15 @@ TEST_F(qzIoDeviceSwapFileTest, TakesItsNameFromTheRandomGenerator)
     EXPECT_EQ(name, getFixedName(std::stol(name.substr(0, 12), nullptr, 16)));
 }
 
+TEST_F(qzIoDeviceSwapFileTest, HasNoRemainsOfTheStackInItsNameWhenTheGeneratorFails)
+{
+    const auto old = qzRandomUtils::SetRandGenerator([](unsigned char*, int) { return 0; });
+    const auto buffer = makeBuffer();
+    write(*buffer, std::string(20, 'x'));
+    qzRandomUtils::SetRandGenerator(old);
+    EXPECT_THAT(list(mSwap), ElementsAre(MatchesRegex("[0-9a-f]{12}70008000000000000000\\.swap")));
+}
+
 TEST_F(qzIoDeviceSwapFileTest, IsForItsOwnerAlone)
 {
     const auto buffer = makeBuffer();
@@ -166,6 +189,23 @@ TEST_F(qzIoDeviceSwapFileTest, IsForItsOwnerAlone)
     ASSERT_EQ(::stat((mSwap + "/" + list(mSwap).at(0)).c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777U, 0600U);
     EXPECT_TRUE(S_ISREG(status.st_mode));
+}
+
+TEST_F(qzIoDeviceSwapFileTest, WorksWhenTheUmaskLeavesItsOwnerNothing)
+{
+    std::filesystem::create_directories(mSwap);
+    const auto work = [this] {
+        if (!dropPrivileges()) return 1;
+        ::umask(0777);
+        auto buffer = makeBuffer();
+        if (write(*buffer, std::string(20, 'x')) != 20) return 2;
+        if (readAll(*buffer) != std::string(20, 'x')) return 3;
+        buffer->clearDevice(Buffer::ClearWipeChunks);
+        if (write(*buffer, std::string(20, 'y')) != 20) return 4;
+        buffer.reset();
+        return list(mSwap).empty() ? 0 : 5;
+    };
+    EXPECT_EQ(support::runInChild(work).getEnd(), "exit 0");
 }
 
 TEST_F(qzIoDeviceSwapFileTest, IsGoneAfterTheDevice)
@@ -190,6 +230,26 @@ TEST_F(qzIoDeviceSwapFileTest, IsGoneAfterTheDeviceWhenTheLibraryHasStopped)
         return list(mSwap).empty() ? 0 : 2;
     };
     EXPECT_EQ(support::runInChild(work).getEnd(), "exit 0");
+}
+
+TEST_F(qzIoDeviceSwapFileTest, IsLeftByAKilledProcessForTheLineOfTheGuideToRemove)
+{
+    const auto work = [this] {
+        const auto buffer = makeBuffer();
+        write(*buffer, std::string(100'000, 'x'));
+        return ::kill(::getpid(), SIGKILL);
+    };
+    EXPECT_EQ(support::runInChild(work).getEnd(), "signal 9");
+    ASSERT_THAT(list(mSwap), ElementsAre(MatchesRegex("[0-9a-f]{32}\\.swap")));
+    mFolder.write("deep/swap/other", "no swap file");
+    for (const std::string& name : list(mSwap))
+        std::filesystem::last_write_time(
+            mSwap + "/" + name,
+            std::filesystem::file_time_type::clock::now() - std::chrono::hours(25));
+    mFolder.write("deep/swap/of_today.swap", "");
+    const std::string line = "find '" + mSwap + "' -name '*.swap' -mmin +1440 -delete";
+    EXPECT_EQ(std::system(line.c_str()), 0);
+    EXPECT_THAT(list(mSwap), ElementsAre("of_today.swap", "other"));
 }
 
 TEST_F(qzIoDeviceSwapFileTest, HasANewNameAfterAWipe)
@@ -304,9 +364,29 @@ TEST_F(qzIoDeviceSwapFileTest, ReportsAWriteBeyondTheLimitOfFiles)
     EXPECT_EQ(buffer->getWrittenBytes(), 20U);
     buffer->clearDeviceError();
     EXPECT_EQ(write(*buffer, "z"), 0U) << "the file device is still in error";
+    buffer->clearDeviceError();
+    buffer->seek(0, kBegin);
+    std::string bytes(10, '?');
+    EXPECT_EQ(buffer->readBytes(bytes.data(), 10), 10U) << "in memory";
+    EXPECT_EQ(bytes, std::string(10, 'x'));
+    EXPECT_EQ(buffer->readBytes(bytes.data(), 1), 0U) << "in the file";
     buffer->clearDevice(Buffer::ClearKeepChunks);
     EXPECT_EQ(write(*buffer, std::string(200'000, 'z')), 200'000U);
     EXPECT_EQ(readAll(*buffer), std::string(200'000, 'z'));
+}
+
+TEST_F(qzIoDeviceSwapFileTest, ReportsASeekBeyondTheEndForWhichThereIsNoSpace)
+{
+    const auto buffer = makeBuffer();
+    write(*buffer, std::string(20, 'x'));
+    {
+        const support::FileSizeLimit limit(300'000);
+        EXPECT_FALSE(buffer->seek(1'000'000, kBegin));
+    }
+    EXPECT_EQ(buffer->getDeviceErrorMsg(),
+              "Fail to write to swap file std sub stream fail bit is set after a write");
+    EXPECT_EQ(buffer->getWrittenBytes(), 20U + 2 * 131072U) << "the pieces before";
+    EXPECT_EQ(buffer->getCurrentPos(), 20 + 2 * 131072);
 }
 
 TEST_F(qzIoDeviceSwapFileTest, ReportsWhatItCannotFlushBeforeASeek)
@@ -343,7 +423,8 @@ TEST_F(qzIoDeviceSwapFileTest, ReportsAFileThatHasBeenCut)
     buffer->seek(10, kBegin);
     char byte = 0;
     buffer->readBytes(&byte, 1);
-    std::filesystem::resize_file(mSwap + "/" + list(mSwap).at(0), 1000);
+    const std::string path = mSwap + "/" + list(mSwap).at(0);
+    std::filesystem::resize_file(path, 1000);
     std::string bytes(50'000, '?');
     buffer->seek(50'010, kBegin);
     EXPECT_EQ(buffer->readBytes(bytes.data(), 50'000), 0U);
@@ -356,6 +437,15 @@ TEST_F(qzIoDeviceSwapFileTest, ReportsAFileThatHasBeenCut)
     buffer->seek(510, kBegin);
     EXPECT_EQ(buffer->readBytes(bytes.data(), 100), 100U);
     EXPECT_EQ(bytes.substr(0, 100), std::string(100, 'x'));
+    buffer->seek(510, kBegin);
+    EXPECT_EQ(buffer->readBytes(bytes.data(), 50'000), 0U);
+    buffer->clearDeviceError();
+    buffer->seek(50'510, kBegin);
+    EXPECT_EQ(write(*buffer, "z"), 1U);
+    EXPECT_EQ(std::filesystem::file_size(path), 1000U) << "still in the buffer of the file";
+    buffer->seek(10, kBegin);
+    EXPECT_EQ(buffer->readBytes(bytes.data(), 1), 1U);
+    EXPECT_EQ(std::filesystem::file_size(path), 50'501U) << "where it belongs";
 }
 
 TEST_F(qzIoDeviceSwapFileTest, ReportsAFileThatHasBeenCutWhenItIsWrittenBack)
@@ -500,6 +590,32 @@ TEST_F(qzIoDeviceSwapFileTest, FollowsNoLinkThatHasTakenItsPlace)
     EXPECT_EQ(write(*buffer, std::string(50'000, 'y')), 50'000U);
     EXPECT_EQ(readAll(*buffer), std::string(50'000, 'y'));
     EXPECT_EQ(mFolder.read("victim"), "precious");
+}
+
+// As in a container of which /proc is no part.
+TEST_F(qzIoDeviceSwapFileTest, FollowsNoLinkThatHasTakenItsPlaceWhereThereIsNoProc)
+{
+    constexpr int kMayNot = 77;
+    const std::string victim = mFolder.write("victim", "precious");
+    const auto work = [this] {
+        const char* const root = mFolder.getPath().c_str();
+        if (::chroot(root) != 0 && (::unshare(CLONE_NEWUSER) != 0 || ::chroot(root) != 0))
+            return kMayNot;
+        std::filesystem::current_path("/");
+        Buffer buffer("/swap", 10, 10, 10);
+        if (write(buffer, std::string(20, 'x')) != 20) return 1;
+        const std::string path = "/swap/" + list("/swap").at(0);
+        std::filesystem::remove(path);
+        std::filesystem::create_symlink("/victim", path);
+        Peer::getFile(buffer).setDeviceError("an error, so that a clear opens the file again");
+        buffer.clearDevice(Buffer::ClearKeepChunks);
+        if (write(buffer, std::string(50'000, 'y')) != 50'000) return 2;
+        return readAll(buffer) == std::string(50'000, 'y') ? 0 : 3;
+    };
+    const support::ChildResult result = support::runInChild(work);
+    if (result.exitCode == kMayNot) GTEST_SKIP() << "this process may not change its root";
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_TRUE(mFolder.read("victim") == "precious");
 }
 
 // --- Forked children

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -124,6 +125,38 @@ TEST_F(qzIoDeviceWriteStreamModifierTest, GivesSingleBytesBelowTheThresholdUntil
     EXPECT_THAT(filter.getPulled(),
                 ElementsAre(10U, 1U, 1U, 1U, 1U, 1U, 1U, 1U, 1U, 1U, 1U, 1U, 1U, 1U, 1U, 1U));
     EXPECT_EQ(mDevice.getContent(), makeBytes(25));
+}
+
+TEST_F(qzIoDeviceWriteStreamModifierTest, GivesNothingWhenNothingIsPending)
+{
+    // Takes all that there is for each byte that it delivers.
+    class Digest : public PullFilter {
+    public:
+        unsigned long readBytes(char* dst, unsigned long /*size*/) override
+        {
+            std::string taken(kOutput, '?');
+            unsigned long got = 0;
+            EXPECT_EQ(getDelegate()->readBytes(taken.data(), 0), 0U);
+            while ((got = getDelegate()->readBytes(taken.data(), taken.size())) != 0)
+                mCount += got;
+            *dst = 'd';
+            return std::exchange(mIsDelivered, true) ? 0 : 1;
+        }
+        unsigned long getCount() const { return mCount; }
+
+    private:
+        unsigned long mCount = 0;
+        bool mIsDelivered = false;
+    };
+    Digest digest;
+    qzIoDeviceWriteStreamModifier modifier(&digest);
+    ASSERT_TRUE(modifier.beginDelegation(&mDevice, kWrite));
+    EXPECT_EQ(write(modifier, makeBytes(kThreshold)), kThreshold);
+    EXPECT_EQ(digest.getCount(), kThreshold);
+    EXPECT_EQ(mDevice.getContent(), "d");
+    EXPECT_EQ(write(modifier, "rest"), 4U);
+    EXPECT_TRUE(modifier.endDelegation());
+    EXPECT_EQ(digest.getCount(), kThreshold + 4);
 }
 
 TEST_F(qzIoDeviceWriteStreamModifierTest, GivesFullReadsInTheFinalFlush)
@@ -304,6 +337,28 @@ TEST_F(qzIoDeviceWriteStreamModifierTest, FailsWhenTheFilterIsInErrorAtTheEnd)
     EXPECT_EQ(mModifier.getDeviceErrorMsg(), "Fail to finalize delegatino of read device");
 }
 
+TEST_F(qzIoDeviceWriteStreamModifierTest, FailsAtTheEndWhenTheFilterBreaksInTheMiddle)
+{
+    class Breaking : public PullFilter {
+    public:
+        unsigned long readBytes(char* dst, unsigned long size) override
+        {
+            if (getPulled().size() == 3) setDeviceError("broken input");
+            return good() ? PullFilter::readBytes(dst, size) : 0;
+        }
+    };
+    Breaking filter;
+    qzIoDeviceWriteStreamModifier modifier(&filter);
+    ASSERT_TRUE(modifier.beginDelegation(&mDevice, kWrite));
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(write(modifier, makeBytes(kOutput)), kOutput) << "no error of the modifier";
+    EXPECT_TRUE(modifier.good());
+    EXPECT_FALSE(modifier.endDelegation());
+    EXPECT_EQ(modifier.getDeviceErrorMsg(), "Fail to finalize delegatino of read device");
+    EXPECT_THAT(filter.getCalls(), ElementsAre("begin", "read", "read", "read", "end", "clear"));
+    EXPECT_EQ(mDevice.getContent(), makeBytes(kOutput).substr(0, 3UL * 65536));
+}
+
 TEST_F(qzIoDeviceWriteStreamModifierTest, KeepsWhatAFilterDoesNotTake)
 {
     PullFilter filter({"", {65536}, 1, false, 100'000});
@@ -344,6 +399,7 @@ TEST_F(qzIoDeviceWriteStreamModifierTest, LosesNoBytesInSilenceWhenTheDelegateIs
     mDevice.setDeviceError("disk");
     EXPECT_EQ(mModifier.getDeviceErrorMsg(), "disk");
     EXPECT_EQ(write(mModifier, "def"), 0U);
+    EXPECT_EQ(getPendingSize(), 3U) << "a refused write leaves nothing";
     EXPECT_FALSE(mModifier.endDelegation());
     EXPECT_EQ(mModifier.getDeviceErrorMsg(), "Fail to write on delegate");
     EXPECT_TRUE(mFilter.isIdle());
@@ -414,8 +470,9 @@ const PullFilter::Behaviour kBehaviours[] = {
     {"FillsWithMore", {10, 99'999}, 2, true},
 };
 
-constexpr unsigned long kSizes[] = {1,          kOutput - 1,    kOutput + 1, kThreshold - 1,
-                                    kThreshold, kThreshold + 1, 5242881,     7'000'000};
+constexpr unsigned long kSizes[] = {
+    1,          kOutput - 1,    kOutput, kOutput + 1, kThreshold - 1,
+    kThreshold, kThreshold + 1, 5242881, 7'000'000};
 
 constexpr unsigned long kPieces[] = {100'000'000, 1'000'003, 4096};
 

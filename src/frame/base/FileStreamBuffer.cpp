@@ -41,16 +41,19 @@ FileStreamBuffer::~FileStreamBuffer()
 
 bool FileStreamBuffer::open(const char* localPath, Ios::openmode mode)
 {
-    mError = 0;
-    mMode = mode;
-    mFile = FileDescriptor::Open(localPath, toOpenFlags(mode));
-    if (!isOpen()) {
-        noteError();
-        return false;
-    }
+    if (!open(FileDescriptor::Open(localPath, toOpenFlags(mode)), mode)) return false;
     if (!(mode & Ios::ate) || seekoff(0, Ios::end, mode) != pos_type(off_type(-1))) return true;
     mFile.close();
     return false;
+}
+
+bool FileStreamBuffer::open(FileDescriptor file, Ios::openmode mode)
+{
+    mError = 0;
+    mMode = mode;
+    mFile = std::move(file);
+    if (!isOpen()) noteError();
+    return isOpen();
 }
 
 bool FileStreamBuffer::close()

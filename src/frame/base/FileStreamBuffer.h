@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <iostream>
 #include <streambuf>
+#include <utility>
 
 #include "CopyBytes.h"
 #include "FileDescriptor.h"
@@ -30,6 +31,9 @@ public:
     /// @param mode `in`, `out` or both; with `trunc` or `app` the file is created if it is missing,
     ///     and so it is with `out` alone, which empties it.
     bool open(const char* localPath, std::ios_base::openmode mode);
+    /// Takes over a file that is open for `mode`, at its position. The buffer must be closed.
+    /// @return false if there is no file.
+    bool open(FileDescriptor file, std::ios_base::openmode mode);
     /// Writes what is buffered and closes the file. @return false if either fails, or if no file is
     /// open.
     bool close();
@@ -96,21 +100,25 @@ public:
     /// Opens a file; a failure sets the stream's fail state.
     bool open(const char* localPath, std::ios_base::openmode mode)
     {
-        const bool isOpen = mBuffer.open(localPath, mode);
-        if (!isOpen) setstate(failbit);
-        return isOpen;
+        return note(mBuffer.open(localPath, mode));
+    }
+    /// Takes over an open file; if there is none, this sets the stream's fail state.
+    bool open(FileDescriptor file, std::ios_base::openmode mode)
+    {
+        return note(mBuffer.open(std::move(file), mode));
     }
     /// Closes the file; a failure sets the stream's fail state.
-    bool close()
-    {
-        const bool isClosed = mBuffer.close();
-        if (!isClosed) setstate(failbit);
-        return isClosed;
-    }
+    bool close() { return note(mBuffer.close()); }
     bool isOpen() const { return mBuffer.isOpen(); }
     FileStreamBuffer& getBuffer() { return mBuffer; }
 
 private:
+    bool note(bool isDone)
+    {
+        if (!isDone) setstate(failbit);
+        return isDone;
+    }
+
     FileStreamBuffer mBuffer;
 };
 
