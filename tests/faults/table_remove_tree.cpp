@@ -21,7 +21,10 @@ FaultTable getRemoveTreeFaults()
                  {done, "open the folder of " + describe(EMFILE)},
                  {"open " + describe(EMFILE), "return from " + describe(ESTALE)}},
                 {"open", EINTR, {done}},
-                {"fstat", EIO, {"statx " + describe(EIO), "return from " + describe(ESTALE)}},
+                {"fstat",
+                 EIO,
+                 {"open the folder of " + describe(EIO), "statx " + describe(EIO),
+                  "return from " + describe(ESTALE)}},
                 // At the end of a folder, nothing is left to read.
                 {"getdents64",
                  EIO,

@@ -106,8 +106,7 @@ private:
         if (!folder.isOpen()) return removeUnopened(parent, name, errno);
         Identity identity;
         if (!readIdentity(folder, identity)) return note("statx ", name.c_str(), errno);
-        if (mLevels.size() > 1 && !identity.isOnSameMount(mLevels[1].identity))
-            return note("enter ", name.c_str(), EXDEV);
+        if (!identity.isOnSameMount(parent.identity)) return note("enter ", name.c_str(), EXDEV);
         mLevels.push_back({name, std::move(folder), identity, {}});
         if (mLevels.size() - mFirstOpen > kMostOpenFolders) closeOutermost();
         removeContent();
@@ -263,7 +262,8 @@ RemovedTree removeTreeNoFollow(const std::string& path, const qzCancelInterfaceR
     top.folder = FileDescriptor(restart([&, &from = folderPath] {
         return ::open(from.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     }));
-    if (!top.folder.isOpen()) return refuse("open the folder of " + path, errno);
+    if (!top.folder.isOpen() || !readIdentity(top.folder, top.identity))
+        return refuse("open the folder of " + path, errno);
     top.folders.push_back(name);
     return TreeRemoval(toUtf8(localPath), cancel).run(std::move(top));
 }
