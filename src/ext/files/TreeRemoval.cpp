@@ -163,7 +163,7 @@ private:
         Level& level = mLevels.back();
         const char* const name = child.name.c_str();
         if (!level.folder.isOpen() && !openAsBefore(child.folder, "..", level)) {
-            note("return from ", name, ESTALE);
+            note("return from ", name, errno);
             return resume();
         }
         mFirstOpen = std::min(mFirstOpen, std::max<std::size_t>(mLevels.size() - 1, 1));
@@ -176,13 +176,17 @@ private:
             note("rmdir ", name, errno);
     }
 
-    // @return false for another folder than the one that was entered.
+    // @return false after a failure; its error is ESTALE for another folder than the one that was
+    // entered.
     bool openAsBefore(const FileDescriptor& start, const char* name, Level& level)
     {
         FileDescriptor folder = openFolder(start, name);
         Identity identity;
         if (!folder.isOpen() || !readIdentity(folder, identity)) return false;
-        if (!identity.isSame(level.identity)) return false;
+        if (!identity.isSame(level.identity)) {
+            errno = ESTALE;
+            return false;
+        }
         level.folder = std::move(folder);
         return true;
     }
