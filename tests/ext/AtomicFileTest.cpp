@@ -1,5 +1,8 @@
 #include <qz/ext/SafeFiles.h>
 
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,6 +30,19 @@ using ::testing::ElementsAre;
 using ::testing::StartsWith;
 
 using AtomicFileTest = SafeFilesTest;
+
+namespace {
+
+// Sets the attributes that `chattr` changes.
+bool setAttributes(const std::string& folder, int attributes)
+{
+    const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool isSet = ::ioctl(descriptor, FS_IOC_SETFLAGS, &attributes) == 0;
+    ::close(descriptor);
+    return isSet;
+}
+
+}  // namespace
 
 TEST_F(AtomicFileTest, ReplacesTheTargetAtCommitOnly)
 {
@@ -202,6 +218,19 @@ TEST_F(AtomicFileTest, ReportsAFolderThatIsNotWritable)
     EXPECT_EQ(getTarget(), "old");
 }
 
+// There, the new file could neither take a name nor be removed.
+TEST_F(AtomicFileTest, LeavesNothingInAFolderToWhichOneCanOnlyAppend)
+{
+    if (!setAttributes(mFolder.getPath(), FS_APPEND_FL)) GTEST_SKIP() << "no right or no support";
+    for (const char* name : {"target", "new"}) {
+        EXPECT_FALSE(replace(mFolder.getPath(name), "new"));
+        EXPECT_EQ(mFailure.error, EPERM) << name;
+    }
+    EXPECT_TRUE(setAttributes(mFolder.getPath(), 0));
+    EXPECT_EQ(getTarget(), "old");
+    EXPECT_THAT(list(), ElementsAre("target"));
+}
+
 // What an attacker could put into a folder such as /tmp.
 TEST_F(AtomicFileTest, FollowsAndReplacesNothingOfAnotherUserInAFolderOfAll)
 {
@@ -209,15 +238,17 @@ TEST_F(AtomicFileTest, FollowsAndReplacesNothingOfAnotherUserInAFolderOfAll)
     constexpr uid_t kAttacker = 12;
     const std::string shared = mFolder.getPath("shared");
     fs::create_directory(shared);
-    ASSERT_EQ(::chmod(shared.c_str(), 01777), 0);
     ASSERT_EQ(::symlink(mPath.c_str(), (shared + "/link").c_str()), 0);
     ASSERT_EQ(::symlink("missing", (shared + "/dangling").c_str()), 0);
     support::writeFile(shared + "/file", "planted");
     for (const char* name : {"/link", "/dangling", "/file"})
         ASSERT_EQ(::lchown((shared + name).c_str(), kAttacker, kAttacker), 0);
-    for (const char* name : {"/link", "/dangling", "/file"}) {
-        EXPECT_FALSE(replace(shared + name, "secret")) << name;
-        EXPECT_EQ(mFailure.error, EACCES) << name;
+    for (const mode_t mode : {01777U, 0777U}) {
+        ASSERT_EQ(::chmod(shared.c_str(), mode), 0);
+        for (const char* name : {"/link", "/dangling", "/file"}) {
+            EXPECT_FALSE(replace(shared + name, "secret")) << name << mode;
+            EXPECT_EQ(mFailure.error, EACCES) << name << mode;
+        }
     }
     EXPECT_EQ(getTarget(), "old");
     EXPECT_THAT(list(shared), ElementsAre("dangling", "file", "link"));

@@ -180,6 +180,23 @@ TEST_F(DataFrameTest, IsRefusedAtEachCut)
     }
 }
 
+// Otherwise a cut frame would seem to be the end of an undamaged input at the second look.
+TEST_F(DataFrameTest, KeepsTheReasonOfEachCutWhenReadAgain)
+{
+    const std::string bytes = makeDataFrame("payload");
+    for (unsigned long cut = 0; cut < bytes.size(); ++cut) {
+        DeviceStub device(bytes.substr(0, cut));
+        FrameReader frames(device, kFormat);
+        std::string payload;
+        EXPECT_FALSE(frames.read(payload));
+        const std::string reason = frames.getFailure().text;
+        EXPECT_FALSE(frames.read(payload));
+        EXPECT_EQ(frames.getFailure().text, reason);
+        EXPECT_EQ(frames.getFailure().reason,
+                  cut == 0 ? StreamFailure::NoFrame : StreamFailure::Ended);
+    }
+}
+
 TEST_F(DataFrameTest, IsRefusedWithEachFlippedBit)
 {
     const std::string bytes = makeDataFrame("some payload");
@@ -285,6 +302,19 @@ TEST_F(DataFrameTest, ReportsAnyWriteThatFails)
     DeviceStub broken;
     broken.setDeviceError("broken");
     EXPECT_FALSE(writeFrame(broken, kFormat, "payload"));
+}
+
+TEST_F(DataFrameTest, IsNotWrittenByADeviceThatClaimsMoreThanItWasGiven)
+{
+    class Boaster : public DeviceStub {
+    public:
+        unsigned long writeBytes(const char* /*src*/, unsigned long /*size*/) override
+        {
+            return static_cast<unsigned long>(-1);
+        }
+    };
+    Boaster device;
+    EXPECT_FALSE(writeFrame(device, kFormat, "payload"));
 }
 
 TEST_F(DataFrameTest, ReportsAReadThatFails)

@@ -974,6 +974,21 @@ TEST(JsonDevice, ThatReturnsNothingBeforeItsEndGivesNoValue)
     EXPECT_TRUE(result.value.isNull());
 }
 
+TEST(JsonDevice, ThatClaimsMoreThanRequestedGivesNoValue)
+{
+    class Boaster : public support::DeviceStub {
+    public:
+        unsigned long readBytes(char* /*dst*/, unsigned long /*size*/) override
+        {
+            return static_cast<unsigned long>(-1);
+        }
+    };
+    Boaster device;
+    const JsonReadResult result = readJson(device);
+    EXPECT_EQ(result.error.kind, Kind::Device);
+    EXPECT_EQ(result.error.toString(), "The device claims more bytes than requested");
+}
+
 TEST(JsonDevice, BeyondTheLimitIsNotReadToItsEnd)
 {
     support::DeviceStub device('[' + repeat("1,", 500000) + "1]");

@@ -213,6 +213,21 @@ TEST_F(RemovedTreeTest, EntersNoOtherFileSystem)
     EXPECT_EQ(child.exitCode, kExpected);
 }
 
+TEST_F(RemovedTreeTest, LeavesAFileSystemThatIsMountedAtTheRoot)
+{
+    fs::create_directory(mRoot);
+    const support::ChildResult child = support::runInChild([&] {
+        if (!support::mountSmallDisk(mRoot, "64k")) return support::kNoSmallDisk;
+        support::writeFile(mRoot + "/file", "precious");
+        if (getFailure(removeTreeNoFollow(mRoot)) !=
+            "enter F/root: " + SystemError(EXDEV).toString())
+            return 1;
+        return support::readFile(mRoot + "/file") == "precious" ? kExpected : 2;
+    });
+    if (child.exitCode == support::kNoSmallDisk) GTEST_SKIP() << "no right to mount";
+    EXPECT_EQ(child.exitCode, kExpected);
+}
+
 // --- Depth and descriptors
 
 TEST_F(RemovedTreeTest, RemovesATreeThatIsDeeperThanTheDescriptorsAndThePathsOfTheSystem)

@@ -2,9 +2,12 @@
 
 #include <qz/ext/SafeFiles.h>
 
+#include <pthread.h>
+#include <sched.h>
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,6 +18,7 @@
 #include <qz/qzIoDeviceMemoryChunkAndSwapBuffer.h>
 
 #include "ext/SafeFilesFixture.h"
+#include "support/CancelledThread.h"
 #include "support/ChildProcess.h"
 #include "support/DeviceStub.h"
 #include "support/Files.h"
@@ -113,6 +117,35 @@ TEST_F(SavedFilesTest, ReportsAnIniFileThatCantBeRead)
     EXPECT_EQ(getTarget(), "old");
 }
 
+// The descriptors of the main thread would lead to another file, which would be overwritten.
+TEST_F(SavedFilesTest, SavesAnIniFileOnAThreadWithDescriptorsOfItsOwn)
+{
+    bool isSaved = false;
+    bool hasOwnDescriptors = false;
+    std::thread([&] {
+        hasOwnDescriptors = ::unshare(CLONE_FILES) == 0;
+        isSaved = saveIniFileAtomically(mPath, Map{{"a", 1}}, /*merge=*/false, &mFailure);
+    }).join();
+    if (!hasOwnDescriptors) GTEST_SKIP() << "no right to separate the descriptors of a thread";
+    EXPECT_TRUE(isSaved) << mFailure.toString();
+    EXPECT_EQ(getTarget(), "[General]\na=1\n");
+}
+
+TEST_F(SavedFilesTest, CompletesAnIniFileOnAThreadThatIsCancelled)
+{
+    support::writeFile(mPath, "[General]\na=1\n");
+    const support::ChildResult child = support::runInChild([&] {
+        const bool isCancelled = support::endsByCancellation([&] {
+            saveIniFileAtomically(mPath, Map{{"b", 2}}, /*merge=*/true);
+            ::pthread_testcancel();
+        });
+        return isCancelled ? kExpected : 1;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 42");
+    EXPECT_EQ(getTarget(), "[General]\na=1\nb=2\n");
+    EXPECT_THAT(list(), ElementsAre("target"));
+}
+
 // --- Devices
 
 TEST_F(SavedFilesTest, SavesWhatIsLeftOfADevice)
@@ -157,6 +190,22 @@ TEST_F(SavedFilesTest, ReportsTheErrorOfTheDevice)
     qzIoDeviceFileStream missing(mFolder.getPath("none"), qzIoDevice::DataWayRead, false);
     EXPECT_FALSE(saveDeviceAtomically(mPath, missing, &mFailure));
     EXPECT_THAT(mFailure.step, HasSubstr("failed to open file"));
+    EXPECT_EQ(getTarget(), "old");
+}
+
+TEST_F(SavedFilesTest, KeepsTheTargetIfTheDeviceClaimsMoreThanRequested)
+{
+    class Boaster : public support::DeviceStub {
+    public:
+        Boaster() : DeviceStub("x") {}
+        unsigned long readBytes(char* /*dst*/, unsigned long /*size*/) override
+        {
+            return static_cast<unsigned long>(-1);
+        }
+    };
+    Boaster source;
+    EXPECT_FALSE(saveDeviceAtomically(mPath, source, &mFailure));
+    EXPECT_EQ(getFailure(), "read of the device for F/target: " + SystemError(EIO).toString());
     EXPECT_EQ(getTarget(), "old");
 }
 

@@ -35,7 +35,7 @@ namespace qz::ext {
 /// link stays, and the file that it leads to is replaced or made. Refused are folders (EISDIR),
 /// devices, pipes and sockets (EINVAL), files that the user may not write to, links of /proc, and
 /// in a folder where everybody may make files, such as /tmp, files and links of another user (all
-/// EACCES). The folder must be readable and writable.
+/// EACCES). The folder must be readable and writable, and not append-only (EPERM).
 ///
 /// Until `commit`, the new file is for its owner alone, and its name is ".saving-" and 26 random
 /// letters and digits. A killed process leaves it behind. If several writers commit to one target,
@@ -136,9 +136,9 @@ struct QZ_API RemovedTree {
 ///
 /// No link is followed, except in the path of the root's own folder: a link is removed itself, also
 /// one that takes the place of a folder during the work. A folder on which another file system is
-/// mounted is not entered (EXDEV). A failure ends nothing: all that can be removed is removed. What
-/// others remove at the same time is no failure. Folders may be nested to any depth; about ten
-/// descriptors are used, and three are enough.
+/// mounted is not entered, the root included (EXDEV). A failure ends nothing: all that can be
+/// removed is removed. What others remove at the same time is no failure. Folders may be nested to
+/// any depth; about ten descriptors are used, and three are enough.
 /// @param path in UTF-8. A path that ends in "." or "..", or leads to the root of the system, is
 ///     refused (EINVAL). A missing object is a failure (ENOENT).
 /// @param cancel polled before each object; the failure is then ECANCELED. May be null.

@@ -12,6 +12,7 @@
 #include <qz/qzIniFile.h>
 
 #include "WorkFile.h"
+#include "base/CancellationBlock.h"
 #include "base/FileDescriptor.h"
 #include "base/LocalText.h"
 #include "base/Restart.h"
@@ -40,8 +41,9 @@ bool saveIni(WorkFile& file, const std::string& path, const qzVariant::qzVariant
     if (!file.open(path, failure)) return false;
     const bool isMerging = merge && file.getTarget().status.has_value();
     if (isMerging && !copyOldContent(file, path, failure)) return false;
-    // By the descriptor, because another file can't take the place of that.
-    const std::string workPath = "/proc/self/fd/" + std::to_string(file.getDescriptor());
+    // By the descriptor, because another file can't take the place of that. Those of "self" are the
+    // descriptors of the main thread, which may have ended or have others than this thread.
+    const std::string workPath = "/proc/thread-self/fd/" + std::to_string(file.getDescriptor());
     errno = 0;
     if (!SaveIniFile(workPath, map, isMerging))
         return fail(&failure, "save of the values for " + path, errno != 0 ? errno : EINVAL);
@@ -53,6 +55,8 @@ bool copyAll(qzIoDevice& source, AtomicFile& file)
     std::vector<char> buffer(kCopyBufferSize);
     while (source.good() && !source.atEnd()) {
         const unsigned long count = source.readBytes(buffer.data(), buffer.size());
+        // More than requested is what a -1 of a system call becomes in a careless device.
+        if (count > buffer.size()) return false;
         if (count == 0) break;
         if (file.writeBytes(buffer.data(), count) != count) return false;
     }
@@ -96,6 +100,9 @@ bool copyFile(const std::string& sourcePath, const std::string& targetPath, Syst
 bool saveIniFileAtomically(const std::string& path, const qzVariant::qzVariantMapImpl& map,
                            bool merge, SystemFailure* failure)
 {
+    // Devices of the first library close their files when they are destroyed, where a cancellation
+    // would end the process.
+    const CancellationBlock noCancellation;
     WorkFile file;
     SystemFailure reason;
     return saveIni(file, path, map, merge, reason) ||

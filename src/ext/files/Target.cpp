@@ -21,14 +21,22 @@ constexpr int kPlaceFlags = O_PATH | O_CLOEXEC;
 
 // The rule by which the kernel protects links and files in folders such as /tmp
 // (fs.protected_symlinks, fs.protected_regular), whether it is set to do so or not: links are
-// followed here by hand.
+// followed here by hand. The kernel leaves out folders without the sticky bit, where the same
+// attack succeeds.
 bool isPlanted(int folder, const struct stat& entry)
 {
-    constexpr mode_t kShared = S_ISVTX | S_IWOTH;
     struct stat status = {};
     if (::fstat(folder, &status) != 0) return true;
-    return (status.st_mode & kShared) == kShared && entry.st_uid != ::geteuid() &&
+    return (status.st_mode & S_IWOTH) != 0 && entry.st_uid != ::geteuid() &&
            entry.st_uid != status.st_uid;
+}
+
+// Nothing can be renamed or removed in such a folder, so a new file would stay there.
+bool isAppendOnly(int folder)
+{
+    struct statx status = {};
+    return ::statx(folder, "", AT_EMPTY_PATH, /*mask=*/0, &status) == 0 &&
+           (status.stx_attributes & STATX_ATTR_APPEND) != 0;
 }
 
 // The text of a link of /proc is not always the path of the file that it leads to.
@@ -93,6 +101,7 @@ bool findTarget(const std::string& localPath, Target& target, SystemFailure& fai
                 [&] { return ::openat(folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
         });
         if (!target.folder.isOpen()) return refuse("open the folder of ", errno);
+        if (isAppendOnly(target.folder.get())) return refuse("replace in its folder ", EPERM);
         target.name = name;
         const int statusError = updateStatus(target);
         return statusError == 0 || refuse("open ", statusError);

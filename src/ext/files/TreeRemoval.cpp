@@ -106,8 +106,7 @@ private:
         if (!folder.isOpen()) return removeUnopened(parent, name, errno);
         Identity identity;
         if (!readIdentity(folder, identity)) return note("statx ", name.c_str(), errno);
-        if (mLevels.size() > 1 && !identity.isOnSameMount(mLevels[1].identity))
-            return note("enter ", name.c_str(), EXDEV);
+        if (!identity.isOnSameMount(parent.identity)) return note("enter ", name.c_str(), EXDEV);
         mLevels.push_back({name, std::move(folder), identity, {}});
         if (mLevels.size() - mFirstOpen > kMostOpenFolders) closeOutermost();
         removeContent();
@@ -164,7 +163,7 @@ private:
         Level& level = mLevels.back();
         const char* const name = child.name.c_str();
         if (!level.folder.isOpen() && !openAsBefore(child.folder, "..", level)) {
-            note("return from ", name, ESTALE);
+            note("return from ", name, errno);
             return resume();
         }
         mFirstOpen = std::min(mFirstOpen, std::max<std::size_t>(mLevels.size() - 1, 1));
@@ -177,13 +176,17 @@ private:
             note("rmdir ", name, errno);
     }
 
-    // @return false for another folder than the one that was entered.
+    // @return false after a failure; its error is ESTALE for another folder than the one that was
+    // entered.
     bool openAsBefore(const FileDescriptor& start, const char* name, Level& level)
     {
         FileDescriptor folder = openFolder(start, name);
         Identity identity;
         if (!folder.isOpen() || !readIdentity(folder, identity)) return false;
-        if (!identity.isSame(level.identity)) return false;
+        if (!identity.isSame(level.identity)) {
+            errno = ESTALE;
+            return false;
+        }
         level.folder = std::move(folder);
         return true;
     }
@@ -263,7 +266,8 @@ RemovedTree removeTreeNoFollow(const std::string& path, const qzCancelInterfaceR
     top.folder = FileDescriptor(restart([&, &from = folderPath] {
         return ::open(from.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     }));
-    if (!top.folder.isOpen()) return refuse("open the folder of " + path, errno);
+    if (!top.folder.isOpen() || !readIdentity(top.folder, top.identity))
+        return refuse("open the folder of " + path, errno);
     top.folders.push_back(name);
     return TreeRemoval(toUtf8(localPath), cancel).run(std::move(top));
 }

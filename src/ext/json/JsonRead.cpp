@@ -18,6 +18,9 @@ JsonError readText(qzIoDevice& device, std::size_t limitBytes, std::string& text
 {
     const auto block = std::make_unique<char[]>(kBlockBytes);
     while (const unsigned long size = device.readBytes(block.get(), kBlockBytes)) {
+        // Such as a -1 of a system call that a careless device returns
+        if (size > kBlockBytes)
+            return {JsonError::Kind::Device, "The device claims more bytes than requested", {}, {}};
         text.append(block.get(), size);
         if (text.size() > limitBytes) return {};
     }

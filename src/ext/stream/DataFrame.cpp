@@ -1,6 +1,5 @@
 #include <qz/ext/DataFrame.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -37,8 +36,9 @@ bool writeWhole(qzIoDevice& device, std::string_view bytes)
 {
     while (!bytes.empty()) {
         const unsigned long count = device.writeBytes(bytes.data(), bytes.size());
-        if (count == 0) return false;
-        bytes.remove_prefix(std::min<unsigned long>(count, bytes.size()));
+        // More than all is what a -1 of a system call becomes in a careless device.
+        if (count == 0 || count > bytes.size()) return false;
+        bytes.remove_prefix(count);
     }
     return device.good();
 }
@@ -76,11 +76,13 @@ FrameReader::~FrameReader() = default;
 
 bool FrameReader::read(std::string& payload)
 {
+    // The first failure is final, and the position may still be that of its offset.
+    if (!mStream.isOk()) return false;
     const unsigned long start = mStream.mOffset;
     Header header;
     if (!mStream.readWhole(reinterpret_cast<char*>(&header), sizeof header, kHeader)) {
-        const bool isFirstByteMissing = mStream.mReason == StreamFailure::Ended &&
-                                        mStream.mFailureOffset == start && mStream.mAmount == 0;
+        const bool isFirstByteMissing =
+            mStream.mReason == StreamFailure::Ended && mStream.mAmount == 0;
         if (isFirstByteMissing) mStream.mReason = StreamFailure::NoFrame;
         return false;
     }
