@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <linux/capability.h>
 #include <sched.h>
 #include <sys/stat.h>
@@ -28,6 +29,7 @@
 #include "support/Allocations.h"
 #include "support/ChildProcess.h"
 #include "support/DeviceStub.h"
+#include "support/Files.h"
 #include "support/LibraryStart.h"
 #include "support/Limits.h"
 #include "support/LogCapture.h"
@@ -204,6 +206,19 @@ TEST_F(qzIoDeviceSwapFileTest, WorksWhenTheUmaskLeavesItsOwnerNothing)
         if (write(*buffer, std::string(20, 'y')) != 20) return 4;
         buffer.reset();
         return list(mSwap).empty() ? 0 : 5;
+    };
+    EXPECT_EQ(support::runInChild(work).getEnd(), "exit 0");
+}
+
+TEST_F(qzIoDeviceSwapFileTest, IsNeitherInheritedByProgramsNorTakenForAStandardStream)
+{
+    const auto work = [this] {
+        ::close(STDOUT_FILENO);
+        const std::size_t before = support::countInheritedDescriptors();
+        const auto buffer = makeBuffer();
+        if (write(*buffer, std::string(20, 'x')) != 20) return 1;
+        if (support::countInheritedDescriptors() != before) return 2;
+        return ::fcntl(STDOUT_FILENO, F_GETFD) == -1 ? 0 : 3;
     };
     EXPECT_EQ(support::runInChild(work).getEnd(), "exit 0");
 }
