@@ -507,6 +507,16 @@ TEST_F(qzIoDeviceSwapFileTest, ReportsWhenItCannotBeWrittenBack)
                 ElementsAre("CRITICAL Fail to seek in swap chunk words of the file"));
 }
 
+TEST_F(qzIoDeviceSwapFileTest, ReportsThatItCannotSeekBeforeAWrite)
+{
+    const auto buffer = makeBuffer();
+    write(*buffer, std::string(20, 'x'));
+    Peer::getFile(*buffer).setDeviceError("words of the file");
+    EXPECT_TRUE(buffer->seek(12, kBegin)) << "the file is moved when it is used";
+    EXPECT_EQ(write(*buffer, "y"), 0U);
+    EXPECT_EQ(buffer->getDeviceErrorMsg(), "Fail to seek in swap file words of the file");
+}
+
 TEST_F(qzIoDeviceSwapFileTest, ReportsAnErrorThatItMeetsWhileItIsWrittenBack)
 {
     // The destination breaks the file after the first piece.
