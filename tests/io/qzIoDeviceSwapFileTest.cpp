@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <linux/capability.h>
 #include <sched.h>
 #include <sys/stat.h>
@@ -28,6 +29,7 @@
 #include "support/Allocations.h"
 #include "support/ChildProcess.h"
 #include "support/DeviceStub.h"
+#include "support/Files.h"
 #include "support/LibraryStart.h"
 #include "support/Limits.h"
 #include "support/LogCapture.h"
@@ -208,6 +210,19 @@ TEST_F(qzIoDeviceSwapFileTest, WorksWhenTheUmaskLeavesItsOwnerNothing)
     EXPECT_EQ(support::runInChild(work).getEnd(), "exit 0");
 }
 
+TEST_F(qzIoDeviceSwapFileTest, IsNeitherInheritedByProgramsNorTakenForAStandardStream)
+{
+    const auto work = [this] {
+        ::close(STDOUT_FILENO);
+        const std::size_t before = support::countInheritedDescriptors();
+        const auto buffer = makeBuffer();
+        if (write(*buffer, std::string(20, 'x')) != 20) return 1;
+        if (support::countInheritedDescriptors() != before) return 2;
+        return ::fcntl(STDOUT_FILENO, F_GETFD) == -1 ? 0 : 3;
+    };
+    EXPECT_EQ(support::runInChild(work).getEnd(), "exit 0");
+}
+
 TEST_F(qzIoDeviceSwapFileTest, IsGoneAfterTheDevice)
 {
     auto buffer = makeBuffer();
@@ -299,7 +314,11 @@ TEST_F(qzIoDeviceSwapFileTest, ShowsAFolderThatCannotBeMadeAtTheFirstWrite)
     mFolder.write("deep", "a file in the way");
     auto buffer = makeBuffer();
     EXPECT_EQ(write(*buffer, std::string(10, 'x')), 10U);
-    EXPECT_EQ(write(*buffer, "y"), 0U);
+    {
+        const FixedNames names(10);
+        EXPECT_EQ(write(*buffer, "y"), 0U);
+        EXPECT_EQ(FixedNames::CountCallsLeft(), 9) << "one name is enough to see that";
+    }
     EXPECT_THAT(buffer->getDeviceErrorMsg(),
                 MatchesRegex("Fail to write to swap file failed to open file: '" + mSwap +
                              "/[0-9a-f]*.swap' \\(bits 10\\)"));
@@ -486,6 +505,16 @@ TEST_F(qzIoDeviceSwapFileTest, ReportsWhenItCannotBeWrittenBack)
     EXPECT_EQ(buffer->getDeviceErrorMsg(), "Fail to seek in swap file words of the file");
     EXPECT_THAT(log.getLines(),
                 ElementsAre("CRITICAL Fail to seek in swap chunk words of the file"));
+}
+
+TEST_F(qzIoDeviceSwapFileTest, ReportsThatItCannotSeekBeforeAWrite)
+{
+    const auto buffer = makeBuffer();
+    write(*buffer, std::string(20, 'x'));
+    Peer::getFile(*buffer).setDeviceError("words of the file");
+    EXPECT_TRUE(buffer->seek(12, kBegin)) << "the file is moved when it is used";
+    EXPECT_EQ(write(*buffer, "y"), 0U);
+    EXPECT_EQ(buffer->getDeviceErrorMsg(), "Fail to seek in swap file words of the file");
 }
 
 TEST_F(qzIoDeviceSwapFileTest, ReportsAnErrorThatItMeetsWhileItIsWrittenBack)

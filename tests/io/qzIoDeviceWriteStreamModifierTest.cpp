@@ -189,6 +189,25 @@ TEST_F(qzIoDeviceWriteStreamModifierTest, IsReadableOnlyWhileItsFilterBegins)
     EXPECT_EQ(mModifier.getSupportedDataWay(), kWrite);
 }
 
+TEST_F(qzIoDeviceWriteStreamModifierTest, WaitsAgainWhenTheFilterHasReadWhileItBegan)
+{
+    class Opening : public PullFilter {
+    protected:
+        bool beginDelegationImpl() override
+        {
+            char head[10];
+            return PullFilter::beginDelegationImpl() && getDelegate()->readBytes(head, 10) == 10;
+        }
+    };
+    Opening filter;
+    qzIoDeviceWriteStreamModifier modifier(&filter);
+    ASSERT_TRUE(modifier.beginDelegation(&mDevice, kWrite));
+    EXPECT_EQ(write(modifier, makeBytes(kThreshold)), kThreshold);
+    EXPECT_THAT(filter.getCalls(), ElementsAre("begin"));
+    EXPECT_TRUE(modifier.endDelegation());
+    EXPECT_EQ(mDevice.getContent(), makeBytes(kThreshold).substr(10));
+}
+
 TEST_F(qzIoDeviceWriteStreamModifierTest, SupportsTheSameDirectionsAfterItsFilterHasBegun)
 {
     begin();
