@@ -31,6 +31,13 @@ Part::Part(std::vector<std::string> paths, const std::string& outputPath, const 
       mCancel(cancel),
       mProgress(progress)
 {
+    if (options.isBuffered) mSwapFolder.emplace();
+}
+
+void Part::discard()
+{
+    mOutput.discard();
+    if (mSwapFolder) mSwapFolder->remove();
 }
 
 void Part::run()
@@ -50,7 +57,8 @@ bool Part::record()
         return false;
     }
     std::string error;
-    RecordWriter writer(mOutput.getWorkPath(), mOptions.endianness, mOptions.isBuffered, mCancel);
+    RecordWriter writer(mOutput.getWorkPath(), mOptions.endianness,
+                        mSwapFolder ? &*mSwapFolder : nullptr, mCancel);
     for (const std::string& path : mPaths) {
         if (mCancel.shouldCancel()) {
             mMissingPaths.push_back(path);

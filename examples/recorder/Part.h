@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,7 @@
 #include "Options.h"
 #include "Progress.h"
 #include "Recording.h"
+#include "SwapFolder.h"
 #include "shared/OutputFile.h"
 
 namespace recorder {
@@ -28,8 +30,9 @@ public:
 
     /// Does the work.
     void run();
-    /// Removes the incomplete recording because the process ends. From any thread.
-    void discard() { mOutput.discard(); }
+    /// Removes the incomplete recording and its swap file because the process ends. From any
+    /// thread.
+    void discard();
 
     /// Whether all files were recorded, and were read back the same.
     bool isDone() const { return mIsDone; }
@@ -48,6 +51,7 @@ private:
     std::vector<std::string> mMissingPaths;
     std::string mOutputPath;
     shared::OutputFile mOutput;
+    std::optional<SwapFolder> mSwapFolder;
     std::string mOutputError;  // why the file of the recording can't be made
     bool mIsOutputMade;
     const Options& mOptions;

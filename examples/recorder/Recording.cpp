@@ -46,21 +46,14 @@ unsigned long getResidentBytes()
     return qz::qzSystemUtils::GetUsedRamQuantityInBytes(qz::qzSystemUtils::RamResident);
 }
 
-std::unique_ptr<RecordBuffer> makeBuffer(bool isBuffered)
-{
-    if (!isBuffered) return nullptr;
-    std::error_code unknown;
-    const std::filesystem::path folder = std::filesystem::temp_directory_path(unknown);
-    return std::make_unique<RecordBuffer>(unknown ? "/tmp" : folder.string());
-}
-
 }  // namespace
 
 RecordWriter::RecordWriter(const std::string& path, qz::qzDataStream::Endianness endianness,
-                           bool isBuffered, const qz::qzCancelInterfaceReadOnly& cancel)
+                           const SwapFolder* swapFolder,
+                           const qz::qzCancelInterfaceReadOnly& cancel)
     : mMemoryBefore(getResidentBytes()),
       mDevice(path, qz::qzIoDevice::DataWayWrite, /*truncate=*/true),
-      mBuffer(makeBuffer(isBuffered)),
+      mBuffer(swapFolder ? std::make_unique<RecordBuffer>(swapFolder->getPath()) : nullptr),
       mTap(mBuffer ? mBuffer->editDevice() : mDevice, qz::qzIoDevice::DataWayWrite),
       mStream(mTap.editDevice(), endianness),
       mCancel(cancel)

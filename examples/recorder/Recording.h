@@ -9,6 +9,7 @@
 #include <qz/qzIoDeviceFileStream.h>
 
 #include "RecordBuffer.h"
+#include "SwapFolder.h"
 #include "Tap.h"
 
 namespace recorder {
@@ -40,10 +41,11 @@ struct RecordedFile {
 class RecordWriter {
 public:
     /// Opens the recording; `isOk()` is false when that fails.
-    /// @param isBuffered collects the records, and writes the file in `finish`.
+    /// @param swapFolder for collecting the records, which `finish` writes to the file; null to
+    ///     write them at once.
     /// @param cancel is checked before each record.
-    RecordWriter(const std::string& path, qz::qzDataStream::Endianness endianness, bool isBuffered,
-                 const qz::qzCancelInterfaceReadOnly& cancel);
+    RecordWriter(const std::string& path, qz::qzDataStream::Endianness endianness,
+                 const SwapFolder* swapFolder, const qz::qzCancelInterfaceReadOnly& cancel);
 
     /// Records the lines of a file.
     /// @param file receives what the comparison needs; its path is empty if the file can't be

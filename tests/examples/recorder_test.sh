@@ -172,13 +172,13 @@ bytes=$(sed -n 's/^ *bytes in *\([0-9]*\)$/\1/p' out)
 
 # A second interruption ends a recorder that waits for its input. It leaves no file.
 
-# interrupt_twice SIGNAL: sets `status`.
+# interrupt_twice SIGNAL ARGUMENT...: sets `status`.
 interrupt_twice()
 {
     local i pid
     rm -rf second
     mkdir second
-    "$program" --output second/rec pipe >out 2>&1 &
+    TMPDIR=$PWD/second "$program" --output second/rec "${@:2}" pipe >out 2>&1 &
     pid=$!
     exec 3>pipe
     interrupt "$1" $pid
@@ -194,14 +194,24 @@ interrupt_twice()
     exec 3>&-
 }
 
-for signal in INT TERM; do
+# expect_nothing_left SIGNAL ARGUMENT...
+expect_nothing_left()
+{
+    local attempt
     # If the first signal comes before the recorder waits for the pipe, it ends by itself, and the
     # second signal may hit it while it does so.
     for ((attempt = 0; attempt < 100; ++attempt)); do
-        interrupt_twice $signal
+        interrupt_twice "$@"
         grep -q '^recorder: not recorded to its end: pipe$' out || break
     done
-    ((status == 128 + $(kill -l $signal))) || fail "status $status after a second SIG$signal"
+    ((status == 128 + $(kill -l "$1"))) || fail "status $status after a second SIG$1"
     expect_line out 'recorder: interrupted again, the recording is discarded'
     rmdir second || fail "a second interruption left '$(ls second)'"
+}
+
+head -c 30000000 /dev/zero >zeros # more than the memory of a collected recording
+for signal in INT TERM; do
+    expect_nothing_left $signal
+    expect_nothing_left $signal --buffered zeros
 done
+rm zeros

@@ -224,7 +224,8 @@ TEST_F(AtomicFileTest, LeavesNothingInAFolderToWhichOneCanOnlyAppend)
     if (!setAttributes(mFolder.getPath(), FS_APPEND_FL)) GTEST_SKIP() << "no right or no support";
     for (const char* name : {"target", "new"}) {
         EXPECT_FALSE(replace(mFolder.getPath(name), "new"));
-        EXPECT_EQ(mFailure.error, EPERM) << name;
+        EXPECT_EQ(getFailure(), "replace in its folder F/" + std::string(name) + ": " +
+                                    SystemError(EPERM).toString());
     }
     EXPECT_TRUE(setAttributes(mFolder.getPath(), 0));
     EXPECT_EQ(getTarget(), "old");
