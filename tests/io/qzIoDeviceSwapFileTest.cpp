@@ -29,6 +29,7 @@
 #include "support/Allocations.h"
 #include "support/ChildProcess.h"
 #include "support/DeviceStub.h"
+#include "support/Environment.h"
 #include "support/Files.h"
 #include "support/LibraryStart.h"
 #include "support/Limits.h"
@@ -135,6 +136,7 @@ protected:
         return std::make_unique<Buffer>(mSwap, 10, 10, 10);
     }
     // Puts links to a file at all names from now on, until five seconds after the last one is made.
+    // A disk may be too slow to make a thousand of them in a second.
     std::string plantLinks() const
     {
         const std::string victim = mFolder.write("victim", "precious");
@@ -145,7 +147,15 @@ protected:
         return victim;
     }
 
+    static std::unique_ptr<support::EnvironmentVariable> ChooseMemory()
+    {
+        const char* const kMemory = "/dev/shm";
+        if (::access(kMemory, W_OK | X_OK) != 0) return nullptr;
+        return std::make_unique<support::EnvironmentVariable>("TMPDIR", kMemory);
+    }
+
     support::LibraryStart mLibrary;
+    const std::unique_ptr<support::EnvironmentVariable> mTemporary = ChooseMemory();
     ScratchFolder mFolder;
     std::string mSwap = mFolder.getPath("deep/swap");
 };
