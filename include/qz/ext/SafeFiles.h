@@ -38,8 +38,8 @@ namespace qz::ext {
 /// EACCES). The folder must be readable and writable, and not append-only (EPERM).
 ///
 /// Until `commit`, the new file is for its owner alone, and its name is ".saving-" and 26 random
-/// letters and digits. A killed process leaves it behind. If several writers commit to one target,
-/// the last one wins as a whole.
+/// letters and digits. It remains if the process is killed. If several writers commit to one
+/// target, the last one wins as a whole.
 ///
 /// Paths are in UTF-8, so the library must be started; one that can't be converted, is empty or
 /// holds a zero byte is refused (EILSEQ). A child of `fork` doesn't have the file: there, the
