@@ -42,11 +42,18 @@ void Part::discard()
 
 void Part::run()
 {
-    const bool isWritten = record();
-    const bool hasMatched = isWritten && !mCancel.shouldCancel() && compare();
-    const bool isKept = !isWritten || keep();
-    mIsDone = hasMatched && isKept && !mHasFailures;
+    mIsWritten = record();
+    const bool hasMatched = mIsWritten && !mCancel.shouldCancel() && compare();
+    mIsDone = hasMatched && !mHasFailures;
     mProgress.countEndedPart();
+}
+
+void Part::keep()
+{
+    std::string error;
+    if (!mIsWritten || mOutput.keep(error)) return;
+    qz::logCritical(kChannel) << "cannot make '" << mOutputPath << "': " << error;
+    mIsDone = false;
 }
 
 bool Part::record()
@@ -99,14 +106,6 @@ bool Part::compare()
     }
     mReadBack = {reader.getCounts(), watch.getElapsedMs()};
     return hasMatched && reader.isAtEnd() && reader.getChecksum() == mChecksum;
-}
-
-bool Part::keep()
-{
-    std::string error;
-    if (mOutput.keep(error)) return true;
-    qz::logCritical(kChannel) << "cannot make '" << mOutputPath << "': " << error;
-    return false;
 }
 
 PartThread::PartThread(Part& part)

@@ -30,11 +30,13 @@ public:
 
     /// Does the work.
     void run();
-    /// Removes the incomplete recording and its swap file because the process ends. From any
+    /// Gives the recording its name, after the work. An interruption may discard it until then.
+    void keep();
+    /// Removes the recording and its swap file because the process ends. From any
     /// thread.
     void discard();
 
-    /// Whether all files were recorded, and were read back the same.
+    /// Whether all files were recorded, were read back the same, and the recording has its name.
     bool isDone() const { return mIsDone; }
     /// The files that an interruption left out; the first one is the one that it cut short.
     const std::vector<std::string>& getMissingPaths() const { return mMissingPaths; }
@@ -44,7 +46,6 @@ public:
 private:
     bool record();
     bool compare();
-    bool keep();
 
     std::vector<std::string> mPaths;
     std::vector<RecordedFile> mRecordedFiles;
@@ -61,6 +62,7 @@ private:
     Way mReadBack;
     std::uint64_t mChecksum = 0;
     bool mHasFailures = false;
+    bool mIsWritten = false;
     bool mIsDone = false;
 };
 

@@ -51,7 +51,7 @@ int Progress::waitForEnd()
         if (mCancel.shouldCancel()) confirmInterruption();
     }
     mView.clearLine();
-    return gSecondSignal;
+    return mPartsAtWork == 0 ? 0 : gSecondSignal;
 }
 
 void Progress::confirmInterruption()

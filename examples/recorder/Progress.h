@@ -27,7 +27,7 @@ public:
     /// Waits until all parts have ended. A terminal shows the progress meanwhile. The first
     /// interruption is confirmed on standard error; the parts end soon, unless an input sends
     /// nothing.
-    /// @return 0, or at once the signal of a second interruption.
+    /// @return 0, or at once the signal of a second interruption while parts are at work.
     int waitForEnd();
 
 private:

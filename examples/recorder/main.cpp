@@ -82,6 +82,9 @@ void runParts(Parts& parts, Progress& progress)
     }
     // The threads may wait for an input for ever, so nothing waits for them.
     if (const int signal = progress.waitForEnd()) endBySignal(parts, signal);
+    // Not in the threads, where a recording could get its name while it is being discarded.
+    for (const std::unique_ptr<Part>& part : parts)
+        part->keep();
 }
 
 void reportInterruption(const Parts& parts)

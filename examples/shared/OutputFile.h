@@ -22,7 +22,7 @@ public:
     /// Gives a complete file its name.
     /// @return false, with the reason in `error`, when that is not possible.
     bool keep(std::string& error);
-    /// Removes an incomplete file.
+    /// Removes a file that was not kept.
     void discard() { mFile.remove(); }
 
 private:

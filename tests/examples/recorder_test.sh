@@ -144,7 +144,7 @@ interrupt()
     kill -s "$1" "$2"
     for ((i = 1; ; ++i)); do
         if grep -q 'recorder: interrupted' out || ! kill -0 "$2" 2>/dev/null; then return; fi
-        if ((i % 200 == 0)) && is_thread_sanitized; then kill -s "$1" "$2" || true; fi
+        if ((i % 20 == 0)) && is_thread_sanitized; then kill -s "$1" "$2" || true; fi
         ((i < 1200)) || fail "no word of an interruption by SIG$1: $(cat out)"
         sleep 0.05
     done
@@ -210,6 +210,30 @@ expect_nothing_left()
     expect_line out 'recorder: interrupted again, the recording is discarded'
     rmdir second || fail "a second interruption left '$(ls second)'"
 }
+
+# A second interruption while the recorder ends: it keeps the recording or discards it, as it says.
+for ((i = 0; i < 12; ++i)); do
+    rm -rf second
+    mkdir second
+    "$program" --output second/rec pipe >out 2>&1 &
+    pid=$!
+    exec 3>pipe
+    interrupt INT $pid
+    exec 3>&-
+    for ((j = 0; j < 5; ++j)); do
+        kill -s INT $pid 2>/dev/null || true
+    done
+    status=0
+    wait $pid || status=$?
+    if grep -q '^recorder: interrupted again, the recording is discarded$' out; then
+        rmdir second || fail "a discarded recording left '$(ls second)'"
+    else
+        [[ $(ls second) == rec ]] || fail "no recording after an interruption: $(cat out)"
+        # A signal after the last line ends a program that is leaving anyway.
+        grep -q 'not all records match' out || fail "no summary after an interruption: $(cat out)"
+        ((status == 3 || status == 130)) || fail "status $status after interruptions: $(cat out)"
+    fi
+done
 
 head -c 30000000 /dev/zero >zeros # more than the memory of a collected recording
 for signal in INT TERM; do
