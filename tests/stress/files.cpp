@@ -25,6 +25,7 @@
 #include "support/LibraryStart.h"
 #include "support/Limits.h"
 #include "support/ScratchFolder.h"
+#include "support/Waiting.h"
 
 namespace {
 
@@ -122,7 +123,8 @@ std::string startAndStop(const std::string& path, Random& random)
             logInfo() << "line";
     }
     if (support::countOpenDescriptors() != descriptors) return "descriptors";
-    if (countThreads() != threads) return "threads";
+    // A thread that was joined may still be listed for a moment.
+    if (!support::waitUntil([threads] { return countThreads() <= threads; })) return "threads";
     const std::string log = lines == 0 ? "" : support::readFile(path);
     const auto found = static_cast<unsigned long>(std::count(log.begin(), log.end(), '\n'));
     return found == lines ? ""
