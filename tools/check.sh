@@ -36,6 +36,9 @@ check_messages() { tools/check_messages.py; }
 #: pages        links of README and guides lead to files, and all guides are linked
 check_pages() { tools/check_pages.py; }
 
+#: samples      every C++ sample of pages and headers is compiled by a test
+check_samples() { tools/doc_samples.py --check; }
+
 #: headers      each public header compiles alone
 check_headers() { tools/check_headers.sh; }
 
