@@ -54,8 +54,14 @@ check_private() { tools/check_private.py "${libraries[@]}"; }
 #: calls        every exported function is called by a test
 check_calls() { tools/check_calls.py "${libraries[@]}"; }
 
-#: documented   every public declaration has a comment
-check_documented() { cmake --build build/release --target qzSystemDocs; }
+#: documented   every public declaration has a comment, every class and namespace a page, and no link
+#:              of the pages is broken
+check_documented()
+{
+    cmake --build build/release --target qzSystemDocs &&
+        tools/check_index.py "$folder/qzSystem.tag" "${libraries[@]}" &&
+        tools/check_html.py "$folder/html" "$folder/qzSystem.tag"
+}
 
 #: clang        library, tests and examples build with clang without a warning
 check_clang() { cmake --build build/clang -j "$(nproc)"; }

@@ -145,6 +145,7 @@ private:
     long mProcessId;  // of the process that has the workers
 };
 
+/// The pool that the library makes for the whole process.
 namespace concurrent {
 
 /// The pool of the process, with a worker for each processor; with one processor it has no thread.

@@ -29,6 +29,7 @@ const std::map<std::string, std::string> kOutputs = {
     {"guide-buffers.1", "^5[0-9]{7} bytes, [0-9]+ of them in memory\n$"},
     {"guide-character-sets.1", "^[0-9]+ bytes\n$"},
     {"guide-config.1", "^8080\n$"},
+    {"guide-containers.1", "[1-9][0-9]* processors.*\n.* : 1000000 roots\n$"},
     {"guide-devices.1", "^42 0.5 forty-two\n$"},
     {"guide-files.1", "^[0-9]+ rows, [0-9]+ bytes\n$"},
     {"guide-log.1",

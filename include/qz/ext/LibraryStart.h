@@ -2,7 +2,8 @@
 
 #include <qz/qzSystem.h>
 
-/// Conveniences on top of the library, as headers only.
+/// The second library, libqzSystemExt: other programs, files, locks, messages, JSON, loops and
+/// progress. Its headers are in `<qz/ext/...>`; link `qzSystem::ext`.
 namespace qz::ext {
 
 /// Starts the library and stops it at the end of the scope. Objects that use the library must be
