@@ -78,13 +78,22 @@ std::map<std::string, std::optional<std::string>> makeEnvironment(const FaultTab
             {"ASAN_OPTIONS", ahead + "verify_asan_link_order=0"}};
 }
 
+// Runs a scenario with a temporary folder of its own: one that ends by `exit` doesn't remove its
+// folder.
+ChildResult runInScratchFolder(support::ProgramRun run)
+{
+    const ScratchFolder folder;
+    run.environment["TMPDIR"] = folder.getPath();
+    return runProgram(run);
+}
+
 ChildResult runScenario(const FaultTable& scenario, const std::string& argument)
 {
     support::ProgramRun run;
     run.program = std::string(QZ_TEST_SCENARIOS_DIR "/scenario_") + scenario.name;
     run.environment = makeEnvironment(scenario);
     run.arguments = {argument};
-    return runProgram(run);
+    return runInScratchFolder(run);
 }
 
 ChildResult runWithFault(const FaultTable& scenario, const Fault& fault,
@@ -98,7 +107,7 @@ ChildResult runWithFault(const FaultTable& scenario, const Fault& fault,
     run.environment["QZ_FAULT_OCCURRENCE"] = std::to_string(fault.occurrence);
     run.environment["QZ_FAULT_ERRNO"] = std::to_string(fault.error);
     run.environment["QZ_FAULT_COUNTS"] = countsPath;
-    return runProgram(run);
+    return runInScratchFolder(run);
 }
 
 // The outcomes that a run printed; a run that crashed or kept a descriptor reads differently.
