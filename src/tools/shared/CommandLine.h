@@ -9,7 +9,7 @@
 
 namespace shared {
 
-/// The command line of an example: options that begin with "-", and plain arguments.
+/// The command line of a program: options that begin with "-", and plain arguments.
 ///
 /// An option's value is the next argument or follows a "=". "-h" and "--help" print the usage text.
 /// After "--" every argument is a plain one, and "-" alone always is.
