@@ -43,6 +43,7 @@ LEVELS = {
     "ext/random": 10,
     "ext/stream": 10,
     "ext/channel": 11,
+    "ext/crash": 11,
     "ext/files": 11,
     "tools/shared": 12,
 }
@@ -63,6 +64,7 @@ FOLDER_OF_HEADER = {
     "qzSystemUtils.h": "frame/base",
     "qzException.h": "system",
     "ext/LibraryStart.h": "ext/base",
+    "ext/CrashKit.h": "ext/crash",
     "ext/FileLock.h": "ext/lock",
     "ext/PipeChannel.h": "ext/channel",
     "ext/SafeFiles.h": "ext/files",
