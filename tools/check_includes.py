@@ -44,6 +44,7 @@ LEVELS = {
     "ext/random": 10,
     "ext/stream": 10,
     "ext/channel": 11,
+    "ext/crash": 11,
     "ext/files": 11,
     "tools/shared": 12,
 }
@@ -64,6 +65,7 @@ FOLDER_OF_HEADER = {
     "qzSystemUtils.h": "frame/base",
     "qzException.h": "system",
     "ext/LibraryStart.h": "ext/base",
+    "ext/CrashKit.h": "ext/crash",
     "ext/FileLock.h": "ext/lock",
     "ext/Json.h": "ext/json",
     "ext/LogTools.h": "ext/log",
