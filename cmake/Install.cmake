@@ -92,6 +92,7 @@ install(FILES LICENSE DESTINATION ${docDir}/libqzsystem-doc RENAME copyright
 install(FILES README.md CONTRIBUTING.md SECURITY.md
     DESTINATION ${docDir}/libqzsystem-doc COMPONENT Documentation)
 install(FILES ${guides} DESTINATION ${docDir}/libqzsystem-doc/docs COMPONENT Documentation)
+install(DIRECTORY docs/pictures DESTINATION ${docDir}/libqzsystem-doc/docs COMPONENT Documentation)
 # Doxygen's pages, when the target qzSystemDocs has made them.
 install(DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/html DESTINATION ${docDir}/libqzsystem-doc
     COMPONENT Documentation OPTIONAL)

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Prints a page for Doxygen: doc_filter.py PAGE. Names of classes in backticks become links.
+"""Prints a page for Doxygen: doc_filter.py PAGE. Names of classes in backticks become links, and the
+name of the file becomes that of the HTML page.
 
 In the repository a page shows `qzMutex` as code. Doxygen links names with their namespace only, so it
 gets a reference here.
@@ -26,8 +27,16 @@ def known_classes() -> dict[str, str]:
     return names
 
 
+def label(path: Path) -> str:
+    """The name of the page in the HTML, without its extension."""
+    return path.stem.lower().replace("-", "_")
+
+
 def main() -> int:
-    page = Path(sys.argv[1]).read_text(encoding="utf-8")
+    path = Path(sys.argv[1])
+    page = path.read_text(encoding="utf-8")
+    # Readers of the repository would see the label in the heading.
+    page = re.sub(r"\A(# .*)$", rf"\1 {{#{label(path)}}}", page, count=1, flags=re.MULTILINE)
     classes = known_classes()
 
     def link(match: re.Match) -> str:
