@@ -14,7 +14,7 @@ from check_index import classes_of_header
 from cpp_text import ROOT
 
 # A block of code, which stays as it is, or one name in backticks.
-BLOCK_OR_NAME = re.compile(r"^```.*?^```$|^    .*$|`((?:qz::)?(?:\w+::)*\w+)`", re.MULTILINE | re.DOTALL)
+BLOCK_OR_NAME = re.compile(r"^```.*?^```$|^    .*$|`((?:qz::)?(?:\w+::)*\w+)(?:\(\))?`", re.MULTILINE | re.DOTALL)
 
 
 def known_classes() -> dict[str, str]:
@@ -40,8 +40,10 @@ def main() -> int:
     classes = known_classes()
 
     def link(match: re.Match) -> str:
-        full = classes.get(match[1] or "")
-        return f'<code>@ref {full} "{match[1]}"</code>' if full else match[0]
+        name = match[1] or ""
+        scope, _, member = name.rpartition("::")
+        full = classes.get(name) or (f"{classes[scope]}::{member}" if scope in classes else None)
+        return f'<code>@ref {full} "{match[0].strip("`")}"</code>' if full else match[0]
 
     sys.stdout.write(BLOCK_OR_NAME.sub(link, page))
     return 0
