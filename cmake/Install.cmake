@@ -160,6 +160,7 @@ file(GLOB guides CONFIGURE_DEPENDS docs/*.md)
 install(FILES README.md CONTRIBUTING.md SECURITY.md LICENSE
     DESTINATION ${docDir}/libqzsystem-doc COMPONENT Documentation)
 install(FILES ${guides} DESTINATION ${docDir}/libqzsystem-doc/docs COMPONENT Documentation)
+install(DIRECTORY docs/pictures DESTINATION ${docDir}/libqzsystem-doc/docs COMPONENT Documentation)
 # Doxygen's pages, when the target qzSystemDocs has made them.
 install(DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/html DESTINATION ${docDir}/libqzsystem-doc
     COMPONENT Documentation OPTIONAL)

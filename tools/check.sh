@@ -33,8 +33,9 @@ check_sizes() { tools/check_sizes.py; }
 #: messages     every text that the library can emit is asserted by a test
 check_messages() { tools/check_messages.py; }
 
-#: pages        links of README and guides lead to files, and all guides are linked
-check_pages() { tools/check_pages.py; }
+#: pages        links of README and guides lead to files, all guides are linked, and the figures of
+#:              the README are those of docs/performance.md
+check_pages() { tools/check_pages.py && tools/readme_figures.py; }
 
 #: samples      every C++ sample of pages and headers is compiled by a test
 check_samples() { tools/doc_samples.py --check; }

@@ -1,6 +1,10 @@
 #!/usr/bin/env python3
-"""Every relative link of README, guides and other pages leads to a file of the project, and every
-guide and every public class of the second library can be reached from the README or the main page.
+"""Every relative link and picture of the README, the guides and the other pages leads to a file, and to a
+heading of it if the link names one. Every guide and every public class of the second library can be
+reached from the README or the main page.
+
+    check_pages.py           the pages of the repository
+    check_pages.py FOLDER    the links only, of an installed copy
 """
 
 import re
@@ -8,30 +12,46 @@ import sys
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
+CODE = re.compile(r"^```.*?^```$", re.MULTILINE | re.DOTALL)
 LINK = re.compile(r"\]\(([^)\s]+)\)")
+HEADING = re.compile(r"^#+ +(.*)$", re.MULTILINE)
 START_PAGES = ("README.md", "docs/mainpage.md")
 
 
-def pages() -> list[Path]:
-    return sorted([*ROOT.glob("*.md"), *ROOT.glob("docs/*.md")])
+def pages(root: Path) -> list[Path]:
+    return sorted([*root.glob("*.md"), *root.glob("docs/*.md")])
+
+
+def text_of(page: Path) -> str:
+    return CODE.sub("", page.read_text(encoding="utf-8"))
 
 
 def links(page: Path) -> list[str]:
-    targets = LINK.findall(page.read_text(encoding="utf-8"))
-    return [target.split("#")[0] for target in targets if "://" not in target]
+    return [target for target in LINK.findall(text_of(page)) if "://" not in target]
 
 
-def find_problems() -> list[str]:
+def places(page: Path) -> set[str]:
+    """The names that a heading has as the target of a link."""
+    headings = HEADING.findall(text_of(page))
+    return {re.sub(r"[^\w -]", "", heading.lower()).replace(" ", "-") for heading in headings}
+
+
+def find_broken_links(root: Path) -> list[str]:
     problems = []
-    reached = set()
-    for page in pages():
-        name = page.relative_to(ROOT)
-        for target in filter(None, links(page)):
-            path = (page.parent / target).resolve()
+    for page in pages(root):
+        for link in links(page):
+            target, _, place = link.partition("#")
+            path = (page.parent / target).resolve() if target else page
             if not path.is_file():
-                problems.append(f"{name}: no file '{target}'")
-            if str(name) in START_PAGES:
-                reached.add(path)
+                problems.append(f"{page.relative_to(root)}: no file '{target}'")
+            elif place and place not in places(path):
+                problems.append(f"{page.relative_to(root)}: no heading '{link}'")
+    return problems
+
+
+def find_unreached() -> list[str]:
+    problems = []
+    reached = {(ROOT / name).parent / link for name in START_PAGES for link in links(ROOT / name)}
     for guide in sorted(ROOT.glob("docs/guide-*.md")):
         if guide not in reached:
             problems.append(f"{guide.relative_to(ROOT)}: no link from {' or '.join(START_PAGES)}")
@@ -45,7 +65,12 @@ def find_problems() -> list[str]:
 
 
 def main() -> int:
-    problems = find_problems()
+    folder = Path(sys.argv[1]).resolve() if len(sys.argv) > 1 else None
+    problems = find_broken_links(folder or ROOT)
+    if folder is None:
+        problems += find_unreached()
+    elif not pages(folder):
+        problems.append(f"{folder}: no pages")
     print("\n".join(problems), end="\n" if problems else "")
     return 1 if problems else 0
 

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Prints a page for Doxygen: doc_filter.py PAGE. Names of classes in backticks become links.
+"""Prints a page for Doxygen: doc_filter.py PAGE. Names of classes in backticks become links, and the
+name of the file becomes that of the HTML page.
 
 In the repository a page shows `qzMutex` as code. Doxygen links names with their namespace only, so it
 gets a reference here.
@@ -13,7 +14,7 @@ from check_index import classes_of_header
 from cpp_text import ROOT
 
 # A block of code, which stays as it is, or one name in backticks.
-BLOCK_OR_NAME = re.compile(r"^```.*?^```$|^    .*$|`((?:qz::)?(?:\w+::)*\w+)`", re.MULTILINE | re.DOTALL)
+BLOCK_OR_NAME = re.compile(r"^```.*?^```$|^    .*$|`((?:qz::)?(?:\w+::)*\w+)(?:\(\))?`", re.MULTILINE | re.DOTALL)
 
 
 def known_classes() -> dict[str, str]:
@@ -26,13 +27,23 @@ def known_classes() -> dict[str, str]:
     return names
 
 
+def label(path: Path) -> str:
+    """The name of the page in the HTML, without its extension."""
+    return path.stem.lower().replace("-", "_")
+
+
 def main() -> int:
-    page = Path(sys.argv[1]).read_text(encoding="utf-8")
+    path = Path(sys.argv[1])
+    page = path.read_text(encoding="utf-8")
+    # Readers of the repository would see the label in the heading.
+    page = re.sub(r"\A(# .*)$", rf"\1 {{#{label(path)}}}", page, count=1, flags=re.MULTILINE)
     classes = known_classes()
 
     def link(match: re.Match) -> str:
-        full = classes.get(match[1] or "")
-        return f'<code>@ref {full} "{match[1]}"</code>' if full else match[0]
+        name = match[1] or ""
+        scope, _, member = name.rpartition("::")
+        full = classes.get(name) or (f"{classes[scope]}::{member}" if scope in classes else None)
+        return f'<code>@ref {full} "{match[0].strip("`")}"</code>' if full else match[0]
 
     sys.stdout.write(BLOCK_OR_NAME.sub(link, page))
     return 0

@@ -96,6 +96,7 @@ test_debian_packages()
     for package in "$packages"/*.deb; do
         dpkg-deb -x "$package" "$root"
     done
+    tools/check_pages.py "$root/usr/share/doc/libqzsystem-doc"
     library=$(find "$root" -name 'libqzSystem.so.3.0')
     if [[ ! -f $root/usr/share/gdb/auto-load${library#"$root"}-gdb.py ]]; then
         echo "gdb would not find its printers for ${library#"$root"}"

@@ -79,9 +79,10 @@ INSTANTIATE_TEST_SUITE_P(Pages, ProgramTest, ::testing::ValuesIn(getPrograms()),
 
 TEST(Programs, HaveTheNamesOfTheExpectedOutputs)
 {
-    for (const auto& [name, output] : kOutputs) {
-        const auto hasName = [&](const Program& program) { return program.name == name; };
-        EXPECT_TRUE(std::any_of(getPrograms().begin(), getPrograms().end(), hasName)) << name;
+    for (const auto& expected : kOutputs) {
+        const auto isIt = [&](const Program& program) { return program.name == expected.first; };
+        EXPECT_TRUE(std::any_of(getPrograms().begin(), getPrograms().end(), isIt))
+            << expected.first;
     }
 }
 
