@@ -181,6 +181,37 @@ if ((EUID != 0)); then
     rm -f logs/locked.log
 fi
 
+# --- Files that shrink or vanish while they are read
+
+# The pipe and the buffers hold less than a tenth of the file.
+for ((i = 0; i < 30000; ++i)); do
+    printf 'INFO PID 1 Sat Nov 14 20:17:01+0000 2026 : a line of a long file, number %d\n' "$i"
+done >long.log
+cp long.log vanishing.log
+{
+    status=0
+    "$program" long.log 2>err || status=$?
+    echo "$status" >status
+} | {
+    read -r _
+    : >long.log
+    cat >rest
+}
+expect_text err "qz-log: 'long.log': it became shorter while it was read"
+expect_text status 1
+{
+    status=0
+    "$program" vanishing.log 2>err || status=$?
+    echo "$status" >status
+} | {
+    read -r _
+    rm vanishing.log
+    cat >rest
+}
+expect_text err ""
+expect_text status 0
+[[ $(wc -l <rest) == 29999 ]] || fail "a file that vanished was not read to its end"
+
 # --- Memory has a limit, whatever the log contains
 
 # With the address sanitizer, no program starts below this limit.
