@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <tuple>
 
 #include <sys/stat.h>
 
@@ -18,7 +19,10 @@ struct FileIdentity {
     explicit FileIdentity(const struct stat& status) : device(status.st_dev), number(status.st_ino)
     {
     }
-    auto operator<=>(const FileIdentity&) const = default;
+    bool operator<(const FileIdentity& other) const
+    {
+        return std::tie(device, number) < std::tie(other.device, other.number);
+    }
 };
 
 /// An open log and its present entry. What is wrong with it is reported once each.
