@@ -284,6 +284,20 @@ wait_for grep -q 'after the cut' followed
 kill "$follower"
 wait "$follower" 2>/dev/null || true
 
+# A new file often gets the number of an old one that the rotation has removed.
+mkdir pruned
+line INFO 1 1 "removed" >pruned/app_2026-11-14-20-17-01.log
+line INFO 1 2 "old" >pruned/app.log
+timeout 300 "$program" --follow pruned/app.log >followed 2>err &
+follower=$!
+wait_for grep -q old followed
+mv pruned/app.log pruned/app_2026-11-14-20-17-02.log
+rm pruned/app_2026-11-14-20-17-01.log
+line INFO 1 3 "with the number of a removed file" >pruned/app.log
+wait_for grep -q 'with the number of a removed file' followed
+kill "$follower"
+wait "$follower" 2>/dev/null || true
+
 # Of a folder, files that come later are followed as well.
 timeout 300 "$program" --follow --json live >followed 2>err &
 follower=$!

@@ -48,8 +48,9 @@ bool listFolder(const std::string& folder, const std::string& nameStart, const s
         const bool isThere = hasForm(entry->d_name, nameStart, nameEnd) &&
                              ::fstatat(::dirfd(stream.get()), entry->d_name, &status, 0) == 0;
         if (isThere && S_ISREG(status.st_mode))
-            files.push_back({folder + '/' + entry->d_name, FileIdentity(status), status.st_mtim,
-                             status.st_size == 0});
+            files.push_back({folder + '/' + entry->d_name,
+                             FileIdentity(::dirfd(stream.get()), entry->d_name, status),
+                             status.st_mtim, status.st_size == 0});
         errno = 0;
     }
     std::sort(files.begin(), files.end(), isOlder);

@@ -53,7 +53,7 @@ bool LogFile::open()
         mProblems.report(mPath, "it is no regular file");
         return false;
     }
-    mIdentity = FileIdentity(status);
+    mIdentity = FileIdentity(mDescriptor, "", status);
     ::posix_fadvise(mDescriptor, 0, 0, POSIX_FADV_SEQUENTIAL);
     return true;
 }

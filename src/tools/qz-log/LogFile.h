@@ -2,28 +2,12 @@
 
 #include <memory>
 #include <string>
-#include <tuple>
-
-#include <sys/stat.h>
 
 #include "EntryReader.h"
+#include "FileIdentity.h"
 #include "Problems.h"
 
 namespace qzlog {
-
-/// What tells a file from others, also after it was renamed.
-struct FileIdentity {
-    dev_t device = 0;
-    ino_t number = 0;
-
-    explicit FileIdentity(const struct stat& status) : device(status.st_dev), number(status.st_ino)
-    {
-    }
-    bool operator<(const FileIdentity& other) const
-    {
-        return std::tie(device, number) < std::tie(other.device, other.number);
-    }
-};
 
 /// An open log and its present entry. What is wrong with it is reported once each.
 class LogFile {
@@ -58,7 +42,7 @@ private:
     const bool mIsFollowed;
     Problems& mProblems;
     int mDescriptor = -1;
-    FileIdentity mIdentity{{}};
+    FileIdentity mIdentity;
     long mOffset = 0;
     int mError = 0;
     unsigned int mReportedKinds = 0;
