@@ -299,11 +299,12 @@ kill "$follower"
 wait "$follower" 2>/dev/null || true
 
 # Of a folder, files that come later are followed as well.
-timeout 300 "$program" --follow --json live >followed 2>err &
+timeout 300 "$program" --follow --json live live/app.log >followed 2>err &
 follower=$!
 wait_for grep -q 'after the cut' followed
 line CRITICAL 9 9 "of a new file" >live/other.log
 wait_for grep -q '"level":"CRITICAL","pid":9,"text":"of a new file"' followed
+[[ $(grep -c 'after the cut' followed) == 1 ]] || fail "a file of two arguments was shown twice"
 kill "$follower"
 wait "$follower" 2>/dev/null || true
 

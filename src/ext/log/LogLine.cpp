@@ -248,7 +248,7 @@ void appendTime(std::string& text, const LogLine& line)
 {
     using namespace std::chrono;
     if (!line.hasTime) return;
-    // The years from 0 to 9999 in milliseconds, with room for the offset.
+    // The limits of the years from 0 to 9999. They are checked with and without the offset.
     constexpr long kFirstMs = -62'167'219'200'000;
     constexpr long kLastMs = 253'402'300'799'999;
     if (line.timeMs < kFirstMs || line.timeMs > kLastMs) return;

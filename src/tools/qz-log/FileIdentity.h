@@ -7,8 +7,9 @@
 
 namespace qzlog {
 
-/// What tells a file from others, also after it was renamed. The number of a file that a rotation
-/// has removed is often given to the next one, so the time at which it was made belongs to it.
+/// What distinguishes a file from all others, also after it was renamed. The number of a file that
+/// a rotation has removed is often given to the next one, so the time at which it was made belongs
+/// to it.
 struct FileIdentity {
     FileIdentity() = default;
     /// @param folder the descriptor of the folder, or of the file with an empty name.

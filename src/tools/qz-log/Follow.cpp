@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <map>
+#include <memory>
 #include <set>
+#include <utility>
+#include <vector>
 
 #include <poll.h>
 #include <unistd.h>
@@ -49,8 +51,8 @@ public:
             mPlaces.push_back(makePlace(path));
     }
 
-    // Looks for files that are new, the first time for all. @return false if there are none at all.
-    bool findFiles()
+    // Opens the files that are new, the first time all.
+    void findFiles()
     {
         std::set<FileIdentity> present;
         for (const Place& place : mPlaces)
@@ -58,7 +60,6 @@ public:
         std::erase_if(mSeen, [&](const FileIdentity& file) { return !present.contains(file); });
         mSeen.merge(present);
         mIsFirst = false;
-        return !mFiles.empty();
     }
 
     // Shows what the files have more. @return false if the output has ended.
@@ -92,18 +93,35 @@ private:
             present.insert(found.identity);
             // Of the files beside a named one, only those of later rotations are read.
             if (mSeen.contains(found.identity) || (mIsFirst && !isNamed)) continue;
+            if (isOpen(found.identity)) continue;  // two arguments lead to it
             if (place.path.empty() && !isLog(found.path)) continue;
-            openFile(found);
+            // A rotation came between. The next round finds the file by its new name.
+            if (!openFile(found)) present.erase(found.identity);
         }
         if (mIsFirst && !isNamedFileThere && isListed && !place.path.empty())
             mProblems.report(place.path, "it is no regular file, or missing so far");
     }
 
-    void openFile(const FoundFile& found)
+    bool isOpen(const FileIdentity& identity) const
+    {
+        const auto isSame = [&](const auto& item) { return isSameFile(item.first, identity); };
+        return std::any_of(mFiles.begin(), mFiles.end(), isSame);
+    }
+
+    static bool isSameFile(const FileIdentity& left, const FileIdentity& right)
+    {
+        return !(left < right) && !(right < left);
+    }
+
+    // @return false if the name doesn't lead to that file any more.
+    bool openFile(const FoundFile& found)
     {
         auto file = std::make_shared<LogFile>(found.path, mOptions.filter.leastType,
                                               /*isFollowed=*/true, mProblems);
-        if (file->open()) mFiles.emplace_back(file->getIdentity(), std::move(file));
+        if (!file->open()) return ::access(found.path.c_str(), F_OK) == 0;
+        if (!isSameFile(file->getIdentity(), found.identity)) return false;
+        mFiles.emplace_back(found.identity, std::move(file));
+        return true;
     }
 
     const Options& mOptions;
