@@ -6,7 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
+#include <algorithm>
 #include <list>
 #include <string>
 #include <thread>
@@ -19,6 +19,7 @@
 #include <qz/qzLogObject.h>
 #include <qz/qzSystem.h>
 
+#include "support/Allocations.h"
 #include "support/ChildProcess.h"
 #include "support/Files.h"
 #include "support/LibraryStart.h"
@@ -364,6 +365,20 @@ TEST_F(ExtJsonLinesTest, WritesAllLinesWholeBesideOtherProcesses)
         ASSERT_EQ(text, std::string(500, text[0]));
 }
 
+TEST_F(ExtJsonLinesTest, WritesWholeLinesOnlyIfMemoryRunsOut)
+{
+    JsonLinesOutlet outlet(mPath);
+    takeAll(outlet, {"first"});
+    const qzLog::LogEntry entry = makeEntry(std::string(300, 'x'));
+    const std::size_t failures = support::failEachAllocation([&] {
+        outlet.take(entry);
+        outlet.endBatch();
+    });
+    EXPECT_GT(failures, 0U);
+    for (const std::string& text : getTexts(mFolder.read("a/b/all.json")))
+        EXPECT_TRUE(text == "first" || text == entry.message) << text;
+}
+
 // --- FanOutOutlet
 
 TEST(ExtFanOutTest, GivesEachOutletItsLevels)
@@ -484,6 +499,23 @@ TEST(ExtThrottlingTest, ReportsALostCountOnce)
     memory.mLosesAll = false;
     takeAll(outlet, {"c"});
     EXPECT_THAT(memory.mMessages, ElementsAre("a", "c"));
+}
+
+TEST(ExtThrottlingTest, GoesOnAfterALackOfMemory)
+{
+    MemoryOutlet memory;
+    ThrottlingOutlet outlet(memory);
+    const qzLog::LogEntry first = makeEntry(std::string(100, 'a'));
+    const qzLog::LogEntry second = makeEntry(std::string(200, 'b'));
+    support::failEachAllocation([&] {
+        outlet.take(first);
+        outlet.take(second);
+    });
+    memory.mMessages.clear();
+    takeAll(outlet, {"c", "c", "c", "d"});
+    const std::vector<std::string> expected = {"c", "... repeated 2 times", "d"};
+    ASSERT_GE(memory.mMessages.size(), expected.size());
+    EXPECT_TRUE(std::equal(expected.rbegin(), expected.rend(), memory.mMessages.rbegin()));
 }
 
 }  // namespace

@@ -48,6 +48,7 @@ FaultTable getPoolFaults();
 FaultTable getCharsetFaults();
 FaultTable getLogDispatchFaults();
 FaultTable getLogFileFaults();
+FaultTable getJsonLinesFaults();
 FaultTable getFileDeviceFaults();
 FaultTable getFilesFaults();
 FaultTable getTraversalFaults();

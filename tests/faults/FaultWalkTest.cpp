@@ -56,7 +56,7 @@ std::vector<FaultTable> getFaultTables()
         getLockFilesFaults(),     getFileLockFaults(),     getPipeChannelFaults(),
         getCheckedStreamFaults(), getSecureRandomFaults(), getSafeFilesFaults(),
         getRemoveTreeFaults(),    getWatcherFaults(),      getWatchdogFaults(),
-        getWatchdogExitFaults(),
+        getWatchdogExitFaults(),  getJsonLinesFaults(),
     };
 }
 

@@ -248,7 +248,7 @@ void appendTime(std::string& text, const LogLine& line)
 {
     using namespace std::chrono;
     if (!line.hasTime) return;
-    // The years from 0 to 9999 in milliseconds, with room for the offset.
+    // The limits of the years from 0 to 9999. They are checked with and without the offset.
     constexpr long kFirstMs = -62'167'219'200'000;
     constexpr long kLastMs = 253'402'300'799'999;
     if (line.timeMs < kFirstMs || line.timeMs > kLastMs) return;
@@ -278,12 +278,12 @@ void appendJsonLine(std::string& json, const LogLine& line)
     std::string time;
     appendTime(time, line);
     json += '{';
-    if (!time.empty()) json.append("\"time\":\"").append(time).append("\",");
-    json.append("\"level\":\"").append(getTypeName(line.type)).append("\"");
-    if (!line.subType.empty()) appendJsonString(json += ",\"subType\":", line.subType);
-    json.append(",\"pid\":").append(std::to_string(line.processId));
-    if (!line.threadId.empty()) appendJsonString(json += ",\"tid\":", line.threadId);
-    appendJsonString(json += ",\"text\":", line.text);
+    if (!time.empty()) json.append(R"("time":")").append(time).append(R"(",)");
+    json.append(R"("level":")").append(getTypeName(line.type)).append(R"(")");
+    if (!line.subType.empty()) appendJsonString(json += R"(,"subType":)", line.subType);
+    json.append(R"(,"pid":)").append(std::to_string(line.processId));
+    if (!line.threadId.empty()) appendJsonString(json += R"(,"tid":)", line.threadId);
+    appendJsonString(json += R"(,"text":)", line.text);
     json += "}\n";
 }
 

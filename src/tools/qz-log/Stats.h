@@ -1,0 +1,35 @@
+#pragma once
+
+#include <array>
+#include <set>
+#include <string>
+
+#include "LogFile.h"
+#include "Options.h"
+
+namespace qzlog {
+
+/// What the entries of a file, or of several, add up to.
+class Stats {
+public:
+    /// Counts all entries of a file that the filter lets through.
+    void addFile(LogFile& file, const Filter& filter);
+    void add(const Stats& other);
+    /// The cells of a row of the table, after the name.
+    std::array<std::string, 11> getCells() const;
+
+private:
+    void addEntry(const Entry& entry);
+    void addTime(const qz::ext::LogLine& line);
+
+    std::array<unsigned long, 7> mEntries = {};  // by type
+    unsigned long mContinuations = 0;            // lines without a prefix
+    std::set<long> mProcesses;
+    qz::ext::LogLine mFirst;  // the times alone
+    qz::ext::LogLine mLast;
+};
+
+/// A table with a row for each file, and one for all of them.
+std::string makeStatsTable(const Options& options, Problems& problems);
+
+}  // namespace qzlog
