@@ -99,6 +99,7 @@ TEST_F(CrashKitTest, NamesTheProgramAndItsFrames)
     run({"null"});
     const CrashReport report = readOnlyFile();
     expectNullReport(report);
+    ASSERT_FALSE(report.events.empty());
     EXPECT_EQ(std::filesystem::path(report.program).filename(), "crashes");
     EXPECT_GT(report.processId, 1);
     const CrashFrame& frame = report.events[0].frames.at(0);
@@ -112,6 +113,7 @@ TEST_F(CrashKitTest, ShowsTheCallerOfABadAddress)
     run({"call"});
     const CrashReport report = readOnlyFile();
     expectNullReport(report);
+    ASSERT_FALSE(report.events.empty());
     ASSERT_GE(report.events[0].frames.size(), 3U);
     EXPECT_EQ(report.events[0].frames[0].address, 0U);
     EXPECT_EQ(report.events[0].frames[1].file, report.program);
@@ -244,11 +246,15 @@ TEST_F(CrashKitTest, KeepsTheFileOfTheParentWhenAChildEnds)
     EXPECT_EQ(run({"fork exit", "fork say|x", "null"}).getEnd(), "signal 6");
     const CrashReport report = readOnlyFile();
     expectNullReport(report);
+    ASSERT_FALSE(report.events.empty());
     EXPECT_EQ(report.events[0].thread.rfind(std::to_string(report.processId) + ' ', 0), 0U);
 }
 
 TEST_F(CrashKitTest, CanBeInstalledInAForkedChild)
 {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the sanitizer takes a new thread of the child for one of the parent";
+#endif
     const support::ChildResult result = run({"fork early null"});
     EXPECT_NE(result.out.find("[child ended by signal 6]"), std::string::npos) << result.out;
     expectNullReport(readOnlyFile());

@@ -95,7 +95,9 @@ public:
     static std::string GetFilePath();
     /// Gives an alternate signal stack to each thread that has none, as `Install` does; for threads
     /// that other libraries have started since.
-    /// @return false if a thread didn't take its stack within a second.
+    /// @return false if a thread hasn't taken its stack yet, because it blocks all signals or
+    /// wasn't
+    ///     scheduled within 5 seconds; or if the kit isn't installed.
     static bool CoverThreads();
     /// Keeps entries: for a custom handler of the log. Does nothing if the kit isn't installed.
     /// Threads: one at a time, as the log calls its handler.

@@ -1,9 +1,13 @@
 #include "ThreadStacks.h"
 
+#include <algorithm>
 #include <atomic>
 #include <charconv>
+#include <cstdint>
+#include <fstream>
 #include <list>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -19,7 +23,7 @@ namespace qz::ext::crash {
 
 namespace {
 
-constexpr int kMostWaitMs = 1000;
+constexpr int kMostWaitMs = 5000;
 
 // A stack for one thread. A thread that blocks the signal may take it any time later, so the object
 // remains until no thread has that number.
@@ -30,6 +34,10 @@ struct Cover {
     SignalStack stack;
     std::atomic<bool> isDone = false;
 };
+
+// What is written before a signal is sent isn't known to its handler by the rules of the language;
+// this makes it known.
+std::atomic<int> gSentSignals = 0;
 
 using Covers = std::list<std::unique_ptr<Cover>>;
 
@@ -60,6 +68,20 @@ bool isAlive(pid_t thread)
     return ::syscall(SYS_tgkill, ::getpid(), thread, 0) == 0;
 }
 
+// Whether the thread takes the signal only when it unblocks it, which may be never.
+bool isBlocked(pid_t thread, int signal)
+{
+    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
+    const std::string key = "SigBlk:\t";
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind(key, 0) != 0) continue;
+        std::uint64_t mask = 0;
+        std::from_chars(line.data() + key.size(), line.data() + line.size(), mask, 16);
+        return (mask >> (signal - 1) & 1U) != 0;
+    }
+    return false;
+}
+
 Cover& findCover(pid_t thread)
 {
     Covers& covers = editCovers();
@@ -72,6 +94,7 @@ Cover& findCover(pid_t thread)
 void askThread(int signal, Cover& cover)
 {
     cover.isDone = false;
+    gSentSignals.fetch_add(1, std::memory_order_release);
     siginfo_t info = {};
     info.si_signo = signal;
     info.si_code = SI_QUEUE;
@@ -86,6 +109,16 @@ void askThread(int signal, Cover& cover)
 bool isFinished(const Cover& cover)
 {
     return cover.isDone || !isAlive(cover.threadId);
+}
+
+bool waitFor(const Cover& cover, int signal, const Deadline& deadline)
+{
+    constexpr timespec kPause = {0, 200'000};
+    while (!isFinished(cover)) {
+        if (deadline.hasPassed() || isBlocked(cover.threadId, signal)) return isFinished(cover);
+        ::nanosleep(&kPause, nullptr);
+    }
+    return true;
 }
 
 }  // namespace
@@ -107,17 +140,14 @@ bool coverThreads(int signal)
         ::sigaltstack(&stack, nullptr);
     }
     const Deadline deadline(kMostWaitMs);
-    for (const Cover* const cover : waiting) {
-        constexpr timespec kPause = {0, 200'000};
-        while (!isFinished(*cover) && !deadline.hasPassed())
-            ::nanosleep(&kPause, nullptr);
-        if (!isFinished(*cover)) return false;
-    }
-    return true;
+    return std::count_if(waiting.begin(), waiting.end(), [&](const Cover* cover) {
+               return !waitFor(*cover, signal, deadline);
+           }) == 0;
 }
 
 void takeStack(sigval value, ucontext_t& context)
 {
+    gSentSignals.load(std::memory_order_acquire);
     auto& cover = *static_cast<Cover*>(value.sival_ptr);
     if (SignalStack::IsMissing()) {
         const stack_t stack = cover.stack.describe();
