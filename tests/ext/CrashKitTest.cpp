@@ -94,6 +94,21 @@ TEST_F(CrashKitTest, KeepsTheReportOfAFaultThatWasCaught)
     EXPECT_TRUE(report.hasEndedNormally);
 }
 
+TEST_F(CrashKitTest, KeepsTheFirstAndTheLastOfManyReports)
+{
+    std::vector<std::string> steps(500, "catch null");
+    steps.emplace_back("catch divide");
+    EXPECT_EQ(run(steps).getEnd(), "exit 0");
+    const CrashReport report = readOnlyFile();
+    expectNullReport(report);
+    ASSERT_GE(report.events.size(), 50U);
+    EXPECT_EQ(report.events.front().number, 1);
+    EXPECT_EQ(report.events.back().number, 501);
+    EXPECT_EQ(report.events.back().cause.rfind("SIGFPE", 0), 0U);
+    for (const CrashEvent& event : report.events)
+        EXPECT_TRUE(event.isComplete) << event.number;
+}
+
 TEST_F(CrashKitTest, NamesTheProgramAndItsFrames)
 {
     run({"null"});

@@ -14,8 +14,10 @@ namespace qz::ext::crash {
 
 namespace {
 
-// What a report of common length takes. One that has less isn't begun.
+// What a report of common length takes. If less is left, the last reports are replaced, so that the
+// first ones remain, and that of the crash that ends the process.
 constexpr std::size_t kLeastForReport = 16UL * 1024;
+constexpr std::size_t kLastReports = kReportOffset + kReportBytes - 64UL * 1024;
 constexpr std::size_t kEndLine = 16;
 
 std::string readProgramPath()
@@ -65,7 +67,7 @@ void Session::report(const Cause& cause)
 {
     ++mReportCount;
     mFile.keep();
-    if (mOut->getSpace() < kLeastForReport) return;
+    if (mOut->getSpace() < kLeastForReport) mOut->rewind(kLastReports);
     Report(cause, mReportCount, mModules, mFrames, *mOut).write();
 }
 

@@ -23,8 +23,8 @@ public:
     /// @return null after a failure.
     static std::unique_ptr<Session> Make(const CrashOptions& options, SystemFailure* failure);
 
-    /// Writes a report, unless there is no space for one. Safe in a signal handler, by the holder
-    /// of the lock of reports.
+    /// Writes a report, over the last ones if there is no more space. Safe in a signal handler, by
+    /// the holder of the lock of reports.
     void report(const Cause& cause);
     /// At a normal end: notes it in a file with reports, and removes a file without.
     void finish();

@@ -68,10 +68,9 @@ void showFrame(std::size_t number, const qz::ext::CrashFrame& frame, const Symbo
     }
 }
 
-void showEvent(std::size_t number, const qz::ext::CrashEvent& event, const Symbols& symbols,
-               const ShowOptions& options)
+void showEvent(const qz::ext::CrashEvent& event, const Symbols& symbols, const ShowOptions& options)
 {
-    std::cout << "\nreport " << number << ": " << makeVisible(event.cause) << "\n  "
+    std::cout << "\nreport " << event.number << ": " << makeVisible(event.cause) << "\n  "
               << describeTime(event.timeMs) << ", thread " << makeVisible(event.thread) << '\n';
     if (!event.exceptionType.empty())
         std::cout << "  exception " << makeVisible(demangle(event.exceptionType)) << ": "
@@ -114,8 +113,8 @@ void show(const qz::ext::CrashReport& report, const ShowOptions& options)
     std::cout << "program: " << makeVisible(report.program) << "\nprocess: " << report.processId
               << ", since " << describeTime(report.startMs) << "\nend: " << describeEnd(report)
               << '\n';
-    for (std::size_t i = 0; i < report.events.size(); ++i)
-        showEvent(i + 1, report.events[i], symbols, options);
+    for (const qz::ext::CrashEvent& event : report.events)
+        showEvent(event, symbols, options);
     showEntries(report.entries, options);
 }
 
