@@ -275,6 +275,19 @@ TEST_F(CrashKitTest, CanBeInstalledInAForkedChild)
     expectNullReport(readOnlyFile());
 }
 
+// The child's thread has inherited the alternate stack of the parent's.
+TEST_F(CrashKitTest, ReportsAnOverflowInAForkedChildThatHasInstalledIt)
+{
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the sanitizer takes a new thread of the child for one of the parent";
+#endif
+    const support::ChildResult result = run({"fork anew overflow"});
+    EXPECT_NE(result.out.find("[child ended by signal 6]"), std::string::npos) << result.out;
+    const CrashReport report = readOnlyFile();
+    ASSERT_FALSE(report.events.empty());
+    EXPECT_EQ(report.events[0].cause.rfind("SIGSEGV (11), ", 0), 0U);
+}
+
 TEST_F(CrashKitTest, ReplacesItsOwnInstallation)
 {
     EXPECT_EQ(run({"say|first", "flush", "install", "say|second", "flush", "null"}).getEnd(),

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <fstream>
 #include <list>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -24,6 +25,8 @@ namespace qz::ext::crash {
 namespace {
 
 constexpr int kMostWaitMs = 5000;
+// A thread that starts blocks all signals for a moment, others do so for good.
+constexpr int kMostBlockedMs = 100;
 
 // A stack for one thread. A thread that blocks the signal may take it any time later, so the object
 // remains until no thread has that number.
@@ -32,7 +35,7 @@ struct Cover {
 
     pid_t threadId;
     SignalStack stack;
-    std::atomic<bool> isDone = false;
+    std::atomic<bool> isDone = true;  // no signal is on its way
 };
 
 // What is written before a signal is sent isn't known to its handler by the rules of the language;
@@ -41,11 +44,12 @@ std::atomic<int> gSentSignals = 0;
 
 using Covers = std::list<std::unique_ptr<Cover>>;
 
-// Never destroyed, because threads may use their stacks until the process has ended.
+// Never destroyed, because threads may use their stacks until the process has ended. A forked child
+// begins with an empty list: its thread has inherited the stack of the thread that has forked.
 Covers& editCovers()
 {
-    static Covers& covers = *std::make_unique<Covers>().release();
-    return covers;
+    static std::map<pid_t, Covers>& covers = *std::make_unique<std::map<pid_t, Covers>>().release();
+    return covers[::getpid()];
 }
 
 std::vector<pid_t> listThreads()
@@ -91,9 +95,9 @@ Cover& findCover(pid_t thread)
     return *covers.emplace_back(std::make_unique<Cover>(thread));
 }
 
-void askThread(int signal, Cover& cover)
+void sendSignal(int signal, Cover& cover)
 {
-    cover.isDone = false;
+    if (!cover.isDone.exchange(false)) return;
     gSentSignals.fetch_add(1, std::memory_order_release);
     siginfo_t info = {};
     info.si_signo = signal;
@@ -111,11 +115,17 @@ bool isFinished(const Cover& cover)
     return cover.isDone || !isAlive(cover.threadId);
 }
 
-bool waitFor(const Cover& cover, int signal, const Deadline& deadline)
+struct Deadlines {
+    const Deadline last{kMostWaitMs};
+    const Deadline blocked{kMostBlockedMs};
+};
+
+bool waitFor(const Cover& cover, int signal, const Deadlines& deadlines)
 {
     constexpr timespec kPause = {0, 200'000};
     while (!isFinished(cover)) {
-        if (deadline.hasPassed() || isBlocked(cover.threadId, signal)) return isFinished(cover);
+        const bool isHopeless = deadlines.blocked.hasPassed() && isBlocked(cover.threadId, signal);
+        if (isHopeless || deadlines.last.hasPassed()) return isFinished(cover);
         ::nanosleep(&kPause, nullptr);
     }
     return true;
@@ -132,16 +142,16 @@ bool coverThreads(int signal)
         if (thread == own) continue;
         Cover& cover = findCover(thread);
         if (!cover.stack.isMade()) return false;
-        askThread(signal, cover);
+        sendSignal(signal, cover);
         waiting.push_back(&cover);
     }
     if (SignalStack::IsMissing()) {
         const stack_t stack = findCover(own).stack.describe();
         ::sigaltstack(&stack, nullptr);
     }
-    const Deadline deadline(kMostWaitMs);
+    const Deadlines deadlines;
     return std::count_if(waiting.begin(), waiting.end(), [&](const Cover* cover) {
-               return !waitFor(*cover, signal, deadline);
+               return !waitFor(*cover, signal, deadlines);
            }) == 0;
 }
 

@@ -91,7 +91,7 @@ std::string readBuildId(const std::string& path)
         if (segment.p_type != PT_NOTE || segment.p_filesz > kMostNoteBytes) continue;
         std::string notes(segment.p_filesz, '\0');
         if (!file.read(segment.p_offset, notes.data(), notes.size())) continue;
-        const std::string id = findInNotes(notes);
+        std::string id = findInNotes(notes);
         if (!id.empty()) return id;
     }
     return {};

@@ -34,7 +34,7 @@ bool Watch::listNew()
     std::vector<Line> lines;
     for (fs::directory_iterator it(mFolder, error), end; !error && it != end; it.increment(error)) {
         const std::string path = it->path().string();
-        if (it->path().extension() != ".qzcrash" || mListed.count(path) != 0) continue;
+        if (it->path().extension() != ".qzcrash" || mListed.contains(path)) continue;
         qz::ext::CrashReport report;
         if (!qz::ext::readCrashReport(path, report)) continue;
         if (report.events.empty() && report.isRunning) continue;
