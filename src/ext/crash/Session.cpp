@@ -40,7 +40,6 @@ bool Session::make(SystemFailure* failure)
 {
     const std::string program = readProgramPath();
     const long startMs = qzSystemUtils::GetMSecElapsedSinceEpoch();
-    mProcessId = ::getpid();
     if (!mFile.make(mOptions.folder, program, startMs, mOptions.entryBytes, failure)) return false;
     mRing.emplace(mFile.getRing(), mFile.getRingBytes());
     mOut.emplace(mFile.getDescriptor(), kReportOffset, kReportOffset + kReportBytes);
@@ -53,7 +52,7 @@ void Session::describeProcess(const std::string& program, long startMs)
 {
     *mOut << "program " << SafeText::Foreign{program.c_str()};
     mOut->endLine();
-    *mOut << "pid " << SafeText::Number{mProcessId};
+    *mOut << "pid " << SafeText::Number{::getpid()};
     mOut->endLine();
     *mOut << "start " << SafeText::Number{startMs};
     mOut->endLine();
@@ -80,11 +79,6 @@ void Session::finish()
     mOut->release(kEndLine);
     *mOut << "ended";
     mOut->endLine();
-}
-
-bool Session::isOwn() const
-{
-    return mProcessId == ::getpid();
 }
 
 }  // namespace qz::ext::crash

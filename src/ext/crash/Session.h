@@ -4,8 +4,6 @@
 #include <optional>
 #include <string>
 
-#include <sys/types.h>
-
 #include <qz/ext/CrashKit.h>
 
 #include "CrashFile.h"
@@ -29,8 +27,6 @@ public:
     /// At a normal end: notes it in a file with reports, and removes a file without.
     void finish();
 
-    /// Whether this is the process that made the session.
-    bool isOwn() const;
     EntryRing& editRing() { return *mRing; }
     const std::string& getPath() const { return mFile.getPath(); }
     const CrashOptions& getOptions() const { return mOptions; }
@@ -42,7 +38,6 @@ private:
     void describeProcess(const std::string& program, long startMs);
 
     const CrashOptions mOptions;
-    pid_t mProcessId = 0;
     CrashFile mFile;
     std::optional<EntryRing> mRing;
     std::optional<SafeText> mOut;
