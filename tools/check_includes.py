@@ -39,6 +39,7 @@ LEVELS = {
     "ext/process": 10,
     "ext/progress": 10,
     "ext/lock": 10,
+    "ext/log": 10,
     "ext/parallel": 10,
     "ext/random": 10,
     "ext/stream": 10,
@@ -66,6 +67,8 @@ FOLDER_OF_HEADER = {
     "ext/LibraryStart.h": "ext/base",
     "ext/CrashKit.h": "ext/crash",
     "ext/FileLock.h": "ext/lock",
+    "ext/Json.h": "ext/json",
+    "ext/LogTools.h": "ext/log",
     "ext/PipeChannel.h": "ext/channel",
     "ext/SafeFiles.h": "ext/files",
 }

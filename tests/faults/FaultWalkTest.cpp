@@ -16,6 +16,7 @@
 
 #include "TestPaths.h"
 #include "faults/FaultTables.h"
+#include "faults/Scenario.h"
 #include "support/ChildProcess.h"
 #include "support/ScratchFolder.h"
 
@@ -77,13 +78,22 @@ std::map<std::string, std::optional<std::string>> makeEnvironment(const FaultTab
             {"ASAN_OPTIONS", ahead + "verify_asan_link_order=0"}};
 }
 
+// Runs a scenario with a temporary folder of its own: one that ends by `exit` doesn't remove its
+// folder.
+ChildResult runInScratchFolder(support::ProgramRun run)
+{
+    const ScratchFolder folder;
+    run.environment["TMPDIR"] = folder.getPath();
+    return runProgram(run);
+}
+
 ChildResult runScenario(const FaultTable& scenario, const std::string& argument)
 {
     support::ProgramRun run;
     run.program = std::string(QZ_TEST_SCENARIOS_DIR "/scenario_") + scenario.name;
     run.environment = makeEnvironment(scenario);
     run.arguments = {argument};
-    return runProgram(run);
+    return runInScratchFolder(run);
 }
 
 ChildResult runWithFault(const FaultTable& scenario, const Fault& fault,
@@ -97,7 +107,7 @@ ChildResult runWithFault(const FaultTable& scenario, const Fault& fault,
     run.environment["QZ_FAULT_OCCURRENCE"] = std::to_string(fault.occurrence);
     run.environment["QZ_FAULT_ERRNO"] = std::to_string(fault.error);
     run.environment["QZ_FAULT_COUNTS"] = countsPath;
-    return runProgram(run);
+    return runInScratchFolder(run);
 }
 
 // The outcomes that a run printed; a run that crashed or kept a descriptor reads differently.
@@ -154,11 +164,13 @@ TEST_P(FaultWalk, KnowsEachCallOfTheScenario)
 TEST_P(FaultWalk, FindsTheOutcomesOfItsTableWhenACallFails)
 {
     std::map<std::string, long> counts = countCalls(GetParam());
+    long faults = 0;
     for (const CallRow& row : GetParam().calls) {
         Outcomes outcomes;
         for (long occurrence = 1; occurrence <= counts[row.call]; ++occurrence) {
             const Fault fault{row.call, occurrence, row.error};
             outcomes.merge(takeOutcomes(runWithFault(GetParam(), fault, "/dev/null")));
+            ++faults;
         }
         const Outcomes required(row.must.begin(), row.must.end());
         Outcomes allowed = required;
@@ -166,6 +178,7 @@ TEST_P(FaultWalk, FindsTheOutcomesOfItsTableWhenACallFails)
         EXPECT_THAT(outcomes, IsSupersetOf(required)) << row.call;
         EXPECT_THAT(outcomes, IsSubsetOf(allowed)) << row.call;
     }
+    RecordProperty("faults", std::to_string(faults));
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, FaultWalk, ::testing::ValuesIn(getFaultTables()),
@@ -186,9 +199,13 @@ class AllocationWalk : public ::testing::TestWithParam<FaultTable> {};
 // A sanitizer keeps the malloc family from failing, so that some outcomes stay away under it.
 TEST_P(AllocationWalk, FindsOutcomesOfItsTableOnly)
 {
-    const Outcomes outcomes = takeOutcomes(runScenario(GetParam(), "--allocations"));
+    const ChildResult result = runScenario(GetParam(), "--allocations");
+    const Outcomes outcomes = takeOutcomes(result);
     EXPECT_THAT(outcomes, IsSubsetOf(GetParam().allocations));
     EXPECT_THAT(outcomes, Contains("std::bad_alloc"));
+    const std::size_t count = result.out.find(kFailedAllocations);
+    ASSERT_NE(count, std::string::npos);
+    RecordProperty("faults", std::stoi(result.out.substr(count + kFailedAllocations.size())));
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, AllocationWalk, ::testing::ValuesIn(getTablesOfAllocations()),

@@ -173,7 +173,7 @@ TEST_F(FileSystemVisitorTest, TakesAllForFilesInAFolderThatMayNotBeSearched)
 {
     makeFolder("closed/folder");
     write("closed/file");
-    fs::permissions(mRoot + "/closed", fs::perms(0744));
+    fs::permissions(mRoot + "/closed", fs::perms(0444));
     expectAsNobody([this] {
         const std::string closed = mRoot + "/closed";
         const Lines lines = walk(mRoot);
@@ -191,7 +191,7 @@ TEST_F(FileSystemVisitorTest, SkipsFoldersThatMayNotBeRead)
 {
     makeFolder("closed/folder");
     makeFolder("open");
-    fs::permissions(mRoot + "/closed", fs::perms(0711));
+    fs::permissions(mRoot + "/closed", fs::perms(0111));
     expectAsNobody([this] {
         EXPECT_THAT(walk(mRoot),
                     UnorderedElementsAre("enter " + mRoot, "folder " + mRoot + " | closed",

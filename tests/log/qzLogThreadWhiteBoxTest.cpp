@@ -291,10 +291,14 @@ const Setting kSettings[] = {
 
 }  // namespace
 
-class qzLogThreadSetting : public qzLogThreadTest, public ::testing::WithParamInterface<Setting> {
-protected:
+struct SettingFolder {
     const ScratchFolder mFolder;
 };
+
+// The folder is removed after the stop of the library, whose thread may make it once more before.
+class qzLogThreadSetting : public SettingFolder,
+                           public qzLogThreadTest,
+                           public ::testing::WithParamInterface<Setting> {};
 
 TEST_P(qzLogThreadSetting, WaitsForWhatWasWrittenBefore)
 {

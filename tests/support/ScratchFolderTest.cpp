@@ -5,6 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include "support/ChildProcess.h"
+#include "support/Environment.h"
+#include "support/Limits.h"
+
 namespace qz::support {
 
 TEST(ScratchFolderTest, GivesBackWhatWasWritten)
@@ -31,6 +35,25 @@ TEST(ScratchFolderTest, TakesAllItsContentAlong)
     folder->write("deep/deeper/file", "text");
     folder.reset();
     EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST(ScratchFolderTest, TakesFoldersWithoutRightsAlong)
+{
+    const ScratchFolder outer;
+    std::filesystem::permissions(outer.getPath(), std::filesystem::perms(0777));
+    const ChildResult child = runInChild([&outer] {
+        becomeNobody();
+        const EnvironmentVariable temporary("TMPDIR", outer.getPath());
+        const ScratchFolder folder;
+        std::filesystem::create_directories(folder.getPath("closed/closed too"));
+        folder.write("closed/closed too/file", "text");
+        std::filesystem::permissions(folder.getPath("closed/closed too"),
+                                     std::filesystem::perms::none);
+        std::filesystem::permissions(folder.getPath("closed"), std::filesystem::perms::none);
+        return 0;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 0") << child.err;
+    EXPECT_TRUE(std::filesystem::is_empty(outer.getPath()));
 }
 
 TEST(ScratchFolderTest, ThrowsForAMissingFile)

@@ -416,6 +416,7 @@ TEST_F(SaveIniFileTest, LeavesTheFileAloneWithoutTheRightToReadIt)
         return isSaved || mLog.getLines() != wanted ? 1 : 0;
     });
     EXPECT_EQ(result.getEnd(), "exit 0");
+    std::filesystem::permissions(mPath, std::filesystem::perms(0644));
     EXPECT_EQ(read(), "a=1\n");
 }
 

@@ -38,7 +38,7 @@ struct CrashOptions {
 /// @code
 /// const qz::ext::LibraryStart library(qz::FullInit);
 /// qz::ext::CrashOptions options;
-/// options.folder = "/var/lib/shop/crashes";
+/// options.folder = folder;  // for example "/var/lib/shop/crashes"
 /// qz::ext::SystemFailure failure;
 /// if (!qz::ext::CrashKit::Install(options, &failure)) qz::logWarning() << failure.toString();
 /// @endcode

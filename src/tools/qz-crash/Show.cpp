@@ -9,14 +9,14 @@
 
 #include <cxxabi.h>
 
+#include <qz/ext/PrintableText.h>
 #include <qz/qzSystemUtils.h>
 
 #include "Symbols.h"
-#include "shared/VisibleText.h"
 
 namespace {
 
-using shared::makeVisible;
+using qz::ext::makePrintable;
 
 // Longer names are left as they are: the C++ library unravels them by recursion.
 std::string demangle(const std::string& type)
@@ -52,7 +52,7 @@ bool isKnown(const std::string& line)
 
 void showFrame(std::size_t number, const qz::ext::CrashFrame& frame, const Symbols& symbols)
 {
-    const std::string place = makeVisible(describePlace(frame));
+    const std::string place = makePrintable(describePlace(frame));
     std::cout << "  #" << std::left << std::setw(3) << number;
     const std::vector<SourcePlace>& sources = symbols.find(frame);
     if (sources.empty() || sources[0].function == "??") {
@@ -61,8 +61,8 @@ void showFrame(std::size_t number, const qz::ext::CrashFrame& frame, const Symbo
     }
     for (std::size_t i = 0; i < sources.size(); ++i) {
         if (i != 0) std::cout << "      ";
-        std::cout << ' ' << makeVisible(sources[i].function);
-        if (isKnown(sources[i].line)) std::cout << " at " << makeVisible(sources[i].line);
+        std::cout << ' ' << makePrintable(sources[i].function);
+        if (isKnown(sources[i].line)) std::cout << " at " << makePrintable(sources[i].line);
         if (i + 1 != sources.size()) std::cout << " (inlined)";
         std::cout << (i == 0 ? "  [" + place + "]\n" : "\n");
     }
@@ -70,19 +70,19 @@ void showFrame(std::size_t number, const qz::ext::CrashFrame& frame, const Symbo
 
 void showEvent(const qz::ext::CrashEvent& event, const Symbols& symbols, const ShowOptions& options)
 {
-    std::cout << "\nreport " << event.number << ": " << makeVisible(event.cause) << "\n  "
-              << describeTime(event.timeMs) << ", thread " << makeVisible(event.thread) << '\n';
+    std::cout << "\nreport " << event.number << ": " << makePrintable(event.cause) << "\n  "
+              << describeTime(event.timeMs) << ", thread " << makePrintable(event.thread) << '\n';
     if (!event.exceptionType.empty())
-        std::cout << "  exception " << makeVisible(demangle(event.exceptionType)) << ": "
-                  << makeVisible(event.exceptionText) << '\n';
+        std::cout << "  exception " << makePrintable(demangle(event.exceptionType)) << ": "
+                  << makePrintable(event.exceptionText) << '\n';
     for (std::size_t i = 0; i < event.frames.size(); ++i)
         showFrame(i, event.frames[i], symbols);
     for (const std::string& remark : event.remarks)
-        std::cout << "  " << makeVisible(remark) << '\n';
+        std::cout << "  " << makePrintable(remark) << '\n';
     if (!event.isComplete) std::cout << "  the report is incomplete: the process ended meanwhile\n";
     if (!options.showsRegisters) return;
     for (const std::string& value : event.registers)
-        std::cout << "  " << makeVisible(value) << '\n';
+        std::cout << "  " << makePrintable(value) << '\n';
 }
 
 // Lines after the first one are indented, so that no text can pass for another entry.
@@ -91,7 +91,7 @@ void showEntry(const std::string& entry)
     std::istringstream stream(entry);
     const char* indentation = "";
     for (std::string line; std::getline(stream, line); indentation = "    ")
-        std::cout << indentation << makeVisible(line.substr(line[0] == '\t' ? 1 : 0)) << '\n';
+        std::cout << indentation << makePrintable(line.substr(line[0] == '\t' ? 1 : 0)) << '\n';
 }
 
 void showEntries(const std::vector<std::string>& entries, const ShowOptions& options)
@@ -109,8 +109,8 @@ void show(const qz::ext::CrashReport& report, const ShowOptions& options)
 {
     const Symbols symbols(report);
     for (const std::string& remark : symbols.getRemarks())
-        std::cerr << "qz-crash: " << makeVisible(remark) << '\n';
-    std::cout << "program: " << makeVisible(report.program) << "\nprocess: " << report.processId
+        std::cerr << "qz-crash: " << makePrintable(remark) << '\n';
+    std::cout << "program: " << makePrintable(report.program) << "\nprocess: " << report.processId
               << ", since " << describeTime(report.startMs) << "\nend: " << describeEnd(report)
               << '\n';
     for (const qz::ext::CrashEvent& event : report.events)
@@ -123,7 +123,7 @@ std::string describeEnd(const qz::ext::CrashReport& report)
     if (report.events.empty())
         return report.isRunning ? "none, the process is running"
                                 : "without a report: killed, or by a signal such as SIGTERM";
-    const std::string cause = makeVisible(report.events[0].cause);
+    const std::string cause = makePrintable(report.events[0].cause);
     if (report.hasEndedNormally) return "normal, after " + cause;
     return cause + (report.isRunning ? "; the process is running" : "");
 }

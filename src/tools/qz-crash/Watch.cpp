@@ -7,9 +7,9 @@
 #include <vector>
 
 #include <qz/ext/CrashReport.h>
+#include <qz/ext/PrintableText.h>
 
 #include "Show.h"
-#include "shared/VisibleText.h"
 
 namespace {
 
@@ -40,7 +40,7 @@ bool Watch::listNew()
         if (report.events.empty() && report.isRunning) continue;
         mListed.insert(path);
         lines.push_back({getTime(report), describeTime(getTime(report)) + "  " +
-                                              shared::makeVisible(path) + "  " +
+                                              qz::ext::makePrintable(path) + "  " +
                                               describeEnd(report)});
     }
     std::sort(lines.begin(), lines.end(),

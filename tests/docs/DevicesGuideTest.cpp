@@ -1,5 +1,4 @@
-// The code of the guides to devices and buffers that uses this library: it is the same as here, and
-// does what the guides say.
+// The code of the guides to devices and buffers does what the text says.
 
 #include <functional>
 #include <sstream>
@@ -18,7 +17,6 @@
 #include <qz/qzLogObject.h>
 #include <qz/qzRandomUtils.h>
 
-#include "ext/GuideBlocks.h"
 #include "support/DeviceStub.h"
 #include "support/LibraryStart.h"
 #include "support/LogCapture.h"
@@ -26,62 +24,13 @@
 
 namespace guide {
 
-struct Order {
-    int number = 0;
-    std::string customer;
-    std::vector<double> prices;
-};
+#include "samples/order.inc"
 
-constexpr qz::ext::FrameFormat kOrderFormat("QZORDER\n", /*newestVersion=*/1);
+#include "samples/read-order.inc"
 
-bool writeOrder(qz::qzIoDevice& device, const Order& order)
-{
-    std::ostringstream payload;
-    qz::qzIoDeviceStdStreamProxy memory(&payload);
-    qz::qzDataStream stream(memory, qz::qzDataStream::LittleEndian);
-    stream << order.number << order.customer << static_cast<unsigned int>(order.prices.size());
-    for (const double price : order.prices)
-        stream << price;
-    return stream.isOk() && qz::ext::writeFrame(device, kOrderFormat, payload.str());
-}
+#include "samples/forward-orders.inc"
 
-bool readOrder(qz::qzIoDevice& device, Order& order)
-{
-    qz::ext::FrameReader frames(device, kOrderFormat, /*payloadLimit=*/100'000);
-    std::string payload;
-    if (!frames.read(payload) || !frames.readEnd()) {
-        qz::logWarning() << frames.getFailure().text;
-        return false;
-    }
-    qz::ext::StreamLimits limits;
-    limits.textBytes = 200;
-    limits.listItems = 1000;
-    qz::ext::CheckedStream stream(payload, qz::qzDataStream::LittleEndian, limits);
-    Order read;
-    stream >> read.number >> read.customer;
-    if (read.number < 0) stream.reject("the number is negative");
-    if (!stream.readList(read.prices) || !stream.readEnd()) {
-        qz::logWarning() << stream.getFailure().text;
-        return false;
-    }
-    order = std::move(read);
-    return true;
-}
-
-void forwardOrders(qz::qzIoDevice& pipe, const std::function<void(const std::string&)>& handle)
-{
-    qz::ext::FrameReader frames(pipe, kOrderFormat, /*payloadLimit=*/100'000);
-    std::string payload;
-    while (frames.read(payload))
-        handle(payload);
-    const qz::ext::StreamFailure failure = frames.getFailure();
-    if (failure.reason != qz::ext::StreamFailure::NoFrame) qz::logWarning() << failure.text;
-}
-
-void useNamesThatNobodyCanGuess()
-{
-    qz::qzRandomUtils::SetRandGenerator(&qz::ext::SecureRandom::Generate);
-}
+#include "samples/use-names-that-nobody-can-guess.inc"
 
 }  // namespace guide
 
@@ -91,18 +40,6 @@ using ::testing::ElementsAre;
 
 namespace {
 
-int countBlocksOfThisFile(const std::string& guide)
-{
-    const std::string source = readProjectFile("tests/ext/GuideDevicesCodeTest.cpp");
-    int count = 0;
-    for (const std::string& block : readGuideBlocks(guide)) {
-        if (block.find("qz::ext::") == std::string::npos) continue;
-        EXPECT_NE(source.find('\n' + block), std::string::npos) << block;
-        ++count;
-    }
-    return count;
-}
-
 std::string makeOrderBytes(const guide::Order& order)
 {
     support::DeviceStub device;
@@ -110,7 +47,7 @@ std::string makeOrderBytes(const guide::Order& order)
     return device.getContent();
 }
 
-class GuideDevicesCodeTest : public ::testing::Test {
+class DevicesGuideTest : public ::testing::Test {
 protected:
     void expectRefusal(const std::string& bytes, const std::string& reason)
     {
@@ -127,13 +64,7 @@ protected:
 
 }  // namespace
 
-TEST_F(GuideDevicesCodeTest, IsTheCodeOfThisFile)
-{
-    EXPECT_EQ(countBlocksOfThisFile("docs/guide-devices.md"), 3);
-    EXPECT_EQ(countBlocksOfThisFile("docs/guide-buffers.md"), 1);
-}
-
-TEST_F(GuideDevicesCodeTest, ReadsAnOrder)
+TEST_F(DevicesGuideTest, ReadsAnOrder)
 {
     support::DeviceStub device(makeOrderBytes({7, "Ada", {0.5, 2}}));
     guide::Order order;
@@ -143,7 +74,7 @@ TEST_F(GuideDevicesCodeTest, ReadsAnOrder)
     EXPECT_THAT(order.prices, ElementsAre(0.5, 2));
 }
 
-TEST_F(GuideDevicesCodeTest, RefusesWhatIsNoOrder)
+TEST_F(DevicesGuideTest, RefusesWhatIsNoOrder)
 {
     const std::string bytes = makeOrderBytes({7, "Ada", {}});
     std::string damaged = bytes;
@@ -157,7 +88,7 @@ TEST_F(GuideDevicesCodeTest, RefusesWhatIsNoOrder)
                   "list at offset 11: 1001 items exceed the limit of 1000");
 }
 
-TEST_F(GuideDevicesCodeTest, ForwardsOrdersUntilThePipeEnds)
+TEST_F(DevicesGuideTest, ForwardsOrdersUntilThePipeEnds)
 {
     const support::LogCapture capture;
     const std::string bytes = makeOrderBytes({7, "Ada", {}});
@@ -173,7 +104,7 @@ TEST_F(GuideDevicesCodeTest, ForwardsOrdersUntilThePipeEnds)
                 ElementsAre("frame payload at offset 79: the input ends after 8 of 15 bytes"));
 }
 
-TEST_F(GuideDevicesCodeTest, NamesSwapFilesByTheGenerator)
+TEST_F(DevicesGuideTest, NamesSwapFilesByTheGenerator)
 {
     const auto before = qzRandomUtils::SetRandGenerator(nullptr);
     guide::useNamesThatNobodyCanGuess();
