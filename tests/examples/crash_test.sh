@@ -42,3 +42,16 @@ expect_pattern err "^terminate called after throwing an instance of 'std::except
 # A second run appends to the same file.
 (expect 134 app.log) 2>aborted
 (($(grep -c "SIGABRT 6" app.log) == 2)) || fail "not two reports in: $(cat app.log)"
+
+# A folder for reports: with the fault, the exception that nobody caught, and SIGABRT.
+(expect 134 --reports=reports/new app.log) 2>aborted
+report=$(echo reports/new/crash-*.qzcrash)
+for line in "cause SIGSEGV (11), SEGV_MAPERR (1), at 0x0" "cause std::terminate" \
+    "exception St9exception" "cause SIGABRT (6), SI_TKILL (-6), from process .*" "end 3"; do
+    grep -a -q "^$line\$" "$report" || fail "no line '$line' in the report"
+done
+grep -a -q "INFO(shop) $head""pencils: 12" "$report" || fail "no log entries in the report"
+
+# Without that folder it doesn't crash.
+expect 1 --reports=app.log/none app.log
+expect_pattern err "^crash: cannot leave reports: realpath app.log/none: "

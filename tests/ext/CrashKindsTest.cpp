@@ -38,11 +38,13 @@ constexpr CrashKind kKinds[] = {
 
 constexpr const char* kPlaces[] = {"", "thread ", "plain ", "early "};
 
+constexpr int kRounds = 2;
+
 // How often each crash is tried; QZ_CRASH_ROUNDS=20 for a night.
 int getRounds()
 {
     const char* const text = std::getenv("QZ_CRASH_ROUNDS");
-    return text != nullptr ? std::max(1, std::atoi(text)) : 2;
+    return text != nullptr ? std::max(1, std::atoi(text)) : kRounds;
 }
 
 std::string describe(const ::testing::TestParamInfo<CrashKind>& row)

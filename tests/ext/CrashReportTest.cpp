@@ -83,6 +83,7 @@ TEST_F(CrashReportTest, ReadsEachLineOfAReport)
     EXPECT_FALSE(report.isRunning);
     ASSERT_EQ(report.events.size(), 1U);
     const CrashEvent& event = report.events[0];
+    EXPECT_EQ(event.number, 1);
     EXPECT_EQ(event.timeMs, 6);
     EXPECT_EQ(event.cause, "SIGSEGV");
     EXPECT_EQ(event.exceptionType, "3abc");

@@ -24,6 +24,7 @@
 //   thread STEP                on a thread of the library
 //   plain STEP                 on a std::thread with a CrashStack
 //   early STEP                 on a std::thread that exists when the kit is installed
+//   anew STEP                  on the same thread, after another installation of the kit
 //   fork STEP                  in a forked child, whose end it shows
 //   catch STEP                 catches the exception of a fault
 
@@ -315,7 +316,12 @@ const std::map<std::string, std::function<void(const Parts&)>> kSteps = {
     {"descriptors", [](const Parts&) { useUpDescriptors(); }},
     {"cover",
      [](const Parts&) {
-         std::cout << "[covered " << qz::ext::CrashKit::CoverThreads() << ']' << std::endl;
+         // A thread that is about to start blocks its signals.
+         bool isCovered = false;
+         while (!(isCovered = qz::ext::CrashKit::CoverThreads()) &&
+                qz::ext::CrashKit::IsInstalled())
+             ::usleep(1000);
+         std::cout << "[covered " << isCovered << ']' << std::endl;
      }},
     {"wait",
      [](const Parts&) {
@@ -412,6 +418,12 @@ void runForked(const std::string& step)
               << ']' << std::endl;
 }
 
+void runAnew(const std::string& step)
+{
+    install();
+    run(step);
+}
+
 void runCaught(const std::string& step)
 {
     try {
@@ -422,8 +434,11 @@ void runCaught(const std::string& step)
 }
 
 const std::map<std::string, std::function<void(const std::string&)>> kPlaces = {
-    {"thread", &runOnLibraryThread}, {"plain", &runOnPlainThread},
-    {"early", &runOnEarlyThread},    {"fork", &runForked},
+    {"thread", &runOnLibraryThread},
+    {"plain", &runOnPlainThread},
+    {"early", &runOnEarlyThread},
+    {"fork", &runForked},
+    {"anew", &runAnew},
     {"catch", &runCaught},
 };
 

@@ -38,7 +38,7 @@ struct CrashOptions {
 /// @code
 /// const qz::ext::LibraryStart library(qz::FullInit);
 /// qz::ext::CrashOptions options;
-/// options.folder = "/var/lib/shop/crashes";
+/// options.folder = folder;  // for example "/var/lib/shop/crashes"
 /// qz::ext::SystemFailure failure;
 /// if (!qz::ext::CrashKit::Install(options, &failure)) qz::logWarning() << failure.toString();
 /// @endcode
@@ -49,8 +49,8 @@ struct CrashOptions {
 /// command `qz-crash` shows it. It is written without memory, locks and new descriptors, into a
 /// file whose space on the disk is allocated by `Install`. Afterwards the handler goes on that was
 /// installed before, as a rule the library's, which reports to the log and throws. If the exception
-/// is caught, the process lives on; the report remains, and up to 256 KiB of further ones follow
-/// it.
+/// is caught, the process lives on and may leave further reports. Of many hundreds, the first and
+/// the last ones remain.
 ///
 /// The same file holds the last log entries, which the log's own thread copies to mapped memory of
 /// the file. An entry that is queued but not yet written when `kill -9` comes is lost. The file
@@ -95,7 +95,8 @@ public:
     static std::string GetFilePath();
     /// Gives an alternate signal stack to each thread that has none, as `Install` does; for threads
     /// that other libraries have started since.
-    /// @return false if a thread didn't take its stack within a second.
+    /// @return false if the kit isn't installed, or if a thread hasn't taken its stack yet, because
+    ///     it blocks all signals or wasn't scheduled within 5 seconds.
     static bool CoverThreads();
     /// Keeps entries: for a custom handler of the log. Does nothing if the kit isn't installed.
     /// Threads: one at a time, as the log calls its handler.

@@ -19,6 +19,7 @@ struct CrashFrame {
 
 /// What was reported about one signal, or one call of `std::terminate`.
 struct CrashEvent {
+    long number = 0;                     ///< In the order of the reports, from 1 on.
     long timeMs = 0;                     ///< Milliseconds since the epoch.
     std::string cause;                   ///< For example "SIGSEGV (11), SEGV_MAPERR (1), at 0x0".
     std::string exceptionType;           ///< As the compiler encodes it; empty for none.
@@ -32,12 +33,14 @@ struct CrashEvent {
 
 /// The content of a file that `CrashKit` has left.
 struct CrashReport {
-    std::string program;             ///< The path of the program.
-    long processId = 0;              ///< Its process.
-    long startMs = 0;                ///< When the kit was installed.
-    bool isRunning = false;          ///< Whether that process still has the file open.
-    bool hasEndedNormally = false;   ///< Whether the process went on to a normal end.
-    std::vector<CrashEvent> events;  ///< In the order in which they were reported.
+    std::string program;            ///< The path of the program.
+    long processId = 0;             ///< Its process.
+    long startMs = 0;               ///< When the kit was installed.
+    bool isRunning = false;         ///< Whether that process still has the file open.
+    bool hasEndedNormally = false;  ///< Whether the process went on to a normal end.
+    /// In the order in which they were reported. If they were too many for the file, only the
+    /// first and the last ones.
+    std::vector<CrashEvent> events;
     /// The last log entries, oldest first. Text, and may have several lines each.
     std::vector<std::string> entries;
 };

@@ -81,7 +81,7 @@ void parseLine(std::string_view line, CrashReport& report)
     if (name == "pid") report.processId = toNumber<long>(line);
     if (name == "start") report.startMs = toNumber<long>(line);
     if (name == "ended") report.hasEndedNormally = true;
-    if (name == "report") report.events.emplace_back();
+    if (name == "report") report.events.emplace_back().number = toNumber<long>(line);
     if (!report.events.empty()) parseEventLine(name, line, report.events.back());
 }
 

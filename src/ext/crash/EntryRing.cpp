@@ -8,6 +8,9 @@ namespace qz::ext::crash {
 
 namespace {
 
+constexpr char kZero = '\0';
+constexpr std::string_view kEnd(&kZero, 1);
+
 // Limits the memory for a file from elsewhere, whose entries may have a byte each.
 constexpr long kMostEntries = 1'000'000;
 
@@ -32,7 +35,7 @@ void EntryRing::append(std::string_view prefix, std::string_view message)
     std::atomic_signal_fence(std::memory_order_seq_cst);
     copy(prefix);
     copy(message);
-    copy(std::string_view("", 1));
+    copy(kEnd);
     std::atomic_signal_fence(std::memory_order_seq_cst);
     mHead->done.store(end, std::memory_order_relaxed);
 }
@@ -40,7 +43,7 @@ void EntryRing::append(std::string_view prefix, std::string_view message)
 // A zero byte of an entry would split it.
 void EntryRing::copy(std::string_view bytes)
 {
-    const bool isEnd = bytes == std::string_view("", 1);
+    const bool isEnd = bytes == kEnd;
     while (!bytes.empty()) {
         const std::size_t size = std::min(bytes.size(), mSize - mPosition);
         char* const begin = mBytes + mPosition;

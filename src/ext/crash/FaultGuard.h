@@ -20,7 +20,7 @@ extern PartReturn gPartReturn;
 template <typename Part>
 [[gnu::noinline]] int runPart(const Part& part)
 {
-    const int reason = sigsetjmp(gPartReturn.place, /*savemask=*/0);
+    const int reason = sigsetjmp(gPartReturn.place, /*savemask=*/1);
     if (reason == 0) {
         gPartReturn.isRunning = true;
         part();

@@ -8,6 +8,8 @@
 
 #include <pthread.h>
 #include <signal.h>
+#include <sys/types.h>
+#include <unistd.h>
 
 #include "Alarm.h"
 #include "FaultGuard.h"
@@ -26,7 +28,11 @@ namespace qz::ext::crash {
 
 namespace {
 
-std::atomic<Session*> gSession = nullptr;    // owned; changed by the holder of the lock of reports
+std::atomic<Session*> gSession = nullptr;  // owned; changed by the holder of the lock of reports
+// Of the session in force; copies, as it may be destroyed by the thread that removes the kit.
+std::atomic<pid_t> gProcessId = 0;
+std::atomic<int> gReportLimitMs = 0;
+std::atomic<int> gHandlingLimitMs = 0;
 std::atomic<Session*> gAbandoned = nullptr;  // never destroyed
 struct sigaction gPrevious[kSignalCount];
 std::terminate_handler gPreviousTerminate = nullptr;
@@ -62,13 +68,11 @@ bool isReentered(const void* context, const void* frame)
 
 void report(const Cause& cause)
 {
-    const Session* const unlocked = gSession;
-    if (unlocked == nullptr || !unlocked->isOwn()) return;
-    const int limitMs = unlocked->getOptions().reportLimitMs;
-    const ReportLock lock(limitMs);
+    if (getSession() == nullptr) return;
+    const ReportLock lock(gReportLimitMs);
     Session* const session = gSession;
     if (!lock.isHeld() || session == nullptr) return;
-    const Alarm alarm(getKitSignal(), limitMs, /*fatalSignal=*/0);
+    const Alarm alarm(getKitSignal(), gReportLimitMs, /*fatalSignal=*/0);
     session->report(cause);
 }
 
@@ -118,12 +122,8 @@ void passOn(int signal, siginfo_t* info, void* context)
         takeDefaultAction(signal, *info);
         return;
     }
-    const Session* const session = getSession();
-    if (session == nullptr) {
-        callPrevious(previous, signal, info, context);
-        return;
-    }
-    const Alarm alarm(getKitSignal(), session->getOptions().handlingLimitMs, signal);
+    std::optional<Alarm> alarm;
+    if (getSession() != nullptr) alarm.emplace(getKitSignal(), gHandlingLimitMs, signal);
     callPrevious(previous, signal, info, context);
 }
 
@@ -145,10 +145,8 @@ void handleSignal(int signal, siginfo_t* info, void* context)
 [[noreturn]] void handleTerminate()
 {
     report({});
-    const Session* const session = getSession();
     std::optional<Alarm> alarm;
-    if (session != nullptr)
-        alarm.emplace(getKitSignal(), session->getOptions().handlingLimitMs, SIGABRT);
+    if (getSession() != nullptr) alarm.emplace(getKitSignal(), gHandlingLimitMs, SIGABRT);
     if (gPreviousTerminate != nullptr) gPreviousTerminate();
     std::abort();
 }
@@ -218,7 +216,13 @@ std::unique_ptr<Session> replaceSession(std::unique_ptr<Session> session)
     static const int registered = ::pthread_atfork(nullptr, nullptr, &forgetInChild);
     static_cast<void>(registered);
     const bool isInstalled = session != nullptr;
-    if (!isInstalled) restoreHandlers();
+    if (isInstalled) {
+        gProcessId = ::getpid();
+        gReportLimitMs = session->getOptions().reportLimitMs;
+        gHandlingLimitMs = session->getOptions().handlingLimitMs;
+    } else {
+        restoreHandlers();
+    }
     std::unique_ptr<Session> before;
     {
         const ReportLock lock(kMostWaitMs);
@@ -231,7 +235,7 @@ std::unique_ptr<Session> replaceSession(std::unique_ptr<Session> session)
 Session* getSession()
 {
     Session* const session = gSession;
-    return session != nullptr && session->isOwn() ? session : nullptr;
+    return session != nullptr && gProcessId == ::getpid() ? session : nullptr;
 }
 
 }  // namespace qz::ext::crash

@@ -1,6 +1,7 @@
 #include "SafeText.h"
 
 #include <cerrno>
+#include <utility>
 
 #include <unistd.h>
 
@@ -51,18 +52,18 @@ SafeText& SafeText::operator<<(Foreign text)
 
 void SafeText::put(char character)
 {
-    if (mSize < sizeof mLine - 1) mLine[mSize++] = character;
+    if (mSize < sizeof mLine - 2) mLine[mSize++] = character;
 }
 
 void SafeText::endLine()
 {
     mLine[mSize++] = '\n';
-    const std::size_t size = mSize;
-    mSize = 0;
-    if (size > mEnd - mPosition) return;
-    for (std::size_t done = 0; done < size;) {
-        const ssize_t written =
-            ::pwrite(mDescriptor, mLine + done, size - done, static_cast<off_t>(mPosition + done));
+    mLine[mSize] = '\0';
+    const std::size_t size = std::exchange(mSize, 0);
+    if (size + 1 > mEnd - mPosition) return;
+    for (std::size_t done = 0; done < size + 1;) {
+        const ssize_t written = ::pwrite(mDescriptor, mLine + done, size + 1 - done,
+                                         static_cast<off_t>(mPosition + done));
         if (written > 0) done += static_cast<std::size_t>(written);
         if (written == 0 || (written < 0 && errno != EINTR)) return;
     }

@@ -33,10 +33,12 @@ public:
     SafeText& operator<<(Number value);
     SafeText& operator<<(Foreign text);
 
-    /// Writes the line.
+    /// Writes the line, and a zero byte after it, which ends the text.
     void endLine();
     /// Writes what an interrupted part has left of a line.
     void endPart();
+    /// Goes back, so that the following lines replace what comes after that position.
+    void rewind(std::size_t position) { mPosition = position; }
     /// The bytes that are left in the file.
     std::size_t getSpace() const { return mEnd - mPosition; }
     /// Keeps back bytes for later lines, or allows them again.

@@ -14,8 +14,10 @@ namespace qz::ext::crash {
 
 namespace {
 
-// What a report of common length takes. One that has less isn't begun.
+// What a report of common length takes. If less is left, the last reports are replaced, so that the
+// first ones remain, and that of the crash that ends the process.
 constexpr std::size_t kLeastForReport = 16UL * 1024;
+constexpr std::size_t kLastReports = kReportOffset + kReportBytes - 64UL * 1024;
 constexpr std::size_t kEndLine = 16;
 
 std::string readProgramPath()
@@ -38,7 +40,6 @@ bool Session::make(SystemFailure* failure)
 {
     const std::string program = readProgramPath();
     const long startMs = qzSystemUtils::GetMSecElapsedSinceEpoch();
-    mProcessId = ::getpid();
     if (!mFile.make(mOptions.folder, program, startMs, mOptions.entryBytes, failure)) return false;
     mRing.emplace(mFile.getRing(), mFile.getRingBytes());
     mOut.emplace(mFile.getDescriptor(), kReportOffset, kReportOffset + kReportBytes);
@@ -51,7 +52,7 @@ void Session::describeProcess(const std::string& program, long startMs)
 {
     *mOut << "program " << SafeText::Foreign{program.c_str()};
     mOut->endLine();
-    *mOut << "pid " << SafeText::Number{mProcessId};
+    *mOut << "pid " << SafeText::Number{::getpid()};
     mOut->endLine();
     *mOut << "start " << SafeText::Number{startMs};
     mOut->endLine();
@@ -65,7 +66,7 @@ void Session::report(const Cause& cause)
 {
     ++mReportCount;
     mFile.keep();
-    if (mOut->getSpace() < kLeastForReport) return;
+    if (mOut->getSpace() < kLeastForReport) mOut->rewind(kLastReports);
     Report(cause, mReportCount, mModules, mFrames, *mOut).write();
 }
 
@@ -78,11 +79,6 @@ void Session::finish()
     mOut->release(kEndLine);
     *mOut << "ended";
     mOut->endLine();
-}
-
-bool Session::isOwn() const
-{
-    return mProcessId == ::getpid();
 }
 
 }  // namespace qz::ext::crash

@@ -4,8 +4,6 @@
 #include <optional>
 #include <string>
 
-#include <sys/types.h>
-
 #include <qz/ext/CrashKit.h>
 
 #include "CrashFile.h"
@@ -23,14 +21,12 @@ public:
     /// @return null after a failure.
     static std::unique_ptr<Session> Make(const CrashOptions& options, SystemFailure* failure);
 
-    /// Writes a report, unless there is no space for one. Safe in a signal handler, by the holder
-    /// of the lock of reports.
+    /// Writes a report, over the last ones if there is no more space. Safe in a signal handler, by
+    /// the holder of the lock of reports.
     void report(const Cause& cause);
     /// At a normal end: notes it in a file with reports, and removes a file without.
     void finish();
 
-    /// Whether this is the process that made the session.
-    bool isOwn() const;
     EntryRing& editRing() { return *mRing; }
     const std::string& getPath() const { return mFile.getPath(); }
     const CrashOptions& getOptions() const { return mOptions; }
@@ -42,7 +38,6 @@ private:
     void describeProcess(const std::string& program, long startMs);
 
     const CrashOptions mOptions;
-    pid_t mProcessId = 0;
     CrashFile mFile;
     std::optional<EntryRing> mRing;
     std::optional<SafeText> mOut;

@@ -1,9 +1,14 @@
 #include "ThreadStacks.h"
 
+#include <algorithm>
 #include <atomic>
 #include <charconv>
+#include <cstdint>
+#include <fstream>
 #include <list>
+#include <map>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -19,7 +24,9 @@ namespace qz::ext::crash {
 
 namespace {
 
-constexpr int kMostWaitMs = 1000;
+constexpr int kMostWaitMs = 5000;
+// A thread that starts blocks all signals for a moment, others do so for good.
+constexpr int kMostBlockedMs = 100;
 
 // A stack for one thread. A thread that blocks the signal may take it any time later, so the object
 // remains until no thread has that number.
@@ -28,16 +35,21 @@ struct Cover {
 
     pid_t threadId;
     SignalStack stack;
-    std::atomic<bool> isDone = false;
+    std::atomic<bool> isDone = true;  // no signal is on its way
 };
+
+// What is written before a signal is sent isn't known to its handler by the rules of the language;
+// this makes it known.
+std::atomic<int> gSentSignals = 0;
 
 using Covers = std::list<std::unique_ptr<Cover>>;
 
-// Never destroyed, because threads may use their stacks until the process has ended.
+// Never destroyed, because threads may use their stacks until the process has ended. A forked child
+// begins with an empty list: its thread has inherited the stack of the thread that has forked.
 Covers& editCovers()
 {
-    static Covers& covers = *std::make_unique<Covers>().release();
-    return covers;
+    static std::map<pid_t, Covers>& covers = *std::make_unique<std::map<pid_t, Covers>>().release();
+    return covers[::getpid()];
 }
 
 std::vector<pid_t> listThreads()
@@ -60,6 +72,20 @@ bool isAlive(pid_t thread)
     return ::syscall(SYS_tgkill, ::getpid(), thread, 0) == 0;
 }
 
+// Whether the thread takes the signal only when it unblocks it, which may be never.
+bool isBlocked(pid_t thread, int signal)
+{
+    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
+    const std::string key = "SigBlk:\t";
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind(key, 0) != 0) continue;
+        std::uint64_t mask = 0;
+        std::from_chars(line.data() + key.size(), line.data() + line.size(), mask, 16);
+        return (mask >> (signal - 1) & 1U) != 0;
+    }
+    return false;
+}
+
 Cover& findCover(pid_t thread)
 {
     Covers& covers = editCovers();
@@ -69,9 +95,10 @@ Cover& findCover(pid_t thread)
     return *covers.emplace_back(std::make_unique<Cover>(thread));
 }
 
-void askThread(int signal, Cover& cover)
+void sendSignal(int signal, Cover& cover)
 {
-    cover.isDone = false;
+    if (!cover.isDone.exchange(false)) return;
+    gSentSignals.fetch_add(1, std::memory_order_release);
     siginfo_t info = {};
     info.si_signo = signal;
     info.si_code = SI_QUEUE;
@@ -88,6 +115,22 @@ bool isFinished(const Cover& cover)
     return cover.isDone || !isAlive(cover.threadId);
 }
 
+struct Deadlines {
+    const Deadline last{kMostWaitMs};
+    const Deadline blocked{kMostBlockedMs};
+};
+
+bool waitFor(const Cover& cover, int signal, const Deadlines& deadlines)
+{
+    constexpr timespec kPause = {0, 200'000};
+    while (!isFinished(cover)) {
+        const bool isHopeless = deadlines.blocked.hasPassed() && isBlocked(cover.threadId, signal);
+        if (isHopeless || deadlines.last.hasPassed()) return isFinished(cover);
+        ::nanosleep(&kPause, nullptr);
+    }
+    return true;
+}
+
 }  // namespace
 
 bool coverThreads(int signal)
@@ -99,25 +142,22 @@ bool coverThreads(int signal)
         if (thread == own) continue;
         Cover& cover = findCover(thread);
         if (!cover.stack.isMade()) return false;
-        askThread(signal, cover);
+        sendSignal(signal, cover);
         waiting.push_back(&cover);
     }
     if (SignalStack::IsMissing()) {
         const stack_t stack = findCover(own).stack.describe();
         ::sigaltstack(&stack, nullptr);
     }
-    const Deadline deadline(kMostWaitMs);
-    for (const Cover* const cover : waiting) {
-        constexpr timespec kPause = {0, 200'000};
-        while (!isFinished(*cover) && !deadline.hasPassed())
-            ::nanosleep(&kPause, nullptr);
-        if (!isFinished(*cover)) return false;
-    }
-    return true;
+    const Deadlines deadlines;
+    return std::count_if(waiting.begin(), waiting.end(), [&](const Cover* cover) {
+               return !waitFor(*cover, signal, deadlines);
+           }) == 0;
 }
 
 void takeStack(sigval value, ucontext_t& context)
 {
+    gSentSignals.load(std::memory_order_acquire);
     auto& cover = *static_cast<Cover*>(value.sival_ptr);
     if (SignalStack::IsMissing()) {
         const stack_t stack = cover.stack.describe();
