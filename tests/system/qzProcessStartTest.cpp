@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -240,11 +241,12 @@ TEST_P(qzProcessStart, InheritsANiceValueThatIsNotTheUsualOne)
         ::setpriority(PRIO_PROCESS, 0, 5);
         qzProcess process;
         process.startProcess(kChild, {"nice"}, false, qzProcess::PriorityInherit);
-        return process.waitForFinished(kLongMs) ? process.exitCode() : 97;
+        if (!process.waitForFinished(kLongMs)) return 97;
+        return qzProcess::ExecUtf8(kChild, {"nice"}, "", false, kLongMs, nullptr);
     };
     const support::ChildResult result = runInChild(body);
     EXPECT_EQ(result.getEnd(), "exit 0");
-    EXPECT_EQ(result.out, "5");
+    EXPECT_EQ(result.out, "55");
 }
 
 TEST_P(qzProcessStart, LeavesTheNiceValueWithoutTheRightToLowerIt)
@@ -364,6 +366,43 @@ TEST_P(qzProcessStart, StartsAgainAfterTheEnd)
     ASSERT_TRUE(process.waitForFinished(kLongMs));
     EXPECT_FALSE(process.hasCrashed());
     EXPECT_EQ(process.exitCode(), 4);
+}
+
+TEST_P(qzProcessStart, TakesNoExitCodeForTheSignalOfAFailedStart)
+{
+    qzProcess process;
+    for (const char* const first : {"9", "10"}) {  // by which an earlier child ended
+        ASSERT_TRUE(startChild(process, {"signal", first}));
+        ASSERT_TRUE(process.waitForFinished(kLongMs));
+        ASSERT_TRUE(
+            process.startProcess("/bin/sh", {"-c", "exit 10"}, false, qzProcess::PriorityInherit));
+        ASSERT_TRUE(process.waitForFinished(kLongMs));
+        EXPECT_EQ(process.exitCode(), 10);
+        EXPECT_FALSE(process.hasFailedToStart());
+        EXPECT_FALSE(process.hasCrashed());
+    }
+}
+
+TEST_P(qzProcessStart, PassesTheSignalMaskOn)
+{
+    const auto body = [] {
+        sigset_t mask;
+        sigset_t maskAfter;
+        ::sigemptyset(&mask);
+        ::sigaddset(&mask, SIGUSR2);
+        ::sigprocmask(SIG_SETMASK, &mask, nullptr);
+        for (const auto priority : {qzProcess::PriorityInherit, qzProcess::PriorityLow}) {
+            qzProcess process;
+            process.startProcess("/bin/grep", {"SigBlk", "/proc/self/status"}, false, priority);
+            if (!process.waitForFinished(kLongMs)) return 97;
+            ::sigprocmask(SIG_SETMASK, nullptr, &maskAfter);
+            if (std::memcmp(&mask, &maskAfter, 8) != 0) return 98;
+        }
+        return 0;
+    };
+    const support::ChildResult result = runInChild(body);
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "SigBlk:\t0000000000000800\nSigBlk:\t0000000000000800\n");
 }
 
 // --- What the application does with the signal of a failed start. The child's `exit` is then that
@@ -581,6 +620,24 @@ TEST(qzProcessCharset, HandsItsTextsOverInTheLocalCharacterSet)
     const support::ChildResult result = runInChild(body);
     EXPECT_EQ(result.getEnd(), "exit 0");
     EXPECT_EQ(result.out, "x\xE9|EUR|\xE8|\xE9\n");
+}
+
+TEST(qzProcessCharset, WarnsOfAFolderThatTheLocalSetCannotHold)
+{
+    const auto body = [] {
+        const support::EnvironmentLocale locale("en_US.ISO-8859-1");
+        const support::LibraryStart start;
+        qzProcess process;
+        process.setWorkingDirectory("/\u20ac");
+        process.startProcess("pwd", {}, false, qzProcess::PriorityInherit);
+        return process.waitForFinished(kLongMs) ? process.exitCode() : 97;
+    };
+    const support::ChildResult result = runInChild(body);
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_THAT(result.out,
+                HasSubstr("could not change current working directory in startProcess"));
+    EXPECT_THAT(result.out,
+                ::testing::EndsWith("\n" + std::filesystem::current_path().string() + "\n"));
 }
 
 TEST(qzProcessWithoutAStart, FailsWithoutAFault)

@@ -99,6 +99,48 @@ TEST(qzProcessWhiteBox, KeepsProcessAndWaitWhenItIsCleared)
     EXPECT_FALSE(state.started);
 }
 
+TEST(qzProcessWhiteBox, SignalsNoProcessThatHasGotTheNumberOfAnEndedChild)
+{
+    const ProcessFixture fixture;
+    const pid_t other = ::fork();
+    if (other == 0) {
+        for (;;)
+            ::pause();
+    }
+    qzProcess process;
+    ASSERT_TRUE(ProcessFixture::startChild(process, {"exit", "0"}));
+    ASSERT_TRUE(process.waitForFinished(kLongMs));
+    qzProcessTestPeer::getState(process).pid = other;
+    process.terminateProcess();
+    process.killProcess();
+    ::kill(other, SIGRTMAX);  // ends it unless another signal has
+    int status = 0;
+    ASSERT_EQ(::waitpid(other, &status, 0), other);
+    EXPECT_EQ(WTERMSIG(status), SIGRTMAX);
+}
+
+TEST(qzProcessWhiteBox, StartsAChildAfterADetachedProcess)
+{
+    const ProcessFixture fixture;
+    qzProcess process;
+    qzProcessTestPeer::getState(process).detached = true;
+    ASSERT_TRUE(ProcessFixture::startChild(process, {"exit", "3"}));
+    EXPECT_TRUE(process.waitForFinished(kLongMs));
+    EXPECT_EQ(process.exitCode(), 3);
+}
+
+TEST(qzProcessWhiteBox, FollowsTheParentAfterADetachedProcess)
+{
+    qzProcess process;
+    State& state = qzProcessTestPeer::getState(process);
+    state.detached = true;
+    state.exitCode = 7;
+    qzProcess::GetParentProcess(process);
+    EXPECT_FALSE(state.detached);
+    EXPECT_EQ(process.exitCode(), 0);
+    EXPECT_EQ(process.getState(), qzProcess::Running);
+}
+
 TEST(qzProcessWhiteBox, NeverSeesTheEndOfADetachedProcess)
 {
     const ProcessFixture fixture;
