@@ -139,6 +139,9 @@ TEST_F(qzNamedPipeTest, EndsItsConnectionWhenItClosesOneOfTwoDescriptors)
     const auto start = PipeClock::now();
     mFar->processNamedPipeEvents(100'000, true);
     EXPECT_LT(getMsSince(start), 90'000) << "there is nothing left to wait for";
+    append(mFar->editWriteQueue(), "more");
+    mFar->processNamedPipeEvents(0, false);
+    EXPECT_FALSE(mFar->hasWriteFailed()) << "the copy can still read";
     ::close(copy);
 }
 

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -211,8 +212,10 @@ TEST_P(qzProcessStart, RunsTheFileAtTheAbsolutePath)
     // Without the flag the name would be searched for in the PATH.
     std::filesystem::create_symlink(kChild, "true");
     const int code = qzProcess::ExecUtf8("true", {"exit", "9"}, "", true, kLongMs, nullptr);
+    const int otherCode = qzProcess::ExecUtf8("true", {"exit", "9"}, "", false, kLongMs, nullptr);
     std::filesystem::current_path(before);
     EXPECT_EQ(code, 9);
+    EXPECT_EQ(otherCode, 0) << "it was not searched for in the PATH";
 }
 
 struct NiceRow {
@@ -329,12 +332,14 @@ TEST_P(qzProcessStart, ReplacesTheEnvironment)
 
 TEST_P(qzProcessStart, SearchesThePathOfTheCallerAndNotOfTheNewEnvironment)
 {
-    qzProcess process;
-    process.setProcessEnvironmentUtf8({"PATH=/none"}, false);
-    ASSERT_TRUE(process.startProcess("true", {}, false, qzProcess::PriorityInherit));
-    EXPECT_TRUE(process.waitForFinished(kLongMs));
-    EXPECT_EQ(process.exitCode(), 0);
-    EXPECT_FALSE(process.hasFailedToStart());
+    for (const auto priority : {qzProcess::PriorityInherit, qzProcess::PriorityLow}) {
+        qzProcess process;
+        process.setProcessEnvironmentUtf8({"PATH=/none"}, false);
+        ASSERT_TRUE(process.startProcess("true", {}, false, priority));
+        EXPECT_TRUE(process.waitForFinished(kLongMs));
+        EXPECT_EQ(process.exitCode(), 0);
+        EXPECT_FALSE(process.hasFailedToStart());
+    }
 }
 
 TEST_P(qzProcessStart, RefusesAStartWhileTheChildRuns)
@@ -366,6 +371,16 @@ TEST_P(qzProcessStart, StartsAgainAfterTheEnd)
     ASSERT_TRUE(process.waitForFinished(kLongMs));
     EXPECT_FALSE(process.hasCrashed());
     EXPECT_EQ(process.exitCode(), 4);
+}
+
+TEST_P(qzProcessStart, GivesAProgramTenMillisecondsToFail)
+{
+    qzProcess process;
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_TRUE(startChild(process, {"wait-for", getFolder().getPath("go")}));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(10));
+    support::writeFile(getFolder().getPath("go"), "");
+    EXPECT_TRUE(process.waitForFinished(kLongMs));
 }
 
 TEST_P(qzProcessStart, TakesNoExitCodeForTheSignalOfAFailedStart)
@@ -507,6 +522,22 @@ TEST(qzProcessSignals, LetsNoExceptionOfAHandlerLeaveTheChild)
     const support::ChildResult result = runInChild(body, {}, 120);
     EXPECT_EQ(result.getEnd(), "exit 0");
     EXPECT_THAT(result.err, ::testing::Not(HasSubstr("the child goes on")));
+}
+
+// The library's handler would report it, and the report would be the child's only output.
+TEST(qzProcessSignals, ReportsNoSignalOfAFailedStart)
+{
+    const auto body = [] {
+        const support::LibraryStart start(FullInit);
+        qzProcess process;
+        process.startProcess("/no/such/program", {}, false, qzProcess::PriorityInherit);
+        process.waitForFinished(kLongMs);
+        qzLog::msInstance->flush();
+        return 0;
+    };
+    const support::ChildResult result = runInChild(body);
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "");
 }
 
 // --- What is in buffers at a start
