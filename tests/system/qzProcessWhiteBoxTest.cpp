@@ -134,11 +134,25 @@ TEST(qzProcessWhiteBox, FollowsTheParentAfterADetachedProcess)
     qzProcess process;
     State& state = qzProcessTestPeer::getState(process);
     state.detached = true;
+    state.currentProcess = true;
+    state.crashed = true;
     state.exitCode = 7;
     qzProcess::GetParentProcess(process);
-    EXPECT_FALSE(state.detached);
+    EXPECT_FALSE(state.detached || state.currentProcess || state.crashed);
     EXPECT_EQ(process.exitCode(), 0);
     EXPECT_EQ(process.getState(), qzProcess::Running);
+}
+
+TEST(qzProcessWhiteBox, DescribesThisProcessAfterAKilledChildAndAParent)
+{
+    qzProcess process;
+    State& state = qzProcessTestPeer::getState(process);
+    state.state = qzProcess::Finished;
+    state.crashed = true;
+    state.killed = true;
+    state.parentProcess = true;
+    ASSERT_TRUE(qzProcess::GetCurrentProcess(process));
+    EXPECT_FALSE(state.crashed || state.killed || state.parentProcess);
 }
 
 TEST(qzProcessWhiteBox, NeverSeesTheEndOfADetachedProcess)
