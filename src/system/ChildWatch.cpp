@@ -48,7 +48,8 @@ bool isKeptFromProgram(pid_t pid)
     const std::size_t nameEnd = fields.rfind(") ");
     if (nameEnd == std::string_view::npos) return false;
     fields.remove_prefix(nameEnd + 2);
-    if (std::string_view("RDZ").find(fields.front()) == std::string_view::npos) return false;
+    if (fields.empty() || std::string_view("RDZ").find(fields.front()) == std::string_view::npos)
+        return false;
     for (int i = 0; i < kFieldsToFlags; ++i)
         fields.remove_prefix(std::min(fields.find(' '), fields.size() - 1) + 1);
     unsigned long flags = 0;
@@ -65,7 +66,6 @@ bool waitForChild(pid_t pid, int options, siginfo_t& end)
         end = {};
         result = ::waitid(P_PID, static_cast<id_t>(pid), &end, WEXITED | options);
     } while (result != 0 && errno == EINTR);
-    if (result != 0) end = {};
     return result == 0;
 }
 

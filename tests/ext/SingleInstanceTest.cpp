@@ -1,8 +1,11 @@
 #include <qz/ext/FileLock.h>
 
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
 #include <filesystem>
 
 #include <gtest/gtest.h>
@@ -55,6 +58,46 @@ TEST_F(SingleInstanceTest, FindsTheRunningOne)
     EXPECT_EQ(SingleInstance::FindRunning("orders")->pid, ::getpid());
     mFirst.release();
     EXPECT_FALSE(SingleInstance::FindRunning("orders").has_value());
+}
+
+TEST_F(SingleInstanceTest, NoticesThatItsFolderWasReplaced)
+{
+    EXPECT_FALSE(mFirst.isFileInPlace());
+    ASSERT_TRUE(mFirst.claim("orders"));
+    EXPECT_TRUE(mFirst.isFileInPlace());
+    const std::string& folder = mFolder.getPath();
+    std::filesystem::rename(folder, folder + ".old");
+    ASSERT_EQ(::mkdir(folder.c_str(), 0700), 0);
+    EXPECT_TRUE(mFirst.isClaimed());
+    EXPECT_FALSE(mFirst.isFileInPlace());
+    EXPECT_TRUE(mSecond.claim("orders", &mFailure)) << mFailure.toString();
+    EXPECT_TRUE(mSecond.isFileInPlace());
+    EXPECT_FALSE(mFirst.isFileInPlace());
+    std::filesystem::remove_all(folder + ".old");
+}
+
+TEST_F(SingleInstanceTest, IsFreeAfterAKillThoughAChildOfTheInstanceLives)
+{
+    int ready[2] = {};
+    ASSERT_EQ(::pipe(ready), 0);
+    const pid_t instance = ::fork();
+    if (instance == 0) {
+        if (!mFirst.claim("orders")) ::_exit(1);
+        const bool isChild = ::fork() == 0;
+        const pid_t self = ::getpid();
+        if (isChild && ::write(ready[1], &self, sizeof self) < 0) ::_exit(2);
+        for (;;)
+            ::pause();
+    }
+    pid_t child = 0;
+    ASSERT_EQ(::read(ready[0], &child, sizeof child), static_cast<ssize_t>(sizeof child));
+    EXPECT_FALSE(mSecond.claim("orders"));
+    ::kill(instance, SIGKILL);
+    ASSERT_EQ(::waitpid(instance, nullptr, 0), instance);
+    EXPECT_TRUE(mSecond.claim("orders", &mFailure)) << mFailure.toString();
+    ::kill(child, SIGKILL);
+    ::close(ready[0]);
+    ::close(ready[1]);
 }
 
 TEST_F(SingleInstanceTest, RefusesNamesThatLeadElsewhere)

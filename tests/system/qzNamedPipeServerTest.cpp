@@ -99,10 +99,12 @@ TEST_F(qzNamedPipeServerTest, EndsANameAtItsFirstZeroByte)
 TEST_F(qzNamedPipeServerTest, ReportsWhatItCannotListenOn)
 {
     const support::LogCapture log;
+    const std::size_t descriptors = support::countOpenDescriptors();
     EXPECT_FALSE(mServer.listenUtf8(""));
     EXPECT_FALSE(mServer.listenUtf8(makeName(107)));
     EXPECT_FALSE(mServer.listenUtf8("missing/folder"));
     EXPECT_FALSE(mServer.listenUtf8("\xFF"));
+    EXPECT_EQ(support::countOpenDescriptors(), descriptors);
     ASSERT_TRUE(mServer.listenUtf8("pipe"));
     EXPECT_FALSE(mServer.listenUtf8("other"));
     EXPECT_THAT(

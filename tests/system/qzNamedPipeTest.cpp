@@ -96,6 +96,38 @@ TEST_F(qzNamedPipeTest, KeepsWhatWasReceivedWhenThePeerCloses)
     EXPECT_THAT(mClient.editReadQueue(), IsEmpty());
 }
 
+// The system reports an end with unread bytes at the other side as a reset.
+TEST_F(qzNamedPipeTest, ClosesItsReadChannelWhenReceivingFails)
+{
+    connect();
+    append(mClient.editWriteQueue(), "unread");
+    mClient.processNamedPipeEvents(0, false);
+    append(mClient.editReadQueue(), "old");
+    mFar->closeNamedPipe();
+    mClient.processNamedPipeEvents(0, false);
+    EXPECT_TRUE(mClient.isReadChannelClosed());
+    EXPECT_TRUE(mClient.isConnected());
+    EXPECT_EQ(toText(mClient.editReadQueue()), "old");
+}
+
+TEST_F(qzNamedPipeTest, ReceivesNothingAfterItsReadChannelWasClosed)
+{
+    connect();
+    mFar->closeNamedPipe();
+    mClient.processNamedPipeEvents(0, false);
+    ASSERT_TRUE(mClient.isReadChannelClosed());
+    int ends[2];
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends), 0);
+    ASSERT_EQ(::write(ends[1], "text", 4), 4);
+    const int before = mClient.getSocket();
+    mClient.setSocket(ends[0]);
+    mClient.processNamedPipeEvents(0, false);
+    EXPECT_THAT(mClient.editReadQueue(), IsEmpty());
+    EXPECT_TRUE(mClient.isReadChannelClosed());
+    ::close(before);
+    ::close(ends[1]);
+}
+
 // A copy of the socket, such as a forked child has, doesn't keep the connection up.
 TEST_F(qzNamedPipeTest, EndsItsConnectionWhenItClosesOneOfTwoDescriptors)
 {
@@ -107,6 +139,9 @@ TEST_F(qzNamedPipeTest, EndsItsConnectionWhenItClosesOneOfTwoDescriptors)
     const auto start = PipeClock::now();
     mFar->processNamedPipeEvents(100'000, true);
     EXPECT_LT(getMsSince(start), 90'000) << "there is nothing left to wait for";
+    append(mFar->editWriteQueue(), "more");
+    mFar->processNamedPipeEvents(0, false);
+    EXPECT_FALSE(mFar->hasWriteFailed()) << "the copy can still read";
     ::close(copy);
 }
 

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -211,8 +213,10 @@ TEST_P(qzProcessStart, RunsTheFileAtTheAbsolutePath)
     // Without the flag the name would be searched for in the PATH.
     std::filesystem::create_symlink(kChild, "true");
     const int code = qzProcess::ExecUtf8("true", {"exit", "9"}, "", true, kLongMs, nullptr);
+    const int otherCode = qzProcess::ExecUtf8("true", {"exit", "9"}, "", false, kLongMs, nullptr);
     std::filesystem::current_path(before);
     EXPECT_EQ(code, 9);
+    EXPECT_EQ(otherCode, 0) << "it was not searched for in the PATH";
 }
 
 struct NiceRow {
@@ -243,11 +247,13 @@ TEST_P(qzProcessStart, InheritsANiceValueThatIsNotTheUsualOne)
         ::setpriority(PRIO_PROCESS, 0, niceValue);
         qzProcess process;
         process.startProcess(kChild, {"nice"}, false, qzProcess::PriorityInherit);
-        return process.waitForFinished(kLongMs) ? process.exitCode() : 97;
+        if (!process.waitForFinished(kLongMs)) return 97;
+        return qzProcess::ExecUtf8(kChild, {"nice"}, "", false, kLongMs, nullptr);
     };
     const support::ChildResult result = runInChild(body);
     EXPECT_EQ(result.getEnd(), "exit 0");
-    EXPECT_EQ(result.out, std::to_string(niceValue));
+    const std::string once = std::to_string(niceValue);
+    EXPECT_EQ(result.out, once + once);
 }
 
 TEST_P(qzProcessStart, LeavesTheNiceValueWithoutTheRightToLowerIt)
@@ -330,12 +336,14 @@ TEST_P(qzProcessStart, ReplacesTheEnvironment)
 
 TEST_P(qzProcessStart, SearchesThePathOfTheCallerAndNotOfTheNewEnvironment)
 {
-    qzProcess process;
-    process.setProcessEnvironmentUtf8({"PATH=/none"}, false);
-    ASSERT_TRUE(process.startProcess("true", {}, false, qzProcess::PriorityInherit));
-    EXPECT_TRUE(process.waitForFinished(kLongMs));
-    EXPECT_EQ(process.exitCode(), 0);
-    EXPECT_FALSE(process.hasFailedToStart());
+    for (const auto priority : {qzProcess::PriorityInherit, qzProcess::PriorityLow}) {
+        qzProcess process;
+        process.setProcessEnvironmentUtf8({"PATH=/none"}, false);
+        ASSERT_TRUE(process.startProcess("true", {}, false, priority));
+        EXPECT_TRUE(process.waitForFinished(kLongMs));
+        EXPECT_EQ(process.exitCode(), 0);
+        EXPECT_FALSE(process.hasFailedToStart());
+    }
 }
 
 TEST_P(qzProcessStart, RefusesAStartWhileTheChildRuns)
@@ -367,6 +375,53 @@ TEST_P(qzProcessStart, StartsAgainAfterTheEnd)
     ASSERT_TRUE(process.waitForFinished(kLongMs));
     EXPECT_FALSE(process.hasCrashed());
     EXPECT_EQ(process.exitCode(), 4);
+}
+
+TEST_P(qzProcessStart, GivesAProgramTenMillisecondsToFail)
+{
+    qzProcess process;
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_TRUE(startChild(process, {"wait-for", getFolder().getPath("go")}));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(10));
+    support::writeFile(getFolder().getPath("go"), "");
+    EXPECT_TRUE(process.waitForFinished(kLongMs));
+}
+
+TEST_P(qzProcessStart, TakesNoExitCodeForTheSignalOfAFailedStart)
+{
+    qzProcess process;
+    for (const char* const first : {"9", "10"}) {  // by which an earlier child ended
+        ASSERT_TRUE(startChild(process, {"signal", first}));
+        ASSERT_TRUE(process.waitForFinished(kLongMs));
+        ASSERT_TRUE(
+            process.startProcess("/bin/sh", {"-c", "exit 10"}, false, qzProcess::PriorityInherit));
+        ASSERT_TRUE(process.waitForFinished(kLongMs));
+        EXPECT_EQ(process.exitCode(), 10);
+        EXPECT_FALSE(process.hasFailedToStart());
+        EXPECT_FALSE(process.hasCrashed());
+    }
+}
+
+TEST_P(qzProcessStart, PassesTheSignalMaskOn)
+{
+    const auto body = [] {
+        sigset_t mask;
+        sigset_t maskAfter;
+        ::sigemptyset(&mask);
+        ::sigaddset(&mask, SIGUSR2);
+        ::sigprocmask(SIG_SETMASK, &mask, nullptr);
+        for (const auto priority : {qzProcess::PriorityInherit, qzProcess::PriorityLow}) {
+            qzProcess process;
+            process.startProcess("/bin/grep", {"SigBlk", "/proc/self/status"}, false, priority);
+            if (!process.waitForFinished(kLongMs)) return 97;
+            ::sigprocmask(SIG_SETMASK, nullptr, &maskAfter);
+            if (std::memcmp(&mask, &maskAfter, 8) != 0) return 98;
+        }
+        return 0;
+    };
+    const support::ChildResult result = runInChild(body);
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "SigBlk:\t0000000000000800\nSigBlk:\t0000000000000800\n");
 }
 
 // --- What the application does with the signal of a failed start. The child's `exit` is then that
@@ -471,6 +526,22 @@ TEST(qzProcessSignals, LetsNoExceptionOfAHandlerLeaveTheChild)
     const support::ChildResult result = runInChild(body, {}, 120);
     EXPECT_EQ(result.getEnd(), "exit 0");
     EXPECT_THAT(result.err, ::testing::Not(HasSubstr("the child goes on")));
+}
+
+// The library's handler would report it, and the report would be the child's only output.
+TEST(qzProcessSignals, ReportsNoSignalOfAFailedStart)
+{
+    const auto body = [] {
+        const support::LibraryStart start(FullInit);
+        qzProcess process;
+        process.startProcess("/no/such/program", {}, false, qzProcess::PriorityInherit);
+        process.waitForFinished(kLongMs);
+        qzLog::msInstance->flush();
+        return 0;
+    };
+    const support::ChildResult result = runInChild(body);
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "");
 }
 
 // --- What is in buffers at a start
@@ -584,6 +655,24 @@ TEST(qzProcessCharset, HandsItsTextsOverInTheLocalCharacterSet)
     const support::ChildResult result = runInChild(body);
     EXPECT_EQ(result.getEnd(), "exit 0");
     EXPECT_EQ(result.out, "x\xE9|EUR|\xE8|\xE9\n");
+}
+
+TEST(qzProcessCharset, WarnsOfAFolderThatTheLocalSetCannotHold)
+{
+    const auto body = [] {
+        const support::EnvironmentLocale locale("en_US.ISO-8859-1");
+        const support::LibraryStart start;
+        qzProcess process;
+        process.setWorkingDirectory("/\u20ac");
+        process.startProcess("pwd", {}, false, qzProcess::PriorityInherit);
+        return process.waitForFinished(kLongMs) ? process.exitCode() : 97;
+    };
+    const support::ChildResult result = runInChild(body);
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_THAT(result.out,
+                HasSubstr("could not change current working directory in startProcess"));
+    EXPECT_THAT(result.out,
+                ::testing::EndsWith("\n" + std::filesystem::current_path().string() + "\n"));
 }
 
 TEST(qzProcessWithoutAStart, FailsWithoutAFault)

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -161,6 +162,45 @@ TEST_F(qzProcessWatch, ReadsAChildThatSomethingElseHasReapedAsACrash)
     EXPECT_EQ(process.exitCode(), 0);
 }
 
+// Without another call before it.
+TEST_F(qzProcessWatch, SeesTheEndInEachOperation)
+{
+    using Operation = std::function<bool(qzProcess&)>;
+    const Operation operations[] = {
+        [](qzProcess& process) { return process.getState() == qzProcess::Finished; },
+        [](qzProcess& process) { return process.exitCode() == SIGKILL; },
+        [](qzProcess& process) { return process.hasCrashed(); },
+        [](qzProcess& process) { return process.resetState(); },
+        [](qzProcess& process) { return process.setWorkingDirectory("/"); },
+        [](qzProcess& process) { return process.setProcessEnvironmentUtf8({}, true); },
+        [](qzProcess& process) { return qzProcess::GetCurrentProcess(process); },
+        [](qzProcess& process) {
+            return startChild(process, {"exit", "0"});
+        },
+    };
+    for (const Operation& operation : operations) {
+        SCOPED_TRACE(&operation - operations);
+        qzProcess process;
+        ASSERT_TRUE(startReady(process, "hold"));
+        process.killProcess();
+        siginfo_t end = {};
+        const id_t pid = static_cast<id_t>(process.getPid());
+        ASSERT_EQ(::waitid(P_PID, pid, &end, WEXITED | WNOWAIT), 0);
+        EXPECT_TRUE(operation(process));
+    }
+}
+
+TEST_F(qzProcessWatch, SignalsTheSecondChildOfAnObject)
+{
+    qzProcess process;
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_TRUE(startReady(process, "hold"));
+        i == 0 ? process.killProcess() : process.terminateProcess();
+        EXPECT_TRUE(process.waitForFinished(kLongMs));
+        EXPECT_EQ(process.exitCode(), i == 0 ? SIGKILL : SIGTERM);
+    }
+}
+
 TEST_F(qzProcessWatch, EndsAChildBySigterm)
 {
     qzProcess process;
@@ -205,11 +245,10 @@ TEST_F(qzProcessWatch, SignalsNoProcessWhoseEndItHasSeen)
         process.killProcess();
         process.clearProcess();
         process.killProcess();
+        ::kill(pid, SIGRTMAX);  // ends it unless another signal has
         int status = 0;
-        const bool isAlive = ::waitpid(pid, &status, WNOHANG) == 0;
-        ::kill(pid, SIGKILL);
-        ::waitpid(pid, &status, 0);
-        return isAlive ? 0 : 2;
+        if (::waitpid(pid, &status, 0) != pid) return 2;
+        return WTERMSIG(status) == SIGRTMAX ? 0 : 3;
     };
     // The mode of the file lets anybody open it, but not write to it.
     std::ofstream lastPid("/proc/sys/kernel/ns_last_pid");
@@ -258,12 +297,14 @@ TEST_F(qzProcessWatch, ForgetsARunningChildWhenCleared)
     {
         qzProcess process;
         ASSERT_TRUE(process.setProcessEnvironmentUtf8({"A=1"}, false));
+        ASSERT_TRUE(process.setWorkingDirectory("/"));
         ASSERT_TRUE(startReady(process, "hold"));
         pid = process.getPid();
         process.clearProcess();
         EXPECT_EQ(process.getState(), qzProcess::NotStarted);
         EXPECT_EQ(process.getPid(), pid);
         EXPECT_EQ(process.getProgramUtf8(), "");
+        EXPECT_EQ(process.getWorkingDirectoryUtf8(), "");
         EXPECT_THAT(process.getArgumentsUtf8(), IsEmpty());
         std::vector<std::string> variables{"old"};
         process.getProcessEnvironmentUtf8(variables);
@@ -421,6 +462,23 @@ TEST_P(qzProcessDetached, SplitsACommandLineAndRunsInTheFolderOfTheProgram)
     std::filesystem::copy_file(kChild, program);
     EXPECT_TRUE(qzProcess::StartDetachedUtf8('"' + program + "\" parent \"its parent\""));
     EXPECT_TRUE(waitForFile(getFolder().getPath("its parent")));
+}
+
+TEST_P(qzProcessDetached, TakesNoExitCodeForTheSignalOfAFailedStart)
+{
+    EXPECT_TRUE(qzProcess::StartDetachedUtf8("/bin/sh", {"-c", "exit 10"}, "", false));
+}
+
+TEST_P(qzProcessDetached, SplitsACommandLineWithARelativeProgram)
+{
+    const std::string folder = getFolder().getPath("sub");
+    std::filesystem::create_directory(folder);
+    std::filesystem::copy_file(kChild, folder + "/program");
+    const std::string before = std::filesystem::current_path();
+    std::filesystem::current_path(getFolder().getPath());
+    EXPECT_TRUE(qzProcess::StartDetachedUtf8("sub/program parent here"));
+    std::filesystem::current_path(before);
+    EXPECT_TRUE(waitForFile(folder + "/here"));
 }
 
 TEST_P(qzProcessDetached, FailsForACommandLineWithoutAProgram)

@@ -99,6 +99,62 @@ TEST(qzProcessWhiteBox, KeepsProcessAndWaitWhenItIsCleared)
     EXPECT_FALSE(state.started);
 }
 
+TEST(qzProcessWhiteBox, SignalsNoProcessThatHasGotTheNumberOfAnEndedChild)
+{
+    const ProcessFixture fixture;
+    const pid_t other = ::fork();
+    if (other == 0) {
+        for (;;)
+            ::pause();
+    }
+    qzProcess process;
+    ASSERT_TRUE(ProcessFixture::startChild(process, {"exit", "0"}));
+    ASSERT_TRUE(process.waitForFinished(kLongMs));
+    qzProcessTestPeer::getState(process).pid = other;
+    process.terminateProcess();
+    process.killProcess();
+    ::kill(other, SIGRTMAX);  // ends it unless another signal has
+    int status = 0;
+    ASSERT_EQ(::waitpid(other, &status, 0), other);
+    EXPECT_EQ(WTERMSIG(status), SIGRTMAX);
+}
+
+TEST(qzProcessWhiteBox, StartsAChildAfterADetachedProcess)
+{
+    const ProcessFixture fixture;
+    qzProcess process;
+    qzProcessTestPeer::getState(process).detached = true;
+    ASSERT_TRUE(ProcessFixture::startChild(process, {"exit", "3"}));
+    EXPECT_TRUE(process.waitForFinished(kLongMs));
+    EXPECT_EQ(process.exitCode(), 3);
+}
+
+TEST(qzProcessWhiteBox, FollowsTheParentAfterADetachedProcess)
+{
+    qzProcess process;
+    State& state = qzProcessTestPeer::getState(process);
+    state.detached = true;
+    state.currentProcess = true;
+    state.crashed = true;
+    state.exitCode = 7;
+    qzProcess::GetParentProcess(process);
+    EXPECT_FALSE(state.detached || state.currentProcess || state.crashed);
+    EXPECT_EQ(process.exitCode(), 0);
+    EXPECT_EQ(process.getState(), qzProcess::Running);
+}
+
+TEST(qzProcessWhiteBox, DescribesThisProcessAfterAKilledChildAndAParent)
+{
+    qzProcess process;
+    State& state = qzProcessTestPeer::getState(process);
+    state.state = qzProcess::Finished;
+    state.crashed = true;
+    state.killed = true;
+    state.parentProcess = true;
+    ASSERT_TRUE(qzProcess::GetCurrentProcess(process));
+    EXPECT_FALSE(state.crashed || state.killed || state.parentProcess);
+}
+
 TEST(qzProcessWhiteBox, NeverSeesTheEndOfADetachedProcess)
 {
     const ProcessFixture fixture;

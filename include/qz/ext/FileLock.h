@@ -127,6 +127,10 @@ private:
 /// as /tmp/orders-1000. All of them must have the same value of that variable. The library must be
 /// started.
 ///
+/// Whatever removes the file of the running instance lets a second one start, and it may be the
+/// system: it can remove old files below /tmp, and XDG_RUNTIME_DIR when the user logs out. A
+/// program that runs for days checks `isFileInPlace`.
+///
 /// @code
 /// qz::ext::SingleInstance instance;
 /// qz::ext::SystemFailure failure;
@@ -152,6 +156,9 @@ public:
     void release() { mLock.unlock(); }
     /// Whether this object has the name.
     bool isClaimed() const { return mLock.isLocked(); }
+    /// Whether this object has the name, and its file still is the one that other instances find.
+    /// If not, a second instance may run; to claim the name anew, release it first.
+    bool isFileInPlace() const { return mLock.isFileInPlace(); }
 
     /// Finds the running instance of a name.
     /// @return nothing if there is none, or its folder can't be used.
