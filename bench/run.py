@@ -12,11 +12,13 @@ import datetime
 import json
 import os
 import pathlib
-import platform
 import re
 import statistics
 import subprocess
 import sys
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tools"))
+from machine import machine_text  # pylint: disable=wrong-import-position
 
 # What the benchmark library adds to a name for the clock of a case.
 CLOCK = re.compile(r"(/iterations:\d+)?(/(real|manual)_time)?$")
@@ -377,16 +379,6 @@ def print_table(table):
         cells = [cell.ljust(width) if index == 0 else cell.rjust(width)
                  for index, (cell, width) in enumerate(zip(line, widths))]
         print("  ".join(cells).rstrip())
-
-
-def machine_text():
-    model = "unknown processor"
-    with open("/proc/cpuinfo", encoding="utf-8") as info:
-        for line in info:
-            if line.startswith("model name"):
-                model = line.split(":", 1)[1].strip()
-                break
-    return f"{model}, {os.cpu_count()} processors, Linux {platform.release()}"
 
 
 def compiler_text(build):

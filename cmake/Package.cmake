@@ -97,6 +97,7 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME libqzsystem-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libqzsystemext3.0 (= ${packageVersion})")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_TOOLS_DEBUGINFO_PACKAGE ON)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "${longText}
 .
 This package contains commands for the logs and crash reports of programs.")

@@ -36,6 +36,9 @@ check_messages() { tools/check_messages.py; }
 #: pages        links of README and guides lead to files, and all guides are linked
 check_pages() { tools/check_pages.py; }
 
+#: samples      every C++ sample of pages and headers is compiled by a test
+check_samples() { tools/doc_samples.py --check; }
+
 #: headers      each public header compiles alone
 check_headers() { tools/check_headers.sh; }
 
@@ -51,8 +54,14 @@ check_private() { tools/check_private.py "${libraries[@]}"; }
 #: calls        every exported function is called by a test
 check_calls() { tools/check_calls.py "${libraries[@]}"; }
 
-#: documented   every public declaration has a comment
-check_documented() { cmake --build build/release --target qzSystemDocs; }
+#: documented   every public declaration has a comment, every class and namespace a page, and no link
+#:              of the pages is broken
+check_documented()
+{
+    cmake --build build/release --target qzSystemDocs &&
+        tools/check_index.py "$folder/qzSystem.tag" "${libraries[@]}" &&
+        tools/check_html.py "$folder/html" "$folder/qzSystem.tag"
+}
 
 #: clang        library, tests and examples build with clang without a warning
 check_clang() { cmake --build build/clang -j "$(nproc)"; }

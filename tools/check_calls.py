@@ -10,6 +10,7 @@ import pathlib
 import re
 import subprocess
 import sys
+from typing import Iterator
 
 from cpp_text import ROOT, Token, sources, tokens
 
@@ -18,21 +19,27 @@ OPERATOR = re.compile(r"operator\s*(\W+?|\(\))$")
 OPERATOR_SIGN = re.compile(r"\boperator(\(\)|[^\w\s(]+)")
 
 
-def exported_symbols(library: str) -> dict[tuple[str, str], bool]:
-    """The exported functions and variables as pairs of class (empty for none) and name, each with
-    a flag that is true for a variable."""
+def exported_names(library: str) -> Iterator[tuple[str, bool]]:
+    """The exported functions and variables with their namespaces and classes, each with a flag that
+    is true for a variable."""
     output = subprocess.run(
         [ROOT / "tools/exported_symbols.sh", library], check=True, capture_output=True, text=True
     ).stdout
-    symbols = {}
     for symbol in output.splitlines():
         if re.match(r"(vtable|typeinfo|VTT|construction|guard|non-virtual|virtual)\b", symbol):
             continue
         name = without_arguments(symbol)
-        scopes = re.sub(r"\[abi:\w+\]", "", name or symbol).split("::")
+        yield re.sub(r"\[abi:\w+\]", "", name or symbol), name is None
+
+
+def exported_symbols(library: str) -> dict[tuple[str, str], bool]:
+    """The same as pairs of class (empty for none) and name, without the namespaces."""
+    symbols = {}
+    for name, is_variable in exported_names(library):
+        scopes = name.split("::")
         while len(scopes) > 1 and scopes[0] in NAMESPACES:
             scopes.pop(0)
-        symbols["::".join(scopes[:-1]), scopes[-1]] = name is None
+        symbols["::".join(scopes[:-1]), scopes[-1]] = is_variable
     return symbols
 
 

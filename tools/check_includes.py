@@ -8,6 +8,8 @@ line there that is no longer necessary is an error too, and so are more than six
 header includes a system header or a private one.
 
 The second library, src/ext/, uses the public headers of the first one, and no private header of it.
+A command, a folder of src/tools/, uses the public headers of both, its own ones and those of the
+folder shared/.
 """
 
 import pathlib
@@ -37,12 +39,19 @@ LEVELS = {
     "ext/process": 10,
     "ext/progress": 10,
     "ext/lock": 10,
+    "ext/log": 10,
     "ext/parallel": 10,
     "ext/random": 10,
     "ext/stream": 10,
     "ext/channel": 11,
+    "ext/crash": 11,
     "ext/files": 11,
+    "tools/shared": 12,
 }
+
+# The commands are above both libraries, a folder each.
+TOOLS = "tools/"
+LEVEL_OF_TOOLS = 13
 
 # The folder of the second library.
 EXTENSION = "ext/"
@@ -56,7 +65,10 @@ FOLDER_OF_HEADER = {
     "qzSystemUtils.h": "frame/base",
     "qzException.h": "system",
     "ext/LibraryStart.h": "ext/base",
+    "ext/CrashKit.h": "ext/crash",
     "ext/FileLock.h": "ext/lock",
+    "ext/Json.h": "ext/json",
+    "ext/LogTools.h": "ext/log",
     "ext/PipeChannel.h": "ext/channel",
     "ext/SafeFiles.h": "ext/files",
 }
@@ -85,7 +97,8 @@ def folder_of_public(name: str) -> str | None:
     stem = pathlib.Path(name).stem
     is_extension = name.startswith(EXTENSION)
     paths = [path for path in sources("src")
-             if path.suffix == ".cpp" and folder_of(path).startswith(EXTENSION) == is_extension]
+             if path.suffix == ".cpp" and not folder_of(path).startswith(TOOLS)
+             and folder_of(path).startswith(EXTENSION) == is_extension]
     named = [path for path in paths if path.stem == stem]
     # A big class has several files, which begin with its name.
     folders = {folder_of(path) for path in named or paths if path.name.startswith(stem)}
@@ -101,15 +114,26 @@ def folder_of_include(path: pathlib.Path, quote: str, name: str) -> str | None:
         return folder
     if quote == "<" or name in GENERATED:
         return None
-    is_extension = folder_of(path).startswith(EXTENSION)
-    for base in (path.parent, ROOT / "src" / EXTENSION if is_extension else ROOT / "src"):
+    own = folder_of(path)
+    part = next((part for part in (EXTENSION, TOOLS) if own.startswith(part)), "")
+    for base in (path.parent, ROOT / "src" / part):
         found = (base / name).resolve()
         if found.is_file():
             folder = folder_of(found)
-            if is_extension and not folder.startswith(EXTENSION):
+            if part == EXTENSION and not folder.startswith(EXTENSION):
                 raise LookupError(f'"{name}" is private to the first library')
+            if part == TOOLS and folder not in (own, TOOLS + "shared"):
+                raise LookupError(f'"{name}" is private to {folder}')
             return folder
     raise LookupError(f'"{name}" is no private header')
+
+
+def level_of(folder: str) -> int:
+    if folder in LEVELS:
+        return LEVELS[folder]
+    if folder.startswith(TOOLS):
+        return LEVEL_OF_TOOLS
+    raise LookupError(f"src/{folder} has no place in the order")
 
 
 def check_sources(exceptions: dict[str, str]) -> list[str]:
@@ -119,13 +143,12 @@ def check_sources(exceptions: dict[str, str]) -> list[str]:
         own = folder_of(path)
         for quote, name in INCLUDE.findall(path.read_text()):
             try:
-                if own not in LEVELS:
-                    raise LookupError(f"src/{own} has no place in the order")
+                level = level_of(own)
                 folder = folder_of_include(path, quote, name)
+                if folder is None or level_of(folder) <= level:
+                    continue
             except LookupError as error:
                 problems.append(f"{relative(path)}: {error}")
-                continue
-            if folder is None or LEVELS[folder] <= LEVELS[own]:
                 continue
             line = f"{relative(path)} {name}"
             if line in exceptions:

@@ -40,7 +40,7 @@ contents() { dpkg-deb --fsys-tarfile "$1" | tar -t; }
 expect_packages()
 {
     local expected="libqzsystem-dev libqzsystem-doc" found
-    if compgen -G 'src/tools/*/*.cpp' >/dev/null; then expected+=" libqzsystem-tools"; fi
+    if compgen -G 'src/tools/qz-*/*.cpp' >/dev/null; then expected+=" libqzsystem-tools"; fi
     expected+=" libqzsystem3.0 libqzsystemext3.0"
     found=$(for package in "${packages[@]}"; do field "$package" Package; done | xargs)
     [[ $found == "$expected" ]] || fail "The packages are $found instead of $expected"

@@ -2,7 +2,7 @@
 
 #include <iostream>
 
-#include "shared/VisibleText.h"
+#include <qz/ext/PrintableText.h>
 
 namespace fingerprint {
 
@@ -10,7 +10,7 @@ namespace {
 
 void print(const char* what, const std::string& path)
 {
-    std::cout << what << ": " << shared::makeVisible(path) << '\n';
+    std::cout << what << ": " << qz::ext::makePrintable(path) << '\n';
 }
 
 void eraseBelow(const FolderEntry& folder, Fingerprints& fingerprints)

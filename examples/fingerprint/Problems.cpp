@@ -3,15 +3,14 @@
 #include <iostream>
 
 #include <qz/SystemError.h>
-
-#include "shared/VisibleText.h"
+#include <qz/ext/PrintableText.h>
 
 namespace fingerprint {
 
 void Problems::report(const std::string& what, const std::string& object, const std::string& reason)
 {
-    std::cerr << "fingerprint: " << what << " '" << shared::makeVisible(object) << "': " << reason
-              << '\n';
+    std::cerr << "fingerprint: " << what << " '" << qz::ext::makePrintable(object)
+              << "': " << reason << '\n';
     ++mCount;
 }
 

@@ -1,8 +1,7 @@
 #include "Results.h"
 
 #include <qz/AsciiTableBuilder.h>
-
-#include "shared/VisibleText.h"
+#include <qz/ext/PrintableText.h>
 
 namespace resolve {
 
@@ -27,7 +26,7 @@ const char* describe(qzXRefResolverSearchPath::MatchResultType type)
 std::string toTable(const std::vector<Result>& results)
 {
     using qz::AsciiTableBuilder;
-    using shared::makeVisible;
+    using qz::ext::makePrintable;
     // A line feed would break the frame, and the table gives malformed UTF-8 no width.
     AsciiTableBuilder table("Resolved paths");
     table << "Match"
@@ -35,8 +34,8 @@ std::string toTable(const std::vector<Result>& results)
           << "Path"
           << "File" << AsciiTableBuilder::EndOfRow{};
     for (const auto& [path, match] : results)
-        table << describe(match.type) << match.matchLength << makeVisible(path)
-              << makeVisible(match.path) << AsciiTableBuilder::EndOfRow{};
+        table << describe(match.type) << match.matchLength << makePrintable(path)
+              << makePrintable(match.path) << AsciiTableBuilder::EndOfRow{};
     return table.toString() + '\n';
 }
 

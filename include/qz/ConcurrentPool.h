@@ -16,26 +16,31 @@ namespace qz {
 ///
 /// A solver takes its pieces of the work under the pool's mutex and does them outside it:
 ///
-///     class SumSolver : public ConcurrentPool::SolverBase {
-///         void solve(qzMutex& mutex, qzWaitCondition&) override
-///         {
-///             while (mWork.hasPiece()) {             // the mutex is held
-///                 const Piece piece = mWork.takePiece();
-///                 mutex.unlock();
-///                 const double sum = add(piece);     // the work itself
-///                 mutex.lock();
-///                 mWork.result += sum;
-///             }
+/// @code
+/// class SumSolver : public ConcurrentPool::SolverBase {
+/// public:
+///     explicit SumSolver(Work& work) : mWork(work) {}
+///     void solve(qzMutex& mutex, qzWaitCondition&) override
+///     {
+///         while (mWork.hasPiece()) {  // with the mutex locked
+///             const Piece piece = mWork.takePiece();
+///             mutex.unlock();
+///             const double sum = add(piece);  // the work itself
+///             mutex.lock();
+///             mWork.result += sum;
 ///         }
-///         ...
-///     };
-///
-///     std::list<SumSolver> solvers;  // a solver can't be copied
-///     std::vector<ConcurrentPool::SolverBase*> pointers;
-///     for (unsigned i = 0; i < pool.getWorkerCount(); ++i) {
-///         pointers.push_back(&solvers.emplace_back(work));
 ///     }
-///     pool.runSolvers(pointers);
+///
+/// private:
+///     Work& mWork;
+/// };
+///
+/// std::list<SumSolver> solvers;  // a solver can't be copied
+/// std::vector<ConcurrentPool::SolverBase*> pointers;
+/// for (unsigned int i = 0; i < pool.getWorkerCount(); ++i)
+///     pointers.push_back(&solvers.emplace_back(work));
+/// pool.runSolvers(pointers);
+/// @endcode
 ///
 /// If the pieces are small, claim them through an atomic index instead, with the mutex at both ends
 /// only.
@@ -140,6 +145,7 @@ private:
     long mProcessId;  // of the process that has the workers
 };
 
+/// The pool that the library makes for the whole process.
 namespace concurrent {
 
 /// The pool of the process, with a worker for each processor; with one processor it has no thread.

@@ -8,9 +8,11 @@ namespace qz {
 /// Turns the console's interrupt key and `kill` into a request to stop: while the catcher exists,
 /// SIGINT and SIGTERM only set a flag.
 ///
-///     const auto* const catcher = qz::qzCancelConsoleEventCatcher::Create();
-///     while (!catcher->shouldCancel()) work();
-///     qz::qzCancelConsoleEventCatcher::Delete();
+/// @code
+/// const auto* const catcher = qz::qzCancelConsoleEventCatcher::Create();
+/// while (!catcher->shouldCancel()) work();
+/// qz::qzCancelConsoleEventCatcher::Delete();
+/// @endcode
 ///
 /// There is at most one catcher in the process. Threads: it must be created and deleted on the main
 /// thread; `shouldCancel` may be called from any.

@@ -11,7 +11,7 @@ namespace qz {
 /// @code
 /// bool isCancelled = false;
 /// qzCancelInterfaceProxy cancel(isCancelled);
-/// while (!cancel.shouldCancel()) doNextStep();
+/// while (!cancel.shouldCancel()) doNextStep(cancel);  // the step may call cancel()
 /// @endcode
 ///
 /// Threads: a request may come from any thread; the work may see it late.

@@ -48,7 +48,7 @@ public:
 /// Threads: every call from any thread. The current folder, the environment and the umask belong to
 /// the whole process.
 ///
-/// ```cpp
+/// @code
 /// const std::string folder = qzDirUtils::JoinPath(qzDirUtils::GetTempFolderUtf8(), "report");
 /// std::string reason;
 /// if (!qzDirUtils::MkpathUtf8(folder) ||
@@ -56,7 +56,7 @@ public:
 ///                               /*overwrite=*/true, &reason)) {
 ///     logWarning() << "No report in " << folder << ": " << reason;
 /// }
-/// ```
+/// @endcode
 class QZ_API qzDirUtils {
 public:
     qzDirUtils() = delete;

@@ -2,11 +2,13 @@
 
 #include <qz/qzExport.h>
 
+/// What is reported when a program crashes, or when nobody catches an exception.
 namespace qz::exception {
 
 /// Whether the library's signal watcher is installed: from the end of a full start to the stop.
 QZ_API bool IsSigWatcherRegistered();
 
+/// The guard that every `qzThread` runs in; other threads may use it as well.
 namespace impl {
 
 /// Calls a function and reports an exception that leaves it, with its type and text, as a CRITICAL

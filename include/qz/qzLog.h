@@ -30,9 +30,11 @@ enum qzLogLevel : int {
 /// them. In a child that is forked from a fully started process the entries are written on the
 /// caller's thread, and no report waits for a lock of the parent.
 ///
-///     qz::initializeQzSystem(qz::FullInit);
-///     qz::qzLog::msInstance->installFileHandlerUtf8("/var/log/shop/shop.log");
-///     qz::logInfo() << "ready";
+/// @code
+/// qz::initializeQzSystem(qz::FullInit);
+/// qz::qzLog::msInstance->installFileHandlerUtf8("/var/log/shop/shop.log");
+/// qz::logInfo() << "ready";
+/// @endcode
 ///
 /// If std::cout has another stream buffer than at its start, the lines go through that one on the
 /// logger's thread, so it must be safe for that. `setEchoToConsole` switches the console off.

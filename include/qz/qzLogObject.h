@@ -34,7 +34,9 @@ inline constexpr bool isNumber = isAmong<T, short, unsigned short, int, unsigned
 /// output, or with a system-log tag to the system log and the standard error stream; a DEBUG report
 /// with a tag is dropped then.
 ///
-///     qz::logWarning("network") << "no answer after " << 250 << " ms";
+/// @code
+/// qz::logWarning("network") << "no answer after " << 250 << " ms";
+/// @endcode
 ///
 /// Reports keep `errno`.
 ///

@@ -17,18 +17,21 @@ class qzProgressNotifierGroupCloser;
 /// step may open a group of its own. So a function reports against its own maximum, without knowing
 /// how big its part of the whole is, and the stack turns that into one figure between 0 and 1:
 ///
-///     void convertAll(const Files& files, qzProgressNotifierInterface& progress)
-///     {
-///         qzProgressNotifierGroupCloser closer;
-///         progress.beginStepGroupWeights({1, 3}, files.size(), &closer);  // reading, converting
-///         for (const File& file : files) {
-///             if (progress.shouldCancel()) return;
-///             read(file);
-///             progress.incrementCurrentStepProgress(1);
-///         }
-///         progress.changeCurrentStep(1, 1);
-///         convert(progress);  // may open groups inside the second step
+/// @code
+/// void convertAll(const Files& files, qzProgressNotifierInterface& progress)
+/// {
+///     qzProgressNotifierGroupCloser closer;
+///     const auto count = static_cast<double>(files.size());
+///     progress.beginStepGroupWeights({1, 3}, count, &closer);  // reading, converting
+///     for (const File& file : files) {
+///         if (progress.shouldCancel()) return;
+///         read(file);
+///         progress.incrementCurrentStepProgress(1);
 ///     }
+///     progress.changeCurrentStep(1, 1);
+///     convert(progress);  // may open groups inside the second step
+/// }
+/// @endcode
 ///
 /// Threads: one thread at a time, unless the class says otherwise; `cancel` and `shouldCancel` from
 /// any.

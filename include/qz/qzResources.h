@@ -43,6 +43,7 @@ QZ_API bool GetResourceSha256Hex(const char* name, const char*& digest, unsigned
 /// @return false if there is no such resource.
 QZ_API bool GetResourceSha256Hex(const char* name, std::string& out);
 
+/// For the code that `qz_add_resources` generates.
 namespace impl {
 
 /// Registers resources: number i has the name `names[i]`, the digest `digests[i]` of 64 digits, and

@@ -2,6 +2,7 @@
 
 #include <qz/qzExport.h>
 
+/// The version of the library that the program runs with.
 namespace qz::qzSystem {
 
 /// The version of this build of the library. The texts are valid as long as the process.

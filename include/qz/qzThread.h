@@ -129,11 +129,11 @@ private:
 /// Calls functions at a fixed period, on a thread of its own.
 ///
 /// Whenever the thread wakes up, it calls all functions: after each period, when one is added, and
-/// a last time when the object is destroyed.
+/// a last time when the object is destroyed. A thread that hasn't begun by then calls none.
 ///
 /// @code
 /// qzThreadPeriodicalUpdater updater(60);
-/// updater.addCallback([](void* cache) { static_cast<Cache*>(cache)->refresh(); }, &cache);
+/// updater.addCallback([](void* data) { static_cast<Cache*>(data)->refresh(); }, &cache);
 /// @endcode
 class QZ_API qzThreadPeriodicalUpdater : public qzThread {
 public:
@@ -150,7 +150,7 @@ public:
     /// @param periodSeconds 0 is taken as 1. The milliseconds are calculated in 32 bits, so 4294968
     /// seconds and more wrap around; 536870912 make 0, and the thread then calls without a pause.
     explicit qzThreadPeriodicalUpdater(unsigned int periodSeconds);
-    /// Calls all functions a last time and ends the thread.
+    /// Calls all functions a last time, if the thread has begun, and ends the thread.
     ~qzThreadPeriodicalUpdater() override;
 
     /// Adds a function and makes the thread call all of them at once. A thread that has just been

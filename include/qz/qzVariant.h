@@ -37,12 +37,12 @@ struct VariantEntries {
 /// A variant owns what it holds, and copying it copies the whole tree below it. Trees may be nested
 /// as deep as memory allows: no operation recurses.
 ///
-/// ```
+/// @code
 /// qzVariant::qzVariantMapImpl settings{{"name", "north"}, {"height", 412.5}, {"active", true}};
 /// settings.editValuePath("log/level", 0, '/') = 2;
 /// const qzVariant tree(std::move(settings));
 /// tree.getMap()->findPathImpl("log/level", '/')->toInteger();  // 2
-/// ```
+/// @endcode
 ///
 /// Exceptions: `std::bad_alloc` when memory runs out; others only where the function says so.
 /// Threads: several threads may read one variant at the same time. A thread that changes it must
@@ -367,14 +367,14 @@ private:
 /// caller chooses. The separator can't be escaped. Empty keys are ordinary ones: the path "" is the
 /// key "", and "a//b" has an empty key in the middle.
 ///
-/// ```
+/// @code
 /// qzVariant::qzVariantMapImpl map;
 /// map.editValuePath("window/width", 800, '/');          // makes the map "window"
 /// map.editValuePath("window/width", 0, '/') = 1024;     // an entry that exists keeps its value
 /// map.multiInsert("file", "a.txt", /*keepApart=*/false);
 /// map.multiInsert("file", "b.txt", /*keepApart=*/false);
 /// map.toString();  // "(file=a.txt b.txt),(window=(width=1024))"
-/// ```
+/// @endcode
 ///
 /// As in `std::map`, pointers, references and iterators to an entry stay valid until that entry is
 /// erased, whatever happens to the others.

@@ -25,12 +25,12 @@ class XRefIndex;
 /// Threads: after a build, all `const` functions from any thread; while an index is built or
 /// changed, from one thread alone.
 ///
-/// ```cpp
+/// @code
 /// qzXRefResolverSearchPath project;
 /// if (!project.initializeSearchPath("/home/me/project", {}, /*maxFiles=*/1000000)) return false;
 /// const auto found = project.resolveXRef("C:\\work\\parts\\door.asm");
 /// if (found.type == qzXRefResolverSearchPath::MatchFull) open(found.path);
-/// ```
+/// @endcode
 class QZ_API qzXRefResolverSearchPath {
 public:
     /// How a path was resolved.

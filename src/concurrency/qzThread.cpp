@@ -17,6 +17,7 @@
 #include <qz/qzSystem.h>
 #include <qz/qzSystemUtils.h>
 
+#include "AlternateStack.h"
 #include "EarlyConstruction.h"
 #include "frame/base/Relaxed.h"
 #include "frame/base/ScopedSignalBlock.h"
@@ -215,6 +216,7 @@ __attribute__((no_sanitize("null"))) void qzThread::Run(qzThread* thread)
     thread->mThread->id = std::this_thread::get_id();
     if (const auto& mask = thread->mThread->maskWithoutBlock)
         ScopedSignalBlock::SetInheritedMask(*mask);
+    const AlternateStack faultStack;
     try {
         exception::impl::ExecGuardedCode(&qzThread::RunImpl, thread);
     } catch (const abi::__forced_unwind&) {

@@ -19,10 +19,14 @@ namespace {
 // Each further attempt needs a holder that removes the file between the opening and the lock.
 constexpr int kMaxAttempts = 1000;
 
-// Never truncates: the file of another taker must keep its content.
+// Nothing is truncated: the file of another taker must keep its content. A taker must not wait
+// either for the reader of a full named pipe or for the end of a lease, which O_NONBLOCK makes
+// failures, and a terminal at the path must not become that of the process.
+constexpr int kFlags = O_RDWR | O_NONBLOCK | O_NOCTTY;
+
 StandardFile openFile(const std::string& localPath, int extraFlags)
 {
-    FileDescriptor descriptor = FileDescriptor::Open(localPath.c_str(), O_RDWR | extraFlags);
+    FileDescriptor descriptor = FileDescriptor::Open(localPath.c_str(), kFlags | extraFlags);
     if (!descriptor.isOpen()) return {};
     StandardFile file(::fdopen(descriptor.get(), "r+"));
     if (file != nullptr) descriptor.release();
@@ -47,9 +51,11 @@ void markLockOfForkedChild(int descriptor)
         ::fcntl(descriptor, F_SETOWN, static_cast<pid_t>(qzSystemUtils::GetCurrentProcessID()));
 }
 
-// An exclusive lock has an unbuffered stream, as its content is written at once, and a shared one a
-// stream with another buffering: so a release knows the kind of lock without a call of the system.
-void setUpStream(std::FILE* file, bool isShared)
+// A release must know the kind of its lock, and the fixed layout of `qzLockFile` has no field for
+// it. So the buffering of the stream shows it, which has no other effect: the content is flushed at
+// once. To treat each lock as a shared one is no way out, as anybody's record lock would then
+// prevent the removal of the file.
+void markKindOfLock(std::FILE* file, bool isShared)
 {
     std::setvbuf(file, nullptr, isShared ? _IOLBF : _IONBF, 0);
 }
@@ -98,7 +104,7 @@ LockFailure LockedFile::take(const std::string& localPath, bool isShared)
             return {failure, EWOULDBLOCK};
         }
         markLockOfForkedChild(descriptor);
-        setUpStream(file.get(), isSharedLock);
+        markKindOfLock(file.get(), isSharedLock);
         mFile = std::move(file);
         return {};
     }
@@ -107,11 +113,9 @@ LockFailure LockedFile::take(const std::string& localPath, bool isShared)
 bool isLockOfParent(int descriptor)
 {
     if (!isForkedSinceLoad()) return false;
-    // A file without an owner has another type of owner, and one whose owner has ended has none but
-    // the type.
-    struct f_owner_ex owner = {};
-    if (::fcntl(descriptor, F_GETOWN_EX, &owner) != 0) return false;
-    return owner.type != F_OWNER_PID || owner.pid != qzSystemUtils::GetCurrentProcessID();
+    // 0 for a file without an owner, and for one whose owner has ended.
+    const int owner = ::fcntl(descriptor, F_GETOWN);
+    return owner >= 0 && owner != qzSystemUtils::GetCurrentProcessID();
 }
 
 bool unlockFile(int descriptor)

@@ -4,8 +4,6 @@
 #include <new>
 #include <utility>
 
-#include <stdio_ext.h>
-
 #include <qz/SystemError.h>
 #include <qz/qzSystemUtils.h>
 #include <qz/qzThread.h>
@@ -84,10 +82,7 @@ bool qzLockFile::releaseLock(bool removeFile, std::string* errorMsg)
     mPath.clear();
     const StandardFile file(std::exchange(mFile, nullptr));
     const int descriptor = ::fileno(file.get());
-    if (system::isLockOfParent(descriptor)) {
-        ::__fpurge(file.get());  // what the parent could not write is the parent's
-        return true;
-    }
+    if (system::isLockOfParent(descriptor)) return true;
     // The file is removed while it is locked: whoever has opened it will find another at the path.
     const bool isRemoved = !removeFile || (system::mayRemoveLocked(file.get(), localPath) &&
                                            std::remove(localPath.c_str()) == 0);

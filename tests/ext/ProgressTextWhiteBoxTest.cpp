@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <qz/ext/PrintableText.h>
 #include <qz/qzStringUtils.h>
 
-#include "ext/base/PrintableText.h"
 #include "support/LibraryStart.h"
 
 namespace qz::ext {

@@ -16,6 +16,7 @@
 
 #include "TestPaths.h"
 #include "faults/FaultTables.h"
+#include "faults/Scenario.h"
 #include "support/ChildProcess.h"
 #include "support/ScratchFolder.h"
 
@@ -163,11 +164,13 @@ TEST_P(FaultWalk, KnowsEachCallOfTheScenario)
 TEST_P(FaultWalk, FindsTheOutcomesOfItsTableWhenACallFails)
 {
     std::map<std::string, long> counts = countCalls(GetParam());
+    long faults = 0;
     for (const CallRow& row : GetParam().calls) {
         Outcomes outcomes;
         for (long occurrence = 1; occurrence <= counts[row.call]; ++occurrence) {
             const Fault fault{row.call, occurrence, row.error};
             outcomes.merge(takeOutcomes(runWithFault(GetParam(), fault, "/dev/null")));
+            ++faults;
         }
         const Outcomes required(row.must.begin(), row.must.end());
         Outcomes allowed = required;
@@ -175,6 +178,7 @@ TEST_P(FaultWalk, FindsTheOutcomesOfItsTableWhenACallFails)
         EXPECT_THAT(outcomes, IsSupersetOf(required)) << row.call;
         EXPECT_THAT(outcomes, IsSubsetOf(allowed)) << row.call;
     }
+    RecordProperty("faults", std::to_string(faults));
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, FaultWalk, ::testing::ValuesIn(getFaultTables()),
@@ -195,9 +199,13 @@ class AllocationWalk : public ::testing::TestWithParam<FaultTable> {};
 // A sanitizer keeps the malloc family from failing, so that some outcomes stay away under it.
 TEST_P(AllocationWalk, FindsOutcomesOfItsTableOnly)
 {
-    const Outcomes outcomes = takeOutcomes(runScenario(GetParam(), "--allocations"));
+    const ChildResult result = runScenario(GetParam(), "--allocations");
+    const Outcomes outcomes = takeOutcomes(result);
     EXPECT_THAT(outcomes, IsSubsetOf(GetParam().allocations));
     EXPECT_THAT(outcomes, Contains("std::bad_alloc"));
+    const std::size_t count = result.out.find(kFailedAllocations);
+    ASSERT_NE(count, std::string::npos);
+    RecordProperty("faults", std::stoi(result.out.substr(count + kFailedAllocations.size())));
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, AllocationWalk, ::testing::ValuesIn(getTablesOfAllocations()),

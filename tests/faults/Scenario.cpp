@@ -55,6 +55,7 @@ void failAllocations(Work work, const std::string& folder)
             outcomes.insert("again, after " + std::to_string(failure.number) + ": " + again);
         });
     if (count == 0) printOutcome("no allocation");
+    std::cout << kFailedAllocations << count << '\n';
     for (const std::string& line : outcomes)
         printOutcome(line);
 }

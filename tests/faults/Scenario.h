@@ -21,6 +21,9 @@ std::string watchStart(std::string (*body)());
 /// @param folder a folder to work in, which is the same at each call.
 using Work = std::string (*)(const std::string& folder);
 
+/// Stands before the number of allocations that failed.
+inline const std::string kFailedAllocations = "allocations failed: ";
+
 /// Removes the file that an earlier run has left; gives its path. No part of the work.
 std::string makeFreshPath(const std::string& folder);
 
@@ -29,8 +32,8 @@ std::string makeFreshPath(const std::string& folder);
 /// Without arguments it does the work once and prints "outcome: " and the outcome. With
 /// "--allocations" it does the work with each of its allocations failing once, and prints each
 /// different outcome so; and one more for each time that the work, done again after a failure, did
-/// not come out as before all failures. At last, "descriptors kept: " and how many more are open
-/// than before.
+/// not come out as before all failures. Then it prints how many allocations failed. At last,
+/// "descriptors kept: " and how many more are open than before.
 int runScenario(int argumentCount, char** arguments, Work work);
 
 }  // namespace qz::faults

@@ -20,12 +20,13 @@
 
 namespace {
 
-const char* gWork = "";
+const char* gWork = nullptr;
 int gClosedFiles = 0;
 
 void check(int descriptor)
 {
     ++gClosedFiles;
+    if (gWork == nullptr) return;  // an instrumented program closes files of its own at its end
     if (descriptor > 2 && ::fcntl(descriptor, F_GETFD) == 0)
         std::cout << gWork << ": not close-on-exec\n";
 }
@@ -36,6 +37,7 @@ void run(const char* work, const Body& body)
     gWork = work;
     gClosedFiles = 0;
     body();
+    gWork = nullptr;
     if (gClosedFiles == 0) std::cout << work << ": closes no file\n";
 }
 

@@ -2,8 +2,7 @@
 //
 //   stress_processes [SECONDS [BUSY]]
 //
-// for that time, beside as many busy processes. Prints for each job how often it was done and how
-// often something was lost; the exit code is 1 if anything was.
+// for that time, beside as many busy processes. The exit code is 1 if anything was lost.
 
 #include <signal.h>
 #include <sys/wait.h>
@@ -12,12 +11,8 @@
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
-#include <functional>
-#include <iomanip>
 #include <iostream>
-#include <mutex>
 #include <optional>
-#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -31,6 +26,7 @@
 #include <qz/qzLogObject.h>
 #include <qz/qzProcess.h>
 
+#include "stress/StressRun.h"
 #include "support/BusyProcesses.h"
 #include "support/Files.h"
 #include "support/LibraryStart.h"
@@ -41,7 +37,8 @@ namespace {
 
 using namespace qz;
 using namespace qz::ext;
-using Random = std::mt19937;
+using stress::Random;
+using stress::StressRun;
 using Clock = std::chrono::steady_clock;
 
 constexpr int kLongMs = 120'000;  // only ends a hang
@@ -205,53 +202,6 @@ std::string writeToLog(Random& random)
 
 // --- The run
 
-class Run {
-public:
-    using Job = std::function<std::string(Random& random)>;
-
-    explicit Run(int seconds) : mEnd(Clock::now() + std::chrono::seconds(seconds)) {}
-
-    void add(const std::string& name, const Job& job)
-    {
-        mThreads.emplace_back([this, name, job, seed = mThreads.size()] {
-            Random random(static_cast<unsigned int>(seed));
-            unsigned long done = 0;
-            unsigned long lost = 0;
-            while (Clock::now() < mEnd) {
-                const std::string what = job(random);
-                ++done;
-                if (what.empty()) continue;
-                ++lost;
-                const std::scoped_lock lock(mMutex);
-                std::cerr << name << ", round " << done << ": lost " << what << '\n';
-            }
-            report(name, done, lost);
-        });
-    }
-    // Waits for the jobs.
-    // @return how much was lost.
-    unsigned long finish()
-    {
-        for (std::thread& thread : mThreads)
-            thread.join();
-        mThreads.clear();
-        return mLost;
-    }
-    void report(const std::string& name, unsigned long done, unsigned long lost)
-    {
-        const std::scoped_lock lock(mMutex);
-        std::cout << std::left << std::setw(36) << name << std::right << std::setw(8) << done
-                  << " done " << std::setw(6) << lost << " lost\n";
-        mLost += lost;
-    }
-
-private:
-    Clock::time_point mEnd;
-    std::vector<std::thread> mThreads;
-    std::mutex mMutex;
-    unsigned long mLost = 0;  // guarded by mMutex
-};
-
 struct Cancel : qzCancelInterfaceReadOnly {
     bool shouldCancel() const override { return isRequested; }
     std::atomic<bool> isRequested = false;
@@ -287,7 +237,7 @@ bool hasChildren()
     return ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
 }
 
-int stress(int seconds, int busyProcesses)
+int runAll(int seconds, int busyProcesses)
 {
     // Before any thread, as a child of `fork` has only one of them.
     std::optional<support::BusyProcesses> load(busyProcesses);
@@ -298,7 +248,7 @@ int stress(int seconds, int busyProcesses)
     Guarded plain{folder.getPath("plain-lock"), folder.write("plain-count", "0")};
     const std::size_t descriptors = support::countOpenDescriptors();
     support::LogCapture capture;
-    Run run(seconds);
+    StressRun run(seconds);
     {
         const EchoServer server;
         run.add("qzProcess: exit codes", &startAndWait);
@@ -315,7 +265,7 @@ int stress(int seconds, int busyProcesses)
         for (int i = 0; i < 2; ++i)
             run.add("PipeChannel: conversations", &talk);
         run.add("log: entries", &writeToLog);
-        run.finish();
+        run.join();
     }
     load.reset();
     qzLog::msInstance->flush();
@@ -328,7 +278,7 @@ int stress(int seconds, int busyProcesses)
     run.report("children that are left", 0, hasChildren() ? 1 : 0);
     const std::size_t left = support::countOpenDescriptors() - descriptors;
     run.report("descriptors that are left", 0, left);
-    return run.finish() == 0 ? 0 : 1;
+    return run.getExitCode();
 }
 
 // The child of `lockInChild`.
@@ -345,6 +295,6 @@ int main(int argumentCount, char** arguments)
 {
     const std::vector<std::string> texts(arguments + 1, arguments + argumentCount);
     if (texts.size() == 3 && texts[0] == "lock") return lockOnce(texts[1], texts[2]);
-    return stress(texts.empty() ? 3 : std::stoi(texts[0]),
+    return runAll(texts.empty() ? 3 : std::stoi(texts[0]),
                   texts.size() > 1 ? std::stoi(texts[1]) : 0);
 }

@@ -2,20 +2,23 @@
 
 #include <qz/qzSystem.h>
 
-/// Conveniences on top of the library, as headers only.
+/// The second library, libqzSystemExt: other programs, files, locks, messages, JSON, loops and
+/// progress. Its headers are in `<qz/ext/...>`; link `qzSystem::ext`.
 namespace qz::ext {
 
 /// Starts the library and stops it at the end of the scope. Objects that use the library must be
 /// destroyed before:
 ///
-///     #include <qz/ext/LibraryStart.h>
-///     #include <qz/qzLogObject.h>
+/// @code
+/// #include <qz/ext/LibraryStart.h>
+/// #include <qz/qzLogObject.h>
 ///
-///     int main()
-///     {
-///         const qz::ext::LibraryStart library;
-///         qz::logInfo() << "started";
-///     }
+/// int main()
+/// {
+///     const qz::ext::LibraryStart library;
+///     qz::logInfo() << "started";
+/// }
+/// @endcode
 ///
 /// Threads: no other thread may use the library while this object is made or destroyed.
 class LibraryStart {

@@ -41,7 +41,7 @@ std::string quoteKey(std::string_view key)
             text += "...";
             break;
         }
-        const JsonCharacter character = decodeCharacter(at, end);
+        const Utf8Character character = decodeCharacter(at, end);
         const bool isPrintable = character.size > 1 || (character.value >= 0x20 && *at != '\x7f');
         const std::size_t size = character.size > 1 ? character.size : 1;
         if (*at == '"' || *at == '\\') text += '\\';

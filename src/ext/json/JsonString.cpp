@@ -14,7 +14,7 @@ constexpr std::string_view kEscaped = "\"\\/\b\f\n\r\t";
 JsonFault skipCharacters(JsonText& text)
 {
     while (!text.isAtEnd() && toByte(*text.at) >= 0x80) {
-        const JsonCharacter character = decodeCharacter(text.at, text.end);
+        const Utf8Character character = decodeCharacter(text.at, text.end);
         if (character.size == 0)
             return {JsonError::Kind::Encoding, text.at, "The string isn't UTF-8"};
         text.at += character.size;

@@ -183,7 +183,7 @@ bool JsonWriter::writeLongString(std::string_view text, const char* message)
     const char* run = text.data();  // the bytes that have not been written
     mOutput.put('"');
     for (const char* at = findSpecial(run, end); at != end; at = findSpecial(at, end)) {
-        const JsonCharacter character = decodeCharacter(at, end);
+        const Utf8Character character = decodeCharacter(at, end);
         if (character.size == 0) return fail(JsonError::Kind::Encoding, message);
         if (character.size == 1 || mOptions.asciiOnly) {
             mOutput.put(std::string_view(run, static_cast<std::size_t>(at - run)));

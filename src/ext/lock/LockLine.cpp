@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "base/PrintableText.h"
+#include <qz/ext/PrintableText.h>
 
 namespace qz::ext {
 

@@ -12,8 +12,10 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <qz/ext/PrintableText.h>
+
 #include "ProgressText.h"
-#include "base/PrintableText.h"
+
 #include "base/QuietWrite.h"
 
 namespace qz::ext {

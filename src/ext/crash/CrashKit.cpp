@@ -1,0 +1,165 @@
+#include <qz/ext/CrashKit.h>
+
+#include <cerrno>
+#include <memory>
+#include <mutex>
+
+#include <qz/qzException.h>
+
+#include "Handlers.h"
+#include "KitSignal.h"
+#include "ReportLayout.h"
+#include "Session.h"
+#include "SignalStack.h"
+#include "ThreadStacks.h"
+#include "base/LocalText.h"
+
+namespace qz::ext {
+
+namespace {
+
+using crash::Session;
+
+// Held by the thread of the log while it adds entries, so that a session isn't destroyed meanwhile.
+std::mutex gEntriesMutex;
+qzLog::CustomHandler gNextHandler = nullptr;  // guarded by gEntriesMutex, as is its data
+void* gNextHandlerData = nullptr;
+
+void receiveBatch(std::list<qzLog::LogEntry>& batch, void* /*data*/)
+{
+    CrashKit::KeepEntries(batch);
+    qzLog::CustomHandler handler = nullptr;
+    void* data = nullptr;
+    {
+        const std::lock_guard<std::mutex> lock(gEntriesMutex);
+        handler = gNextHandler;
+        data = gNextHandlerData;
+    }
+    if (handler != nullptr) handler(batch, data);
+}
+
+bool arePossible(const CrashOptions& options)
+{
+    return !options.folder.empty() && options.entryBytes >= crash::kLeastRingBytes &&
+           options.entryBytes <= crash::kMostRingBytes && options.reportLimitMs > 0 &&
+           options.handlingLimitMs > 0 &&
+           (options.usesLogHandler || options.nextHandler == nullptr);
+}
+
+// Whether the log has the kit's handler. A forked child inherits it. The log of a new start has
+// none, so the installation succeeds there.
+bool gHasLogHandler = false;
+
+bool installLogHandler()
+{
+    gHasLogHandler =
+        qzLog::msInstance->installCustomHandler(&receiveBatch, nullptr) || gHasLogHandler;
+    return gHasLogHandler;
+}
+
+void removeLogHandler()
+{
+    if (!gHasLogHandler) return;
+    gHasLogHandler = false;
+    if (qzLog::msInstance != nullptr) qzLog::msInstance->installCustomHandler(nullptr, nullptr);
+}
+
+void setNextHandler(const CrashOptions& options)
+{
+    const std::lock_guard<std::mutex> lock(gEntriesMutex);
+    gNextHandler = options.nextHandler;
+    gNextHandlerData = options.nextHandlerData;
+}
+
+// Destroys the session as soon as no entry is added to it.
+void finish(std::unique_ptr<Session> session)
+{
+    if (session == nullptr) return;
+    const std::lock_guard<std::mutex> lock(gEntriesMutex);
+    session->finish();
+    session.reset();
+}
+
+}  // namespace
+
+bool CrashKit::Install(const CrashOptions& options, SystemFailure* failure)
+{
+    const char* const step = "CrashKit::Install";
+    if (!arePossible(options)) return fail(failure, step, EINVAL);
+    if (!exception::IsSigWatcherRegistered())
+        return fail(failure, "CrashKit::Install before a full start", EPERM);
+    const int signal = crash::getKitSignal();
+    if (signal == 0) return fail(failure, "CrashKit::Install without a free signal", EBUSY);
+    std::unique_ptr<Session> session = Session::Make(options, failure);
+    if (session == nullptr) return false;
+
+    if (!options.usesLogHandler) removeLogHandler();
+    if (options.usesLogHandler && !installLogHandler())
+        return fail(failure, "CrashKit::Install: the log has another custom handler", EBUSY);
+    setNextHandler(options);
+    const Session* const installed = session.get();
+    finish(crash::replaceSession(std::move(session)));
+    if (crash::getSession() != installed)
+        return fail(failure, "CrashKit::Install during a crash", EBUSY);
+    crash::coverThreads(signal);
+    return true;
+}
+
+void CrashKit::Remove()
+{
+    if (!IsInstalled()) return;
+    removeLogHandler();
+    finish(crash::replaceSession(nullptr));
+}
+
+bool CrashKit::IsInstalled()
+{
+    return crash::getSession() != nullptr;
+}
+
+std::string CrashKit::GetFilePath()
+{
+    const Session* const session = crash::getSession();
+    return session != nullptr ? toUtf8(session->getPath()) : std::string();
+}
+
+bool CrashKit::CoverThreads()
+{
+    return IsInstalled() && crash::coverThreads(crash::getKitSignal());
+}
+
+void CrashKit::KeepEntries(const std::list<qzLog::LogEntry>& batch)
+{
+    // In a forked child nobody may have the mutex any more, but there is no session either.
+    if (!IsInstalled()) return;
+    const std::lock_guard<std::mutex> lock(gEntriesMutex);
+    Session* const session = crash::getSession();
+    if (session == nullptr) return;
+    for (const qzLog::LogEntry& entry : batch)
+        session->editRing().append(entry.prefix, entry.message);
+}
+
+// --- CrashStack
+
+struct CrashStack::Stack {
+    crash::SignalStack memory;
+};
+
+CrashStack::CrashStack()
+{
+    if (!crash::SignalStack::IsMissing()) return;
+    auto stack = std::make_unique<Stack>();
+    if (!stack->memory.isMade()) return;
+    const stack_t description = stack->memory.describe();
+    if (::sigaltstack(&description, nullptr) == 0) mStack = std::move(stack);
+}
+
+CrashStack::~CrashStack()
+{
+    if (mStack == nullptr) return;
+    stack_t none = {};
+    none.ss_flags = SS_DISABLE;
+    ::sigaltstack(&none, nullptr);
+}
+
+}  // namespace qz::ext

@@ -1,0 +1,114 @@
+#include <qz/ext/LogTools.h>
+
+#include <atomic>
+#include <list>
+#include <new>
+#include <utility>
+
+#include "OfferedEntry.h"
+
+namespace qz::ext {
+
+LogOutlet::~LogOutlet() = default;
+
+void LogOutlet::endBatch() {}
+
+// --- LogOutletInstallation
+
+struct LogOutletInstallation::State {
+    explicit State(LogOutlet& takingOutlet) : outlet(takingOutlet) {}
+
+    static void Handle(std::list<qzLog::LogEntry>& batch, void* data);
+
+    LogOutlet& outlet;
+    bool isInstalled = false;
+    std::atomic<unsigned long> lostCount = 0;
+};
+
+void LogOutletInstallation::State::Handle(std::list<qzLog::LogEntry>& batch, void* data)
+{
+    State& state = *static_cast<State*>(data);
+    for (const qzLog::LogEntry& entry : batch) {
+        if (!offerEntry(state.outlet, entry)) ++state.lostCount;
+    }
+    state.outlet.endBatch();
+}
+
+LogOutletInstallation::LogOutletInstallation(LogOutlet& outlet)
+    : mState(std::make_unique<State>(outlet))
+{
+    qzLog* const log = qzLog::msInstance;
+    mState->isInstalled = log != nullptr && log->installCustomHandler(&State::Handle, mState.get());
+}
+
+LogOutletInstallation::~LogOutletInstallation()
+{
+    if (!mState->isInstalled || qzLog::msInstance == nullptr) return;
+    qzLog::msInstance->installCustomHandler(nullptr, nullptr);
+}
+
+bool LogOutletInstallation::isInstalled() const
+{
+    return mState->isInstalled;
+}
+
+unsigned long LogOutletInstallation::getLostCount() const
+{
+    return mState->lostCount;
+}
+
+// --- FanOutOutlet
+
+FanOutOutlet::FanOutOutlet() = default;
+
+FanOutOutlet::~FanOutOutlet() = default;
+
+void FanOutOutlet::addOutlet(LogOutlet& outlet, qzLog::EntryType leastType)
+{
+    mBranches.push_back({&outlet, leastType});
+}
+
+bool FanOutOutlet::take(const qzLog::LogEntry& entry)
+{
+    bool isMeant = false;
+    bool isTaken = false;
+    for (const Branch& branch : mBranches) {
+        if (entry.type < branch.leastType) continue;
+        isMeant = true;
+        isTaken |= offerEntry(*branch.outlet, entry);
+    }
+    return isTaken || !isMeant;
+}
+
+void FanOutOutlet::endBatch()
+{
+    for (const Branch& branch : mBranches)
+        branch.outlet->endBatch();
+}
+
+// --- EscapingOutlet
+
+EscapingOutlet::EscapingOutlet(LogOutlet& next) : mNext(next) {}
+
+EscapingOutlet::~EscapingOutlet() = default;
+
+bool EscapingOutlet::take(const qzLog::LogEntry& entry)
+{
+    std::string message = escaped(entry.message);
+    std::string subType = escaped(entry.subType);
+    if (message == entry.message && subType == entry.subType) return mNext.take(entry);
+    qzLog::LogEntry changed = entry;
+    changed.message = std::move(message);
+    if (subType != entry.subType) {
+        changed.subType = std::move(subType);
+        changed.computeLogPrefix(true);
+    }
+    return mNext.take(changed);
+}
+
+void EscapingOutlet::endBatch()
+{
+    mNext.endBatch();
+}
+
+}  // namespace qz::ext

@@ -1,0 +1,83 @@
+// Takes a lock, and lets a forked child release it, where something else than usual shows the child
+// that it is one:
+//   lock_child namespace PATH             both processes have the id 1, each in its own namespace
+//   lock_child without-wiped-memory PATH  the system can't wipe memory in the child
+// Exit code 77 stands for no right to make a namespace.
+
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+
+#include <qz/qzLockFile.h>
+
+#include "support/LibraryStart.h"
+
+namespace {
+
+// The processes that this one starts have ids in a new namespace.
+void makeNamespace()
+{
+    if (::unshare(CLONE_NEWPID) != 0) ::_exit(77);
+}
+
+int waitFor(pid_t child)
+{
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+}
+
+int useLock(const std::string& path, bool hasNamespaces)
+{
+    const qz::support::LibraryStart library;
+    qz::qzLockFile lock;
+    qz::qzLockFile other;
+    if (!lock.takeLockUtf8(path, nullptr, qz::qzLockFile::LockExclusive, nullptr)) return 2;
+    if (hasNamespaces) makeNamespace();
+    const pid_t parent = ::getpid();
+    const pid_t child = ::fork();
+    if (child == 0) {
+        if (hasNamespaces != (::getpid() == parent)) ::_exit(3);
+        ::_exit(lock.releaseLock(true, nullptr) ? 0 : 4);
+    }
+    if (const int result = waitFor(child)) return result;
+    if (other.takeLockUtf8(path, nullptr, qz::qzLockFile::LockExclusive, nullptr)) return 5;
+    return lock.releaseLock(true, nullptr) ? 0 : 6;
+}
+
+}  // namespace
+
+// Called when the library is loaded, before `main`.
+extern "C" int madvise(void* address, std::size_t size, int advice) noexcept
+{
+    if (advice != MADV_WIPEONFORK || ::getenv("QZ_NO_WIPED_MEMORY") == nullptr)
+        return static_cast<int>(::syscall(SYS_madvise, address, size, advice));
+    errno = EINVAL;
+    return -1;
+}
+
+int main(int /*argumentCount*/, char** arguments)
+{
+    const std::string way = arguments[1];
+    const std::string path = arguments[2];
+    if (way == "loaded-namespace") return useLock(path, true);
+    if (way == "loaded-without-wiped-memory") return useLock(path, false);
+    const bool hasNamespaces = way == "namespace";
+    if (hasNamespaces) {
+        makeNamespace();
+    } else {
+        ::setenv("QZ_NO_WIPED_MEMORY", "1", 1);
+    }
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::execl("/proc/self/exe", arguments[0], ("loaded-" + way).c_str(), path.c_str(), nullptr);
+        ::_exit(1);
+    }
+    return waitFor(child);
+}
