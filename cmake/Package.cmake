@@ -25,6 +25,8 @@ set(CPACK_DEBIAN_PACKAGE_RELEASE ${CMAKE_MATCH_1})
 set(packageVersion ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
 set(CPACK_COMPONENTS_ALL ${components})
 
+set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/cmake/RepackDebian.cmake)
+
 set(longText "It gives a program one start and one stop, a log with levels, channels
 and outlets, I/O devices that preserve their first error, a stream of binary
 values over them, values of any type, configuration files and tables.")
@@ -95,6 +97,7 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME libqzsystem-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libqzsystemext3.0 (= ${packageVersion})")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_TOOLS_DEBUGINFO_PACKAGE ON)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "${longText}
 .
 This package contains commands for the logs and crash reports of programs.")

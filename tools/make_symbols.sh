@@ -8,20 +8,21 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-readonly library=$1 package=$2 version=$3 output=$4
-known=$PWD/abi/$package.symbols
+readonly library=$1 package=$2 version=$3
+output=$(realpath -m "$4")
+readonly output
+readonly known=$PWD/abi/$package.symbols
 options=()
 if [[ -e $known ]]; then options=(-I"$known"); fi
-# The program reads the name of the library in its place among files to install.
+# The program searches the library among files to install.
 folder=$(mktemp -d)
+readonly folder installed=usr/lib/${library##*/}.3.0
 trap 'rm -rf "$folder"' EXIT
 mkdir -p "$folder/usr/lib" "$folder/debian"
-cp -L "$library" "$folder/usr/lib/$(basename "$library").3.0"
+cp -L "$library" "$folder/$installed"
 cd "$folder"
-dpkg-gensymbols -q -c1 -P"$folder" -p"$package" -v"$version" \
-    -e"usr/lib/$(basename "$library").3.0" "${options[@]}" -O"$output" || {
-    # Once more, to show the difference.
-    dpkg-gensymbols -c1 -P"$folder" -p"$package" -v"$version" \
-        -e"usr/lib/$(basename "$library").3.0" "${options[@]}" -O"$output"
+dpkg-gensymbols -c1 -P"$folder" -p"$package" -v"$version" -e"$installed" "${options[@]}" \
+    -O"$output" >log 2>&1 || {
+    cat log
     exit 1
 }

@@ -43,6 +43,30 @@ done
 expect 1 'PREFIX is empty' install ''
 expect 1 '/dev/null is no folder' install /dev/null/qz
 
+# --- Paths in arguments begin where the user is; programs of this test stand in for what would be built
+
+mkdir -p "$folder/programs" "$folder/else where" build/demo/examples bench
+printf '#!/bin/sh\necho installed\n' >"$folder/programs/dpkg-query"
+printf '#!/bin/sh\n' >"$folder/programs/cmake"
+# shellcheck disable=SC2016
+printf '#!/bin/sh\necho "in $PWD with $*"\n' | tee "$folder/programs/python3" >build/demo/examples/recorder
+: >bench/run.py
+chmod +x "$folder/programs/"* build/demo/examples/recorder
+
+# expect_elsewhere PATTERN ARGUMENT...
+expect_elsewhere()
+{
+    local pattern=$1
+    shift
+    (cd "$folder/else where" && PATH=$folder/programs:$PATH "$folder/a clone/dev" "$@") \
+        >"$folder/out" 2>&1 || fail "no success for: $* ($(cat "$folder/out"))"
+    grep -q -- "$pattern" "$folder/out" ||
+        fail "nothing like '$pattern' for: $* ($(cat "$folder/out"))"
+}
+expect_elsewhere "in $folder/else where with .* text" demo text
+expect_elsewhere "--markdown $folder/else where/table" bench --markdown table
+rm -rf build bench
+
 # --- Without the right to write, and without sudo (root may write everywhere)
 
 if ((EUID == 0)); then
