@@ -31,9 +31,8 @@
 /// - The report of a signal reaches them like any other entry, unless it interrupts the thread of
 ///   the log, or one that is just calling an outlet: then the report goes to the other outlets of
 ///   the log only, because an outlet is never entered again while it runs.
-/// - What an outlet reports itself reaches no outlet before a full start. After it, it comes back
-/// as
-///   a new entry, so an outlet that reports with each entry has no end.
+/// - What an outlet reports itself reaches no outlet before a full start. After a full start it
+///   comes back as a new entry, so an outlet that reports with each entry has no end.
 
 namespace qz::ext {
 
