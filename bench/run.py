@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Runs the benchmark programs of a build and prints one table a subject.
 
 A row holds our median against the medians of the peers, measured in the same run with all

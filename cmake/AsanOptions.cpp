@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Compiled into the programs that link the target qzSystem::asan_options.
 //
 // A full start of the library replaces the address sanitizer's handlers of faults, and a fault would

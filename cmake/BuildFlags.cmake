@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The flags of every target of the project. They are set for the directory, so that a project that
 # includes this one keeps its own.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The version and commit of this build: the header BuildIdentity.h of the build folder.
 
 set(QZ_REVISION 1297)

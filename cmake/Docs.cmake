@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The target qzSystemDocs makes the reference pages of the public headers with the guides. It fails
 # on a public declaration without a comment.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # What `cmake --install` copies, in the components that become packages: Runtime, RuntimeExt,
 # Development, Documentation and Tools.
 

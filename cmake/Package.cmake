@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The Debian packages that `cpack` makes: a runtime package for each of the two libraries, one for
 # development, one with the documentation and one with the commands, if there are any. The debug
 # information of a library has a package of its own.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Run by CPack for the packages that it has made. It adds scripts that call ldconfig, which the packages
 # don't need: a trigger calls it once for all packages of an installation.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # qz_add_resources(TARGET PREFIX FILE...): embeds files into a program or a shared library, as
 # resources of the names PREFIX/FILE, or FILE for an empty prefix. FILE is relative to the source
 # folder of the caller, and so is its name.

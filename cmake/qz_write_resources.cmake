@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Writes a source file that embeds PATHS with the names NAMES; run by the rule of qz_add_resources.
 # The assembler includes the files unchanged, because compilers are slow with large arrays.
 

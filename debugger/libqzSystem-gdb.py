@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Shows the values of libqzSystem readably in gdb.
 
 gdb loads this file together with the library, if it is in the auto-load folder. Otherwise use

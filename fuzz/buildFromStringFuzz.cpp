@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Guesses the type of a text of chance, reads it as each scalar, and compares with the functions of
 // the C library.
 

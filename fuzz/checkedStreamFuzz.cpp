@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reads bytes of chance as values, lists and frames with limits of chance, and compares each value
 // with what a `qzDataStream` makes of the same bytes. Memory must be in proportion to the bytes.
 // The whole process fits into 64 MiB (-rss_limit_mb=64, ASAN_OPTIONS=quarantine_size_mb=1).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Converts a text of chance between all pairs of character sets, and compares with a direct call of
 // the system's converter. The first byte chooses the local set.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reads a table of chance in batches and compares each step with the plain form. The first three
 // bytes are the delimiters and the rows of a batch.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reads bytes of chance as values of types of chance, in both byte orders, and compares each value
 // with one that is put together byte by byte.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Builds chains of filters as the bytes say, uses and ends them, and compares all that can be seen
 // of them with their plain forms after each operation. A number below a bound is a byte, and so is
 // the choice of the operation.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Does operations of chance on a file device and on its plain form over a standard stream, and
 // compares the two after each. The first byte says how long the file is to begin with.
 

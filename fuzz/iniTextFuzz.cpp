@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Loads an ini file of chance, saves its tree, and merges it with another one, and compares each
 // step with its plain form. The first byte says where the content of the second file begins.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reads a text of chance. What is read is written in each way, and read again as the same.
 
 #include <cstddef>

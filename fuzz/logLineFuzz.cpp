@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Takes lines of chance apart, and writes each as JSON, which must be one line that can be read.
 
 #include <cstddef>

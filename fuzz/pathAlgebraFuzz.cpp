@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Takes paths of chance apart, simplifies and joins them, and compares the results with those of
 // the plain steps. The first byte is the count of parts of an extension; the first line after it is
 // one path, the rest another.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Indexes files of chance, takes a folder's index from that, resolves paths of chance in both, and
 // compares each step with its plain form. Line feeds separate the texts: after a byte for the limit
 // of the folder's index come the files, up to an empty line, and then the paths. The folder is the

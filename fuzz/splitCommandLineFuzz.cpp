@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Splits a text of chance, and compares tokens and log entries with those of the plain form.
 
 #include <cstddef>

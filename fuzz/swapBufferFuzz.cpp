@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Does operations of chance on a chunk and swap buffer and on a plain row of bytes, and compares
 // the two after each. The first bytes choose the sizes of the chunks and the budget.
 

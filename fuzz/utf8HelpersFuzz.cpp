@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Checks, searches, replaces and escapes in a text of chance, and compares with the plain forms.
 // The first two bytes are the sizes of the texts that follow, one to search for and one to put in
 // its place; the third one is where the search begins and where the text is cut in two.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Compares two versions of chance, and compares the result with that of the plain steps. The first
 // byte is the bound of components; the first line after it is one version, the rest the other.
 

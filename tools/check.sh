@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # Runs all checks or the named ones: check.sh [NAME...]; check.sh --list prints their names.
 # `./dev check` installs the programs that they use, and builds the library and the commands of
 # clang in build/release and build/clang.
@@ -29,6 +30,9 @@ check_includes() { tools/check_includes.py; }
 
 #: sizes        no source file has more than 300 lines without a reason
 check_sizes() { tools/check_sizes.py; }
+
+#: spdx         each file names its licence
+check_spdx() { tools/check_spdx.sh; }
 
 #: messages     every text that the library can emit is asserted by a test
 check_messages() { tools/check_messages.py; }

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # Compares the interface of the libraries with that of the last release, types as well as symbols: a
 # program that was linked with that release must run with this build. Additions pass.
 #

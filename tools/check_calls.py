@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Every exported function is called by at least one test: check_calls.py SHARED-OBJECT...
 
 The check reads the text: a test must name the class and call a function of that name. A test is a

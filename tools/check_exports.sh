@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # Each shared object exports exactly the symbols of its list in abi/, has the right SONAME, and needs
 # no library but the runtime of C and C++; the second one also needs the first one.
 #

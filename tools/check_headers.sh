@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # Each public header compiles alone, as C++17 and as C++20, with g++ and with clang++.
 #
 # check_headers.sh           all headers, on all processors

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """No link of the HTML pages is broken, the main page leads to every guide, and every name that a page
 writes as `qz::...` exists: check_html.py HTML-FOLDER TAG-FILE
 """

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """The folders of src/ have an order, and a file includes only headers of its own folder or a lower
 one.
 

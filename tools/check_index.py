@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Every class and namespace that the libraries export, and every class that a public header defines,
 has a page in the reference: check_index.py TAG-FILE SHARED-OBJECT...
 

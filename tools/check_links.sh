@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # The first program of README.md links with the library when it is built without optimisation, and with
 # it, by g++ and by clang++: inline code of the headers must not need a function that nobody makes.
 # check_links.sh SHARED-OBJECT

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Every text that the library can emit is asserted by at least one test.
 
 A text is a string literal in src/ with a letter in it and more than three characters. Those of the

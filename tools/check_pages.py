@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Every relative link and picture of the README, the guides and the other pages leads to a file, and to a
 heading of it if the link names one. Every guide and every public class of the second library can be
 reached from the README or the main page.

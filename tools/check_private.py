@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Every exported symbol is a public or protected declaration of the public headers, or the table or
 type information of a class: check_private.py SHARED-OBJECT...
 

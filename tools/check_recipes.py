@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """The files by which package managers build or find the library can be read, and agree with the project:
 the vcpkg port, the Conan recipe, and with --cps FILE an installed .cps file, whose paths must exist.
 """

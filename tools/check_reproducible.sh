@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # The folder of the sources changes no byte of the libraries in the packages: they are built a second time
 # in another folder, and compared. check_reproducible.sh FOLDER, a build with the preset `package`.
 #

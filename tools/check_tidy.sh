@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # clang-tidy over the library and the examples: check_tidy.sh BUILD-FOLDER [FILE...]
 
 set -euo pipefail

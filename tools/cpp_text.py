@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Reads C++ text for the checks: its tokens without comments, and its string literals."""
 
 import pathlib

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Prints a page for Doxygen: doc_filter.py PAGE. Names of classes in backticks become links, and the
 name of the file becomes that of the HTML page.
 

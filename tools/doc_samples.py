@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """The C++ samples of the pages and of the public headers, which the tests compile and run.
 
     doc_samples.py --list          the files that are written below a folder

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # Prints the symbols that a shared object exports, demangled, each once: exported_symbols.sh FILE
 
 set -euo pipefail

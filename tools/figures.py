@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Does much of what could lose something, and prints how much was lost.
 
 Each row says what was done, how often, how often something was lost, with which random numbers and

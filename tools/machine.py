@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What the pages with measured figures say about the machine."""
 
 import os

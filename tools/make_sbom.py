@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Lists what the Debian packages contain, as SPDX 2.3: make_sbom.py FOLDER OUTPUT
 
 Each package of FOLDER is a package of the list, and each of its files has its SHA-256 there. With

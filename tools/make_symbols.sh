@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # Writes the symbols file of a Debian package: the version that added each exported symbol of its
 # library. make_symbols.sh LIBRARY PACKAGE VERSION OUTPUT
 #

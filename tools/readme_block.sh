@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # Prints a code block of README.md: readme_block.sh LANGUAGE NUMBER, the NUMBERth block of LANGUAGE,
 # from 1 on. The CI runs the commands of the README, so they stay right.
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """The table of figures in README.md has the figures of docs/performance.md.
 
     readme_figures.py            fails if it hasn't

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # The Debian packages that `./dev package` makes: lintian reports nothing, each has what it promises, and
 # root installs them, uses them, removes them, and finds no file of them afterwards. test_debian.sh FOLDER
 

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # Builds and runs the consumers of tests/package/ against installed files only: the shared libraries, the
 # static ones, a project that includes the sources, and the Debian packages, which ./dev package makes
 # before. By CMake and by pkg-config, as C++17, 20 and 23, with g++ and with clang++.

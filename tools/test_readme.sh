@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # Builds and runs the first program of README.md with the README's own commands. The folder
 # build/readme/ is the home folder of these commands.
 

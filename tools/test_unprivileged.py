@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Runs the tests that a build has registered as an unprivileged user: test_unprivileged.py BUILD [NAME...]
 
 Root may do what others may not, so a test can pass as root and fail for everybody else. Nothing is

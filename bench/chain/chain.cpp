@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What it costs to write through three counters instead of straight to the device behind them.
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reads only, so it has no row of writing.
 
 #include <boost/algorithm/string/replace.hpp>

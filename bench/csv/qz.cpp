@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzCsvFileReader.h>
 #include <qz/qzCsvStream.h>
 #include <qz/qzIoDeviceFileStream.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // No peer but the floor: a virtual call a piece, which copies it into a buffer, and a system call
 // for each full buffer.
 

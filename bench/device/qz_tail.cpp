@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a small read costs before a tail that the reader must not see.
 
 #include <algorithm>

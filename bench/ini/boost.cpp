@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <boost/property_tree/ini_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
 

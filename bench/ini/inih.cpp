@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reads only, so it has no rows of saving.
 
 #include <INIReader.h>

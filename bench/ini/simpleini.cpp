@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The converter that the package was built with.
 #define SI_CONVERT_ICU
 #include <SimpleIni.h>

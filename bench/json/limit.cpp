@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // No peer but the floor of writing: the way through the tree and the digits of the numbers; texts
 // are copied as they are.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The calls of the system that a lock file takes at least.
 
 #include <fcntl.h>

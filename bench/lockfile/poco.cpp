@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <Poco/NamedMutex.h>
 
 #include "lockfile.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // No peer but the floor: a semaphore that others may inspect and that a forked child may use needs
 // a mutex around its count, and nothing else.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <Poco/Mutex.h>
 #include <Poco/Semaphore.h>
 

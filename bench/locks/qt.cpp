@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <QMutex>
 #include <QSemaphore>
 #include <QWaitCondition>

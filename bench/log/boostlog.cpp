@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/log/attributes/attribute_set.hpp>
 #include <boost/log/attributes/constant.hpp>

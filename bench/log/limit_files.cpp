@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // No peer but the floor: texts are made and queued under a lock by the producers, and one thread
 // puts a prefix before each and writes them.
 

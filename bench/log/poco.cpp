@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <Poco/AutoPtr.h>
 #include <Poco/Message.h>
 #include <Poco/PatternFormatter.h>

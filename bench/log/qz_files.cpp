@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzLog.h>
 #include <qz/qzLogObject.h>
 #include <qz/qzSystem.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <condition_variable>
 #include <mutex>
 #include <thread>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <absl/strings/str_cat.h>
 
 #include "rows.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <Poco/DateTimeFormatter.h>
 #include <Poco/NumberFormatter.h>
 #include <Poco/Timespan.h>

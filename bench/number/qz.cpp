@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzMathUtils.h>
 #include <qz/qzStringUtils.h>
 #include <qz/qzVariant.h>

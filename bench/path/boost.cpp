@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <boost/filesystem.hpp>
 
 #include "standard.h"

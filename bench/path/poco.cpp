@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Resolves no links, so it has no row of the current folder.
 
 #include <Poco/Path.h>

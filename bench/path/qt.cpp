@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Its resolved paths must exist, so it has no row of the current folder.
 
 #include <QDir>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Messages are a length and the bytes; there is no checksum.
 
 #include <QByteArray>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Bare sockets with the same sizes of calls.
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/ConcurrentPool.h>
 #include <qz/ext/LibraryStart.h>
 #include <qz/ext/Parallel.h>

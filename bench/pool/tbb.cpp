@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
 #include <tbb/partitioner.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <iterator>
 
 #include <boost/process.hpp>

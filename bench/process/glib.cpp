@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <glib.h>
 
 #include "parents.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <Poco/Pipe.h>
 #include <Poco/PipeStream.h>
 #include <Poco/Process.h>

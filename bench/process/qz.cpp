@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/ext/ChildProcess.h>
 #include <qz/qzProcess.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The calls of the system.
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <absl/container/btree_map.h>
 
 #include "container.h"

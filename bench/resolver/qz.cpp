@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzXRefResolverSearchPath.h>
 
 #include "files.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // No peer but the floor: the calls of a device without which no stream can do, one a value, and
 // nothing around them.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/ext/CheckedStream.h>
 #include <qz/qzDataStream.h>
 #include <qz/qzIoDeviceFileStream.h>

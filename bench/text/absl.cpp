@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <absl/strings/str_replace.h>
 
 #include "rows.h"

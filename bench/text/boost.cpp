@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <boost/algorithm/string/find.hpp>
 #include <boost/algorithm/string/replace.hpp>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <QByteArray>
 #include <QString>
 #include <QUtf8StringView>

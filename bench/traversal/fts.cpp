@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The tree walk of the C library, at its quickest: each entry is known by its type alone, and no
 // folder is made the current one.
 

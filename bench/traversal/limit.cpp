@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // No peer but the floor: the system calls without which no walk can do, and nothing around them.
 
 #include <dirent.h>

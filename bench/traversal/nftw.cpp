@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The other tree walk of the C library, which calls `stat` for each entry. Its function has no
 // argument of the caller's, so its results are in static objects.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Its paths are UTF-16, and a program of that library uses them so; only the check converts them.
 
 #include <QDir>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <Poco/Dynamic/Struct.h>
 #include <Poco/Dynamic/Var.h>
 #include <Poco/NumberParser.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Two terminals talk over a named pipe.
 
 #include <csignal>

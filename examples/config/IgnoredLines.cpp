@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "IgnoredLines.h"
 
 #include <iostream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reads ini files, sets values, prints the result and saves it.
 
 #include <iostream>

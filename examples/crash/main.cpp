@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Crashes on a thread of its own, and leaves an entry in a log file and, if told so, a report.
 
 #include <iostream>

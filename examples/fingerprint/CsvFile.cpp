@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "CsvFile.h"
 
 #include <cerrno>

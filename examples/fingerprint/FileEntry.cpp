@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "FileEntry.h"
 
 #include <qz/qzStringUtils.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Calculates digests of all files below folders, and shows where the time and the memory went.
 
 #include <algorithm>

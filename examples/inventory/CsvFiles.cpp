@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "CsvFiles.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Problems.h"
 
 #include <cerrno>

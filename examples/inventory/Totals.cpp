@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Totals.h"
 
 #include <qz/AsciiTableBuilder.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lists files in CSV files, reads these back, and prints what they add up to.
 
 #include <iostream>

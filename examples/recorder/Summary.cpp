@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Summary.h"
 
 #include <algorithm>

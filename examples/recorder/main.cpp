@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Records the lines of files as binary records, reads them back and compares.
 
 #include <csignal>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Finds the files that stale paths mean.
 
 #include <algorithm>

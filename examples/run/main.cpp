@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs a program, with its output in the log, and ends all of it in time.
 
 #include <cerrno>

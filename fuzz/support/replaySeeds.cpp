@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs a fuzz target over the files of a folder, as an ordinary test: what was found once stays
 // found, also where there is no libFuzzer.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Builds the library with Conan 2: conan create packaging/conan --build=missing"""
 
 import os

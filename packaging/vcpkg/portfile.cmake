@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # An overlay port, which builds the sources that it is a part of:
 #     vcpkg install libqzsystem --overlay-ports=FOLDER-OF-THIS-FILE
 

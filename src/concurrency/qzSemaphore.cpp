@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzSemaphore.h>
 
 #include "frame/base/Relaxed.h"

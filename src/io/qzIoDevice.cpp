@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzIoDevice.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzIoDeviceReadBytesLimiter.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzIoDeviceSignaler.h>
 
 #include "DelegableTypes.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #define QZ_LOG_OBJECT_BODY  // see there
 #include <qz/qzLogObject.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ChildWatch.h"
 
 #include <algorithm>

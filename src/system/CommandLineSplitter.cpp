@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "CommandLineSplitter.h"
 
 #include <utf8.h>

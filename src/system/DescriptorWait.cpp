@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "DescriptorWait.h"
 
 #include <algorithm>

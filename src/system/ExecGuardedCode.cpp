@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzException.h>
 
 #include <exception>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "SignalText.h"
 
 #include <algorithm>

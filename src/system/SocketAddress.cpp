@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "SocketAddress.h"
 
 #include <cerrno>

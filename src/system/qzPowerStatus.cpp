@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzPowerStatus.h>
 
 #include <qz/qzSystemUtils.h>

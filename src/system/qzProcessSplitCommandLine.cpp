@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzLogObject.h>
 #include <qz/qzProcess.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Vectors of bytes, with the instructions for which the including file is compiled. This is the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The vector code for processors with AVX2, the only file that is compiled for them.
 
 #include "SearchBlocks.h"

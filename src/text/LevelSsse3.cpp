@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The vector code for processors with SSSE3, the only file that is compiled for them.
 
 #include "Utf8Blocks.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // The search by vectors, for files that are compiled for one level of the processor each.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "SimdLevel.h"
 
 namespace qz::text {

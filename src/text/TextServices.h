@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 struct __locale_struct;  // NOLINT: the system's name for what `locale_t` points to

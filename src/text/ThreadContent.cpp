@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ThreadContent.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // The scan of UTF-8 by range tables, for files that are compiled for a level with table look-ups in

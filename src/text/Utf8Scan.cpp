@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Utf8Scan.h"
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "IniText.h"
 
 #include <qz/qzStringUtils.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Free memory of string objects, in batches of `kBatchSize`. A thread has two batches at most, and
 // exchanges full ones with a store that all threads share. So a thread rarely needs the store, and
 // the free memory of all threads is limited: 12 KiB for each thread, and 768 KiB in the store.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The text of a value for tests and debuggers.
 
 #include <ostream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "VariantPath.h"
 
 #include "VariantAccess.h"

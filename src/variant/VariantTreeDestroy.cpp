@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "VariantEntries.h"
 #include "VariantTree.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzVariant.h>
 
 #include "VariantEntries.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Insertion that keeps the values that are there, and flattening of trees.
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the objects for several threads say when they are made too early, or end in a forked child.
 
 #include <unistd.h>

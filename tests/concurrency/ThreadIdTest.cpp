@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzThread.h>
 
 #include <sys/syscall.h>

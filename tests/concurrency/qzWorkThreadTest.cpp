@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzWorkThread.h>
 
 #include <sys/syscall.h>

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # What gdb shows of values. printers_test.sh GDB PROGRAM
 
 set -euo pipefail

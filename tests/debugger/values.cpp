@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Values for gdb to look at, all alive where it stops.
 
 #include <utility>

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # What the script for daily work promises without building anything. dev_test.sh DEV
 
 set -euo pipefail

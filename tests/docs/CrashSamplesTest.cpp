@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The samples about crashes: of the guide to logging in production, and of the header.
 
 #include <string>

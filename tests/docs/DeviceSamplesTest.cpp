@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The samples in the headers for devices, files and tables, and those of the guides that are parts
 // of functions.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The code of the guides to devices and buffers does what the text says.
 
 #include <functional>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The samples in the headers of the second library.
 
 #include <cmath>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The code of the guide to the log that uses the second library does what the text says.
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The code of the guide to the work on all processors does what the text says.
 
 #include <algorithm>

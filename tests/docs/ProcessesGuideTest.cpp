@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The code of the guide to other processes does what the text says.
 
 #include <cerrno>

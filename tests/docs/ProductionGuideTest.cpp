@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The code of the guide to logging in production does what the text says.
 
 #include <signal.h>

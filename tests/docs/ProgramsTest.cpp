@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The whole programs of the README, the guides and the headers run, and print what the pages say.
 // They are built into this test; tools/doc_samples.py says how.
 

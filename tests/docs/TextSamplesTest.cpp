@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The samples in the headers for texts, values, resources and paths.
 
 #include <string>

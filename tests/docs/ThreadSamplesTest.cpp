@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The samples in the headers for the start, the log, threads, locks, progress and the machine, and
 // those of the guides that are parts of functions.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The code of the guide to values, and of the header for JSON, does what the text says.
 
 #include <cmath>

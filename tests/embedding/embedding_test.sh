@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # A project that includes this one finds all of its own settings unchanged, and gets no tests and no
 # installed files that it did not ask for. embedding_test.sh PROJECT-FOLDER
 

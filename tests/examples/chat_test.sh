@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # What the chat example promises to its users. chat_test.sh CHAT
 
 # shellcheck source=tests/examples/expect.sh

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # What the config example promises to its users. config_test.sh CONFIG
 
 # shellcheck source=tests/examples/expect.sh

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # What the crash example promises to its users. crash_test.sh CRASH
 
 # shellcheck source=tests/examples/expect.sh

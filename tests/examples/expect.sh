@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # Functions for the tests of the examples, which source it with the program as their argument. The
 # test then runs in a new scratch folder.

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # What the fingerprints promise to their users. fingerprint_test.sh FINGERPRINT
 
 # shellcheck source=tests/examples/expect.sh

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Compares the CSV files of the inventory with the files themselves.
 
 inventory_check.py [--some] CSV... -- FOLDER...: all files below the folders have a row, and no row

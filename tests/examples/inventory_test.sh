@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # What the inventory promises to its users. inventory_test.sh INVENTORY
 
 # shellcheck source=tests/examples/expect.sh

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # What the recorder promises to its users. recorder_test.sh RECORDER
 
 # shellcheck source=tests/examples/expect.sh

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # What the resolver example promises to its users. resolve_test.sh RESOLVE
 
 # shellcheck source=tests/examples/expect.sh

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # What the example that runs programs promises to its users. run_test.sh RUN
 
 # shellcheck source=tests/examples/expect.sh

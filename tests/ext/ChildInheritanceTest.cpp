@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a child has from this process, and what it doesn't have.
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <malloc.h>
 #include <pthread.h>
 #include <signal.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Time limits, requests to stop, and the end of the parent.
 
 #include <fcntl.h>

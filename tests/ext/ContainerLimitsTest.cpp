@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/ext/ContainerLimits.h>
 
 #include <filesystem>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ext/machine/ControlGroupText.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Each kind of crash on each kind of thread: the process ends by the right signal, and the report
 // is complete.
 

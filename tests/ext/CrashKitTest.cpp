@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/ext/CrashKit.h>
 
 #include <signal.h>

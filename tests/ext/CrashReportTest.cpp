@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reports from elsewhere must not hurt their reader.
 
 #include <qz/ext/CrashReport.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ext/base/Crc32c.h"
 
 #include <random>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Processes that take and release one lock as fast as they can, and die while they hold it.
 
 #include <qz/ext/FileLock.h>

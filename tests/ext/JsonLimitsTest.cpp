@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // JSON with its limits, with devices that fail, and with memory that runs out.
 
 #include <cmath>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reading JSON: what is accepted, what is refused and where, numbers and options.
 
 #include <cmath>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Writing JSON: texts, refused values, and random trees that are read back.
 
 #include <cmath>

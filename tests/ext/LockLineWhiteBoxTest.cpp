@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ext/lock/LockLine.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/ext/LogLine.h>
 
 #include <locale.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/ext/LogTools.h>
 
 #include <fcntl.h>

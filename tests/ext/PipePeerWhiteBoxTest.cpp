@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // When a client of a server stalls, and when it is only slow. The steps of `serve` are made one by
 // one, so that no thread of the test can be late.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What clients can do to a server, and to each other.
 
 #include <sys/fsuid.h>

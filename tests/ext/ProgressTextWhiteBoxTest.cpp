@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ext/progress/ProgressText.h"
 
 #include <limits>

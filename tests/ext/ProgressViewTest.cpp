@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The view as programs use it; the white-box test of the same name has a clock of its own.
 
 #include <qz/ext/ProgressView.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/ext/SafeFiles.h>
 
 #include <fcntl.h>

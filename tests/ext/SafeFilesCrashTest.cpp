@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Killed processes and several writers: a target is always one of the contents, as a whole.
 
 #include <qz/ext/SafeFiles.h>

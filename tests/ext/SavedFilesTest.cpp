@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Ini files and devices that are saved as a whole, and copies.
 
 #include <qz/ext/SafeFiles.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/ext/SecureRandom.h>
 
 #include <signal.h>

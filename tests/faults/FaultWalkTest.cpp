@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs each scenario with each of its system calls, and each of its allocations, failing once.
 
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reports with each of their allocations failing once.
 //
 // Where a report is begun or something is inserted, the failure reaches the caller. In the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A timer signal a thousand times a second, whose handler asks for no restart of system calls,
 // changes nothing of what devices and streams move.
 

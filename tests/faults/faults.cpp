@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A preload library that lets one system call of a program fail, for tests.
 //
 //   QZ_FAULT_CALL        name of the call that is to fail, as in the table at the end of this file

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Bytes go through a modifier with a filter into a buffer that swaps, are read back and written
 // over, copied out, and the buffer is cleared in two ways.
 

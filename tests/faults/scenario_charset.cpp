@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The text services come up, convert between all sets, and go down.
 
 #include <new>

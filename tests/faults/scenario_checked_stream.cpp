@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Frames with values go into a file, and come back through checks.
 
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A program is run with input, output and a time limit, and so is a pipeline that ends with its
 // parent.
 

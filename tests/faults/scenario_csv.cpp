@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A table is written to files of limited length, flushed, and read back in batches.
 
 #include <string>

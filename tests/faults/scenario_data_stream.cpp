@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Values of every type go through a data stream into a file and back, in both byte orders.
 
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A file is written, read, and changed in its middle.
 
 #include <string>

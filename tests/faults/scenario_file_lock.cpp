@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A lock is taken on a new file, refused to another object, which finds its holder, released, and
 // taken on the file that is there.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Folders and files are made, checked, copied, renamed, removed and cleared.
 
 #include <filesystem>

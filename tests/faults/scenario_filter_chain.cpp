@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A text goes through a chain of filters into a file, with a copy into another one, and comes back
 // through a chain without its tail.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A tree is saved, loaded, and saved over what is there.
 
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Entries are written as JSON lines to a file in a missing folder, in two batches.
 
 #include <filesystem>

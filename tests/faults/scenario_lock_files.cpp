@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A lock is taken on a new file, refused to another object, released, and shared on the file that
 // was kept.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reports of several kinds on their way to the console, the system log and a custom handler.
 
 #include <chrono>

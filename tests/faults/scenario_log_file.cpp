@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A log file that is installed over an earlier one, filled, rotated once and given up again, on the
 // thread that reports.
 

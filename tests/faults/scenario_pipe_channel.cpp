@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A server listens, which a second one may not, a client connects, a message goes to and fro, and
 // the client closes.
 

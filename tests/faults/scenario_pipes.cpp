@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A server listens, a client connects, bytes go both ways, and both sides close.
 
 #include <stdlib.h>

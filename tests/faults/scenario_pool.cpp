@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A pool of three workers starts, runs loops over a range and a list and a reduction, and ends. The
 // pool of the process does a loop as well.
 

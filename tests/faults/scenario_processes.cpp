@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A program is run to its end, one that is missing is started, one is started detached, and the
 // process and its parent are looked at.
 

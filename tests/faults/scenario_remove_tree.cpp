@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A tree with a link out of it is removed, which is deeper than folders are open at a time.
 
 #include <filesystem>

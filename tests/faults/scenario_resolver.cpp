@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A tree is indexed, a folder's index is taken from that, and names are resolved.
 
 #include <filesystem>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A file is made, and replaced through a link; an ini file is merged, and a file copied; all of
 // them as a whole.
 

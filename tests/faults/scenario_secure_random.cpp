@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Random names are made with the system call, and then without it, from the device files.
 
 #include <sys/syscall.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A full start and the stop of the library.
 
 #include <list>

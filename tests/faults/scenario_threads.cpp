@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A lock between processes, a thread, and a wait that runs out.
 
 #include <unistd.h>

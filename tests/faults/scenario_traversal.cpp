@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A small tree is walked, with a link to one of its folders.
 
 #include <filesystem>

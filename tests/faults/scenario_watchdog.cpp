@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A watchdog with a high limit of memory is started, switched off and on, and ended.
 
 #include <string>

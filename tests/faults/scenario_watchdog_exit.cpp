@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A watchdog with a limit of 0 ends the process. An exit handler prints the outcome.
 
 #include <unistd.h>

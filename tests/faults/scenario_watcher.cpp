@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The memory and the processor time of two segments are measured, with a time series beside them.
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "filesystem/PathText.h"
 
 #include <string>

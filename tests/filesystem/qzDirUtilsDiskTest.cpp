@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzDirUtils.h>
 
 #include <sys/statvfs.h>

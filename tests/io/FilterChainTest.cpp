@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Chains of filters, as callers build them: from the device outward, and ended from the outermost
 // filter inward.
 

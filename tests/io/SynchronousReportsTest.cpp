@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reports of trouble are out when the call that made them returns.
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzIoDeviceDummy.h>
 #include <qz/qzIoDeviceFileStream.h>
 

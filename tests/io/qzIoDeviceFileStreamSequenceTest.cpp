@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzIoDeviceFileStream.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "io/qzIoDeviceNullWriteOnly.h"
 
 #include <climits>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The console outlet next to an application that prints by itself.
 
 #include <fcntl.h>

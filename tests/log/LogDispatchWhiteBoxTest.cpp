@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The way of a batch to its outlets, under settings that nothing public makes alone.
 
 #include <stdlib.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <limits.h>
 #include <unistd.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The lines of one batch in the log file.
 
 #include <stdio.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A named pipe in the place of a log file.
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Several processes on one log file; see programs/log_sharing.cpp and programs/log_first_lines.cpp.
 
 #include <cstdio>

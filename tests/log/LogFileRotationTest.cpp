@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // New files by size and by the calendar, and the end of old ones. A program with a clock of its own
 // writes them, so that names are known ahead; see programs/log_files.cpp.
 

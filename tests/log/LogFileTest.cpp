@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The log file: its installation, its lines, and what becomes of files that others have touched.
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Children that are forked while other threads use the library.
 
 #include <signal.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A thread keeps the text of its last second. Whatever a line's time depends on may change within
 // that second, and the next line shows it.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The system log is seen from a program that stands in for it, with a fixed clock, process and
 // thread; log_lines.cpp tells what its steps mean.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The log thread as callers meet it: its settings, a stop, a fork, many writers, its memory.
 
 #include <pthread.h>

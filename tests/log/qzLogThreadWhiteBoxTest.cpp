@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The road of entries and settings to the log thread. The thread is held in a handler where the
 // order matters, and its flags tell when somebody waits.
 

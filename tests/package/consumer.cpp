@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Starts the library, writes values to a file, reads them back, and reports through the log.
 
 #include <iostream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Crashes after a full start.
 
 #include <qz/qzSystem.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Uses the second library.
 
 #include <iostream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Calls nothing but the second library.
 
 #include <qz/ext/SystemFailure.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A program that carries a file of its project.
 
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Polls the catcher of the console's interrupt keys when all destructors of static objects have
 // run, as a thread does that still works while another one ends the process.
 

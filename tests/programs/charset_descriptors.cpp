@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Prints every opening and closing of a converter as the library's text services come up, convert
 // on two threads, and go down.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A child with one job, for the tests of processes. The job is the first argument:
 //
 //   exit CODE          ends with the code

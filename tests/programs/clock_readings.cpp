@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Prints what the library makes of given clocks: seconds and nanoseconds of the monotonic one,
 // seconds and microseconds of the wall clock. Without arguments both clocks fail.
 

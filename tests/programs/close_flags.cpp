@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Prints each file that the library closes without the flag close-on-exec: another thread may start
 // a program while the file is open, which would inherit it.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Prints the arguments that the library finds for this process, each as "SIZE:TEXT" on a line, and
 // then what the log said, as "log: LINE".
 //

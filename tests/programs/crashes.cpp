@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs the steps that its arguments name, with the library started and the crash kit installed in
 // the folder of the first argument. With QZ_NO_FREE_SIGNAL set, all real-time signals are ignored.
 // Steps of the kit's own state:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Writes a table to files of limited length on a small disk of its own, which is mounted at the
 // folder of the first argument and fills up on the way, and then has room again. Tells which rows
 // were flushed, and how many of these are not in the files. Exit code 77 means that this process

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Tells the free space of a disk whose figures all differ, and of one that the system can't tell
 // of.
 

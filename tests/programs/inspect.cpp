@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Prints how this process sees itself. The step is the first argument:
 //
 //   arguments ...        its arguments, each in brackets

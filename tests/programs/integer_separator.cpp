@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Writes 1234567 with separators in the locale of the first argument, and then in that of the
 // second one.
 

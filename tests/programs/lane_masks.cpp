@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Prints the lane masks at load, light started, stopped, and started again: eight digits a lane,
 // lane 0 first, a line a mask.
 

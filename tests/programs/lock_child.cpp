@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Takes a lock, and lets a forked child release it, where something else than usual shows the child
 // that it is one:
 //   lock_child namespace PATH             both processes have the id 1, each in its own namespace

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs the steps that its arguments name, under a clock and a process number of its own, so that
 // the names of log files are known ahead.
 //

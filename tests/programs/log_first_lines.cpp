@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Children that begin one log file at the same moment, each with a line:
 //     log_first_lines FOLDER CHILDREN ROUNDS
 //

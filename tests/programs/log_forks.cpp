@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Forks children while four threads use the library, and counts what the children report:
 //     log_forks FOLDER COUNT THREAD...
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sends signals to children that use the library, and counts how they take them:
 //     log_interrupted print PRINTER OUTPUT COUNT
 //     log_interrupted call FUNCTION COUNT

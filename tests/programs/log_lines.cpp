@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs the steps that its arguments name, and prints the calls of the system log and the look-ups
 // of the thread's number beside the lines of the log. The clock, the process and the thread have
 // fixed numbers, so that lines can be compared whole.

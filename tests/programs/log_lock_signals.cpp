@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sends itself a signal at a point of the log's locking, and shows what comes of it:
 //     log_lock_signals POINT SIGNAL CALL
 //

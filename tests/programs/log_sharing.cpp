@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One of several processes that write to the same log file, which is rotated by size. The clock is
 // shared as well, and steps by a second with each rotation.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Prints what the library says of a machine whose system calls answer oddly, or, with the argument
 // "fail", not at all.
 

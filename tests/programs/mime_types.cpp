@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Prints what three names have, at each stage of the library's life.
 
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Makes the folder of the first argument while somebody else makes the last component a moment
 // earlier, and then once more.
 

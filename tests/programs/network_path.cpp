@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Tells whether a path is on a network, on a file system whose type is the first argument, and
 // whether another one is, of which the system tells nothing.
 

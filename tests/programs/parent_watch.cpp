@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A process that watches its parent. The step is the first argument:
 //
 //   parent PATH   starts "child PATH" and sleeps until it is killed

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Connects a pipe while the system reports that the connection takes its time; the waits and the
 // clock are given, so that nothing here takes real time. The argument says how it goes on:
 //

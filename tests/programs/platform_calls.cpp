@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Prints what threads and primitives ask of the system, whose clocks and answers are given: nothing
 // here takes real time. One step is run, with the numbers after it:
 //

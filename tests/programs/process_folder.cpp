@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Tells the folder of a program whose file is the first argument, as far as the system says.
 // Without an argument the system says nothing.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A program with resources of its own, as a generator of code makes them: found after each start,
 // gone after each stop. An argument ends the program with the library still up.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Calls `GetCurrentProcessID` first in a child that shares its memory, and prints how that child
 // ended and whether its own id is right afterwards.
 

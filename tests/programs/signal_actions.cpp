@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shows how the library installs its handlers, and what it says when it can't:
 //     signal_actions start|catcher [SIGNAL...]
 //

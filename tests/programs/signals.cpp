@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs the steps that its arguments name, and shows in brackets what comes of them. The parts of a
 // step stand between '|':
 //   light | full | stop      of the library

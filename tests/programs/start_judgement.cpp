@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Counts how often a start is misjudged:
 //
 //   start_judgement KIND COUNT light|full [MEMORY_MB [BUSY]]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Prints the system calls by which services are started and stopped, each with what exists already:
 // L for the log, M for the lane masks, T for the table of MIME types, F for the full state, P for
 // the default pool, W for the signal watcher. Calls on other threads than the first are left out,

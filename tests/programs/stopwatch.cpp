@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs a timer under a wall clock that stands still between its readings and rises by a second and
 // a microsecond more at each: what the timer says, and how often it has read the clock.
 

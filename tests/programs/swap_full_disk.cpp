@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Writes to a chunk and swap buffer whose swap file is on a small disk, mounted at the folder of
 // the first argument, until the disk is full, and then clears the buffer in each way and uses it
 // again. Exit code 77 means that this process may have no such disk.

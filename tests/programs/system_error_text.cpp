@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Prints the text of error 5 where the system's words for it are the first argument.
 
 #include <iostream>

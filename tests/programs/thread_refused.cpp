@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A thread whose start the system refuses at first: what its object says then, and that it can be
 // started when there is room again. With an argument: the logger without its thread.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Prints the used memory for the metric of the first argument, where the second one names the file
 // that stands for the process's status.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Memory watchdogs that end the process, or don't. The way is the first argument:
 //
 //   trip CODE      one with a limit of 0, in a started process

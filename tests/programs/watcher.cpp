@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A memory and CPU watcher over given clocks, memory and process statistics. Its thread doesn't
 // run, so that samples are taken by the steps only. The arguments are the steps:
 //

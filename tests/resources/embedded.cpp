@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Looks its own resources up, and those of a module that comes and goes. embedded MODULE
 
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Replacement of files as a whole, by processes that are killed and on a disk that is full, and
 // starts and stops of the library in one process:
 //

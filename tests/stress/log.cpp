@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Processes with several threads each that write to one rotating log file, and then processes that
 // are killed while they write:
 //

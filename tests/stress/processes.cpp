@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // All that the library does with other processes, on many threads of one process at the same time:
 //
 //   stress_processes [SECONDS [BUSY]]

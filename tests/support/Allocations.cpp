@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The functions at the end of this file stand in for those of the C or C++ library in each test
 // binary. They are thin: a count for the calling thread, and the failure that was asked for.
 

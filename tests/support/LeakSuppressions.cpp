@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A source of every test binary and program, not of the support library: only the sanitizer calls
 // these functions, and for that a linker would not take them out of a library.
 

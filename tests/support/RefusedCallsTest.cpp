@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/RefusedCalls.h"
 
 #include <sys/syscall.h>

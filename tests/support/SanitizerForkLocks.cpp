@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A source of every test binary and program, not of the support library, as `.preinit_array` is for
 // programs only and a linker would not take a source without callers out of a library.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Children that are forked while other threads allocate memory.
 
 #include <atomic>

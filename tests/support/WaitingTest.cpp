@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/Waiting.h"
 
 #include <gtest/gtest.h>

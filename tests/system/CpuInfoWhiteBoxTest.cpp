@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Processors are described from tables, and once from the real one.
 
 #include <cstring>

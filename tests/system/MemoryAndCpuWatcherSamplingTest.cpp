@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a watcher makes of given clocks, memory and process statistics: the steps and their output
 // are described in tests/programs/watcher.cpp.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // The splitting of command lines in its plain form: it looks for the end of each token in the whole

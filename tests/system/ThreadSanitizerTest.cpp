@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the thread sanitizer does by itself, for which tests of the library are skipped under it. If
 // one of these fails with another version, those tests need not be skipped any longer.
 

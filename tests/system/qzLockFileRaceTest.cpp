@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Processes that take and release one lock as fast as they can.
 
 #include <sched.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Locks among objects of this process, and among processes.
 
 #include <fcntl.h>

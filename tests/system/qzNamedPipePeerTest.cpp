@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Connections that take their time, and peers in other processes.
 
 #include <cstdint>

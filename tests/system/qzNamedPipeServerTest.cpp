@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Listening, connecting and accepting.
 
 #include <fcntl.h>

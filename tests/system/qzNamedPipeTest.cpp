@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The events of a pipe, and its descriptor.
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Many children, many threads that start them, and a machine with much else to do.
 
 #include <malloc.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // This process and its parent, seen through /proc.
 
 #include <fcntl.h>

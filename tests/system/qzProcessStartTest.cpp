@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How a start ends, in both starts of the library: the program ran, it crashed, it never ran.
 
 #include <pthread.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Watching a child to its end, ending it, and running one to its end in one call.
 
 #include <fcntl.h>

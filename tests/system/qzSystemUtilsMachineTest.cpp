@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzSystemUtils.h>
 
 #include <cstring>

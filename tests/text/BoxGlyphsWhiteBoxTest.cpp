@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "text/BoxGlyphs.h"
 
 #include <gmock/gmock.h>

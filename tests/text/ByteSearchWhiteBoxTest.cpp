@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The search at each level of the processor, as far as this one has them, against the standard
 // library's own.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "text/PlainCharset.h"
 
 namespace qz {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // The text helpers in their plain form: step by step, and as slow as that is. The real ones take

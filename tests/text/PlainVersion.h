@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // The compare of versions in its plain form; the real one must not differ from it.

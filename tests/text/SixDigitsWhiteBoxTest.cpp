@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The digits of a stream, without the stream: compared with it over generated values.
 
 #include "text/SixDigits.h"

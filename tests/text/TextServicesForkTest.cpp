@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Conversions in forked children, and the end of threads while the text services stop.
 
 #include <iconv.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The forms of the scan for each level of the processor, as far as this one has them, against the
 // rules of UTF-8 taken one sequence at a time.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What all the text helpers have in common: they report a lack of memory as the standard library
 // does, and share nothing between threads.
 

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # What the command qz-crash promises to its users. qz-crash_test.sh QZ-CRASH
 
 # shellcheck source=tests/examples/expect.sh

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # What the command qz-doctor promises to its users. qz-doctor_test.sh QZ-DOCTOR
 
 # shellcheck source=tests/examples/expect.sh

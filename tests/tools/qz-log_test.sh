@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # What the command qz-log promises to its users. qz-log_test.sh QZ-LOG
 
 # shellcheck source=tests/examples/expect.sh

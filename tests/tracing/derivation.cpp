@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Makes a small tree in the folder of the first argument, indexes it, and then indexes one of its
 // folders: with "derive" behind it from that index, with "scan" from the disk. Two look-ups of
 // files that aren't there mark in a trace where that begins and ends.

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # What the system is asked for while an index is taken from another one: nothing but memory.
 # derivation_test.sh STRACE PROGRAM
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The fast number parsers compared with the C library's functions, whose results are the rule.
 
 #include "text/NumberParse.h"

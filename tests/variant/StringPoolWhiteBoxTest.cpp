@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The memory of destroyed strings that is cached for new ones.
 
 #include "variant/StringPool.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The tree of a map's entries and the memory of its nodes, seen from inside.
 
 #include "variant/VariantEntries.h"

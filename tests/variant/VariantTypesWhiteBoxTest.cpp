@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Variants of type numbers that no constructor gives: those of the reserved types, and beyond.
 
 #include <cmath>

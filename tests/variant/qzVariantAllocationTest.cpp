@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Each allocation of the work on a tree fails once.
 
 #include <functional>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Trees so deep that a walk by recursion would run out of stack.
 
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Crc32c.h"
 
 #include <array>

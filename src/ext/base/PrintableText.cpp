@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/ext/PrintableText.h>
 
 #include <algorithm>

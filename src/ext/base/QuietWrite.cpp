@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "QuietWrite.h"
 
 #include <cerrno>

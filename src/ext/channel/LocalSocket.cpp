@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "LocalSocket.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "MessageStream.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "CrashFile.h"
 
 #include <cerrno>

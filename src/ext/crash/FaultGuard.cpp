@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "FaultGuard.h"
 
 namespace qz::ext::crash {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "SignalNames.h"
 
 #include <signal.h>

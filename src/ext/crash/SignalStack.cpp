@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "SignalStack.h"
 
 #include <sys/mman.h>

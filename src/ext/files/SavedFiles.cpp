@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Files that are saved as a whole.
 
 #include <cerrno>

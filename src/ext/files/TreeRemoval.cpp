@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The removal of a tree. Each object is named by an open folder and a name in it, and no link is
 // followed to a folder, so whatever takes the place of something meanwhile, only objects of the
 // tree are removed. The way back to a folder that was closed is checked.

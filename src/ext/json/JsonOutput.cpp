@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "JsonOutput.h"
 
 #include <algorithm>

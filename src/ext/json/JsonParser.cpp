@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "JsonParser.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "JsonString.h"
 
 #include "JsonCharacters.h"

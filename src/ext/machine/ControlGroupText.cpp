@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ControlGroupText.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "LaunchThread.h"
 
 #include "SignalBlock.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "LineSplitter.h"
 
 #include <algorithm>

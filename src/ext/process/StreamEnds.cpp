@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "StreamEnds.h"
 
 #include <cerrno>

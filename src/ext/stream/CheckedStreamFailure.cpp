@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the stream does once something was wrong.
 
 #include <qz/ext/CheckedStream.h>

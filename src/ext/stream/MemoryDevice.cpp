@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "MemoryDevice.h"
 
 namespace qz::ext {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "FileDescriptor.h"
 
 #include <poll.h>

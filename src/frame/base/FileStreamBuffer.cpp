@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "FileStreamBuffer.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // The order in which objects that exist from load to exit are constructed. Each is defined next to

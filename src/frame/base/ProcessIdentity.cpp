@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ProcessIdentity.h"
 
 #include <sys/mman.h>

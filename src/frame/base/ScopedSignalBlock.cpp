@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ScopedSignalBlock.h"
 
 #include "WatchedSignals.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/SystemError.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzByteArrayLowFootprint.h>
 
 #include <climits>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzHighResTimer.h>
 
 #include <sys/time.h>

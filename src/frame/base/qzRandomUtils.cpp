@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzRandomUtils.h>
 
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzSimdConstants.h>
 
 #include "SimdConstants.h"

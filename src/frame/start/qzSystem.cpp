@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/qzSystem.h>
 
 #include <qz/qzLog.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shows what a crash has left.
 
 #include <chrono>

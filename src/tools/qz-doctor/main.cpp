@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Checks what the library needs on this machine, and says what follows.
 
 #include <algorithm>

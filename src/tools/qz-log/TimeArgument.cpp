@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "TimeArgument.h"
 
 #include <charconv>

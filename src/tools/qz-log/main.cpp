@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Merges log files by time, filters their entries and shows them.
 
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "frame/base/FileDescriptor.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "frame/base/FileStreamBuffer.h"
 
 #include <cerrno>

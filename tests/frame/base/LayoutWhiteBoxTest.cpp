@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The order and the offsets of the fields of every class whose layout is fixed: programs that were
 // built against an earlier release hold these objects by value.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The seeds of the standard generator: the time of loading, and one more for each thread.
 
 #include <atomic>

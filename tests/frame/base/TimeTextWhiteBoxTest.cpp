@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The local time of the log in a forked child, which reads no time zone.
 
 #include <climits>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <qz/UUID.h>
 
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The load-time objects of the library stand in the order of their priorities: objects of the test
 // with priorities between look at them while they are being made.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reports in a static constructor and in a static destructor. It is linked from the library's bare
 // objects, and its own come first, so that the constructor runs before the standard streams exist.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Loads a plugin that uses the library, has it start and stop the library, closes it, and then gets
 // a signal:
 //     unload_host PLUGIN SIGNAL

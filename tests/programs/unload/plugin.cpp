@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What unload_host loads and closes.
 
 #include <qz/qzLog.h>
