@@ -400,7 +400,8 @@ def write_markdown(path, build, documents):
         "Our median time beside the medians of the peers, taken in one run on the same data with "
         "the repetitions in random order. The ratio is our time over that of the peer named beside "
         "it, which is the fastest unless the goal is set against another; the goal is the most "
-        "that it is to be. `./dev bench` measures all of it anew.",
+        "that it is to be. A column `limit` is no peer but the floor: only what the work can't do "
+        "without, with nothing around it. `./dev bench` measures all of it anew.",
         f"- machine: {machine_text()}\n- compiler: {compiler_text(build)}",
     ]
     for subject, document in documents.items():

@@ -39,6 +39,7 @@ class Times:
         self.stress = 1800 if is_night else 60
         self.forked_children = 50000 if is_night else 2000
         self.fuzz = 600 if is_night else 10
+        self.crash_rounds = 500 if is_night else 20
 
 
 def run(command, environment=None, is_checked=True):
@@ -88,17 +89,29 @@ def fork_rows(tests, times):
               missing + doubled + damaged, "", seconds)
 
 
+def test_row(work, program, test, seeds, environment=None):
+    """The row of tests that say how often they have done something. A failed test is a loss."""
+    with tempfile.NamedTemporaryFile(suffix=".json") as report:
+        _, seconds = run([program, f"--gtest_filter=*{test}*",
+                          f"--gtest_output=json:{report.name}"], environment, is_checked=False)
+        document = json.load(report)
+    cases = [case for suite in document["testsuites"] for case in suite["testsuite"]]
+    return Row(work, sum(int(case.get("count", 0)) for case in cases),
+               document["failures"] + document["errors"], seeds, seconds)
+
+
 def fault_rows(tests, _times):
-    """The tests of the faults, which say how many there were."""
-    for work, test in (("faults: system calls that fail", "FindsTheOutcomesOfItsTable*"),
-                       ("faults: allocations that fail", "FindsOutcomesOfItsTableOnly*")):
-        with tempfile.NamedTemporaryFile(suffix=".json") as report:
-            _, seconds = run([tests / "faults" / "fault_tests", f"--gtest_filter=*{test}",
-                              f"--gtest_output=json:{report.name}"], is_checked=False)
-            document = json.load(report)
-        cases = [case for suite in document["testsuites"] for case in suite["testsuite"]]
-        yield Row(work, sum(int(case.get("faults", 0)) for case in cases),
-                  document["failures"] + document["errors"], "each in turn", seconds)
+    program = tests / "faults" / "fault_tests"
+    yield test_row("faults: system calls that fail", program, "FindsTheOutcomesOfItsTable",
+                   "each in turn")
+    yield test_row("faults: allocations that fail", program, "FindsOutcomesOfItsTableOnly",
+                   "each in turn")
+
+
+def crash_rows(tests, times):
+    yield test_row("crashes of 11 kinds on 4 kinds of threads", tests / "ext_tests",
+                   "IsReportedOnEachKindOfThread", "",
+                   {"QZ_CRASH_ROUNDS": str(times.crash_rounds)})
 
 
 def fuzz_rows(fuzz, times):
@@ -128,7 +141,8 @@ def write_page(path, rows, command):
         "# Reliability",
         "",
         "What was done to lose something, and how often something was lost: a line, a file, a "
-        "child, a lock that two held, a descriptor, or the state that a failure had to leave. "
+        "child, a lock that two held, a descriptor, the report of a crash, or the state that a "
+        "failure had to leave. "
         f"`{command}` does all of it anew, and makes this page.",
         "",
         f"- machine: {machine_text()}",
@@ -155,13 +169,13 @@ def main():
     times = Times(options.night)
     rows = []
     for kind in (stress_rows(tests, times), fork_rows(tests, times), fault_rows(tests, times),
-                 fuzz_rows(options.fuzz.resolve(), times)):
+                 crash_rows(tests, times), fuzz_rows(options.fuzz.resolve(), times)):
         for row in kind:
             print_row(row)
             rows.append(row)
     if options.markdown:
         command = "./dev figures --night" if options.night else "./dev figures"
-        write_page(options.markdown, rows, command + f" --markdown {options.markdown}")
+        write_page(options.markdown, rows, command + " --markdown FILE")
     sys.exit(1 if any(row.lost for row in rows) else 0)
 
 

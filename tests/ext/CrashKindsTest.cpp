@@ -80,8 +80,10 @@ TEST_P(CrashKindTest, IsReportedOnEachKindOfThread)
     if (GetParam().name == std::string("DoubleFree"))
         GTEST_SKIP() << "the sanitizer's own heap reports it and ends the process";
 #endif
+    int crashes = 0;
     for (const char* const place : kPlaces) {
         for (int i = 0; i < getRounds(); ++i) {
+            ++crashes;
             const std::string step = std::string(place) + GetParam().step;
             SCOPED_TRACE(step);
             expectReport(run({"say|the last words", "flush", step}));
@@ -89,6 +91,7 @@ TEST_P(CrashKindTest, IsReportedOnEachKindOfThread)
                 std::filesystem::remove(file);
         }
     }
+    RecordProperty("count", crashes);
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, CrashKindTest, ::testing::ValuesIn(kKinds), describe);

@@ -179,7 +179,7 @@ TEST_P(FaultWalk, FindsTheOutcomesOfItsTableWhenACallFails)
         EXPECT_THAT(outcomes, IsSupersetOf(required)) << row.call;
         EXPECT_THAT(outcomes, IsSubsetOf(allowed)) << row.call;
     }
-    RecordProperty("faults", std::to_string(faults));
+    RecordProperty("count", std::to_string(faults));
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, FaultWalk, ::testing::ValuesIn(getFaultTables()),
@@ -206,7 +206,7 @@ TEST_P(AllocationWalk, FindsOutcomesOfItsTableOnly)
     EXPECT_THAT(outcomes, Contains("std::bad_alloc"));
     const std::size_t count = result.out.find(kFailedAllocations);
     ASSERT_NE(count, std::string::npos);
-    RecordProperty("faults", std::stoi(result.out.substr(count + kFailedAllocations.size())));
+    RecordProperty("count", std::stoi(result.out.substr(count + kFailedAllocations.size())));
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, AllocationWalk, ::testing::ValuesIn(getTablesOfAllocations()),
