@@ -38,6 +38,8 @@ public:
     void endLine();
     /// Writes what an interrupted part has left of a line.
     void endPart();
+    /// Where the next line begins.
+    std::size_t getPosition() const { return mPosition; }
     /// Goes back, so that the following lines replace what comes after that position.
     void rewind(std::size_t position) { mPosition = position; }
     /// The bytes that are left in the file.

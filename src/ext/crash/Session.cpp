@@ -67,7 +67,8 @@ void Session::report(const Cause& cause)
 {
     ++mReportCount;
     mFile.keep();
-    if (mOut->getSpace() < kLeastForReport) mOut->rewind(kLastReports);
+    if (mOut->getPosition() <= kLastReports) mLastReports = mOut->getPosition();
+    if (mOut->getSpace() < kLeastForReport) mOut->rewind(mLastReports);
     Report(cause, mReportCount, mModules, mFrames, *mOut).write();
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -45,6 +46,7 @@ private:
     Modules mModules;
     Frames mFrames;
     long mReportCount = 0;
+    std::size_t mLastReports = 0;  // where the reports begin that further ones replace
 };
 
 }  // namespace qz::ext::crash
