@@ -132,7 +132,9 @@ private:
 
     QZ_LOCAL bool isInherited() const;
     QZ_LOCAL void stopWorkers();
+    QZ_LOCAL static void runInherited(const std::vector<SolverBase*>& solvers);
     QZ_LOCAL void runHere(const std::vector<SolverBase*>& solvers);
+    QZ_LOCAL void waitForTurn();
     QZ_LOCAL SolverIterator runRound(SolverIterator next, SolverIterator end);
     QZ_LOCAL bool isAnyRunning(SolverIterator first, SolverIterator last) const;
 

@@ -2,7 +2,11 @@
 #include <qz/ConcurrentPool.h>
 
 #include <algorithm>
+#include <exception>
+#include <memory>
 #include <utility>
+
+#include <cxxabi.h>
 
 #include <qz/qzSystemUtils.h>
 #include <qz/qzThread.h>
@@ -20,14 +24,31 @@ thread_local const ConcurrentPool* workingFor = nullptr;
 // never stops the library doesn't wait for its workers.
 ConcurrentPool* gDefaultPool = nullptr;
 
+// Solves on the calling thread, with the mutex held. An exception ends the process, as it does on a
+// worker.
 void solveAll(const std::vector<ConcurrentPool::SolverBase*>& solvers, qzMutex& mutex,
               qzWaitCondition& solverCondition)
-{
-    const qzMutexLocker locker(mutex);
+try {
     for (ConcurrentPool::SolverBase* const solver : solvers) {
         if (solver != nullptr) solver->solve(mutex, solverCondition);
     }
+} catch (const abi::__forced_unwind&) {
+    throw;  // the thread ends, which is no exception
+} catch (...) {
+    std::terminate();
 }
+
+// Makes the calling thread the worker of a pool.
+class WorkerRole {
+public:
+    explicit WorkerRole(const ConcurrentPool& pool) : mOuter(std::exchange(workingFor, &pool)) {}
+    ~WorkerRole() { workingFor = mOuter; }
+    WorkerRole(const WorkerRole&) = delete;
+    WorkerRole& operator=(const WorkerRole&) = delete;
+
+private:
+    const ConcurrentPool* mOuter;
+};
 
 }  // namespace
 
@@ -49,7 +70,11 @@ void ConcurrentPool::SolverBase::addResource(std::unique_ptr<SolverResource> res
 class ConcurrentPool::Worker final : public qzThread {
 public:
     explicit Worker(ConcurrentPool& pool) : mPool(&pool) { startThreadWithSignalsBlocked(nullptr); }
-    ~Worker() override { waitThread(msNoLimit); }
+    // A solver may end the process, whose exit handlers may destroy the pool on its thread.
+    ~Worker() override
+    {
+        if (!releaseOwnThread()) waitThread(msNoLimit);
+    }
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
 
@@ -69,7 +94,7 @@ private:
 
 void ConcurrentPool::Worker::run()
 {
-    workingFor = mPool;
+    const WorkerRole role(*mPool);
     const qzMutexLocker locker(mPool->mMutex);
     while (mKeepRunning) {
         if (mSolver == nullptr) {
@@ -111,11 +136,19 @@ unsigned int ConcurrentPool::getWorkerCount() const
 
 void ConcurrentPool::runSolvers(const std::vector<SolverBase*>& solvers)
 {
-    if (mWorkers.empty() || workingFor == this || isInherited()) {
-        runHere(solvers);
+    if (isInherited()) {
+        runInherited(solvers);
         return;
     }
     const qzMutexLocker locker(mMutex);
+    if (workingFor == this) {
+        solveAll(solvers, mMutex, mSolverCondition);
+        return;
+    }
+    if (mWorkers.empty()) {
+        runHere(solvers);
+        return;
+    }
     auto next = solvers.begin();
     while (next != solvers.end()) {
         next = runRound(next, solvers.end());
@@ -140,24 +173,41 @@ void ConcurrentPool::stopWorkers()
     mWorkers.clear();
 }
 
-void ConcurrentPool::runHere(const std::vector<SolverBase*>& solvers)
+void ConcurrentPool::runInherited(const std::vector<SolverBase*>& solvers)
 {
-    if (!isInherited()) {
-        solveAll(solvers, mMutex, mSolverCondition);
-        return;
-    }
     qzMutex mutex;
     qzWaitCondition solverCondition;
+    const qzMutexLocker locker(mutex);
     solveAll(solvers, mutex, solverCondition);
+}
+
+// Waits for its turn, with the mutex held, and is the worker then.
+void ConcurrentPool::runHere(const std::vector<SolverBase*>& solvers)
+{
+    waitForTurn();
+    const WorkerRole role(*this);
+    mPendingSolvers = 1;
+    const auto finish = [this](void*) {
+        mPendingSolvers = 0;
+        mAllDone.wakeAll();
+    };
+    // Also if a solver ends the thread.
+    const std::unique_ptr<void, decltype(finish)> turn(this, finish);
+    solveAll(solvers, mMutex, mSolverCondition);
+}
+
+void ConcurrentPool::waitForTurn()
+{
+    while (mPendingSolvers != 0) {
+        mAllDone.wait(&mMutex, qzWaitCondition::msNoLimit);
+    }
 }
 
 // Hands a solver to each worker and waits for them, with the mutex held.
 // @return the first solver that is left.
 ConcurrentPool::SolverIterator ConcurrentPool::runRound(SolverIterator next, SolverIterator end)
 {
-    while (mPendingSolvers != 0) {
-        mAllDone.wait(&mMutex, qzWaitCondition::msNoLimit);
-    }
+    waitForTurn();
     const SolverIterator begin = next;
     for (auto worker = mWorkers.begin(); next != end && worker != mWorkers.end(); ++next) {
         if (*next == nullptr) continue;

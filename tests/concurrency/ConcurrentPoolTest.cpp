@@ -5,6 +5,7 @@
 #include <csignal>
 #include <filesystem>
 #include <functional>
+#include <future>
 #include <iterator>
 #include <memory>
 #include <mutex>
@@ -205,39 +206,53 @@ TEST_F(ConcurrentPoolTest, RunsMoreSolversThanWorkersAndLeavesOutNulls)
 
 TEST_F(ConcurrentPoolTest, LetsItsCallersTakeTurns)
 {
-    ConcurrentPool pool(2);
-    constexpr int kRounds = 300;
-    int active = 0;  // solvers of any caller, guarded by the pool's mutex
-    int most = 0;
-    std::vector<int> runs(4);
-    std::vector<std::thread> callers;
-    for (int& count : runs) {
-        callers.emplace_back([&] {
-            const Solvers solvers(2, [&](qzMutex& mutex, qzWaitCondition&) {
-                most = std::max(most, ++active);
-                mutex.unlock();
-                std::this_thread::yield();
-                mutex.lock();
-                --active;
-                ++count;
+    for (const unsigned int workers : {1U, 2U}) {
+        SCOPED_TRACE(workers);
+        ConcurrentPool pool(workers);
+        constexpr int kRounds = 300;
+        unsigned int active = 0;  // solvers of any caller, guarded by the pool's mutex
+        unsigned int most = 0;
+        std::vector<int> runs(4);
+        std::vector<std::thread> callers;
+        for (int& count : runs) {
+            callers.emplace_back([&] {
+                const Solvers solvers(2, [&](qzMutex& mutex, qzWaitCondition&) {
+                    most = std::max(most, ++active);
+                    mutex.unlock();
+                    std::this_thread::yield();
+                    mutex.lock();
+                    --active;
+                    ++count;
+                });
+                for (int round = 0; round < kRounds; ++round)
+                    pool.runSolvers(solvers.get());
             });
-            for (int round = 0; round < kRounds; ++round)
-                pool.runSolvers(solvers.get());
-        });
+        }
+        for (std::thread& caller : callers)
+            caller.join();
+        EXPECT_THAT(runs, Each(2 * kRounds));
+        EXPECT_LE(most, workers);
     }
-    for (std::thread& caller : callers)
-        caller.join();
-    EXPECT_THAT(runs, Each(2 * kRounds));
-    EXPECT_LE(most, 2);
 }
 
 TEST_F(ConcurrentPoolTest, SolvesOnTheCallersThreadWithoutWorkers)
 {
     ConcurrentPool pool(1);
     std::vector<std::string> threads;
+    const auto isFree = [&pool] {
+        return std::async(std::launch::async,
+                          [&pool] {
+                              const bool isLocked = Peer::editMutex(pool).tryLock();
+                              if (isLocked) Peer::editMutex(pool).unlock();
+                              return isLocked;
+                          })
+            .get();
+    };
     const Solvers solvers(3, [&](qzMutex& mutex, qzWaitCondition&) {
         threads.push_back(qzThread::CurrentThreadId());
+        EXPECT_FALSE(isFree());
         mutex.unlock();
+        EXPECT_TRUE(isFree());
         mutex.lock();
     });
     pool.runSolvers(solvers.get());
@@ -245,8 +260,38 @@ TEST_F(ConcurrentPoolTest, SolvesOnTheCallersThreadWithoutWorkers)
     EXPECT_THAT(threads, Each(qzThread::CurrentThreadId()));
     pool.runSolvers({nullptr, solvers.get().front(), nullptr});
     EXPECT_THAT(threads, SizeIs(4)) << "nulls are left out";
-    EXPECT_TRUE(Peer::editMutex(pool).tryLock()) << "it is free again";
-    Peer::editMutex(pool).unlock();
+    EXPECT_TRUE(isFree());
+}
+
+TEST_F(ConcurrentPoolTest, SolvesOnTheCallersThreadWithinASolverOfAPoolWithoutWorkers)
+{
+    ConcurrentPool pool(1);
+    int count = 0;
+    const Solvers nested(2, [&](qzMutex&, qzWaitCondition&) { ++count; });
+    const Solvers solvers(1, [&](qzMutex& mutex, qzWaitCondition&) {
+        mutex.unlock();
+        pool.runSolvers(nested.get());
+        mutex.lock();
+        pool.runSolvers(nested.get());
+    });
+    pool.runSolvers(solvers.get());
+    EXPECT_EQ(count, 4);
+    pool.runSolvers(nested.get());
+    EXPECT_EQ(count, 6);
+}
+
+TEST_F(ConcurrentPoolTest, IsDestroyedByASolverThatEndsTheProcess)
+{
+    const ChildResult result = runInChild([] {
+        static std::unique_ptr<ConcurrentPool> pool = std::make_unique<ConcurrentPool>(3);
+        const Solvers solvers(1, [](qzMutex& mutex, qzWaitCondition&) {
+            mutex.unlock();
+            std::exit(7);
+        });
+        pool->runSolvers(solvers.get());
+        return 1;
+    });
+    EXPECT_EQ(result.getEnd(), "exit 7");
 }
 
 TEST_F(ConcurrentPoolTest, SolvesOnAWorkerThatIsACaller)
@@ -324,17 +369,21 @@ TEST_F(ConcurrentPoolTest, HasWorkersThatLeaveSignalsFromOutsideToOthers)
 
 TEST_F(ConcurrentPoolTest, EndsTheProcessWhenASolverThrows)
 {
-    const ChildResult result = runInChild([] {
-        ConcurrentPool pool(2);
-        const Solvers solvers(
-            1, [](qzMutex&, qzWaitCondition&) { throw std::runtime_error("unsolved"); });
-        try {
-            pool.runSolvers(solvers.get());
-        } catch (const std::exception&) {
-            return 1;
-        }
-        return 2;
-    });
+    const auto solve = [](unsigned int workers) {
+        return runInChild([workers] {
+            ConcurrentPool pool(workers);
+            const Solvers solvers(
+                1, [](qzMutex&, qzWaitCondition&) { throw std::runtime_error("unsolved"); });
+            try {
+                pool.runSolvers(solvers.get());
+            } catch (const std::exception&) {
+                return 1;
+            }
+            return 2;
+        });
+    };
+    EXPECT_EQ(solve(1).getEnd(), "signal 6");
+    const ChildResult result = solve(2);
     EXPECT_EQ(result.getEnd(), "signal 6");
     EXPECT_THAT(result.out, HasSubstr("Catch an exception : 'std::runtime_error(\"unsolved\")'"));
 }
