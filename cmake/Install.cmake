@@ -58,7 +58,7 @@ install(FILES
     cmake/qz_write_resources.cmake
     DESTINATION ${packageDir} COMPONENT Development)
 
-# --- pkg-config, and the Common Package Specification -----------------------------------------
+# --- pkg-config and CPS -----------------------------------------------------------------------
 
 # The files find the prefix by their own folder, so that an installed tree can be moved. Those of
 # packages name it: a cross compiler puts its system root before that name.
