@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <iterator>
 #include <string>
+#include <thread>
 
 #include <qz/ext/SafeFiles.h>
 #include <qz/qzLog.h>
@@ -139,6 +140,8 @@ int main(int argumentCount, char** arguments)
     const int seconds = std::max(1, (argumentCount > 1 ? std::atoi(arguments[1]) : 3) / 3);
     const support::ScratchFolder folder;
     const std::string path = folder.write("target", makeContent(0));
+    // A sanitizer starts a thread of its own beside the first one, and keeps it.
+    std::thread([] {}).join();
     StressRun run(0);
     run.repeatHere("files: writers killed while they replace a file", seconds,
                    [&](Random& random) { return killWriter(path, random); });
