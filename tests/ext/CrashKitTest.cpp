@@ -118,6 +118,27 @@ TEST_F(CrashKitTest, KeepsTheFirstAndTheLastOfManyReports)
     }
 }
 
+TEST_F(CrashKitTest, LeavesAProcessAloneWhoseHandlerJumped)
+{
+    const support::ChildResult result = run({"jump"});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_NE(result.out.find("[jumped]"), std::string::npos);
+    expectNullReport(readOnlyFile());
+}
+
+TEST_F(CrashKitTest, ReportsACrashOfACancelledThread)
+{
+    run({"cancelled"});
+    expectNullReport(readOnlyFile());
+}
+
+TEST_F(CrashKitTest, LetsForkedChildrenReportWhileTheLogIsBusy)
+{
+    const support::ChildResult result = run({"forks"});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_NE(result.out.find("[hung 0]"), std::string::npos);
+}
+
 TEST_F(CrashKitTest, NamesTheProgramAndItsFrames)
 {
     run({"null"});

@@ -31,6 +31,7 @@
 
 #include <dlfcn.h>
 #include <link.h>
+#include <setjmp.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -39,6 +40,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <csignal>
 #include <cstdlib>
@@ -297,6 +299,69 @@ void useUpDescriptors()
 
 // --- Steps
 
+sigjmp_buf gJump;
+
+void jump(int /*signal*/)
+{
+    ::siglongjmp(gJump, 1);
+}
+
+// A handler of the program was there before the kit, and is left by a jump. Then the limit passes.
+void leaveByJump()
+{
+    qz::ext::CrashKit::Remove();
+    struct sigaction action = {};
+    action.sa_handler = &jump;
+    ::sigaction(SIGSEGV, &action, nullptr);
+    gOptions.handlingLimitMs = 100;
+    install();
+    if (sigsetjmp(gJump, /*savemask=*/1) == 0) faults::null();
+    ::usleep(500'000);
+    std::cout << "[jumped]" << std::endl;
+}
+
+// The thread would end at the next function that may end it.
+void crashCancelled()
+{
+    std::thread([] {
+        const qz::ext::CrashStack stack;
+        ::pthread_cancel(::pthread_self());
+        faults::null();
+    }).join();
+}
+
+// Each child reports while the thread of the log may have been calling the kit.
+void forkWhileLogging()
+{
+    qz::qzLog::msInstance->setEchoToConsole(false);
+    std::atomic<bool> isOver = false;
+    std::thread thread([&isOver] {
+        while (!isOver) {
+            qz::logInfo() << "busy";
+            ::usleep(20);
+        }
+    });
+    int hung = 0;
+    for (int i = 0; i < 500 && hung == 0; ++i) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            qz::logInfo() << "child";
+            ::_exit(0);
+        }
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (::waitpid(child, nullptr, WNOHANG) == 0) {
+            if (std::chrono::steady_clock::now() < end) continue;
+            ++hung;
+            ::kill(child, SIGKILL);
+            ::waitpid(child, nullptr, 0);
+            break;
+        }
+    }
+    isOver = true;
+    thread.join();
+    std::cout << "[hung " << hung << ']' << std::endl;
+}
+
 using Parts = std::vector<std::string>;
 
 const std::map<std::string, std::function<void(const Parts&)>> kSteps = {
@@ -351,6 +416,9 @@ const std::map<std::string, std::function<void(const Parts&)>> kSteps = {
     {"two", [](const Parts&) { crashTwice(); }},
     {"leaving", [](const Parts&) { gLeaving.isArmed = true; }},
     {"printing", [](const Parts&) { crashWhilePrinting(); }},
+    {"jump", [](const Parts&) { leaveByJump(); }},
+    {"cancelled", [](const Parts&) { crashCancelled(); }},
+    {"forks", [](const Parts&) { forkWhileLogging(); }},
 };
 
 void run(const std::string& step);

@@ -28,7 +28,7 @@ crash null "say|the first" "say|the last" flush null 2>/dev/null
 expect 0 "$report"
 expect_text err ""
 expect_pattern out "^program: .*/crashes\$"
-expect_line out "end: SIGSEGV (11), SEGV_MAPERR (1), at 0x0"
+expect_line out "end: abnormal, after SIGSEGV (11), SEGV_MAPERR (1), at 0x0"
 expect_line out "report 1: SIGSEGV (11), SEGV_MAPERR (1), at 0x0"
 expect_pattern out "^  #0    *faults::null() at .*/crashes.cpp:[0-9][0-9]*  \[crashes+0x[0-9a-f]*\]\$"
 expect_pattern out "^  #[0-9]* *main at .*/crashes.cpp:[0-9]"
@@ -65,6 +65,16 @@ sed -i 's/cause SIGSEGV/cause \x1b[2JSEG/' hostile.qzcrash
 expect 0 hostile.qzcrash
 expect_line out "report 1: ?[2JSEG (11), SEGV_MAPERR (1), at 0x0"
 
+# Each reference in the name of a type doubles what it stands for.
+cp "$report" large.qzcrash
+type=1fI1aIiiE
+for part in {1..9} {A..T}; do type+="S0_IS${part}_S${part}_E"; done
+type+=E
+printf 'report 9\nexception %s\nend 9\n\0' "$type" |
+    dd of=large.qzcrash bs=1 seek=$((4096 + $(tail -c +4097 "$report" | head -c 524288 | tr -d '\0' | wc -c))) conv=notrunc 2>/dev/null
+expect 0 large.qzcrash
+expect_pattern out "^  exception ${type:0:20}"
+
 # What can't be read.
 expect 1 "$report" none
 expect_pattern err "^qz-crash: open none: .*ENOENT"
@@ -84,7 +94,7 @@ crash list null 2>/dev/null
 touch list/other list/empty.qzcrash
 expect 0 --list list
 (($(wc -l <out) == 2)) || fail "not two lines: $(cat out)"
-expect_pattern out "^....-..-.. ..:..:..  list/crashes-.*\.qzcrash  SIGSEGV (11), SEGV_MAPERR (1), at 0x0\$"
+expect_pattern out "^....-..-.. ..:..:..  list/crashes-.*\.qzcrash  abnormal, after SIGSEGV (11), SEGV_MAPERR (1), at 0x0\$"
 expect_pattern out "  without a report: killed, or by a signal such as SIGTERM\$"
 
 # The watch shows the reports that come.
@@ -97,4 +107,4 @@ wait_for crash_count 2
 wait_for crash_count 3
 kill "$watcher"
 wait "$watcher" 2>/dev/null || true
-expect_pattern watched "  SIGFPE (8), FPE_INTDIV (1), at 0x"
+expect_pattern watched "after SIGFPE (8), FPE_INTDIV (1), at 0x"

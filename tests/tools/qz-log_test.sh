@@ -314,6 +314,18 @@ timeout 300 "$program" --follow live 2>err | head -n 1 >followed
 expect_pattern followed "INFO PID"
 expect_text err ""
 
+for reader in 'exec >&-' 'exec > >(exec >&-)'; do
+    status=0
+    (eval "$reader" && timeout 100 "$program" --follow live 2>/dev/null) || status=$?
+    ((status != 124)) || fail "an output without a reader is followed: $reader"
+done
+
+# A byte order mark within an entry hides nothing.
+printf '%s\n\xEF\xBB\xBFwith a mark\nmore\n' "$(line INFO 1 1 "the first line")" >marked.log
+expect 0 marked.log
+expect_pattern out 'with a mark'
+expect_pattern out 'more'
+
 # --- The command line
 
 expect_common_options

@@ -16,18 +16,35 @@ namespace {
 
 std::atomic<int> gLastNumber = 0;
 
-// The model needs no memory at the first use on a thread.
-[[gnu::tls_model("initial-exec")]] thread_local int tNumber = 0;  // of the alarm in force, or 0
-[[gnu::tls_model("initial-exec")]] thread_local int tFatalSignal = 0;
+// A signal that comes when it can't end anything, between two parts of a report, is repeated.
+constexpr long kRepetitionNs = 100'000'000;
+
+std::uintptr_t findStackBegin()
+{
+    stack_t stack = {};
+    const bool isAlternate =
+        ::sigaltstack(nullptr, &stack) == 0 && (stack.ss_flags & SS_ONSTACK) != 0;
+    return isAlternate ? reinterpret_cast<std::uintptr_t>(stack.ss_sp) : 0;
+}
 
 }  // namespace
 
-// The C library's functions for timers aren't made for handlers, the system calls are.
-Alarm::Alarm(int kitSignal, int timeoutMs, int fatalSignal)
-    : mOuterNumber(tNumber), mOuterSignal(tFatalSignal)
+Alarm::State& Alarm::editState()
 {
-    tFatalSignal = fatalSignal;
-    tNumber = gLastNumber.fetch_add(1) + 1;
+    // The model needs no memory at the first use on a thread.
+    [[gnu::tls_model("initial-exec")]] thread_local State state;
+    return state;
+}
+
+// The C library's functions for timers aren't made for handlers, the system calls are.
+Alarm::Alarm(int kitSignal, int timeoutMs, int fatalSignal) : mOuter(editState())
+{
+    State& state = editState();
+    state.fatalSignal = fatalSignal;
+    state.number = gLastNumber.fetch_add(1) + 1;
+    state.timer = -1;
+    state.stackBegin = findStackBegin();
+    state.stackEnd = reinterpret_cast<std::uintptr_t>(this);
     sigset_t unblocked;
     ::sigemptyset(&unblocked);
     ::sigaddset(&unblocked, kitSignal);
@@ -35,26 +52,33 @@ Alarm::Alarm(int kitSignal, int timeoutMs, int fatalSignal)
     sigevent event = {};
     event.sigev_notify = SIGEV_THREAD_ID;
     event.sigev_signo = kitSignal;
-    event.sigev_value.sival_int = tNumber;
+    event.sigev_value.sival_int = state.number;
     event._sigev_un._tid = ::gettid();
-    if (::syscall(SYS_timer_create, CLOCK_MONOTONIC, &event, &mTimer) != 0) return;
+    if (::syscall(SYS_timer_create, CLOCK_MONOTONIC, &event, &state.timer) != 0) return;
     itimerspec limit = {};
     limit.it_value.tv_sec = timeoutMs / 1000;
     limit.it_value.tv_nsec = timeoutMs % 1000 * 1'000'000L;
-    ::syscall(SYS_timer_settime, mTimer, 0, &limit, nullptr);
+    limit.it_interval.tv_nsec = kRepetitionNs;
+    ::syscall(SYS_timer_settime, state.timer, 0, &limit, nullptr);
 }
 
 Alarm::~Alarm()
 {
-    if (mTimer >= 0) ::syscall(SYS_timer_delete, mTimer);
-    tNumber = mOuterNumber;
-    tFatalSignal = mOuterSignal;
+    State& state = editState();
+    if (state.timer >= 0) ::syscall(SYS_timer_delete, state.timer);
+    state = mOuter;
 }
 
-void Alarm::Expire(int number)
+void Alarm::Expire(int number, std::uintptr_t stackPointer)
 {
-    if (number != tNumber) return;
-    if (tFatalSignal != 0) endProcess(tFatalSignal);
+    State& state = editState();
+    if (number != state.number) return;
+    if (stackPointer < state.stackBegin || stackPointer >= state.stackEnd) {
+        if (state.timer >= 0) ::syscall(SYS_timer_delete, state.timer);
+        state = {};
+        return;
+    }
+    if (state.fatalSignal != 0) endProcess(state.fatalSignal);
     leavePart(kAlarmExpired);
 }
 

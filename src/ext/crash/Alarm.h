@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
+
 namespace qz::ext::crash {
 
 /// Limits what the calling thread does in a signal handler. When the time is over, a part of a
@@ -15,13 +17,24 @@ public:
     Alarm& operator=(const Alarm&) = delete;
 
     /// In the handler of the kit's signal, on the thread of the alarm.
-    /// @param number that of the signal; an alarm that has been cancelled meanwhile is ignored.
-    static void Expire(int number);
+    /// @param number that of the signal; an alarm that has been cancelled meanwhile is ignored, and
+    ///     so is one whose handler was left by a jump.
+    /// @param stackPointer of what the signal has interrupted.
+    static void Expire(int number, std::uintptr_t stackPointer);
 
 private:
-    int mTimer = -1;
-    int mOuterNumber;
-    int mOuterSignal;
+    // Of the innermost alarm of a thread.
+    struct State {
+        int number = 0;  // 0 for none
+        int timer = -1;
+        int fatalSignal = 0;
+        // What runs under the alarm is in this part of the stack.
+        std::uintptr_t stackBegin = 0;
+        std::uintptr_t stackEnd = 0;
+    };
+    static State& editState();
+
+    const State mOuter;
 };
 
 /// Ends the process by a signal, as if nobody had handled it.

@@ -79,8 +79,9 @@ bool CrashFile::make(const std::string& folder, const std::string& program, long
 bool CrashFile::fill(SystemFailure* failure)
 {
     const int descriptor = mDescriptor.get();
-    const int refused =
-        ::posix_fallocate(descriptor, 0, kRingOffset + static_cast<off_t>(mRingBytes));
+    int refused = EINTR;
+    while (refused == EINTR)
+        refused = ::posix_fallocate(descriptor, 0, kRingOffset + static_cast<off_t>(mRingBytes));
     if (refused != 0) return fail(failure, "posix_fallocate " + toUtf8(mPath), refused);
     const std::string head =
         kMagic + std::to_string(kReportBytes) + " " + std::to_string(mRingBytes) + "\n";

@@ -4,6 +4,9 @@
 #include <cerrno>
 #include <memory>
 #include <mutex>
+#include <new>
+
+#include <pthread.h>
 
 #include <qz/qzException.h>
 
@@ -25,6 +28,13 @@ using crash::Session;
 std::mutex gEntriesMutex;
 qzLog::CustomHandler gNextHandler = nullptr;  // guarded by gEntriesMutex, as is its data
 void* gNextHandlerData = nullptr;
+
+// A forked child reports on the thread that has forked, and has no thread that would unlock the
+// mutex if the log's thread had it at that moment.
+void renewMutexInChild()
+{
+    new (&gEntriesMutex) std::mutex;
+}
 
 void receiveBatch(std::list<qzLog::LogEntry>& batch, void* /*data*/)
 {
@@ -85,6 +95,8 @@ void finish(std::unique_ptr<Session> session)
 
 bool CrashKit::Install(const CrashOptions& options, SystemFailure* failure)
 {
+    static const int registered = ::pthread_atfork(nullptr, nullptr, &renewMutexInChild);
+    static_cast<void>(registered);
     const char* const step = "CrashKit::Install";
     if (!arePossible(options)) return fail(failure, step, EINVAL);
     if (!exception::IsSigWatcherRegistered())
@@ -120,6 +132,7 @@ bool CrashKit::IsInstalled()
 
 std::string CrashKit::GetFilePath()
 {
+    const std::lock_guard<std::mutex> lock(gEntriesMutex);
     const Session* const session = crash::getSession();
     return session != nullptr ? toUtf8(session->getPath()) : std::string();
 }
@@ -131,8 +144,6 @@ bool CrashKit::CoverThreads()
 
 void CrashKit::KeepEntries(const std::list<qzLog::LogEntry>& batch)
 {
-    // In a forked child nobody may have the mutex any more, but there is no session either.
-    if (!IsInstalled()) return;
     const std::lock_guard<std::mutex> lock(gEntriesMutex);
     Session* const session = crash::getSession();
     if (session == nullptr) return;

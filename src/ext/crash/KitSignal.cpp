@@ -2,6 +2,7 @@
 #include "KitSignal.h"
 
 #include <cerrno>
+#include <cstdint>
 
 #include <signal.h>
 #include <ucontext.h>
@@ -17,10 +18,13 @@ namespace {
 void handleKitSignal(int /*signal*/, siginfo_t* info, void* context)
 {
     const int interruptedErrno = errno;
-    if (info->si_code == SI_TIMER) Alarm::Expire(info->si_value.sival_int);
+    auto& interrupted = *static_cast<ucontext_t*>(context);
+    if (info->si_code == SI_TIMER)
+        Alarm::Expire(info->si_value.sival_int,
+                      static_cast<std::uintptr_t>(interrupted.uc_mcontext.gregs[REG_RSP]));
     // A forked child may have inherited the handler, but nobody else's process sends a pointer.
     if (info->si_code == SI_QUEUE && info->si_pid == ::getpid())
-        takeStack(info->si_value, *static_cast<ucontext_t*>(context));
+        takeStack(info->si_value, interrupted);
     errno = interruptedErrno;
 }
 

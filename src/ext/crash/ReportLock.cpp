@@ -3,6 +3,7 @@
 
 #include <atomic>
 
+#include <sys/syscall.h>
 #include <sys/types.h>
 #include <time.h>
 #include <unistd.h>
@@ -22,6 +23,12 @@ long getMonotonicMs()
     return now.tv_sec * 1000 + now.tv_nsec / 1'000'000;
 }
 
+// The function would end a thread that is to be cancelled.
+void pause()
+{
+    ::syscall(SYS_nanosleep, &kPause, nullptr);
+}
+
 bool take(pid_t thread)
 {
     pid_t none = 0;
@@ -36,7 +43,7 @@ ReportLock::ReportLock(int timeoutMs)
     ++gWaiters;
     const long endMs = getMonotonicMs() + timeoutMs;
     while (gHolder != own && !(mIsHeld = take(own)) && getMonotonicMs() < endMs)
-        ::nanosleep(&kPause, nullptr);
+        pause();
     --gWaiters;
 }
 
@@ -47,7 +54,7 @@ ReportLock::~ReportLock()
     // This thread may be about to end the process, and another one to report its own crash.
     constexpr int kMostPauses = 1000;
     for (int i = 0; i < kMostPauses && gWaiters != 0 && gHolder == 0; ++i)
-        ::nanosleep(&kPause, nullptr);
+        pause();
 }
 
 bool ReportLock::IsHeldByCaller()

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <utility>
 
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace qz::ext::crash {
@@ -61,10 +62,11 @@ void SafeText::endLine()
     mLine[mSize++] = '\n';
     mLine[mSize] = '\0';
     const std::size_t size = std::exchange(mSize, 0);
-    if (size + 1 > mEnd - mPosition) return;
+    if (mPosition + size + 1 > mEnd) return;
     for (std::size_t done = 0; done < size + 1;) {
-        const ssize_t written = ::pwrite(mDescriptor, mLine + done, size + 1 - done,
-                                         static_cast<off_t>(mPosition + done));
+        // The function would end a thread that is to be cancelled, and with it the report.
+        const long written = ::syscall(SYS_pwrite64, mDescriptor, mLine + done, size + 1 - done,
+                                       static_cast<off_t>(mPosition + done));
         if (written > 0) done += static_cast<std::size_t>(written);
         if (written == 0 || (written < 0 && errno != EINTR)) return;
     }

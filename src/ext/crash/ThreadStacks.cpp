@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ThreadStacks.h"
 
-#include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <charconv>
 #include <cstdint>
 #include <fstream>
@@ -96,9 +96,10 @@ Cover& findCover(pid_t thread)
     return *covers.emplace_back(std::make_unique<Cover>(thread));
 }
 
-void sendSignal(int signal, Cover& cover)
+// @return false if the system can't queue the signal.
+bool sendSignal(int signal, Cover& cover)
 {
-    if (!cover.isDone.exchange(false)) return;
+    if (!cover.isDone.exchange(false)) return true;
     gSentSignals.fetch_add(1, std::memory_order_release);
     siginfo_t info = {};
     info.si_signo = signal;
@@ -106,9 +107,10 @@ void sendSignal(int signal, Cover& cover)
     info.si_pid = ::getpid();
     info.si_uid = ::getuid();
     info.si_value.sival_ptr = &cover;
-    // A thread that has just ended has nothing to be covered.
-    if (::syscall(SYS_rt_tgsigqueueinfo, ::getpid(), cover.threadId, signal, &info) != 0)
-        cover.isDone = true;
+    if (::syscall(SYS_rt_tgsigqueueinfo, ::getpid(), cover.threadId, signal, &info) == 0)
+        return true;
+    cover.isDone = true;
+    return errno == ESRCH;  // a thread that has just ended needs no stack
 }
 
 bool isFinished(const Cover& cover)
@@ -139,11 +141,13 @@ bool coverThreads(int signal)
     editCovers().remove_if([](const auto& cover) { return !isAlive(cover->threadId); });
     const pid_t own = ::gettid();
     std::vector<Cover*> waiting;
-    for (const pid_t thread : listThreads()) {
+    const std::vector<pid_t> threads = listThreads();
+    bool isGood = !threads.empty();
+    for (const pid_t thread : threads) {
         if (thread == own) continue;
         Cover& cover = findCover(thread);
         if (!cover.stack.isMade()) return false;
-        sendSignal(signal, cover);
+        isGood = sendSignal(signal, cover) && isGood;
         waiting.push_back(&cover);
     }
     if (SignalStack::IsMissing()) {
@@ -151,9 +155,9 @@ bool coverThreads(int signal)
         ::sigaltstack(&stack, nullptr);
     }
     const Deadlines deadlines;
-    return std::count_if(waiting.begin(), waiting.end(), [&](const Cover* cover) {
-               return !waitFor(*cover, signal, deadlines);
-           }) == 0;
+    for (const Cover* const cover : waiting)
+        isGood = waitFor(*cover, signal, deadlines) && isGood;
+    return isGood;
 }
 
 void takeStack(sigval value, ucontext_t& context)

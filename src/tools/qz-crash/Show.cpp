@@ -19,11 +19,16 @@ namespace {
 
 using qz::ext::makePrintable;
 
-// Longer names are left as they are: the C++ library unravels them by recursion.
+// Some names are left as they are: the C++ library unravels long ones by recursion, and each
+// reference to a part (S, T) can double what comes out.
 std::string demangle(const std::string& type)
 {
     constexpr std::size_t kLongest = 1024;
-    if (type.size() > kLongest) return type;
+    constexpr long kMostReferences = 24;
+    const long references = std::count_if(type.begin(), type.end(), [](char character) {
+        return character == 'S' || character == 'T';
+    });
+    if (type.size() > kLongest || references > kMostReferences) return type;
     const auto release = [](char* text) { std::free(text); };
     const std::unique_ptr<char, decltype(release)> name(
         abi::__cxa_demangle(type.c_str(), nullptr, nullptr, nullptr), release);
@@ -125,8 +130,8 @@ std::string describeEnd(const qz::ext::CrashReport& report)
         return report.isRunning ? "none, the process is running"
                                 : "without a report: killed, or by a signal such as SIGTERM";
     const std::string cause = makePrintable(report.events[0].cause);
-    if (report.hasEndedNormally) return "normal, after " + cause;
-    return cause + (report.isRunning ? "; the process is running" : "");
+    if (report.isRunning) return "none, the process is running after " + cause;
+    return (report.hasEndedNormally ? "normal, after " : "abnormal, after ") + cause;
 }
 
 std::string describeTime(long timeMs)

@@ -2,6 +2,7 @@
 #include "Watch.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <iostream>
 #include <system_error>
@@ -29,6 +30,15 @@ long getTime(const qz::ext::CrashReport& report)
 
 }  // namespace
 
+// A file that is being made, or removed, is no problem.
+void Watch::noteFailure(const std::string& path, const qz::ext::SystemFailure& failure)
+{
+    if (failure.error == ENOENT || failure.error == EBADMSG) return;
+    mHasFailed = true;
+    mListed.insert(path);
+    std::cerr << "qz-crash: " << qz::ext::makePrintable(failure.toString()) << '\n';
+}
+
 bool Watch::listNew()
 {
     std::error_code error;
@@ -37,8 +47,13 @@ bool Watch::listNew()
         const std::string path = it->path().string();
         if (it->path().extension() != ".qzcrash" || mListed.contains(path)) continue;
         qz::ext::CrashReport report;
-        if (!qz::ext::readCrashReport(path, report)) continue;
-        if (report.events.empty() && report.isRunning) continue;
+        qz::ext::SystemFailure failure;
+        if (!qz::ext::readCrashReport(path, report, &failure)) {
+            noteFailure(path, failure);
+            continue;
+        }
+        const bool isWritten = !report.events.empty() && report.events.back().isComplete;
+        if (report.isRunning && !isWritten) continue;
         mListed.insert(path);
         lines.push_back({getTime(report), describeTime(getTime(report)) + "  " +
                                               qz::ext::makePrintable(path) + "  " +

@@ -63,7 +63,7 @@ int watch(const std::string& folder, bool isEndless)
 {
     Watch reports(folder);
     while (reports.listNew()) {
-        if (!isEndless || !std::cout) return 0;
+        if (!isEndless || !std::cout) return reports.hasFailed() ? kStatusFailed : 0;
         std::this_thread::sleep_for(kPeriod);
     }
     return kStatusFailed;

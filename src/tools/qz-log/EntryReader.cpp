@@ -127,7 +127,9 @@ bool EntryReader::loadLine()
     if (mIsLineLoaded) return true;
     if (!findLineEnd()) return false;
     std::string_view line(mBuffer.data() + mLine, mLineEnd - mLine);
-    if (line.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
+    // Within an entry it is text, unless another file begins there.
+    if (line.substr(0, kByteOrderMark.size()) == kByteOrderMark &&
+        (mEntry == mLine || classify(line.substr(kByteOrderMark.size())) != kNoPrefix)) {
         if (mEntry == mLine) mEntry += kByteOrderMark.size();
         mLine += kByteOrderMark.size();
         line.remove_prefix(kByteOrderMark.size());

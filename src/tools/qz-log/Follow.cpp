@@ -137,7 +137,8 @@ private:
 bool isOutputRead()
 {
     pollfd output = {STDOUT_FILENO, 0, 0};
-    return ::poll(&output, 1, kPeriodMs) <= 0 || (output.revents & POLLERR) == 0;
+    constexpr short kEnded = POLLERR | POLLHUP | POLLNVAL;
+    return ::poll(&output, 1, kPeriodMs) <= 0 || (output.revents & kEnded) == 0;
 }
 
 }  // namespace

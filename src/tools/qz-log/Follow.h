@@ -8,7 +8,7 @@
 namespace qzlog {
 
 /// Shows the entries of the files, and those that are added to them or to the files that follow
-/// them by a rotation. Returns when the output has ended, or when there is nothing to follow.
+/// them by a rotation. Returns when nobody reads the output any more.
 void follow(const Options& options, Style style, Output& output, Problems& problems);
 
 }  // namespace qzlog
