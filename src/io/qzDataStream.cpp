@@ -110,16 +110,6 @@ std::string qzDataStream::getErrorMsg() const
     setError("Read error");
 }
 
-unsigned long qzDataStream::moveToDevice(const char* data, unsigned long size)
-{
-    return callDevice([&](qzIoDevice& device) { return device.writeBytes(data, size); });
-}
-
-unsigned long qzDataStream::moveFromDevice(char* data, unsigned long size)
-{
-    return callDevice([&](qzIoDevice& device) { return device.readBytes(data, size); });
-}
-
 bool qzDataStream::write1Byte(const char* data)
 {
     return moveToDevice(data, 1) == 1;
