@@ -74,12 +74,6 @@ public:
     }
 
 private:
-    static std::string readFile(const std::string& path)
-    {
-        std::ifstream file(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
     // The two differ in nothing but the names of their files.
     std::string withoutPath(std::string text) const
     {
@@ -107,6 +101,14 @@ private:
                       std::to_string(at.first - device.begin()) + " on, of " +
                       std::to_string(device.size()) + " and plainly " +
                       std::to_string(plain.size());
+    }
+
+    // The whole file; nothing if there is none.
+    static std::string readFile(const std::string& path)
+    {
+        std::ostringstream content;
+        content << std::ifstream(path, std::ios::binary).rdbuf();
+        return content.str();
     }
 
     void compareFiles() { compareBytes(readFile(mDevicePath), readFile(mPlainPath)); }

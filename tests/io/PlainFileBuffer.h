@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <algorithm>
 #include <cerrno>
 #include <ios>
 #include <streambuf>
@@ -12,9 +13,8 @@
 
 namespace qz {
 
-/// The plain form of the stream buffer of a file device: it moves single bytes wherever it can and
-/// reads at most one byte ahead. It must be full at the same byte as the real one, so that failed
-/// writes show at the same call.
+/// The plain form of the stream buffer of a file device: it reads at most one byte ahead. It must
+/// be full at the same byte as the real one, so that failed writes show at the same call.
 class PlainFileBuffer : public std::streambuf {
 public:
     explicit PlainFileBuffer(std::size_t capacity) : mCapacity(capacity) {}
@@ -87,11 +87,14 @@ protected:
             mPending.clear();  // a large block is not buffered
             return isWritten ? size : size - rest;
         }
-        for (std::streamsize i = 0; i < size; ++i) {
-            if (mPending.size() == mCapacity && !writePending()) return i;
-            mPending += src[i];
+        std::size_t done = 0;
+        while (done < count) {
+            if (mPending.size() == mCapacity && !writePending()) break;
+            const std::size_t step = std::min(count - done, mCapacity - mPending.size());
+            mPending.append(src + done, step);
+            done += step;
         }
-        return size;
+        return static_cast<std::streamsize>(done);
     }
     pos_type seekoff(off_type offset, std::ios_base::seekdir from,
                      std::ios_base::openmode /*which*/) override

@@ -51,9 +51,10 @@ public:
         do {
             const unsigned long got = pull((size - done) / mBehaviour.copies);
             if (got == 0) break;
-            for (unsigned long i = 0; i < got; ++i)
-                done += static_cast<unsigned long>(
-                    std::fill_n(dst + done, mBehaviour.copies, mTaken[i]) - (dst + done));
+            if (mBehaviour.copies == 1) mTaken.copy(dst + done, got);
+            for (unsigned long i = 0; mBehaviour.copies > 1 && i < got; ++i)
+                std::fill_n(dst + done + i * mBehaviour.copies, mBehaviour.copies, mTaken[i]);
+            done += got * mBehaviour.copies;
         } while (mBehaviour.fillsItsOutput);
         return done;
     }

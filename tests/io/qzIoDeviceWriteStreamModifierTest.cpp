@@ -32,17 +32,22 @@ constexpr auto kReadWrite = qzIoDevice::DataWayReadWrite;
 constexpr unsigned long kThreshold = 2202009;
 constexpr unsigned long kOutput = 1048576;
 
+// One pattern again and again: a loop over all bytes would take minutes with a sanitizer.
 std::string makeBytes(unsigned long size)
 {
-    std::string bytes(size, '\0');
-    for (unsigned long i = 0; i < size; ++i) {
-        bytes[i] = static_cast<char>(i * 31 + i / 253);
-    }
+    constexpr unsigned long kPeriod = 64768;
+    std::string bytes;
+    for (unsigned long i = 0; i < std::min(size, kPeriod); ++i)
+        bytes += static_cast<char>(i * 31 + i / 253);
+    bytes.reserve(size);
+    while (bytes.size() < size)
+        bytes.append(bytes, 0, std::min(bytes.size(), size - bytes.size()));
     return bytes;
 }
 
 std::string repeat(const std::string& bytes, unsigned long copies)
 {
+    if (copies == 1) return bytes;
     std::string repeated;
     repeated.reserve(bytes.size() * copies);
     for (const char byte : bytes) {
