@@ -107,7 +107,8 @@ public:
     /// @param count how many; 0 is taken as 1. A pool of 1 has no thread: its callers do the work.
     /// @throws std::system_error if a thread can't be started; those that were started have ended.
     explicit ConcurrentPool(unsigned int count);
-    /// Waits for the workers, which finish the solvers that they have begun, and ends them.
+    /// Waits for the workers, which finish the solvers that they have begun, and ends them. On a
+    /// worker it calls std::terminate: a solver must not call `exit` if that destroys the pool.
     ~ConcurrentPool();
     ConcurrentPool(const ConcurrentPool&) = delete;
     ConcurrentPool& operator=(const ConcurrentPool&) = delete;

@@ -70,11 +70,7 @@ void ConcurrentPool::SolverBase::addResource(std::unique_ptr<SolverResource> res
 class ConcurrentPool::Worker final : public qzThread {
 public:
     explicit Worker(ConcurrentPool& pool) : mPool(&pool) { startThreadWithSignalsBlocked(nullptr); }
-    // A solver may end the process, whose exit handlers may destroy the pool on its thread.
-    ~Worker() override
-    {
-        if (!releaseOwnThread()) waitThread(msNoLimit);
-    }
+    ~Worker() override { waitThread(msNoLimit); }
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
 
@@ -126,6 +122,9 @@ ConcurrentPool::ConcurrentPool(unsigned int count)
 
 ConcurrentPool::~ConcurrentPool()
 {
+    // A solver of the pool, or an exit handler that it has caused, would wait for its own thread,
+    // and the solver's caller for the solver.
+    if (workingFor == this && !mWorkers.empty() && !isInherited()) std::terminate();
     stopWorkers();
 }
 

@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
-#include <string>
 
 #include <execinfo.h>
 #include <signal.h>
@@ -90,8 +90,14 @@ void writeOrigin(std::ostream& out, const siginfo_t& info)
     }
 }
 
+// An asynchronous signal stays blocked meanwhile, as it does without the library. Signals that come
+// faster than they are handled would nest until the stack is full.
 void callOldHandler(const struct sigaction& old, int signal, siginfo_t* info, void* context)
 {
+    sigset_t mask = static_cast<ucontext_t*>(context)->uc_sigmask;
+    const bool isFault = kWatchedSignals[getIndex(signal)].isFault;
+    if (!isFault && (old.sa_flags & SA_NODEFER) == 0) ::sigaddset(&mask, signal);
+    setSignalMask(mask);
     if ((old.sa_flags & SA_SIGINFO) != 0) {
         old.sa_sigaction(signal, info, context);
     } else {
@@ -144,24 +150,27 @@ void rewindBadCall(const siginfo_t& info, void* context)
     registers[REG_RSP] += static_cast<greg_t>(sizeof *stack);
 }
 
-// Returns the text without the trace. Inlined into the handler, see writeTrace.
-[[gnu::always_inline]] inline std::string report(int signal, const siginfo_t& info,
-                                                 const SignalDecision& decision)
+// Returns what is to be thrown. Inlined into the handler, see writeTrace.
+[[gnu::always_inline]] inline std::optional<std::runtime_error> report(
+    int signal, const siginfo_t& info, const SignalDecision& decision)
 {
-    // In this order, so that the next signal finds this report ended.
-    const ScopedSignalBlock signals;
+    // In this order, so that the next signal finds this report ended, and its memory freed: that
+    // signal's report waits for the allocator for ever if this one has locked it.
+    ScopedSignalBlock signals;
     const log::SignalReport running;
     const KnownZoneScope zone;
     std::ostringstream text;
     writeSignal(text, signal);
     writeSignalCode(text, signal, info.si_code);
     writeOrigin(text, info);
-    std::string shortText = text.str();
+    std::optional<std::runtime_error> failure;  // its text is that without the trace
+    if (decision.isFatal) failure.emplace(text.str());
     if (decision.wantsTrace) writeTrace(text);
     qzLogObject(decision.isFatal ? qzLog::Critical : qzLog::Info, /*synchronous=*/true, nullptr,
                 "qzSystem")
         << text.str();
-    return shortText;
+    if (!decision.isFatal) signals.keep();  // the next one comes after this handler, not within it
+    return failure;
 }
 
 void handleSignal(int signal, siginfo_t* info, void* context)
@@ -170,11 +179,11 @@ void handleSignal(int signal, siginfo_t* info, void* context)
     if (canReport(signal)) {
         if (signal == SIGSEGV) rewindBadCall(*info, context);
         const SignalDecision decision = decideAboutSignal(signal);
-        const std::string shortText = report(signal, *info, decision);
-        if (decision.isFatal) {
+        const std::optional<std::runtime_error> failure = report(signal, *info, decision);
+        if (failure) {
             // A handler that has called this one may have blocked signals, and doesn't return.
             setSignalMask(static_cast<ucontext_t*>(context)->uc_sigmask);
-            throw std::runtime_error(shortText);
+            throw std::runtime_error(*failure);
         }
     }
     passOn(signal, info, context);

@@ -280,14 +280,28 @@ TEST_F(ConcurrentPoolTest, SolvesOnTheCallersThreadWithinASolverOfAPoolWithoutWo
     EXPECT_EQ(count, 6);
 }
 
-TEST_F(ConcurrentPoolTest, IsDestroyedByASolverThatEndsTheProcess)
+// Whether it holds the mutex or not: each would wait for the other otherwise.
+TEST_F(ConcurrentPoolTest, EndsTheProcessAtOnceWhenASolverDestroysIt)
+{
+    for (const bool unlocks : {true, false}) {
+        const ChildResult result = runInChild([&] {
+            static std::unique_ptr<ConcurrentPool> pool = std::make_unique<ConcurrentPool>(3);
+            const Solvers solvers(1, [&](qzMutex& mutex, qzWaitCondition&) {
+                if (unlocks) mutex.unlock();
+                std::exit(7);
+            });
+            pool->runSolvers(solvers.get());
+            return 1;
+        });
+        EXPECT_EQ(result.getEnd(), "signal 6");
+    }
+}
+
+TEST_F(ConcurrentPoolTest, IsDestroyedByAnExitOnItsCallersThread)
 {
     const ChildResult result = runInChild([] {
-        static std::unique_ptr<ConcurrentPool> pool = std::make_unique<ConcurrentPool>(3);
-        const Solvers solvers(1, [](qzMutex& mutex, qzWaitCondition&) {
-            mutex.unlock();
-            std::exit(7);
-        });
+        static std::unique_ptr<ConcurrentPool> pool = std::make_unique<ConcurrentPool>(1);
+        const Solvers solvers(1, [](qzMutex&, qzWaitCondition&) { std::exit(7); });
         pool->runSolvers(solvers.get());
         return 1;
     });

@@ -3,6 +3,7 @@
 //     log_interrupted print PRINTER OUTPUT COUNT
 //     log_interrupted call FUNCTION COUNT
 //     log_interrupted twice COUNT
+//     log_interrupted again COUNT
 //     log_interrupted fork COUNT
 //     log_interrupted convert COUNT
 //     log_interrupted large FILE
@@ -16,6 +17,9 @@
 //
 // "twice": the process gets COUNT pairs of SIGUSR1, the second shortly after the first. Shows how
 // many its own handler has seen.
+//
+// "again": the process's own handler of SIGUSR1 sends it the next one, until it has seen COUNT of
+// them. Shows whether it has seen all.
 //
 // "fork": the process forks COUNT children while another one sends it SIGUSR1 without a pause.
 // Shows whether it has come to the end.
@@ -243,6 +247,25 @@ void sendPairs(int count)
     qz::terminateQzSystem();
 }
 
+volatile sig_atomic_t gToSend = 0;
+
+void sendNext(int signal)
+{
+    gSeen = gSeen + 1;
+    if (gSeen < gToSend) ::raise(signal);
+}
+
+void sendFromHandler(int count)
+{
+    gToSend = count;
+    ::signal(SIGUSR1, &sendNext);
+    qz::initializeQzSystem(qz::FullInit);
+    qz::qzLog::msInstance->setEchoToConsole(false);
+    ::raise(SIGUSR1);
+    std::cout << (gSeen == count ? "all seen" : "too few") << std::endl;
+    qz::terminateQzSystem();
+}
+
 void forkBetweenSignals(int count)
 {
     ::signal(SIGUSR1, &countSignal);
@@ -338,6 +361,10 @@ int main(int argumentCount, char** arguments)
     }
     if (what == "twice") {
         sendPairs(std::atoi(arguments[2]));
+        return 0;
+    }
+    if (what == "again") {
+        sendFromHandler(std::atoi(arguments[2]));
         return 0;
     }
     if (what == "fork") {

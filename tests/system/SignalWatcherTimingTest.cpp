@@ -76,6 +76,23 @@ TEST(SignalWatcherTest, ReportsASignalThatComesDuringTheReportOfAnother)
     EXPECT_EQ(result.out, "all seen\n");
 }
 
+// Signals that come faster than they are handled would nest until the stack is full.
+TEST(SignalWatcherTest, HandlesASignalThatComesInItsHandlerAfterIt)
+{
+    const ChildResult result = runProgram(
+        {.program = "log_interrupted", .arguments = {"again", "20000"}, .timeoutSec = 300});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "all seen\n");
+}
+
+// The report of the next signal would wait for the allocator, which the interrupted one has locked.
+TEST(SignalWatcherTest, NeedsNoMemoryWhileAnotherSignalMayInterruptIt)
+{
+    const ChildResult result = runProgram({.program = "signal_memory"});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "interruptible calls 0\n");
+}
+
 TEST(SignalWatcherTest, ReportsSignalsThatComeDuringAForkAfterIt)
 {
     const ChildResult result =

@@ -37,7 +37,7 @@ ScopedSignalBlock::~ScopedSignalBlock() noexcept(false)
 {
     if (!mHasBlocked) return;
     if (mIsOutermost) tHasOutermostMask = false;
-    setSignalMask(mBefore);
+    if (!mIsKept) setSignalMask(mBefore);
 }
 
 void ScopedSignalBlock::block()

@@ -31,6 +31,9 @@ public:
     /// Blocks the signals, unless this object has done so. A thread that is started meanwhile
     /// inherits the mask for its whole life.
     void block();
+    /// Makes the end of the scope leave the signals blocked: in a handler of a signal, after which
+    /// the system restores the mask.
+    void keep() { mIsKept = true; }
 
     /// The mask of the calling thread before its outermost block; null if there is no block.
     static const sigset_t* GetOutermostMask();
@@ -43,6 +46,7 @@ public:
 private:
     bool mHasBlocked = false;
     bool mIsOutermost = false;
+    bool mIsKept = false;
     sigset_t mBefore;
 };
 
