@@ -297,11 +297,15 @@ TEST_F(ConcurrentPoolTest, EndsTheProcessAtOnceWhenASolverDestroysIt)
     }
 }
 
-TEST_F(ConcurrentPoolTest, IsDestroyedByAnExitOnItsCallersThread)
+// Its solver ends the process, say, and an exit handler destroys the pool.
+TEST_F(ConcurrentPoolTest, IsDestroyedByASolverOnItsCallersThread)
 {
     const ChildResult result = runInChild([] {
-        static std::unique_ptr<ConcurrentPool> pool = std::make_unique<ConcurrentPool>(1);
-        const Solvers solvers(1, [](qzMutex&, qzWaitCondition&) { std::exit(7); });
+        auto pool = std::make_unique<ConcurrentPool>(1);
+        const Solvers solvers(1, [&](qzMutex&, qzWaitCondition&) {
+            pool.reset();
+            ::_exit(7);
+        });
         pool->runSolvers(solvers.get());
         return 1;
     });
