@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <qz/ext/LogTools.h>
 #include <qz/qzLog.h>
 #include <qz/qzLogObject.h>
 
@@ -463,6 +464,121 @@ TEST_F(CrashKitTest, KeepsWhatAHandlerOfTheProgramHandsOver)
         ASSERT_TRUE(readCrashReport(CrashKit::GetFilePath(), report));
         EXPECT_TRUE(hasEntry(report, "handed over"));
         CrashKit::Remove();
+    });
+    EXPECT_EQ(result.getEnd(), "exit 0") << result.out;
+}
+
+namespace {
+
+// Collects messages.
+class MemoryOutlet : public LogOutlet {
+public:
+    bool take(const qzLog::LogEntry& entry) override
+    {
+        mMessages.push_back(entry.message);
+        return true;
+    }
+
+    std::vector<std::string> mMessages;
+};
+
+void emptyBatch(std::list<qzLog::LogEntry>& batch, void* data)
+{
+    countEntries(batch, data);
+    batch.clear();
+}
+
+bool isLogFree()
+{
+    const bool isFree = qzLog::msInstance->installCustomHandler(&keepEntries, nullptr);
+    if (isFree) qzLog::msInstance->installCustomHandler(nullptr, nullptr);
+    return isFree;
+}
+
+void report(const std::string& message)
+{
+    logInfo() << message;
+    qzLog::msInstance->flush();
+}
+
+}  // namespace
+
+TEST_F(CrashKitTest, SharesTheLogWithAnOutletThatIsInstalledLater)
+{
+    const support::ChildResult result = runWithLibrary([this] {
+        std::size_t count = 0;
+        CrashOptions options;
+        options.folder = mFolder.getPath();
+        options.nextHandler = &emptyBatch;
+        options.nextHandlerData = &count;
+        ASSERT_TRUE(CrashKit::Install(options));
+        report("for the kit");
+        MemoryOutlet outlet;
+        {
+            const LogOutletInstallation installed(outlet);
+            ASSERT_TRUE(installed.isInstalled());
+            report("for both");
+        }
+        report("for the kit again");
+        EXPECT_EQ(outlet.mMessages, std::vector<std::string>{"for both"});
+        EXPECT_EQ(count, 3U);
+        CrashReport kept;
+        ASSERT_TRUE(readCrashReport(CrashKit::GetFilePath(), kept));
+        EXPECT_EQ(kept.entries.size(), 3U);
+        EXPECT_FALSE(isLogFree());
+        CrashKit::Remove();
+        EXPECT_TRUE(isLogFree());
+    });
+    EXPECT_EQ(result.getEnd(), "exit 0") << result.out;
+}
+
+TEST_F(CrashKitTest, SharesTheLogWithAnOutletThatIsInstalledBefore)
+{
+    const support::ChildResult result = runWithLibrary([this] {
+        MemoryOutlet outlet;
+        {
+            const LogOutletInstallation installed(outlet);
+            CrashOptions options;
+            options.folder = mFolder.getPath();
+            ASSERT_TRUE(CrashKit::Install(options));
+            report("for both");
+            CrashReport kept;
+            ASSERT_TRUE(readCrashReport(CrashKit::GetFilePath(), kept));
+            EXPECT_TRUE(hasEntry(kept, "for both"));
+            CrashKit::Remove();
+            report("for the outlet");
+            EXPECT_FALSE(isLogFree());
+        }
+        EXPECT_TRUE(isLogFree());
+        EXPECT_EQ(outlet.mMessages, (std::vector<std::string>{"for both", "for the outlet"}));
+    });
+    EXPECT_EQ(result.getEnd(), "exit 0") << result.out;
+}
+
+TEST_F(CrashKitTest, DoesNotTakeAHandlerOfTheNextStartForItsOwn)
+{
+    const support::ChildResult result = support::runInChild([this] {
+        CrashOptions options;
+        options.folder = mFolder.getPath();
+        initializeQzSystem(FullInit);
+        EXPECT_TRUE(CrashKit::Install(options));
+        terminateQzSystem();
+        terminateQzSystem();  // the start of the fixture
+        EXPECT_EQ(qzLog::msInstance, nullptr);
+        initializeQzSystem(FullInit);
+        qzLog::msInstance->setEchoToConsole(false);
+        std::size_t count = 0;
+        EXPECT_TRUE(qzLog::msInstance->installCustomHandler(&countEntries, &count));
+        MemoryOutlet outlet;
+        EXPECT_FALSE(LogOutletInstallation(outlet).isInstalled());
+        SystemFailure failure;
+        EXPECT_FALSE(CrashKit::Install(options, &failure));
+        EXPECT_EQ(failure.error, EBUSY);
+        CrashKit::Remove();
+        report("for the handler");
+        EXPECT_EQ(count, 1U);
+        terminateQzSystem();
+        return HasFailure() ? 1 : 0;
     });
     EXPECT_EQ(result.getEnd(), "exit 0") << result.out;
 }

@@ -36,6 +36,7 @@ std::atomic<int> gReportLimitMs = 0;
 std::atomic<int> gHandlingLimitMs = 0;
 std::atomic<Session*> gAbandoned = nullptr;  // never destroyed
 struct sigaction gPrevious[kSignalCount];
+bool gAreInstalled = false;  // the handlers; used by the thread that installs the kit
 std::terminate_handler gPreviousTerminate = nullptr;
 
 // The call of a previous handler on this thread. After a new start of the library, its handler is
@@ -170,6 +171,7 @@ void installHandlers()
         gPrevious[i] = present;
         ::sigaction(kSignals[i], &action, nullptr);
     }
+    gAreInstalled = true;
     const std::terminate_handler present = std::get_terminate();
     if (present == &handleTerminate) return;
     gPreviousTerminate = present;
@@ -179,6 +181,7 @@ void installHandlers()
 // A handler that somebody has installed over the kit's stays, and the kit's passes on what it gets.
 void restoreHandlers()
 {
+    gAreInstalled = false;
     for (int i = 0; i < kSignalCount; ++i) {
         struct sigaction present = {};
         if (::sigaction(kSignals[i], nullptr, &present) == 0 && isOwn(present))
@@ -231,6 +234,18 @@ std::unique_ptr<Session> replaceSession(std::unique_ptr<Session> session)
     }
     if (isInstalled) installHandlers();
     return before;
+}
+
+bool areHandlersReplaced()
+{
+    bool isReplaced = false;
+    for (int i = 0; gAreInstalled && i < kSignalCount; ++i) {
+        struct sigaction present = {};
+        if (::sigaction(kSignals[i], nullptr, &present) != 0) continue;
+        if (isOwn(present)) return false;
+        isReplaced |= present.sa_sigaction == gPrevious[i].sa_sigaction;
+    }
+    return isReplaced;
 }
 
 Session* getSession()
