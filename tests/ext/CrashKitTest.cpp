@@ -363,6 +363,22 @@ TEST_F(CrashKitTest, CoversThreadsOnRequest)
     EXPECT_EQ(run({"remove", "cover"}).out, "[covered 0]\n[end]\n");
 }
 
+TEST_F(CrashKitTest, LeavesAThreadAloneThatWaitsForAllSignals)
+{
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the sanitizer waits for signals in a way of its own";
+#endif
+    EXPECT_EQ(run({"sigwait"}).out, "[covered 0]\n[got 10]\n[end]\n");
+}
+
+TEST_F(CrashKitTest, DoesNotWaitForAFirstThreadThatHasEnded)
+{
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the sanitizer ends the process with the first thread";
+#endif
+    EXPECT_EQ(run({"ended"}).out, "[covered 1]\n");
+}
+
 // --- Options
 
 TEST_F(CrashKitTest, RefusesWhatMakesNoSense)

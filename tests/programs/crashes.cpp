@@ -11,6 +11,8 @@
 //   disk                       fills the disk of the folder
 //   descriptors                uses up all descriptors
 //   cover                      gives stacks to the threads
+//   sigwait                    installs the kit while a thread waits for all signals
+//   ended                      installs the kit on another thread, after the end of the first one
 //   wait                       sleeps until the process is killed
 //   exit                       ends the process by exit
 //
@@ -36,6 +38,7 @@
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -362,6 +365,59 @@ void forkWhileLogging()
     std::cout << "[hung " << hung << ']' << std::endl;
 }
 
+// Whether the thread sleeps in `sigwait` or the like.
+bool isInSigwait(pid_t thread)
+{
+    long call = -1;
+    std::ifstream("/proc/self/task/" + std::to_string(thread) + "/syscall") >> call;
+    return call == SYS_rt_sigtimedwait;
+}
+
+// The thread would take the kit's signal for one of the program. Shows which one it has got first.
+void installWhileAThreadWaits()
+{
+    sigset_t all;
+    ::sigfillset(&all);
+    std::atomic<pid_t> waiting = 0;
+    std::thread thread([&] {
+        ::pthread_sigmask(SIG_SETMASK, &all, nullptr);
+        waiting = ::gettid();
+        int signal = 0;
+        ::sigwait(&all, &signal);
+        std::cout << "[got " << signal << ']' << std::endl;
+    });
+    while (waiting == 0 || !isInSigwait(waiting))
+        ::usleep(1000);
+    install();
+    std::cout << "[covered " << qz::ext::CrashKit::CoverThreads() << ']' << std::endl;
+    ::pthread_kill(thread.native_handle(), SIGUSR1);
+    thread.join();
+}
+
+// The first thread remains as a zombie, which takes no signal.
+[[noreturn]] void installAfterTheFirstThread()
+{
+    std::thread([] {
+        std::string state;
+        const std::string path = "/proc/self/task/" + std::to_string(::getpid()) + "/stat";
+        while (state != "Z") {
+            std::string number;
+            std::string name;
+            std::ifstream(path) >> number >> name >> state;
+        }
+        install();
+        // A thread that is about to start blocks its signals.
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        bool isCovered = false;
+        while (!(isCovered = qz::ext::CrashKit::CoverThreads()) &&
+               std::chrono::steady_clock::now() < end)
+            ::usleep(1000);
+        std::cout << "[covered " << isCovered << ']' << std::endl;
+        ::_exit(0);
+    }).detach();
+    ::pthread_exit(nullptr);
+}
+
 using Parts = std::vector<std::string>;
 
 const std::map<std::string, std::function<void(const Parts&)>> kSteps = {
@@ -389,6 +445,8 @@ const std::map<std::string, std::function<void(const Parts&)>> kSteps = {
              ::usleep(1000);
          std::cout << "[covered " << isCovered << ']' << std::endl;
      }},
+    {"sigwait", [](const Parts&) { installWhileAThreadWaits(); }},
+    {"ended", [](const Parts&) { installAfterTheFirstThread(); }},
     {"wait",
      [](const Parts&) {
          for (;;)

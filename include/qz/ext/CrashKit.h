@@ -64,7 +64,7 @@ struct CrashOptions {
 /// A stack overflow is only reported on a thread that has an alternate signal stack:
 /// - `Install` gives one to each thread that exists. The others than the caller receive a real-time
 ///   signal for that, which may interrupt a system call of theirs (EINTR) once. A thread that
-///   blocks all signals gets its stack when it unblocks them. See also `CoverThreads`.
+///   blocks all signals or waits for them by `sigwait` is left alone. See also `CoverThreads`.
 /// - Threads of `qzThread` that start later get one by themselves.
 /// - Any other thread that starts later has one while it has a `CrashStack` object.
 /// - A thread that has an alternate stack of its own keeps that. The report takes about 16 KiB of
@@ -96,8 +96,9 @@ public:
     static std::string GetFilePath();
     /// Gives an alternate signal stack to each thread that has none, as `Install` does; for threads
     /// that other libraries have started since.
-    /// @return false if the kit isn't installed, or if a thread hasn't taken its stack yet, because
-    ///     it blocks all signals or wasn't scheduled within 5 seconds.
+    /// @return false if the kit isn't installed, or if a thread has no stack, because it blocks all
+    ///     signals or waits for them by `sigwait`, wasn't scheduled within 5 seconds, or there is
+    ///     no memory.
     static bool CoverThreads();
     /// Keeps entries: for a custom handler of the log. Does nothing if the kit isn't installed.
     /// Threads: one at a time, as the log calls its handler.
