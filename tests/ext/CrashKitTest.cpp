@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -227,6 +228,24 @@ TEST_F(CrashKitTest, EndsAReportThatHangs)
     const CrashReport report = readOnlyFile();
     ASSERT_FALSE(report.events.empty());
     EXPECT_TRUE(report.events[0].isComplete);
+    ASSERT_EQ(report.events[0].remarks.size(), 1U);
+    EXPECT_EQ(report.events[0].remarks[0], "the part 'exception' is incomplete: it took too long");
+}
+
+// The report hangs in the text of an exception, and then a handler of the program does.
+TEST_F(CrashKitTest, EndsAProcessWithinFiveSecondsByDefault)
+{
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the sanitizer calls the handler of an alarm only in certain functions";
+#endif
+    const CrashOptions defaults;
+    EXPECT_LT(defaults.reportLimitMs + defaults.handlingLimitMs, 5000);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(run({"hanging", "endless"}).getEnd(), "signal 6");
+    // 5 seconds, and what a loaded machine takes.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5 + 30));
+    const CrashReport report = readOnlyFile();
+    ASSERT_EQ(report.events.size(), 1U);
     ASSERT_EQ(report.events[0].remarks.size(), 1U);
     EXPECT_EQ(report.events[0].remarks[0], "the part 'exception' is incomplete: it took too long");
 }

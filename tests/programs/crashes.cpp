@@ -6,6 +6,8 @@
 //   install, remove            of the kit
 //   path                       shows the path of the kit's file
 //   limit|MS                   of a report and of the handlers, for the next install
+//   hanging                    installs the kit with the default limits over a terminate handler
+//                              that hangs
 //   say|TEXT, flush            an entry of the log
 //   fill|COUNT                 that many entries
 //   disk                       fills the disk of the folder
@@ -323,6 +325,20 @@ void leaveByJump()
     std::cout << "[jumped]" << std::endl;
 }
 
+void hang()
+{
+    for (;;)
+        ::pause();
+}
+
+void installOverAHandlerThatHangs()
+{
+    qz::ext::CrashKit::Remove();
+    std::set_terminate(&hang);
+    gOptions = {};
+    install();
+}
+
 // The thread would end at the next function that may end it.
 void crashCancelled()
 {
@@ -431,6 +447,7 @@ const std::map<std::string, std::function<void(const Parts&)>> kSteps = {
          gOptions.reportLimitMs = std::stoi(parts.at(1));
          gOptions.handlingLimitMs = std::stoi(parts.at(1));
      }},
+    {"hanging", [](const Parts&) { installOverAHandlerThatHangs(); }},
     {"say", [](const Parts& parts) { qz::logInfo() << parts.at(1); }},
     {"flush", [](const Parts&) { qz::qzLog::msInstance->flush(); }},
     {"fill", [](const Parts& parts) { fill(std::stoi(parts.at(1))); }},

@@ -40,11 +40,12 @@ Alarm::State& Alarm::editState()
 Alarm::Alarm(int kitSignal, int timeoutMs, int fatalSignal) : mOuter(editState())
 {
     State& state = editState();
-    state.fatalSignal = fatalSignal;
-    state.number = gLastNumber.fetch_add(1) + 1;
-    state.timer = -1;
-    state.stackBegin = findStackBegin();
-    state.stackEnd = reinterpret_cast<std::uintptr_t>(this);
+    Limit& limit = state.innermost;
+    limit.fatalSignal = fatalSignal;
+    limit.number = gLastNumber.fetch_add(1) + 1;
+    limit.timer = -1;
+    limit.stackBegin = findStackBegin();
+    limit.stackEnd = reinterpret_cast<std::uintptr_t>(this);
     sigset_t unblocked;
     ::sigemptyset(&unblocked);
     ::sigaddset(&unblocked, kitSignal);
@@ -52,34 +53,54 @@ Alarm::Alarm(int kitSignal, int timeoutMs, int fatalSignal) : mOuter(editState()
     sigevent event = {};
     event.sigev_notify = SIGEV_THREAD_ID;
     event.sigev_signo = kitSignal;
-    event.sigev_value.sival_int = state.number;
+    event.sigev_value.sival_int = limit.number;
     event._sigev_un._tid = ::gettid();
-    if (::syscall(SYS_timer_create, CLOCK_MONOTONIC, &event, &state.timer) != 0) return;
-    itimerspec limit = {};
-    limit.it_value.tv_sec = timeoutMs / 1000;
-    limit.it_value.tv_nsec = timeoutMs % 1000 * 1'000'000L;
-    limit.it_interval.tv_nsec = kRepetitionNs;
-    ::syscall(SYS_timer_settime, state.timer, 0, &limit, nullptr);
+    if (::syscall(SYS_timer_create, CLOCK_MONOTONIC, &event, &limit.timer) != 0) return;
+    Limit& fatal = state.outermostFatal;
+    if (fatalSignal != 0 && fatal.number == 0) fatal = limit;
+    // The innermost one may be on another stack than the others.
+    fatal.stackBegin = limit.stackBegin;
+    fatal.stackEnd = limit.stackEnd;
+    itimerspec time = {};
+    time.it_value.tv_sec = timeoutMs / 1000;
+    time.it_value.tv_nsec = timeoutMs % 1000 * 1'000'000L;
+    time.it_interval.tv_nsec = kRepetitionNs;
+    ::syscall(SYS_timer_settime, limit.timer, 0, &time, nullptr);
 }
 
 Alarm::~Alarm()
 {
     State& state = editState();
-    if (state.timer >= 0) ::syscall(SYS_timer_delete, state.timer);
+    if (state.innermost.timer >= 0) ::syscall(SYS_timer_delete, state.innermost.timer);
     state = mOuter;
 }
 
 void Alarm::Expire(int number, std::uintptr_t stackPointer)
 {
+    CancelAbandoned(stackPointer);
+    const State& state = editState();
+    if (number == state.outermostFatal.number) endProcess(state.outermostFatal.fatalSignal);
+    if (number == state.innermost.number) leavePart(kAlarmExpired);
+}
+
+void Alarm::CancelAbandoned(std::uintptr_t stackPointer)
+{
     State& state = editState();
-    if (number != state.number) return;
-    if (stackPointer < state.stackBegin || stackPointer >= state.stackEnd) {
-        if (state.timer >= 0) ::syscall(SYS_timer_delete, state.timer);
-        state = {};
-        return;
+    for (const Limit* const limit : {&state.innermost, &state.outermostFatal}) {
+        const bool isInside = stackPointer >= limit->stackBegin && stackPointer < limit->stackEnd;
+        if (limit->number != 0 && !isInside) Cancel(state, limit->number);
     }
-    if (state.fatalSignal != 0) endProcess(state.fatalSignal);
-    leavePart(kAlarmExpired);
+}
+
+void Alarm::Cancel(State& state, int number)
+{
+    int timer = -1;
+    for (Limit* const limit : {&state.innermost, &state.outermostFatal}) {
+        if (limit->number != number) continue;
+        timer = limit->timer;
+        *limit = {};
+    }
+    if (timer >= 0) ::syscall(SYS_timer_delete, timer);
 }
 
 void endProcess(int signal)

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <exception>
 #include <optional>
@@ -132,6 +133,8 @@ void passOn(int signal, siginfo_t* info, void* context)
 void handleSignal(int signal, siginfo_t* info, void* context)
 {
     const int interruptedErrno = errno;
+    const auto* const interrupted = static_cast<const ucontext_t*>(context);
+    Alarm::CancelAbandoned(static_cast<std::uintptr_t>(interrupted->uc_mcontext.gregs[REG_RSP]));
     if (isReentered(context, __builtin_frame_address(0))) {
         endProcess(signal);
         return;
