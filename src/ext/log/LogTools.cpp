@@ -14,6 +14,11 @@ LogOutlet::~LogOutlet() = default;
 
 void LogOutlet::endBatch() {}
 
+unsigned long LogOutlet::takeLaterLosses()
+{
+    return 0;
+}
+
 // --- LogOutletInstallation
 
 struct LogOutletInstallation::State final : LogReceiver {
@@ -32,6 +37,7 @@ void LogOutletInstallation::State::receive(std::list<qzLog::LogEntry>& batch)
 {
     for (const qzLog::LogEntry& entry : batch) {
         if (!offerEntry(outlet, entry)) ++lostCount;
+        lostCount += outlet.takeLaterLosses();
     }
     outlet.endBatch();
 }
@@ -110,6 +116,11 @@ bool EscapingOutlet::take(const qzLog::LogEntry& entry)
 void EscapingOutlet::endBatch()
 {
     mNext.endBatch();
+}
+
+unsigned long EscapingOutlet::takeLaterLosses()
+{
+    return mNext.takeLaterLosses();
 }
 
 }  // namespace qz::ext
