@@ -77,7 +77,8 @@ TEST(ExtMakePrintableTest, HidesWhatIsEscaped)
             text = {static_cast<char>(0xE0 | value >> 12),
                     static_cast<char>(0x80 | (value >> 6 & 0x3F)),
                     static_cast<char>(0x80 | (value & 0x3F))};
-        ASSERT_EQ(makePrintable(text), escaped(text) == text ? text : "?") << static_cast<unsigned int>(value);
+        ASSERT_EQ(makePrintable(text), escaped(text) == text ? text : "?")
+            << static_cast<unsigned int>(value);
     }
 }
 

@@ -17,11 +17,12 @@ struct CrashOptions {
     std::string folder;
     /// How many bytes of the last log entries are kept: 4096 to 64 MiB.
     unsigned long entryBytes = 1024UL * 1024;
-    /// Whether the kit installs the log's custom handler to receive the entries. A program that
-    /// has a handler of its own sets this to false and calls `CrashKit::KeepEntries` in it, or
-    /// passes the handler below.
+    /// Whether the kit receives the entries by the log's custom handler, which it shares with a
+    /// `LogOutletInstallation`. A program that has a handler of its own passes it below, or sets
+    /// this to false and calls `CrashKit::KeepEntries` in it.
     bool usesLogHandler = true;
-    /// Called with each batch after the kit; see `qzLog::installCustomHandler`. May be null.
+    /// Called with each batch after the kit and the outlets of LogTools.h; see
+    /// `qzLog::installCustomHandler`. May be null.
     qzLog::CustomHandler nextHandler = nullptr;
     /// Passed to `nextHandler`; not owned.
     void* nextHandlerData = nullptr;
@@ -66,7 +67,9 @@ struct CrashOptions {
 ///   signal for that, which may interrupt a system call of theirs (EINTR) once. A thread that
 ///   blocks all signals or waits for them by `sigwait` is left alone. See also `CoverThreads`.
 /// - Threads of `qzThread` that start later get one by themselves.
-/// - Any other thread that starts later has one while it has a `CrashStack` object.
+/// - Any other thread that starts later, such as a `std::thread`, has none, and its stack overflow
+///   ends the process without a report, unless it has a `CrashStack` object or `CoverThreads` is
+///   called meanwhile: the system reports the start of a thread to nobody.
 /// - A thread that has an alternate stack of its own keeps that. The report takes about 16 KiB of
 ///   it, and the library's handler about 32 KiB more.
 ///
@@ -84,8 +87,8 @@ public:
     /// Makes the file of the report and installs the handlers. An earlier installation ends after
     /// that, as by `Remove`; after a failure it stays.
     /// @param failure receives the reason if the result is false: EINVAL for impossible options,
-    ///     EPERM without a full start, EBUSY if the log has another custom handler, ENOSPC for a
-    ///     full disk, and so on; may be null.
+    ///     EPERM without a full start, EBUSY if the log has a custom handler of the program, ENOSPC
+    ///     for a full disk, and so on; may be null.
     static bool Install(const CrashOptions& options, SystemFailure* failure = nullptr);
     /// Restores the previous handlers and closes the file, which is removed if nothing was
     /// reported. Does nothing if the kit isn't installed.

@@ -57,8 +57,8 @@ private:
 QZ_API std::ostream& operator<<(std::ostream& stream, const EscapedText& text);
 
 /// Hides what would change the lines around a text, for tables and progress bars, where each
-/// character takes a column: "?" in place of each character that `escaped` would escape. If the text
-/// isn't UTF-8, each byte beyond ASCII is replaced.
+/// character takes a column: "?" in place of each character that `escaped` would escape. If the
+/// text isn't UTF-8, each byte beyond ASCII is replaced.
 QZ_API std::string makePrintable(std::string text);
 
 }  // namespace qz::ext

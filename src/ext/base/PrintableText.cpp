@@ -86,8 +86,8 @@ std::string makePrintable(std::string text)
         const Utf8Character character = isWhole ? decodeCharacter(at, end) : Utf8Character();
         const bool isByte = character.size == 0;
         const unsigned int size = isByte ? 1 : character.size;
-        const bool isHidden = isByte ? toByte(*at) >= 0x7F || toByte(*at) < 0x20
-                                     : isMisleading(character.value);
+        const bool isHidden =
+            isByte ? toByte(*at) >= 0x7F || toByte(*at) < 0x20 : isMisleading(character.value);
         if (isHidden)
             result += '?';
         else

@@ -20,10 +20,10 @@ struct ThrottlingOutlet::Series {
 
     pid_t processId = ::getpid();
     bool hasFirst = false;
-    qzLog::LogEntry last;     // the last entry of the series
-    unsigned long count = 0;  // of the entries that were not passed on
+    qzLog::LogEntry last;         // the last entry of the series
+    unsigned long count = 0;      // of the entries that were not passed on
     unsigned long lostCount = 0;  // of those whose count was lost
-    long passedMs = 0;        // the time of the entry that was passed on last
+    long passedMs = 0;            // the time of the entry that was passed on last
 };
 
 ThrottlingOutlet::ThrottlingOutlet(LogOutlet& next, long longestSilenceMs)

@@ -83,6 +83,7 @@ bool EntryReader::next(Entry& entry)
 
     entry = {};
     entry.hasPrefix = mLineType != kNoPrefix;
+    entry.isContinuation = !entry.hasPrefix && mIsEntryBefore;
     if (entry.hasPrefix) {
         entry.line = mParsed;
         mIsEntryBefore = true;

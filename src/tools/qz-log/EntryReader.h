@@ -13,7 +13,8 @@ namespace qzlog {
 /// One entry: the line that begins with a prefix and the lines without one that follow it.
 struct Entry {
     std::string_view bytes = {};  ///< All lines, without the last line end.
-    bool hasPrefix = false;       ///< False for lines before which no entry was read.
+    bool hasPrefix = false;       ///< False for lines without an entry, or of the one before.
+    bool isContinuation = false;  ///< Whether the lines belong to the entry that was read before.
     bool isCut = false;           ///< Whether bytes of a huge entry are left out.
     bool isDamaged = false;       ///< Whether it has zero bytes or isn't UTF-8; set by `LogFile`.
     /// The parsed first line; its text reaches to the end of `bytes`. Only with a prefix.

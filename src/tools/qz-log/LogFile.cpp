@@ -100,6 +100,7 @@ void LogFile::checkSize()
     ::lseek(mDescriptor, 0, SEEK_SET);
     mOffset = 0;
     mReader.restart();
+    mDecision = {};
 }
 
 void LogFile::checkEntry()
