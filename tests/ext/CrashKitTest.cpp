@@ -325,6 +325,16 @@ TEST_F(CrashKitTest, CanBeInstalledInAForkedChild)
     expectNullReport(readOnlyFile());
 }
 
+TEST_F(CrashKitTest, CanBeInstalledInAChildWithTheLockOfTheLoader)
+{
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the sanitizer takes a new thread of the child for one of the parent";
+#endif
+    const support::ChildResult result = run({"loader fork anew null"});
+    EXPECT_NE(result.out.find("[child ended by signal 6]"), std::string::npos) << result.out;
+    expectNullReport(readOnlyFile());
+}
+
 // The child's thread has inherited the alternate stack of the parent's.
 TEST_F(CrashKitTest, ReportsAnOverflowInAForkedChildThatHasInstalledIt)
 {

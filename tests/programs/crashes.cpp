@@ -29,6 +29,7 @@
 //   thread STEP                on a thread of the library
 //   plain STEP                 on a std::thread with a CrashStack
 //   early STEP                 on a std::thread that exists when the kit is installed
+//   loader STEP                while another thread holds the lock of the loader's list
 //   anew STEP                  on the same thread, after another installation of the kit
 //   fork STEP                  in a forked child, whose end it shows
 //   catch STEP                 catches the exception of a fault
@@ -562,6 +563,32 @@ void runForked(const std::string& step)
               << ']' << std::endl;
 }
 
+struct LoaderLock {
+    std::atomic<bool> isHeld = false;
+    std::atomic<bool> isOver = false;
+};
+
+void runWithLoaderLock(const std::string& step)
+{
+    LoaderLock lock;
+    std::thread thread([&lock] {
+        ::dl_iterate_phdr(
+            [](dl_phdr_info* /*info*/, std::size_t /*size*/, void* data) {
+                auto& held = *static_cast<LoaderLock*>(data);
+                held.isHeld = true;
+                while (!held.isOver)
+                    ::usleep(1000);
+                return 1;
+            },
+            &lock);
+    });
+    while (!lock.isHeld)
+        ::usleep(1000);
+    run(step);
+    lock.isOver = true;
+    thread.join();
+}
+
 void runAnew(const std::string& step)
 {
     install();
@@ -578,11 +605,9 @@ void runCaught(const std::string& step)
 }
 
 const std::map<std::string, std::function<void(const std::string&)>> kPlaces = {
-    {"thread", &runOnLibraryThread},
-    {"plain", &runOnPlainThread},
-    {"early", &runOnEarlyThread},
-    {"fork", &runForked},
-    {"anew", &runAnew},
+    {"thread", &runOnLibraryThread}, {"plain", &runOnPlainThread},
+    {"early", &runOnEarlyThread},    {"fork", &runForked},
+    {"loader", &runWithLoaderLock},  {"anew", &runAnew},
     {"catch", &runCaught},
 };
 
