@@ -233,7 +233,23 @@ expect_text status 0
     for i in {1..60}; do cp logs/two.log "logs/copy$i.log"; done
     expect 0 logs
     rm logs/copy*.log
+    mkdir tiny
+    for i in {1..3000}; do echo "INFO PID $i : x" >"tiny/$i.log"; done
+    expect 0 tiny
+    [[ $(wc -l <out) == 3000 ]] || exit 1
 ) || fail "60 MB of memory are not enough"
+
+# --- There may be more small files than descriptors
+
+mkdir small
+for i in {1..200}; do
+    { line INFO "$i" 1 "first"; line INFO "$i" 2 "second"; } >"small/$i.log"
+done
+(
+    ulimit -n 20
+    expect 0 small
+) || exit 1
+[[ $(wc -l <out) == 400 ]] || fail "entries are missing without a descriptor for each file"
 
 # --- Output that can't be written
 

@@ -40,6 +40,8 @@ public:
     /// Finds the next entry, which is valid until the next call.
     /// @return false at the end and after a failure; a later call tries to read on.
     bool next(Entry& entry);
+    /// Sets how many bytes the log has for now, so that a small one takes little memory.
+    void setSize(std::size_t size);
     /// Whether the last read has failed.
     bool hasFailed() const { return mHasFailed; }
     /// Drops what is in the buffer, because the log begins anew.
@@ -64,6 +66,7 @@ private:
 
     // Positions in the buffer. Needed are the part of the entry that is kept, and the bytes from
     // the current line on; what is between them belongs to a cut entry.
+    std::size_t mFirstBytes;
     std::vector<char> mBuffer;
     std::size_t mEntry = 0;
     std::size_t mKeptEnd = 0;

@@ -42,6 +42,8 @@ public:
 private:
     static long ReadBytes(void* file, char* bytes, std::size_t size);
 
+    void close();
+    void closeAtEnd();
     void checkSize();
     void checkEntry();
     void reportOnce(unsigned int kind, const std::string& problem);
