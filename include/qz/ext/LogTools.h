@@ -23,9 +23,9 @@
 /// const qz::ext::LogOutletInstallation installed(throttled);
 /// @endcode
 ///
-/// Threads and processes: outlets are made, combined, installed and destroyed by one thread. While
-/// they are installed, the log calls them for one entry at a time: on the thread of the log after a
-/// full start, else on the thread that reports.
+/// Threads and processes: outlets are made, combined, installed and destroyed by one thread, and
+/// never in a custom handler of the log. While they are installed, the log calls them for one entry
+/// at a time: on the thread of the log after a full start, else on the thread that reports.
 /// - A forked child has copies of the outlets, and calls them on the threads that report, one after
 ///   another. No outlet of this header waits for a lock of the parent. The child should end by
 ///   `_exit` or `exec`: if it destroys the outlets, it also writes what they had to write last.

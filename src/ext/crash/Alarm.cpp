@@ -46,6 +46,10 @@ Alarm::Alarm(int kitSignal, int timeoutMs, int fatalSignal) : mOuter(editState()
     limit.timer = -1;
     limit.stackBegin = findStackBegin();
     limit.stackEnd = reinterpret_cast<std::uintptr_t>(this);
+    // The innermost one may be on another stack than the others.
+    Limit& fatal = state.outermostFatal;
+    fatal.stackBegin = limit.stackBegin;
+    fatal.stackEnd = limit.stackEnd;
     sigset_t unblocked;
     ::sigemptyset(&unblocked);
     ::sigaddset(&unblocked, kitSignal);
@@ -56,11 +60,7 @@ Alarm::Alarm(int kitSignal, int timeoutMs, int fatalSignal) : mOuter(editState()
     event.sigev_value.sival_int = limit.number;
     event._sigev_un._tid = ::gettid();
     if (::syscall(SYS_timer_create, CLOCK_MONOTONIC, &event, &limit.timer) != 0) return;
-    Limit& fatal = state.outermostFatal;
     if (fatalSignal != 0 && fatal.number == 0) fatal = limit;
-    // The innermost one may be on another stack than the others.
-    fatal.stackBegin = limit.stackBegin;
-    fatal.stackEnd = limit.stackEnd;
     itimerspec time = {};
     time.it_value.tv_sec = timeoutMs / 1000;
     time.it_value.tv_nsec = timeoutMs % 1000 * 1'000'000L;
