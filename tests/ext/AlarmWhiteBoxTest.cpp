@@ -33,6 +33,8 @@ sigjmp_buf gJump;
 
 [[gnu::noinline]] void leaveAlarm()
 {
+    volatile char room[1024] = {};  // as the frame of a signal
+    room[0] = 1;
     const Alarm alarm(getKitSignal(), kShortMs, SIGTERM);
     ::siglongjmp(gJump, 1);
 }
@@ -82,8 +84,7 @@ TEST_F(AlarmTest, HasNoEffectWithinALaterOneAfterItsHandlerWasLeftByAJump)
 {
     const qz::support::ChildResult result = qz::support::runInChild([] {
         if (sigsetjmp(gJump, /*savemask=*/1) == 0) leaveAlarm();
-        const char here = 0;
-        Alarm::CancelAbandoned(reinterpret_cast<std::uintptr_t>(&here));
+        Alarm::CancelAbandoned(reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0)));
         const Alarm later(getKitSignal(), kEndlessMs, SIGTERM);
         ::usleep(4 * kShortMs * 1000);
         return 0;

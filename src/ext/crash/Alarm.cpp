@@ -19,6 +19,9 @@ std::atomic<int> gLastNumber = 0;
 // A signal that comes when it can't end anything, between two parts of a report, is repeated.
 constexpr long kRepetitionNs = 100'000'000;
 
+// Above the frame of the constructor: its return address, and the lower end of its caller.
+constexpr std::uintptr_t kCallBytes = 64;
+
 std::uintptr_t findStackBegin()
 {
     stack_t stack = {};
@@ -45,7 +48,8 @@ Alarm::Alarm(int kitSignal, int timeoutMs, int fatalSignal) : mOuter(editState()
     limit.number = gLastNumber.fetch_add(1) + 1;
     limit.timer = -1;
     limit.stackBegin = findStackBegin();
-    limit.stackEnd = reinterpret_cast<std::uintptr_t>(this);
+    // This object may be elsewhere: the address sanitizer has stacks of its own for objects.
+    limit.stackEnd = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0)) + kCallBytes;
     // The innermost one may be on another stack than the others.
     Limit& fatal = state.outermostFatal;
     fatal.stackBegin = limit.stackBegin;
