@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -13,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <qz/ext/LogTools.h>
 #include <qz/qzLog.h>
 #include <qz/qzLogObject.h>
 
@@ -230,6 +232,24 @@ TEST_F(CrashKitTest, EndsAReportThatHangs)
     EXPECT_EQ(report.events[0].remarks[0], "the part 'exception' is incomplete: it took too long");
 }
 
+// The report hangs in the text of an exception, and then a handler of the program does.
+TEST_F(CrashKitTest, EndsAProcessWithinFiveSecondsByDefault)
+{
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the sanitizer calls the handler of an alarm only in certain functions";
+#endif
+    const CrashOptions defaults;
+    EXPECT_LT(defaults.reportLimitMs + defaults.handlingLimitMs, 5000);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(run({"hanging", "endless"}).getEnd(), "signal 6");
+    // 5 seconds, and what a loaded machine takes.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5 + 30));
+    const CrashReport report = readOnlyFile();
+    ASSERT_EQ(report.events.size(), 1U);
+    ASSERT_EQ(report.events[0].remarks.size(), 1U);
+    EXPECT_EQ(report.events[0].remarks[0], "the part 'exception' is incomplete: it took too long");
+}
+
 // The last report may be cut by the end that the other thread brings about.
 TEST_F(CrashKitTest, ReportsThreadsThatCrashAtOnce)
 {
@@ -305,6 +325,16 @@ TEST_F(CrashKitTest, CanBeInstalledInAForkedChild)
     expectNullReport(readOnlyFile());
 }
 
+TEST_F(CrashKitTest, CanBeInstalledInAChildWithTheLockOfTheLoader)
+{
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the sanitizer takes a new thread of the child for one of the parent";
+#endif
+    const support::ChildResult result = run({"loader fork anew null"});
+    EXPECT_NE(result.out.find("[child ended by signal 6]"), std::string::npos) << result.out;
+    expectNullReport(readOnlyFile());
+}
+
 // The child's thread has inherited the alternate stack of the parent's.
 TEST_F(CrashKitTest, ReportsAnOverflowInAForkedChildThatHasInstalledIt)
 {
@@ -360,6 +390,22 @@ TEST_F(CrashKitTest, CoversThreadsOnRequest)
 #endif
     EXPECT_EQ(run({"cover"}).out, "[covered 1]\n[end]\n");
     EXPECT_EQ(run({"remove", "cover"}).out, "[covered 0]\n[end]\n");
+}
+
+TEST_F(CrashKitTest, LeavesAThreadAloneThatWaitsForAllSignals)
+{
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the sanitizer waits for signals in a way of its own";
+#endif
+    EXPECT_EQ(run({"sigwait"}).out, "[covered 0]\n[got 10]\n[end]\n");
+}
+
+TEST_F(CrashKitTest, DoesNotWaitForAFirstThreadThatHasEnded)
+{
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the sanitizer ends the process with the first thread";
+#endif
+    EXPECT_EQ(run({"ended"}).out, "[covered 1]\n");
 }
 
 // --- Options
@@ -463,6 +509,121 @@ TEST_F(CrashKitTest, KeepsWhatAHandlerOfTheProgramHandsOver)
         ASSERT_TRUE(readCrashReport(CrashKit::GetFilePath(), report));
         EXPECT_TRUE(hasEntry(report, "handed over"));
         CrashKit::Remove();
+    });
+    EXPECT_EQ(result.getEnd(), "exit 0") << result.out;
+}
+
+namespace {
+
+// Collects messages.
+class MemoryOutlet : public LogOutlet {
+public:
+    bool take(const qzLog::LogEntry& entry) override
+    {
+        mMessages.push_back(entry.message);
+        return true;
+    }
+
+    std::vector<std::string> mMessages;
+};
+
+void emptyBatch(std::list<qzLog::LogEntry>& batch, void* data)
+{
+    countEntries(batch, data);
+    batch.clear();
+}
+
+bool isLogFree()
+{
+    const bool isFree = qzLog::msInstance->installCustomHandler(&keepEntries, nullptr);
+    if (isFree) qzLog::msInstance->installCustomHandler(nullptr, nullptr);
+    return isFree;
+}
+
+void report(const std::string& message)
+{
+    logInfo() << message;
+    qzLog::msInstance->flush();
+}
+
+}  // namespace
+
+TEST_F(CrashKitTest, SharesTheLogWithAnOutletThatIsInstalledLater)
+{
+    const support::ChildResult result = runWithLibrary([this] {
+        std::size_t count = 0;
+        CrashOptions options;
+        options.folder = mFolder.getPath();
+        options.nextHandler = &emptyBatch;
+        options.nextHandlerData = &count;
+        ASSERT_TRUE(CrashKit::Install(options));
+        report("for the kit");
+        MemoryOutlet outlet;
+        {
+            const LogOutletInstallation installed(outlet);
+            ASSERT_TRUE(installed.isInstalled());
+            report("for both");
+        }
+        report("for the kit again");
+        EXPECT_EQ(outlet.mMessages, std::vector<std::string>{"for both"});
+        EXPECT_EQ(count, 3U);
+        CrashReport kept;
+        ASSERT_TRUE(readCrashReport(CrashKit::GetFilePath(), kept));
+        EXPECT_EQ(kept.entries.size(), 3U);
+        EXPECT_FALSE(isLogFree());
+        CrashKit::Remove();
+        EXPECT_TRUE(isLogFree());
+    });
+    EXPECT_EQ(result.getEnd(), "exit 0") << result.out;
+}
+
+TEST_F(CrashKitTest, SharesTheLogWithAnOutletThatIsInstalledBefore)
+{
+    const support::ChildResult result = runWithLibrary([this] {
+        MemoryOutlet outlet;
+        {
+            const LogOutletInstallation installed(outlet);
+            CrashOptions options;
+            options.folder = mFolder.getPath();
+            ASSERT_TRUE(CrashKit::Install(options));
+            report("for both");
+            CrashReport kept;
+            ASSERT_TRUE(readCrashReport(CrashKit::GetFilePath(), kept));
+            EXPECT_TRUE(hasEntry(kept, "for both"));
+            CrashKit::Remove();
+            report("for the outlet");
+            EXPECT_FALSE(isLogFree());
+        }
+        EXPECT_TRUE(isLogFree());
+        EXPECT_EQ(outlet.mMessages, (std::vector<std::string>{"for both", "for the outlet"}));
+    });
+    EXPECT_EQ(result.getEnd(), "exit 0") << result.out;
+}
+
+TEST_F(CrashKitTest, DoesNotTakeAHandlerOfTheNextStartForItsOwn)
+{
+    const support::ChildResult result = support::runInChild([this] {
+        CrashOptions options;
+        options.folder = mFolder.getPath();
+        initializeQzSystem(FullInit);
+        EXPECT_TRUE(CrashKit::Install(options));
+        terminateQzSystem();
+        terminateQzSystem();  // the start of the fixture
+        EXPECT_EQ(qzLog::msInstance, nullptr);
+        initializeQzSystem(FullInit);
+        qzLog::msInstance->setEchoToConsole(false);
+        std::size_t count = 0;
+        EXPECT_TRUE(qzLog::msInstance->installCustomHandler(&countEntries, &count));
+        MemoryOutlet outlet;
+        EXPECT_FALSE(LogOutletInstallation(outlet).isInstalled());
+        SystemFailure failure;
+        EXPECT_FALSE(CrashKit::Install(options, &failure));
+        EXPECT_EQ(failure.error, EBUSY);
+        CrashKit::Remove();
+        report("for the handler");
+        EXPECT_EQ(count, 1U);
+        terminateQzSystem();
+        return HasFailure() ? 1 : 0;
     });
     EXPECT_EQ(result.getEnd(), "exit 0") << result.out;
 }

@@ -502,6 +502,36 @@ TEST(ExtThrottlingTest, ReportsALostCountOnce)
     EXPECT_THAT(memory.mMessages, ElementsAre("a", "c"));
 }
 
+TEST(ExtThrottlingTest, CountsEachEntryThatALostCountStandsFor)
+{
+    MemoryOutlet memory;
+    EscapingOutlet escaping(memory);
+    ThrottlingOutlet outlet(escaping);
+    EscapingOutlet first(outlet);
+    takeAll(first, {"a", "a", "a", "a"});
+    memory.mLosesAll = true;
+    EXPECT_FALSE(first.take(makeEntry("b")));
+    EXPECT_EQ(first.takeLaterLosses(), 3U);
+    EXPECT_EQ(first.takeLaterLosses(), 0U);
+    takeAll(first, {"b"});
+    memory.mLosesAll = false;
+    memory.mHasNoMemory = true;
+    EXPECT_THROW(first.take(makeEntry("c")), std::bad_alloc);
+    EXPECT_EQ(first.takeLaterLosses(), 1U);
+}
+
+TEST_P(ExtLogOutletTest, CountsTheEntriesThatALostCountStandsFor)
+{
+    MemoryOutlet memory;
+    ThrottlingOutlet outlet(memory);
+    const LogOutletInstallation installed(outlet);
+    for (int i = 0; i != 10; ++i)
+        logWarning() << "repeated";
+    memory.mLosesAll = true;
+    logWarning() << "lost as well";
+    EXPECT_EQ(installed.getLostCount(), 10U);
+}
+
 TEST(ExtThrottlingTest, GoesOnAfterALackOfMemory)
 {
     MemoryOutlet memory;

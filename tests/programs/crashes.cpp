@@ -6,11 +6,15 @@
 //   install, remove            of the kit
 //   path                       shows the path of the kit's file
 //   limit|MS                   of a report and of the handlers, for the next install
+//   hanging                    installs the kit with the default limits over a terminate handler
+//                              that hangs
 //   say|TEXT, flush            an entry of the log
 //   fill|COUNT                 that many entries
 //   disk                       fills the disk of the folder
 //   descriptors                uses up all descriptors
 //   cover                      gives stacks to the threads
+//   sigwait                    installs the kit while a thread waits for all signals
+//   ended                      installs the kit on another thread, after the end of the first one
 //   wait                       sleeps until the process is killed
 //   exit                       ends the process by exit
 //
@@ -25,6 +29,7 @@
 //   thread STEP                on a thread of the library
 //   plain STEP                 on a std::thread with a CrashStack
 //   early STEP                 on a std::thread that exists when the kit is installed
+//   loader STEP                while another thread holds the lock of the loader's list
 //   anew STEP                  on the same thread, after another installation of the kit
 //   fork STEP                  in a forked child, whose end it shows
 //   catch STEP                 catches the exception of a fault
@@ -36,6 +41,7 @@
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -320,6 +326,20 @@ void leaveByJump()
     std::cout << "[jumped]" << std::endl;
 }
 
+void hang()
+{
+    for (;;)
+        ::pause();
+}
+
+void installOverAHandlerThatHangs()
+{
+    qz::ext::CrashKit::Remove();
+    std::set_terminate(&hang);
+    gOptions = {};
+    install();
+}
+
 // The thread would end at the next function that may end it.
 void crashCancelled()
 {
@@ -362,6 +382,59 @@ void forkWhileLogging()
     std::cout << "[hung " << hung << ']' << std::endl;
 }
 
+// Whether the thread sleeps in `sigwait` or the like.
+bool isInSigwait(pid_t thread)
+{
+    long call = -1;
+    std::ifstream("/proc/self/task/" + std::to_string(thread) + "/syscall") >> call;
+    return call == SYS_rt_sigtimedwait;
+}
+
+// The thread would take the kit's signal for one of the program. Shows which one it has got first.
+void installWhileAThreadWaits()
+{
+    sigset_t all;
+    ::sigfillset(&all);
+    std::atomic<pid_t> waiting = 0;
+    std::thread thread([&] {
+        ::pthread_sigmask(SIG_SETMASK, &all, nullptr);
+        waiting = ::gettid();
+        int signal = 0;
+        ::sigwait(&all, &signal);
+        std::cout << "[got " << signal << ']' << std::endl;
+    });
+    while (waiting == 0 || !isInSigwait(waiting))
+        ::usleep(1000);
+    install();
+    std::cout << "[covered " << qz::ext::CrashKit::CoverThreads() << ']' << std::endl;
+    ::pthread_kill(thread.native_handle(), SIGUSR1);
+    thread.join();
+}
+
+// The first thread remains as a zombie, which takes no signal.
+[[noreturn]] void installAfterTheFirstThread()
+{
+    std::thread([] {
+        std::string state;
+        const std::string path = "/proc/self/task/" + std::to_string(::getpid()) + "/stat";
+        while (state != "Z") {
+            std::string number;
+            std::string name;
+            std::ifstream(path) >> number >> name >> state;
+        }
+        install();
+        // A thread that is about to start blocks its signals.
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        bool isCovered = false;
+        while (!(isCovered = qz::ext::CrashKit::CoverThreads()) &&
+               std::chrono::steady_clock::now() < end)
+            ::usleep(1000);
+        std::cout << "[covered " << isCovered << ']' << std::endl;
+        ::_exit(0);
+    }).detach();
+    ::pthread_exit(nullptr);
+}
+
 using Parts = std::vector<std::string>;
 
 const std::map<std::string, std::function<void(const Parts&)>> kSteps = {
@@ -375,6 +448,7 @@ const std::map<std::string, std::function<void(const Parts&)>> kSteps = {
          gOptions.reportLimitMs = std::stoi(parts.at(1));
          gOptions.handlingLimitMs = std::stoi(parts.at(1));
      }},
+    {"hanging", [](const Parts&) { installOverAHandlerThatHangs(); }},
     {"say", [](const Parts& parts) { qz::logInfo() << parts.at(1); }},
     {"flush", [](const Parts&) { qz::qzLog::msInstance->flush(); }},
     {"fill", [](const Parts& parts) { fill(std::stoi(parts.at(1))); }},
@@ -389,6 +463,8 @@ const std::map<std::string, std::function<void(const Parts&)>> kSteps = {
              ::usleep(1000);
          std::cout << "[covered " << isCovered << ']' << std::endl;
      }},
+    {"sigwait", [](const Parts&) { installWhileAThreadWaits(); }},
+    {"ended", [](const Parts&) { installAfterTheFirstThread(); }},
     {"wait",
      [](const Parts&) {
          for (;;)
@@ -487,6 +563,32 @@ void runForked(const std::string& step)
               << ']' << std::endl;
 }
 
+struct LoaderLock {
+    std::atomic<bool> isHeld = false;
+    std::atomic<bool> isOver = false;
+};
+
+void runWithLoaderLock(const std::string& step)
+{
+    LoaderLock lock;
+    std::thread thread([&lock] {
+        ::dl_iterate_phdr(
+            [](dl_phdr_info* /*info*/, std::size_t /*size*/, void* data) {
+                auto& held = *static_cast<LoaderLock*>(data);
+                held.isHeld = true;
+                while (!held.isOver)
+                    ::usleep(1000);
+                return 1;
+            },
+            &lock);
+    });
+    while (!lock.isHeld)
+        ::usleep(1000);
+    run(step);
+    lock.isOver = true;
+    thread.join();
+}
+
 void runAnew(const std::string& step)
 {
     install();
@@ -503,11 +605,9 @@ void runCaught(const std::string& step)
 }
 
 const std::map<std::string, std::function<void(const std::string&)>> kPlaces = {
-    {"thread", &runOnLibraryThread},
-    {"plain", &runOnPlainThread},
-    {"early", &runOnEarlyThread},
-    {"fork", &runForked},
-    {"anew", &runAnew},
+    {"thread", &runOnLibraryThread}, {"plain", &runOnPlainThread},
+    {"early", &runOnEarlyThread},    {"fork", &runForked},
+    {"loader", &runWithLoaderLock},  {"anew", &runAnew},
     {"catch", &runCaught},
 };
 

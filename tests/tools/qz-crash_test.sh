@@ -75,6 +75,15 @@ printf 'report 9\nexception %s\nend 9\n\0' "$type" |
 expect 0 large.qzcrash
 expect_pattern out "^  exception ${type:0:20}"
 
+# Neither can the name of a file or of an option.
+for hostile in $'a\nb' $'\x1b[2J' $'\xe2\x80\xaeabc'; do
+    for argument in "$hostile" "--list=$hostile" "--$hostile"; do
+        "$program" "$argument" >out 2>err && fail "status 0 for a hostile name"
+        [[ $(wc -l <err) == 1 ]] || fail "not one line: $(cat -v err)"
+        if grep -qF -e $'\x1b' -e $'\xe2\x80\xae' err; then fail "a hostile name: $(cat -v err)"; fi
+    done
+done
+
 # What can't be read.
 expect 1 "$report" none
 expect_pattern err "^qz-crash: open none: .*ENOENT"

@@ -106,6 +106,16 @@ expect 0 stats --level CRITICAL logs
 tr -s ' ' <out >table
 expect_pattern table "│ All │ 1 │ 1 │ 0 │"
 
+# The numbers of processes take no memory without limit.
+for ((i = 0; i < 100000; ++i)); do
+    printf 'INFO PID %d : x\n' "$((i + 1000000))"
+done >processes.log
+expect 0 stats processes.log
+tr -s ' ' <out >table
+expect_pattern table "│ processes.log │ 100000 │ .* │ 65536 or more │"
+expect_pattern table "│ All │ 100000 │ .* │ 65536 or more │"
+rm processes.log
+
 # --- Lines before the first entry, files without a line end, empty files
 
 printf 'lost\nhead\n%s' "$(line INFO 1 1 x)" >headless.log
@@ -223,7 +233,23 @@ expect_text status 0
     for i in {1..60}; do cp logs/two.log "logs/copy$i.log"; done
     expect 0 logs
     rm logs/copy*.log
+    mkdir tiny
+    for i in {1..3000}; do echo "INFO PID $i : x" >"tiny/$i.log"; done
+    expect 0 tiny
+    [[ $(wc -l <out) == 3000 ]] || exit 1
 ) || fail "60 MB of memory are not enough"
+
+# --- There may be more small files than descriptors
+
+mkdir small
+for i in {1..200}; do
+    { line INFO "$i" 1 "first"; line INFO "$i" 2 "second"; } >"small/$i.log"
+done
+(
+    ulimit -n 20
+    expect 0 small
+) || exit 1
+[[ $(wc -l <out) == 400 ]] || fail "entries are missing without a descriptor for each file"
 
 # --- Output that can't be written
 
@@ -284,6 +310,31 @@ line INFO 1 7 "after the cut" >>live/app.log
 wait_for grep -q 'after the cut' followed
 kill "$follower"
 wait "$follower" 2>/dev/null || true
+
+# Lines that come later than the first one of their entry are filtered with it.
+mkdir late
+line 'WARNING(orders)' 1 1 "shown" >late/app.log
+timeout 300 "$program" --follow --sub-type orders --process 1 --text shown late/app.log >followed 2>err &
+follower=$!
+wait_for grep -q shown followed
+printf '\tframe 1\n' >>late/app.log
+wait_for grep -q 'frame 1' followed
+line 'WARNING(other)' 1 2 "hidden" >>late/app.log
+line 'WARNING(orders)' 1 3 "begin" >>late/app.log
+sleep 0.5 # several rounds, so that the next lines come later
+printf '\tbegins to be shown\n\tframe 2\n' >>late/app.log
+wait_for grep -q 'frame 2' followed
+line 'WARNING(other)' 1 4 "hidden" >>late/app.log
+sleep 0.5
+printf '\thidden, although it would be shown\n' >>late/app.log
+line 'WARNING(orders)' 1 5 "shown at last" >>late/app.log
+wait_for grep -q 'shown at last' followed
+kill "$follower"
+wait "$follower" 2>/dev/null || true
+sed 's/.* : //' followed >messages
+expect_pattern messages "frame 1"
+expect_pattern messages "shown at last"
+if grep -q "hidden" messages; then fail "lines of an entry that isn't shown: $(cat messages)"; fi
 
 # A new file often gets the number of an old one that the rotation has removed.
 mkdir pruned

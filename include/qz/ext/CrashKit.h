@@ -17,11 +17,12 @@ struct CrashOptions {
     std::string folder;
     /// How many bytes of the last log entries are kept: 4096 to 64 MiB.
     unsigned long entryBytes = 1024UL * 1024;
-    /// Whether the kit installs the log's custom handler to receive the entries. A program that
-    /// has a handler of its own sets this to false and calls `CrashKit::KeepEntries` in it, or
-    /// passes the handler below.
+    /// Whether the kit receives the entries by the log's custom handler, which it shares with a
+    /// `LogOutletInstallation`. A program that has a handler of its own passes it below, or sets
+    /// this to false and calls `CrashKit::KeepEntries` in it.
     bool usesLogHandler = true;
-    /// Called with each batch after the kit; see `qzLog::installCustomHandler`. May be null.
+    /// Called with each batch after the kit and the outlets of LogTools.h; see
+    /// `qzLog::installCustomHandler`. May be null.
     qzLog::CustomHandler nextHandler = nullptr;
     /// Passed to `nextHandler`; not owned.
     void* nextHandlerData = nullptr;
@@ -64,9 +65,11 @@ struct CrashOptions {
 /// A stack overflow is only reported on a thread that has an alternate signal stack:
 /// - `Install` gives one to each thread that exists. The others than the caller receive a real-time
 ///   signal for that, which may interrupt a system call of theirs (EINTR) once. A thread that
-///   blocks all signals gets its stack when it unblocks them. See also `CoverThreads`.
+///   blocks all signals or waits for them by `sigwait` is left alone. See also `CoverThreads`.
 /// - Threads of `qzThread` that start later get one by themselves.
-/// - Any other thread that starts later has one while it has a `CrashStack` object.
+/// - Any other thread that starts later, such as a `std::thread`, has none, and its stack overflow
+///   ends the process without a report, unless it has a `CrashStack` object or `CoverThreads` is
+///   called meanwhile: the system reports the start of a thread to nobody.
 /// - A thread that has an alternate stack of its own keeps that. The report takes about 16 KiB of
 ///   it, and the library's handler about 32 KiB more.
 ///
@@ -84,8 +87,8 @@ public:
     /// Makes the file of the report and installs the handlers. An earlier installation ends after
     /// that, as by `Remove`; after a failure it stays.
     /// @param failure receives the reason if the result is false: EINVAL for impossible options,
-    ///     EPERM without a full start, EBUSY if the log has another custom handler, ENOSPC for a
-    ///     full disk, and so on; may be null.
+    ///     EPERM without a full start, EBUSY if the log has a custom handler of the program, ENOSPC
+    ///     for a full disk, and so on; may be null.
     static bool Install(const CrashOptions& options, SystemFailure* failure = nullptr);
     /// Restores the previous handlers and closes the file, which is removed if nothing was
     /// reported. Does nothing if the kit isn't installed.
@@ -96,8 +99,9 @@ public:
     static std::string GetFilePath();
     /// Gives an alternate signal stack to each thread that has none, as `Install` does; for threads
     /// that other libraries have started since.
-    /// @return false if the kit isn't installed, or if a thread hasn't taken its stack yet, because
-    ///     it blocks all signals or wasn't scheduled within 5 seconds.
+    /// @return false if the kit isn't installed, or if a thread has no stack, because it blocks all
+    ///     signals or waits for them by `sigwait`, wasn't scheduled within 5 seconds, or there is
+    ///     no memory.
     static bool CoverThreads();
     /// Keeps entries: for a custom handler of the log. Does nothing if the kit isn't installed.
     /// Threads: one at a time, as the log calls its handler.

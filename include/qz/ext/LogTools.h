@@ -23,9 +23,9 @@
 /// const qz::ext::LogOutletInstallation installed(throttled);
 /// @endcode
 ///
-/// Threads and processes: outlets are made, combined, installed and destroyed by one thread. While
-/// they are installed, the log calls them for one entry at a time: on the thread of the log after a
-/// full start, else on the thread that reports.
+/// Threads and processes: outlets are made, combined, installed and destroyed by one thread, and
+/// never in a custom handler of the log. While they are installed, the log calls them for one entry
+/// at a time: on the thread of the log after a full start, else on the thread that reports.
 /// - A forked child has copies of the outlets, and calls them on the threads that report, one after
 ///   another. No outlet of this header waits for a lock of the parent. The child should end by
 ///   `_exit` or `exec`: if it destroys the outlets, it also writes what they had to write last.
@@ -53,14 +53,21 @@ public:
     virtual bool take(const qzLog::LogEntry& entry) = 0;
     /// Is called after the last entry of a batch. Does nothing here.
     virtual void endBatch();
+    /// How many entries are lost that were taken before, such as those that a lost count stands
+    /// for. Each is returned once, after a call of `take`. None here.
+    virtual unsigned long takeLaterLosses();
 };
 
-/// Makes an outlet the custom handler of the log, as long as it exists. Destroy it before the stop
-/// of the library, whose last entries would otherwise be the last ones that the outlet takes.
+/// Passes the entries of the log to an outlet, as long as it exists. Destroy it before the stop of
+/// the library.
+///
+/// The log has one custom handler, which this library shares: an outlet and a `CrashKit` may be
+/// installed and removed in any order. Of each batch, the kit keeps the entries first, then the
+/// outlet takes them, then the kit's `nextHandler` is called, which may change the list.
 class QZ_API LogOutletInstallation {
 public:
-    /// Installs the outlet, unless the library isn't started or another custom handler is
-    /// installed.
+    /// Installs the outlet, unless the library isn't started, another outlet is installed, or the
+    /// log has a custom handler of the program.
     /// @param outlet must exist as long as this object.
     explicit LogOutletInstallation(LogOutlet& outlet);
     /// Removes the outlet, after the entries that were queued before.
@@ -70,8 +77,9 @@ public:
 
     /// Whether the outlet was installed.
     bool isInstalled() const;
-    /// How many entries were lost, because no outlet that they were meant for took them. A forked
-    /// child continues with the number of its parent. Threads: any.
+    /// How many entries were lost, because no outlet that they were meant for took them. The count
+    /// of a `ThrottlingOutlet` is as many entries as it stands for. A forked child continues with
+    /// the number of its parent. Threads: any.
     unsigned long getLostCount() const;
 
 private:
@@ -108,6 +116,9 @@ private:
 };
 
 /// Sends entries to several outlets.
+///
+/// What one of them loses later, such as the count of a `ThrottlingOutlet`, isn't counted, because
+/// others may have taken the entries. For an exact number, put the `ThrottlingOutlet` before this.
 class QZ_API FanOutOutlet : public LogOutlet {
 public:
     FanOutOutlet();
@@ -145,6 +156,7 @@ public:
 
     bool take(const qzLog::LogEntry& entry) override;
     void endBatch() override;
+    unsigned long takeLaterLosses() override;
 
 private:
     LogOutlet& mNext;
@@ -170,12 +182,13 @@ public:
 
     bool take(const qzLog::LogEntry& entry) override;
     void endBatch() override;
+    unsigned long takeLaterLosses() override;
 
 private:
     struct QZ_LOCAL Series;
 
     QZ_LOCAL Series& editSeries();
-    QZ_LOCAL bool passCount(Series& series);
+    QZ_LOCAL void passCount(Series& series);
 
     LogOutlet& mNext;
     const long mLongestSilenceMs;

@@ -21,10 +21,15 @@ namespace qz::ext {
 /// | ------------------------------------------------------------- | ------------------------ |
 /// | line feed, carriage return, tab                               | `\n`, `\r`, `\t`         |
 /// | other ASCII control characters                                | `\x1B`                   |
-/// | control characters from U+0080 to U+009F, the line breaks     | `\u2028`                 |
-/// | U+2028 and U+2029, marks of the direction of writing          |                          |
+/// | control characters from U+0080 to U+009F, the line breaks     | `\u2028`, `\U000E0001`   |
+/// | U+2028 and U+2029, marks of the direction of writing, and     |                          |
+/// | other characters that aren't shown (see below)                |                          |
 /// | bytes that aren't UTF-8                                       | `\xC3`                   |
 /// | all other characters, the backslash as well                   | unchanged                |
+///
+/// Characters that aren't shown are those that Unicode calls "default ignorable", such as U+200B
+/// (a space without width), U+200D (which joins emojis) and U+FEFF, but not the selectors of a
+/// variant (U+FE0F). A name that contains one looks like another name.
 ///
 /// To escape the result again changes nothing, because a backslash stays as it is. For the same
 /// reason the result doesn't show whether the text itself contained the characters of an escape.
@@ -52,8 +57,8 @@ private:
 QZ_API std::ostream& operator<<(std::ostream& stream, const EscapedText& text);
 
 /// Hides what would change the lines around a text, for tables and progress bars, where each
-/// character takes a column: "?" in place of each control character, and of each byte beyond ASCII
-/// if the text isn't UTF-8. The string utilities must be started.
+/// character takes a column: "?" in place of each character that `escaped` would escape. If the
+/// text isn't UTF-8, each byte beyond ASCII is replaced.
 QZ_API std::string makePrintable(std::string text);
 
 }  // namespace qz::ext

@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <qz/ext/PrintableText.h>
 
-#include <algorithm>
 #include <ostream>
-
-#include <qz/qzStringUtils.h>
 
 #include "Utf8Character.h"
 
@@ -35,12 +32,21 @@ void appendEscape(std::string& text, char32_t character)
             break;
     }
     if (character < 0x80) return appendByteEscape(text, character);
-    text += {'\\',
-             'u',
-             kDigits[character >> 12U],
-             kDigits[character >> 8U & 0xFU],
-             kDigits[character >> 4U & 0xFU],
-             kDigits[character & 0xFU]};
+    const bool isLong = character > 0xFFFF;
+    text += isLong ? "\\U" : "\\u";
+    for (unsigned int shift = isLong ? 32 : 16; shift != 0;)
+        text += kDigits[character >> (shift -= 4) & 0xFU];
+}
+
+bool isUtf8(std::string_view text)
+{
+    const char* const end = text.data() + text.size();
+    for (const char* at = text.data(); at != end;) {
+        const unsigned int size = decodeCharacter(at, end).size;
+        if (size == 0) return false;
+        at += size;
+    }
+    return true;
 }
 
 }  // namespace
@@ -56,7 +62,7 @@ std::string escaped(std::string_view text)
             appendByteEscape(result, toByte(*at++));
             continue;
         }
-        if (isControlling(character.value))
+        if (isMisleading(character.value))
             appendEscape(result, character.value);
         else
             result.append(at, character.size);
@@ -72,17 +78,23 @@ std::ostream& operator<<(std::ostream& stream, const EscapedText& text)
 
 std::string makePrintable(std::string text)
 {
-    const bool isUtf8 = qzStringUtils::IsUtf8String(text);
-    const auto isHidden = [isUtf8](char c) {
-        const unsigned char byte = toByte(c);
-        return byte < 0x20 || byte == 0x7F || (byte >= 0x80 && !isUtf8);
-    };
-    std::replace_if(text.begin(), text.end(), isHidden, '?');
-    // The control characters from U+0080 to U+009F, some of which terminals take for "ESC [".
-    for (std::size_t at = 0; (at = text.find('\xC2', at)) != std::string::npos; ++at) {
-        if (toByte(text[at + 1]) < 0xA0) text.replace(at, 2, "?");
+    const char* const end = text.data() + text.size();
+    const bool isWhole = isUtf8(text);
+    std::string result;
+    result.reserve(text.size());
+    for (const char* at = text.data(); at != end;) {
+        const Utf8Character character = isWhole ? decodeCharacter(at, end) : Utf8Character();
+        const bool isByte = character.size == 0;
+        const unsigned int size = isByte ? 1 : character.size;
+        const bool isHidden =
+            isByte ? toByte(*at) >= 0x7F || toByte(*at) < 0x20 : isMisleading(character.value);
+        if (isHidden)
+            result += '?';
+        else
+            result.append(at, size);
+        at += size;
     }
-    return text;
+    return result;
 }
 
 }  // namespace qz::ext

@@ -39,13 +39,26 @@ inline Utf8Character decodeCharacter(const char* at, const char* end)
     return {value, size};
 }
 
-/// Whether a character changes how the text around it is shown: a control character, a line break,
-/// or one that changes the direction of writing.
-constexpr bool isControlling(char32_t value)
+/// Whether a character isn't shown, or changes how the text around it is shown: control characters,
+/// line breaks, and Unicode's "default ignorable" ones, such as marks of the direction of writing.
+/// Not the selectors of a variant, as each has an effect on the character before it only.
+constexpr bool isMisleading(char32_t value)
 {
-    return value < 0x20 || (value >= 0x7F && value < 0xA0) || value == 0x061C || value == 0x200E ||
-           value == 0x200F || (value >= 0x2028 && value <= 0x202E) ||
-           (value >= 0x2066 && value <= 0x2069);
+    struct Range {
+        char32_t first;
+        char32_t last;
+    };
+    constexpr Range kRanges[] = {
+        {0x00, 0x1F},       {0x7F, 0x9F},       {0xAD, 0xAD},       {0x34F, 0x34F},
+        {0x61C, 0x61C},     {0x115F, 0x1160},   {0x17B4, 0x17B5},   {0x180B, 0x180F},
+        {0x200B, 0x200F},   {0x2028, 0x202E},   {0x2060, 0x206F},   {0x3164, 0x3164},
+        {0xFEFF, 0xFEFF},   {0xFFA0, 0xFFA0},   {0xFFF0, 0xFFFB},   {0x1BCA0, 0x1BCA3},
+        {0x1D173, 0x1D17A}, {0xE0000, 0xE00FF}, {0xE01F0, 0xE0FFF},
+    };
+    for (const Range& range : kRanges) {
+        if (value <= range.last) return value >= range.first;
+    }
+    return false;
 }
 
 }  // namespace qz::ext

@@ -19,6 +19,9 @@ std::atomic<int> gLastNumber = 0;
 // A signal that comes when it can't end anything, between two parts of a report, is repeated.
 constexpr long kRepetitionNs = 100'000'000;
 
+// Above the frame of the constructor: its return address, and the lower end of its caller.
+constexpr std::uintptr_t kCallBytes = 64;
+
 std::uintptr_t findStackBegin()
 {
     stack_t stack = {};
@@ -40,11 +43,17 @@ Alarm::State& Alarm::editState()
 Alarm::Alarm(int kitSignal, int timeoutMs, int fatalSignal) : mOuter(editState())
 {
     State& state = editState();
-    state.fatalSignal = fatalSignal;
-    state.number = gLastNumber.fetch_add(1) + 1;
-    state.timer = -1;
-    state.stackBegin = findStackBegin();
-    state.stackEnd = reinterpret_cast<std::uintptr_t>(this);
+    Limit& limit = state.innermost;
+    limit.fatalSignal = fatalSignal;
+    limit.number = gLastNumber.fetch_add(1) + 1;
+    limit.timer = -1;
+    limit.stackBegin = findStackBegin();
+    // This object may be elsewhere: the address sanitizer has stacks of its own for objects.
+    limit.stackEnd = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0)) + kCallBytes;
+    // The innermost one may be on another stack than the others.
+    Limit& fatal = state.outermostFatal;
+    fatal.stackBegin = limit.stackBegin;
+    fatal.stackEnd = limit.stackEnd;
     sigset_t unblocked;
     ::sigemptyset(&unblocked);
     ::sigaddset(&unblocked, kitSignal);
@@ -52,34 +61,50 @@ Alarm::Alarm(int kitSignal, int timeoutMs, int fatalSignal) : mOuter(editState()
     sigevent event = {};
     event.sigev_notify = SIGEV_THREAD_ID;
     event.sigev_signo = kitSignal;
-    event.sigev_value.sival_int = state.number;
+    event.sigev_value.sival_int = limit.number;
     event._sigev_un._tid = ::gettid();
-    if (::syscall(SYS_timer_create, CLOCK_MONOTONIC, &event, &state.timer) != 0) return;
-    itimerspec limit = {};
-    limit.it_value.tv_sec = timeoutMs / 1000;
-    limit.it_value.tv_nsec = timeoutMs % 1000 * 1'000'000L;
-    limit.it_interval.tv_nsec = kRepetitionNs;
-    ::syscall(SYS_timer_settime, state.timer, 0, &limit, nullptr);
+    if (::syscall(SYS_timer_create, CLOCK_MONOTONIC, &event, &limit.timer) != 0) return;
+    if (fatalSignal != 0 && fatal.number == 0) fatal = limit;
+    itimerspec time = {};
+    time.it_value.tv_sec = timeoutMs / 1000;
+    time.it_value.tv_nsec = timeoutMs % 1000 * 1'000'000L;
+    time.it_interval.tv_nsec = kRepetitionNs;
+    ::syscall(SYS_timer_settime, limit.timer, 0, &time, nullptr);
 }
 
 Alarm::~Alarm()
 {
     State& state = editState();
-    if (state.timer >= 0) ::syscall(SYS_timer_delete, state.timer);
+    if (state.innermost.timer >= 0) ::syscall(SYS_timer_delete, state.innermost.timer);
     state = mOuter;
 }
 
 void Alarm::Expire(int number, std::uintptr_t stackPointer)
 {
+    CancelAbandoned(stackPointer);
+    const State& state = editState();
+    if (number == state.outermostFatal.number) endProcess(state.outermostFatal.fatalSignal);
+    if (number == state.innermost.number) leavePart(kAlarmExpired);
+}
+
+void Alarm::CancelAbandoned(std::uintptr_t stackPointer)
+{
     State& state = editState();
-    if (number != state.number) return;
-    if (stackPointer < state.stackBegin || stackPointer >= state.stackEnd) {
-        if (state.timer >= 0) ::syscall(SYS_timer_delete, state.timer);
-        state = {};
-        return;
+    for (const Limit* const limit : {&state.innermost, &state.outermostFatal}) {
+        const bool isInside = stackPointer >= limit->stackBegin && stackPointer < limit->stackEnd;
+        if (limit->number != 0 && !isInside) Cancel(state, limit->number);
     }
-    if (state.fatalSignal != 0) endProcess(state.fatalSignal);
-    leavePart(kAlarmExpired);
+}
+
+void Alarm::Cancel(State& state, int number)
+{
+    int timer = -1;
+    for (Limit* const limit : {&state.innermost, &state.outermostFatal}) {
+        if (limit->number != number) continue;
+        timer = limit->timer;
+        *limit = {};
+    }
+    if (timer >= 0) ::syscall(SYS_timer_delete, timer);
 }
 
 void endProcess(int signal)

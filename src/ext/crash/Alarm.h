@@ -21,10 +21,12 @@ public:
     ///     so is one whose handler was left by a jump.
     /// @param stackPointer of what the signal has interrupted.
     static void Expire(int number, std::uintptr_t stackPointer);
+    /// In the handler of any other signal: cancels the alarms whose handlers were left by a jump.
+    /// @param stackPointer as above.
+    static void CancelAbandoned(std::uintptr_t stackPointer);
 
 private:
-    // Of the innermost alarm of a thread.
-    struct State {
+    struct Limit {
         int number = 0;  // 0 for none
         int timer = -1;
         int fatalSignal = 0;
@@ -32,7 +34,14 @@ private:
         std::uintptr_t stackBegin = 0;
         std::uintptr_t stackEnd = 0;
     };
+    // The alarms of a thread that can expire: the innermost, and the one that ends the process,
+    // however many others begin and end within it.
+    struct State {
+        Limit innermost;
+        Limit outermostFatal;
+    };
     static State& editState();
+    static void Cancel(State& state, int number);
 
     const State mOuter;
 };

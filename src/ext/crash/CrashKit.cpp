@@ -17,6 +17,7 @@
 #include "SignalStack.h"
 #include "ThreadStacks.h"
 #include "base/LocalText.h"
+#include "log/LogHandler.h"
 
 namespace qz::ext {
 
@@ -36,18 +37,34 @@ void renewMutexInChild()
     new (&gEntriesMutex) std::mutex;
 }
 
-void receiveBatch(std::list<qzLog::LogEntry>& batch, void* /*data*/)
+// A start of the library makes a new log, and puts its handlers of signals over the kit's.
+bool isLogOfKit()
 {
-    CrashKit::KeepEntries(batch);
-    qzLog::CustomHandler handler = nullptr;
-    void* data = nullptr;
-    {
-        const std::lock_guard<std::mutex> lock(gEntriesMutex);
-        handler = gNextHandler;
-        data = gNextHandlerData;
-    }
-    if (handler != nullptr) handler(batch, data);
+    return exception::IsSigWatcherRegistered() && !crash::areHandlersReplaced();
 }
+
+struct EntryReceiver final : LogReceiver {
+    void receive(std::list<qzLog::LogEntry>& batch) override { CrashKit::KeepEntries(batch); }
+    bool isOfThisLog() const override { return isLogOfKit(); }
+};
+
+struct NextReceiver final : LogReceiver {
+    void receive(std::list<qzLog::LogEntry>& batch) override
+    {
+        qzLog::CustomHandler handler = nullptr;
+        void* data = nullptr;
+        {
+            const std::lock_guard<std::mutex> lock(gEntriesMutex);
+            handler = gNextHandler;
+            data = gNextHandlerData;
+        }
+        if (handler != nullptr) handler(batch, data);
+    }
+    bool isOfThisLog() const override { return isLogOfKit(); }
+};
+
+EntryReceiver gEntryReceiver;
+NextReceiver gNextReceiver;
 
 bool arePossible(const CrashOptions& options)
 {
@@ -57,22 +74,10 @@ bool arePossible(const CrashOptions& options)
            (options.usesLogHandler || options.nextHandler == nullptr);
 }
 
-// Whether the log has the kit's handler. A forked child inherits it. The log of a new start has
-// none, so the installation succeeds there.
-bool gHasLogHandler = false;
-
-bool installLogHandler()
+void removeReceivers()
 {
-    gHasLogHandler =
-        qzLog::msInstance->installCustomHandler(&receiveBatch, nullptr) || gHasLogHandler;
-    return gHasLogHandler;
-}
-
-void removeLogHandler()
-{
-    if (!gHasLogHandler) return;
-    gHasLogHandler = false;
-    if (qzLog::msInstance != nullptr) qzLog::msInstance->installCustomHandler(nullptr, nullptr);
+    removeReceiver(LogRole::CrashEntries);
+    removeReceiver(LogRole::NextHandler);
 }
 
 void setNextHandler(const CrashOptions& options)
@@ -106,14 +111,16 @@ bool CrashKit::Install(const CrashOptions& options, SystemFailure* failure)
     std::unique_ptr<Session> session = Session::Make(options, failure);
     if (session == nullptr) return false;
 
-    if (!options.usesLogHandler) removeLogHandler();
-    if (options.usesLogHandler && !installLogHandler())
+    if (!options.usesLogHandler) removeReceivers();
+    if (options.usesLogHandler && !installReceiver(LogRole::CrashEntries, gEntryReceiver))
         return fail(failure, "CrashKit::Install: the log has another custom handler", EBUSY);
     setNextHandler(options);
     const Session* const installed = session.get();
     finish(crash::replaceSession(std::move(session)));
     if (crash::getSession() != installed)
         return fail(failure, "CrashKit::Install during a crash", EBUSY);
+    // Not before: only now the kit's handlers of signals are those of this start.
+    if (options.nextHandler != nullptr) installReceiver(LogRole::NextHandler, gNextReceiver);
     crash::coverThreads(signal);
     return true;
 }
@@ -121,7 +128,7 @@ bool CrashKit::Install(const CrashOptions& options, SystemFailure* failure)
 void CrashKit::Remove()
 {
     if (!IsInstalled()) return;
-    removeLogHandler();
+    removeReceivers();
     finish(crash::replaceSession(nullptr));
 }
 

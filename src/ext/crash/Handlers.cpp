@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <exception>
 #include <optional>
@@ -36,6 +37,7 @@ std::atomic<int> gReportLimitMs = 0;
 std::atomic<int> gHandlingLimitMs = 0;
 std::atomic<Session*> gAbandoned = nullptr;  // never destroyed
 struct sigaction gPrevious[kSignalCount];
+bool gAreInstalled = false;  // the handlers; used by the thread that installs the kit
 std::terminate_handler gPreviousTerminate = nullptr;
 
 // The call of a previous handler on this thread. After a new start of the library, its handler is
@@ -131,6 +133,8 @@ void passOn(int signal, siginfo_t* info, void* context)
 void handleSignal(int signal, siginfo_t* info, void* context)
 {
     const int interruptedErrno = errno;
+    const auto* const interrupted = static_cast<const ucontext_t*>(context);
+    Alarm::CancelAbandoned(static_cast<std::uintptr_t>(interrupted->uc_mcontext.gregs[REG_RSP]));
     if (isReentered(context, __builtin_frame_address(0))) {
         endProcess(signal);
         return;
@@ -170,6 +174,7 @@ void installHandlers()
         gPrevious[i] = present;
         ::sigaction(kSignals[i], &action, nullptr);
     }
+    gAreInstalled = true;
     const std::terminate_handler present = std::get_terminate();
     if (present == &handleTerminate) return;
     gPreviousTerminate = present;
@@ -179,6 +184,7 @@ void installHandlers()
 // A handler that somebody has installed over the kit's stays, and the kit's passes on what it gets.
 void restoreHandlers()
 {
+    gAreInstalled = false;
     for (int i = 0; i < kSignalCount; ++i) {
         struct sigaction present = {};
         if (::sigaction(kSignals[i], nullptr, &present) == 0 && isOwn(present))
@@ -231,6 +237,18 @@ std::unique_ptr<Session> replaceSession(std::unique_ptr<Session> session)
     }
     if (isInstalled) installHandlers();
     return before;
+}
+
+bool areHandlersReplaced()
+{
+    bool isReplaced = false;
+    for (int i = 0; gAreInstalled && i < kSignalCount; ++i) {
+        struct sigaction present = {};
+        if (::sigaction(kSignals[i], nullptr, &present) != 0) continue;
+        if (isOwn(present)) return false;
+        isReplaced |= present.sa_sigaction == gPrevious[i].sa_sigaction;
+    }
+    return isReplaced;
 }
 
 Session* getSession()

@@ -14,4 +14,8 @@ std::unique_ptr<Session> replaceSession(std::unique_ptr<Session> session);
 /// The session in force in this process; null if there is none.
 Session* getSession();
 
+/// Whether the kit has installed its handlers, and those before it were installed over them: by a
+/// new start of the library.
+bool areHandlersReplaced();
+
 }  // namespace qz::ext::crash

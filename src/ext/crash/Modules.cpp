@@ -2,7 +2,10 @@
 #include "Modules.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
+#include <fstream>
+#include <string>
 #include <string_view>
 
 #include <dlfcn.h>
@@ -67,6 +70,32 @@ void readSegments(const ElfW(Phdr) * segments, std::size_t count, Module& module
     }
 }
 
+#ifdef DLFO_STRUCT_HAS_EH_DBASE
+
+// Finds what is loaded at an address, at this moment and without a lock.
+bool findLoaded(std::uintptr_t address, Module& module)
+{
+    dl_find_object found = {};
+    if (::_dl_find_object(reinterpret_cast<void*>(address), &found) != 0) return false;
+    module.bias = static_cast<std::uintptr_t>(found.dlfo_link_map->l_addr);
+    module.first = reinterpret_cast<std::uintptr_t>(found.dlfo_map_start);
+    module.last = reinterpret_cast<std::uintptr_t>(found.dlfo_map_end) - 1;
+    copyText(found.dlfo_link_map->l_name, module.path, sizeof module.path);
+    return true;
+}
+
+// The build id of what `findLoaded` has found.
+void readBuildId(Module& module)
+{
+    const auto* const head = reinterpret_cast<const ElfW(Ehdr)*>(module.first);
+    module.buildId[0] = '\0';
+    if (std::memcmp(head->e_ident, ELFMAG, SELFMAG) != 0) return;
+    const std::uintptr_t segments = module.first + head->e_phoff;
+    readSegments(reinterpret_cast<const ElfW(Phdr)*>(segments), head->e_phnum, module);
+}
+
+#else
+
 // The addresses that the segments take.
 void findRange(const ElfW(Phdr) * segments, std::size_t count, Module& module)
 {
@@ -80,31 +109,42 @@ void findRange(const ElfW(Phdr) * segments, std::size_t count, Module& module)
     }
 }
 
-struct Filling {
-    std::vector<Module>& modules;
-    const char* program;
-};
-
 int addModule(dl_phdr_info* info, std::size_t /*size*/, void* data)
 {
-    const Filling& filling = *static_cast<const Filling*>(data);
     Module module;
     module.bias = info->dlpi_addr;
     findRange(info->dlpi_phdr, info->dlpi_phnum, module);
     readSegments(info->dlpi_phdr, info->dlpi_phnum, module);
-    const bool isProgram = filling.modules.empty();
-    copyText(isProgram ? filling.program : info->dlpi_name, module.path, sizeof module.path);
-    filling.modules.push_back(module);
+    copyText(info->dlpi_name, module.path, sizeof module.path);
+    static_cast<std::vector<Module>*>(data)->push_back(module);
     return 0;
 }
 
+#endif
+
 }  // namespace
 
+// The list of the modules is locked by the loader. In a forked child it remains so for ever if
+// another thread of the parent had locked it, so the mappings are looked up one by one.
 void Modules::fill(const char* program)
 {
     mKnown.clear();
-    Filling filling = {mKnown, program};
-    ::dl_iterate_phdr(&addModule, &filling);
+#ifdef DLFO_STRUCT_HAS_EH_DBASE
+    std::ifstream mappings("/proc/self/maps");
+    for (std::string line; std::getline(mappings, line);) {
+        std::uintptr_t address = 0;
+        std::from_chars(line.data(), line.data() + line.size(), address, 16);
+        Module module;
+        if (findKnown(address) != nullptr || !findLoaded(address, module)) continue;
+        readBuildId(module);
+        mKnown.push_back(module);
+    }
+#else
+    ::dl_iterate_phdr(&addModule, &mKnown);
+#endif
+    for (Module& module : mKnown) {
+        if (module.path[0] == '\0') copyText(program, module.path, sizeof module.path);
+    }
 }
 
 void Modules::write(SafeText& out) const
@@ -125,29 +165,15 @@ const Module* Modules::findKnown(std::uintptr_t address) const
     return nullptr;
 }
 
-// The system's own look-up takes no lock and knows what is loaded at this moment.
 const Module* Modules::find(std::uintptr_t address)
 {
     const Module* const known = findKnown(address);
 #ifdef DLFO_STRUCT_HAS_EH_DBASE
-    dl_find_object found = {};
-    if (::_dl_find_object(reinterpret_cast<void*>(address), &found) != 0) return nullptr;
-    const auto bias = static_cast<std::uintptr_t>(found.dlfo_link_map->l_addr);
-    const auto first = reinterpret_cast<std::uintptr_t>(found.dlfo_map_start);
-    const char* const name = found.dlfo_link_map->l_name;
-    const bool isKnown = known != nullptr && known->bias == bias &&
-                         (name[0] == '\0' || std::strncmp(known->path, name, 1023) == 0);
+    if (!findLoaded(address, mFound)) return nullptr;
+    const bool isKnown = known != nullptr && known->bias == mFound.bias &&
+                         (mFound.path[0] == '\0' || std::strcmp(known->path, mFound.path) == 0);
     if (isKnown) return known;
-    mFound.bias = bias;
-    mFound.first = first;
-    copyText(name, mFound.path, sizeof mFound.path);
-    const auto* const head = static_cast<const ElfW(Ehdr)*>(found.dlfo_map_start);
-    if (std::memcmp(head->e_ident, ELFMAG, SELFMAG) == 0) {
-        readSegments(reinterpret_cast<const ElfW(Phdr)*>(first + head->e_phoff), head->e_phnum,
-                     mFound);
-    } else {
-        mFound.buildId[0] = '\0';
-    }
+    readBuildId(mFound);
     return &mFound;
 #else
     return known;

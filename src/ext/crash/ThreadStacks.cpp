@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ThreadStacks.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <charconv>
@@ -11,15 +12,18 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
 
 #include "SignalStack.h"
 #include "base/Deadline.h"
+#include "base/FileDescriptor.h"
 
 namespace qz::ext::crash {
 
@@ -28,9 +32,10 @@ namespace {
 constexpr int kMostWaitMs = 5000;
 // A thread that starts blocks all signals for a moment, others do so for good.
 constexpr int kMostBlockedMs = 100;
+constexpr timespec kPause = {0, 200'000};
 
-// A stack for one thread. A thread that blocks the signal may take it any time later, so the object
-// remains until no thread has that number.
+// A stack for one thread. A thread that has begun to block the signal may take it any time later,
+// so the object remains until no thread has that number.
 struct Cover {
     explicit Cover(pid_t thread) : threadId(thread) {}
 
@@ -73,18 +78,61 @@ bool isAlive(pid_t thread)
     return ::syscall(SYS_tgkill, ::getpid(), thread, 0) == 0;
 }
 
+std::string getFolder(pid_t thread)
+{
+    return "/proc/self/task/" + std::to_string(thread);
+}
+
+bool hasSignal(std::uint64_t signals, int signal)
+{
+    return (signals >> (signal - 1) & 1U) != 0;
+}
+
+// Reads a line of what the system knows about a thread; empty if it has ended.
+std::string readStatus(pid_t thread, const std::string& name)
+{
+    std::ifstream status(getFolder(thread) + "/status");
+    const std::string key = name + ":\t";
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind(key, 0) == 0) return line.substr(key.size());
+    }
+    return {};
+}
+
 // Whether the thread takes the signal only when it unblocks it, which may be never.
 bool isBlocked(pid_t thread, int signal)
 {
-    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
-    const std::string key = "SigBlk:\t";
-    for (std::string line; std::getline(status, line);) {
-        if (line.rfind(key, 0) != 0) continue;
-        std::uint64_t mask = 0;
-        std::from_chars(line.data() + key.size(), line.data() + line.size(), mask, 16);
-        return (mask >> (signal - 1) & 1U) != 0;
-    }
-    return false;
+    const std::string text = readStatus(thread, "SigBlk");
+    std::uint64_t mask = 0;
+    std::from_chars(text.data(), text.data() + text.size(), mask, 16);
+    return hasSignal(mask, signal);
+}
+
+// The first thread of a process stays as a zombie until the last one has ended.
+bool isZombie(pid_t thread)
+{
+    return readStatus(thread, "State").rfind('Z', 0) == 0;
+}
+
+// Whether the thread is in `sigwait` or the like for the signal, which would then go to the program
+// and not to the handler. Such a thread doesn't seem to block it.
+bool isAwaited(pid_t thread, int signal)
+{
+    std::ifstream file(getFolder(thread) + "/syscall");
+    long call = -1;
+    std::uint64_t address = 0;
+    if (!(file >> call >> std::hex >> address) || call != SYS_rt_sigtimedwait) return false;
+    // The system reads the memory, as the thread may have freed it meanwhile.
+    const FileDescriptor memory(::open("/proc/self/mem", O_RDONLY | O_CLOEXEC));
+    std::uint64_t signals = 0;
+    const bool isRead = ::pread(memory.get(), &signals, sizeof signals,
+                                static_cast<off_t>(address)) == sizeof signals;
+    return !isRead || hasSignal(signals, signal);
+}
+
+bool isReceptive(pid_t thread, int signal)
+{
+    return !isBlocked(thread, signal) && !isAwaited(thread, signal);
 }
 
 Cover& findCover(pid_t thread)
@@ -125,7 +173,6 @@ struct Deadlines {
 
 bool waitFor(const Cover& cover, int signal, const Deadlines& deadlines)
 {
-    constexpr timespec kPause = {0, 200'000};
     while (!isFinished(cover)) {
         const bool isHopeless = deadlines.blocked.hasPassed() && isBlocked(cover.threadId, signal);
         if (isHopeless || deadlines.last.hasPassed()) return isFinished(cover);
@@ -134,27 +181,45 @@ bool waitFor(const Cover& cover, int signal, const Deadlines& deadlines)
     return true;
 }
 
+// Sends the signal to each thread that takes it, and leaves the others alone. @return false if
+// there are such, or no memory for a stack.
+bool sendSignals(int signal, std::vector<pid_t> threads, const Deadlines& deadlines,
+                 std::vector<Cover*>& waiting)
+{
+    bool isGood = true;
+    const auto send = [&](pid_t thread) {
+        if (!isReceptive(thread, signal)) return false;
+        Cover& cover = findCover(thread);
+        isGood = cover.stack.isMade() && sendSignal(signal, cover) && isGood;
+        if (cover.stack.isMade()) waiting.push_back(&cover);
+        return true;
+    };
+    for (;;) {
+        std::erase_if(threads, send);
+        if (threads.empty() || deadlines.blocked.hasPassed()) break;
+        ::nanosleep(&kPause, nullptr);
+    }
+    return isGood && std::none_of(threads.begin(), threads.end(), &isAlive);
+}
+
 }  // namespace
 
 bool coverThreads(int signal)
 {
     editCovers().remove_if([](const auto& cover) { return !isAlive(cover->threadId); });
     const pid_t own = ::gettid();
-    std::vector<Cover*> waiting;
-    const std::vector<pid_t> threads = listThreads();
+    std::vector<pid_t> threads = listThreads();
     bool isGood = !threads.empty();
-    for (const pid_t thread : threads) {
-        if (thread == own) continue;
-        Cover& cover = findCover(thread);
-        if (!cover.stack.isMade()) return false;
-        isGood = sendSignal(signal, cover) && isGood;
-        waiting.push_back(&cover);
-    }
+    std::erase(threads, own);
+    std::erase_if(threads, &isZombie);
     if (SignalStack::IsMissing()) {
-        const stack_t stack = findCover(own).stack.describe();
-        ::sigaltstack(&stack, nullptr);
+        const SignalStack& stack = findCover(own).stack;
+        const stack_t description = stack.describe();
+        isGood = isGood && stack.isMade() && ::sigaltstack(&description, nullptr) == 0;
     }
     const Deadlines deadlines;
+    std::vector<Cover*> waiting;
+    isGood = sendSignals(signal, std::move(threads), deadlines, waiting) && isGood;
     for (const Cover* const cover : waiting)
         isGood = waitFor(*cover, signal, deadlines) && isGood;
     return isGood;

@@ -183,8 +183,13 @@ void appendSpecial(std::string& json, char32_t character)
         json += "\\n";
     else if (character == '\t')
         json += "\\t";
-    else
+    else if (character <= 0xFFFF)
         appendUnit(json, character);
+    else {
+        const char32_t offset = character - 0x10000;
+        appendUnit(json, 0xD800 + (offset >> 10U));
+        appendUnit(json, 0xDC00 + (offset & 0x3FFU));
+    }
 }
 
 void appendJsonString(std::string& json, std::string_view text)
@@ -202,7 +207,7 @@ void appendJsonString(std::string& json, std::string_view text)
         if (character.size == 0) {
             appendRun(at, 1);
             json += '\\' + escaped({at, 1});
-        } else if (value == '"' || value == '\\' || isControlling(value)) {
+        } else if (value == '"' || value == '\\' || isMisleading(value)) {
             appendRun(at, character.size);
             appendSpecial(json, value);
         }

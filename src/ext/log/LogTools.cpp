@@ -3,9 +3,9 @@
 
 #include <atomic>
 #include <list>
-#include <new>
 #include <utility>
 
+#include "LogHandler.h"
 #include "OfferedEntry.h"
 
 namespace qz::ext {
@@ -14,38 +14,44 @@ LogOutlet::~LogOutlet() = default;
 
 void LogOutlet::endBatch() {}
 
+unsigned long LogOutlet::takeLaterLosses()
+{
+    return 0;
+}
+
 // --- LogOutletInstallation
 
-struct LogOutletInstallation::State {
+struct LogOutletInstallation::State final : LogReceiver {
     explicit State(LogOutlet& takingOutlet) : outlet(takingOutlet) {}
 
-    static void Handle(std::list<qzLog::LogEntry>& batch, void* data);
+    void receive(std::list<qzLog::LogEntry>& batch) override;
+    bool isOfThisLog() const override { return qzLog::msInstance == log; }
 
     LogOutlet& outlet;
+    qzLog* const log = qzLog::msInstance;
     bool isInstalled = false;
     std::atomic<unsigned long> lostCount = 0;
 };
 
-void LogOutletInstallation::State::Handle(std::list<qzLog::LogEntry>& batch, void* data)
+void LogOutletInstallation::State::receive(std::list<qzLog::LogEntry>& batch)
 {
-    State& state = *static_cast<State*>(data);
     for (const qzLog::LogEntry& entry : batch) {
-        if (!offerEntry(state.outlet, entry)) ++state.lostCount;
+        if (!offerEntry(outlet, entry)) ++lostCount;
+        lostCount += outlet.takeLaterLosses();
     }
-    state.outlet.endBatch();
+    outlet.endBatch();
 }
 
 LogOutletInstallation::LogOutletInstallation(LogOutlet& outlet)
     : mState(std::make_unique<State>(outlet))
 {
-    qzLog* const log = qzLog::msInstance;
-    mState->isInstalled = log != nullptr && log->installCustomHandler(&State::Handle, mState.get());
+    mState->isInstalled =
+        !hasReceiver(LogRole::Outlet) && installReceiver(LogRole::Outlet, *mState);
 }
 
 LogOutletInstallation::~LogOutletInstallation()
 {
-    if (!mState->isInstalled || qzLog::msInstance == nullptr) return;
-    qzLog::msInstance->installCustomHandler(nullptr, nullptr);
+    if (mState->isInstalled) removeReceiver(LogRole::Outlet);
 }
 
 bool LogOutletInstallation::isInstalled() const
@@ -110,6 +116,11 @@ bool EscapingOutlet::take(const qzLog::LogEntry& entry)
 void EscapingOutlet::endBatch()
 {
     mNext.endBatch();
+}
+
+unsigned long EscapingOutlet::takeLaterLosses()
+{
+    return mNext.takeLaterLosses();
 }
 
 }  // namespace qz::ext

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <new>
 #include <string>
+#include <utility>
 
 #include <unistd.h>
 
@@ -19,9 +20,10 @@ struct ThrottlingOutlet::Series {
 
     pid_t processId = ::getpid();
     bool hasFirst = false;
-    qzLog::LogEntry last;     // the last entry of the series
-    unsigned long count = 0;  // of the entries that were not passed on
-    long passedMs = 0;        // the time of the entry that was passed on last
+    qzLog::LogEntry last;         // the last entry of the series
+    unsigned long count = 0;      // of the entries that were not passed on
+    unsigned long lostCount = 0;  // of those whose count was lost
+    long passedMs = 0;            // the time of the entry that was passed on last
 };
 
 ThrottlingOutlet::ThrottlingOutlet(LogOutlet& next, long longestSilenceMs)
@@ -67,22 +69,28 @@ bool ThrottlingOutlet::take(const qzLog::LogEntry& entry)
         ++series.count;
         return true;
     }
-    const bool isCountTaken = passCount(series);
+    passCount(series);
     series.hasFirst = false;  // in case that the copy fails
     series.last = entry;
     series.passedMs = entry.timeMs;
     series.hasFirst = true;
-    return mNext.take(entry) && isCountTaken;
+    return mNext.take(entry);
 }
 
 // Passes on what stands for the entries that were not passed on.
-bool ThrottlingOutlet::passCount(Series& series)
+void ThrottlingOutlet::passCount(Series& series)
 {
-    const unsigned long count = series.count;
-    series.count = 0;
-    if (count == 0) return true;
+    const unsigned long count = std::exchange(series.count, 0);
+    if (count == 0) return;
+    series.lostCount += count;  // unless it is taken, which an exception may prevent
     if (count > 1) series.last.message = "... repeated " + std::to_string(count) + " times";
-    return offerEntry(mNext, series.last);
+    if (offerEntry(mNext, series.last)) series.lostCount -= count;
+}
+
+unsigned long ThrottlingOutlet::takeLaterLosses()
+{
+    const bool isOwn = mSeries->processId == ::getpid();
+    return (isOwn ? std::exchange(mSeries->lostCount, 0) : 0) + mNext.takeLaterLosses();
 }
 
 void ThrottlingOutlet::endBatch()

@@ -65,7 +65,7 @@ bool Watch::listNew()
         std::cout << line.text << '\n';
     std::cout << std::flush;
     if (error)
-        std::cerr << "qz-crash: cannot read the folder " << mFolder << ": " << error.message()
-                  << '\n';
+        std::cerr << "qz-crash: cannot read the folder " << qz::ext::makePrintable(mFolder) << ": "
+                  << error.message() << '\n';
     return !error;
 }

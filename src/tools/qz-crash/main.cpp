@@ -8,6 +8,7 @@
 
 #include <qz/ext/CrashReport.h>
 #include <qz/ext/LibraryStart.h>
+#include <qz/ext/PrintableText.h>
 #include <qz/qzLog.h>
 
 #include "Show.h"
@@ -42,7 +43,7 @@ bool showFile(const std::string& path, const ShowOptions& options)
     qz::ext::CrashReport report;
     qz::ext::SystemFailure failure;
     if (!qz::ext::readCrashReport(path, report, &failure)) {
-        std::cerr << "qz-crash: " << failure.toString() << '\n';
+        std::cerr << "qz-crash: " << qz::ext::makePrintable(failure.toString()) << '\n';
         return false;
     }
     show(report, options);

@@ -10,6 +10,7 @@ namespace {
 
 using qz::qzLog;
 
+constexpr std::size_t kLeastBufferBytes = 1024;
 constexpr std::size_t kFirstBufferBytes = 64UL * 1024;
 constexpr std::size_t kMaxBufferBytes = 4 * EntryReader::kMaxEntryBytes;
 constexpr int kNoPrefix = -1;
@@ -55,10 +56,16 @@ EntryReader::EntryReader(ReadBytes readBytes, void* source, int leastType, bool 
       mSource(source),
       mLeastType(leastType),
       mKeepsLastLine(keepsLastLine),
-      mBuffer(kFirstBufferBytes)
+      mFirstBytes(kFirstBufferBytes)
 {
     for (std::size_t i = 0; i != mTypeNames.size(); ++i)
         mTypeNames[i] = qz::ext::getTypeName(static_cast<int>(i));
+}
+
+// One byte more shows that there are no others.
+void EntryReader::setSize(std::size_t size)
+{
+    mFirstBytes = std::clamp(size + 1, kLeastBufferBytes, kFirstBufferBytes);
 }
 
 void EntryReader::restart()
@@ -83,6 +90,7 @@ bool EntryReader::next(Entry& entry)
 
     entry = {};
     entry.hasPrefix = mLineType != kNoPrefix;
+    entry.isContinuation = !entry.hasPrefix && mIsEntryBefore;
     if (entry.hasPrefix) {
         entry.line = mParsed;
         mIsEntryBefore = true;
@@ -187,7 +195,7 @@ void EntryReader::makeRoom()
     }
     if (mEnd < mBuffer.size()) return;
     if (mBuffer.size() < kMaxBufferBytes) {
-        mBuffer.resize(mBuffer.size() * 2);
+        mBuffer.resize(std::clamp(mBuffer.size() * 2, mFirstBytes, kMaxBufferBytes));
     } else {
         mIsLineCut = true;
         mEnd = mSearched = mLine + kMaxEntryBytes;

@@ -13,7 +13,8 @@ namespace qzlog {
 /// One entry: the line that begins with a prefix and the lines without one that follow it.
 struct Entry {
     std::string_view bytes = {};  ///< All lines, without the last line end.
-    bool hasPrefix = false;       ///< False for lines before which no entry was read.
+    bool hasPrefix = false;       ///< False for lines without an entry, or of the one before.
+    bool isContinuation = false;  ///< Whether the lines belong to the entry that was read before.
     bool isCut = false;           ///< Whether bytes of a huge entry are left out.
     bool isDamaged = false;       ///< Whether it has zero bytes or isn't UTF-8; set by `LogFile`.
     /// The parsed first line; its text reaches to the end of `bytes`. Only with a prefix.
@@ -39,6 +40,8 @@ public:
     /// Finds the next entry, which is valid until the next call.
     /// @return false at the end and after a failure; a later call tries to read on.
     bool next(Entry& entry);
+    /// Sets how many bytes the log has for now, so that a small one takes little memory.
+    void setSize(std::size_t size);
     /// Whether the last read has failed.
     bool hasFailed() const { return mHasFailed; }
     /// Drops what is in the buffer, because the log begins anew.
@@ -63,6 +66,7 @@ private:
 
     // Positions in the buffer. Needed are the part of the entry that is kept, and the bytes from
     // the current line on; what is between them belongs to a cut entry.
+    std::size_t mFirstBytes;
     std::vector<char> mBuffer;
     std::size_t mEntry = 0;
     std::size_t mKeptEnd = 0;

@@ -34,7 +34,13 @@ LogFile::LogFile(std::string path, int leastType, bool isFollowed, Problems& pro
 
 LogFile::~LogFile()
 {
+    close();
+}
+
+void LogFile::close()
+{
     if (mDescriptor > STDERR_FILENO) ::close(mDescriptor);
+    mDescriptor = -1;
 }
 
 bool LogFile::open()
@@ -55,6 +61,7 @@ bool LogFile::open()
         return false;
     }
     mIdentity = FileIdentity(mDescriptor, "", status);
+    mReader.setSize(static_cast<std::size_t>(status.st_size));
     ::posix_fadvise(mDescriptor, 0, 0, POSIX_FADV_SEQUENTIAL);
     return true;
 }
@@ -62,13 +69,25 @@ bool LogFile::open()
 long LogFile::ReadBytes(void* file, char* bytes, std::size_t size)
 {
     LogFile& self = *static_cast<LogFile*>(file);
+    if (self.mDescriptor < 0) return 0;
     ssize_t count = 0;
     do {
         count = ::read(self.mDescriptor, bytes, size);
     } while (count < 0 && errno == EINTR);
     if (count < 0) self.mError = errno;
     if (count > 0) self.mOffset += count;
+    if (count >= 0 && static_cast<std::size_t>(count) < size) self.closeAtEnd();
     return count;
+}
+
+// What is read to its end needs no descriptor any more, so that there may be many small files.
+void LogFile::closeAtEnd()
+{
+    if (mPath == "-" || mIsFollowed) return;
+    struct stat status = {};
+    if (::fstat(mDescriptor, &status) != 0 || status.st_size > mOffset) return;
+    checkSize();
+    close();
 }
 
 bool LogFile::next()
@@ -91,7 +110,8 @@ bool LogFile::next()
 void LogFile::checkSize()
 {
     struct stat status = {};
-    if (mPath == "-" || ::fstat(mDescriptor, &status) != 0 || status.st_size >= mOffset) return;
+    const bool isOpen = mPath != "-" && mDescriptor >= 0;
+    if (!isOpen || ::fstat(mDescriptor, &status) != 0 || status.st_size >= mOffset) return;
     if (!mIsFollowed) {
         reportOnce(KindShrunk, "it became shorter while it was read");
         return;
@@ -100,6 +120,7 @@ void LogFile::checkSize()
     ::lseek(mDescriptor, 0, SEEK_SET);
     mOffset = 0;
     mReader.restart();
+    mDecision = {};
 }
 
 void LogFile::checkEntry()

@@ -29,12 +29,21 @@ public:
     long getTimeMs() const { return mTimeMs; }
     /// Whether there was any time yet.
     bool hasTime() const { return mHasTime; }
+    /// What a filter has decided about the last entry with a prefix. Lines without one that come
+    /// later, because the file has grown, belong to it. `Selection` alone uses it.
+    struct Decision {
+        bool isPrefixSelected = true;  ///< What the prefix contains is as the filter requires.
+        bool isShown = false;
+    };
+    Decision& editDecision() { return mDecision; }
     const std::string& getPath() const { return mPath; }
     const FileIdentity& getIdentity() const { return mIdentity; }
 
 private:
     static long ReadBytes(void* file, char* bytes, std::size_t size);
 
+    void close();
+    void closeAtEnd();
     void checkSize();
     void checkEntry();
     void reportOnce(unsigned int kind, const std::string& problem);
@@ -51,6 +60,7 @@ private:
     Entry mEntry;
     long mTimeMs = 0;
     bool mHasTime = false;
+    Decision mDecision;
 };
 
 }  // namespace qzlog

@@ -21,7 +21,8 @@ bool isInTime(const LogFile& file, const Filter& filter)
     return (!filter.fromMs || timeMs >= *filter.fromMs) && (!filter.toMs || timeMs <= *filter.toMs);
 }
 
-bool isShown(const LogFile& file, const Filter& filter)
+// Whether an entry is as the filter requires, apart from its text.
+bool isPrefixSelected(const LogFile& file, const Filter& filter)
 {
     const Entry& entry = file.getEntry();
     const bool mustHavePrefix = filter.processId != 0 || !filter.subType.empty();
@@ -29,7 +30,18 @@ bool isShown(const LogFile& file, const Filter& filter)
     if (filter.processId != 0 && entry.line.processId != static_cast<long>(filter.processId))
         return false;
     if (!filter.subType.empty() && entry.line.subType != filter.subType) return false;
-    return isInTime(file, filter) && (filter.text.empty() || hasText(entry.bytes, filter.text));
+    return isInTime(file, filter);
+}
+
+// Lines that come later are shown with their entry, and also if they contain the text themselves.
+bool isShown(LogFile& file, const Filter& filter)
+{
+    const Entry& entry = file.getEntry();
+    LogFile::Decision& decision = file.editDecision();
+    if (!entry.isContinuation) decision = {isPrefixSelected(file, filter), /*isShown=*/false};
+    const bool hasWanted = filter.text.empty() || hasText(entry.bytes, filter.text);
+    decision.isShown = decision.isPrefixSelected && (decision.isShown || hasWanted);
+    return decision.isShown;
 }
 
 }  // namespace

@@ -48,8 +48,16 @@ void Stats::addEntry(const Entry& entry)
         return;
     }
     ++mEntries[static_cast<std::size_t>(entry.line.type)];
-    mProcesses.insert(entry.line.processId);
+    addProcess(entry.line.processId);
     addTime(entry.line);
+}
+
+void Stats::addProcess(long processId)
+{
+    if (mProcesses.size() < kMostProcesses)
+        mProcesses.insert(processId);
+    else
+        mHasMoreProcesses |= !mProcesses.contains(processId);
 }
 
 void Stats::addTime(const qz::ext::LogLine& line)
@@ -69,7 +77,9 @@ void Stats::add(const Stats& other)
     for (std::size_t i = 0; i != mEntries.size(); ++i)
         mEntries[i] += other.mEntries[i];
     mContinuations += other.mContinuations;
-    mProcesses.insert(other.mProcesses.begin(), other.mProcesses.end());
+    for (const long processId : other.mProcesses)
+        addProcess(processId);
+    mHasMoreProcesses |= other.mHasMoreProcesses;
     addTime(other.mFirst);
     addTime(other.mLast);
 }
@@ -91,7 +101,7 @@ std::array<std::string, 11> Stats::getCells() const
             count(qzLog::Trace),
             count(qzLog::Dev),
             std::to_string(mContinuations),
-            std::to_string(mProcesses.size()),
+            std::to_string(mProcesses.size()) + (mHasMoreProcesses ? " or more" : ""),
             getTimeText(mFirst),
             getTimeText(mLast)};
 }

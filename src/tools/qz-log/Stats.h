@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <set>
 #include <string>
 
@@ -20,12 +21,17 @@ public:
     std::array<std::string, 11> getCells() const;
 
 private:
+    // A log may name any number of processes, which would take memory without limit.
+    static constexpr std::size_t kMostProcesses = 65'536;
+
     void addEntry(const Entry& entry);
+    void addProcess(long processId);
     void addTime(const qz::ext::LogLine& line);
 
     std::array<unsigned long, 7> mEntries = {};  // by type
     unsigned long mContinuations = 0;            // lines without a prefix
     std::set<long> mProcesses;
+    bool mHasMoreProcesses = false;
     qz::ext::LogLine mFirst;  // the times alone
     qz::ext::LogLine mLast;
 };
