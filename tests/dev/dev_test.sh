@@ -68,17 +68,53 @@ expect_elsewhere "in $folder/else where with .* text" demo text
 expect_elsewhere "--markdown $folder/else where/table" bench --markdown table
 rm -rf build bench
 
-# --- Without the right to write, and without sudo (root may write everywhere)
+# --- Without rights: a path of this test's programs decides whether there is sudo, and what it does
 
-if ((EUID == 0)); then
-    chmod 755 "$folder"
-    status=0
-    setpriv --reuid=65534 --regid=65534 --clear-groups "$BASH" ./dev install /usr/qz \
-        >"$folder/out" 2>&1 </dev/null || status=$?
-    ((status == 1)) || fail "status $status for an installation without a right"
-    grep -q 'no right to write to /usr; choose another PREFIX' "$folder/out" ||
-        fail "no reason for a refused installation: $(cat "$folder/out")"
-fi
+# All programs of the system but those that this test must be sure of.
+mkdir "$folder/bin"
+ln -s /usr/bin/* "$folder/bin/"
+rm -f "$folder/bin/"{sudo,apt-get,dpkg-query}
+printf '#!/bin/sh\n' >"$folder/bin/dpkg-query"  # no package is installed
+printf '#!/bin/sh\n' >"$folder/bin/apt-get"
+chmod +x "$folder/bin/"{dpkg-query,apt-get}
+
+# expect_refusal PATTERNS ARGUMENT...: a user without rights gets the lines that PATTERNS has, one a line,
+# and nothing is built.
+expect_refusal()
+{
+    local patterns=$1 pattern status=0 command=(env "PATH=$folder/bin" "$BASH" ./dev)
+    shift
+    if ((EUID == 0)); then
+        command=(setpriv --reuid=65534 --regid=65534 --clear-groups "${command[@]}")
+    fi
+    "${command[@]}" "$@" >"$folder/out" 2>&1 </dev/null || status=$?
+    ((status == 1)) || fail "status $status instead of 1 without rights: $* ($(cat "$folder/out"))"
+    while read -r pattern; do
+        grep -q -- "$pattern" "$folder/out" ||
+            fail "nothing like '$pattern' without rights: $* ($(cat "$folder/out"))"
+    done <<<"$patterns"
+    [[ ! -e build ]] || fail "something is left without rights: $*"
+}
+
+chmod 755 "$folder"
+install_line='apt-get install --no-install-recommends g++ cmake ninja-build libutfcpp-dev'
+expect_refusal "^dev: packages are missing, and you are not root and there is no sudo: g++ cmake
+$install_line\$
+Nothing was built" demo
+expect_refusal 'no right to write to /usr, and you are not root and there is no sudo; choose another PREFIX' \
+    install /usr/qz
+printf '#!/bin/sh\nexit 1\n' >"$folder/bin/sudo"
+chmod +x "$folder/bin/sudo"
+expect_refusal "^dev: packages are missing, and sudo refused: g++ cmake
+$install_line\$" demo
+expect_refusal 'no right to write to /usr, and sudo refused; choose another PREFIX' install /usr/qz
+printf '#!/bin/sh\nexec "$@"\n' >"$folder/bin/sudo"
+printf '#!/bin/sh\nexit 100\n' >"$folder/bin/apt-get"
+expect_refusal "^dev: packages are missing, and apt-get could not install them: g++ cmake
+$install_line\$" demo
+rm "$folder/bin/apt-get"
+expect_refusal 'there is no apt-get: g++ cmake
+docs/building.md' demo
 
 # --- Uninstall, of files that an installation has listed
 
