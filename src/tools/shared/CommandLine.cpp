@@ -6,6 +6,8 @@
 #include <system_error>
 #include <utility>
 
+#include <qz/ext/PrintableText.h>
+
 namespace shared {
 
 namespace {
@@ -74,6 +76,7 @@ std::optional<int> CommandLine::parseOption(const std::string& argument, char**&
     const std::size_t split = argument.find('=');
     const bool isJoined = split != std::string::npos;
     const std::string name = argument.substr(0, split);
+    if (name == "--help" || name == "-h") return refuse("option '" + name + "' takes no value");
     const auto found = mOptions.find(name);
     if (found == mOptions.end()) return refuse("unknown option '" + name + "'");
     const Option& option = found->second;
@@ -92,7 +95,7 @@ std::optional<int> CommandLine::parseOption(const std::string& argument, char**&
 
 int CommandLine::refuse(const std::string& problem) const
 {
-    std::cerr << mProgram << ": " << problem << " (--help shows the usage)\n";
+    std::cerr << mProgram << ": " << qz::ext::escaped(problem) << " (--help shows the usage)\n";
     return kStatusRefused;
 }
 
