@@ -20,12 +20,17 @@ bool fail(const std::string& message)
     return false;
 }
 
+bool loadFile(const std::string& path, Configuration& configuration)
+{
+    std::string error;
+    return configuration.load(path, error) || fail("cannot open '" + path + "': " + error);
+}
+
 bool load(const Options& options, Configuration& configuration)
 {
     const IgnoredLines ignoredLines;
-    std::string error;
     for (const std::string& path : options.inputPaths)
-        if (!configuration.load(path, error)) return fail("cannot open '" + path + "': " + error);
+        if (!loadFile(path, configuration)) return false;
     for (const auto& [key, value] : options.settings)
         configuration.set(key, value);
     return true;
