@@ -139,6 +139,7 @@ echo 'anna ALL=(ALL) NOPASSWD: ALL' >"$machine/etc/sudoers.d/anna"
 expect_block 1 'all records match'
 if [[ $with_tests ]]; then expect_block 2 '^100% tests passed'; fi
 expect_block 3 '^Installed; '
+[[ -z $(as_anna 'find ~/qz ! -user anna') ]] || fail "files below ~/qz aren't anna's"
 expect_first_program
 expect_left 'first,my projects,qz'
 [[ -z $(in_clone 'git status --short') ]] || fail "the clone has changed"

@@ -116,6 +116,27 @@ rm "$folder/bin/apt-get"
 expect_refusal 'there is no apt-get: g++ cmake
 docs/building.md' demo
 
+# --- With sudo, but into a folder of the user's own: sudo installs packages, and nothing else
+
+printf '#!/bin/sh\n' | tee "$folder/bin/apt-get" >"$folder/bin/true-cmake"
+chmod +x "$folder/bin/apt-get" "$folder/bin/true-cmake"
+ln -sf true-cmake "$folder/bin/cmake"
+mkdir -p build/install "$folder/own"
+touch build/install/CMakeCache.txt "$folder/commands"
+# shellcheck disable=SC2016
+printf '#!/bin/sh\necho "$@" >>"%s/commands"\n' "$folder" >"$folder/bin/sudo"
+command=(env "PATH=$folder/bin" "$BASH" ./dev install "$folder/own/qz")
+if ((EUID == 0)); then
+    chown -R 65534:65534 build "$folder/own" "$folder/commands"
+    command=(setpriv --reuid=65534 --regid=65534 --clear-groups "${command[@]}")
+fi
+"${command[@]}" >"$folder/out" 2>&1 </dev/null || fail "no success for an own folder: $(cat "$folder/out")"
+grep -q 'apt-get install' "$folder/commands" || fail "no package was installed: $(cat "$folder/commands")"
+if grep cmake "$folder/commands" | grep -qv 'apt-get install'; then
+    fail "root installs into a folder of the user: $(cat "$folder/commands")"
+fi
+rm -rf build
+
 # --- Uninstall, of files that an installation has listed
 
 expect 1 'nothing is installed from this folder' uninstall
