@@ -93,9 +93,10 @@ std::optional<int> CommandLine::parseOption(const std::string& argument, char**&
     return std::nullopt;
 }
 
+// An argument may be the name of somebody else's file, which the shell has inserted for "*".
 int CommandLine::refuse(const std::string& problem) const
 {
-    std::cerr << mProgram << ": " << qz::ext::escaped(problem) << " (--help shows the usage)\n";
+    std::cerr << mProgram << ": " << qz::ext::EscapedText(problem) << " (--help shows the usage)\n";
     return kStatusRefused;
 }
 
