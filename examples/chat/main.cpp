@@ -6,6 +6,7 @@
 #include <memory>
 
 #include <qz/ext/LibraryStart.h>
+#include <qz/ext/PrintableText.h>
 #include <qz/qzNamedPipe.h>
 
 #include "Conversation.h"
@@ -19,7 +20,7 @@ std::unique_ptr<qz::qzNamedPipe> waitForPeer(const std::string& name)
 {
     qz::qzNamedPipeServer server;
     if (!server.listenUtf8(name)) return nullptr;
-    std::cerr << "chat: waiting as '" << name << "'\n";
+    std::cerr << "chat: waiting as '" << qz::ext::escaped(name) << "'\n";
     // A caught signal or a client that is gone again ends no wait.
     if (!server.waitForNewConnection(/*timeoutMs=*/-1, /*timedOut=*/nullptr)) return nullptr;
     std::unique_ptr<qz::qzNamedPipe> peer(server.editPendingConnections().front());
@@ -66,7 +67,7 @@ int main(int argumentCount, char** arguments)
         options.waits ? waitForPeer(options.name) : connectToPeer(options.name);
     if (!peer) {
         std::cerr << "chat: " << (options.waits ? "cannot wait as '" : "nobody waits as '")
-                  << options.name << "'\n";
+                  << qz::ext::escaped(options.name) << "'\n";
         return StatusFailed;
     }
     return talk(*peer);

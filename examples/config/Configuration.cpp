@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "Configuration.h"
 
+#include <cerrno>
+
 #include <qz/AsciiTableBuilder.h>
+#include <qz/SystemError.h>
 #include <qz/ext/SafeFiles.h>
+#include <qz/qzDirUtils.h>
 #include <qz/qzIniFile.h>
 
 namespace config {
@@ -25,10 +29,18 @@ qzVariant toValue(const std::string& text)
 
 }  // namespace
 
-bool Configuration::load(const std::string& path)
+bool Configuration::load(const std::string& path, std::string& error)
 {
+    // The library would read a folder as an empty file.
+    if (qz::qzDirUtils::DirExistsUtf8(path)) {
+        error = "it is a folder";
+        return false;
+    }
     Map loaded;
-    if (!qz::LoadIniFile(path, loaded)) return false;
+    if (!qz::LoadIniFile(path, loaded)) {
+        error = qz::SystemError(errno).toString();
+        return false;
+    }
     Map flat;
     loaded.toFlattenMap(flat, kSeparator);
     for (const auto& [key, value] : flat)

@@ -11,8 +11,9 @@ namespace config {
 class Configuration {
 public:
     /// Adds the values of a file, which replace those of the same keys.
+    /// @param error receives the reason of a failure.
     /// @return false when the file can't be opened.
-    bool load(const std::string& path);
+    bool load(const std::string& path, std::string& error);
     /// Sets one value, whose type is guessed from its text.
     void set(const std::string& key, const std::string& text);
     /// The value of a key, or null.

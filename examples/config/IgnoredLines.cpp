@@ -3,6 +3,8 @@
 
 #include <iostream>
 
+#include <qz/ext/PrintableText.h>
+
 namespace config {
 
 IgnoredLines::IgnoredLines()
@@ -20,7 +22,8 @@ IgnoredLines::~IgnoredLines()
 void IgnoredLines::Print(std::list<qz::qzLog::LogEntry>& batch, void* /*data*/)
 {
     for (const qz::qzLog::LogEntry& entry : batch)
-        if (entry.type >= qz::qzLog::Warning) std::cerr << "config: " << entry.message << '\n';
+        if (entry.type >= qz::qzLog::Warning)
+            std::cerr << "config: " << qz::ext::escaped(entry.message) << '\n';
 }
 
 }  // namespace config

@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include <qz/ext/LibraryStart.h>
+#include <qz/ext/PrintableText.h>
 
 #include "Configuration.h"
 #include "IgnoredLines.h"
@@ -15,15 +16,21 @@ using namespace config;
 
 bool fail(const std::string& message)
 {
-    std::cerr << "config: " << message << '\n';
+    std::cerr << "config: " << qz::ext::escaped(message) << '\n';
     return false;
+}
+
+bool loadFile(const std::string& path, Configuration& configuration)
+{
+    std::string error;
+    return configuration.load(path, error) || fail("cannot open '" + path + "': " + error);
 }
 
 bool load(const Options& options, Configuration& configuration)
 {
     const IgnoredLines ignoredLines;
     for (const std::string& path : options.inputPaths)
-        if (!configuration.load(path)) return fail("cannot open '" + path + "'");
+        if (!loadFile(path, configuration)) return false;
     for (const auto& [key, value] : options.settings)
         configuration.set(key, value);
     return true;

@@ -17,8 +17,9 @@ constexpr const char* kUsage =
     "  --             all arguments that follow are folders\n"
     "  -h, --help     print this text\n"
     "Exit status: 0 when all was done, 1 when some files or folders could not be read, 2 for a\n"
-    "wrong command line, 3 when the list could not be written or read back. Ctrl-C writes the\n"
-    "rows that are ready, and then ends the program as a signal does.\n";
+    "wrong command line, 3 when there is none of the folders, or the list could not be written or\n"
+    "read back. Ctrl-C writes the rows that are ready, and then ends the program as a signal "
+    "does.\n";
 
 }  // namespace
 

@@ -5,13 +5,14 @@
 #include <iostream>
 
 #include <qz/SystemError.h>
+#include <qz/ext/PrintableText.h>
 
 namespace inventory {
 
 void Problems::tell(const std::string& message)
 {
     mPrepare();
-    std::cerr << "inventory: " << message << '\n';
+    std::cerr << "inventory: " << qz::ext::escaped(message) << '\n';
     ++mCount;
 }
 

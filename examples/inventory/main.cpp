@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Lists files in CSV files, reads these back, and prints what they add up to.
 
+#include <algorithm>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -8,6 +9,7 @@
 #include <unistd.h>
 
 #include <qz/ext/LibraryStart.h>
+#include <qz/ext/PrintableText.h>
 #include <qz/ext/ProgressView.h>
 #include <qz/qzDirUtils.h>
 #include <qz/qzProgressNotifier.h>
@@ -28,15 +30,15 @@ enum Status { StatusDone = 0, StatusIncomplete = 1, StatusUsage = 2, StatusNoLis
 
 Status end(Status status, const std::string& message)
 {
-    std::cerr << "inventory: " << message << '\n';
+    std::cerr << "inventory: " << qz::ext::escaped(message) << '\n';
     return status;
 }
 
 // Printed at once: whoever sees the line can rely on the file.
 void report(const CsvFile& file)
 {
-    std::cout << "wrote '" << file.path << "': " << file.rows << " rows, " << file.bytes << " bytes"
-              << std::endl;
+    std::cout << "wrote '" << qz::ext::escaped(file.path) << "': " << file.rows << " rows, "
+              << file.bytes << " bytes" << std::endl;
 }
 
 std::string describeWritten(const std::vector<CsvFile>& files)
@@ -89,8 +91,17 @@ Status printTotals(const CsvFiles& csv, const Problems& problems)
     return std::cout.good() ? StatusDone : end(StatusNoList, "cannot print the totals");
 }
 
+// A mistyped folder must not replace an older list by an empty one.
+bool isAnyFolder(const std::vector<std::string>& paths)
+{
+    return std::any_of(paths.begin(), paths.end(), qz::qzDirUtils::DirExistsUtf8);
+}
+
 Status run(const Options& options, const qz::qzCancelInterface& cancel)
 {
+    if (!isAnyFolder(options.folders))
+        return end(StatusNoList,
+                   "there is no folder '" + options.folders.front() + "'; no list is written");
     qz::ext::ProgressView view(makeViewOptions(), &cancel);
     CsvFiles csv(options.outputPath, options.rowsPerFile, kColumnNames, [&](const CsvFile& file) {
         view.clearLine();

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include <qz/ext/LibraryStart.h>
+#include <qz/ext/PrintableText.h>
 #include <qz/ext/SecureRandom.h>
 #include <qz/qzCancelConsoleEventCatcher.h>
 #include <qz/qzLogObject.h>
@@ -93,7 +94,7 @@ void reportInterruption(const Parts& parts)
     for (const std::unique_ptr<Part>& part : parts) {
         for (const std::string& path : part->getMissingPaths()) {
             qz::logWarning(kChannel) << "not recorded to its end: '" << path << "'";
-            std::cerr << "recorder: not recorded to its end: " << path << '\n';
+            std::cerr << "recorder: not recorded to its end: " << qz::ext::escaped(path) << '\n';
         }
     }
 }

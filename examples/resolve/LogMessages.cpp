@@ -3,6 +3,8 @@
 
 #include <iostream>
 
+#include <qz/ext/PrintableText.h>
+
 namespace resolve {
 
 LogMessages::LogMessages()
@@ -20,7 +22,8 @@ LogMessages::~LogMessages()
 void LogMessages::Print(std::list<qz::qzLog::LogEntry>& batch, void* /*data*/)
 {
     for (const qz::qzLog::LogEntry& entry : batch)
-        if (entry.type >= qz::qzLog::Warning) std::cerr << "resolve: " << entry.message << '\n';
+        if (entry.type >= qz::qzLog::Warning)
+            std::cerr << "resolve: " << qz::ext::escaped(entry.message) << '\n';
 }
 
 }  // namespace resolve

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <qz/ext/LibraryStart.h>
+#include <qz/ext/PrintableText.h>
 
 #include "LogMessages.h"
 #include "Options.h"
@@ -22,7 +23,7 @@ enum Status { StatusAllFound = 0, StatusSomeMissing = 1, StatusUsage = 2, Status
 
 Status fail(const std::string& message)
 {
-    std::cerr << "resolve: " << message << '\n';
+    std::cerr << "resolve: " << qz::ext::escaped(message) << '\n';
     return StatusFailed;
 }
 

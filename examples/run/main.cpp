@@ -7,11 +7,13 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <qz/ext/ChildProcess.h>
 #include <qz/ext/FileLock.h>
 #include <qz/ext/LibraryStart.h>
+#include <qz/ext/PrintableText.h>
 #include <qz/qzCancelConsoleEventCatcher.h>
 #include <qz/qzCancelIfParentProcessDied.h>
 #include <qz/qzDirUtils.h>
@@ -39,7 +41,7 @@ struct Outcome {
 
 int fail(const std::string& message)
 {
-    std::cerr << "run: " << message << '\n';
+    std::cerr << "run: " << escaped(message) << '\n';
     return StatusFailed;
 }
 
@@ -101,7 +103,7 @@ Outcome runOnce(const Options& options, const qz::qzCancelInterfaceReadOnly& can
 
 int runWithRetries(const Options& options, const qz::qzCancelInterfaceReadOnly& cancel)
 {
-    qz::logInfo(kChannel) << "command: " << describeCommand(options);
+    qz::logInfo(kChannel) << "command: " << escaped(describeCommand(options));
     Outcome outcome = runOnce(options, cancel);
     for (unsigned long retry = 1; retry <= options.retries; ++retry) {
         if (!outcome.canBeRetried || cancel.shouldCancel()) break;
@@ -155,6 +157,9 @@ int main(int argumentCount, char** arguments)
     Options options;
     if (const std::optional<int> status = parseOptions(argumentCount, arguments, options))
         return *status;
+    // Without it, the number would go to the next file that is opened, and the log into that file.
+    if (options.logPath.empty() && ::fcntl(STDOUT_FILENO, F_GETFD) < 0)
+        return fail("the standard output is closed, and there is no --log");
     pid_t watchedPid = 0;
     if (const std::optional<int> status = continueInWorker(watchedPid)) return *status;
     const LibraryStart library(qz::FullInit);

@@ -68,17 +68,74 @@ expect_elsewhere "in $folder/else where with .* text" demo text
 expect_elsewhere "--markdown $folder/else where/table" bench --markdown table
 rm -rf build bench
 
-# --- Without the right to write, and without sudo (root may write everywhere)
+# --- Without rights: a path of this test's programs decides whether there is sudo, and what it does
 
+# All programs of the system but those that this test must be sure of.
+mkdir "$folder/bin"
+ln -s /usr/bin/* "$folder/bin/"
+rm -f "$folder/bin/"{sudo,apt-get,dpkg-query}
+printf '#!/bin/sh\n' >"$folder/bin/dpkg-query"  # no package is installed
+printf '#!/bin/sh\n' >"$folder/bin/apt-get"
+chmod +x "$folder/bin/"{dpkg-query,apt-get}
+
+# expect_refusal PATTERNS ARGUMENT...: a user without rights gets the lines that PATTERNS has, one a line,
+# and nothing is built.
+expect_refusal()
+{
+    local patterns=$1 pattern status=0 command=(env "PATH=$folder/bin" "$BASH" ./dev)
+    shift
+    if ((EUID == 0)); then
+        command=(setpriv --reuid=65534 --regid=65534 --clear-groups "${command[@]}")
+    fi
+    "${command[@]}" "$@" >"$folder/out" 2>&1 </dev/null || status=$?
+    ((status == 1)) || fail "status $status instead of 1 without rights: $* ($(cat "$folder/out"))"
+    while read -r pattern; do
+        grep -q -- "$pattern" "$folder/out" ||
+            fail "nothing like '$pattern' without rights: $* ($(cat "$folder/out"))"
+    done <<<"$patterns"
+    [[ ! -e build ]] || fail "something is left without rights: $*"
+}
+
+chmod 755 "$folder"
+install_line='apt-get install --no-install-recommends g++ cmake ninja-build libutfcpp-dev'
+expect_refusal "^dev: packages are missing, and you are not root and there is no sudo: g++ cmake
+$install_line\$
+Nothing was built" demo
+expect_refusal 'no right to write to /usr, and you are not root and there is no sudo; choose another PREFIX' \
+    install /usr/qz
+printf '#!/bin/sh\nexit 1\n' >"$folder/bin/sudo"
+chmod +x "$folder/bin/sudo"
+expect_refusal "^dev: packages are missing, and sudo refused: g++ cmake
+$install_line\$" demo
+expect_refusal 'no right to write to /usr, and sudo refused; choose another PREFIX' install /usr/qz
+printf '#!/bin/sh\nexec "$@"\n' >"$folder/bin/sudo"
+printf '#!/bin/sh\nexit 100\n' >"$folder/bin/apt-get"
+expect_refusal "^dev: packages are missing, and apt-get could not install them: g++ cmake
+$install_line\$" demo
+rm "$folder/bin/apt-get"
+expect_refusal 'there is no apt-get: g++ cmake
+docs/building.md' demo
+
+# --- With sudo, but into a folder of the user's own: sudo installs packages, and nothing else
+
+printf '#!/bin/sh\n' | tee "$folder/bin/apt-get" >"$folder/bin/true-cmake"
+chmod +x "$folder/bin/apt-get" "$folder/bin/true-cmake"
+ln -sf true-cmake "$folder/bin/cmake"
+mkdir -p build/install "$folder/own"
+touch build/install/CMakeCache.txt "$folder/commands"
+# shellcheck disable=SC2016
+printf '#!/bin/sh\necho "$@" >>"%s/commands"\n' "$folder" >"$folder/bin/sudo"
+command=(env "PATH=$folder/bin" "$BASH" ./dev install "$folder/own/qz")
 if ((EUID == 0)); then
-    chmod 755 "$folder"
-    status=0
-    setpriv --reuid=65534 --regid=65534 --clear-groups "$BASH" ./dev install /usr/qz \
-        >"$folder/out" 2>&1 </dev/null || status=$?
-    ((status == 1)) || fail "status $status for an installation without a right"
-    grep -q 'no right to write to /usr; choose another PREFIX' "$folder/out" ||
-        fail "no reason for a refused installation: $(cat "$folder/out")"
+    chown -R 65534:65534 build "$folder/own" "$folder/commands"
+    command=(setpriv --reuid=65534 --regid=65534 --clear-groups "${command[@]}")
 fi
+"${command[@]}" >"$folder/out" 2>&1 </dev/null || fail "no success for an own folder: $(cat "$folder/out")"
+grep -q 'apt-get install' "$folder/commands" || fail "no package was installed: $(cat "$folder/commands")"
+if grep cmake "$folder/commands" | grep -qv 'apt-get install'; then
+    fail "root installs into a folder of the user: $(cat "$folder/commands")"
+fi
+rm -rf build
 
 # --- Uninstall, of files that an installation has listed
 

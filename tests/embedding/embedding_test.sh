@@ -18,7 +18,8 @@ fail()
 # configure NAME OPTION...
 configure()
 {
-    cmake -S "$project/tests/embedding" -B "$folder/a build/$1" -DQZ_PROJECT="$project" "${@:2}" \
+    cmake -G Ninja -S "$project/tests/embedding" -B "$folder/a build/$1" \
+        -DQZ_PROJECT="$project" "${@:2}" \
         >"$folder/log" 2>&1 || {
         cat "$folder/log"
         fail "$1: the configuration failed"

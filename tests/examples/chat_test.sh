@@ -112,6 +112,8 @@ wait $second || true
 
 expect 3 nowhere </dev/null
 expect_text err "chat: nobody waits as 'nowhere'"
+expect 3 $'two\nlines'
+expect_text err "chat: nobody waits as 'two\nlines'"
 printf -v long '%0200d' 0
 expect 3 --wait "$long"
 expect_pattern err "^chat: cannot wait as '$long'$"

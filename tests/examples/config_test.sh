@@ -46,8 +46,15 @@ temperature=celsius"
 # A failure is reported, and the file stays as it was.
 cp saved.ini before.ini
 expect 1 --save saved.ini missing.ini
-expect_text err "config: cannot open 'missing.ini'"
+expect_text err "config: cannot open 'missing.ini': System error : '(2) ENOENT No such file or directory'"
 cmp saved.ini before.ini || fail "a missing input changed the file"
+mkdir settings.ini
+expect 1 settings.ini
+expect_text err "config: cannot open 'settings.ini': it is a folder"
+expect 1 ''
+expect_text err "config: cannot open '': System error : '(2) ENOENT No such file or directory'"
+expect 1 $'two\nlines'
+expect_text err "config: cannot open 'two\nlines': System error : '(2) ENOENT No such file or directory'"
 expect 1 --save absent/saved.ini defaults.ini
 expect_text err "config: cannot save 'absent/saved.ini': open the folder of absent/saved.ini: \
 System error : '(2) ENOENT No such file or directory'"

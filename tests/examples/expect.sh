@@ -54,6 +54,8 @@ expect_common_options()
     expect_refused "unknown option '--unknown'" --unknown
     expect_refused "unknown option '-x'" -x
     expect_refused "unknown option '--unknown'" --unknown=1
+    expect_refused "option '--help' takes no value" --help=1
+    expect_refused "unknown option '--two\nlines\xFF'" $'--two\nlines\xff'
     for option in -h --help; do
         expect 0 "$option"
         expect_pattern out "^usage: $name "

@@ -97,7 +97,7 @@ expect_rows 0 nothing.csv -- nothing
 
 # A list of no files has no table if there are none because of a problem.
 expect_pattern out '^│ all '
-expect 1 --output nothing.csv nowhere
+expect 1 --output nothing.csv nothing nowhere
 expect_line err "inventory: the list is not complete; problems that were reported: 1"
 expect_text out "wrote 'nothing.csv': 0 rows, $(stat -c %s nothing.csv) bytes"
 
@@ -122,7 +122,7 @@ expect 1 --output dark.csv dark nowhere tree/a.txt '' 'dark/back\slash'
 readonly denied="System error : '(13) EACCES Permission denied'"
 sort err >sorted
 sort >wanted <<END
-inventory: cannot list 'dark/$(printf '\xff')': its name can't be converted
+inventory: cannot list 'dark/\\xFF': its name can't be converted
 inventory: cannot look at 'dark/unsearchable/file': $denied
 inventory: cannot read 'dark/secret.txt': $denied
 inventory: cannot walk '': it names nothing
@@ -142,6 +142,15 @@ dark/unsearchable/file,unreadable
 path,content'
 run_under=()
 chmod -R u+rwx dark
+
+# --- A folder that is mistyped leaves an older list as it is
+
+echo 'the old list' >old.csv
+for path in nowhere tree/a.txt '' $'two\nlines'; do
+    expect 3 --output old.csv "$path"
+    expect_text err "inventory: there is no folder '${path/$'\n'/\\n}'; no list is written"
+    expect_text old.csv 'the old list'
+done
 
 # --- A disk that is full: what was reported is there
 

@@ -84,6 +84,8 @@ grep -qF '│ none    │ 0         │ b??  │                 │' out || fai
 readonly missing="System error : '(2) ENOENT No such file or directory'"
 expect 3 nowhere list
 expect_text err "resolve: cannot index 'nowhere': $missing"
+expect 3 $'two\nlines' list
+expect_text err "resolve: cannot index 'two\nlines': $missing"
 expect 3 list list
 expect_text err "resolve: cannot index 'list': it is no folder"
 expect 3 tree nowhere

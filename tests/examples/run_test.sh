@@ -32,6 +32,14 @@ expect_pattern run.log 'INFO(out) .* : first$'
 expect_pattern run.log '^INFO(out) .* : second$'
 expect 125 --log folder -- true
 expect_text err "run: the log 'folder' is a folder"
+expect 0 --log run.log -- sh -c ': two
+: lines'
+expect_pattern run.log '^INFO(run) .* : command: sh -c .: two\\n: lines.$'
+status=0
+"$program" -- touch unseen >&- 2>err || status=$?
+((status == 125)) || fail "status $status for a closed standard output"
+expect_text err "run: the standard output is closed, and there is no --log"
+[[ ! -e unseen ]] || fail "a program ran whose output had no place"
 
 # --- A build
 

@@ -76,6 +76,7 @@ std::optional<int> CommandLine::parseOption(const std::string& argument, char**&
     const std::size_t split = argument.find('=');
     const bool isJoined = split != std::string::npos;
     const std::string name = argument.substr(0, split);
+    if (name == "--help" || name == "-h") return refuse("option '" + name + "' takes no value");
     const auto found = mOptions.find(name);
     if (found == mOptions.end()) return refuse("unknown option '" + name + "'");
     const Option& option = found->second;
