@@ -24,6 +24,7 @@
 #include <iostream>
 #include <list>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include <qz/qzCancelIfParentProcessDied.h>
@@ -43,6 +44,9 @@ thread_local bool isPolling = false;
 std::atomic<bool> gHasParentEnded = false;
 std::atomic<bool> gIsLogBlocked = false;
 std::atomic<bool> gMayLogGoOn = false;
+// A sanitizer doesn't see the atomic variables of a program that it isn't built into.
+std::mutex gMutex;
+const qz::qzCancelIfParentProcessDied* gWatched = nullptr;  // guarded by gMutex
 
 template <typename Function>
 Function* findNext(const char* name)
@@ -119,13 +123,13 @@ int stop()
     return 0;
 }
 
-// Prints the state of a source at the end of its parent.
-void printSource(std::list<qz::qzLog::LogEntry>& entries, void* source)
+// Prints the state of the source at the end of its parent.
+void printSource(std::list<qz::qzLog::LogEntry>& entries, void* /*userData*/)
 {
+    const std::lock_guard lock(gMutex);
     for (const qz::qzLog::LogEntry& entry : entries) {
         if (entry.message != "Parent process died") continue;
-        const auto* const cancel = *static_cast<const qz::qzCancelIfParentProcessDied**>(source);
-        std::cout << "entry, cancelled " << cancel->shouldCancel() << '\n';
+        std::cout << "entry, cancelled " << gWatched->shouldCancel() << '\n';
     }
 }
 
@@ -133,11 +137,13 @@ int showOrder()
 {
     // Without a log thread, the handler runs on the thread that reports.
     const qz::support::LibraryStart start(qz::LightInit);
-    const qz::qzCancelIfParentProcessDied* watched = nullptr;
     qz::qzLog::msInstance->setEchoToConsole(false);
+    qz::qzLog::msInstance->installCustomHandler(&printSource, nullptr);
     const qz::qzCancelIfParentProcessDied cancel;
-    watched = &cancel;
-    qz::qzLog::msInstance->installCustomHandler(&printSource, &watched);
+    {
+        const std::lock_guard lock(gMutex);
+        gWatched = &cancel;
+    }
     gHasParentEnded = true;
     const bool isCancelled = qz::support::waitUntil([&] { return cancel.shouldCancel(); });
     std::cout << "end, cancelled " << isCancelled << '\n';
