@@ -133,8 +133,8 @@ private:
     QZ_LOCAL void splitProcessStatistics();
     QZ_LOCAL void addMonitorEntry(long nowMs, bool force);
 
-    std::vector<char> mFileBuffer;         // reused by each sample, as is the next
-    std::vector<std::string> mStatFields;  // as many as the longest statistics so far had
+    std::vector<char> mFileBuffer;         // of the last statistics; reused by each sample
+    std::vector<std::string> mStatFields;  // of the last statistics; reused by each sample
     qzMutex mMutex;                        // guards the fields here
     qzWaitCondition mWake;
     RamUsageData mUsage;

@@ -12,7 +12,7 @@ namespace qz {
 class qzMutex;
 class qzProgressNotifierGroupCloser;
 
-/// Receives the progress of long work, and says whether the work should stop.
+/// Receives the progress of long work, and reports whether the work should stop.
 ///
 /// Progress is a stack of step groups. An operation splits its work into weighted steps, and each
 /// step may open a group of its own. So a function reports against its own maximum, without knowing
@@ -43,7 +43,7 @@ public:
     qzProgressNotifierInterface(const qzProgressNotifierInterface&) = delete;
     qzProgressNotifierInterface& operator=(const qzProgressNotifierInterface&) = delete;
 
-    /// Tells whether the work should stop.
+    /// Whether the work should stop.
     bool shouldCancel() const override = 0;
     /// Requests that the work stops.
     void cancel() override = 0;

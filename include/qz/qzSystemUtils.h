@@ -77,7 +77,7 @@ public:
     /// @param localTime as above.
     static std::string GetCurrentDateTimeISO(bool localTime);
 
-    /// Bytes of memory that the process uses now; 0 when the system doesn't tell.
+    /// Bytes of memory that the process uses now; 0 if the system does not report it.
     static unsigned long GetUsedRamQuantityInBytes(RamMetric metric);
 
     // The calls from here to `GetThirdPartyLibVersionInfo` read what the start has found out. They
@@ -86,12 +86,12 @@ public:
     /// How many processors were online at the start; at least 1. The process may be limited to
     /// fewer.
     static unsigned int GetIdealThreadCount();
-    /// Bytes of memory that the machine has; 0 if the system doesn't say.
+    /// Bytes of memory that the machine has; 0 if the system does not report it.
     static unsigned long GetRamQuantityInBytes();
     /// The processor.
     static const CPUInfo& GetCPUInfo();
     /// Name, release and version of the kernel, each with a blank after it; "Unknown OS" if the
-    /// system doesn't say.
+    /// system does not report them.
     static const std::string& GetOSInfo();
     /// Always empty on Linux.
     static const std::vector<DirectXDeviceInfo>& GetDirectXDevices();
@@ -130,7 +130,7 @@ public:
     static void TerminateSystemUtils();
 };
 
-/// What the processor says of itself.
+/// What the processor reports about itself.
 class QZ_API qzSystemUtils::CPUInfo {
 public:
     /// A group of instructions; the names are those of `InstructionSetToString`, with "_" for ".".
@@ -176,9 +176,9 @@ public:
     /// Empties the names and both sets; the two flags stay.
     void clearCPUInfos();
 
-    /// Tells whether programs may use a set: the processor has it, and the system supports it.
+    /// Whether programs may use a set: the processor has it, and the system supports it.
     bool isInstructionSetAvailable(InstructionSet set) const;
-    /// Tells whether the processor says that it runs under a hypervisor.
+    /// Whether the processor reports that it runs under a hypervisor.
     bool isRunningOnVirtualMachine() const;
 
     /// The usual name of a set; "Unknown" for 0, and "Unknown enum" for a value without a name.

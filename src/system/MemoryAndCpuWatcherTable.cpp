@@ -20,10 +20,10 @@ using Reference = MemoryAndCpuWatcher::TimestampReference;
 
 constexpr char kNone[] = "-";
 
-std::string makePercent(double fraction)
+std::string makePercent(double percent)
 {
     return qzStringUtils::humanizeNumberGeneric<double>(
-               fraction * 100, /*significantDigits=*/3, /*maxDecimals=*/1, /*binaryPrefixes=*/false,
+               percent, /*significantDigits=*/3, /*maxDecimals=*/1, /*binaryPrefixes=*/false,
                /*largePrefixes=*/false, /*smallPrefixes=*/false) +
            "%";
 }
@@ -61,8 +61,8 @@ void addReference(AsciiTableBuilder& table, const Reference& reference, const Re
     table << reference.label << humanizeBytes(reference.lastRam)
           << (isFirst ? std::string(kNone) : humanizeBytes(reference.lastRam - previous->lastRam))
           << humanizeBytes(getPeak(reference.ramSeries))
-          << makePercent(getAverage(reference.cpuSeries))
-          << makePercent(static_cast<double>(getPeak(reference.cpuSeries)))
+          << makePercent(getAverage(reference.cpuSeries) * 100)
+          << makePercent(getPeak(reference.cpuSeries) * 100)  // a float, as the samples are
           << makeDuration(reference.timeMs - startTimeMs)
           << '+' + makeDuration(reference.timeMs - previousTimeMs) << EndOfRow{};
 }

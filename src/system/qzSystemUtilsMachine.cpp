@@ -26,7 +26,7 @@ constexpr std::size_t kUserNameBuffer = 2048;
 // Compatibility: a name of eight bytes or more isn't found.
 constexpr std::size_t kUserNameLimit = 8;
 
-// What the system doesn't say counts as 0.
+// A number that the system does not report counts as 0.
 unsigned long getSystemNumber(int name)
 {
     return static_cast<unsigned long>(std::max(::sysconf(name), 0L));

@@ -29,6 +29,7 @@
 #include "ConcurrentPoolTestPeer.h"
 #include "NewThreads.h"
 #include "Waiter.h"
+#include "qzThreadTestPeer.h"
 #include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
 #include "support/LogCapture.h"
@@ -406,6 +407,14 @@ TEST_F(ConcurrentPoolTest, EndsTheProcessWhenASolverThrows)
     EXPECT_THAT(result.out, HasSubstr("Catch an exception : 'std::runtime_error(\"unsolved\")'"));
 }
 
+TEST_F(ConcurrentPoolTest, HasWorkersThatAreDescribedByTheirType)
+{
+    const ConcurrentPool pool(2);
+    auto* const worker = static_cast<qzThread*>(Peer::getWorker(pool));
+    EXPECT_EQ(qzThreadTestPeer::getDescription(*worker),
+              "N2qz14ConcurrentPool6WorkerE " + worker->getThreadId());
+}
+
 TEST_F(ConcurrentPoolTest, ComesAndGoesManyTimes)
 {
     for (int i = 0; i < 200; ++i) {
@@ -599,6 +608,24 @@ TEST(ConcurrentPoolProgressTest, OpensAGroupWithoutACloser)
     EXPECT_EQ(target.ends, 1);
 }
 
+TEST(ConcurrentPoolProgressTest, EndsTheProcessWhenTheEndOfItsGroupThrows)
+{
+    class ThrowingNotifier : public qzProgressNotifierBase {
+    public:
+        void endStepGroup() override { throw std::runtime_error("no end"); }
+    };
+    const ChildResult result = runInChild([] {
+        try {
+            ThrowingNotifier target;
+            const ConcurrentPool::ProgressNotifierProxy proxy(target);
+        } catch (const std::runtime_error&) {
+            return 1;
+        }
+        return 2;
+    });
+    EXPECT_EQ(result.getEnd(), "signal 6");
+}
+
 // --- The pool of the process -----------------------------------------------------------------
 
 TEST(DefaultPoolTest, ExistsInTheFullStateOnly)
@@ -613,6 +640,18 @@ TEST(DefaultPoolTest, ExistsInTheFullStateOnly)
                   qzSystemUtils::GetIdealThreadCount());
     }
     EXPECT_NE(concurrent::GetConcurrentPool(), nullptr) << "until the last stop";
+}
+
+TEST(DefaultPoolTest, DoesNotExistIfAWorkerCannotBeStarted)
+{
+    const ChildResult result =
+        support::runProgram({.program = "thread_refused", .arguments = {"pool"}});
+    EXPECT_EQ(result.getEnd(), "exit 0") << result.err;
+    EXPECT_EQ(result.out,
+              "EAGAIN\n"
+              "full 1, pool 0, SIGPIPE ignored 0\n"
+              "full 0, pool 0\n"
+              "full 1, pool 3, SIGPIPE ignored 1\n");
 }
 
 TEST(DefaultPoolTest, IsANewOneAfterARestart)

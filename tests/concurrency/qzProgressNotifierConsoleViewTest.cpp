@@ -52,6 +52,22 @@ TEST(qzProgressNotifierConsoleViewTest, ShowsEachWholePercentOnce)
     EXPECT_EQ(capture.getText(), "\r[          ] 0%  \r[=====     ] 50%  \r[==========] 100%  ");
 }
 
+TEST(qzProgressNotifierConsoleViewTest, FollowsTheRequestsToStopThatItIsConstructedWith)
+{
+    const support::StdoutCapture capture;
+    bool isFlagSet = false;
+    bool isSourceSet = false;
+    const qzCancelInterfaceProxyReadOnly source(&isSourceSet);
+    const qzProgressNotifierConsoleView view(&isFlagSet, 10, &source);
+    EXPECT_FALSE(view.shouldCancel());
+    isFlagSet = true;
+    EXPECT_TRUE(view.shouldCancel());
+    isFlagSet = false;
+    isSourceSet = true;
+    EXPECT_TRUE(view.shouldCancel());
+    support::flushStandardStreams();
+}
+
 struct BarRow {
     const char* name;
     int width;
@@ -92,7 +108,9 @@ INSTANTIATE_TEST_SUITE_P(
                       // The length is calculated in float, the percentage in double.
                       BarRow{"SevenTenths", 10, 0.7F, "\r[=======   ] 69%  "},
                       BarRow{"RoundsDown", 3, 0.67F, "\r[== ] 67%  "},
+                      BarRow{"FillIsFloored", 3, 0.5F, "\r[=  ] 50%  "},
                       BarRow{"Negative", 4, -0.5F, "\r[    ] -50%  "},
+                      BarRow{"NegativePercentIsFloored", 4, -0.005F, "\r[    ] -1%  "},
                       BarRow{"AboveOne", 4, 1.5F, "\r[======] 150%  "},
                       BarRow{"NoWidth", 0, 0.5F, "\r[] 50%  "},
                       BarRow{"NegativeWidth", -4, 0.5F, "\r[] 50%  "},

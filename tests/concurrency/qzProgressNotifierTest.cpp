@@ -338,6 +338,27 @@ TEST(qzProgressNotifierBaseTest, UpdatesTheFigureOnceMoreAtTheEndOfAReset)
     EXPECT_THAT(notifier.figures, ElementsAre(1.0F)) << "without a group";
 }
 
+TEST(qzProgressNotifierBaseTest, HasNoRequestToStopWhenAResetUpdatesTheFigureOnceMore)
+{
+    // Without a group, the update at the end of a reset is the only one.
+    class GrouplessRecorder : public qzProgressNotifierBase {
+    public:
+        void beginStepGroupWeights(const std::vector<double>& /*weights*/,
+                                   double /*firstStepMaxProgress*/,
+                                   qzProgressNotifierGroupCloser* /*closer*/) override
+        {
+        }
+        std::vector<bool> requests;
+
+    protected:
+        void onProgressChanged(float /*progress*/) override { requests.push_back(shouldCancel()); }
+    };
+    GrouplessRecorder notifier;
+    notifier.cancel();
+    notifier.resetNotifier();
+    EXPECT_THAT(notifier.requests, ElementsAre(false));
+}
+
 TEST(qzProgressNotifierBaseTest, RegistersTheCloserBeforeItUpdates)
 {
     class CloserRecorder : public qzProgressNotifierBase {
@@ -500,6 +521,46 @@ TEST(qzProgressNotifierGroupCloserTest, EndsTheLastGroupWhenItIsUsedAgain)
     notifier.beginStepGroupWeights({1, 1, 1}, 1, &closer);
     EXPECT_EQ(Peer::getGroups(notifier).size(), 2U);
     EXPECT_EQ(Peer::getGroups(notifier).back().weights.size(), 2U) << "the new group was the last";
+}
+
+TEST(qzProgressNotifierGroupCloserTest, EndsTheGroupOfItsNotifierBeforeItTakesAnother)
+{
+    qzProgressNotifierBase first;
+    qzProgressNotifierBase second;
+    first.beginStepGroupWeights({1, 1}, 1, nullptr);
+    second.beginStepGroupWeights({1, 1}, 1, nullptr);
+    qzProgressNotifierGroupCloser closer;
+    closer.setNotifier(&first);
+    closer.setNotifier(&second);
+    EXPECT_EQ(Peer::getNotifier(closer), &second);
+    EXPECT_EQ(Peer::getGroups(first).size(), 1U);
+    EXPECT_EQ(Peer::getGroups(second).size(), 2U);
+    closer.setNotifier(nullptr);
+    EXPECT_EQ(Peer::getNotifier(closer), nullptr);
+    EXPECT_EQ(Peer::getGroups(first).size(), 1U) << "its end was called once";
+    EXPECT_EQ(Peer::getGroups(second).size(), 1U);
+}
+
+TEST(qzProgressNotifierGroupCloserTest, EndsInnerGroupsFirst)
+{
+    class EndRecorder : public qzProgressNotifierBase {
+    public:
+        void endStepGroup() override
+        {
+            sizes.push_back(Peer::getGroups(*this).back().weights.size());
+            qzProgressNotifierBase::endStepGroup();
+        }
+        std::vector<std::size_t> sizes;
+    };
+    EndRecorder notifier;
+    {
+        qzProgressNotifierGroupCloser outer;
+        notifier.beginStepGroupWeights({1, 1}, 1, &outer);
+        qzProgressNotifierGroupCloser inner;
+        notifier.beginStepGroupWeights({1, 1, 1}, 1, &inner);
+    }
+    EXPECT_THAT(notifier.sizes, ElementsAre(3, 2));
+    EXPECT_EQ(notifier.getGlobalProgress(), 1.0F);
 }
 
 TEST(qzProgressNotifierGroupCloserTest, ForgetsANotifierThatThrows)

@@ -42,7 +42,8 @@ protected:
 
 TEST_F(qzProgressNotifierThreadSafeProxyTest, PassesEverythingOn)
 {
-    mProxy.beginStepGroupWeights({1, 3}, 1, nullptr);
+    mProxy.beginStepGroupWeights({1, 3}, 4, nullptr);
+    EXPECT_EQ(getStep(mProxy), std::pair(0.0, 4.0));
     mProxy.changeCurrentStep(10, 1);
     mProxy.setCurrentStepProgress(4);
     mProxy.incrementCurrentStepProgress(1);
@@ -56,6 +57,9 @@ TEST_F(qzProgressNotifierThreadSafeProxyTest, PassesEverythingOn)
     EXPECT_TRUE(mTarget.shouldCancel());
     mProxy.setInternalCancelFlag(false);
     EXPECT_FALSE(mProxy.shouldCancel());
+    mProxy.setInternalCancelFlag(true);
+    EXPECT_TRUE(mTarget.shouldCancel());
+    mProxy.setInternalCancelFlag(false);
     mTarget.cancel();
     EXPECT_TRUE(mProxy.shouldCancel());
     mProxy.resetNotifier();
@@ -103,6 +107,25 @@ TEST_F(qzProgressNotifierThreadSafeProxyTest, RegistersACloserUnderItsLock)
     closer.setNotifier(&observer);
     mProxy.beginStepGroupWeights({1, 1}, 1, &closer);
     EXPECT_FALSE(observer.wasFree);
+}
+
+TEST_F(qzProgressNotifierThreadSafeProxyTest, BeginsAGroupBeforeItRegistersTheCloser)
+{
+    // Ended by the closer before it takes the proxy.
+    class GroupCounter : public qzProgressNotifierBase {
+    public:
+        explicit GroupCounter(const qzProgressNotifierBase& target) : mTarget(target) {}
+        void endStepGroup() override { groups = Peer::getGroups(mTarget).size(); }
+        std::size_t groups = 0;
+
+    private:
+        const qzProgressNotifierBase& mTarget;
+    };
+    GroupCounter counter(mTarget);
+    qzProgressNotifierGroupCloser closer;
+    closer.setNotifier(&counter);
+    mProxy.beginStepGroupWeights({1, 1}, 1, &closer);
+    EXPECT_EQ(counter.groups, 2U) << "the root group and the new one";
 }
 
 TEST_F(qzProgressNotifierThreadSafeProxyTest, PassesARequestToStopOnAsOne)

@@ -4,6 +4,10 @@
 //   parent PATH   starts "child PATH" and sleeps until it is killed
 //   child PATH    makes the file PATH, waits for the end of its parent, and writes the file
 //                 PATH.end: the entries of the log until then
+//   order         watches a parent that ends while each entry is written at once; prints whether
+//                 the source cancels when the entry about it is written
+//   blocked       watches a parent that ends while the log thread is blocked; prints whether the
+//                 source cancels meanwhile
 //   stop          stops watching while the poll sleeps without a limit; prints the time between
 //                 two polls in ms
 
@@ -18,10 +22,13 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
+#include <list>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include <qz/qzCancelIfParentProcessDied.h>
+#include <qz/qzLogObject.h>
 
 #include "support/LibraryStart.h"
 #include "support/LogCapture.h"
@@ -34,6 +41,12 @@ std::atomic<int> gLimitedWaits = 0;
 std::atomic<int> gUnlimitedWaits = 0;
 std::atomic<long> gLongestWaitMs = 0;
 thread_local bool isPolling = false;
+std::atomic<bool> gHasParentEnded = false;
+std::atomic<bool> gIsLogBlocked = false;
+std::atomic<bool> gMayLogGoOn = false;
+// A sanitizer doesn't see the atomic variables of a program that it isn't built into.
+std::mutex gMutex;
+const qz::qzCancelIfParentProcessDied* gWatched = nullptr;  // guarded by gMutex
 
 template <typename Function>
 Function* findNext(const char* name)
@@ -53,7 +66,7 @@ long getMsUntil(const timespec& time)
 extern "C" pid_t getppid() noexcept
 {
     isPolling = true;
-    return static_cast<pid_t>(::syscall(SYS_getppid));
+    return gHasParentEnded ? 1 : static_cast<pid_t>(::syscall(SYS_getppid));
 }
 
 extern "C" int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
@@ -110,11 +123,64 @@ int stop()
     return 0;
 }
 
+// Prints the state of the source at the end of its parent.
+void printSource(std::list<qz::qzLog::LogEntry>& entries, void* /*userData*/)
+{
+    const std::lock_guard lock(gMutex);
+    for (const qz::qzLog::LogEntry& entry : entries) {
+        if (entry.message != "Parent process died") continue;
+        std::cout << "entry, cancelled " << gWatched->shouldCancel() << '\n';
+    }
+}
+
+int showOrder()
+{
+    // Without a log thread, the handler runs on the thread that reports.
+    const qz::support::LibraryStart start(qz::LightInit);
+    qz::qzLog::msInstance->setEchoToConsole(false);
+    qz::qzLog::msInstance->installCustomHandler(&printSource, nullptr);
+    const qz::qzCancelIfParentProcessDied cancel;
+    {
+        const std::lock_guard lock(gMutex);
+        gWatched = &cancel;
+    }
+    gHasParentEnded = true;
+    const bool isCancelled = qz::support::waitUntil([&] { return cancel.shouldCancel(); });
+    std::cout << "end, cancelled " << isCancelled << '\n';
+    return 0;
+}
+
+void blockLog(std::list<qz::qzLog::LogEntry>& /*entries*/, void* /*userData*/)
+{
+    gIsLogBlocked = true;
+    qz::support::waitUntil([] { return gMayLogGoOn.load(); });
+}
+
+int showWhileLogIsBlocked()
+{
+    const qz::support::LibraryStart start(qz::FullInit);
+    qz::qzLog::msInstance->setEchoToConsole(false);
+    qz::qzLog::msInstance->installCustomHandler(&blockLog, nullptr);
+    // Until its new settings are in use, every writer waits for the log thread.
+    qz::qzLog::msInstance->flush();
+    const qz::qzCancelIfParentProcessDied cancel;
+    qz::logInfo() << "blocks the log thread";
+    if (!qz::support::waitUntil([] { return gIsLogBlocked.load(); })) return 1;
+    gHasParentEnded = true;
+    const bool isCancelled =
+        qz::support::waitUntil([&] { return cancel.shouldCancel(); }, std::chrono::seconds(60));
+    std::cout << "cancelled " << isCancelled << '\n';
+    gMayLogGoOn = true;
+    return 0;
+}
+
 }  // namespace
 
 int main(int /*argumentCount*/, char** arguments)
 {
     const std::string step = arguments[1];
     if (step == "parent") return beParent(arguments[0], arguments[2]);
+    if (step == "order") return showOrder();
+    if (step == "blocked") return showWhileLogIsBlocked();
     return step == "child" ? beChild(arguments[2]) : stop();
 }

@@ -3,6 +3,7 @@
 //
 //   trip CODE      one with a limit of 0, in a started process
 //   static CODE    the same as a static object, which the exit destroys on its own thread
+//   slow-log CODE  one with a limit of 0, with a log that gives an early exit time to come first
 //   two CODE       two static ones; the exit continues only after both have reported
 //   unstarted CODE one with a limit of 0, without a start of the library
 //   unread         one with a limit of 0, in a process whose memory can't be read: that is 0 bytes
@@ -93,10 +94,23 @@ extern "C" int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t
 
 namespace {
 
+std::atomic<bool> gIsExiting = false;
+
 void printExit()
 {
     const bool isMainThread = std::this_thread::get_id() == gMainThread;
     std::printf("[exit on %s]\n", isMainThread ? "the main thread" : "another thread");
+    std::fflush(stdout);
+    gIsExiting = true;
+}
+
+// On the log thread. An exit that doesn't wait for the report is seen within the limit.
+void printReportSlowly(std::list<qz::qzLog::LogEntry>& entries, void* /*userData*/)
+{
+    qz::support::waitUntil([] { return gIsExiting.load(); }, std::chrono::seconds(1));
+    for (const qz::qzLog::LogEntry& entry : entries) {
+        if (entry.message.find("too much RAM") != std::string::npos) std::puts("[too much]");
+    }
     std::fflush(stdout);
 }
 
@@ -169,6 +183,12 @@ int main(int argumentCount, char** arguments)
     }
     qz::initializeQzSystem(qz::FullInit);
     if (way == "trip") {
+        const qz::MemoryWatchDog dog("dog", 0, exitCode);
+        sleepForEver();
+    }
+    if (way == "slow-log") {
+        qz::qzLog::msInstance->setEchoToConsole(false);
+        qz::qzLog::msInstance->installCustomHandler(&printReportSlowly, nullptr);
         const qz::MemoryWatchDog dog("dog", 0, exitCode);
         sleepForEver();
     }

@@ -13,11 +13,13 @@
 //   stamp LABEL
 //   table           prints the table
 //   result          prints what is extracted
+//   wakes           prints how often threads have been woken since the last time
 //   lines           prints the captured entries as "TYPE(sub-type) message"
 //   debug           captures the log with DEBUG entries
 //
 // With "unstarted" as the first argument, the library isn't started. With "idle", it isn't either,
-// and the program prints how the thread of a watcher waits while it doesn't watch.
+// and the program prints how the thread of a watcher waits while it doesn't watch. With "period",
+// it is started, and the program prints the hours that the thread waits with a period of a day.
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -27,6 +29,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
@@ -38,6 +41,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include <qz/MemoryAndCpuWatcher.h>
 #include <qz/qzLog.h>
@@ -51,6 +55,8 @@ namespace {
 thread_local bool isReplacing = false;  // on the main thread, from the first step on
 bool gIsIdlingThreads = false;
 std::atomic<bool> gHasUnlimitedWait = false;
+std::atomic<long> gLongestWaitMs = 0;
+int gWakes = 0;  // on the main thread, from the first step on
 long gWallMs = 1'000'000;
 long gTickMs = 0;
 std::string gStatus;
@@ -131,6 +137,32 @@ extern "C" int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mut
     return real(condition, mutex);
 }
 
+extern "C" int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                                      const timespec* end)
+{
+    using Call = int(pthread_cond_t*, pthread_mutex_t*, const timespec*);
+    static auto* const real = findNext<Call>("pthread_cond_timedwait");
+    timespec now = {};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    const long waitMs = (end->tv_sec - now.tv_sec) * 1000 + (end->tv_nsec - now.tv_nsec) / 1000000;
+    gLongestWaitMs = std::max(gLongestWaitMs.load(), waitMs);
+    return real(condition, mutex, end);
+}
+
+extern "C" int pthread_cond_broadcast(pthread_cond_t* condition) noexcept
+{
+    static auto* const real = findNext<int(pthread_cond_t*)>("pthread_cond_broadcast");
+    if (isReplacing) ++gWakes;
+    return real(condition);
+}
+
+extern "C" int pthread_cond_signal(pthread_cond_t* condition) noexcept
+{
+    static auto* const real = findNext<int(pthread_cond_t*)>("pthread_cond_signal");
+    if (isReplacing) ++gWakes;
+    return real(condition);
+}
+
 namespace {
 
 using Watcher = qz::MemoryAndCpuWatcher;
@@ -140,6 +172,17 @@ int showIdleWait()
     const Watcher watcher;
     const bool isUnlimited = qz::support::waitUntil([] { return gHasUnlimitedWait.load(); });
     std::cout << (isUnlimited ? "no limit\n" : "a limit\n");
+    return 0;
+}
+
+int showPeriod()
+{
+    constexpr long kMsInHour = 3'600'000;
+    const qz::support::LibraryStart start(qz::FullInit);
+    Watcher watcher;
+    watcher.startWatching(24 * kMsInHour);
+    qz::support::waitUntil([] { return gLongestWaitMs > kMsInHour; });
+    std::cout << (gLongestWaitMs + kMsInHour / 2) / kMsInHour << '\n';
     return 0;
 }
 
@@ -206,6 +249,7 @@ private:
         if (step == "stamp") mWatcher.stampReference(take());
         if (step == "table") std::cout << mWatcher.getUsageAsAsciiTable() << '\n';
         if (step == "result") printResult(mWatcher);
+        if (step == "wakes") std::cout << std::exchange(gWakes, 0) << '\n';
         if (step == "debug") mLog = std::make_unique<qz::support::LogCapture>(qz::LogLevelDebug);
         if (step == "lines") printLines();
     }
@@ -234,6 +278,7 @@ private:
 int main(int argumentCount, char** arguments)
 {
     if (argumentCount > 1 && std::strcmp(arguments[1], "idle") == 0) return showIdleWait();
+    if (argumentCount > 1 && std::strcmp(arguments[1], "period") == 0) return showPeriod();
     std::optional<qz::support::LibraryStart> start;
     if (argumentCount > 1 && std::strcmp(arguments[1], "unstarted") == 0)
         ++arguments;

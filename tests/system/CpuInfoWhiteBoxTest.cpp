@@ -31,6 +31,23 @@ using Peer = CpuInfoTestPeer;
 using CPUInfo = qzSystemUtils::CPUInfo;
 using Names = std::set<std::string>;
 
+// Programs store these numbers.
+static_assert(CPUInfo::InstructionSetUnknown == 0 && CPUInfo::InstructionSetBMI1 == 1 &&
+              CPUInfo::InstructionSetBMI2 == 2 && CPUInfo::InstructionSetABM == 3 &&
+              CPUInfo::InstructionSetTBM == 4 && CPUInfo::InstructionSetPOPCNT == 5 &&
+              CPUInfo::InstructionSetLZCNT == 6 && CPUInfo::InstructionSetRDRAND == 7 &&
+              CPUInfo::InstructionSetRDSEED == 8 && CPUInfo::InstructionSetMMX == 9 &&
+              CPUInfo::InstructionSetSSE == 10 && CPUInfo::InstructionSetSSE2 == 11 &&
+              CPUInfo::InstructionSetSSE3 == 12 && CPUInfo::InstructionSetSSSE3 == 13 &&
+              CPUInfo::InstructionSetSSE4_1 == 14 && CPUInfo::InstructionSetSSE4_2 == 15 &&
+              CPUInfo::InstructionSetSSE4a == 16 && CPUInfo::InstructionSetXOP == 17 &&
+              CPUInfo::InstructionSetF16C == 18 && CPUInfo::InstructionSetAVX == 19 &&
+              CPUInfo::InstructionSetAVX2 == 20 && CPUInfo::InstructionSetFMA3 == 21 &&
+              CPUInfo::InstructionSetAVX512F == 22 && CPUInfo::InstructionSetAVX512PF == 23 &&
+              CPUInfo::InstructionSetAVX512ER == 24 && CPUInfo::InstructionSetAVX512CD == 25 &&
+              CPUInfo::InstructionSetAES == 26 && CPUInfo::InstructionSetSHA == 27);
+static_assert(std::is_same_v<std::underlying_type_t<CPUInfo::InstructionSet>, int>);
+
 constexpr std::uint32_t kFxsr = 1U << 24;              // leaf 1 EDX
 constexpr std::uint32_t kXsave = 1U << 26 | 1U << 27;  // leaf 1 ECX, with OSXSAVE
 constexpr std::uint32_t kSseAndAvx = 0b110;            // of the enabled states
@@ -314,11 +331,18 @@ TEST(CpuInfoTest, ReadsTheBrandUpToItsEndWithoutBlanks)
 
 TEST(CpuInfoTest, ForgetsNamesAndSets)
 {
-    CPUInfo cpu = Peer::make(makeFullProcessor("AuthenticAMD"));
+    CpuLeaves leaves = makeFullProcessor("AuthenticAMD");
+    leaves.extended[2].eax = pack("Name");
+    leaves.enabledStateMask = 0;
+    CPUInfo cpu = Peer::make(leaves);
+    ASSERT_EQ(Peer::getBrand(cpu), "Name");
+    ASSERT_FALSE(Peer::getEnabled(cpu).empty());
+    ASSERT_FALSE(Peer::getDisabled(cpu).empty());
     cpu.clearCPUInfos();
     EXPECT_EQ(Peer::getVendor(cpu), "");
     EXPECT_EQ(Peer::getBrand(cpu), "");
     EXPECT_THAT(Peer::getEnabled(cpu), IsEmpty());
+    EXPECT_THAT(Peer::getDisabled(cpu), IsEmpty());
     EXPECT_TRUE(cpu.isRunningOnVirtualMachine());
 }
 
@@ -488,6 +512,59 @@ TEST(SystemInformationTest, ExistsFromTheStartToTheStop)
         EXPECT_EQ(gSystemInformation, block) << "a second call keeps it";
     }
     EXPECT_EQ(gSystemInformation, nullptr);
+}
+
+class SystemInformationUseTest : public ::testing::Test {
+protected:
+    support::LibraryStart mLibrary{LightInit};
+};
+
+TEST_F(SystemInformationUseTest, IsReadAndNotRefreshed)
+{
+    gSystemInformation->idealThreadCount = 77;
+    gSystemInformation->ramBytes = 7;
+    gSystemInformation->osText = "a system ";
+    EXPECT_EQ(qzSystemUtils::GetIdealThreadCount(), 77U);
+    EXPECT_EQ(qzSystemUtils::GetRamQuantityInBytes(), 7U);
+    EXPECT_EQ(qzSystemUtils::GetOSInfo(), "a system ");
+    EXPECT_EQ(&qzSystemUtils::GetCPUInfo(), &gSystemInformation->cpu);
+    EXPECT_EQ(&qzSystemUtils::GetThirdPartyLibVersionInfo(), &gSystemInformation->libraryVersions);
+}
+
+TEST_F(SystemInformationUseTest, HasTheSecondQueryResultForTrue)
+{
+    auto& results = gSystemInformation->queryResults;
+    EXPECT_EQ(&qzSystemUtils::GetWmicInfo(false), &results[0]);
+    EXPECT_EQ(&qzSystemUtils::GetWmicInfo(true), &results[1]);
+}
+
+TEST_F(SystemInformationUseTest, EmptiesBothQueryResultsAtTheFirstCallOnly)
+{
+    for (const bool second : {false, true}) {
+        gSystemInformation->isQueryDone = false;
+        for (auto& result : gSystemInformation->queryResults)
+            result["old"] = 1;
+        qzSystemUtils::GetWmicInfo(second)["new"] = 2;
+        EXPECT_TRUE(gSystemInformation->isQueryDone);
+        EXPECT_EQ(qzSystemUtils::GetWmicInfo(!second).size(), 0U);
+        EXPECT_EQ(qzSystemUtils::GetWmicInfo(second).size(), 1U);
+    }
+}
+
+TEST_F(SystemInformationUseTest, ListsItsDisplayDevicesInTheReport)
+{
+    EXPECT_EQ(&qzSystemUtils::GetDirectXDevices(), &gSystemInformation->displayDevices);
+    qzSystemUtils::DirectXDeviceInfo device;
+    device.description = "first";
+    gSystemInformation->displayDevices.push_back(device);
+    device.description = "second";
+    gSystemInformation->displayDevices.push_back(device);
+    qzVariant::qzVariantMapImpl report;
+    qzSystemUtils::GenerateHardwareReport(report, /*detailed=*/false);
+    const qzVariant::qzVariantListImpl* const devices = report["DirectX Devices"].getList();
+    ASSERT_NE(devices, nullptr);
+    ASSERT_EQ(devices->size(), 2U);
+    EXPECT_EQ(devices->back(), qzVariant(device.toVariantMap()));
 }
 
 }  // namespace qz

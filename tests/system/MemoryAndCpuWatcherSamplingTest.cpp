@@ -105,6 +105,14 @@ TEST(MemoryAndCpuWatcherSampling, WritesNumbersWithThreeDigitsAndOneDecimal)
               "│ little │ 124MB │ 0B │ 124MB │ 0.1% │ 0.1% │ 3m 17s 500ms │ +0ms │");
 }
 
+// A load of 0.1225F is 12.25 % as a float, which is rounded down, and above that as a double.
+TEST(MemoryAndCpuWatcherSampling, CalculatesThePeakOfTheLoadAsAFloatAndTheAverageAsADouble)
+{
+    const std::string table = runSteps(
+        kStart, {"stamp", "first", "tick", "401000", "ticks", "4900", "stamp", "second", "table"});
+    EXPECT_EQ(getRow(table, "second"), "│ second │ 1MB │ 0B │ 1MB │ 12.3% │ 12.2% │ 0ms │ +0ms │");
+}
+
 TEST(MemoryAndCpuWatcherSampling, DrawsNothingWithoutSegments)
 {
     EXPECT_EQ(runSteps(kStart, {"capture", "1", "table"}), "\n");
@@ -140,9 +148,26 @@ TEST(MemoryAndCpuWatcherSampling, CountsAFigureOfZero)
               "start=10000 ram=2/1048576/0/1048576\n");
 }
 
+TEST(MemoryAndCpuWatcherSampling, KeepsTheLastFigureOfASegmentAfterANegativeOne)
+{
+    const std::string out = runSteps(kStart, {"ram", "2048", "capture", "0", "wall", "10500", "ram",
+                                              "9007199254740992", "stamp", "segment", "result"});
+    EXPECT_THAT(out, ::testing::HasSubstr("\nsegment: 10500 2097152 ram=2/"));
+}
+
 TEST(MemoryAndCpuWatcherSampling, SleepsWithoutALimitWhileNotWatching)
 {
     EXPECT_THAT(runSteps({"idle"}), ::testing::EndsWith("no limit\n"));
+}
+
+TEST(MemoryAndCpuWatcherSampling, SleepsForItsPeriodWhileWatching)
+{
+    EXPECT_EQ(runSteps({"period"}), "24\n") << "hours";
+}
+
+TEST(MemoryAndCpuWatcherSampling, WakesItsThreadAtAStartButNotAtAStop)
+{
+    EXPECT_EQ(runSteps({"wakes", "start", "500", "0", "0", "wakes", "stop", "wakes"}), "0\n1\n0\n");
 }
 
 TEST(MemoryAndCpuWatcherSampling, IgnoresAStampWhileNotWatching)
@@ -205,6 +230,13 @@ TEST(MemoryAndCpuWatcherMonitor, GetsAnEntryFromAStampAtOnce)
                                       "stamp", "segment", "result"});
     EXPECT_THAT(out, ::testing::EndsWith("monitor: 10000 1048576 1048576 0\n"
                                          "monitor: 10001 1048576 1048576 0\n"));
+}
+
+TEST(MemoryAndCpuWatcherMonitor, HasZeroesInAnEntryWithoutFigures)
+{
+    EXPECT_EQ(runSteps({"ram", "9007199254740992", "stat", "", "wall", "10000", "tick", "1000",
+                        "start", "250", "1", "9", "result"}),
+              "start=10000 ram=0/0\nmonitor: 10000 0 0 0\n");
 }
 
 TEST(MemoryAndCpuWatcherMonitor, IsEmptyWithoutAPeriod)

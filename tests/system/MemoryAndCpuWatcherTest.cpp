@@ -17,6 +17,7 @@
 #include "concurrency/LockedElsewhere.h"
 #include "concurrency/NewThreads.h"
 #include "concurrency/Waiter.h"
+#include "concurrency/qzThreadTestPeer.h"
 #include "support/Allocations.h"
 #include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
@@ -237,6 +238,58 @@ TEST_F(MemoryAndCpuWatcherTest, EndsWithoutWaitingForItsPeriod)
     watcher.reset();
     SUCCEED() << "otherwise the test hangs";
 }
+
+TEST_F(MemoryAndCpuWatcherTest, HasAThreadThatIsDescribedByItsType)
+{
+    const Watcher watcher;
+    const qzThread& thread = Peer::getThread(watcher);
+    EXPECT_EQ(qzThreadTestPeer::getDescription(thread),
+              "N2qz19MemoryAndCpuWatcherE " + Peer::getThreadId(watcher));
+}
+
+TEST_F(MemoryAndCpuWatcherTest, IsPolledWithoutItsMutex)
+{
+    Watcher watcher;
+    auto locked = std::make_unique<LockedElsewhere>(Peer::editMutex(watcher));
+    const Waiter waiter([&] { EXPECT_FALSE(watcher.isWatching()); });
+    EXPECT_TRUE(waiter.awaitDone());
+    locked.reset();
+}
+
+struct LockedCall {
+    const char* name;
+    void (*call)(Watcher&);
+};
+
+class MemoryAndCpuWatcherLockedCall : public ::testing::TestWithParam<LockedCall> {
+protected:
+    support::LibraryStart mStart = support::LibraryStart(FullInit);
+};
+
+TEST_P(MemoryAndCpuWatcherLockedCall, WaitsForTheMutex)
+{
+    Watcher watcher;
+    watcher.startWatching(kLongestPeriodMs);
+    watcher.stampReference("segment");
+    auto locked = std::make_unique<LockedElsewhere>(Peer::editMutex(watcher));
+    const Waiter waiter([&] { GetParam().call(watcher); });
+    EXPECT_TRUE(waiter.awaitSleep());
+    EXPECT_FALSE(waiter.isDone());
+    locked.reset();
+    EXPECT_TRUE(waiter.awaitDone());
+}
+
+constexpr LockedCall kLockedCalls[] = {
+    {"startWatching", [](Watcher& watcher) { watcher.startWatching(kLongestPeriodMs); }},
+    {"stopWatching", [](Watcher& watcher) { watcher.stopWatching(); }},
+    {"captureNow", [](Watcher& watcher) { watcher.captureNow(/*force=*/false); }},
+    {"stampReference", [](Watcher& watcher) { watcher.stampReference("other"); }},
+    {"extractResult", [](Watcher& watcher) { watcher.extractResult(); }},
+    {"getUsageAsAsciiTable", [](Watcher& watcher) { watcher.getUsageAsAsciiTable(); }},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, MemoryAndCpuWatcherLockedCall, ::testing::ValuesIn(kLockedCalls),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 struct Period {
     const char* name;

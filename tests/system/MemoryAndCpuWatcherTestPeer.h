@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <string>
+
 #include <qz/MemoryAndCpuWatcher.h>
 
 #include "io/VirtualSlots.h"
@@ -13,6 +15,11 @@ public:
     using Watcher = MemoryAndCpuWatcher;
 
     static qzMutex& editMutex(Watcher& watcher) { return watcher.mMutex; }
+    static const qzThread& getThread(const Watcher& watcher) { return watcher; }
+    static std::string getThreadId(const Watcher& watcher)
+    {
+        return const_cast<Watcher&>(watcher).getThreadId();
+    }
     static void requestStop(Watcher& watcher)
     {
         const qzMutexLocker locker(watcher.mMutex);

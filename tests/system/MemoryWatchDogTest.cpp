@@ -11,6 +11,8 @@
 
 #include "concurrency/LockedElsewhere.h"
 #include "concurrency/NewThreads.h"
+#include "concurrency/Waiter.h"
+#include "concurrency/qzThreadTestPeer.h"
 #include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
 #include "support/LogCapture.h"
@@ -57,6 +59,13 @@ TEST(MemoryWatchDogExit, EndsAProcessAboveTheLimitWithTheExitCode)
     EXPECT_EQ(result.getEnd(), "exit 42");
     EXPECT_THAT(result.out, ContainsRegex(kReport));
     EXPECT_THAT(result.out, HasSubstr("[exit on another thread]"));
+}
+
+TEST(MemoryWatchDogExit, ReportsBeforeTheExit)
+{
+    const ChildResult result = runProgram({.program = "watchdog", .arguments = {"slow-log", "6"}});
+    EXPECT_EQ(result.getEnd(), "exit 6");
+    EXPECT_EQ(result.out, "[too much]\n[exit on another thread]\n");
 }
 
 TEST(MemoryWatchDogExit, DestroysAStaticWatchdogOnItsOwnThread)
@@ -139,6 +148,27 @@ TEST_F(MemoryWatchDogTest, HasAThreadThatLeavesSignalsFromOutsideToOthers)
     const MemoryWatchDog dog("dog", kHighMiB, 1);
     ASSERT_THAT(threads.get(), SizeIs(1));
     EXPECT_TRUE(isSignalBlocked(threads.get().front(), SIGTERM));
+}
+
+TEST_F(MemoryWatchDogTest, HasAThreadThatIsDescribedByItsType)
+{
+    const MemoryWatchDog dog("dog", kHighMiB, 1);
+    const qzThread& thread = Peer::getThread(dog);
+    EXPECT_EQ(qzThreadTestPeer::getDescription(thread),
+              "N2qz14MemoryWatchDogE " + Peer::getThreadId(dog));
+}
+
+TEST_F(MemoryWatchDogTest, WaitsForItsMutexWhenItsStateIsRead)
+{
+    MemoryWatchDog dog("dog", kHighMiB, 1);
+    bool isEnabled = false;
+    auto locked = std::make_unique<LockedElsewhere>(Peer::editMutex(dog));
+    const Waiter waiter([&] { isEnabled = dog.isMonitoringEnabled(); });
+    EXPECT_TRUE(waiter.awaitSleep());
+    EXPECT_FALSE(waiter.isDone());
+    locked.reset();
+    EXPECT_TRUE(waiter.awaitDone());
+    EXPECT_TRUE(isEnabled);
 }
 
 TEST_F(MemoryWatchDogTest, LeavesItsLoopWhenItIsStopped)

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <string>
+
 #include <qz/MemoryWatchDog.h>
 
 #include "io/VirtualSlots.h"
@@ -11,6 +13,11 @@ namespace qz {
 class MemoryWatchDogTestPeer {
 public:
     static qzMutex& editMutex(MemoryWatchDog& dog) { return dog.mMutex; }
+    static const qzThread& getThread(const MemoryWatchDog& dog) { return dog; }
+    static std::string getThreadId(const MemoryWatchDog& dog)
+    {
+        return const_cast<MemoryWatchDog&>(dog).getThreadId();
+    }
     static void requestStop(MemoryWatchDog& dog)
     {
         const qzMutexLocker locker(dog.mMutex);

@@ -81,6 +81,22 @@ TEST(qzCancelIfParentProcessDied, EndsWithoutWaitingForItsPoll)
     EXPECT_EQ(result.out, "100");
 }
 
+TEST(qzCancelIfParentProcessDied, ReportsTheEndBeforeItCancels)
+{
+    const support::ChildResult result =
+        support::runProgram({.program = "parent_watch", .arguments = {"order"}});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "entry, cancelled 0\nend, cancelled 1\n");
+}
+
+TEST(qzCancelIfParentProcessDied, DoesNotWaitForTheLogToCancel)
+{
+    const support::ChildResult result =
+        support::runProgram({.program = "parent_watch", .arguments = {"blocked"}});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "cancelled 1\n");
+}
+
 TEST_F(qzCancelIfParentProcessDiedTest, AnswersFalseWhileTheParentLives)
 {
     const support::LogCapture log;

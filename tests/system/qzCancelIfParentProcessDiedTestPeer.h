@@ -17,6 +17,12 @@ public:
     static qzMutex& editMutex(Impl& impl) { return impl.mMutex; }
     static qzProcess& editParentProcess(Impl& impl) { return impl.mParentProcess; }
     static bool isStopRequested(const Impl& impl) { return relaxedLoad(impl.mStopRequested); }
+    static void requestStop(Impl& impl)
+    {
+        const qzMutexLocker locker(impl.mMutex);
+        relaxedStore(impl.mStopRequested, true);
+        impl.mWake.wakeAll();
+    }
     static void setParentDied(Impl& impl) { relaxedStore(impl.mParentDied, true); }
 
     static Offsets getOffsets(const qzCancelIfParentProcessDied& source)

@@ -9,6 +9,7 @@
 
 #include "concurrency/LockedElsewhere.h"
 #include "concurrency/NewThreads.h"
+#include "concurrency/qzThreadTestPeer.h"
 #include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
 #include "support/Waiting.h"
@@ -67,6 +68,35 @@ TEST_F(qzCancelIfParentProcessDiedWhiteBox, HasAThreadThatLeavesSignalsFromOutsi
     const qzCancelIfParentProcessDied source;
     ASSERT_THAT(threads.get(), SizeIs(1));
     EXPECT_TRUE(isSignalBlocked(threads.get().front(), SIGTERM));
+}
+
+TEST_F(qzCancelIfParentProcessDiedWhiteBox, HasAThreadThatIsDescribedByItsType)
+{
+    const qzCancelIfParentProcessDied source;
+    Peer::Impl& impl = Peer::editImpl(source);
+    EXPECT_EQ(qzThreadTestPeer::getDescription(impl),
+              "N2qz31qzCancelIfParentProcessDiedImplE " + impl.getThreadId());
+}
+
+TEST_F(qzCancelIfParentProcessDiedWhiteBox, ForgetsTheParentWhenItIsStopped)
+{
+    const qzCancelIfParentProcessDied source;
+    Peer::Impl& impl = Peer::editImpl(source);
+    Peer::requestStop(impl);
+    ASSERT_TRUE(support::waitUntil([&] { return !impl.isRunning(); }));
+    EXPECT_EQ(Peer::editParentProcess(impl).getState(), qzProcess::NotStarted);
+    EXPECT_FALSE(source.shouldCancel());
+}
+
+TEST_F(qzCancelIfParentProcessDiedWhiteBox, ForgetsTheParentWhenItIsStoppedBeforeItsFirstPoll)
+{
+    const qzCancelIfParentProcessDied source;
+    Peer::Impl& impl = Peer::editImpl(source);
+    Peer::requestStop(impl);
+    ASSERT_TRUE(support::waitUntil([&] { return !impl.isRunning(); }));
+    qzProcess::GetParentProcess(Peer::editParentProcess(impl));
+    impl.run();
+    EXPECT_EQ(Peer::editParentProcess(impl).getState(), qzProcess::NotStarted);
 }
 
 TEST_F(qzCancelIfParentProcessDiedWhiteBox, ReadsTheOtherSourceOnlyWhileTheParentLives)

@@ -109,6 +109,20 @@ TEST(qzPowerStatusReader, ReadsOnlyAfterThePeriodUnlessForced)
     EXPECT_EQ(reader.getPowerStatus().batteryLevel, 101);
 }
 
+TEST(qzPowerStatusReader, StartsItsPeriodAnewWithAReadingThatIsNotForced)
+{
+    qzPowerStatusReader reader(3'600'000);
+    const auto before = static_cast<long>(qzSystemUtils::GetTimeBaseMs());
+    for (const bool force : {false, true}) {
+        Peer::editLastUpdateMs(reader) = before - 3'600'001;
+        reader.updatePowerStatusReader(force);
+        EXPECT_GE(Peer::editLastUpdateMs(reader), before) << force;
+    }
+    Peer::editLastUpdateMs(reader) = before - 1;
+    reader.updatePowerStatusReader(/*force=*/false);
+    EXPECT_EQ(Peer::editLastUpdateMs(reader), before - 1) << "without a reading";
+}
+
 TEST(qzPowerStatusReader, DoesNotReadYetWhenThePeriodHasJustPassed)
 {
     qzPowerStatusReader reader(1000);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <qz/qzSystemUtils.h>
 
+#include <cstddef>
 #include <cstring>
 #include <fstream>
 #include <stdexcept>
@@ -25,6 +26,14 @@ namespace qz {
 using ::testing::IsEmpty;
 
 namespace {
+
+using DisplayDevice = qzSystemUtils::DirectXDeviceInfo;
+
+static_assert(sizeof(DisplayDevice) == 56);
+static_assert(offsetof(DisplayDevice, description) == 0 &&
+              offsetof(DisplayDevice, dedicatedVideoMemory) == 32 &&
+              offsetof(DisplayDevice, dedicatedSystemMemory) == 40 &&
+              offsetof(DisplayDevice, sharedSystemMemory) == 48);
 
 class qzSystemUtilsMachineTest : public ::testing::Test {
 protected:
@@ -202,8 +211,9 @@ TEST_F(qzSystemUtilsMachineTest, DescribesADevice)
 {
     qzSystemUtils::DirectXDeviceInfo device;
     EXPECT_EQ(device.description, "");
-    EXPECT_EQ(
-        device.dedicatedVideoMemory + device.dedicatedSystemMemory + device.sharedSystemMemory, 0U);
+    EXPECT_EQ(device.dedicatedVideoMemory, 0U);
+    EXPECT_EQ(device.dedicatedSystemMemory, 0U);
+    EXPECT_EQ(device.sharedSystemMemory, 0U);
     qzVariant::qzVariantMapImpl map = device.toVariantMap();
     EXPECT_EQ(map.size(), 4U);
     EXPECT_EQ(map["dedicatedmemory"], qzVariant(""));
