@@ -29,8 +29,9 @@
 //                                                                     rotation and without custom
 //                                                                     handler, which may hold a
 //                                                                     mutex; and thrown
-//   reports a signal                    is blocked until the report   is passed on without a report
-//                                       is written
+//   reports a signal                    is blocked until the handler  is passed on without a report
+//                                       ends, or calls that of the
+//                                       program
 //   uses the outlets of a forked child  is blocked until the entry    is reported at once, without
 //                                       is written                    rotation and custom handler
 //   forks                               is blocked until the fork is  is reported at once; may hang

@@ -180,6 +180,27 @@ expect 0 --level CRITICAL many.log huge.log
 ln -s nowhere dangling
 expect_problem "'dangling': System error : '(2) ENOENT No such file or directory'" dangling
 expect_problem "'a\\nb': System error : '(2) ENOENT No such file or directory'" $'a\nb'
+# A program's name for a log leads to the files that have a date in theirs.
+mkdir dated
+line INFO 1 1 "of the first day" >dated/shop-2026-11-14.log
+line INFO 1 2 "of the second day" >dated/shop_2026-11-15-00-00-00.log
+line INFO 2 3 "of another program" >dated/shopping.log
+line INFO 2 4 "of another one" >dated/shop-old.log
+touch -d '2026-11-14 23:00' dated/shop-2026-11-14.log
+expect 0 dated/shop.log
+expect_text out "$(cat dated/shop-2026-11-14.log dated/shop_2026-11-15-00-00-00.log)"
+expect_text err ""
+expect_problem "'dated/sho.log': System error : '(2) ENOENT No such file or directory'" dated/sho.log
+timeout 300 "$program" --follow dated/shop.log >followed 2>err &
+follower=$!
+wait_for grep -q 'second day' followed
+line INFO 1 5 "of the third day" >dated/shop-2026-11-16.log
+wait_for grep -q 'third day' followed
+kill "$follower"
+wait "$follower" 2>/dev/null || true
+expect_text err ""
+if grep another followed; then fail "logs of other programs are followed"; fi
+
 if ((EUID != 0)); then
     mkdir locked
     chmod 0 locked

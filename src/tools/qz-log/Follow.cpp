@@ -20,30 +20,6 @@ namespace {
 
 constexpr int kPeriodMs = 100;
 
-// An argument of the command as a folder and the names in it. A file may be renamed by a rotation
-// to a name with a date before its extension.
-struct Place {
-    std::string folder;
-    std::string nameStart;
-    std::string nameEnd;
-    std::string path;  // of the one file as it was given; empty for all of a folder
-    std::string name;  // its name
-};
-
-Place makePlace(const std::string& path)
-{
-    struct stat status = {};
-    if (::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
-        return {path, "", "", "", ""};
-    const std::size_t slash = path.rfind('/');
-    const bool hasFolder = slash != std::string::npos;
-    const std::string name = hasFolder ? path.substr(slash + 1) : path;
-    const std::string folder = !hasFolder ? "." : slash == 0 ? "/" : path.substr(0, slash);
-    const std::size_t point = name.rfind('.');
-    if (point == std::string::npos || point == 0) return {folder, name, "", path, name};
-    return {folder, name.substr(0, point), name.substr(point), path, name};
-}
-
 class Follower {
 public:
     Follower(const Options& options, Problems& problems) : mOptions(options), mProblems(problems)
@@ -82,13 +58,12 @@ private:
     void findFiles(const Place& place, std::set<FileIdentity>& present)
     {
         std::vector<FoundFile> files;
-        const bool isListed = listFolder(place.folder, place.nameStart, place.nameEnd, files);
+        const bool isListed = listFiles(place, files);
         if (!isListed && mIsFirst) mProblems.report(place.folder, errno);
-        bool isNamedFileThere = false;
+        const bool isNameThere = std::any_of(
+            files.begin(), files.end(), [&](const FoundFile& found) { return place.names(found); });
         for (const FoundFile& found : files) {
-            const bool isNamed =
-                place.path.empty() || found.path == place.folder + '/' + place.name;
-            isNamedFileThere |= isNamed;
+            const bool isNamed = !isNameThere || place.names(found);
             // What an empty file will contain shows later.
             if (place.path.empty() && found.isEmpty) continue;
             present.insert(found.identity);
@@ -99,7 +74,7 @@ private:
             // A rotation came between. The next round finds the file by its new name.
             if (!openFile(found)) present.erase(found.identity);
         }
-        if (mIsFirst && !isNamedFileThere && isListed && !place.path.empty())
+        if (mIsFirst && files.empty() && isListed && !place.path.empty())
             mProblems.report(place.path, "it is no regular file, or missing so far");
     }
 

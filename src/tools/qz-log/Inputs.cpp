@@ -20,13 +20,27 @@ namespace {
 bool isFolder(const std::string& path)
 {
     struct stat status = {};
-    return path != "-" && ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-bool hasForm(std::string_view name, std::string_view start, std::string_view end)
+// A file that can't be looked at isn't missing; the attempt to open it shows why.
+bool isMissing(const std::string& path)
 {
-    return name[0] != '.' && name.size() >= start.size() + end.size() &&
-           name.substr(0, start.size()) == start && name.substr(name.size() - end.size()) == end;
+    return path != "-" && ::access(path.c_str(), F_OK) != 0 && errno == ENOENT;
+}
+
+bool hasForm(std::string_view name, const Place& place)
+{
+    if (name[0] == '.') return false;
+    if (place.path.empty() || name == place.name) return true;
+    const std::string_view start = place.nameStart;
+    const std::string_view end = place.nameEnd;
+    if (name.size() < start.size() + 2 + end.size() || !name.starts_with(start) ||
+        !name.ends_with(end))
+        return false;
+    const char separator = name[start.size()];
+    const char digit = name[start.size() + 1];
+    return (separator == '-' || separator == '_') && digit >= '0' && digit <= '9';
 }
 
 bool isOlder(const FoundFile& left, const FoundFile& right)
@@ -37,19 +51,30 @@ bool isOlder(const FoundFile& left, const FoundFile& right)
 
 }  // namespace
 
-bool listFolder(const std::string& folder, const std::string& nameStart, const std::string& nameEnd,
-                std::vector<FoundFile>& files)
+Place makePlace(const std::string& path)
+{
+    if (isFolder(path)) return {path, "", "", "", ""};
+    const std::size_t slash = path.rfind('/');
+    const bool hasFolder = slash != std::string::npos;
+    const std::string name = hasFolder ? path.substr(slash + 1) : path;
+    const std::string folder = !hasFolder ? "." : slash == 0 ? "/" : path.substr(0, slash);
+    const std::size_t point = name.rfind('.');
+    if (point == std::string::npos || point == 0) return {folder, name, "", path, name};
+    return {folder, name.substr(0, point), name.substr(point), path, name};
+}
+
+bool listFiles(const Place& place, std::vector<FoundFile>& files)
 {
     const auto close = [](DIR* stream) { ::closedir(stream); };
-    const std::unique_ptr<DIR, decltype(close)> stream(::opendir(folder.c_str()), close);
+    const std::unique_ptr<DIR, decltype(close)> stream(::opendir(place.folder.c_str()), close);
     if (!stream) return false;
     errno = 0;
     while (const dirent* const entry = ::readdir(stream.get())) {
         struct stat status = {};
-        const bool isThere = hasForm(entry->d_name, nameStart, nameEnd) &&
+        const bool isThere = hasForm(entry->d_name, place) &&
                              ::fstatat(::dirfd(stream.get()), entry->d_name, &status, 0) == 0;
         if (isThere && S_ISREG(status.st_mode))
-            files.push_back({folder + '/' + entry->d_name,
+            files.push_back({place.folder + '/' + entry->d_name,
                              FileIdentity(::dirfd(stream.get()), entry->d_name, status),
                              status.st_mtim, status.st_size == 0});
         errno = 0;
@@ -76,12 +101,16 @@ std::vector<std::string> findInputs(const std::vector<std::string>& arguments, P
 {
     std::vector<std::string> paths;
     for (const std::string& argument : arguments) {
-        if (!isFolder(argument)) {
-            paths.push_back(argument);
-            continue;
-        }
         std::vector<FoundFile> files;
-        if (!listFolder(argument, "", "", files)) problems.report(argument, errno);
+        if (argument != "-" && (isFolder(argument) || isMissing(argument))) {
+            const Place place = makePlace(argument);
+            if (!listFiles(place, files))
+                problems.report(argument, errno);
+            else if (files.empty() && isMissing(argument))
+                problems.report(argument, ENOENT);
+        } else {
+            paths.push_back(argument);
+        }
         for (const FoundFile& file : files)
             if (isLog(file.path)) paths.push_back(file.path);
     }
