@@ -52,6 +52,16 @@ PATH=$PWD/nothing "$program" "$report" >out 2>err || fail "status $?"
 expect_text err "qz-crash: no addr2line: install the package binutils, elfutils or llvm for names and lines"
 expect_pattern out "^  #0    *crashes+0x[0-9a-f]*\$"
 
+# A stripped library knows its exported functions only, and none of them stands in for another one.
+library=$(ldd "$crashes" | sed -n 's/.*libqzSystem\.so[^ ]* => \([^ ]*\) .*/\1/p')
+mkdir stripped
+strip -o "stripped/${library##*/}" "$library"
+LD_LIBRARY_PATH=$PWD/stripped crash of_stripped null 2>/dev/null
+expect 0 --no-entries "$report"
+expect_pattern out "^  #[0-9]* *main at .*/crashes.cpp:[0-9]"
+expect_pattern out "^  #[0-9]* *${library##*/}+0x[0-9a-f]*\$"
+if grep "\[${library##*/}+" out; then fail "names that are guessed"; fi
+
 # A program that was built anew since.
 cp "$report" changed.qzcrash
 id=$(grep -a -m 1 -o '^frame 0x[0-9a-f]* 0x[0-9a-f]* [0-9a-f]*' "$report" | cut -d' ' -f4)

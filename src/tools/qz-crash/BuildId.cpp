@@ -8,43 +8,13 @@
 #include <vector>
 
 #include <elf.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+
+#include "ElfFile.h"
 
 namespace {
 
 constexpr std::size_t kMostSegments = 256;
 constexpr std::size_t kMostNoteBytes = 65536;
-
-class File {
-public:
-    explicit File(const std::string& path)
-        : mDescriptor(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC))
-    {
-    }
-    ~File()
-    {
-        if (mDescriptor >= 0) ::close(mDescriptor);
-    }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
-
-    bool isRegular() const
-    {
-        struct stat status = {};
-        return ::fstat(mDescriptor, &status) == 0 && S_ISREG(status.st_mode);
-    }
-
-    bool read(std::size_t position, void* bytes, std::size_t size) const
-    {
-        const ssize_t count = ::pread(mDescriptor, bytes, size, static_cast<off_t>(position));
-        return count >= 0 && static_cast<std::size_t>(count) == size;
-    }
-
-private:
-    int mDescriptor;
-};
 
 std::size_t align(std::size_t size)
 {
@@ -81,11 +51,11 @@ std::string findInNotes(std::string_view notes)
 
 std::string readBuildId(const std::string& path)
 {
-    const File file(path);
+    const ElfFile file(path);
     Elf64_Ehdr head;
-    if (!file.isRegular() || !file.read(0, &head, sizeof head)) return {};
-    const bool isElf = std::memcmp(head.e_ident, ELFMAG, SELFMAG) == 0;
-    if (!isElf || head.e_phentsize != sizeof(Elf64_Phdr) || head.e_phnum > kMostSegments) return {};
+    if (!file.readHead(head) || head.e_phentsize != sizeof(Elf64_Phdr) ||
+        head.e_phnum > kMostSegments)
+        return {};
     std::vector<Elf64_Phdr> segments(head.e_phnum);
     if (!file.read(head.e_phoff, segments.data(), segments.size() * sizeof(Elf64_Phdr))) return {};
     for (const Elf64_Phdr& segment : segments) {

@@ -49,13 +49,6 @@ std::string describePlace(const qz::ext::CrashFrame& frame)
     return frame.file.substr(frame.file.rfind('/') + 1) + "+" + toHex(frame.offset);
 }
 
-// A line without a number is of a file without debug information.
-bool isKnown(const std::string& line)
-{
-    const std::string number = line.substr(line.rfind(':') + 1);
-    return !number.empty() && number != "0" && number != "?";
-}
-
 void showFrame(std::size_t number, const qz::ext::CrashFrame& frame, const Symbols& symbols)
 {
     const std::string place = makePrintable(describePlace(frame));
@@ -68,7 +61,7 @@ void showFrame(std::size_t number, const qz::ext::CrashFrame& frame, const Symbo
     for (std::size_t i = 0; i < sources.size(); ++i) {
         if (i != 0) std::cout << "      ";
         std::cout << ' ' << makePrintable(sources[i].function);
-        if (isKnown(sources[i].line)) std::cout << " at " << makePrintable(sources[i].line);
+        if (sources[i].hasLine()) std::cout << " at " << makePrintable(sources[i].line);
         if (i + 1 != sources.size()) std::cout << " (inlined)";
         std::cout << (i == 0 ? "  [" + place + "]\n" : "\n");
     }

@@ -2,11 +2,13 @@
 #include "Symbols.h"
 
 #include <cerrno>
+#include <set>
 #include <sstream>
 
 #include <qz/ext/ChildProcess.h>
 
 #include "BuildId.h"
+#include "FunctionSymbols.h"
 
 namespace {
 
@@ -73,6 +75,12 @@ void parseOutput(const std::string& output, Places& places)
 
 }  // namespace
 
+bool SourcePlace::hasLine() const
+{
+    const std::string number = line.substr(line.rfind(':') + 1);
+    return !number.empty() && number != "0" && number != "?";
+}
+
 Symbols::Symbols(const qz::ext::CrashReport& report)
 {
     std::size_t count = 0;
@@ -118,11 +126,24 @@ bool Symbols::run(const std::string& object, Places& places)
         const qz::ext::ChildResult result = qz::ext::ChildProcess::Run(options, wait);
         if (result.failure.error == ENOENT) continue;
         parseOutput(result.output, places);
+        dropGuesses(object, places);
         if (!result.isSuccess())
             mRemarks.push_back(finder.program + std::string(" failed for ") + object);
         return true;
     }
     return false;
+}
+
+// Without debug information an address outside of all functions of the table has the name of the
+// function before it: in a stripped library, of any that happens to be exported.
+void Symbols::dropGuesses(const std::string& object, Places& places)
+{
+    std::set<std::uint64_t> addresses;
+    for (const auto& [address, found] : places)
+        if (!found.empty() && !found[0].hasLine()) addresses.insert(address);
+    const std::set<std::uint64_t> known = findInFunctions(object, addresses);
+    for (const std::uint64_t address : addresses)
+        if (!known.contains(address)) places[address].clear();
 }
 
 const std::vector<SourcePlace>& Symbols::find(const qz::ext::CrashFrame& frame) const

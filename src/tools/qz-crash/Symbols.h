@@ -13,6 +13,9 @@
 struct SourcePlace {
     std::string function;  // "??" if it is unknown
     std::string line;      // "FILE:LINE"; "??:0" if it is unknown
+
+    /// A line without a number is of a file without debug information.
+    bool hasLine() const;
 };
 
 /// Finds functions and lines by build id, with the first of `addr2line`, `eu-addr2line` and
@@ -34,6 +37,7 @@ private:
 
     void lookUp(const Module& module, Places& places);
     bool run(const std::string& object, Places& places);
+    static void dropGuesses(const std::string& object, Places& places);
 
     std::map<Module, Places> mModules;
     std::vector<std::string> mRemarks;
