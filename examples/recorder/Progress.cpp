@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Progress.h"
 
+#include <atomic>
 #include <csignal>
 #include <initializer_list>
 #include <iostream>
@@ -13,7 +14,7 @@ namespace {
 
 constexpr unsigned long kShowEveryMs = 200;
 
-volatile std::sig_atomic_t gSecondSignal = 0;
+std::atomic<int> gSecondSignal = 0;  // any thread may get a signal
 
 qz::ext::ProgressViewOptions makeViewOptions(unsigned long fileCount)
 {
@@ -52,7 +53,7 @@ int Progress::waitForEnd()
         if (mCancel.shouldCancel()) confirmInterruption();
     }
     mView.clearLine();
-    return mPartsAtWork == 0 ? 0 : gSecondSignal;
+    return mPartsAtWork == 0 ? 0 : gSecondSignal.load();
 }
 
 void Progress::confirmInterruption()
