@@ -23,6 +23,19 @@ using ::testing::StartsWith;
 
 // --- Signals at a bad time
 
+namespace {
+
+// Runs the program that interrupts its children or itself.
+void expectInterrupted(const std::vector<std::string>& arguments, const std::string& output)
+{
+    const ChildResult result =
+        runProgram({.program = "log_interrupted", .arguments = arguments, .timeoutSec = 500});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, output);
+}
+
+}  // namespace
+
 struct PrintRow {
     const char* printer;
     const char* output;
@@ -37,13 +50,8 @@ class SignalWatcherPrinting : public ::testing::TestWithParam<PrintRow> {};
 
 TEST_P(SignalWatcherPrinting, ReportsASignalThatComesWhileTheApplicationPrints)
 {
-    const std::string count = "100";
-    const ChildResult result =
-        runProgram({.program = "log_interrupted",
-                    .arguments = {"print", GetParam().printer, GetParam().output, count},
-                    .timeoutSec = 1200});
-    EXPECT_EQ(result.getEnd(), "exit 0");
-    EXPECT_EQ(result.out, "ended " + count + " reported " + count + "\n");
+    expectInterrupted({"print", GetParam().printer, GetParam().output, "100"},
+                      "ended 100 reported 100\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, SignalWatcherPrinting, ::testing::ValuesIn(kPrintRows),
@@ -56,12 +64,7 @@ class SignalWatcherCalling : public ::testing::TestWithParam<const char*> {};
 // The function holds a lock of the C library while the signal is reported.
 TEST_P(SignalWatcherCalling, ReportsASignalThatComesInACallOfTheCLibrary)
 {
-    const std::string count = "60";
-    const ChildResult result = runProgram({.program = "log_interrupted",
-                                           .arguments = {"call", GetParam(), count},
-                                           .timeoutSec = 1300});
-    EXPECT_EQ(result.getEnd(), "exit 0");
-    EXPECT_EQ(result.out, "ended " + count + " reported " + count + "\n");
+    expectInterrupted({"call", GetParam(), "60"}, "ended 60 reported 60\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, SignalWatcherCalling,
@@ -70,19 +73,13 @@ INSTANTIATE_TEST_SUITE_P(Rows, SignalWatcherCalling,
 
 TEST(SignalWatcherTest, ReportsASignalThatComesDuringTheReportOfAnother)
 {
-    const ChildResult result = runProgram(
-        {.program = "log_interrupted", .arguments = {"twice", "300"}, .timeoutSec = 300});
-    EXPECT_EQ(result.getEnd(), "exit 0");
-    EXPECT_EQ(result.out, "all seen\n");
+    expectInterrupted({"twice", "300"}, "all seen\n");
 }
 
 // Signals that come faster than they are handled would nest until the stack is full.
 TEST(SignalWatcherTest, HandlesASignalThatComesInItsHandlerAfterIt)
 {
-    const ChildResult result = runProgram(
-        {.program = "log_interrupted", .arguments = {"again", "20000"}, .timeoutSec = 300});
-    EXPECT_EQ(result.getEnd(), "exit 0");
-    EXPECT_EQ(result.out, "all seen\n");
+    expectInterrupted({"again", "20000"}, "all seen\n");
 }
 
 // The report of the next signal would wait for the allocator, which the interrupted one has locked.
@@ -95,27 +92,18 @@ TEST(SignalWatcherTest, NeedsNoMemoryWhileAnotherSignalMayInterruptIt)
 
 TEST(SignalWatcherTest, ReportsSignalsThatComeDuringAForkAfterIt)
 {
-    const ChildResult result =
-        runProgram({.program = "log_interrupted", .arguments = {"fork", "1000"}, .timeoutSec = 60});
-    EXPECT_EQ(result.getEnd(), "exit 0");
-    EXPECT_EQ(result.out, "all forked\n");
+    expectInterrupted({"fork", "1000"}, "all forked\n");
 }
 
 TEST(SignalWatcherTest, ReportsSignalsOfThreadsThatMakeTheirConverters)
 {
-    const ChildResult result = runProgram(
-        {.program = "log_interrupted", .arguments = {"convert", "3000"}, .timeoutSec = 60});
-    EXPECT_EQ(result.getEnd(), "exit 0");
-    EXPECT_EQ(result.out, "all converted\n");
+    expectInterrupted({"convert", "3000"}, "all converted\n");
 }
 
 TEST(SignalWatcherTest, ReportsNoSignalThatItsOwnReportCauses)
 {
     const ScratchFolder folder;
-    const ChildResult result =
-        runProgram({.program = "log_interrupted", .arguments = {"large", folder.getPath("a.log")}});
-    EXPECT_EQ(result.getEnd(), "exit 0");
-    EXPECT_EQ(result.out, "exit 0\n");
+    expectInterrupted({"large", folder.getPath("a.log")}, "exit 0\n");
 }
 
 TEST(SignalWatcherTest, StaysInMemoryWhenAPluginThatUsedItIsClosed)
