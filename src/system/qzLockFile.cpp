@@ -2,6 +2,7 @@
 #include <qz/qzLockFile.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <new>
 #include <utility>
 
@@ -26,8 +27,14 @@ void addError(std::string* errorMsg, const std::string& text)
 
 std::string makeContent()
 {
-    return "Lock from PID : " + std::to_string(qzSystemUtils::GetCurrentProcessID()) +
-           ", TID : " + qzThread::CurrentThreadId();
+    constexpr std::size_t kUsualSize = 63;
+    std::string content;
+    content.reserve(kUsualSize);
+    content += "Lock from PID : ";
+    content += std::to_string(qzSystemUtils::GetCurrentProcessID());
+    content += ", TID : ";
+    content += qzThread::CurrentThreadId();
+    return content;
 }
 
 }  // namespace
@@ -55,7 +62,7 @@ bool qzLockFile::takeLockUtf8(const std::string& path, bool* wasThere, LockType 
     if (errorMsg != nullptr) errorMsg->clear();
     if (wasThere != nullptr) *wasThere = false;
     const std::string content = makeContent();
-    std::string newPath = path;
+    mPath.reserve(path.size());  // now, because memory may be short later
     system::LockedFile taken;
     const system::LockFailure failure = taken.take(text::toLocal(path), type == LockShared);
     if (failure.text != nullptr) {
@@ -63,7 +70,7 @@ bool qzLockFile::takeLockUtf8(const std::string& path, bool* wasThere, LockType 
         return isLocked();
     }
     if (wasThere != nullptr) *wasThere = taken.wasThere();
-    mPath = std::move(newPath);
+    mPath = path;
     // Compatibility: the stream of a lock that the object had stays open.
     mFile = taken.takeFile().release();
     std::fwrite(content.data(), 1, content.size(), mFile);
