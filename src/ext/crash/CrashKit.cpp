@@ -4,9 +4,6 @@
 #include <cerrno>
 #include <memory>
 #include <mutex>
-#include <new>
-
-#include <pthread.h>
 
 #include <qz/qzException.h>
 
@@ -16,6 +13,7 @@
 #include "Session.h"
 #include "SignalStack.h"
 #include "ThreadStacks.h"
+#include "base/ForkedMutex.h"
 #include "base/LocalText.h"
 #include "log/LogHandler.h"
 
@@ -29,13 +27,6 @@ using crash::Session;
 std::mutex gEntriesMutex;
 qzLog::CustomHandler gNextHandler = nullptr;  // guarded by gEntriesMutex, as is its data
 void* gNextHandlerData = nullptr;
-
-// A forked child reports on the thread that has forked, and has no thread that would unlock the
-// mutex if the log's thread had it at that moment.
-void renewMutexInChild()
-{
-    new (&gEntriesMutex) std::mutex;
-}
 
 // A start of the library makes a new log, and puts its handlers of signals over the kit's.
 bool isLogOfKit()
@@ -100,8 +91,7 @@ void finish(std::unique_ptr<Session> session)
 
 bool CrashKit::Install(const CrashOptions& options, SystemFailure* failure)
 {
-    static const int registered = ::pthread_atfork(nullptr, nullptr, &renewMutexInChild);
-    static_cast<void>(registered);
+    renewInForkedChildren<gEntriesMutex>();
     const char* const step = "CrashKit::Install";
     if (!arePossible(options)) return fail(failure, step, EINVAL);
     if (!exception::IsSigWatcherRegistered())

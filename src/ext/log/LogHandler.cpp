@@ -5,9 +5,8 @@
 #include <array>
 #include <cstddef>
 #include <mutex>
-#include <new>
 
-#include <pthread.h>
+#include "base/ForkedMutex.h"
 
 namespace qz::ext {
 
@@ -18,13 +17,6 @@ constexpr std::size_t kRoles = 3;
 // Held while the receivers are called, so that a removal waits for the call.
 std::mutex gMutex;
 std::array<LogReceiver*, kRoles> gReceivers = {};  // by role; guarded by gMutex
-
-// A forked child reports on the thread that has forked, and has no thread that would unlock the
-// mutex if the log's thread had it at that moment.
-void renewMutexInChild()
-{
-    new (&gMutex) std::mutex;
-}
 
 void passToReceivers(std::list<qzLog::LogEntry>& batch, void* /*data*/)
 {
@@ -52,8 +44,7 @@ void setReceiver(LogRole role, LogReceiver* receiver)
 
 bool installReceiver(LogRole role, LogReceiver& receiver)
 {
-    static const int registered = ::pthread_atfork(nullptr, nullptr, &renewMutexInChild);
-    static_cast<void>(registered);
+    renewInForkedChildren<gMutex>();
     qzLog* const log = qzLog::msInstance;
     if (log == nullptr) return false;
     if (!isHandlerInstalled() && !log->installCustomHandler(&passToReceivers, nullptr))
