@@ -25,7 +25,8 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 # --- Warnings --------------------------------------------------------------------------------
 
 add_compile_options(
-    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wnon-virtual-dtor)
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wnon-virtual-dtor
+    $<$<CXX_COMPILER_ID:Clang>:-Wreserved-identifier>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     # g++ 12 warns about std::string itself here (its bug 105651, repaired in 13).
     add_compile_options(-Wno-restrict)
