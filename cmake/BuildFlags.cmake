@@ -25,8 +25,7 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 # --- Warnings --------------------------------------------------------------------------------
 
 add_compile_options(
-    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wnon-virtual-dtor
-    $<$<CXX_COMPILER_ID:Clang>:-Wreserved-identifier>)
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wnon-virtual-dtor)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     # g++ 12 warns about std::string itself here (its bug 105651, repaired in 13).
     add_compile_options(-Wno-restrict)

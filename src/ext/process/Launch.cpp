@@ -25,7 +25,7 @@
 
 // The same function of the C library as `clone`, which the thread sanitizer replaces by one for
 // children with a memory of their own.
-// NOLINTNEXTLINE(bugprone-reserved-identifier): its name
+// NOLINTNEXTLINE(clang-diagnostic-reserved-identifier): its name
 extern "C" int __clone(int (*body)(void*), void* stack, int flags, void* argument, ...) noexcept;
 
 namespace qz::ext {
