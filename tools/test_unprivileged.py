@@ -89,7 +89,8 @@ def main() -> int:
     before = owned_by_nobody("/tmp")
     failed = []
     try:
-        with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        # One more at a time than there are processors, as many tests wait for something.
+        with concurrent.futures.ThreadPoolExecutor((os.cpu_count() or 1) + 1) as pool:
             for test, problem in zip(tests, pool.map(lambda test: run(test, scratch), tests)):
                 if problem:
                     failed.append(test["name"])
