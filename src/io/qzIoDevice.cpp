@@ -20,11 +20,6 @@ qzIoDevice::qzIoDevice(DataWay dataWay) : mDataWay(dataWay) {}
 
 qzIoDevice::~qzIoDevice() = default;
 
-bool qzIoDevice::hasDeviceError() const
-{
-    return mError;
-}
-
 std::string qzIoDevice::getDeviceErrorMsg() const
 {
     return mErrorMessage;
