@@ -13,6 +13,8 @@
 //   stamp LABEL
 //   table           prints the table
 //   result          prints what is extracted
+//   mutex           prints, at each reading of the process statistics from now on, whether another
+//                   thread finds the watcher's mutex locked
 //   wakes           prints how often threads have been woken since the last time
 //   lines           prints the captured entries as "TYPE(sub-type) message"
 //   debug           captures the log with DEBUG entries
@@ -49,6 +51,7 @@
 #include "support/LibraryStart.h"
 #include "support/LogCapture.h"
 #include "support/Waiting.h"
+#include "system/MemoryAndCpuWatcherTestPeer.h"
 
 namespace {
 
@@ -61,6 +64,7 @@ long gWallMs = 1'000'000;
 long gTickMs = 0;
 std::string gStatus;
 std::string gStatistics;
+qz::qzMutex* gTriedMutex = nullptr;  // at each reading of the process statistics
 
 template <typename Function>
 Function* findNext(const char* name)
@@ -75,6 +79,15 @@ int openText(const std::string& text)
     if (::write(fd, text.data(), text.size()) != static_cast<ssize_t>(text.size())) std::abort();
     ::lseek(fd, 0, SEEK_SET);
     return fd;
+}
+
+void tryMutex()
+{
+    std::thread([] {
+        const bool isFree = gTriedMutex->tryLock();
+        if (isFree) gTriedMutex->unlock();
+        std::cout << (isFree ? "free\n" : "locked\n");
+    }).join();
 }
 
 // Runs nothing of a thread of the C++ library, which frees its argument itself.
@@ -117,6 +130,7 @@ extern "C" int open(const char* path, int flags, ...)
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
     if (!isReplacing || std::strcmp(path, "/proc/self/stat") != 0) return real(path, flags, mode);
+    if (gTriedMutex != nullptr) tryMutex();
     if (!gStatistics.empty()) return openText(gStatistics);
     errno = ENOENT;
     return -1;
@@ -249,6 +263,7 @@ private:
         if (step == "stamp") mWatcher.stampReference(take());
         if (step == "table") std::cout << mWatcher.getUsageAsAsciiTable() << '\n';
         if (step == "result") printResult(mWatcher);
+        if (step == "mutex") gTriedMutex = &qz::MemoryAndCpuWatcherTestPeer::editMutex(mWatcher);
         if (step == "wakes") std::cout << std::exchange(gWakes, 0) << '\n';
         if (step == "debug") mLog = std::make_unique<qz::support::LogCapture>(qz::LogLevelDebug);
         if (step == "lines") printLines();

@@ -309,6 +309,12 @@ TEST(MemoryAndCpuWatcherLoad, IsNotReadUntilTheClockHasMoved)
     EXPECT_THAT(out, ::testing::EndsWith("cpu=1/0/0/0\n"));
 }
 
+TEST(MemoryAndCpuWatcherLoad, IsReadWithTheMutexLocked)
+{
+    const Steps steps = {"mutex", "tick", "2000", "capture", "0", "tick", "3000", "stamp", "end"};
+    EXPECT_EQ(runSteps(kStart, steps), "locked\nlocked\n");
+}
+
 // --- Reports ---------------------------------------------------------------------------------
 
 TEST(MemoryAndCpuWatcherReports, ReportsEachSegmentWithItsMemory)
