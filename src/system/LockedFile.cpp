@@ -2,6 +2,7 @@
 #include "LockedFile.h"
 
 #include <cerrno>
+#include <utility>
 
 #include <fcntl.h>
 #include <stdio_ext.h>
@@ -25,13 +26,30 @@ constexpr int kMaxAttempts = 1000;
 // failures, and a terminal at the path must not become that of the process.
 constexpr int kFlags = O_RDWR | O_NONBLOCK | O_NOCTTY;
 
-StandardFile openFile(const std::string& localPath, int extraFlags)
+FileDescriptor openWith(const std::string& localPath, int extraFlags)
 {
-    FileDescriptor descriptor = FileDescriptor::Open(localPath.c_str(), kFlags | extraFlags);
+    return FileDescriptor::Open(localPath.c_str(), kFlags | extraFlags);
+}
+
+StandardFile makeStream(FileDescriptor descriptor)
+{
     if (!descriptor.isOpen()) return {};
     StandardFile file(::fdopen(descriptor.get(), "r+"));
     if (file != nullptr) descriptor.release();
     return file;
+}
+
+// Opens the file, or makes it if it is missing. The first attempt makes it: most locks are released
+// with the removal of their file, so that it is missing, and a failed opening is saved.
+StandardFile openFile(const std::string& localPath, bool& wasThere)
+{
+    wasThere = false;
+    FileDescriptor made = openWith(localPath, O_CREAT | O_EXCL);
+    if (made.isOpen()) return makeStream(std::move(made));
+    StandardFile existing = makeStream(openWith(localPath, 0));
+    wasThere = existing != nullptr;
+    if (wasThere) return existing;
+    return makeStream(openWith(localPath, O_CREAT));  // at the end of a link, or just removed
 }
 
 bool changeLock(int descriptor, int operation)
@@ -90,9 +108,7 @@ bool isOnlyRemover(int descriptor)
 LockFailure LockedFile::take(const std::string& localPath, bool isShared)
 {
     for (int attempt = 0;; ++attempt) {
-        StandardFile file = openFile(localPath, 0);
-        mWasThere = file != nullptr;
-        if (!mWasThere) file = openFile(localPath, O_CREAT);
+        StandardFile file = openFile(localPath, mWasThere);
         if (file == nullptr) return {"Fail to open lock file in w+, ", errno};
         const char* const failure = mWasThere ? "Fail to acquire lock on existing file, "
                                               : "Fail to set lock on created file, ";

@@ -21,7 +21,7 @@ FaultTable getLockFilesFaults()
             {
                 {"open",
                  EMFILE,
-                 {kAllLocked, "new: Fail to open lock file in w+, " + describe(EMFILE),
+                 {kAllLocked,
                   "locked, refused: Fail to set lock on created file, " + describe(EWOULDBLOCK),
                   "as a new file, " + kAllLocked}},
                 {"open", EINTR, {kAllLocked}},
