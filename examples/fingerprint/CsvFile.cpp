@@ -3,6 +3,8 @@
 
 #include <cerrno>
 #include <charconv>
+#include <filesystem>
+#include <optional>
 #include <system_error>
 
 #include <qz/SystemError.h>
@@ -15,6 +17,8 @@
 namespace fingerprint {
 
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr const char* kLineEnd = "\n";
 constexpr unsigned long kRowsPerBatch = 1024;
@@ -53,14 +57,28 @@ std::vector<std::string> toTexts(const qz::qzCsvFileReader::Row& row)
     return texts;
 }
 
+std::optional<unsigned long> toNumber(const std::string& text)
+{
+    const char* const end = text.data() + text.size();
+    unsigned long number = 0;
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
+}
+
+// Also an empty text, as of a file that could not be read.
+bool isDigest(const std::string& text)
+{
+    constexpr std::size_t kDigits = 32;
+    return text.empty() || (text.size() == kDigits &&
+                            text.find_first_not_of("0123456789abcdef") == std::string::npos);
+}
+
 bool addRow(const std::vector<std::string>& cells, Fingerprints& fingerprints)
 {
     if (cells.size() != kHeaders.size()) return false;
-    const std::string& number = cells[ColumnFolder];
-    const char* const end = number.data() + number.size();
-    std::size_t folder = 0;
-    const auto [rest, error] = std::from_chars(number.data(), end, folder);
-    if (error != std::errc() || rest != end || folder == 0) return false;
+    const unsigned long folder = toNumber(cells[ColumnFolder]).value_or(0);
+    if (folder == 0 || !toNumber(cells[ColumnBytes]) || !isDigest(cells[ColumnDigest]))
+        return false;
     fingerprints[{folder - 1, cells[ColumnPath]}] = cells[ColumnDigest];
     return true;
 }
@@ -85,6 +103,13 @@ bool writeCsv(const std::string& path, const std::vector<FileEntry>& entries, st
 
 std::optional<Fingerprints> readCsv(const std::string& path, std::string& error)
 {
+    std::error_code unknown;
+    const fs::file_status status = fs::status(path, unknown);
+    // An interruption would not end the wait for a pipe that nobody writes to.
+    if (fs::exists(status) && !fs::is_regular_file(status)) {
+        error = "it is no regular file";
+        return std::nullopt;
+    }
     qz::qzCsvFileReader reader(/*typeGuess=*/false);
     reader.setFileName(toUtf8(path));
     // To be checked here: a file that isn't open parses as an empty one.

@@ -28,7 +28,9 @@ namespace qz {
 /// logInfo() << '\n' << watcher.getUsageAsAsciiTable();
 /// @endcode
 ///
-/// Threads: every call from any thread. A call may wait for a sample that is being taken.
+/// Threads: every call from any thread. A call may wait for a sample that is being taken. In a
+/// forked child, which doesn't have the thread, only the destructor may be called: others may wait
+/// for ever.
 class QZ_API MemoryAndCpuWatcher : private qzThread {
 public:
     /// The samples of one quantity, as `long` or `float`.

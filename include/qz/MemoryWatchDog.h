@@ -20,7 +20,8 @@ namespace qz {
 /// const MemoryWatchDog watchDog("import", 2048, EXIT_FAILURE);  // 2 GiB
 /// @endcode
 ///
-/// Threads: every call from any thread.
+/// Threads: every call from any thread. In a forked child, which doesn't have the thread, only the
+/// destructor may be called: others may wait for ever.
 class QZ_API MemoryWatchDog : private qzThread {
 public:
     /// Starts watching, on a thread of its own.

@@ -14,6 +14,7 @@
 #include "ChildWatch.h"
 #include "ProgramStart.h"
 #include "SignalWatcher.h"
+#include "frame/base/ScopedSignalBlock.h"
 
 // From `fork` to `exec`, a child makes only calls that are safe after a `fork` of a process with
 // threads. The one exception is a report through the log, which is prepared for that.
@@ -22,7 +23,43 @@ namespace qz::system {
 
 namespace {
 
-// The attributes of a spawned child: its folder.
+// The signal mask of the calling thread, without what the library blocks on threads of its own:
+// these signals couldn't end the program.
+sigset_t getProgramMask()
+{
+    if (const sigset_t* const outermost = ScopedSignalBlock::GetOutermostMask()) return *outermost;
+    sigset_t mask;
+    ::pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+    return mask;
+}
+
+// The signal mask of a spawned child.
+class SpawnAttributes {
+public:
+    SpawnAttributes()
+    {
+        if (::posix_spawnattr_init(&mAttributes) != 0) return;
+        const sigset_t mask = getProgramMask();
+        mIsUsable = true;
+        ::posix_spawnattr_setsigmask(&mAttributes, &mask);
+        ::posix_spawnattr_setflags(&mAttributes, POSIX_SPAWN_SETSIGMASK);
+    }
+    ~SpawnAttributes()
+    {
+        if (mIsUsable) ::posix_spawnattr_destroy(&mAttributes);
+    }
+    SpawnAttributes(const SpawnAttributes&) = delete;
+    SpawnAttributes& operator=(const SpawnAttributes&) = delete;
+
+    bool isUsable() const { return mIsUsable; }
+    const posix_spawnattr_t* get() const { return &mAttributes; }
+
+private:
+    posix_spawnattr_t mAttributes;
+    bool mIsUsable = false;
+};
+
+// The folder of a spawned child.
 class SpawnActions {
 public:
     explicit SpawnActions(const std::string& folder)
@@ -91,11 +128,13 @@ pid_t ProgramStart::spawn() const
 {
     // The child would need a nice value of its own before its program runs.
     if (mNiceValue != ::getpriority(PRIO_PROCESS, 0)) return -1;
+    const SpawnAttributes attributes;
     const SpawnActions actions(mFolder);
-    if (!actions.isUsable() || mFolder.empty() != mFolderUtf8.empty()) return -1;
+    if (!attributes.isUsable() || !actions.isUsable() || mFolder.empty() != mFolderUtf8.empty())
+        return -1;
     pid_t pid = -1;
     char* const* const environment = mEnvironment.empty() ? ::environ : mEnvironmentPointers.data();
-    const int error = ::posix_spawnp(&pid, mFile.c_str(), actions.get(), nullptr,
+    const int error = ::posix_spawnp(&pid, mFile.c_str(), actions.get(), attributes.get(),
                                      mArgumentPointers.data(), environment);
     return error == 0 ? pid : -1;
 }
@@ -113,6 +152,7 @@ pid_t ProgramStart::forkDetached() const
 pid_t ProgramStart::forkChild(void (ProgramStart::*body)() const noexcept) const
 {
     flushStreams();
+    const sigset_t programMask = getProgramMask();
     // The library's handlers of some signals throw. In the child, an exception must not leave these
     // functions, or the application would run on in two processes.
     sigset_t all;
@@ -121,7 +161,7 @@ pid_t ProgramStart::forkChild(void (ProgramStart::*body)() const noexcept) const
     ::pthread_sigmask(SIG_SETMASK, &all, &before);
     const pid_t pid = ::fork();
     if (pid == 0) {
-        leaveParent(body, before);
+        leaveParent(body, programMask);
     }
     ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return pid;

@@ -283,10 +283,20 @@ for text in '' 'folder,path' 'a,b,c,d' "$(head -c 100000 /dev/zero | tr '\0' x)"
     expect_pattern err "^fingerprint: cannot compare with 'bad.csv': "
     (($(wc -l <err) == 1)) || fail "more than one line: $(cat err)"
 done
-for row in 1,a 0,a,1,2 x,a,1,2 ,a,1,2 99999999999999999999,a,1,2; do
+readonly digest=99aa06d3014798d86001c324468d497f
+for row in 1,a 0,a,1,$digest x,a,1,$digest ,a,1,$digest 99999999999999999999,a,1,$digest \
+    1,a,,$digest 1,a,-1,$digest 1,a,1x,$digest 1,a,1,${digest%f} 1,a,1,${digest}0 1,a,1,${digest/9/x}; do
     printf 'folder,path,bytes,digest\n%s\n' "$row" >bad.csv
     expect 1 --quiet --compare bad.csv tree
     expect_text err "fingerprint: cannot compare with 'bad.csv': row 2 is damaged"
+done
+# Nobody writes to the pipe.
+mkfifo earlier
+for path in earlier /dev/zero tree; do
+    run_under=(timeout --signal=KILL 300)
+    expect 1 --quiet --compare $path tree
+    expect_text err "fingerprint: cannot compare with '$path': it is no regular file"
+    run_under=()
 done
 
 # --- An interruption, by the user or as the parent has ended: the old list stays

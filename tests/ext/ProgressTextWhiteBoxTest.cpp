@@ -62,6 +62,20 @@ TEST_F(ExtProgressTextTest, CountsCharactersAndNotBytes)
     EXPECT_EQ(qzStringUtils::CountUtf8Char(formatProgressLine(mFigures, 80)), 79U);
 }
 
+TEST_F(ExtProgressTextTest, AWideCharacterTakesTwoColumns)
+{
+    // Japanese, Korean, a character beyond 16 bits and a picture
+    for (const char* const title :
+         {"\xe4\xb8\x96", "\xea\xb0\x80", "\xf0\xa0\x80\x80", "\xf0\x9f\x93\x81"}) {
+        mFigures.title = title;
+        const std::string line = formatProgressLine(mFigures, 80);
+        EXPECT_EQ(line.compare(0, mFigures.title.size(), title), 0) << line;
+        EXPECT_EQ(qzStringUtils::CountUtf8Char(line), 78U) << line;
+    }
+    mFigures.unit = " \xe4\xbb\xb6";
+    EXPECT_EQ(qzStringUtils::CountUtf8Char(formatProgressLine(mFigures, 80)), 77U);
+}
+
 TEST_F(ExtProgressTextTest, ShowsControlCharactersAsQuestionMarks)
 {
     EXPECT_EQ(makePrintable("gr\xc3\xb6\xc3\x9f"

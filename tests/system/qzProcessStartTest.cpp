@@ -21,6 +21,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <qz/ConcurrentPool.h>
+
 #include "ProcessFixture.h"
 #include "support/ChildProcess.h"
 #include "support/Environment.h"
@@ -419,6 +421,47 @@ TEST_P(qzProcessStart, PassesTheSignalMaskOn)
             if (std::memcmp(&mask, &maskAfter, 8) != 0) return 98;
         }
         return 0;
+    };
+    const support::ChildResult result = runInChild(body);
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "SigBlk:\t0000000000000800\nSigBlk:\t0000000000000800\n");
+}
+
+namespace {
+
+// Prints the signal masks that programs have which it starts on a worker.
+class MaskSolver : public ConcurrentPool::SolverBase {
+public:
+    void solve(qzMutex& mutex, qzWaitCondition& /*solverCondition*/) override
+    {
+        mutex.unlock();
+        for (const auto priority : {qzProcess::PriorityInherit, qzProcess::PriorityLow}) {
+            qzProcess process;
+            process.startProcess("/bin/grep", {"SigBlk", "/proc/self/status"}, false, priority);
+            mAllEnded = process.waitForFinished(kLongMs) && mAllEnded;
+        }
+        mutex.lock();
+    }
+    bool haveAllEnded() const { return mAllEnded; }
+
+private:
+    bool mAllEnded = true;
+};
+
+}  // namespace
+
+TEST(qzProcessSignals, StartsNoProgramWithTheBlockedSignalsOfAWorker)
+{
+    const auto body = [] {
+        sigset_t mask;
+        ::sigemptyset(&mask);
+        ::sigaddset(&mask, SIGUSR2);
+        ::sigprocmask(SIG_SETMASK, &mask, nullptr);
+        const support::LibraryStart start(FullInit);
+        ConcurrentPool pool(2);
+        MaskSolver solver;
+        pool.runSolvers({&solver});
+        return solver.haveAllEnded() ? 0 : 1;
     };
     const support::ChildResult result = runInChild(body);
     EXPECT_EQ(result.getEnd(), "exit 0");

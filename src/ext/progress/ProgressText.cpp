@@ -4,8 +4,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 
 #include <qz/qzStringUtils.h>
+
+#include "base/Utf8Character.h"
 
 namespace qz::ext {
 
@@ -19,9 +22,37 @@ constexpr std::size_t kLeastBarColumns = 10;
 constexpr std::size_t kNumberColumns = 5;
 constexpr std::size_t kDurationColumns = 7;
 
+// Whether a character takes two columns of a terminal, as those of Chinese, Japanese and Korean do,
+// and most pictures. The blocks of pictures have narrow characters as well: a line with one of
+// these is a column shorter.
+bool isWide(char32_t value)
+{
+    struct Range {
+        char32_t first;
+        char32_t last;
+    };
+    constexpr Range kRanges[] = {
+        {0x1100, 0x115F},   {0x231A, 0x231B},   {0x2329, 0x232A},   {0x23E9, 0x23F3},
+        {0x25FD, 0x25FE},   {0x2614, 0x27BF},   {0x2B1B, 0x2B55},   {0x2E80, 0xA4CF},
+        {0xA960, 0xA97C},   {0xAC00, 0xD7A3},   {0xF900, 0xFAFF},   {0xFE10, 0xFE19},
+        {0xFE30, 0xFE6B},   {0xFF01, 0xFF60},   {0xFFE0, 0xFFE6},   {0x16FE0, 0x18D08},
+        {0x1AFF0, 0x1B2FB}, {0x1F004, 0x1F265}, {0x1F300, 0x1FAF8}, {0x20000, 0x3FFFD},
+    };
+    return std::any_of(std::begin(kRanges), std::end(kRanges), [value](const Range& range) {
+        return value >= range.first && value <= range.last;
+    });
+}
+
 std::size_t countColumns(const std::string& text)
 {
-    return qzStringUtils::CountUtf8Char(text);
+    std::size_t columns = 0;
+    const char* const end = text.data() + text.size();
+    for (const char* at = text.data(); at != end;) {
+        const Utf8Character character = decodeCharacter(at, end);
+        columns += isWide(character.value) ? 2 : 1;
+        at += std::max(character.size, 1U);
+    }
+    return columns;
 }
 
 std::string alignRight(const std::string& text, std::size_t columns)

@@ -22,8 +22,8 @@ struct ProgressFigures {
 int toPercent(double progress);
 
 /// The line for a terminal, exactly as wide as the terminal but for the last column: some terminals
-/// begin a new line after that. What doesn't fit is left out: the title, then the rate and the
-/// time, then the bar.
+/// begin a new line after that. Characters of East Asia take two columns. What doesn't fit is left
+/// out: the title, then the rate and the time, then the bar.
 std::string formatProgressLine(const ProgressFigures& figures, int columns);
 
 /// The line for another output, without its end.
