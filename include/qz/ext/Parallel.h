@@ -195,7 +195,10 @@ private:
 ///
 /// Threads: any. Callers of one pool take turns. A cancellation of the calling thread
 /// (`pthread_cancel`) waits for the end; a body must not end its thread. A child that a body forks
-/// must end in the body: the loop can't end in it. The library must not be stopped meanwhile.
+/// must end in the body: the loop can't end in it. The library must not be stopped meanwhile. The
+/// exception of a signal, such as SIGINT without a `qzCancelConsoleEventCatcher`, must not be
+/// caught above a call that it interrupts: the workers would go on with objects that don't exist
+/// any more.
 /// @param begin the first number; it is converted to the type of `end`.
 /// @param end the number after the last one; if it isn't above `begin`, nothing is called.
 /// @param body called on several threads at once.
