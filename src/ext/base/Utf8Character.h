@@ -39,26 +39,35 @@ inline Utf8Character decodeCharacter(const char* at, const char* end)
     return {value, size};
 }
 
+/// The characters from one to another, both included.
+struct CharacterRange {
+    char32_t first;
+    char32_t last;
+};
+
+/// Whether one of the ranges, which must be in order, holds the character.
+template <std::size_t Count>
+constexpr bool isInRanges(char32_t value, const CharacterRange (&ranges)[Count])
+{
+    for (const CharacterRange& range : ranges) {
+        if (value <= range.last) return value >= range.first;
+    }
+    return false;
+}
+
 /// Whether a character isn't shown, or changes how the text around it is shown: control characters,
 /// line breaks, and Unicode's "default ignorable" ones, such as marks of the direction of writing.
 /// Not the selectors of a variant, as each has an effect on the character before it only.
 constexpr bool isMisleading(char32_t value)
 {
-    struct Range {
-        char32_t first;
-        char32_t last;
-    };
-    constexpr Range kRanges[] = {
+    constexpr CharacterRange kRanges[] = {
         {0x00, 0x1F},       {0x7F, 0x9F},       {0xAD, 0xAD},       {0x34F, 0x34F},
         {0x61C, 0x61C},     {0x115F, 0x1160},   {0x17B4, 0x17B5},   {0x180B, 0x180F},
         {0x200B, 0x200F},   {0x2028, 0x202E},   {0x2060, 0x206F},   {0x3164, 0x3164},
         {0xFEFF, 0xFEFF},   {0xFFA0, 0xFFA0},   {0xFFF0, 0xFFFB},   {0x1BCA0, 0x1BCA3},
         {0x1D173, 0x1D17A}, {0xE0000, 0xE00FF}, {0xE01F0, 0xE0FFF},
     };
-    for (const Range& range : kRanges) {
-        if (value <= range.last) return value >= range.first;
-    }
-    return false;
+    return isInRanges(value, kRanges);
 }
 
 }  // namespace qz::ext

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <iterator>
 
 #include <qz/qzStringUtils.h>
 
@@ -27,20 +26,14 @@ constexpr std::size_t kDurationColumns = 7;
 // these is a column shorter.
 bool isWide(char32_t value)
 {
-    struct Range {
-        char32_t first;
-        char32_t last;
-    };
-    constexpr Range kRanges[] = {
+    constexpr CharacterRange kRanges[] = {
         {0x1100, 0x115F},   {0x231A, 0x231B},   {0x2329, 0x232A},   {0x23E9, 0x23F3},
         {0x25FD, 0x25FE},   {0x2614, 0x27BF},   {0x2B1B, 0x2B55},   {0x2E80, 0xA4CF},
         {0xA960, 0xA97C},   {0xAC00, 0xD7A3},   {0xF900, 0xFAFF},   {0xFE10, 0xFE19},
         {0xFE30, 0xFE6B},   {0xFF01, 0xFF60},   {0xFFE0, 0xFFE6},   {0x16FE0, 0x18D08},
         {0x1AFF0, 0x1B2FB}, {0x1F004, 0x1F265}, {0x1F300, 0x1FAF8}, {0x20000, 0x3FFFD},
     };
-    return std::any_of(std::begin(kRanges), std::end(kRanges), [value](const Range& range) {
-        return value >= range.first && value <= range.last;
-    });
+    return isInRanges(value, kRanges);
 }
 
 std::size_t countColumns(const std::string& text)
