@@ -75,6 +75,8 @@ constexpr int kLimitMs = 60000;  // ends a hang
 
 [[noreturn]] void callForEver(const std::string& function)
 {
+    // Without a zone, each call of mktime allocates, and a signal in an allocation may hang.
+    ::setenv("TZ", "UTC", 1);
     qz::initializeQzSystem(qz::FullInit);
     qz::qzLog::msInstance->flush();  // the log thread has opened its converters then
     std::cout << "calls of the application" << std::endl;
