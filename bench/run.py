@@ -393,10 +393,10 @@ def compiler_text(build):
     return f"{version}, {kind} ({flags})"
 
 
-def write_markdown(path, build, documents):
+def write_markdown(path, title, build, documents):
     """Writes the page of all subjects that have been measured in this build."""
     parts = [
-        "# Speed",
+        f"# {title}",
         "Our median time beside the medians of the peers, taken in one run on the same data with "
         "the repetitions in random order. The ratio is our time over that of the peer named beside "
         "it, which is the fastest unless the goal is set against another; the goal is the most "
@@ -423,6 +423,7 @@ def main():
     parser.add_argument("--build", required=True, type=pathlib.Path, help="the build folder")
     parser.add_argument("--markdown", type=pathlib.Path, metavar="FILE",
                         help="also write a page of all subjects with results in the build folder")
+    parser.add_argument("--title", default="Speed", help="the heading of that page")
     parser.add_argument("--repetitions", type=int, default=7)
     parser.add_argument("--min-time", type=float, default=0.2, help="seconds a repetition")
     parser.add_argument("subjects", nargs="*", metavar="SUBJECT", help=", ".join(SUBJECTS))
@@ -443,7 +444,7 @@ def main():
 
     if options.markdown:
         results = {subject: build / f"{subject}.json" for subject in SUBJECTS}
-        write_markdown(options.markdown, build,
+        write_markdown(options.markdown, options.title, build,
                        {subject: json.loads(path.read_text()) for subject, path in results.items()
                         if path.exists()})
 
