@@ -498,6 +498,52 @@ TEST_F(ChildStopTest, HandlesNoSignalOfTheProcessOnTheThreadOfTheStart)
     EXPECT_EQ(outer.getEnd(), "exit 0");
 }
 
+constexpr int kHasNoLease = 77;
+
+// The lease on the file of the program holds the start up until the signal is there.
+int interruptAStart(const std::string& path, bool endsWithParent)
+{
+    const int leased = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+    if (::fcntl(leased, F_SETLEASE, F_WRLCK) != 0) return kHasNoLease;
+    sigset_t leaseBreak;
+    ::sigemptyset(&leaseBreak);
+    ::sigaddset(&leaseBreak, SIGIO);
+    ::sigprocmask(SIG_BLOCK, &leaseBreak, nullptr);
+    ::signal(SIGUSR1, [](int) { throw std::runtime_error("interrupted"); });
+    const pthread_t self = ::pthread_self();
+    std::thread interrupter([&] {
+        int number = 0;
+        ::sigwait(&leaseBreak, &number);
+        ::pthread_kill(self, SIGUSR1);
+        ::close(leased);
+    });
+    int result = 1;
+    try {
+        ChildOptions options = program(path);
+        options.endsWithParent = endsWithParent;
+        ChildProcess().start(options);
+    } catch (const std::runtime_error&) {
+        result = 0;
+    }
+    interrupter.join();
+    siginfo_t info = {};
+    const bool hasChildren = ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
+    return hasChildren ? 2 : result;
+}
+
+TEST_F(ChildStopTest, PassesOnTheExceptionOfASignalDuringAStart)
+{
+    const int hangLimitSec = 60;
+    const std::string path = mFolder.write("program", "#!/bin/sh\n");
+    ::chmod(path.c_str(), 0755);
+    for (const bool endsWithParent : {false, true}) {
+        const support::ChildResult outer = support::runInChild(
+            [&] { return interruptAStart(path, endsWithParent); }, "", hangLimitSec);
+        if (outer.exitCode == kHasNoLease) GTEST_SKIP() << "this file system has no leases";
+        EXPECT_EQ(outer.getEnd(), "exit 0") << endsWithParent;
+    }
+}
+
 TEST_F(ChildStopTest, ReportsAFailedStartOnItsThread)
 {
     ChildOptions options = program("/no/such/program");

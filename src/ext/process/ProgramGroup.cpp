@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "SignalBlock.h"
 #include "base/CancellationBlock.h"
 
 namespace qz::ext {
@@ -83,6 +84,9 @@ bool ProgramGroup::start(const ChildOptions& options, const StreamEnds& streams,
     mIsOwnGroup = options.isOwnGroup;
     mOwner = ::getpid();
     if (options.endsWithParent) {
+        // A handler may throw. That must not happen during the wait for the thread, nor before it
+        // has an owner.
+        const SignalBlock noSignals;
         try {
             mThread = std::make_unique<LaunchThread>([&] { launchAll(images, options, streams); });
         } catch (const std::system_error& error) {
