@@ -163,7 +163,7 @@ pid_t ProgramStart::forkChild(void (ProgramStart::*body)() const noexcept) const
     if (pid == 0) {
         leaveParent(body, programMask);
     }
-    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    setSignalMask(before);
     return pid;
 }
 

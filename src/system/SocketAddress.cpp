@@ -53,6 +53,11 @@ bool isSocketPathTooLong(const std::string& localPath)
     return localPath.size() > kMaxPathSize;
 }
 
+FileDescriptor openSocket()
+{
+    return FileDescriptor::TakeAboveStreams(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+}
+
 bool bindSocket(int socket, const std::string& localPath)
 {
     if (!isUsable(localPath)) return false;

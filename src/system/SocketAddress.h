@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "frame/base/FileDescriptor.h"
+
 namespace qz::system {
 
 /// The path of the socket of a pipe's name, in the local character set; empty for a name that can't
@@ -11,6 +13,9 @@ std::string makeSocketPath(const std::string& name);
 
 /// Whether the path is too long for an address.
 bool isSocketPathTooLong(const std::string& localPath);
+
+/// Opens a socket for such paths. @return none after a failure.
+FileDescriptor openSocket();
 
 /// Calls `bind` for a path. @return false with the reason in `errno`.
 bool bindSocket(int socket, const std::string& localPath);

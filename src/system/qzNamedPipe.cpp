@@ -89,7 +89,7 @@ bool qzNamedPipe::connectToNamedPipeServerUtf8(const std::string& name)
                          "is too long";
         return false;
     }
-    FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    FileDescriptor socket = system::openSocket();
     if (!socket.isOpen() || system::setNonBlocking(socket.get()) != 0) return false;
     const bool isConnectedNow = system::connectSocket(socket.get(), localPath) ||
                                 (errno == EINPROGRESS && waitForConnection(socket.get()));

@@ -33,7 +33,7 @@ FileDescriptor acceptConnection(int listeningSocket)
     do {
         socket = ::accept4(listeningSocket, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     } while (socket < 0 && errno == EINTR);
-    return FileDescriptor(socket);
+    return FileDescriptor::TakeAboveStreams(socket);
 }
 
 }  // namespace
@@ -74,7 +74,7 @@ bool qzNamedPipeServer::listenUtf8(const std::string& name)
 bool qzNamedPipeServer::openSocket(const std::string& localPath)
 {
     FileDescriptor& socket = mNative->socket;
-    socket = FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    socket = system::openSocket();
     if (!socket.isOpen()) {
         return fail(
             "Cannot open socket in qzNamedPipeServer::listenUtf8, socket() returned "

@@ -2,16 +2,20 @@
 // Time limits, requests to stop, and the end of the parent.
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/ptrace.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -140,6 +144,67 @@ TEST_F(ChildStopTest, LeavesAProcessThatHasLeftTheGroup)
     const std::string pid = readPid("pid");
     EXPECT_TRUE(isAlive(pid));
     ::kill(std::stoi(pid), SIGKILL);
+}
+
+// A program that leaves the group; as it isn't the group's first one, it may.
+ChildOptions makeLeaver()
+{
+    ChildOptions options = shell("exec sleep 300");
+    options.programs.push_back({"setsid", {"sleep", "300"}});
+    return options;
+}
+
+// Waits until the last program has left the group, and gives its id.
+int waitForLeaver(const ChildProcess& process)
+{
+    const std::vector<int> pids = process.getPids();
+    EXPECT_TRUE(support::waitUntil([&] { return ::getpgid(pids.back()) != pids.front(); }));
+    return pids.back();
+}
+
+TEST_F(ChildStopTest, StopsAProgramThatHasLeftTheGroup)
+{
+    ChildProcess process;
+    ASSERT_TRUE(process.start(makeLeaver()));
+    waitForLeaver(process);
+    ChildWait wait;
+    wait.timeoutMs = 0;
+    const ChildResult result = process.communicate(wait);
+    EXPECT_TRUE(result.hasTimedOut);
+    EXPECT_EQ(describe(result), "signal " + std::to_string(SIGTERM));
+}
+
+TEST_F(ChildStopTest, EndsAProgramThatHasLeftTheGroupWithTheObject)
+{
+    int pid = 0;
+    const auto begin = std::chrono::steady_clock::now();
+    {
+        ChildProcess process;
+        ASSERT_TRUE(process.start(makeLeaver()));
+        pid = waitForLeaver(process);
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(250)) << "it waited";
+    EXPECT_EQ(::kill(pid, 0), -1);
+}
+
+TEST_F(ChildStopTest, SignalsAProgramInItsGroupOnce)
+{
+    ChildOptions options = shell("exec cat");
+    options.programs.push_back(
+        {"/bin/sh",
+         {"-c",
+          "trap 'n=$n.' USR1; >$0; while [ ! -e $0.go ]; do sleep 0.01; done; "
+          "echo signals: $n",
+          mFolder.getPath("ready")}});
+    options.input = ChildInput::Memory("");
+    ChildProcess process;
+    ASSERT_TRUE(process.start(options));
+    ASSERT_TRUE(
+        support::waitUntil([&] { return ::access(mFolder.getPath("ready").c_str(), F_OK) == 0; }));
+    EXPECT_TRUE(process.sendSignal(SIGUSR1));
+    mFolder.write("ready.go", "");
+    const ChildResult result = process.communicate();
+    EXPECT_EQ(result.output, "signals: .\n");
 }
 
 // Makes a pipe of a program large enough for all of its output.
@@ -431,6 +496,52 @@ TEST_F(ChildStopTest, HandlesNoSignalOfTheProcessOnTheThreadOfTheStart)
         return ::sigismember(&signals, SIGUSR1) == 1 ? 0 : 2;
     });
     EXPECT_EQ(outer.getEnd(), "exit 0");
+}
+
+constexpr int kHasNoLease = 77;
+
+// The lease on the file of the program holds the start up until the signal is there.
+int interruptAStart(const std::string& path, bool endsWithParent)
+{
+    const int leased = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+    if (::fcntl(leased, F_SETLEASE, F_WRLCK) != 0) return kHasNoLease;
+    sigset_t leaseBreak;
+    ::sigemptyset(&leaseBreak);
+    ::sigaddset(&leaseBreak, SIGIO);
+    ::sigprocmask(SIG_BLOCK, &leaseBreak, nullptr);
+    ::signal(SIGUSR1, [](int) { throw std::runtime_error("interrupted"); });
+    const pthread_t self = ::pthread_self();
+    std::thread interrupter([&] {
+        int number = 0;
+        ::sigwait(&leaseBreak, &number);
+        ::pthread_kill(self, SIGUSR1);
+        ::close(leased);
+    });
+    int result = 1;
+    try {
+        ChildOptions options = program(path);
+        options.endsWithParent = endsWithParent;
+        ChildProcess().start(options);
+    } catch (const std::runtime_error&) {
+        result = 0;
+    }
+    interrupter.join();
+    siginfo_t info = {};
+    const bool hasChildren = ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
+    return hasChildren ? 2 : result;
+}
+
+TEST_F(ChildStopTest, PassesOnTheExceptionOfASignalDuringAStart)
+{
+    const int hangLimitSec = 60;
+    const std::string path = mFolder.write("program", "#!/bin/sh\n");
+    ::chmod(path.c_str(), 0755);
+    for (const bool endsWithParent : {false, true}) {
+        const support::ChildResult outer = support::runInChild(
+            [&] { return interruptAStart(path, endsWithParent); }, "", hangLimitSec);
+        if (outer.exitCode == kHasNoLease) GTEST_SKIP() << "this file system has no leases";
+        EXPECT_EQ(outer.getEnd(), "exit 0") << endsWithParent;
+    }
 }
 
 TEST_F(ChildStopTest, ReportsAFailedStartOnItsThread)

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <chrono>
 #include <memory>
+#include <new>
 #include <string>
 #include <thread>
 #include <vector>
@@ -18,6 +19,7 @@
 #include <gtest/gtest.h>
 
 #include "ext/RawPeer.h"
+#include "support/Allocations.h"
 
 namespace qz::ext {
 
@@ -205,6 +207,29 @@ TEST(MessageStreamTest, KeepsTheFirstFailure)
     EXPECT_EQ(stream.send(own.get()), MessageStream::Step::Broken);
     EXPECT_EQ(stream.receive(own.get()), MessageStream::Step::Broken);
     EXPECT_EQ(stream.getFailure().error, EMSGSIZE);
+}
+
+// The header alone would be sent before the next message.
+TEST(MessageStreamTest, QueuesNothingOfAMessageThatMemoryIsTooShortFor)
+{
+    const std::string message(1000, 'x');
+    const std::size_t whole = MessageStream::kHeaderBytes + message.size();
+    std::size_t queued = 0;
+    const std::size_t failed = support::failEachAllocation(
+        [&] {
+            MessageStream stream(message.size());
+            try {
+                stream.append(message);
+                stream.append(message);
+            } catch (const std::bad_alloc&) {
+                queued = stream.getOutputBytes();
+                throw;
+            }
+        },
+        [&](const support::AllocationFailure& failure) {
+            EXPECT_EQ(queued % whole, 0U) << failure.number;
+        });
+    EXPECT_GT(failed, 0U);
 }
 
 TEST(PipePeerTest, KeepsTheFirstReasonOfItsEnd)

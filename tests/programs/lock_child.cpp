@@ -4,15 +4,22 @@
 //   lock_child namespace PATH             both processes have the id 1, each in its own namespace
 //   lock_child without-wiped-memory PATH  the system can't wipe memory in the child
 // Exit code 77 stands for no right to make a namespace.
+//
+// Or takes a lock while each look at the path shows another file than the one that was opened:
+//   lock_child never-in-place PATH
+// Prints the error, and whether the number of attempts was reasonable.
 
+#include <dlfcn.h>
 #include <sched.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
+#include <iostream>
 #include <string>
 
 #include <qz/qzLockFile.h>
@@ -20,6 +27,9 @@
 #include "support/LibraryStart.h"
 
 namespace {
+
+std::string gMovingPath;  // leads elsewhere at each look
+int gLooks = 0;
 
 // The processes that this one starts have ids in a new namespace.
 void makeNamespace()
@@ -52,7 +62,29 @@ int useLock(const std::string& path, bool hasNamespaces)
     return lock.releaseLock(true, nullptr) ? 0 : 6;
 }
 
+int takeWhatIsNeverInPlace(const std::string& path)
+{
+    const qz::support::LibraryStart library;
+    qz::qzLockFile lock;
+    std::string error;
+    gMovingPath = path;
+    const bool isTaken =
+        lock.takeLockUtf8(path, nullptr, qz::qzLockFile::LockExclusive, &error) || lock.isLocked();
+    const bool isReasonable = gLooks >= 100 && gLooks <= 100'000;
+    std::cout << error << (isReasonable ? "" : ", attempts: " + std::to_string(gLooks));
+    return isTaken ? 1 : 0;
+}
+
 }  // namespace
+
+extern "C" int stat(const char* path, struct stat* status) noexcept
+{
+    using Stat = int(const char*, struct stat*);
+    static Stat* const real = reinterpret_cast<Stat*>(::dlsym(RTLD_NEXT, "stat"));
+    const int result = real(path, status);
+    if (result == 0 && gMovingPath == path) status->st_ino += static_cast<ino_t>(++gLooks);
+    return result;
+}
 
 // Called when the library is loaded, before `main`.
 extern "C" int madvise(void* address, std::size_t size, int advice) noexcept
@@ -69,6 +101,7 @@ int main(int /*argumentCount*/, char** arguments)
     const std::string path = arguments[2];
     // Each end is an `_exit`: a search for leaks is impossible where new threads would get ids of
     // another namespace.
+    if (way == "never-in-place") return takeWhatIsNeverInPlace(path);
     if (way == "loaded-namespace") ::_exit(useLock(path, true));
     if (way == "loaded-without-wiped-memory") ::_exit(useLock(path, false));
     const bool hasNamespaces = way == "namespace";

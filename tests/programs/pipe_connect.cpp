@@ -9,14 +9,17 @@
 //   unknown   the result of the connection can't be read
 //
 // Prints the result, how many waits there were and of how many milliseconds, and the time that they
-// took.
+// took. Another exit code than 0 stands for other numbers than those that every release hands to
+// the system.
 
 #include <dlfcn.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <time.h>
 
 #include <cerrno>
+#include <cstring>
 #include <iostream>
 #include <string>
 
@@ -31,6 +34,14 @@ bool gIsConnecting = false;
 int gWaits = 0;
 int gTimeoutMs = 0;
 long gClockMs = 1'000'000;
+int gBacklog = 0;
+std::size_t gBoundExcess = 0;  // how much longer than its path an address is said to be
+std::size_t gConnectedExcess = 0;
+
+std::size_t getExcess(const sockaddr* address, socklen_t size)
+{
+    return size - std::strlen(reinterpret_cast<const sockaddr_un*>(address)->sun_path);
+}
 
 template <typename Function>
 Function* getReal(const char* name)
@@ -40,9 +51,22 @@ Function* getReal(const char* name)
 
 }  // namespace
 
+extern "C" int bind(int socket, const sockaddr* address, socklen_t size) noexcept
+{
+    gBoundExcess = getExcess(address, size);
+    return getReal<int(int, const sockaddr*, socklen_t)>("bind")(socket, address, size);
+}
+
+extern "C" int listen(int socket, int backlog) noexcept
+{
+    gBacklog = backlog;
+    return getReal<int(int, int)>("listen")(socket, backlog);
+}
+
 extern "C" int connect(int socket, const sockaddr* address, socklen_t size)
 {
     gIsConnecting = true;
+    gConnectedExcess = getExcess(address, size);
     getReal<int(int, const sockaddr*, socklen_t)>("connect")(socket, address, size);
     errno = EINPROGRESS;
     return -1;
@@ -91,6 +115,8 @@ int main(int argumentCount, char** arguments)
     const long startMs = gClockMs;
     const bool isConnected = pipe.connectToNamedPipeServerUtf8("pipe");
     if (isConnected != pipe.isConnected()) return 3;
+    if (gBacklog != 4096) return 4;
+    if (gBoundExcess != 4 || gConnectedExcess != 4) return 5;
     std::cout << (isConnected ? "connected" : "not connected") << ", " << gWaits << " waits of "
               << gTimeoutMs << " ms, " << gClockMs - startMs << " ms";
     gIsConnecting = false;

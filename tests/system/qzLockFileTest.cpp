@@ -434,6 +434,16 @@ TEST_F(qzLockFileTest, LeavesTheFileThatReplacedItsOwn)
     EXPECT_EQ(read(), "of another program");
 }
 
+// Another process could replace it for ever.
+TEST_F(qzLockFileTest, GivesUpAFileThatIsReplacedAtEachAttempt)
+{
+    const support::ChildResult result =
+        support::runProgram({.program = "lock_child", .arguments = {"never-in-place", mPath}});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, kRefused);
+    EXPECT_EQ(read(), "") << "nothing is written without a lock";
+}
+
 // A blocked write would end by SIGALRM.
 TEST_F(qzLockFileTest, WaitsForNoReaderOfAFullNamedPipe)
 {

@@ -260,6 +260,27 @@ TEST_F(qzNamedPipeTest, ItsSocketsDoNotBlockAndArentInherited)
     }
 }
 
+// What the process prints would go to the peer otherwise.
+TEST_F(qzNamedPipeTest, IsNoStandardStreamOfAProcessThatHasClosedThem)
+{
+    const auto body = [this] {
+        for (int place = 0; place < 3; ++place)
+            ::close(place);
+        if (!mServer.listenUtf8("pipe") || !mClient.connectToNamedPipeServerUtf8("pipe")) return 1;
+        if (!mServer.waitForNewConnection(60'000, nullptr)) return 2;
+        mFar = takePending(mServer);
+        for (int place = 0; place < 3; ++place) {
+            if (::fcntl(place, F_GETFD) >= 0) return 3;
+        }
+        for (const int socket : {mClient.getSocket(), mFar->getSocket()}) {
+            if (::fcntl(socket, F_GETFD) != FD_CLOEXEC) return 4;
+            if ((::fcntl(socket, F_GETFL) & O_NONBLOCK) == 0) return 5;
+        }
+        return pass(mClient, *mFar, "hello") == "hello" ? 0 : 6;
+    };
+    EXPECT_EQ(runInChild(body).getEnd(), "exit 0");
+}
+
 TEST_F(qzNamedPipeTest, WorksWithDescriptorsBeyondThoseOfSelect)
 {
     rlimit limit = {};

@@ -7,6 +7,7 @@
 #include <sys/prctl.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <string>
@@ -68,7 +69,9 @@ TEST_F(qzProcessInspection, NeverSeesTheEndOfThisProcess)
 {
     qzProcess process;
     ASSERT_TRUE(qzProcess::GetCurrentProcess(process));
-    EXPECT_FALSE(process.waitForFinished(kLongMs)) << "and at once";
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(process.waitForFinished(kLongMs));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(100)) << "it waited";
     EXPECT_FALSE(process.resetState());
     EXPECT_FALSE(process.setWorkingDirectory("/"));
     EXPECT_FALSE(process.startProcess("/bin/true", {}, false, qzProcess::PriorityInherit));
@@ -77,6 +80,35 @@ TEST_F(qzProcessInspection, NeverSeesTheEndOfThisProcess)
     process.clearProcess();
     EXPECT_EQ(process.getState(), qzProcess::NotStarted);
     EXPECT_TRUE(process.waitForFinished(0));
+}
+
+TEST_F(qzProcessInspection, SignalsThisProcess)
+{
+    for (const int signal : {SIGTERM, SIGKILL}) {
+        const auto body = [signal] {
+            qzProcess process;
+            if (!qzProcess::GetCurrentProcess(process)) return 1;
+            signal == SIGTERM ? process.terminateProcess() : process.killProcess();
+            return 2;
+        };
+        EXPECT_EQ(runInChild(body).getEnd(), "signal " + std::to_string(signal));
+    }
+}
+
+TEST_F(qzProcessInspection, SignalsTheParentWhileItRuns)
+{
+    const auto parent = [] {
+        if (::fork() == 0) {
+            qzProcess process;
+            qzProcess::GetParentProcess(process);
+            process.terminateProcess();
+            ::_exit(0);
+        }
+        for (;;)
+            ::pause();
+        return 1;
+    };
+    EXPECT_EQ(runInChild(parent, {}, 60).getEnd(), "signal " + std::to_string(SIGTERM));
 }
 
 TEST_F(qzProcessInspection, LeavesARunningObjectAlone)

@@ -572,6 +572,24 @@ TEST(qzProcessSignals, LetsNoExceptionOfAHandlerLeaveTheChild)
     EXPECT_THAT(result.err, ::testing::Not(HasSubstr("the child goes on")));
 }
 
+TEST(qzProcessSignals, PassesOnTheExceptionOfASignalDuringAFork)
+{
+    const auto body = [] {
+        const support::LibraryStart start;
+        ::signal(SIGUSR2, [](int) { throw std::runtime_error("interrupted"); });
+        ::pthread_atfork(
+            nullptr, [] { ::kill(::getpid(), SIGUSR2); }, nullptr);
+        qzProcess process;
+        try {
+            process.startProcess("/no/such/program", {}, false, qzProcess::PriorityInherit);
+        } catch (const std::runtime_error&) {
+            return 0;
+        }
+        return 1;
+    };
+    EXPECT_EQ(runInChild(body, {}, 120).getEnd(), "exit 0");
+}
+
 // The library's handler would report it, and the report would be the child's only output.
 TEST(qzProcessSignals, ReportsNoSignalOfAFailedStart)
 {

@@ -2,8 +2,10 @@
 // Watching a child to its end, ending it, and running one to its end in one call.
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/time.h>
 
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <functional>
@@ -102,6 +104,7 @@ TEST_F(qzProcessWatch, WaitsForTheWholeTimeout)
         EXPECT_GE(getTimeSince(start).count(), 249);
         process.killProcess();
         EXPECT_TRUE(process.waitForFinished(kLongMs));
+        EXPECT_LT(getTimeSince(start), std::chrono::seconds(100)) << "it slept without a poll";
     }
 }
 
@@ -289,6 +292,9 @@ TEST_F(qzProcessWatch, ReturnsToNotStarted)
     EXPECT_EQ(process.getProgramUtf8(), kChild);
     EXPECT_EQ(process.getWorkingDirectoryUtf8(), "/");
     EXPECT_THAT(process.getArgumentsUtf8(), ElementsAre("signal", "9"));
+    std::vector<std::string> variables;
+    process.getProcessEnvironmentUtf8(variables);
+    EXPECT_THAT(variables, ElementsAre("A=1"));
 }
 
 TEST_F(qzProcessWatch, ForgetsARunningChildWhenCleared)
@@ -445,6 +451,23 @@ TEST_P(qzProcessDetached, RunsInItsFolder)
     EXPECT_TRUE(
         qzProcess::StartDetachedUtf8(kChild, {"parent", "here"}, getFolder().getPath(), true));
     EXPECT_TRUE(waitForFile(getFolder().getPath("here")));
+}
+
+TEST_P(qzProcessDetached, InheritsTheNiceValue)
+{
+    // Anybody may raise the value; 19 is the highest.
+    const int niceValue = std::min(::getpriority(PRIO_PROCESS, 0) + 5, 19);
+    const std::string path = getFolder().getPath("nice");
+    const auto body = [&] {
+        ::setpriority(PRIO_PROCESS, 0, niceValue);
+        return qzProcess::StartDetachedUtf8("/bin/sh", {"-c", "nice >$0.new; mv $0.new $0", path},
+                                            "", false)
+                   ? 0
+                   : 1;
+    };
+    EXPECT_EQ(runInChild(body).getEnd(), "exit 0");
+    ASSERT_TRUE(waitForFile(path));
+    EXPECT_EQ(support::readFile(path), std::to_string(niceValue) + "\n");
 }
 
 TEST_P(qzProcessDetached, FailsForWhatCannotBeRun)

@@ -144,9 +144,10 @@ public:
     /// programs. An output ends when nobody has it open any more, which includes processes that the
     /// programs have started.
     ///
-    /// When the time runs out, or on request, the group receives SIGTERM. It receives SIGKILL after
-    /// the grace time, or when the programs and both outputs have ended before. A program of
-    /// another user, which this process may not signal, is waited for without limit.
+    /// When the time runs out, or on request, the group receives SIGTERM, and so does a program
+    /// that has left it. They receive SIGKILL after the grace time, or when the programs and both
+    /// outputs have ended before. A program of another user, which this process may not signal, is
+    /// waited for without limit.
     /// @return the result; an empty one without a start, and in a handler of lines.
     ChildResult communicate(const ChildWait& wait = {});
 
@@ -154,8 +155,8 @@ public:
     bool isRunning() const;
     /// The process ids of the programs in their order, until they are reaped.
     std::vector<int> getPids() const;
-    /// Sends a signal to the group, or to each program without an own group. @return false if there
-    /// is nothing to send it to.
+    /// Sends a signal to the group and to programs that have left it, or to each program without an
+    /// own group. @return false if there is nothing to send it to.
     bool sendSignal(int number);
 
     /// Starts programs and waits for them. A failed start is in the result.

@@ -106,6 +106,8 @@ bool MessageStream::append(std::string_view message)
     if (message.size() > mMessageLimit) return false;
     const Header header = makeHeader(message);
     if (mSent > 0) mOutput.erase(0, std::exchange(mSent, 0));
+    // Before the header is there, because memory may be short, and a header alone would be sent.
+    mOutput.reserve(mOutput.size() + kHeaderBytes + message.size());
     mOutput.append(reinterpret_cast<const char*>(&header), kHeaderBytes);
     mOutput.append(message);
     return true;

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "LaunchThread.h"
 
-#include "SignalBlock.h"
 #include "base/CancellationBlock.h"
 
 namespace qz::ext {
@@ -9,11 +8,7 @@ namespace qz::ext {
 LaunchThread::LaunchThread(const std::function<void()>& work)
 {
     const CancellationBlock noCancellation;
-    {
-        // Inherited by the thread: a signal of the process is for a thread of the application.
-        const SignalBlock block;
-        mThread = std::thread(&LaunchThread::run, this, std::cref(work));
-    }
+    mThread = std::thread(&LaunchThread::run, this, std::cref(work));
     std::unique_lock lock(mMutex);
     mChanged.wait(lock, [this] { return mIsDone; });
 }

@@ -14,7 +14,9 @@ namespace qz::ext {
 /// the start happens on a thread that lives as long as the child.
 class LaunchThread {
 public:
-    /// Returns when the work is done. The work must not throw.
+    /// Returns when the work is done. The work must not throw. The caller must have blocked all
+    /// signals, which the thread inherits: a signal of the process is for a thread of the
+    /// application.
     /// @throws std::system_error if there is no thread.
     explicit LaunchThread(const std::function<void()>& work);
     ~LaunchThread();

@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "SignalBlock.h"
 #include "base/CancellationBlock.h"
 
 namespace qz::ext {
@@ -83,6 +84,9 @@ bool ProgramGroup::start(const ChildOptions& options, const StreamEnds& streams,
     mIsOwnGroup = options.isOwnGroup;
     mOwner = ::getpid();
     if (options.endsWithParent) {
+        // A handler may throw. That must not happen during the wait for the thread, nor before it
+        // has an owner.
+        const SignalBlock noSignals;
         try {
             mThread = std::make_unique<LaunchThread>([&] { launchAll(images, options, streams); });
         } catch (const std::system_error& error) {
@@ -155,13 +159,23 @@ std::vector<int> ProgramGroup::getPids() const
     return pids;
 }
 
+// An ended program needs no signal. If somebody else has reaped it, its id may be another one's.
+bool ProgramGroup::hasLeft(const Program& program, pid_t group)
+{
+    if (program.hasEnded) return false;
+    const pid_t present = ::getpgid(program.launched.pid);
+    return present > 0 && present != group;
+}
+
+// A program can leave the group, by `setsid` for example. It must end all the same.
 bool ProgramGroup::sendSignal(int number) const
 {
-    bool isSent = false;
+    // The group has the id of its first program.
+    const pid_t group = mIsOwnGroup && !mPrograms.empty() ? mPrograms[0].launched.pid : -1;
+    bool isSent = group > 0 && ::kill(-group, number) == 0;
     for (const Program& program : mPrograms) {
         const pid_t pid = program.launched.pid;
-        if (pid <= 0) continue;
-        if (mIsOwnGroup) return ::kill(-pid, number) == 0;
+        if (pid <= 0 || (group > 0 && !hasLeft(program, group))) continue;
         isSent = ::kill(pid, number) == 0 || isSent;
     }
     return isSent;

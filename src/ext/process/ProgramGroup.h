@@ -41,7 +41,8 @@ public:
     /// Whether an end can only be found by a call from time to time.
     bool mustPoll() const;
     std::vector<int> getPids() const;
-    /// Sends a signal to the group or the programs. @return whether anything has received it.
+    /// Sends a signal to the group and to programs that have left it, or to the programs without a
+    /// group. @return whether anything has received it.
     bool sendSignal(int number) const;
     /// Reaps all programs, which must have ended or end soon.
     std::vector<ChildEnd> reap(SystemFailure& failure);
@@ -52,6 +53,7 @@ private:
         bool hasEnded = false;
     };
 
+    static bool hasLeft(const Program& program, pid_t group);
     void launchAll(const std::vector<std::unique_ptr<ProgramImage>>& images,
                    const ChildOptions& options, const StreamEnds& streams);
 

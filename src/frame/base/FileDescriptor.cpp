@@ -11,7 +11,7 @@ namespace qz {
 namespace {
 
 // If the application has closed a standard stream, the system gives its number to the next file,
-// and what is printed would go into that file.
+// and what is printed would go into that file, or to the peer of that socket.
 int moveFromStandardStreams(int descriptor)
 {
     if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
@@ -35,6 +35,11 @@ FileDescriptor FileDescriptor::Open(const char* localPath, int flags, mode_t mod
     do {
         descriptor = ::open(localPath, flags | O_CLOEXEC, mode);
     } while (descriptor < 0 && errno == EINTR);
+    return TakeAboveStreams(descriptor);
+}
+
+FileDescriptor FileDescriptor::TakeAboveStreams(int descriptor)
+{
     return FileDescriptor(moveFromStandardStreams(descriptor));
 }
 

@@ -37,6 +37,10 @@ public:
     /// @param flags those of `open`; close-on-exec is added.
     static FileDescriptor Open(const char* localPath, int flags, mode_t mode = kDefaultMode);
 
+    /// Takes over a new descriptor, and replaces it if it has the number of a standard stream that
+    /// the application has closed. If that fails, it is closed.
+    static FileDescriptor TakeAboveStreams(int descriptor);
+
     bool isOpen() const { return mDescriptor >= 0; }
     int get() const { return mDescriptor; }
     /// Hands the descriptor over to the caller.
