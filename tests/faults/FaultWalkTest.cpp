@@ -2,6 +2,7 @@
 // Runs each scenario with each of its system calls, and each of its allocations, failing once.
 
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <ostream>
@@ -109,7 +110,10 @@ ChildResult runWithFault(const FaultTable& scenario, const Fault& fault,
     support::ProgramRun run;
     run.program = std::string(QZ_TEST_SCENARIOS_DIR "/scenario_") + scenario.name;
     run.environment = makeEnvironment(scenario);
-    run.environment["LD_PRELOAD"] = QZ_TEST_FAULTS_LIBRARY;
+    // By its name, as blanks separate the libraries of LD_PRELOAD.
+    const std::filesystem::path library = QZ_TEST_FAULTS_LIBRARY;
+    run.environment["LD_LIBRARY_PATH"] = library.parent_path();
+    run.environment["LD_PRELOAD"] = library.filename();
     run.environment["QZ_FAULT_CALL"] = fault.call;
     run.environment["QZ_FAULT_OCCURRENCE"] = std::to_string(fault.occurrence);
     run.environment["QZ_FAULT_ERRNO"] = std::to_string(fault.error);

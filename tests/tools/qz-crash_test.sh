@@ -53,7 +53,7 @@ expect_text err "qz-crash: no addr2line: install the package binutils, elfutils 
 expect_pattern out "^  #0    *crashes+0x[0-9a-f]*\$"
 
 # A stripped library knows its exported functions only, and none of them stands in for another one.
-library=$(ldd "$crashes" | sed -n 's/.*libqzSystem\.so[^ ]* => \([^ ]*\) .*/\1/p')
+library=$(ldd "$crashes" | sed -n 's/.*libqzSystem\.so[^ ]* => \(.*\) (0x.*/\1/p')
 mkdir stripped
 strip -o "stripped/${library##*/}" "$library"
 LD_LIBRARY_PATH=$PWD/stripped crash of_stripped null 2>/dev/null
