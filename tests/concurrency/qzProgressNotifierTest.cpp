@@ -454,6 +454,10 @@ TYPED_TEST(qzProgressNotifierCancel, IsClearedByAResetButNotOutside)
     this->mFlag = true;
     this->mNotifier.resetNotifier();
     EXPECT_TRUE(this->mNotifier.shouldCancel());
+    this->mFlag = false;
+    this->mSource.isSet = true;
+    this->mNotifier.resetNotifier();
+    EXPECT_TRUE(this->mNotifier.shouldCancel());
 }
 
 TYPED_TEST(qzProgressNotifierCancel, MayLoseItsSources)

@@ -142,6 +142,12 @@ TEST(MemoryAndCpuWatcherSampling, CountsASampleThatIsTakenWhileNotWatching)
     EXPECT_EQ(runSteps({"capture", "1", "result"}), "start=0 ram=1/1048576/1048576/1048576\n");
 }
 
+TEST(MemoryAndCpuWatcherSampling, ReadsTheClockOfEachFigureBeforeIt)
+{
+    EXPECT_EQ(runSteps(kStart, {"tick", "2000", "readings", "capture", "0"}),
+              "wall clock\nmemory\nmonotonic clock\nstatistics\n");
+}
+
 TEST(MemoryAndCpuWatcherSampling, CountsAFigureOfZero)
 {
     EXPECT_EQ(runSteps(kStart, {"ram", "0", "capture", "0", "result"}),
