@@ -258,6 +258,14 @@ TEST(MemoryAndCpuWatcherLoad, CountsWholeSecondsOfTheUserTime)
     EXPECT_EQ(getLoad("1 (x) 3 4 5 6 7 8 9 10 11 12 13 299 15\n"), "cpu=1/2/2/2");
 }
 
+// 1.001 s is a little more as a float, and 4.99501 the load in double.
+TEST(MemoryAndCpuWatcherLoad, IsOfATimeInFloat)
+{
+    EXPECT_THAT(runSteps(kStart, {"stamp", "first", "tick", "2001", "ticks", "500", "stamp",
+                                  "second", "result"}),
+                ::testing::EndsWith("cpu=1/4.995/4.995/4.995\n"));
+}
+
 TEST(MemoryAndCpuWatcherLoad, IsReadFromTheLastOf14Fields)
 {
     EXPECT_EQ(getLoad("1 (x) 3 4 5 6 7 8 9 10 11 12 13 100"), "cpu=1/1/1/1");
