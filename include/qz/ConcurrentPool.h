@@ -121,9 +121,11 @@ public:
     /// Callers take turns: a call waits while another caller's solvers run. More solvers than
     /// workers run in rounds. On a worker of this pool, in a forked child, and on a pool of 1, the
     /// solvers run on the calling thread, one after another.
-    /// Threads: any; the caller must not hold the pool's mutex. The exception of a signal, such as
-    /// SIGINT without a `qzCancelConsoleEventCatcher`, must not be caught above a call that it
-    /// interrupts: the solvers would go on, and the pool would be unusable.
+    /// Threads: any; the caller must not hold the pool's mutex. A cancellation of the caller
+    /// (`pthread_cancel`) waits until the solvers that workers run have finished; those that have
+    /// not begun then don't run. The exception of a signal, such as SIGINT without a
+    /// `qzCancelConsoleEventCatcher`, must not be caught above a call that it interrupts: the
+    /// solvers would go on, and the pool would be unusable.
     /// @param solvers not owned; null pointers are left out.
     void runSolvers(const std::vector<SolverBase*>& solvers);
 

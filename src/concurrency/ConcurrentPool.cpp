@@ -7,6 +7,7 @@
 #include <utility>
 
 #include <cxxabi.h>
+#include <pthread.h>
 
 #include <qz/qzSystemUtils.h>
 #include <qz/qzThread.h>
@@ -48,6 +49,18 @@ public:
 
 private:
     const ConcurrentPool* mOuter;
+};
+
+// Blocks the cancellation of the calling thread (`pthread_cancel`).
+class CancellationBlock {
+public:
+    CancellationBlock() { ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &mState); }
+    ~CancellationBlock() { ::pthread_setcancelstate(mState, nullptr); }
+    CancellationBlock(const CancellationBlock&) = delete;
+    CancellationBlock& operator=(const CancellationBlock&) = delete;
+
+private:
+    int mState = PTHREAD_CANCEL_ENABLE;
 };
 
 }  // namespace
@@ -207,6 +220,8 @@ void ConcurrentPool::waitForTurn()
 ConcurrentPool::SolverIterator ConcurrentPool::runRound(SolverIterator next, SolverIterator end)
 {
     waitForTurn();
+    // A caller that left would take the solvers from under the workers.
+    const CancellationBlock noCancellation;
     const SolverIterator begin = next;
     for (auto worker = mWorkers.begin(); next != end && worker != mWorkers.end(); ++next) {
         if (*next == nullptr) continue;

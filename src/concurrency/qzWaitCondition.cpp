@@ -7,9 +7,9 @@
 #include <time.h>
 
 #include <qz/qzMutex.h>
+#include <qz/qzSystemUtils.h>
 
 #include "EarlyConstruction.h"
-#include "frame/base/ForkProtocol.h"
 
 namespace qz {
 
@@ -19,12 +19,13 @@ struct qzWaitCondition::Impl {
     // the waiting threads of the parent don't exist, so it would never return.
     ~Impl()
     {
-        if (!isForkedChild()) ::pthread_cond_destroy(&condition);
+        if (qzSystemUtils::GetCurrentProcessID() == processId) ::pthread_cond_destroy(&condition);
     }
     Impl(const Impl&) = delete;
     Impl& operator=(const Impl&) = delete;
 
     pthread_cond_t condition;
+    const long processId = qzSystemUtils::GetCurrentProcessID();  // of its maker
 };
 
 namespace {

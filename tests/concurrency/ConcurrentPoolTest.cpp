@@ -17,7 +17,9 @@
 #include <thread>
 #include <vector>
 
+#include <pthread.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -30,6 +32,7 @@
 #include "NewThreads.h"
 #include "Waiter.h"
 #include "qzThreadTestPeer.h"
+#include "support/CancelledThread.h"
 #include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
 #include "support/LogCapture.h"
@@ -313,6 +316,46 @@ TEST_F(ConcurrentPoolTest, IsDestroyedByASolverOnItsCallersThread)
     EXPECT_EQ(result.getEnd(), "exit 7");
 }
 
+TEST_F(ConcurrentPoolTest, StaysUsableWhenASolverEndsItsCallersThread)
+{
+    const ChildResult result = runInChild([] {
+        ConcurrentPool pool(1);
+        int runs = 0;
+        const Solvers leaving(1, [](qzMutex&, qzWaitCondition&) { ::pthread_testcancel(); });
+        const Solvers solvers(1, [&](qzMutex&, qzWaitCondition&) { ++runs; });
+        if (!support::endsByCancellation([&] { pool.runSolvers(leaving.get()); })) return 1;
+        pool.runSolvers(solvers.get());
+        return runs == 1 ? 42 : 2;
+    });
+    EXPECT_EQ(result.getEnd(), "exit 42");
+}
+
+// Its solvers use objects of its stack.
+TEST_F(ConcurrentPoolTest, KeepsACancelledCallerUntilItsSolversHaveFinished)
+{
+    const ChildResult result = runInChild([] {
+        ConcurrentPool pool(2);
+        std::atomic<long> caller = 0;
+        std::atomic<bool> hasLeft = false;
+        bool hasLeftEarly = true;
+        const Solvers solvers(1, [&](qzMutex& mutex, qzWaitCondition&) {
+            mutex.unlock();
+            waitUntil([&] { return hasLeft || isAsleep(caller); });
+            hasLeftEarly = hasLeft;
+            mutex.lock();
+        });
+        const bool isCancelled = support::endsByCancellation([&] {
+            const auto leave = [](std::atomic<bool>* left) { *left = true; };
+            const std::unique_ptr<std::atomic<bool>, decltype(leave)> end(&hasLeft, leave);
+            caller = ::syscall(SYS_gettid);
+            pool.runSolvers(solvers.get());
+            ::pthread_testcancel();
+        });
+        return isCancelled && !hasLeftEarly ? 42 : 1;
+    });
+    EXPECT_EQ(result.getEnd(), "exit 42");
+}
+
 TEST_F(ConcurrentPoolTest, SolvesOnAWorkerThatIsACaller)
 {
     ConcurrentPool pool(2);
@@ -545,6 +588,22 @@ TEST(ConcurrentPoolProgressTest, PassesARequestOnOnce)
     EXPECT_TRUE(proxy.shouldCancel());
     proxy.updateProxy();
     EXPECT_EQ(proxy.requests, 1);
+}
+
+TEST(ConcurrentPoolProgressTest, PassesARequestOnThatItsTransferCauses)
+{
+    class CancellingNotifier : public qzProgressNotifierBase {
+    public:
+        void setCurrentStepProgress(double progress) override
+        {
+            qzProgressNotifierBase::setCurrentStepProgress(progress);
+            cancel();
+        }
+    };
+    CancellingNotifier target;
+    ConcurrentPool::ProgressNotifierProxy proxy(target);
+    proxy.updateProxy();
+    EXPECT_TRUE(proxy.shouldCancel());
 }
 
 TEST(ConcurrentPoolProgressTest, LeavesARequestFromOutsideAlone)

@@ -190,7 +190,11 @@ INSTANTIATE_TEST_SUITE_P(
                       WeightsRow{"NotANumber", {1, kNotANumber}, {1}, {0}},
                       WeightsRow{"Two", {1, 3}, {0.25, 0.75}, {0, 0.25}},
                       WeightsRow{"Negative", {-1, 2}, {-1, 2}, {0, -1}},
-                      WeightsRow{"Three", {2, 4, 2}, {0.25, 0.5, 0.25}, {0, 0.25, 0.75}}),
+                      WeightsRow{"Three", {2, 4, 2}, {0.25, 0.5, 0.25}, {0, 0.25, 0.75}},
+                      WeightsRow{"AddedUpInTheirOrder", {3, 1e17, -1e17}, {1}, {0}},
+                      // Of the rounded shares, each a quotient.
+                      WeightsRow{
+                          "Rounded", {6, 3, 1}, {0.6, 0.3, 0.1}, {0, 0.6, 0.8999999999999999}}),
     [](const auto& row) { return std::string(row.param.name); });
 
 struct ScaleRow {
@@ -448,6 +452,10 @@ TYPED_TEST(qzProgressNotifierCancel, IsClearedByAResetButNotOutside)
     this->mNotifier.resetNotifier();
     EXPECT_FALSE(this->mNotifier.shouldCancel());
     this->mFlag = true;
+    this->mNotifier.resetNotifier();
+    EXPECT_TRUE(this->mNotifier.shouldCancel());
+    this->mFlag = false;
+    this->mSource.isSet = true;
     this->mNotifier.resetNotifier();
     EXPECT_TRUE(this->mNotifier.shouldCancel());
 }

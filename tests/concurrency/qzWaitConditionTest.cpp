@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <type_traits>
 
@@ -16,7 +17,9 @@
 #include "PlatformCalls.h"
 #include "Waiter.h"
 #include "io/VirtualSlots.h"
+#include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
+#include "support/OutputCapture.h"
 
 namespace qz {
 
@@ -179,6 +182,60 @@ TEST_F(qzWaitConditionTest, BeginsItsVirtualFunctionsWithTheDestructor)
 {
     EXPECT_TRUE(isEndedBySlot<qzWaitCondition>(kDeletingDestructor));
 }
+
+// --- In a forked child
+
+struct ForkRow {
+    const char* name;
+    std::optional<InitType> start;  // of the parent
+    bool restarts;                  // in the child
+};
+
+class qzWaitConditionFork : public ::testing::TestWithParam<ForkRow> {};
+
+// The C library waits for the threads of the parent otherwise, which don't exist in the child.
+TEST_P(qzWaitConditionFork, IsDestroyedInAChildThoughAThreadOfTheParentWaits)
+{
+    const support::StdoutCapture reports;
+    const support::StderrCapture copies;  // of these reports
+    std::optional<LibraryStart> library;
+    if (GetParam().start) library.emplace(*GetParam().start);
+    qzMutex mutex;
+    auto condition = std::make_unique<qzWaitCondition>();
+    bool isWaiting = false;  // guarded by the mutex
+    bool mayEnd = false;     // guarded by the mutex
+    const Waiter waiter([&] {
+        const qzMutexLocker locker(mutex);
+        isWaiting = true;
+        while (!mayEnd)
+            condition->wait(&mutex, qzWaitCondition::msNoLimit);
+    });
+    EXPECT_TRUE(waitUntil([&] {
+        const qzMutexLocker locker(mutex);
+        return isWaiting;
+    }));
+    const support::ChildResult result = support::runInChild(
+        [&] {
+            if (GetParam().restarts) {
+                terminateQzSystem();
+                initializeQzSystem(FullInit);
+            }
+            condition.reset();
+            return 42;
+        },
+        {}, /*timeoutSec=*/60);
+    EXPECT_EQ(result.getEnd(), "exit 42");
+    const qzMutexLocker locker(mutex);
+    mayEnd = true;
+    condition->wakeAll();
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, qzWaitConditionFork,
+                         ::testing::Values(ForkRow{"OfAnUnstartedProcess", std::nullopt, false},
+                                           ForkRow{"OfALightlyStartedProcess", LightInit, false},
+                                           ForkRow{"OfAFullyStartedProcess", FullInit, false},
+                                           ForkRow{"ThatStartsAnew", FullInit, true}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 // --- What it asks of the system
 

@@ -8,6 +8,8 @@
 //                 the source cancels when the entry about it is written
 //   blocked       watches a parent that ends while the log thread is blocked; prints whether the
 //                 source cancels meanwhile
+//   unlock        watches a parent that ends; prints whether the thread has marked its own end when
+//                 it unlocks its mutex, and whether it has at last
 //   stop          stops watching while the poll sleeps without a limit; prints the time between
 //                 two polls in ms
 
@@ -19,6 +21,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
@@ -29,7 +32,9 @@
 
 #include <qz/qzCancelIfParentProcessDied.h>
 #include <qz/qzLogObject.h>
+#include <qz/qzMutex.h>
 
+#include "io/VirtualSlots.h"
 #include "support/LibraryStart.h"
 #include "support/LogCapture.h"
 #include "support/Waiting.h"
@@ -44,6 +49,10 @@ thread_local bool isPolling = false;
 std::atomic<bool> gHasParentEnded = false;
 std::atomic<bool> gIsLogBlocked = false;
 std::atomic<bool> gMayLogGoOn = false;
+std::atomic<void*> gTracedMutex = nullptr;
+std::atomic<const bool*> gTracedFlag = nullptr;
+std::atomic<bool> gFlagAtUnlock = false;
+std::atomic<int> gTracedUnlocks = 0;
 // A sanitizer doesn't see the atomic variables of a program that it isn't built into.
 std::mutex gMutex;
 const qz::qzCancelIfParentProcessDied* gWatched = nullptr;  // guarded by gMutex
@@ -61,7 +70,22 @@ long getMsUntil(const timespec& time)
     return (time.tv_sec - now.tv_sec) * 1000 + (time.tv_nsec - now.tv_nsec) / 1000000;
 }
 
+bool isTracedFlagSet()
+{
+    return __atomic_load_n(gTracedFlag.load(), __ATOMIC_RELAXED);
+}
+
 }  // namespace
+
+extern "C" int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept
+{
+    static auto* const real = findNext<int(pthread_mutex_t*)>("pthread_mutex_unlock");
+    if (mutex == gTracedMutex) {
+        gFlagAtUnlock = isTracedFlagSet();
+        ++gTracedUnlocks;
+    }
+    return real(mutex);
+}
 
 extern "C" pid_t getppid() noexcept
 {
@@ -174,6 +198,25 @@ int showWhileLogIsBlocked()
     return 0;
 }
 
+int showUnlock()
+{
+    // Where the source has its thread, and the thread its mutex and the flag.
+    constexpr std::size_t kThread = 8;
+    constexpr std::size_t kMutex = 72;
+    constexpr std::size_t kStopRequested = 104;
+    const qz::support::LibraryStart start(qz::FullInit);
+    qz::qzLog::msInstance->setEchoToConsole(false);
+    const qz::qzCancelIfParentProcessDied cancel;
+    const char* const thread = qz::readField<const char*>(&cancel, kThread);
+    gTracedFlag = reinterpret_cast<const bool*>(thread + kStopRequested);
+    gTracedMutex = reinterpret_cast<const qz::qzMutex*>(thread + kMutex)->getMutexData();
+    gHasParentEnded = true;
+    const bool isMarked = qz::support::waitUntil(&isTracedFlagSet);
+    std::cout << "at unlock " << gTracedUnlocks << ": " << gFlagAtUnlock << ", at last " << isMarked
+              << '\n';
+    return 0;
+}
+
 }  // namespace
 
 int main(int /*argumentCount*/, char** arguments)
@@ -181,6 +224,7 @@ int main(int /*argumentCount*/, char** arguments)
     const std::string step = arguments[1];
     if (step == "parent") return beParent(arguments[0], arguments[2]);
     if (step == "order") return showOrder();
+    if (step == "unlock") return showUnlock();
     if (step == "blocked") return showWhileLogIsBlocked();
     return step == "child" ? beChild(arguments[2]) : stop();
 }

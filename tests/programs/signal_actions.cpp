@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Shows how the library installs its handlers, and what it says when it can't:
-//     signal_actions start|catcher [SIGNAL...]
+//     signal_actions start|catcher|press [SIGNAL...]
 //
 // The installation fails for the signals that are named: with "start" at the full start, with
-// "catcher" while the console's catcher is made and taken away.
+// "catcher" while the console's catcher is made and taken away. With "press", which is like
+// "catcher", each signal comes as soon as its handler is installed.
 
 #include <dlfcn.h>
 #include <execinfo.h>
@@ -22,6 +23,7 @@
 namespace {
 
 bool gIsWatching = false;
+bool gIsPressing = false;
 std::set<int> gFailing;
 
 std::string describe(const struct sigaction& action)
@@ -32,7 +34,8 @@ std::string describe(const struct sigaction& action)
     if ((action.sa_flags & SA_SIGINFO) != 0) text += " SA_SIGINFO";
     if ((action.sa_flags & SA_NODEFER) != 0) text += " SA_NODEFER";
     if ((action.sa_flags & ~(SA_SIGINFO | SA_NODEFER)) != 0) text += " and other flags";
-    return ::sigisemptyset(&action.sa_mask) != 0 ? text : text + " with a mask";
+    if (::sigisemptyset(&action.sa_mask) == 0) text += " with a mask";
+    return qz::qzCancelConsoleEventCatcher::Get() != nullptr ? text + " of a catcher" : text;
 }
 
 }  // namespace
@@ -45,9 +48,13 @@ int sigaction(int signal, const struct sigaction* action, struct sigaction* old)
     static const auto realCall = reinterpret_cast<Call>(::dlsym(RTLD_NEXT, "sigaction"));
     if (!gIsWatching || action == nullptr) return realCall(signal, action, old);
     std::cout << '[' << signal << describe(*action) << ']' << std::endl;
-    if (gFailing.count(signal) == 0) return realCall(signal, action, old);
-    errno = EPERM;
-    return -1;
+    if (gFailing.count(signal) != 0) {
+        errno = EPERM;
+        return -1;
+    }
+    const int result = realCall(signal, action, old);
+    if (gIsPressing && action->sa_handler != SIG_DFL) ::raise(signal);
+    return result;
 }
 
 int backtrace(void** frames, int size)
@@ -70,8 +77,9 @@ int main(int argumentCount, char** arguments)
     qz::initializeQzSystem(qz::FullInit);
     std::cout << "[registered " << qz::exception::IsSigWatcherRegistered() << ']' << std::endl;
     gIsWatching = !isStart;
-    qz::qzCancelConsoleEventCatcher::Create();
-    std::cout << "[created]" << std::endl;
+    gIsPressing = arguments[1] == std::string("press");
+    const bool isRequested = qz::qzCancelConsoleEventCatcher::Create()->shouldCancel();
+    std::cout << (isRequested ? "[created, requested]" : "[created]") << std::endl;
     qz::qzCancelConsoleEventCatcher::Delete();
     std::cout << "[deleted]" << std::endl;
     gIsWatching = isStart;

@@ -15,6 +15,7 @@
 //   result          prints what is extracted
 //   mutex           prints, at each reading of the process statistics from now on, whether another
 //                   thread finds the watcher's mutex locked
+//   readings        prints what is read from now on
 //   wakes           prints how often threads have been woken since the last time
 //   lines           prints the captured entries as "TYPE(sub-type) message"
 //   debug           captures the log with DEBUG entries
@@ -65,6 +66,7 @@ long gTickMs = 0;
 std::string gStatus;
 std::string gStatistics;
 qz::qzMutex* gTriedMutex = nullptr;  // at each reading of the process statistics
+bool gIsTracing = false;
 
 template <typename Function>
 Function* findNext(const char* name)
@@ -79,6 +81,14 @@ int openText(const std::string& text)
     if (::write(fd, text.data(), text.size()) != static_cast<ssize_t>(text.size())) std::abort();
     ::lseek(fd, 0, SEEK_SET);
     return fd;
+}
+
+void trace(const char* source)
+{
+    if (!gIsTracing) return;
+    isReplacing = false;  // a print may read a clock
+    std::cout << source << '\n';
+    isReplacing = true;
 }
 
 void tryMutex()
@@ -103,6 +113,7 @@ extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept
 {
     static auto* const real = findNext<int(clockid_t, timespec*)>("clock_gettime");
     if (!isReplacing || clock != CLOCK_MONOTONIC) return real(clock, now);
+    trace("monotonic clock");
     *now = {gTickMs / 1000, gTickMs % 1000 * 1'000'000};
     return 0;
 }
@@ -111,6 +122,7 @@ extern "C" int gettimeofday(timeval* now, void* zone) noexcept
 {
     static auto* const real = findNext<int(timeval*, void*)>("gettimeofday");
     if (!isReplacing) return real(now, zone);
+    trace("wall clock");
     *now = {gWallMs / 1000, gWallMs % 1000 * 1000};
     return 0;
 }
@@ -119,6 +131,7 @@ extern "C" FILE* fopen(const char* path, const char* mode)
 {
     static auto* const real = findNext<FILE*(const char*, const char*)>("fopen");
     if (!isReplacing || std::strcmp(path, "/proc/self/status") != 0) return real(path, mode);
+    trace("memory");
     return ::fdopen(openText(gStatus), mode);
 }
 
@@ -131,6 +144,7 @@ extern "C" int open(const char* path, int flags, ...)
     va_end(arguments);
     if (!isReplacing || std::strcmp(path, "/proc/self/stat") != 0) return real(path, flags, mode);
     if (gTriedMutex != nullptr) tryMutex();
+    trace("statistics");
     if (!gStatistics.empty()) return openText(gStatistics);
     errno = ENOENT;
     return -1;
@@ -264,6 +278,7 @@ private:
         if (step == "table") std::cout << mWatcher.getUsageAsAsciiTable() << '\n';
         if (step == "result") printResult(mWatcher);
         if (step == "mutex") gTriedMutex = &qz::MemoryAndCpuWatcherTestPeer::editMutex(mWatcher);
+        if (step == "readings") gIsTracing = true;
         if (step == "wakes") std::cout << std::exchange(gWakes, 0) << '\n';
         if (step == "debug") mLog = std::make_unique<qz::support::LogCapture>(qz::LogLevelDebug);
         if (step == "lines") printLines();

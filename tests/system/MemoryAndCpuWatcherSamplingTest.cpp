@@ -142,6 +142,12 @@ TEST(MemoryAndCpuWatcherSampling, CountsASampleThatIsTakenWhileNotWatching)
     EXPECT_EQ(runSteps({"capture", "1", "result"}), "start=0 ram=1/1048576/1048576/1048576\n");
 }
 
+TEST(MemoryAndCpuWatcherSampling, ReadsTheClockOfEachFigureBeforeIt)
+{
+    EXPECT_EQ(runSteps(kStart, {"tick", "2000", "readings", "capture", "0"}),
+              "wall clock\nmemory\nmonotonic clock\nstatistics\n");
+}
+
 TEST(MemoryAndCpuWatcherSampling, CountsAFigureOfZero)
 {
     EXPECT_EQ(runSteps(kStart, {"ram", "0", "capture", "0", "result"}),
@@ -250,6 +256,14 @@ TEST(MemoryAndCpuWatcherMonitor, IsEmptyWithoutAPeriod)
 TEST(MemoryAndCpuWatcherLoad, CountsWholeSecondsOfTheUserTime)
 {
     EXPECT_EQ(getLoad("1 (x) 3 4 5 6 7 8 9 10 11 12 13 299 15\n"), "cpu=1/2/2/2");
+}
+
+// 1.001 s is a little more as a float, and 4.99501 the load in double.
+TEST(MemoryAndCpuWatcherLoad, IsOfATimeInFloat)
+{
+    EXPECT_THAT(runSteps(kStart, {"stamp", "first", "tick", "2001", "ticks", "500", "stamp",
+                                  "second", "result"}),
+                ::testing::EndsWith("cpu=1/4.995/4.995/4.995\n"));
 }
 
 TEST(MemoryAndCpuWatcherLoad, IsReadFromTheLastOf14Fields)

@@ -251,7 +251,10 @@ TEST_F(MemoryAndCpuWatcherTest, IsPolledWithoutItsMutex)
 {
     Watcher watcher;
     auto locked = std::make_unique<LockedElsewhere>(Peer::editMutex(watcher));
-    const Waiter waiter([&] { EXPECT_FALSE(watcher.isWatching()); });
+    const Waiter waiter([&] {
+        EXPECT_FALSE(watcher.isWatching());
+        watcher.stampReference("ignored");
+    });
     EXPECT_TRUE(waiter.awaitDone());
     locked.reset();
 }

@@ -179,6 +179,19 @@ TEST_F(MemoryWatchDogTest, LeavesItsLoopWhenItIsStopped)
     SUCCEED() << "otherwise the test hangs";
 }
 
+// The thread would sleep for ever, as nobody wakes it a second time.
+TEST_F(MemoryWatchDogTest, DoesNotSleepWhenItIsStoppedJustBefore)
+{
+    MemoryWatchDog dog("dog", kHighMiB, 1);
+    dog.setMonitoringEnabled(false);
+    auto locked = std::make_unique<qzMutexLocker>(Peer::editMutex(dog));
+    const Waiter runner([&] { dog.run(); });
+    EXPECT_TRUE(runner.awaitSleep());
+    Peer::requestStop(dog);
+    locked.reset();
+    EXPECT_TRUE(runner.awaitDone());
+}
+
 // --- In a forked child -----------------------------------------------------------------------
 
 TEST_F(MemoryWatchDogTest, CanBeDestroyedInAForkedChildWhileItsMutexIsLocked)

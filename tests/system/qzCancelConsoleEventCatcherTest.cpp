@@ -284,8 +284,15 @@ TEST(qzCancelConsoleEventCatcherTest, InstallsPlainHandlersInTheirOrder)
     const ChildResult result = runProgram({.program = "signal_actions", .arguments = {"catcher"}});
     EXPECT_EQ(result.getEnd(), "exit 0");
     EXPECT_EQ(result.out,
-              "[registered 1]\n[2 handler]\n[15 handler]\n[created]\n[2 default]\n[15 default]\n"
-              "[deleted]\n[stopped]\n");
+              "[registered 1]\n[2 handler of a catcher]\n[15 handler of a catcher]\n[created]\n"
+              "[2 default]\n[15 default]\n[deleted]\n[stopped]\n");
+}
+
+TEST(qzCancelConsoleEventCatcherTest, KeepsAnInterruptThatComesWhileItIsMade)
+{
+    const ChildResult result = runProgram({.program = "signal_actions", .arguments = {"press"}});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_THAT(result.out, ::testing::HasSubstr("\n[created, requested]\n"));
 }
 
 TEST(qzCancelConsoleEventCatcherTest, GoesOnWhenAHandlerCantBeInstalled)
@@ -300,9 +307,10 @@ TEST(qzCancelConsoleEventCatcherTest, GoesOnWhenAHandlerCantBeInstalled)
         return "CRITICAL : Failed to install " + signal +
                " signal handler : System error : '(1) EPERM Operation not permitted'\n";
     };
-    EXPECT_EQ(out, "[registered 1]\n[2 handler]\n" + makeFailure("2") + "[15 handler]\n" +
-                       makeFailure("15") + "[created]\n[2 default]\n" + makeFailure("2") +
-                       "[15 default]\n" + makeFailure("15") + "[deleted]\n[stopped]\n");
+    EXPECT_EQ(out, "[registered 1]\n[2 handler of a catcher]\n" + makeFailure("2") +
+                       "[15 handler of a catcher]\n" + makeFailure("15") +
+                       "[created]\n[2 default]\n" + makeFailure("2") + "[15 default]\n" +
+                       makeFailure("15") + "[deleted]\n[stopped]\n");
 }
 
 TEST(qzCancelConsoleEventCatcherTest, DoesNotCrashAThreadThatPollsItWhileTheProcessEnds)

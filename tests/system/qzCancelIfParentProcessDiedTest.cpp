@@ -89,6 +89,14 @@ TEST(qzCancelIfParentProcessDied, ReportsTheEndBeforeItCancels)
     EXPECT_EQ(result.out, "entry, cancelled 0\nend, cancelled 1\n");
 }
 
+TEST(qzCancelIfParentProcessDied, MarksTheEndOfItsThreadAfterItHasUnlockedItsMutex)
+{
+    const support::ChildResult result =
+        support::runProgram({.program = "parent_watch", .arguments = {"unlock"}});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "at unlock 1: 0, at last 1\n");
+}
+
 TEST(qzCancelIfParentProcessDied, DoesNotWaitForTheLogToCancel)
 {
     const support::ChildResult result =
