@@ -9,12 +9,14 @@
 //   system-lock NAME                          a lock between processes, taken and given back
 //   sleep N, msleep N, usleep N               of a thread
 //   wait-thread TIMEOUT_MS                    for a thread that goes on until the wait is over
+//   wait-thread-that-ends TIMEOUT_MS          for one that ends while the clock is read again
 //   join-thread                               waits without a limit for one that is about to end
 //   wait-thread-without-clock TIMEOUT_MS      the same; the thread ends at the third look
 //   updater SECONDS                           a call added, a period that ends, and the end
 
 #include <dlfcn.h>
 #include <pthread.h>
+#include <sched.h>
 #include <semaphore.h>
 #include <sys/file.h>
 #include <sys/syscall.h>
@@ -76,6 +78,18 @@ void waitInGate(pthread_mutex_t* mutex)
 
 bool gIsUpdating = false;
 
+const qz::qzThread* gEndingThread = nullptr;
+int gClockReadings = 0;
+
+// The first reading is that before the wait.
+void endThreadAtSecondReading()
+{
+    if (gEndingThread == nullptr || ++gClockReadings != 2) return;
+    gEndOfThread.open();
+    while (gEndingThread->isRunning())
+        ::sched_yield();
+}
+
 }  // namespace
 
 extern "C" {
@@ -90,6 +104,7 @@ int clock_gettime(clockid_t clock, timespec* now) noexcept
     if (clock == CLOCK_REALTIME) {
         *now = gWallClock;
     } else {
+        endThreadAtSecondReading();
         *now = {gMonotonicUs / 1'000'000, gMonotonicUs % 1'000'000 * 1000};
     }
     return 0;
@@ -237,6 +252,17 @@ void waitForThread(const Numbers& numbers)
     gEndOfThread.open();
 }
 
+void waitForThreadThatEnds(const Numbers& numbers)
+{
+    WaitingThread thread;
+    thread.startThread("ending");
+    gEndingThread = &thread;
+    gIsWatching = true;
+    const bool result = thread.waitThread(std::stoi(numbers[0]));
+    gIsWatching = false;
+    answer(result);
+}
+
 void joinThread(const Numbers& /*numbers*/)
 {
     gEndOfThread.open();
@@ -281,6 +307,7 @@ const std::map<std::string, std::function<void(const Numbers&)>> kSteps = {
     {"msleep", [](const Numbers& numbers) { qz::qzThread::msleep(toNumber(numbers[0])); }},
     {"usleep", [](const Numbers& numbers) { qz::qzThread::usleep(toNumber(numbers[0])); }},
     {"wait-thread", waitForThread},
+    {"wait-thread-that-ends", waitForThreadThatEnds},
     {"join-thread", joinThread},
     {"wait-thread-without-clock", waitForThreadWithoutClock},
     {"updater", update},
