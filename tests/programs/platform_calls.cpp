@@ -12,6 +12,8 @@
 //   wait-thread-that-ends TIMEOUT_MS          for one that ends while the clock is read again
 //   join-thread                               waits without a limit for one that is about to end
 //   wait-thread-without-clock TIMEOUT_MS      the same; the thread ends at the third look
+//   end-wake                                  of a work thread, and whether its queue is unlocked
+//                                             when it wakes the thread
 //   updater SECONDS                           a call added, a period that ends, and the end
 
 #include <dlfcn.h>
@@ -29,6 +31,8 @@
 #include <iostream>
 #include <map>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include <qz/qzLog.h>
@@ -36,6 +40,7 @@
 #include <qz/qzSystem.h>
 #include <qz/qzThread.h>
 #include <qz/qzWaitCondition.h>
+#include <qz/qzWorkThread.h>
 
 namespace {
 
@@ -77,6 +82,8 @@ void waitInGate(pthread_mutex_t* mutex)
 }
 
 bool gIsUpdating = false;
+
+std::function<void()> gAtBroadcast;  // called once
 
 const qz::qzThread* gEndingThread = nullptr;
 int gClockReadings = 0;
@@ -135,6 +142,7 @@ int pthread_cond_timedwait(pthread_cond_t* /*condition*/, pthread_mutex_t* mutex
 
 int pthread_cond_broadcast(pthread_cond_t* /*condition*/) noexcept
 {
+    if (gAtBroadcast) std::exchange(gAtBroadcast, nullptr)();
     if (gIsUpdating) {
         gWake.open();
     } else {
@@ -275,6 +283,25 @@ void waitForThreadWithoutClock(const Numbers& numbers)
     waitForThread(numbers);
 }
 
+class IdleWorkThread : public qz::qzWorkThread {
+protected:
+    void processJob(qz::qzJob* /*job*/) override {}
+};
+
+void endWake(const Numbers& /*numbers*/)
+{
+    IdleWorkThread work;  // which is never started
+    const auto takeQueue = [&work] {
+        work.beginWake();
+        work.endWake();
+    };
+    gAtBroadcast = [&] {
+        std::thread(takeQueue).join();  // for ever if the queue is locked
+        std::cout << "unlocked\n";
+    };
+    takeQueue();
+}
+
 void update(const Numbers& numbers)
 {
     gIsWatching = true;
@@ -310,6 +337,7 @@ const std::map<std::string, std::function<void(const Numbers&)>> kSteps = {
     {"wait-thread-that-ends", waitForThreadThatEnds},
     {"join-thread", joinThread},
     {"wait-thread-without-clock", waitForThreadWithoutClock},
+    {"end-wake", endWake},
     {"updater", update},
 };
 
