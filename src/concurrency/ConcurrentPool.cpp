@@ -26,9 +26,10 @@ thread_local const ConcurrentPool* workingFor = nullptr;
 ConcurrentPool* gDefaultPool = nullptr;
 
 // Solves on the calling thread, with the mutex held. An exception ends the process, as it does on a
-// worker.
-void solveAll(const std::vector<ConcurrentPool::SolverBase*>& solvers, qzMutex& mutex,
-              qzWaitCondition& solverCondition)
+// worker. The sanitizer of undefined behaviour takes the forced unwind for a null object.
+__attribute__((no_sanitize("null"))) void solveAll(
+    const std::vector<ConcurrentPool::SolverBase*>& solvers, qzMutex& mutex,
+    qzWaitCondition& solverCondition)
 try {
     for (ConcurrentPool::SolverBase* const solver : solvers) {
         if (solver != nullptr) solver->solve(mutex, solverCondition);

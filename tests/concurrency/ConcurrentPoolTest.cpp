@@ -327,7 +327,7 @@ TEST_F(ConcurrentPoolTest, StaysUsableWhenASolverEndsItsCallersThread)
         pool.runSolvers(solvers.get());
         return runs == 1 ? 42 : 2;
     });
-    EXPECT_EQ(result.getEnd(), "exit 42");
+    EXPECT_EQ(result.getEnd(), "exit 42") << result.err;
 }
 
 // Its solvers use objects of its stack.
@@ -353,7 +353,7 @@ TEST_F(ConcurrentPoolTest, KeepsACancelledCallerUntilItsSolversHaveFinished)
         });
         return isCancelled && !hasLeftEarly ? 42 : 1;
     });
-    EXPECT_EQ(result.getEnd(), "exit 42");
+    EXPECT_EQ(result.getEnd(), "exit 42") << result.err;
 }
 
 TEST_F(ConcurrentPoolTest, SolvesOnAWorkerThatIsACaller)

@@ -366,6 +366,8 @@ const PlatformCallsRow kCalls[] = {
     {"Wait15", {"wait-thread", "15"}, kSleep + kSleep + "false\n"},
     {"Wait44", {"wait-thread", "44"}, kSleep + kSleep + kSleep + "false\n"},
     {"Wait45", {"wait-thread", "45"}, kSleep + kSleep + kSleep + kSleep + "false\n"},
+    // A thread that has ended by then was waited for.
+    {"ThreadThatEndsAtTheLimit", {"wait-thread-that-ends", "-1"}, "true\n"},
     // Sleeps are counted in microseconds of 32 bits.
     {"SleepNothing", {"sleep", "0"}, "usleep 0\n"},
     {"Sleep", {"sleep", "2"}, "usleep 2000000\n"},

@@ -16,6 +16,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "PlatformCalls.h"
 #include "Waiter.h"
 #include "io/VirtualSlots.h"
 #include "qzWorkThreadTestPeer.h"
@@ -549,6 +550,11 @@ TEST(qzJobTest, HasTheDestructorAndTheDropForVirtualFunctions)
     callSlot<void>(job.get(), kOnDelete);
     callSlot<void>(job.release(), kDeletingDestructor);
     EXPECT_EQ(trace, "drop end ");
+}
+
+TEST(qzWorkThreadCallsTest, UnlocksTheQueueBeforeItWakesTheThread)
+{
+    EXPECT_EQ(getPlatformCalls({"end-wake"}), "broadcast\nunlocked\nbroadcast\n");
 }
 
 }  // namespace qz

@@ -9,12 +9,16 @@
 //   system-lock NAME                          a lock between processes, taken and given back
 //   sleep N, msleep N, usleep N               of a thread
 //   wait-thread TIMEOUT_MS                    for a thread that goes on until the wait is over
+//   wait-thread-that-ends TIMEOUT_MS          for one that ends while the clock is read again
 //   join-thread                               waits without a limit for one that is about to end
 //   wait-thread-without-clock TIMEOUT_MS      the same; the thread ends at the third look
+//   end-wake                                  of a work thread, and whether its queue is unlocked
+//                                             when it wakes the thread
 //   updater SECONDS                           a call added, a period that ends, and the end
 
 #include <dlfcn.h>
 #include <pthread.h>
+#include <sched.h>
 #include <semaphore.h>
 #include <sys/file.h>
 #include <sys/syscall.h>
@@ -27,6 +31,8 @@
 #include <iostream>
 #include <map>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include <qz/qzLog.h>
@@ -34,6 +40,7 @@
 #include <qz/qzSystem.h>
 #include <qz/qzThread.h>
 #include <qz/qzWaitCondition.h>
+#include <qz/qzWorkThread.h>
 
 namespace {
 
@@ -76,6 +83,20 @@ void waitInGate(pthread_mutex_t* mutex)
 
 bool gIsUpdating = false;
 
+std::function<void()> gAtBroadcast;  // called once
+
+const qz::qzThread* gEndingThread = nullptr;
+int gClockReadings = 0;
+
+// The first reading is that before the wait.
+void endThreadAtSecondReading()
+{
+    if (gEndingThread == nullptr || ++gClockReadings != 2) return;
+    gEndOfThread.open();
+    while (gEndingThread->isRunning())
+        ::sched_yield();
+}
+
 }  // namespace
 
 extern "C" {
@@ -90,6 +111,7 @@ int clock_gettime(clockid_t clock, timespec* now) noexcept
     if (clock == CLOCK_REALTIME) {
         *now = gWallClock;
     } else {
+        endThreadAtSecondReading();
         *now = {gMonotonicUs / 1'000'000, gMonotonicUs % 1'000'000 * 1000};
     }
     return 0;
@@ -120,6 +142,7 @@ int pthread_cond_timedwait(pthread_cond_t* /*condition*/, pthread_mutex_t* mutex
 
 int pthread_cond_broadcast(pthread_cond_t* /*condition*/) noexcept
 {
+    if (gAtBroadcast) std::exchange(gAtBroadcast, nullptr)();
     if (gIsUpdating) {
         gWake.open();
     } else {
@@ -237,6 +260,17 @@ void waitForThread(const Numbers& numbers)
     gEndOfThread.open();
 }
 
+void waitForThreadThatEnds(const Numbers& numbers)
+{
+    WaitingThread thread;
+    thread.startThread("ending");
+    gEndingThread = &thread;
+    gIsWatching = true;
+    const bool result = thread.waitThread(std::stoi(numbers[0]));
+    gIsWatching = false;
+    answer(result);
+}
+
 void joinThread(const Numbers& /*numbers*/)
 {
     gEndOfThread.open();
@@ -247,6 +281,25 @@ void waitForThreadWithoutClock(const Numbers& numbers)
 {
     gHasClock = false;
     waitForThread(numbers);
+}
+
+class IdleWorkThread : public qz::qzWorkThread {
+protected:
+    void processJob(qz::qzJob* /*job*/) override {}
+};
+
+void endWake(const Numbers& /*numbers*/)
+{
+    IdleWorkThread work;  // which is never started
+    const auto takeQueue = [&work] {
+        work.beginWake();
+        work.endWake();
+    };
+    gAtBroadcast = [&] {
+        std::thread(takeQueue).join();  // for ever if the queue is locked
+        std::cout << "unlocked\n";
+    };
+    takeQueue();
 }
 
 void update(const Numbers& numbers)
@@ -281,8 +334,10 @@ const std::map<std::string, std::function<void(const Numbers&)>> kSteps = {
     {"msleep", [](const Numbers& numbers) { qz::qzThread::msleep(toNumber(numbers[0])); }},
     {"usleep", [](const Numbers& numbers) { qz::qzThread::usleep(toNumber(numbers[0])); }},
     {"wait-thread", waitForThread},
+    {"wait-thread-that-ends", waitForThreadThatEnds},
     {"join-thread", joinThread},
     {"wait-thread-without-clock", waitForThreadWithoutClock},
+    {"end-wake", endWake},
     {"updater", update},
 };
 

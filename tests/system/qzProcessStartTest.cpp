@@ -378,6 +378,11 @@ TEST_P(qzProcessStart, StartsAgainAfterTheEnd)
     ASSERT_TRUE(process.waitForFinished(kLongMs));
     EXPECT_FALSE(process.hasCrashed());
     EXPECT_EQ(process.exitCode(), 4);
+    ASSERT_TRUE(process.startProcess("/bin/true", {}, false, qzProcess::PriorityInherit));
+    ASSERT_TRUE(process.waitForFinished(kLongMs));
+    EXPECT_EQ(process.getProgramUtf8(), "/bin/true");
+    EXPECT_TRUE(process.getArgumentsUtf8().empty());
+    EXPECT_EQ(process.exitCode(), 0);
 }
 
 TEST_P(qzProcessStart, GivesAProgramTenMillisecondsToFail)
@@ -522,6 +527,26 @@ TEST_P(qzProcessStartSignal, DecidesHowAFailedStartReads)
     // A sanitizer may add words of its own at the exit.
     const bool isHandled = result.err.find("handled") != std::string::npos;
     EXPECT_EQ(isHandled, action == OwnAction::Handled) << result.err;
+}
+
+static pid_t gStarter = 0;
+
+TEST(qzProcessSignals, EndsAFailedStartWhoseSignalIsIgnoredByAnOrdinaryExit)
+{
+    const auto body = [] {
+        const support::LibraryStart start;
+        gStarter = ::getpid();
+        std::atexit([] {
+            if (::getpid() != gStarter && ::write(2, "exit handler", 12) < 0) ::_exit(1);
+        });
+        ::signal(SIGUSR1, SIG_IGN);
+        qzProcess process;
+        process.startProcess("/no/such/program", {}, false, qzProcess::PriorityInherit);
+        return process.waitForFinished(kLongMs) ? process.exitCode() : 97;
+    };
+    const support::ChildResult result = runInChild(body);
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_THAT(result.err, HasSubstr("exit handler"));
 }
 
 static int gHoldUp[2] = {-1, -1};

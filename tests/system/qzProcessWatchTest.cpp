@@ -174,6 +174,9 @@ TEST_F(qzProcessWatch, SeesTheEndInEachOperation)
         [](qzProcess& process) { return process.getState() == qzProcess::Finished; },
         [](qzProcess& process) { return process.exitCode() == SIGKILL; },
         [](qzProcess& process) { return process.hasCrashed(); },
+        [](qzProcess& process) {
+            return !process.hasFailedToStart() && ::kill(process.getPid(), 0) != 0;  // no zombie
+        },
         [](qzProcess& process) { return process.resetState(); },
         [](qzProcess& process) { return process.setWorkingDirectory("/"); },
         [](qzProcess& process) { return process.setProcessEnvironmentUtf8({}, true); },
