@@ -444,6 +444,17 @@ TEST_F(qzWorkThreadTest, MayBeStoppedAgain)
     EXPECT_TRUE(thread.isFinished());
 }
 
+TEST_F(qzWorkThreadTest, WaitsForTheQueueWhenItIsStopped)
+{
+    TestWorkThread thread;
+    thread.stop();  // so that a second stop doesn't wait for the thread
+    thread.beginWake();
+    const Waiter waiter([&] { thread.stop(); });
+    EXPECT_TRUE(waiter.awaitSleep());
+    EXPECT_FALSE(waiter.isDone());
+    thread.endWake();
+}
+
 TEST_F(qzWorkThreadTest, EndsAtOnceWhenStartedAfterAStop)
 {
     TestWorkThread thread;

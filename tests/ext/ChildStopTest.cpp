@@ -123,6 +123,21 @@ TEST_F(ChildStopTest, StopsTheGrandchildrenInTheGroup)
     EXPECT_TRUE(support::waitUntil([&] { return !isAlive(pid); }));
 }
 
+TEST_F(ChildStopTest, KillsAGrandchildThatHoldsNoOutputWithoutTheGraceTime)
+{
+    const CancelAfterFile cancel(mFolder.getPath("pid"));
+    ChildWait wait;
+    wait.cancel = &cancel;
+    wait.graceMs = 1'000'000;
+    const std::string script =
+        "sh -c 'trap \"\" TERM; echo $$ >$0.new; mv $0.new $0; while :; do sleep 0.01; done' $1 "
+        ">/dev/null 2>&1 & wait";
+    const ChildResult result = ChildProcess::Run(shell(script, {mFolder.getPath("pid")}), wait);
+    EXPECT_EQ(describe(result), "signal " + std::to_string(SIGTERM));
+    const std::string pid = readPid("pid");
+    EXPECT_TRUE(support::waitUntil([&] { return !isAlive(pid); }));
+}
+
 TEST_F(ChildStopTest, StopsAGrandchildThatHoldsTheOutputOnly)
 {
     ChildWait wait;

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Shows how the library installs its handlers, and what it says when it can't:
-//     signal_actions start|catcher|press [SIGNAL...]
+//     signal_actions start|catcher|press|trap [SIGNAL...]
 //
 // The installation fails for the signals that are named: with "start" at the full start, with
 // "catcher" while the console's catcher is made and taken away. With "press", which is like
-// "catcher", each signal comes as soon as its handler is installed.
+// "catcher", each signal comes as soon as its handler is installed. With "trap", a signal with a
+// trace is reported instead.
 
 #include <dlfcn.h>
 #include <execinfo.h>
@@ -13,6 +14,7 @@
 #include <cerrno>
 #include <iostream>
 #include <set>
+#include <stdexcept>
 #include <string>
 
 #include <qz/qzCancelConsoleEventCatcher.h>
@@ -61,11 +63,30 @@ int backtrace(void** frames, int size)
 {
     using Call = int (*)(void**, int);
     static const auto realCall = reinterpret_cast<Call>(::dlsym(RTLD_NEXT, "backtrace"));
-    if (gIsWatching) std::cout << "[backtrace]" << std::endl;
+    if (gIsWatching) std::cout << "[backtrace " << size << ']' << std::endl;
     return realCall(frames, size);
 }
 
 }  // extern "C"
+
+namespace {
+
+int trap()
+{
+    qz::qzLog::msInstance->setEchoToConsole(false);
+    gIsWatching = true;
+    int (*const volatile raiseSignal)(int) = &::raise;  // which is declared not to throw
+    try {
+        raiseSignal(SIGTRAP);
+    } catch (const std::runtime_error&) {
+        std::cout << "[thrown]" << std::endl;
+    }
+    gIsWatching = false;
+    qz::terminateQzSystem();
+    return 0;
+}
+
+}  // namespace
 
 int main(int argumentCount, char** arguments)
 {
@@ -76,6 +97,7 @@ int main(int argumentCount, char** arguments)
     gIsWatching = isStart;
     qz::initializeQzSystem(qz::FullInit);
     std::cout << "[registered " << qz::exception::IsSigWatcherRegistered() << ']' << std::endl;
+    if (arguments[1] == std::string("trap")) return trap();
     gIsWatching = !isStart;
     gIsPressing = arguments[1] == std::string("press");
     const bool isRequested = qz::qzCancelConsoleEventCatcher::Create()->shouldCancel();

@@ -284,7 +284,7 @@ TEST(SignalWatcherTest, ThrowsInAForkedChildToo)
 TEST(SignalWatcherTest, InstallsItsHandlersInTheirOrderAtTheFullStart)
 {
     const ChildResult result = runProgram({.program = "signal_actions", .arguments = {"start"}});
-    std::string expected = "[backtrace]\n";  // which loads a library at its first call
+    std::string expected = "[backtrace 1]\n";  // which loads a library at its first call
     for (const int signal :
          {6, 7, 8, 1, 4, 2, 13, 27, 30, 3, 11, 20, 31, 15, 5, 21, 22, 23, 10, 12, 26, 24, 25}) {
         expected += '[' + std::to_string(signal) +
@@ -293,6 +293,13 @@ TEST(SignalWatcherTest, InstallsItsHandlersInTheirOrderAtTheFullStart)
     expected += "[registered 1]\n[created]\n[deleted]\n[stopped]\n";
     EXPECT_EQ(result.getEnd(), "exit 0");
     EXPECT_EQ(result.out, expected);
+}
+
+TEST(SignalWatcherTest, HasATraceOf255FramesAtMost)
+{
+    const ChildResult result = runProgram({.program = "signal_actions", .arguments = {"trap"}});
+    EXPECT_EQ(result.getEnd(), "exit 0");
+    EXPECT_EQ(result.out, "[registered 1]\n[backtrace 255]\n[thrown]\n");
 }
 
 TEST(SignalWatcherTest, GoesOnWhenAHandlerCantBeInstalled)

@@ -437,10 +437,8 @@ TEST_F(qzLockFileTest, LeavesTheFileThatReplacedItsOwn)
 // Another process could replace it for ever.
 TEST_F(qzLockFileTest, GivesUpAFileThatIsReplacedAtEachAttempt)
 {
-    const support::ChildResult result =
-        support::runProgram({.program = "lock_child",
-                             .arguments = {"never-in-place", mPath},
-                             .timeoutSec = 60});
+    const support::ChildResult result = support::runProgram(
+        {.program = "lock_child", .arguments = {"never-in-place", mPath}, .timeoutSec = 60});
     EXPECT_EQ(result.getEnd(), "exit 0");
     EXPECT_EQ(result.out, kRefused);
     EXPECT_EQ(read(), "") << "nothing is written without a lock";
