@@ -265,6 +265,38 @@ TEST_F(ParallelStopTest, StopsAfterThePieceThatRuns)
     EXPECT_EQ(result.doneCount, 30U);
 }
 
+TEST_F(ParallelStopTest, TakesFewPiecesAtOnce)
+{
+    ConcurrentPool pool(1);
+    Request request;
+    ParallelOptions options = withPool(pool);
+    options.cancel = &request;
+    const ParallelResult result = parallelFor(
+        0, 1024,
+        [&](std::size_t i) {
+            if (i == 300) request.cancel();
+        },
+        options);
+    EXPECT_GT(result.doneCount, 300U);
+    EXPECT_LE(result.doneCount, 316U);
+}
+
+TEST_F(ParallelStopTest, TakesLongPiecesOneByOne)
+{
+    ConcurrentPool pool(1);
+    Request request;
+    ParallelOptions options = withPool(pool);
+    options.cancel = &request;
+    const ParallelResult result = parallelFor(
+        0, 1024,
+        [&](std::size_t i) {
+            if (i >= 500) std::this_thread::sleep_for(std::chrono::microseconds(200));
+            if (i == 600) request.cancel();
+        },
+        options);
+    EXPECT_EQ(result.doneCount, 601U);
+}
+
 TEST_F(ParallelStopTest, StopsBeforeItsEndOnSeveralWorkers)
 {
     // All would take half a minute.

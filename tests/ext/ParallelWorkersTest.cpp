@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <string>
@@ -79,6 +80,22 @@ TEST_F(ParallelWorkersTest, RunsOnAllWorkersAtOnceAndNotOnTheCaller)
         withPool(pool));
     EXPECT_THAT(threads, SizeIs(3));
     EXPECT_EQ(threads.count(qzThread::CurrentThreadId()), 0U);
+}
+
+// No worker takes several of the last pieces while the other one has nothing to do.
+TEST_F(ParallelWorkersTest, SharesTheLastPieces)
+{
+    constexpr std::size_t lastPairs = 7;
+    ConcurrentPool pool(2);
+    std::vector<std::unique_ptr<Meeting>> meetings;
+    for (std::size_t i = 0; i != lastPairs; ++i)
+        meetings.push_back(std::make_unique<Meeting>(2));
+    parallelFor(
+        0, 1000 + 2 * lastPairs,
+        [&](std::size_t i) {
+            if (i >= 1000) meetings[(i - 1000) / 2]->attend();
+        },
+        withPool(pool));
 }
 
 TEST_F(ParallelWorkersTest, RunsOnTheCallersThreadIfThePoolHasOneWorker)

@@ -41,7 +41,7 @@ struct ParallelOptions {
     /// finished afterwards. The workers call it, one at a time, and poll its `shouldCancel` at any
     /// time.
     qzProgressNotifierInterface* notifier = nullptr;
-    /// Stops the work before its end; may be null. All workers poll it, before each piece.
+    /// Stops the work before its end; may be null. All workers poll it, whenever they take pieces.
     const qzCancelInterfaceReadOnly* cancel = nullptr;
 };
 
@@ -184,14 +184,15 @@ private:
 /// qz::ext::parallelFor(0, squares.size(), calculate);
 /// @endcode
 ///
-/// The workers take the range piece by piece from its begin on, and the caller sleeps until all is
-/// done. The caller does the work itself before the library's full start, with a pool of one
-/// worker, for a range of one piece, and in a forked child. A worker that calls for its own pool
-/// does so too; on a worker of another pool the call waits, so two pools must not call each other.
+/// The workers take the range piece by piece from its begin on, up to 16 pieces at once if they are
+/// done within 0.1 ms, and the caller sleeps until all is done. The caller does the work itself
+/// before the library's full start, with a pool of one worker, for a range of one piece, and in a
+/// forked child. A worker that calls for its own pool does so too; on a worker of another pool the
+/// call waits, so two pools must not call each other.
 ///
-/// If a call throws, the workers finish the pieces that they have begun. The exception of the first
-/// element that threw comes out, as from a plain loop, and the pool can be used again. So does an
-/// exception of the notifier or of `cancel`.
+/// If a call throws, the other workers finish the pieces that they have taken. The exception of the
+/// first element that threw comes out, as from a plain loop, and the pool can be used again. So
+/// does an exception of the notifier or of `cancel`.
 ///
 /// Threads: any. Callers of one pool take turns. A cancellation of the calling thread
 /// (`pthread_cancel`) waits for the end; a body must not end its thread. A child that a body forks
@@ -202,7 +203,7 @@ private:
 /// @param begin the first number; it is converted to the type of `end`.
 /// @param end the number after the last one; if it isn't above `begin`, nothing is called.
 /// @param body called on several threads at once.
-/// @return false after a request to stop; each piece that was begun is done then.
+/// @return false after a request to stop; each piece that was taken is done then.
 /// @throws std::bad_alloc if there is no memory to begin, and then nothing is called.
 template <typename Index, typename Body>
 ParallelResult parallelFor(typename impl::Identity<Index>::type begin, Index end, Body&& body,

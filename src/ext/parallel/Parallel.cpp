@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <exception>
 #include <mutex>
@@ -19,15 +20,47 @@ namespace qz::ext::impl {
 
 namespace {
 
+// Neighbouring pieces that a worker takes at once.
+struct Claim {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+};
+
+// The most pieces that a worker may claim. Long claims are faster, since the processor reads a
+// range ahead and the workers disturb each other less. But a stop waits for all that is claimed, so
+// claims only grow while they take little time, and not without end: the next piece may take
+// longer.
+class ClaimLimit {
+    using Clock = std::chrono::steady_clock;
+
+public:
+    std::size_t get() const { return mCount; }
+    void adapt()
+    {
+        const Clock::time_point now = Clock::now();
+        const bool isShort = now - mBegin < msShortTime;
+        mCount = isShort ? std::min(mCount * 2, msMost) : std::max<std::size_t>(mCount / 2, 1);
+        mBegin = now;
+    }
+
+private:
+    static constexpr std::size_t msMost = 16;
+    static constexpr std::chrono::microseconds msShortTime{100};
+
+    std::size_t mCount = 1;
+    Clock::time_point mBegin = Clock::now();  // of the last claim
+};
+
 // One loop. All workers run this one solver at once: what they share is atomic or has a lock.
 //
 // Pieces are claimed from the begin of the range on, and each claimed piece is run. So the pieces
 // that are done have no gap, and the first of all pieces that throw is always among those that did.
 class PieceRun final : public ConcurrentPool::SolverBase {
 public:
-    PieceRun(const PieceDivision& division, const ParallelOptions& options, PieceFunction function,
-             void* work)
+    PieceRun(const PieceDivision& division, std::size_t workers, const ParallelOptions& options,
+             PieceFunction function, void* work)
         : mDivision(division),
+          mWorkers(workers),
           mNotifier(options.notifier),
           mCancel(options.cancel),
           mFunction(function),
@@ -46,12 +79,14 @@ public:
     ParallelResult finish();
 
 private:
-    bool claim(std::size_t& piece);
+    bool claim(std::size_t most, Claim& claimed);
+    std::size_t countForOne(std::size_t most, std::size_t begin) const;
     bool isCancelled() const;
     void reportPiece();
     void keepException(std::size_t piece);
 
     const PieceDivision mDivision;
+    const std::size_t mWorkers;
     qzProgressNotifierInterface* const mNotifier;
     const qzCancelInterfaceReadOnly* const mCancel;
     const PieceFunction mFunction;
@@ -73,9 +108,12 @@ void PieceRun::runPieces() noexcept
 {
     std::size_t piece = 0;
     try {
-        while (claim(piece)) {
-            mFunction(mWork, piece, mDivision.getBegin(piece), mDivision.getBegin(piece + 1));
-            reportPiece();
+        Claim claimed;
+        for (ClaimLimit limit; claim(limit.get(), claimed); limit.adapt()) {
+            for (piece = claimed.begin; piece != claimed.end; ++piece) {
+                mFunction(mWork, piece, mDivision.getBegin(piece), mDivision.getBegin(piece + 1));
+                reportPiece();
+            }
         }
     } catch (...) {
         keepException(piece);
@@ -86,21 +124,33 @@ void PieceRun::runPieces() noexcept
 ParallelResult PieceRun::finish()
 {
     if (mException) std::rethrow_exception(mException);
-    const std::size_t donePieces = std::min(mNextPiece.load(), mDivision.pieceCount);
+    const std::size_t donePieces = mNextPiece.load();
     // The last report of a worker may have been left out.
     if (mNotifier != nullptr) mNotifier->setCurrentStepProgress(static_cast<double>(donePieces));
     return {donePieces == mDivision.pieceCount, mDivision.getBegin(donePieces)};
 }
 
-bool PieceRun::claim(std::size_t& piece)
+bool PieceRun::claim(std::size_t most, Claim& claimed)
 {
     if (mIsStopped.load(std::memory_order_relaxed)) return false;
     if (isCancelled()) {
         mIsStopped.store(true, std::memory_order_relaxed);
         return false;
     }
-    piece = mNextPiece.fetch_add(1, std::memory_order_relaxed);
-    return piece < mDivision.pieceCount;
+    claimed.begin = mNextPiece.load(std::memory_order_relaxed);
+    do {
+        if (claimed.begin == mDivision.pieceCount) return false;
+        claimed.end = claimed.begin + countForOne(most, claimed.begin);
+    } while (
+        !mNextPiece.compare_exchange_weak(claimed.begin, claimed.end, std::memory_order_relaxed));
+    return true;
+}
+
+// Near the end of the range claims get shorter, so that no worker is left without work for long.
+std::size_t PieceRun::countForOne(std::size_t most, std::size_t begin) const
+{
+    const std::size_t share = (mDivision.pieceCount - begin) / (4 * mWorkers);
+    return std::clamp<std::size_t>(share, 1, most);
 }
 
 bool PieceRun::isCancelled() const
@@ -169,11 +219,12 @@ ParallelResult runPieces(const PieceDivision& division, const ParallelOptions& o
     // The calling thread must not leave while workers use its stack, and a caller that does the
     // work itself must not catch the cancellation as an exception of the body.
     const CancellationBlock noCancellation;
-    PieceRun run(division, options, function, work);
+    ConcurrentPool* const pool = choosePool(division, options);
+    const std::size_t workers =
+        pool == nullptr ? 1 : std::min<std::size_t>(pool->getWorkerCount(), division.pieceCount);
+    PieceRun run(division, workers, options, function, work);
     ProgressGroup group(options.notifier, division.pieceCount);
-    if (ConcurrentPool* const pool = choosePool(division, options)) {
-        const std::size_t workers =
-            std::min<std::size_t>(pool->getWorkerCount(), division.pieceCount);
+    if (pool != nullptr) {
         pool->runSolvers(std::vector<ConcurrentPool::SolverBase*>(workers, &run));
     } else {
         run.runPieces();
