@@ -6,6 +6,7 @@
 #include <utility>
 
 #include <pthread.h>
+#include <sched.h>
 #include <time.h>
 
 #include "SignalSafety.h"
@@ -25,6 +26,7 @@ constexpr std::size_t kMostSpareText = 1024;
 constexpr int kMostLastBatches = 16;
 // More requested files than that would take memory without limit.
 constexpr std::size_t kMostInstallations = 64;
+constexpr int kTriesBeforeSleep = 4;
 constexpr long kNapNanoseconds = 50000;
 constexpr long kNanosecondsInSecond = 1000000000;
 
@@ -96,7 +98,7 @@ public:
     {
         mIsHeld = true;
         log::LockCount::Increment();
-        mMutex.lock();
+        if (!tryLock()) mMutex.lock();
     }
     void unlock()
     {
@@ -133,6 +135,18 @@ public:
 
 private:
     explicit Lock(qzMutex* mutex) : mMutex(*mutex) {}
+
+    // Lets the holder run until it unlocks. Once a thread sleeps at the mutex, each unlock has to
+    // wake somebody, and the threads keep running into each other: with as many as there are
+    // processors and more, that takes up to half as long again.
+    bool tryLock()
+    {
+        for (int tries = 0; tries != kTriesBeforeSleep; ++tries) {
+            if (mMutex.tryLock()) return true;
+            ::sched_yield();
+        }
+        return false;
+    }
 
     ScopedSignalBlock mSignals{ScopedSignalBlock::Later};  // ends after the lock
     qzMutex& mMutex;
