@@ -77,7 +77,7 @@ void printSummary(const Way& written, const Way& readBack, const EntryCounter& e
         printRow("collected in memory", formatKiB(written.counts.memory));
     const unsigned long resident =
         qz::qzSystemUtils::GetUsedRamQuantityInBytes(qz::qzSystemUtils::RamResident);
-    printRow("resident memory", formatKiB(resident));
+    printRow("resident at the end", formatKiB(resident));
     std::cout << rule;
     printRow("DEV entries", std::to_string(entries.getCount(qz::qzLog::Dev)));
     printRow("TRACE entries", std::to_string(entries.getCount(qz::qzLog::Trace)));
