@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Reading JSON: what is accepted, what is refused and where, numbers and options.
 
+#include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <random>
 #include <string>
@@ -417,13 +420,59 @@ TEST(JsonNumbers, AreWrittenInTheShortestForm)
     EXPECT_EQ(write(9007199254740993), "9007199254740993");
 }
 
+// The plain form of a real.
+std::string formatPlainly(double real)
+{
+    char text[32];
+    std::string plain(text, std::to_chars(text, std::end(text), real).ptr);
+    return plain.find_first_of(".e") == std::string::npos ? plain + ".0" : plain;
+}
+
+double fromBits(std::uint64_t bits)
+{
+    double real = 0;
+    std::memcpy(&real, &bits, sizeof real);
+    return real;
+}
+
+void expectShortest(double real)
+{
+    if (!std::isfinite(real)) return;
+    ASSERT_EQ(write(real), formatPlainly(real)) << std::hexfloat << real;
+}
+
+TEST(JsonNumbers, AreThePlainForm)
+{
+    constexpr std::uint64_t infinity = 2047;
+    constexpr unsigned seed = 20262;
+    std::mt19937_64 random(seed);
+    for (std::uint64_t exponent = 0; exponent != infinity; ++exponent) {
+        const std::uint64_t power = exponent << 52U;
+        for (const std::uint64_t fraction : {0UL, 1UL, 2UL, (1UL << 52U) - 1})
+            expectShortest(fromBits(power | fraction));
+        for (int i = 0; i != 20; ++i)
+            expectShortest(fromBits(power | random() >> (12 + random() % 52)));
+    }
+    for (int i = 0; i != 20000; ++i) {
+        expectShortest(static_cast<double>(random() >> (random() % 64)));
+        expectShortest(static_cast<double>(random() % 1000000) / std::pow(10, random() % 9));
+        expectShortest(static_cast<double>(random() % 100000) * std::pow(10, random() % 22));
+    }
+    for (int exponent = -323; exponent <= 308; ++exponent) {
+        const double power = std::strtod(("1e" + std::to_string(exponent)).c_str(), nullptr);
+        expectShortest(power);
+        expectShortest(std::nextafter(power, 0));
+        expectShortest(std::nextafter(power, 1e308));
+        expectShortest(-power);
+    }
+}
+
 TEST(JsonNumbers, OfAllKindsOfBitsReadBackTheSame)
 {
     std::mt19937_64 random(20261);
     for (int i = 0; i != 20000; ++i) {
         const std::uint64_t bits = random() >> (random() % 64);
-        double real = 0;
-        std::memcpy(&real, &bits, sizeof real);
+        const double real = fromBits(bits);
         const qzVariant integer(static_cast<long>(bits));
         ASSERT_EQ(read(write(integer)), integer);
         if (!std::isfinite(real)) continue;

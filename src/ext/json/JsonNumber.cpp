@@ -125,19 +125,4 @@ JsonFault parseNumber(JsonText& text, LargeIntegers largeIntegers, qzVariant& nu
     return {};
 }
 
-char* formatInteger(char* out, long value)
-{
-    return std::to_chars(out, out + kMaxNumberBytes, value).ptr;
-}
-
-char* formatReal(char* out, double value)
-{
-    char* end = std::to_chars(out, out + kMaxNumberBytes, value).ptr;
-    const auto isOfReal = [](char c) { return c == '.' || c == 'e'; };
-    if (std::any_of(out, end, isOfReal)) return end;
-    *end++ = '.';
-    *end++ = '0';
-    return end;
-}
-
 }  // namespace qz::ext

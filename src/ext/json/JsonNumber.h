@@ -13,7 +13,7 @@ JsonFault parseNumber(JsonText& text, JsonReadOptions::LargeIntegers largeIntege
                       qzVariant& number);
 
 /// The bytes that `formatInteger` and `formatReal` need.
-constexpr std::size_t kMaxNumberBytes = 32;
+constexpr std::size_t kMaxNumberBytes = 48;
 
 /// Writes an integer. @return the end of the text.
 char* formatInteger(char* out, long value);

@@ -41,9 +41,16 @@ constexpr std::size_t kMaxShortBytes = 256;
 // are all over the memory if it was made late in the life of a program.
 void prefetch(const qzVariant& value)
 {
-    if (value.getType() == qzVariant::STRING) __builtin_prefetch(value.getString());
-    if (value.getType() == qzVariant::LIST) __builtin_prefetch(value.getList());
-    if (value.getType() == qzVariant::MAP) __builtin_prefetch(value.getMap());
+    switch (value.getType()) {
+        case qzVariant::STRING:
+            return __builtin_prefetch(value.getString());
+        case qzVariant::LIST:
+            return __builtin_prefetch(value.getList());
+        case qzVariant::MAP:
+            return __builtin_prefetch(value.getMap());
+        default:
+            return;
+    }
 }
 
 }  // namespace
@@ -120,10 +127,12 @@ bool JsonWriter::writeElements(Container& container)
 
 bool JsonWriter::writeReal(double value)
 {
-    if (std::isnan(value)) return fail(JsonError::Kind::Value, "A NaN has no form in JSON");
-    if (std::isinf(value)) return fail(JsonError::Kind::Value, "An infinity has no form in JSON");
-    mOutput.putReal(value);
-    return true;
+    if (std::isfinite(value)) {
+        mOutput.putReal(value);
+        return true;
+    }
+    return fail(JsonError::Kind::Value, std::isnan(value) ? "A NaN has no form in JSON"
+                                                          : "An infinity has no form in JSON");
 }
 
 bool JsonWriter::writeReals(const double* values, std::size_t count)
