@@ -467,6 +467,23 @@ TEST(JsonNumbers, AreThePlainForm)
     }
 }
 
+// Whole numbers whose middle to a neighbour has few digits: the middle reads as one of the two.
+TEST(JsonNumbers, AreThePlainFormBesideAShortMiddle)
+{
+    std::mt19937_64 random(20263);
+    for (int exponent = 21; exponent != 61; ++exponent) {
+        const auto zeros = static_cast<int>(exponent * std::log10(2)) + 1;
+        const auto step = static_cast<std::uint64_t>(std::pow(5, zeros));
+        const std::uint64_t least = (std::uint64_t{1} << 53U) / step + 1;
+        for (int i = 0; i != 50; ++i) {
+            const std::uint64_t twice = ((least + random() % (least - 1)) | 1U) * step;  // odd
+            const auto below = static_cast<double>(twice / 2);
+            expectShortest(std::ldexp(below, exponent));
+            expectShortest(std::ldexp(below + 1, exponent));
+        }
+    }
+}
+
 TEST(JsonNumbers, OfAllKindsOfBitsReadBackTheSame)
 {
     std::mt19937_64 random(20261);
