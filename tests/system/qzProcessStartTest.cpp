@@ -608,7 +608,56 @@ TEST(qzProcessSignals, PassesOnTheExceptionOfASignalDuringAFork)
         try {
             process.startProcess("/no/such/program", {}, false, qzProcess::PriorityInherit);
         } catch (const std::runtime_error&) {
-            return 0;
+            return process.hasFailedToStart() && !hasChildren() ? 0 : 2;
+        }
+        return 1;
+    };
+    EXPECT_EQ(runInChild(body, {}, 120).getEnd(), "exit 0");
+}
+
+static void throwOnSignal()
+{
+    struct sigaction action = {};
+    action.sa_handler = [](int) { throw std::runtime_error("interrupted"); };
+    action.sa_flags = SA_NODEFER;
+    ::sigaction(SIGUSR2, &action, nullptr);
+}
+
+TEST(qzProcessSignals, FollowsTheChildAfterASignalDuringItsStartThatThrows)
+{
+    const auto body = [] {
+        const support::LibraryStart start;
+        throwOnSignal();
+        // The child sends it while its start is awaited.
+        const std::string script = "kill -USR2 $PPID; sleep 0.1; exit 5";
+        for (const auto priority : {qzProcess::PriorityInherit, qzProcess::PriorityLow}) {
+            qzProcess process;
+            bool isInterrupted = false;
+            try {
+                process.startProcess("/bin/sh", {"-c", script}, false, priority);
+                process.waitForFinished(kLongMs);  // on a busy machine it comes only now
+            } catch (const std::runtime_error&) {
+                isInterrupted = true;
+            }
+            if (!isInterrupted || process.hasFailedToStart()) return 1;
+            if (!process.waitForFinished(kLongMs) || process.exitCode() != 5) return 2;
+        }
+        return hasChildren() ? 3 : 0;
+    };
+    EXPECT_EQ(runInChild(body, {}, 120).getEnd(), "exit 0");
+}
+
+TEST(qzProcessSignals, LeavesNoChildAfterASignalDuringADetachedStartThatThrows)
+{
+    const auto body = [] {
+        const support::LibraryStart start;
+        throwOnSignal();
+        const std::string script = "kill -USR2 " + std::to_string(::getpid());
+        try {
+            qzProcess::StartDetachedUtf8("/bin/sh", {"-c", script}, "", false);
+            support::waitUntil([] { return false; }, std::chrono::seconds(60));
+        } catch (const std::runtime_error&) {
+            return hasChildren() ? 2 : 0;
         }
         return 1;
     };
