@@ -58,6 +58,13 @@ struct Connection {
         while (::recv(client.get(), bytes.data(), bytes.size(), MSG_DONTWAIT) > 0) {
         }
     }
+    void sendAll() const
+    {
+        while (peer->getEvents() != POLLIN) {
+            readAll();
+            peer->sendQueued();
+        }
+    }
     int countUnreadBytes() const
     {
         int count = 0;
@@ -109,10 +116,50 @@ TEST(PipePeerTest, ClosesAClientThatReadsNothing)
 {
     const Connection connection;
     ASSERT_TRUE(connection.peer->send(std::string(1'000'000, 'x')));
+    EXPECT_TRUE(connection.peer->hasTimer());
     connection.peer->sendQueued();
     waitLongerThanAStall();
+    EXPECT_TRUE(connection.peer->send("another one")) << "which gives it no more time";
     connection.peer->sendQueued();
     EXPECT_EQ(connection.peer->getReason().error, ETIMEDOUT);
+}
+
+TEST(PipePeerTest, ClosesAClientThatHasGoneBeforeItsAnswers)
+{
+    Connection connection;
+    ASSERT_TRUE(connection.peer->send("answer"));
+    connection.client.close();
+    connection.peer->sendQueued();
+    EXPECT_EQ(connection.peer->getReason().step, "send");
+    EXPECT_EQ(connection.peer->getReason().error, EPIPE);
+}
+
+TEST(PipePeerTest, QueuesAsManyBytesAsItsLimitWithTheHeaders)
+{
+    const Connection connection;
+    const std::string longest(connection.limits.messageBytes, 'x');
+    EXPECT_TRUE(connection.peer->send(longest));
+    EXPECT_TRUE(connection.peer->send(longest));
+    EXPECT_FALSE(connection.peer->send(longest + "x"));
+    EXPECT_TRUE(connection.peer->isOpen()) << "closed for a message beyond the limit";
+    EXPECT_FALSE(connection.peer->send(""));
+    EXPECT_EQ(connection.peer->getReason().error, ENOBUFS);
+}
+
+TEST(PipePeerTest, NeitherSendsNorDeliversAnythingOnceItIsClosed)
+{
+    const Connection connection;
+    ASSERT_TRUE(connection.client.send(kFrame + kFrame));
+    int delivered = 0;
+    connection.peer->receive(true, [&](PipeServer::Peer& peer, const std::string&) {
+        ++delivered;
+        EXPECT_TRUE(peer.send("answer"));
+        peer.close();
+    });
+    connection.peer->sendQueued();
+    EXPECT_EQ(delivered, 1);
+    char byte = 0;
+    EXPECT_LT(::recv(connection.client.get(), &byte, 1, MSG_DONTWAIT), 0);
 }
 
 TEST(PipePeerTest, CountsTheTimeOfEachMessageFromItsOwnBeginning)
@@ -145,10 +192,7 @@ TEST(PipePeerTest, CountsNoTimeWhileItDoesntReadItself)
         connection.receive(true);
         waitLongerThanAStall();
         connection.receive(true);
-        while (connection.peer->getEvents() != POLLIN) {
-            connection.readAll();
-            connection.peer->sendQueued();
-        }
+        connection.sendAll();
         connection.receive(false);
     }));
 }
@@ -156,11 +200,31 @@ TEST(PipePeerTest, CountsNoTimeWhileItDoesntReadItself)
 TEST(PipePeerTest, LeavesTheInputInTheSocketWhileItsAnswersAreQueued)
 {
     const Connection connection;
-    ASSERT_TRUE(connection.client.send(makeFrame("give") + makeFrame("give")));
+    ASSERT_TRUE(connection.client.send(makeFrame("give")));
     connection.receive(true);
+    EXPECT_EQ(connection.peer->getEvents(), POLLIN | POLLOUT) << "paused at half of the limit";
+    ASSERT_TRUE(connection.client.send(makeFrame("give")));
+    connection.receive(true);
+    EXPECT_EQ(connection.peer->getEvents(), POLLOUT);
     ASSERT_TRUE(connection.client.send(kFrame));
     connection.receive(true);
     EXPECT_EQ(connection.countUnreadBytes(), static_cast<int>(kFrame.size()));
+}
+
+TEST(PipePeerTest, DeliversAllThatAClientHasSentBeforeItsEnd)
+{
+    const Connection connection;
+    const std::string give = makeFrame("give");
+    ASSERT_TRUE(connection.client.send(give + give + give + give + kFrame));
+    ASSERT_EQ(::shutdown(connection.client.get(), SHUT_WR), 0);
+    connection.receive(true);
+    connection.sendAll();
+    EXPECT_TRUE(connection.peer->hasWork()) << "messages are left";
+    connection.receive(true);  // finds the end, and room for two answers again
+    EXPECT_TRUE(connection.peer->isOpen());
+    connection.sendAll();
+    connection.receive(false);
+    EXPECT_EQ(connection.peer->getReason().error, ENOTCONN);
 }
 
 TEST(PipePeerTest, CountsTheTimeOfAnAnswerFromItsOwnBeginning)
