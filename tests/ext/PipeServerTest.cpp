@@ -471,6 +471,49 @@ TEST_F(PipeServerTest, LetsACallbackSetAnotherOneInItsPlace)
                                                "closed " + text}));
 }
 
+TEST_F(PipeServerTest, ServesOthersBeforeItAcceptsAllOfManyClients)
+{
+    PipeServer server;
+    ASSERT_TRUE(server.listen("echo", &mFailure));
+    std::vector<RawSocket> sockets;
+    for (int i = 0; i < 70; ++i)
+        sockets.push_back(connectRaw());
+    EXPECT_TRUE(server.serve(0, nullptr, &mFailure));
+    EXPECT_EQ(server.getPeers().size(), 64U);
+    EXPECT_TRUE(server.serve(0, nullptr, &mFailure));
+    EXPECT_EQ(server.getPeers().size(), 70U);
+}
+
+TEST_F(PipeServerTest, CountsAClientThatItHasClosedNoLonger)
+{
+    PipeServer server;
+    server.onConnected([&](PipeServer::Peer& peer) {
+        EXPECT_EQ(server.getPeers().size(), 1U);
+        peer.close();
+        EXPECT_TRUE(server.getPeers().empty());
+    });
+    ASSERT_TRUE(server.listen("echo", &mFailure));
+    const RawSocket socket = connectRaw();
+    EXPECT_TRUE(server.serve(0, nullptr, &mFailure));
+}
+
+TEST_F(PipeServerTest, LeavesItsClientsAndItsNameWithoutACallback)
+{
+    PipeServer server;
+    server.onClosed([](PipeServer::Peer&, const SystemFailure&) { ADD_FAILURE(); });
+    ASSERT_TRUE(server.listen("echo", &mFailure));
+    PipeChannel channel;
+    ASSERT_TRUE(connect(channel));
+    EXPECT_TRUE(server.serve(0, nullptr, &mFailure));
+    server.close();
+    EXPECT_TRUE(server.getPeers().empty());
+    std::string message;
+    EXPECT_FALSE(channel.receive(message, kLongMs, nullptr, &mFailure));
+    EXPECT_EQ(mFailure.error, ENOTCONN);
+    PipeServer other;
+    EXPECT_TRUE(other.listen("echo", &mFailure)) << mFailure.toString();
+}
+
 TEST_F(PipeServerTest, TakesAnEmptyCallbackForNone)
 {
     PipeServer server;
