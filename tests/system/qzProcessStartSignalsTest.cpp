@@ -201,7 +201,7 @@ TEST(qzProcessSignals, PassesOnTheExceptionOfASignalDuringAFork)
         try {
             process.startProcess("/no/such/program", {}, false, qzProcess::PriorityInherit);
         } catch (const std::runtime_error&) {
-            return process.hasFailedToStart() && !hasChildren() ? 0 : 2;
+            return process.hasFailedToStart() && !support::hasChildren() ? 0 : 2;
         }
         return 1;
     };
@@ -235,7 +235,7 @@ TEST(qzProcessSignals, FollowsTheChildAfterASignalDuringItsStartThatThrows)
             if (!isInterrupted || process.hasFailedToStart()) return 1;
             if (!process.waitForFinished(kLongMs) || process.exitCode() != 5) return 2;
         }
-        return hasChildren() ? 3 : 0;
+        return support::hasChildren() ? 3 : 0;
     };
     EXPECT_EQ(runInChild(body, {}, 120).getEnd(), "exit 0");
 }
@@ -250,7 +250,7 @@ TEST(qzProcessSignals, LeavesNoChildAfterASignalDuringADetachedStartThatThrows)
             qzProcess::StartDetachedUtf8("/bin/sh", {"-c", script}, "", false);
             support::waitUntil([] { return false; }, std::chrono::seconds(60));
         } catch (const std::runtime_error&) {
-            return hasChildren() ? 2 : 0;
+            return support::hasChildren() ? 2 : 0;
         }
         return 1;
     };

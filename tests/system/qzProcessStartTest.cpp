@@ -188,7 +188,7 @@ TEST_P(qzProcessStart, EndsTheChildOfAMissingProgramAtOnce)
             process.startProcess("/no/such/program", {}, false, qzProcess::PriorityInherit));
         ASSERT_TRUE(process.waitForFinished(kLongMs));
     }
-    EXPECT_FALSE(hasChildren());
+    EXPECT_FALSE(support::hasChildren());
 }
 
 TEST_P(qzProcessStart, HandsTheArgumentsOver)
