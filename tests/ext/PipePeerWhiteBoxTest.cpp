@@ -11,6 +11,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <string>
@@ -295,6 +296,14 @@ TEST(MessageStreamTest, QueuesNothingOfAMessageThatMemoryIsTooShortFor)
             EXPECT_EQ(queued % whole, 0U) << failure.number;
         });
     EXPECT_GT(failed, 0U);
+}
+
+TEST(MessageStreamTest, RefusesALengthThatItsHeaderCantHold)
+{
+    MessageStream stream(SIZE_MAX);
+    const char byte = 'x';  // nothing is read
+    EXPECT_FALSE(stream.append({&byte, UINT32_MAX + 1UL}));
+    EXPECT_EQ(stream.getOutputBytes(), 0U);
 }
 
 TEST(MessageStreamTest, KeepsNoSentBytesWhileTheQueueIsNeverEmpty)
