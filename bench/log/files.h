@@ -42,6 +42,40 @@ void produce(std::size_t producers, std::size_t lines, const Report& report)
 /// Counts the lines of a file.
 std::size_t countLines(const std::string& path);
 
+/// The rows of one contender for many lines. `measure(state, producers, lines)` has so many lines
+/// made by so many threads.
+template <void (*measure)(benchmark::State&, std::size_t producers, std::size_t lines)>
+class ProducerRows {
+public:
+    explicit ProducerRows(const char* name)
+        : mOneProducer("100,000 lines, 1 producer", name, measureLines<1>, Clock::Wall),
+          mTwoProducers("100,000 lines, 2 producers", name, measureLines<2>, Clock::Wall),
+          mFourProducers("100,000 lines, 4 producers", name, measureLines<4>, Clock::Wall),
+          mBurst("burst of 4,000 lines, 1 producer", name, measureBurst<1>, Clock::Wall),
+          mBurst4("burst of 4,000 lines, 4 producers", name, measureBurst<4>, Clock::Wall)
+    {
+    }
+
+private:
+    template <std::size_t Producers>
+    static void measureLines(benchmark::State& state)
+    {
+        measure(state, Producers, countOfLines());
+    }
+
+    template <std::size_t Producers>
+    static void measureBurst(benchmark::State& state)
+    {
+        measure(state, Producers, kBurstLines);
+    }
+
+    Case mOneProducer;
+    Case mTwoProducers;
+    Case mFourProducers;
+    Case mBurst;
+    Case mBurst4;
+};
+
 /// Makes reports one by one, a little apart, and gives the time that the slowest of a share of them
 /// took, in seconds. @param share 0.99 for the 99th percentile.
 double measureLatency(double share, const std::function<void(std::size_t)>& report);

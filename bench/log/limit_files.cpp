@@ -119,24 +119,8 @@ void measureLines(benchmark::State& state, std::size_t producers, std::size_t li
     state.SetItemsProcessed(state.iterations() * static_cast<long>(lines));
 }
 
-template <std::size_t Producers>
-void measureManyLines(benchmark::State& state)
-{
-    measureLines(state, Producers, countOfLines());
-}
-
-template <std::size_t Producers>
-void measureBurst(benchmark::State& state)
-{
-    measureLines(state, Producers, kBurstLines);
-}
-
 const Check kFileCheck("lines in the file by the limit", isFileComplete);
-const Case kOneProducer("100,000 lines, 1 producer", "limit", measureManyLines<1>, Clock::Wall);
-const Case kTwoProducers("100,000 lines, 2 producers", "limit", measureManyLines<2>, Clock::Wall);
-const Case kFourProducers("100,000 lines, 4 producers", "limit", measureManyLines<4>, Clock::Wall);
-const Case kBurst("burst of 4,000 lines, 1 producer", "limit", measureBurst<1>, Clock::Wall);
-const Case kBurst4("burst of 4,000 lines, 4 producers", "limit", measureBurst<4>, Clock::Wall);
+const ProducerRows<measureLines> kProducerRows("limit");
 
 }  // namespace
 

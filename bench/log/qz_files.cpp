@@ -90,18 +90,6 @@ void measureLines(benchmark::State& state, std::size_t producers, std::size_t li
     state.SetItemsProcessed(state.iterations() * static_cast<long>(lines));
 }
 
-template <std::size_t Producers>
-void measureManyLines(benchmark::State& state)
-{
-    measureLines(state, Producers, countOfLines());
-}
-
-template <std::size_t Producers>
-void measureBurst(benchmark::State& state)
-{
-    measureLines(state, Producers, kBurstLines);
-}
-
 void measureLightLine(benchmark::State& state)
 {
     const LightLogger logger;
@@ -129,11 +117,7 @@ void measureReportLatency(benchmark::State& state)
 
 const Check kFileCheck("lines in the file by qz", isFileComplete);
 const Case kLightLine("light start, a line", "qz", measureLightLine);
-const Case kOneProducer("100,000 lines, 1 producer", "qz", measureManyLines<1>, Clock::Wall);
-const Case kTwoProducers("100,000 lines, 2 producers", "qz", measureManyLines<2>, Clock::Wall);
-const Case kFourProducers("100,000 lines, 4 producers", "qz", measureManyLines<4>, Clock::Wall);
-const Case kBurst("burst of 4,000 lines, 1 producer", "qz", measureBurst<1>, Clock::Wall);
-const Case kBurst4("burst of 4,000 lines, 4 producers", "qz", measureBurst<4>, Clock::Wall);
+const ProducerRows<measureLines> kProducerRows("qz");
 const Case kSynchronous("synchronous report", "qz", measureSynchronousReport, Clock::Wall);
 const Case kP50("report, p50", "qz", measureReportLatency<500>, Clock::Own);
 const Case kP99("report, p99", "qz", measureReportLatency<990>, Clock::Own);

@@ -90,10 +90,10 @@ bool isFileComplete()
     return countLines(logger.getPath()) == 1000;
 }
 
-void measureLines(benchmark::State& state, std::size_t producers, std::size_t lines,
-                  std::size_t queueSize)
+template <std::size_t QueueSize>
+void measureLines(benchmark::State& state, std::size_t producers, std::size_t lines)
 {
-    AsyncLogger logger("spdlog-lines", queueSize);
+    AsyncLogger logger("spdlog-lines", QueueSize);
     for (auto _ : state) {
         state.PauseTiming();
         logger.begin();
@@ -102,18 +102,6 @@ void measureLines(benchmark::State& state, std::size_t producers, std::size_t li
         logger.flush();
     }
     state.SetItemsProcessed(state.iterations() * static_cast<long>(lines));
-}
-
-template <std::size_t Producers, std::size_t QueueSize = kDefaultQueue>
-void measureManyLines(benchmark::State& state)
-{
-    measureLines(state, Producers, countOfLines(), QueueSize);
-}
-
-template <std::size_t Producers, std::size_t QueueSize = kDefaultQueue>
-void measureBurst(benchmark::State& state)
-{
-    measureLines(state, Producers, kBurstLines, QueueSize);
 }
 
 // A line into a file that stays open, flushed.
@@ -141,23 +129,9 @@ void measureReportLatency(benchmark::State& state)
 
 const Check kFileCheck("lines in the file by spdlog", isFileComplete);
 const Case kFlushedLine("light start, a line", "spdlog", measureFlushedLine);
-const Case kOneProducer("100,000 lines, 1 producer", "spdlog", measureManyLines<1>, Clock::Wall);
-const Case kTwoProducers("100,000 lines, 2 producers", "spdlog", measureManyLines<2>, Clock::Wall);
-const Case kFourProducers("100,000 lines, 4 producers", "spdlog", measureManyLines<4>, Clock::Wall);
-const Case kBurst("burst of 4,000 lines, 1 producer", "spdlog", measureBurst<1>, Clock::Wall);
-const Case kBurst4("burst of 4,000 lines, 4 producers", "spdlog", measureBurst<4>, Clock::Wall);
+const ProducerRows<measureLines<kDefaultQueue>> kProducerRows("spdlog");
 // The same with a queue that no producer ever finds full.
-const char* const kLongName = "spdlog, long queue";
-const Case kLongOne("100,000 lines, 1 producer", kLongName, measureManyLines<1, kLongQueue>,
-                    Clock::Wall);
-const Case kLongTwo("100,000 lines, 2 producers", kLongName, measureManyLines<2, kLongQueue>,
-                    Clock::Wall);
-const Case kLongFour("100,000 lines, 4 producers", kLongName, measureManyLines<4, kLongQueue>,
-                     Clock::Wall);
-const Case kLongBurst("burst of 4,000 lines, 1 producer", kLongName, measureBurst<1, kLongQueue>,
-                      Clock::Wall);
-const Case kLongBurst4("burst of 4,000 lines, 4 producers", kLongName, measureBurst<4, kLongQueue>,
-                       Clock::Wall);
+const ProducerRows<measureLines<kLongQueue>> kLongQueueRows("spdlog, long queue");
 
 const Case kP50("report, p50", "spdlog", measureReportLatency<500>, Clock::Own);
 const Case kP99("report, p99", "spdlog", measureReportLatency<990>, Clock::Own);

@@ -2,10 +2,7 @@
 // No peer but the floor: the calls of a device without which no stream can do, one a value, and
 // nothing around them.
 
-#include <qz/qzIoDeviceFileStream.h>
-
-#include "../support.h"
-#include "devices.h"
+#include "device_format.h"
 #include "records.h"
 
 namespace bench {
@@ -50,37 +47,9 @@ struct DeviceCalls {
             use(record);
         }
     }
-
-    static Bytes writeMemory()
-    {
-        GrowingDevice device;
-        write(device);
-        return device.takeBytes();
-    }
-
-    template <typename Use>
-    static void readMemory(const Bytes& bytes, Use& use)
-    {
-        ReadingDevice device(bytes);
-        read(device, use);
-    }
-
-    static void writeFile(const std::string& path)
-    {
-        startLibrary();  // the path is converted
-        qz::qzIoDeviceFileStream device(path, qz::qzIoDevice::DataWayWrite, /*truncate=*/true);
-        write(device);
-    }
-
-    template <typename Use>
-    static void readFile(const std::string& path, Use& use)
-    {
-        qz::qzIoDeviceFileStream device(path, qz::qzIoDevice::DataWayRead, /*truncate=*/false);
-        read(device, use);
-    }
 };
 
-const FormatRows<DeviceCalls> kRows("limit");
+const FormatRows<DeviceFormat<DeviceCalls>> kRows("limit");
 
 }  // namespace
 

@@ -1,17 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include <qz/ext/CheckedStream.h>
 #include <qz/qzDataStream.h>
-#include <qz/qzIoDeviceFileStream.h>
 
-#include "../support.h"
-#include "devices.h"
+#include "device_format.h"
 #include "records.h"
 
 namespace bench {
 
 namespace {
 
-struct DataStreamFormat {
+struct DataStreamCalls {
     static void write(qz::qzIoDevice& device)
     {
         qz::qzDataStream stream(device, qz::qzDataStream::LittleEndian);
@@ -30,35 +28,9 @@ struct DataStreamFormat {
             use(record);
         }
     }
-
-    static Bytes writeMemory()
-    {
-        GrowingDevice device;
-        write(device);
-        return device.takeBytes();
-    }
-
-    template <typename Use>
-    static void readMemory(const Bytes& bytes, Use& use)
-    {
-        ReadingDevice device(bytes);
-        read(device, use);
-    }
-
-    static void writeFile(const std::string& path)
-    {
-        startLibrary();  // the path is converted
-        qz::qzIoDeviceFileStream device(path, qz::qzIoDevice::DataWayWrite, /*truncate=*/true);
-        write(device);
-    }
-
-    template <typename Use>
-    static void readFile(const std::string& path, Use& use)
-    {
-        qz::qzIoDeviceFileStream device(path, qz::qzIoDevice::DataWayRead, /*truncate=*/false);
-        read(device, use);
-    }
 };
+
+using DataStreamFormat = DeviceFormat<DataStreamCalls>;
 
 const FormatRows<DataStreamFormat> kRows("qz");
 

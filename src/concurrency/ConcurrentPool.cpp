@@ -6,13 +6,13 @@
 #include <memory>
 #include <utility>
 
-#include <cxxabi.h>
 #include <pthread.h>
 
 #include <qz/qzSystemUtils.h>
 #include <qz/qzThread.h>
 
 #include "DefaultPool.h"
+#include "frame/base/CatchAll.h"
 
 namespace qz {
 
@@ -26,18 +26,17 @@ thread_local const ConcurrentPool* workingFor = nullptr;
 ConcurrentPool* gDefaultPool = nullptr;
 
 // Solves on the calling thread, with the mutex held. An exception ends the process, as it does on a
-// worker. The sanitizer of undefined behaviour takes the forced unwind for a null object.
-__attribute__((no_sanitize("null"))) void solveAll(
-    const std::vector<ConcurrentPool::SolverBase*>& solvers, qzMutex& mutex,
-    qzWaitCondition& solverCondition)
-try {
-    for (ConcurrentPool::SolverBase* const solver : solvers) {
-        if (solver != nullptr) solver->solve(mutex, solverCondition);
-    }
-} catch (const abi::__forced_unwind&) {
-    throw;  // the thread ends, which is no exception
-} catch (...) {
-    std::terminate();
+// worker.
+void solveAll(const std::vector<ConcurrentPool::SolverBase*>& solvers, qzMutex& mutex,
+              qzWaitCondition& solverCondition)
+{
+    catchAll(
+        [&] {
+            for (ConcurrentPool::SolverBase* const solver : solvers) {
+                if (solver != nullptr) solver->solve(mutex, solverCondition);
+            }
+        },
+        &std::terminate);
 }
 
 // Makes the calling thread the worker of a pool.

@@ -7,7 +7,6 @@
 #include <string>
 #include <typeinfo>
 
-#include <cxxabi.h>
 #include <link.h>
 #include <stdio.h>
 #include <stdio_ext.h>
@@ -16,6 +15,7 @@
 #include <ext/stdio_sync_filebuf.h>
 
 #include "SignalSafety.h"
+#include "frame/base/CatchAll.h"
 #include "frame/base/FileDescriptor.h"
 
 namespace qz::log {
@@ -123,13 +123,12 @@ void writeWhole(int descriptor, std::string_view line)
 // A stream that can't be written doesn't stop the log.
 void writeThrough(std::streambuf& buffer, std::string_view line)
 {
-    try {
-        buffer.sputn(line.data(), static_cast<std::streamsize>(line.size()));
-        buffer.pubsync();
-    } catch (const abi::__forced_unwind&) {
-        throw;  // the end of the thread
-    } catch (...) {
-    }
+    catchAll(
+        [&] {
+            buffer.sputn(line.data(), static_cast<std::streamsize>(line.size()));
+            buffer.pubsync();
+        },
+        [] {});
 }
 
 void write(const Target& target, std::string_view line)

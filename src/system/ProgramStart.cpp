@@ -6,6 +6,7 @@
 #include <qz/qzDirUtils.h>
 #include <qz/qzStringUtils.h>
 
+#include "frame/base/ScopedSignalBlock.h"
 #include "text/LocalPath.h"
 
 namespace qz::system {
@@ -36,13 +37,24 @@ std::vector<char*> makePointers(const std::vector<std::string>& texts)
     return pointers;
 }
 
+// The signal mask of the calling thread, without what the library blocks on threads of its own:
+// these signals couldn't end the program.
+sigset_t getProgramMask()
+{
+    if (const sigset_t* const outermost = ScopedSignalBlock::GetOutermostMask()) return *outermost;
+    sigset_t mask;
+    ::pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+    return mask;
+}
+
 }  // namespace
 
 ProgramStart::ProgramStart(const Request& request)
     : mFile(text::toLocal(chooseFile(request.program, request.absoluteProgram))),
       mFolderUtf8(qzDirUtils::GetAbsolutePathUtf8(request.workingDirectory, "")),
       mFolder(text::toLocal(mFolderUtf8)),
-      mNiceValue(request.niceValue)
+      mNiceValue(request.niceValue),
+      mSignalMask(getProgramMask())
 {
     mArguments.reserve(request.arguments.size() + 1);
     mArguments.push_back(mFile);

@@ -43,8 +43,7 @@ public:
 private:
     void setEnvironment(const Request& request);
     pid_t forkChild(void (ProgramStart::*body)() const noexcept) const;
-    [[noreturn]] void leaveParent(void (ProgramStart::*body)() const noexcept,
-                                  const sigset_t& signalMask) const noexcept;
+    [[noreturn]] void leaveParent(void (ProgramStart::*body)() const noexcept) const noexcept;
     void prepareChild() const;
     [[noreturn]] void runChild() const noexcept;
     [[noreturn]] void runIntermediate() const noexcept;
@@ -58,6 +57,7 @@ private:
     std::vector<char*> mArgumentPointers;
     std::vector<char*> mEnvironmentPointers;
     int mNiceValue;
+    sigset_t mSignalMask;  // the program's, whatever is blocked during the start
 };
 
 }  // namespace qz::system

@@ -23,23 +23,12 @@ namespace qz::system {
 
 namespace {
 
-// The signal mask of the calling thread, without what the library blocks on threads of its own:
-// these signals couldn't end the program.
-sigset_t getProgramMask()
-{
-    if (const sigset_t* const outermost = ScopedSignalBlock::GetOutermostMask()) return *outermost;
-    sigset_t mask;
-    ::pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-    return mask;
-}
-
 // The signal mask of a spawned child.
 class SpawnAttributes {
 public:
-    SpawnAttributes()
+    explicit SpawnAttributes(const sigset_t& mask)
     {
         if (::posix_spawnattr_init(&mAttributes) != 0) return;
-        const sigset_t mask = getProgramMask();
         mIsUsable = true;
         ::posix_spawnattr_setsigmask(&mAttributes, &mask);
         ::posix_spawnattr_setflags(&mAttributes, POSIX_SPAWN_SETSIGMASK);
@@ -128,7 +117,7 @@ pid_t ProgramStart::spawn() const
 {
     // The child would need a nice value of its own before its program runs.
     if (mNiceValue != ::getpriority(PRIO_PROCESS, 0)) return -1;
-    const SpawnAttributes attributes;
+    const SpawnAttributes attributes(mSignalMask);
     const SpawnActions actions(mFolder);
     if (!attributes.isUsable() || !actions.isUsable() || mFolder.empty() != mFolderUtf8.empty())
         return -1;
@@ -152,7 +141,6 @@ pid_t ProgramStart::forkDetached() const
 pid_t ProgramStart::forkChild(void (ProgramStart::*body)() const noexcept) const
 {
     flushStreams();
-    const sigset_t programMask = getProgramMask();
     // The library's handlers of some signals throw. In the child, an exception must not leave these
     // functions, or the application would run on in two processes.
     sigset_t all;
@@ -161,16 +149,15 @@ pid_t ProgramStart::forkChild(void (ProgramStart::*body)() const noexcept) const
     ::pthread_sigmask(SIG_SETMASK, &all, &before);
     const pid_t pid = ::fork();
     if (pid == 0) {
-        leaveParent(body, programMask);
+        leaveParent(body);
     }
     setSignalMask(before);
     return pid;
 }
 
-void ProgramStart::leaveParent(void (ProgramStart::*body)() const noexcept,
-                               const sigset_t& signalMask) const noexcept
+void ProgramStart::leaveParent(void (ProgramStart::*body)() const noexcept) const noexcept
 {
-    ::pthread_sigmask(SIG_SETMASK, &signalMask, nullptr);
+    ::pthread_sigmask(SIG_SETMASK, &mSignalMask, nullptr);
     prepareChild();
     (this->*body)();
     std::abort();  // never reached: no body returns

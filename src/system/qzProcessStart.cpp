@@ -9,6 +9,7 @@
 #include "ChildWatch.h"
 #include "ProcessState.h"
 #include "ProgramStart.h"
+#include "frame/base/ScopedSignalBlock.h"
 
 namespace qz {
 
@@ -32,6 +33,20 @@ int getNiceValue(qzProcess::ProcessPriority priority)
     }
     return ::getpriority(PRIO_PROCESS, 0);
 }
+
+// Blocks the asynchronous signals during a start: a handler that throws would leave a child that
+// nobody knows. A ScopedSignalBlock would be undone by the fork, in the child.
+class StartSignalBlock {
+public:
+    StartSignalBlock() { blockAsynchronousSignals(mBefore); }
+    // What came meanwhile is handled here, and may be thrown.
+    ~StartSignalBlock() noexcept(false) { setSignalMask(mBefore); }
+    StartSignalBlock(const StartSignalBlock&) = delete;
+    StartSignalBlock& operator=(const StartSignalBlock&) = delete;
+
+private:
+    sigset_t mBefore;
+};
 
 bool isStartedByIntermediate(pid_t pid)
 {
@@ -62,6 +77,7 @@ bool qzProcess::start(const std::string& program, const std::vector<std::string>
     const system::ProgramStart image({process.program, process.arguments, process.workingDirectory,
                                       process.environment, process.inheritEnvironment,
                                       absoluteProgram, getNiceValue(priority)});
+    const StartSignalBlock signals;
     if (isDetached) {
         const pid_t intermediate = image.forkDetached();
         if (intermediate < 0) return false;

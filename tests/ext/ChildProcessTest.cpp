@@ -18,6 +18,7 @@
 #include "TestPaths.h"
 #include "ext/ChildRuns.h"
 #include "support/ChildProcess.h"
+#include "support/Children.h"
 #include "support/Environment.h"
 #include "support/Files.h"
 #include "support/Limits.h"
@@ -35,12 +36,6 @@ namespace {
 
 const char* const kChildProgram = QZ_TEST_PROGRAMS_DIR "/child";
 
-bool hasChildren()
-{
-    siginfo_t info = {};
-    return ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
-}
-
 // 0 with a sanitizer, which has an allocator of its own.
 std::size_t countBytesInUse()
 {
@@ -53,7 +48,7 @@ class ChildProcessTest : public ::testing::Test {
 protected:
     ~ChildProcessTest() override
     {
-        EXPECT_FALSE(hasChildren());
+        EXPECT_FALSE(support::hasChildren());
         EXPECT_EQ(support::countOpenDescriptors(), mDescriptors);
     }
 

@@ -25,6 +25,7 @@
 #include "ext/ChildRuns.h"
 #include "support/CancelledThread.h"
 #include "support/ChildProcess.h"
+#include "support/Children.h"
 #include "support/Files.h"
 #include "support/ScratchFolder.h"
 #include "support/Waiting.h"
@@ -490,9 +491,7 @@ TEST_F(ChildStopTest, LeavesNoChildOfAFailedStartWhoseThreadIsCancelled)
             options.input = ChildInput::Memory("text");
             ChildProcess().start(options);
         });
-        siginfo_t info = {};
-        const bool hasChildren = ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
-        return hasChildren ? 1 : 0;
+        return support::hasChildren() ? 1 : 0;
     });
     EXPECT_EQ(outer.getEnd(), "exit 0");
 }
@@ -541,9 +540,7 @@ int interruptAStart(const std::string& path, bool endsWithParent)
         result = 0;
     }
     interrupter.join();
-    siginfo_t info = {};
-    const bool hasChildren = ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
-    return hasChildren ? 2 : result;
+    return support::hasChildren() ? 2 : result;
 }
 
 TEST_F(ChildStopTest, PassesOnTheExceptionOfASignalDuringAStart)

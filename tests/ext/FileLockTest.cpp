@@ -5,6 +5,7 @@
 #include <stdlib.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -27,6 +28,7 @@
 #include "support/LibraryStart.h"
 #include "support/Limits.h"
 #include "support/OutputCapture.h"
+#include "support/RefusedCalls.h"
 #include "support/ScratchFolder.h"
 #include "support/SmallDisk.h"
 #include "support/Waiting.h"
@@ -216,6 +218,14 @@ TEST_F(FileLockTest, EndsAWaitOnACancelRequest)
     EXPECT_EQ(mFailure.error, ECANCELED);
 }
 
+TEST_F(FileLockTest, WaitsEverLongerBetweenItsTriesUpToALimit)
+{
+    const support::ChildResult child =
+        support::runProgram({.program = "lock_pauses", .arguments = {mPath}});
+    EXPECT_EQ(child.getEnd(), "exit 0") << child.err;
+    EXPECT_EQ(child.out, "100\n200\n400\n800\n1600\n2000\n2000\n2000\n");
+}
+
 TEST_F(FileLockTest, WaitsOnAcrossSignals)
 {
     struct sigaction action = {};
@@ -310,6 +320,18 @@ TEST_F(FileLockTest, RefusesAFileWithOtherContent)
     support::writeFile(mPath, "precious");
     EXPECT_FALSE(take(mFirst));
     EXPECT_EQ(mFailure.toString(), describe("lock " + mPath + ", no lock file", EINVAL));
+    EXPECT_EQ(support::readFile(mPath), "precious");
+}
+
+TEST_F(FileLockTest, RefusesAFileThatCantBeReadAndLeavesItAlone)
+{
+    support::writeFile(mPath, "precious");
+    const support::ChildResult child = support::runInChild([&] {
+        support::refuseSystemCall(SYS_pread64, EIO);
+        const bool isRefused = !take(mFirst) && !mFirst.isLocked();
+        return isRefused && mFailure.toString() == describe("lock " + mPath, EIO) ? kExpected : 1;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 42");
     EXPECT_EQ(support::readFile(mPath), "precious");
 }
 

@@ -31,6 +31,32 @@ std::string makeBytes(std::mt19937_64& random, std::size_t size)
     return bytes;
 }
 
+// A process that listens, and accepts nobody.
+pid_t startListener(const std::string& path, bool (*prepare)())
+{
+    int ready[2] = {};
+    EXPECT_EQ(::pipe(ready), 0);
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        const RawSocket listener;
+        const bool listens = prepare() && listener.listen(path);
+        if (::write(ready[1], &listens, 1) == 1) ::pause();
+        ::_exit(0);
+    }
+    bool listens = false;
+    EXPECT_EQ(::read(ready[0], &listens, 1), 1);
+    EXPECT_TRUE(listens);
+    ::close(ready[0]);
+    ::close(ready[1]);
+    return pid;
+}
+
+void killAndReap(pid_t pid)
+{
+    ::kill(pid, SIGKILL);
+    EXPECT_EQ(::waitpid(pid, nullptr, 0), pid);
+}
+
 }  // namespace
 
 TEST_F(PipeChannelTest, CarriesMessagesOfAllSizesUpToTheLimit)
@@ -103,14 +129,16 @@ TEST_F(PipeChannelTest, SendsWhileTheServerWaitsForItsReader)
 
 TEST_F(PipeChannelTest, KnowsTheProcessOfTheServer)
 {
-    startServer();
+    const pid_t server = startListener(getSocketPath(), [] { return true; });
     PipeChannel channel;
     EXPECT_EQ(channel.getPeerPid(), 0);
     ASSERT_TRUE(connect(channel));
-    EXPECT_EQ(channel.getPeerPid(), ::getpid());
+    EXPECT_EQ(channel.getPeerPid(), server);
     EXPECT_TRUE(channel.isConnected());
     channel.close();
     EXPECT_FALSE(channel.isConnected());
+    EXPECT_EQ(channel.getPeerPid(), 0);
+    killAndReap(server);
 }
 
 TEST_F(PipeChannelTest, MovesTheConnection)
@@ -388,28 +416,14 @@ TEST_F(PipeChannelTest, RaisesNoSignalWhenTheServerHasGone)
 TEST_F(PipeChannelTest, RefusesAServerOfAnotherUser)
 {
     if (::geteuid() != 0) GTEST_SKIP() << "only root can be another user";
-    int ready[2] = {};
-    ASSERT_EQ(::pipe(ready), 0);
-    const pid_t server = ::fork();
-    if (server == 0) {
-        // Another user who has got into the folder.
-        const RawSocket listener;
-        const bool listens =
-            ::seteuid(65534) == 0 && ::setfsuid(0) >= 0 && listener.listen(getSocketPath());
-        if (::write(ready[1], &listens, 1) == 1) ::pause();
-        ::_exit(0);
-    }
-    bool listens = false;
-    ASSERT_EQ(::read(ready[0], &listens, 1), 1);
-    EXPECT_TRUE(listens);
+    // One who has got into the folder.
+    const pid_t server =
+        startListener(getSocketPath(), [] { return ::seteuid(65534) == 0 && ::setfsuid(0) >= 0; });
     PipeChannel channel;
     EXPECT_FALSE(connect(channel));
     EXPECT_EQ(mFailure.error, EACCES);
     EXPECT_EQ(mFailure.step, "connect to a server of user 65534");
-    ::kill(server, SIGKILL);
-    ::waitpid(server, nullptr, 0);
-    ::close(ready[0]);
-    ::close(ready[1]);
+    killAndReap(server);
 }
 
 // --- Descriptors

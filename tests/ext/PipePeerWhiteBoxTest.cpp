@@ -4,12 +4,14 @@
 
 #include "ext/channel/PipePeer.h"
 
+#include <malloc.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <string>
@@ -56,6 +58,13 @@ struct Connection {
     {
         std::string bytes(65536, '\0');
         while (::recv(client.get(), bytes.data(), bytes.size(), MSG_DONTWAIT) > 0) {
+        }
+    }
+    void sendAll() const
+    {
+        while (peer->getEvents() != POLLIN) {
+            readAll();
+            peer->sendQueued();
         }
     }
     int countUnreadBytes() const
@@ -109,10 +118,50 @@ TEST(PipePeerTest, ClosesAClientThatReadsNothing)
 {
     const Connection connection;
     ASSERT_TRUE(connection.peer->send(std::string(1'000'000, 'x')));
+    EXPECT_TRUE(connection.peer->hasTimer());
     connection.peer->sendQueued();
     waitLongerThanAStall();
+    EXPECT_TRUE(connection.peer->send("another one")) << "which gives it no more time";
     connection.peer->sendQueued();
     EXPECT_EQ(connection.peer->getReason().error, ETIMEDOUT);
+}
+
+TEST(PipePeerTest, ClosesAClientThatHasGoneBeforeItsAnswers)
+{
+    Connection connection;
+    ASSERT_TRUE(connection.peer->send("answer"));
+    connection.client.close();
+    connection.peer->sendQueued();
+    EXPECT_EQ(connection.peer->getReason().step, "send");
+    EXPECT_EQ(connection.peer->getReason().error, EPIPE);
+}
+
+TEST(PipePeerTest, QueuesAsManyBytesAsItsLimitWithTheHeaders)
+{
+    const Connection connection;
+    const std::string longest(connection.limits.messageBytes, 'x');
+    EXPECT_TRUE(connection.peer->send(longest));
+    EXPECT_TRUE(connection.peer->send(longest));
+    EXPECT_FALSE(connection.peer->send(longest + "x"));
+    EXPECT_TRUE(connection.peer->isOpen()) << "closed for a message beyond the limit";
+    EXPECT_FALSE(connection.peer->send(""));
+    EXPECT_EQ(connection.peer->getReason().error, ENOBUFS);
+}
+
+TEST(PipePeerTest, NeitherSendsNorDeliversAnythingOnceItIsClosed)
+{
+    const Connection connection;
+    ASSERT_TRUE(connection.client.send(kFrame + kFrame));
+    int delivered = 0;
+    connection.peer->receive(true, [&](PipeServer::Peer& peer, const std::string&) {
+        ++delivered;
+        EXPECT_TRUE(peer.send("answer"));
+        peer.close();
+    });
+    connection.peer->sendQueued();
+    EXPECT_EQ(delivered, 1);
+    char byte = 0;
+    EXPECT_LT(::recv(connection.client.get(), &byte, 1, MSG_DONTWAIT), 0);
 }
 
 TEST(PipePeerTest, CountsTheTimeOfEachMessageFromItsOwnBeginning)
@@ -145,10 +194,7 @@ TEST(PipePeerTest, CountsNoTimeWhileItDoesntReadItself)
         connection.receive(true);
         waitLongerThanAStall();
         connection.receive(true);
-        while (connection.peer->getEvents() != POLLIN) {
-            connection.readAll();
-            connection.peer->sendQueued();
-        }
+        connection.sendAll();
         connection.receive(false);
     }));
 }
@@ -156,11 +202,31 @@ TEST(PipePeerTest, CountsNoTimeWhileItDoesntReadItself)
 TEST(PipePeerTest, LeavesTheInputInTheSocketWhileItsAnswersAreQueued)
 {
     const Connection connection;
-    ASSERT_TRUE(connection.client.send(makeFrame("give") + makeFrame("give")));
+    ASSERT_TRUE(connection.client.send(makeFrame("give")));
     connection.receive(true);
+    EXPECT_EQ(connection.peer->getEvents(), POLLIN | POLLOUT) << "paused at half of the limit";
+    ASSERT_TRUE(connection.client.send(makeFrame("give")));
+    connection.receive(true);
+    EXPECT_EQ(connection.peer->getEvents(), POLLOUT);
     ASSERT_TRUE(connection.client.send(kFrame));
     connection.receive(true);
     EXPECT_EQ(connection.countUnreadBytes(), static_cast<int>(kFrame.size()));
+}
+
+TEST(PipePeerTest, DeliversAllThatAClientHasSentBeforeItsEnd)
+{
+    const Connection connection;
+    const std::string give = makeFrame("give");
+    ASSERT_TRUE(connection.client.send(give + give + give + give + kFrame));
+    ASSERT_EQ(::shutdown(connection.client.get(), SHUT_WR), 0);
+    connection.receive(true);
+    connection.sendAll();
+    EXPECT_TRUE(connection.peer->hasWork()) << "messages are left";
+    connection.receive(true);  // finds the end, and room for two answers again
+    EXPECT_TRUE(connection.peer->isOpen());
+    connection.sendAll();
+    connection.receive(false);
+    EXPECT_EQ(connection.peer->getReason().error, ENOTCONN);
 }
 
 TEST(PipePeerTest, CountsTheTimeOfAnAnswerFromItsOwnBeginning)
@@ -230,6 +296,41 @@ TEST(MessageStreamTest, QueuesNothingOfAMessageThatMemoryIsTooShortFor)
             EXPECT_EQ(queued % whole, 0U) << failure.number;
         });
     EXPECT_GT(failed, 0U);
+}
+
+TEST(MessageStreamTest, RefusesALengthThatItsHeaderCantHold)
+{
+    MessageStream stream(SIZE_MAX);
+    const char byte = 'x';  // nothing is read
+    EXPECT_FALSE(stream.append({&byte, UINT32_MAX + 1UL}));
+    EXPECT_EQ(stream.getOutputBytes(), 0U);
+}
+
+TEST(MessageStreamTest, KeepsNoSentBytesWhileTheQueueIsNeverEmpty)
+{
+    constexpr std::size_t kBytes = 1'000'000;
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    const RawSocket own(ends[0]);
+    const RawSocket other(ends[1]);
+    MessageStream stream(kBytes);
+    const std::string message(kBytes, 'x');
+    std::string received(kBytes, '\0');
+    ASSERT_TRUE(stream.append(message));
+    // 0 with a sanitizer, which has an allocator of its own.
+    const auto countBytesInUse = [] {
+        const struct mallinfo2 memory = ::mallinfo2();
+        return memory.uordblks + memory.hblkhd;
+    };
+    const std::size_t before = countBytesInUse();
+    for (int i = 0; i < 50; ++i) {
+        ASSERT_TRUE(stream.append(message));
+        while (stream.getOutputBytes() > kBytes) {
+            if (stream.send(own.get()) == MessageStream::Step::Moved) continue;
+            ASSERT_GT(::recv(other.get(), received.data(), kBytes, MSG_DONTWAIT), 0);
+        }
+    }
+    EXPECT_LT(countBytesInUse(), before + 10 * kBytes);
 }
 
 TEST(PipePeerTest, KeepsTheFirstReasonOfItsEnd)

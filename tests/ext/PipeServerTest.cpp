@@ -291,6 +291,7 @@ TEST_F(PipeServerTest, NoticesAStallInAWaitThatNothingElseEnds)
         if (!server.listen("echo")) return 1;
         const RawSocket socket = connectRaw();
         if (!socket.send(makeFrame("message").substr(0, 9))) return 2;
+        const RawSocket idle = connectRaw();
         try {
             server.serve(-1, nullptr);
         } catch (const std::runtime_error&) {
@@ -468,6 +469,78 @@ TEST_F(PipeServerTest, LetsACallbackSetAnotherOneInItsPlace)
         EXPECT_TRUE(server.serve(0, nullptr, &mFailure));
     EXPECT_EQ(calls, (std::vector<std::string>{"connected " + text, "one " + text, "next two",
                                                "closed " + text}));
+}
+
+TEST_F(PipeServerTest, ServesOthersBeforeItAcceptsAllOfManyClients)
+{
+    PipeServer server;
+    ASSERT_TRUE(server.listen("echo", &mFailure));
+    std::vector<RawSocket> sockets;
+    for (int i = 0; i < 70; ++i)
+        sockets.push_back(connectRaw());
+    EXPECT_TRUE(server.serve(0, nullptr, &mFailure));
+    EXPECT_EQ(server.getPeers().size(), 64U);
+    EXPECT_TRUE(server.serve(0, nullptr, &mFailure));
+    EXPECT_EQ(server.getPeers().size(), 70U);
+}
+
+TEST_F(PipeServerTest, CountsAClientThatItHasClosedNoLonger)
+{
+    PipeServer server;
+    server.onConnected([&](PipeServer::Peer& peer) {
+        EXPECT_EQ(server.getPeers().size(), 1U);
+        peer.close();
+        EXPECT_TRUE(server.getPeers().empty());
+    });
+    ASSERT_TRUE(server.listen("echo", &mFailure));
+    const RawSocket socket = connectRaw();
+    EXPECT_TRUE(server.serve(0, nullptr, &mFailure));
+}
+
+TEST_F(PipeServerTest, LeavesItsClientsAndItsNameWithoutACallback)
+{
+    PipeServer server;
+    server.onClosed([](PipeServer::Peer&, const SystemFailure&) { ADD_FAILURE(); });
+    ASSERT_TRUE(server.listen("echo", &mFailure));
+    PipeChannel channel;
+    ASSERT_TRUE(connect(channel));
+    EXPECT_TRUE(server.serve(0, nullptr, &mFailure));
+    server.close();
+    EXPECT_TRUE(server.getPeers().empty());
+    std::string message;
+    EXPECT_FALSE(channel.receive(message, kLongMs, nullptr, &mFailure));
+    EXPECT_EQ(mFailure.error, ENOTCONN);
+    PipeServer other;
+    EXPECT_TRUE(other.listen("echo", &mFailure)) << mFailure.toString();
+}
+
+TEST_F(PipeServerTest, TakesAnEmptyCallbackForNone)
+{
+    PipeServer server;
+    server.onConnected({});
+    server.onMessage({});
+    server.onClosed({});
+    ASSERT_TRUE(server.listen("echo", &mFailure));
+    PipeChannel channel;
+    ASSERT_TRUE(connect(channel));
+    ASSERT_TRUE(channel.send("message", 0, nullptr, &mFailure));
+    channel.close();
+    EXPECT_NO_THROW(for (int i = 0; i < 3; ++i) server.serve(0, nullptr));
+    EXPECT_TRUE(server.getPeers().empty());
+}
+
+TEST_F(PipeServerTest, WaitsWithoutSpinningWhileAClientWaitsForAnother)
+{
+    PipeServer::Limits limits;
+    limits.connections = 1;
+    PipeServer server(limits);
+    ASSERT_TRUE(server.listen("echo", &mFailure));
+    const RawSocket first = connectRaw();
+    const RawSocket second = connectRaw();
+    const std::clock_t start = std::clock();
+    EXPECT_TRUE(server.serve(400, nullptr, &mFailure)) << mFailure.toString();
+    EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC / 5);
+    EXPECT_EQ(server.getPeers().size(), 1U);
 }
 
 TEST_F(PipeServerTest, WaitsWithoutSpinningWhileNoDescriptorIsLeft)

@@ -11,6 +11,7 @@
 #include <qz/ext/ChildProcess.h>
 
 #include "faults/Scenario.h"
+#include "support/Children.h"
 #include "support/LibraryStart.h"
 
 namespace {
@@ -51,12 +52,6 @@ std::string runPipeline(const std::string& folder)
     return describe(ChildProcess::Run(options));
 }
 
-bool hasChildren()
-{
-    siginfo_t info = {};
-    return ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
-}
-
 std::string work(const std::string& folder)
 {
     std::string outcome;
@@ -65,7 +60,7 @@ std::string work(const std::string& folder)
         outcome = runOne();
         outcome += "; " + runPipeline(folder);
     }
-    if (hasChildren()) outcome += "; a child is left";
+    if (qz::support::hasChildren()) outcome += "; a child is left";
     return outcome;
 }
 

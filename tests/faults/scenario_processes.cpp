@@ -11,6 +11,7 @@
 #include <qz/qzProcess.h>
 
 #include "faults/Scenario.h"
+#include "support/Children.h"
 #include "support/LibraryStart.h"
 
 namespace {
@@ -58,12 +59,6 @@ std::string inspect()
            (hasMemory ? "memory" : "no memory");
 }
 
-bool hasChildren()
-{
-    siginfo_t info = {};
-    return ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG) == 0;
-}
-
 // Children that a fault has left are waited for, so that the next piece of work begins anew.
 std::string work(const std::string& /*folder*/)
 {
@@ -78,7 +73,7 @@ std::string work(const std::string& /*folder*/)
         outcome += "; " + startDetached();
         outcome += "; " + inspected;
     }
-    if (hasChildren()) outcome += "; a child is left";
+    if (qz::support::hasChildren()) outcome += "; a child is left";
     return outcome;
 }
 

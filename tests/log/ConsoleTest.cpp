@@ -23,6 +23,7 @@
 
 #include "log/ConsoleRecorder.h"
 #include "log/LogLines.h"
+#include "support/CancelledThread.h"
 #include "support/ChildProcess.h"
 #include "support/LibraryStart.h"
 
@@ -167,6 +168,29 @@ TEST_P(ConsoleTest, LeavesErrnoAsItWas)
 
 INSTANTIATE_TEST_SUITE_P(Starts, ConsoleTest, ::testing::Values(LightInit, FullInit),
                          [](const auto& row) { return row.param == LightInit ? "Light" : "Full"; });
+
+TEST(ConsoleCancellationTest, LetsACancelledThreadEndInABufferOfTheApplication)
+{
+    class CancellationPoint : public std::streambuf {
+        std::streamsize xsputn(const char* /*text*/, std::streamsize size) override
+        {
+            ::pthread_testcancel();
+            return size;
+        }
+    };
+    const ChildResult child = runInChild([] {
+        const LibraryStart library;
+        CancellationPoint buffer;
+        std::streambuf* const before = std::cout.rdbuf(&buffer);
+        qzLog::LogEntry entry;
+        entry.message = "line";
+        const bool isCancelled = support::endsByCancellation(
+            [&] { qzLog::msInstance->Write(entry, /*synchronous=*/false); });
+        std::cout.rdbuf(before);
+        return isCancelled ? 0 : 1;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 0") << child.err;
+}
 
 TEST(ConsoleUnsynchronisedTest, KeepsItsLinesWhole)
 {

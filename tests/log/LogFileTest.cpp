@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The log file: its installation, its lines, and what becomes of files that others have touched.
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,40 +13,29 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <qz/SystemError.h>
 #include <qz/qzLogObject.h>
 #include <qz/qzMutex.h>
 
 #include "log/ConsoleRecorder.h"
 #include "log/GatedHandler.h"
 #include "log/LogFileFixture.h"
-#include "support/ChildProcess.h"
 #include "support/Environment.h"
 #include "support/Limits.h"
 #include "support/Waiting.h"
 
 namespace qz {
 
-using support::ChildResult;
 using support::LibraryStart;
-using support::runInChild;
 using support::ScratchFolder;
 using support::waitUntil;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
-using ::testing::Not;
 
 namespace {
 
 const char* const kDated = "_20[0-9][0-9]-[01][0-9]-[0-3][0-9]-[0-2][0-9]-[0-5][0-9]-[0-6][0-9]";
-
-std::string describe(int error)
-{
-    return SystemError(error).toString();
-}
 
 }  // namespace
 
@@ -496,177 +484,6 @@ TEST(LogFileBatchTest, KeepsTheOrderOfManyLines)
     handler.release();
     qzLog::msInstance->flush();
     EXPECT_EQ(showLogFile(folder.read("log.txt")), expected) << "in blocks, and in order";
-}
-
-// --- Failures
-
-TEST_P(LogFileTest, TellsThatItCannotBeMadeAndGoesOnOnTheConsole)
-{
-    mFolder.write("file", "");
-    const std::string path = mFolder.getPath("file/log.txt");
-    install("file/log.txt");
-    const std::string report = "Fail to install log file handler to " + path +
-                               " error was : Fail to create log folder, Fail to initialize log "
-                               "file";
-    EXPECT_EQ(showConsole(), report);
-    EXPECT_THAT(mConsole.getText(), ::testing::StartsWith("CRITICAL PID "));
-    write("text");
-    EXPECT_EQ(showConsole(), report + ";text");
-    EXPECT_EQ(log().getCurrentLogFileNameUtf8(), GetParam() == LightInit ? "" : path)
-        << "the thread keeps its failure to itself";
-}
-
-TEST_P(LogFileTest, TellsThatThePreviousFileCouldNotBeRemovedEither)
-{
-    mFolder.write("file", "");
-    const std::string path = mFolder.getPath("file/log.txt");
-    install("file/log.txt", 1);
-    EXPECT_EQ(showConsole(), "Fail to install log file handler to " + path +
-                                 " error was : Fail to remove previous log file remove error " +
-                                 describe(ENOTDIR) + " for '" + path +
-                                 "', Fail to create log folder, Fail to initialize log file");
-}
-
-TEST_P(LogFileTest, TellsOfTheFileAloneWhereTheFolderStands)
-{
-    const std::string name(300, 'x');  // more than a name may have
-    install(name);
-    EXPECT_EQ(showConsole(), "Fail to install log file handler to " + mFolder.getPath(name) +
-                                 " error was : Fail to initialize log file");
-}
-
-TEST_P(LogFileTest, IsNotMissedWhenItIsNotTried)
-{
-    mFolder.write("file", "");
-    install("file/log.txt", 8);
-    EXPECT_EQ(showConsole(), "");
-    write("text");
-    EXPECT_EQ(showConsole(), "text");
-}
-
-TEST_P(LogFileTest, KeepsAFailedInstallationFromTheNextOne)
-{
-    mFolder.write("file", "");
-    install("file/log.txt");
-    install("log.txt");
-    write("text");
-    EXPECT_EQ(show("log.txt"), "BOM text");
-    // Nothing but the thread's own settings loses the console again.
-    if (GetParam() == LightInit) {
-        EXPECT_THAT(showConsole(), EndsWith(";text"));
-    } else {
-        EXPECT_THAT(showConsole(), Not(EndsWith(";text")));
-    }
-}
-
-// A failure of the installation stands in the thread's settings alone, so a change of any other
-// setting finds the folder missing there and tries again.
-TEST(LogFileRetryTest, IsTriedAgainWithTheNextSetting)
-{
-    const ScratchFolder folder;
-    const LibraryStart library(FullInit);
-    const ConsoleRecorder console;
-    qzLog& log = *qzLog::msInstance;
-    folder.write("sub", "");
-    log.installFileHandlerUtf8(folder.getPath("sub/log.txt"));
-    log.flush();
-    ASSERT_TRUE(qzDirUtils::RemoveFileUtf8(folder.getPath("sub"), nullptr));
-    log.setEchoToConsole(true);
-    logInfo() << "text";
-    log.flush();
-    EXPECT_EQ(showLogFile(folder.read("sub/log.txt")), "BOM text");
-}
-
-TEST(LogFileShutFolderTest, GoesOnAppendingSilentlyToAFileThatCannotBeRemoved)
-{
-    const ScratchFolder folder;
-    ASSERT_EQ(::mkdir(folder.getPath("shut").c_str(), 0755), 0);
-    const std::string path = folder.write("shut/log.txt", "X PID : old\n");
-    ::chmod(path.c_str(), 0666);
-    ::chmod(folder.getPath("shut").c_str(), 0555);
-    ::chmod(folder.getPath().c_str(), 0755);
-    const ChildResult child = runInChild([&path] {
-        support::becomeNobody();
-        const LibraryStart library;
-        qzLog::msInstance->installFileHandlerExUtf8(path, 1, -1, -1, qzLog::RotateNever);
-        logInfo() << "new";
-        return 0;
-    });
-    EXPECT_EQ(child.getEnd(), "exit 0");
-    EXPECT_EQ(child.out, "");
-    EXPECT_EQ(showLogFile(folder.read("shut/log.txt")), "old;new");
-}
-
-TEST(LogFileShutFileTest, SendsLinesToTheConsoleWhereTheFileCannotBeOpened)
-{
-    const ScratchFolder folder;
-    const std::string path = folder.write("log.txt", "old");
-    ::chmod(path.c_str(), 0444);
-    ::chmod(folder.getPath().c_str(), 0755);
-    const ChildResult child = runInChild([&path] {
-        support::becomeNobody();
-        const LibraryStart library;
-        qzLog::msInstance->installFileHandlerUtf8(path);
-        logInfo() << "text";
-        return 0;
-    });
-    EXPECT_EQ(child.getEnd(), "exit 0");
-    EXPECT_EQ(showLogFile(child.out), "text");
-    EXPECT_EQ(folder.read("log.txt"), "old");
-}
-
-TEST_P(LogFileTest, DoesNotStopTheLogWhenTheDiskIsFull)
-{
-    ASSERT_EQ(::symlink("/dev/full", mFolder.getPath("log.txt").c_str()), 0);
-    install("log.txt", 4);
-    write("first");
-    write("second");
-    EXPECT_EQ(showConsole(), "first;second");
-    ASSERT_EQ(::unlink(mFolder.getPath("log.txt").c_str()), 0);
-    write("third");
-    EXPECT_EQ(show("log.txt"), "BOM third");
-}
-
-TEST_P(LogFileTest, GrowsAgainWhenThereIsRoomAgain)
-{
-    install("log.txt");
-    write("first");
-    const std::string before = mFolder.read("log.txt");
-    {
-        const support::FileSizeLimit limit(before.size());
-        write("lost");
-    }
-    write("second");
-    EXPECT_EQ(show("log.txt"), "BOM first;second");
-}
-
-TEST_P(LogFileTest, LeavesNoDescriptorOpen)
-{
-    install("log.txt");
-    write("text");
-    const std::size_t before = support::countOpenDescriptors();
-    for (int i = 0; i < 20; ++i)
-        write("text");
-    EXPECT_EQ(support::countOpenDescriptors(), before);
-}
-
-// The first folder of the relative path is missing.
-TEST(LogFilePathTest, IsNamedAsItWasGivenWhenItHasNoAbsoluteForm)
-{
-    for (const InitType start : {LightInit, FullInit}) {
-        const ChildResult child = runInChild([start] {
-            const ScratchFolder folder;
-            if (::chdir(folder.getPath().c_str()) != 0) return 1;
-            const LibraryStart library(start);
-            qzLog::msInstance->installFileHandlerUtf8("missing/log.txt");
-            qzLog::msInstance->flush();
-            return 0;
-        });
-        EXPECT_EQ(child.getEnd(), "exit 0");
-        EXPECT_THAT(takeMessages(child.out),
-                    ElementsAre("Fail to install log file handler to missing/log.txt error was : "
-                                "Fail to create log folder, Fail to initialize log file"));
-    }
 }
 
 TEST(LogFileReplacedTest, LosesNoEntryOfOtherThreads)

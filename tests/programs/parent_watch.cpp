@@ -13,7 +13,6 @@
 //   stop          stops watching while the poll sleeps without a limit; prints the time between
 //                 two polls in ms
 
-#include <dlfcn.h>
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <time.h>
@@ -37,6 +36,7 @@
 #include "io/VirtualSlots.h"
 #include "support/LibraryStart.h"
 #include "support/LogCapture.h"
+#include "support/NextFunction.h"
 #include "support/Waiting.h"
 
 namespace {
@@ -57,12 +57,6 @@ std::atomic<int> gTracedUnlocks = 0;
 std::mutex gMutex;
 const qz::qzCancelIfParentProcessDied* gWatched = nullptr;  // guarded by gMutex
 
-template <typename Function>
-Function* findNext(const char* name)
-{
-    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
-}
-
 long getMsUntil(const timespec& time)
 {
     timespec now = {};
@@ -79,7 +73,7 @@ bool isTracedFlagSet()
 
 extern "C" int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept
 {
-    static auto* const real = findNext<int(pthread_mutex_t*)>("pthread_mutex_unlock");
+    static auto* const real = qz::support::findNext<int(pthread_mutex_t*)>("pthread_mutex_unlock");
     if (mutex == gTracedMutex) {
         gFlagAtUnlock = isTracedFlagSet();
         ++gTracedUnlocks;
@@ -97,9 +91,10 @@ extern "C" int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t
                                       const timespec* end)
 {
     static auto* const limited =
-        findNext<int(pthread_cond_t*, pthread_mutex_t*, const timespec*)>("pthread_cond_timedwait");
+        qz::support::findNext<int(pthread_cond_t*, pthread_mutex_t*, const timespec*)>(
+            "pthread_cond_timedwait");
     static auto* const unlimited =
-        findNext<int(pthread_cond_t*, pthread_mutex_t*)>("pthread_cond_wait");
+        qz::support::findNext<int(pthread_cond_t*, pthread_mutex_t*)>("pthread_cond_wait");
     if (!isPolling) return limited(condition, mutex, end);
     gLongestWaitMs = std::max(gLongestWaitMs.load(), getMsUntil(*end));
     ++(gIsTimeFrozen ? gUnlimitedWaits : gLimitedWaits);

@@ -12,7 +12,6 @@
 // took. Another exit code than 0 stands for other numbers than those that every release hands to
 // the system.
 
-#include <dlfcn.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -26,6 +25,7 @@
 #include <qz/qzNamedPipe.h>
 
 #include "support/LibraryStart.h"
+#include "support/NextFunction.h"
 
 namespace {
 
@@ -43,31 +43,26 @@ std::size_t getExcess(const sockaddr* address, socklen_t size)
     return size - std::strlen(reinterpret_cast<const sockaddr_un*>(address)->sun_path);
 }
 
-template <typename Function>
-Function* getReal(const char* name)
-{
-    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
-}
-
 }  // namespace
 
 extern "C" int bind(int socket, const sockaddr* address, socklen_t size) noexcept
 {
     gBoundExcess = getExcess(address, size);
-    return getReal<int(int, const sockaddr*, socklen_t)>("bind")(socket, address, size);
+    return qz::support::findNext<int(int, const sockaddr*, socklen_t)>("bind")(socket, address,
+                                                                               size);
 }
 
 extern "C" int listen(int socket, int backlog) noexcept
 {
     gBacklog = backlog;
-    return getReal<int(int, int)>("listen")(socket, backlog);
+    return qz::support::findNext<int(int, int)>("listen")(socket, backlog);
 }
 
 extern "C" int connect(int socket, const sockaddr* address, socklen_t size)
 {
     gIsConnecting = true;
     gConnectedExcess = getExcess(address, size);
-    getReal<int(int, const sockaddr*, socklen_t)>("connect")(socket, address, size);
+    qz::support::findNext<int(int, const sockaddr*, socklen_t)>("connect")(socket, address, size);
     errno = EINPROGRESS;
     return -1;
 }
@@ -75,7 +70,8 @@ extern "C" int connect(int socket, const sockaddr* address, socklen_t size)
 extern "C" int poll(pollfd* descriptors, nfds_t count, int timeoutMs)
 {
     if (!gIsConnecting)
-        return getReal<int(pollfd*, nfds_t, int)>("poll")(descriptors, count, timeoutMs);
+        return qz::support::findNext<int(pollfd*, nfds_t, int)>("poll")(descriptors, count,
+                                                                        timeoutMs);
     ++gWaits;
     gTimeoutMs = timeoutMs;
     gClockMs += timeoutMs;
@@ -98,7 +94,7 @@ extern "C" int getsockopt(int /*socket*/, int /*level*/, int /*option*/, void* v
 extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept
 {
     if (clock != CLOCK_MONOTONIC)
-        return getReal<int(clockid_t, timespec*)>("clock_gettime")(clock, now);
+        return qz::support::findNext<int(clockid_t, timespec*)>("clock_gettime")(clock, now);
     now->tv_sec = gClockMs / 1000;
     now->tv_nsec = gClockMs % 1000 * 1'000'000;
     return 0;

@@ -9,7 +9,6 @@
 //   unread         one with a limit of 0, in a process whose memory can't be read: that is 0 bytes
 //   checks         which readings of the memory one with a high limit makes; see `countChecks`
 
-#include <dlfcn.h>
 #include <pthread.h>
 #include <time.h>
 #include <unistd.h>
@@ -28,6 +27,7 @@
 #include <qz/qzLog.h>
 #include <qz/qzSystem.h>
 
+#include "support/NextFunction.h"
 #include "support/Waiting.h"
 
 namespace {
@@ -44,12 +44,6 @@ std::atomic<long> gLongestWaitMs = 0;
 std::atomic<bool> gIsTimeFrozen = false;
 thread_local bool isReader = false;
 
-template <typename Function>
-Function* findNext(const char* name)
-{
-    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
-}
-
 long getMsUntil(const timespec& time)
 {
     timespec now = {};
@@ -61,7 +55,7 @@ long getMsUntil(const timespec& time)
 
 extern "C" FILE* fopen(const char* path, const char* mode)
 {
-    static auto* const real = findNext<FILE*(const char*, const char*)>("fopen");
+    static auto* const real = qz::support::findNext<FILE*(const char*, const char*)>("fopen");
     if (std::strcmp(path, "/proc/self/status") == 0) {
         qz::support::waitUntil([] { return gMayRead.load(); });
         isReader = true;
@@ -73,7 +67,8 @@ extern "C" FILE* fopen(const char* path, const char* mode)
 
 extern "C" int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex)
 {
-    static auto* const real = findNext<int(pthread_cond_t*, pthread_mutex_t*)>("pthread_cond_wait");
+    static auto* const real =
+        qz::support::findNext<int(pthread_cond_t*, pthread_mutex_t*)>("pthread_cond_wait");
     if (isReader) ++gUnlimitedWaits;
     return real(condition, mutex);
 }
@@ -82,9 +77,10 @@ extern "C" int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t
                                       const timespec* end)
 {
     static auto* const real =
-        findNext<int(pthread_cond_t*, pthread_mutex_t*, const timespec*)>("pthread_cond_timedwait");
+        qz::support::findNext<int(pthread_cond_t*, pthread_mutex_t*, const timespec*)>(
+            "pthread_cond_timedwait");
     static auto* const unlimited =
-        findNext<int(pthread_cond_t*, pthread_mutex_t*)>("pthread_cond_wait");
+        qz::support::findNext<int(pthread_cond_t*, pthread_mutex_t*)>("pthread_cond_wait");
     if (!isReader) return real(condition, mutex, end);
     gLongestWaitMs = std::max(gLongestWaitMs.load(), getMsUntil(*end));
     if (!gIsTimeFrozen) return real(condition, mutex, end);

@@ -24,7 +24,6 @@
 // and the program prints how the thread of a watcher waits while it doesn't watch. With "period",
 // it is started, and the program prints the hours that the thread waits with a period of a day.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/mman.h>
@@ -51,6 +50,7 @@
 
 #include "support/LibraryStart.h"
 #include "support/LogCapture.h"
+#include "support/NextFunction.h"
 #include "support/Waiting.h"
 #include "system/MemoryAndCpuWatcherTestPeer.h"
 
@@ -67,12 +67,6 @@ std::string gStatus;
 std::string gStatistics;
 qz::qzMutex* gTriedMutex = nullptr;  // at each reading of the process statistics
 bool gIsTracing = false;
-
-template <typename Function>
-Function* findNext(const char* name)
-{
-    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
-}
 
 // A descriptor of a file with the text.
 int openText(const std::string& text)
@@ -111,7 +105,7 @@ void* doNothing(void* argument)
 
 extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept
 {
-    static auto* const real = findNext<int(clockid_t, timespec*)>("clock_gettime");
+    static auto* const real = qz::support::findNext<int(clockid_t, timespec*)>("clock_gettime");
     if (!isReplacing || clock != CLOCK_MONOTONIC) return real(clock, now);
     trace("monotonic clock");
     *now = {gTickMs / 1000, gTickMs % 1000 * 1'000'000};
@@ -120,7 +114,7 @@ extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept
 
 extern "C" int gettimeofday(timeval* now, void* zone) noexcept
 {
-    static auto* const real = findNext<int(timeval*, void*)>("gettimeofday");
+    static auto* const real = qz::support::findNext<int(timeval*, void*)>("gettimeofday");
     if (!isReplacing) return real(now, zone);
     trace("wall clock");
     *now = {gWallMs / 1000, gWallMs % 1000 * 1000};
@@ -129,7 +123,7 @@ extern "C" int gettimeofday(timeval* now, void* zone) noexcept
 
 extern "C" FILE* fopen(const char* path, const char* mode)
 {
-    static auto* const real = findNext<FILE*(const char*, const char*)>("fopen");
+    static auto* const real = qz::support::findNext<FILE*(const char*, const char*)>("fopen");
     if (!isReplacing || std::strcmp(path, "/proc/self/status") != 0) return real(path, mode);
     trace("memory");
     return ::fdopen(openText(gStatus), mode);
@@ -137,7 +131,7 @@ extern "C" FILE* fopen(const char* path, const char* mode)
 
 extern "C" int open(const char* path, int flags, ...)
 {
-    static auto* const real = findNext<int(const char*, int, ...)>("open");
+    static auto* const real = qz::support::findNext<int(const char*, int, ...)>("open");
     std::va_list arguments;
     va_start(arguments, flags);
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
@@ -154,13 +148,14 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
                               void* (*body)(void*), void* argument) noexcept
 {
     using Call = int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
-    static auto* const real = findNext<Call>("pthread_create");
+    static auto* const real = qz::support::findNext<Call>("pthread_create");
     return real(thread, attributes, gIsIdlingThreads ? &doNothing : body, argument);
 }
 
 extern "C" int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex)
 {
-    static auto* const real = findNext<int(pthread_cond_t*, pthread_mutex_t*)>("pthread_cond_wait");
+    static auto* const real =
+        qz::support::findNext<int(pthread_cond_t*, pthread_mutex_t*)>("pthread_cond_wait");
     gHasUnlimitedWait = true;
     return real(condition, mutex);
 }
@@ -169,7 +164,7 @@ extern "C" int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t
                                       const timespec* end)
 {
     using Call = int(pthread_cond_t*, pthread_mutex_t*, const timespec*);
-    static auto* const real = findNext<Call>("pthread_cond_timedwait");
+    static auto* const real = qz::support::findNext<Call>("pthread_cond_timedwait");
     timespec now = {};
     ::clock_gettime(CLOCK_REALTIME, &now);
     const long waitMs = (end->tv_sec - now.tv_sec) * 1000 + (end->tv_nsec - now.tv_nsec) / 1000000;
@@ -179,14 +174,14 @@ extern "C" int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t
 
 extern "C" int pthread_cond_broadcast(pthread_cond_t* condition) noexcept
 {
-    static auto* const real = findNext<int(pthread_cond_t*)>("pthread_cond_broadcast");
+    static auto* const real = qz::support::findNext<int(pthread_cond_t*)>("pthread_cond_broadcast");
     if (isReplacing) ++gWakes;
     return real(condition);
 }
 
 extern "C" int pthread_cond_signal(pthread_cond_t* condition) noexcept
 {
-    static auto* const real = findNext<int(pthread_cond_t*)>("pthread_cond_signal");
+    static auto* const real = qz::support::findNext<int(pthread_cond_t*)>("pthread_cond_signal");
     if (isReplacing) ++gWakes;
     return real(condition);
 }

@@ -29,6 +29,7 @@
 
 #include "stress/StressRun.h"
 #include "support/BusyProcesses.h"
+#include "support/Children.h"
 #include "support/Files.h"
 #include "support/LibraryStart.h"
 #include "support/LogCapture.h"
@@ -232,12 +233,6 @@ private:
     std::thread mThread;
 };
 
-bool hasChildren()
-{
-    siginfo_t info = {};
-    return ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
-}
-
 int runAll(int seconds, int busyProcesses)
 {
     // Before any thread, as a child of `fork` has only one of them.
@@ -276,7 +271,7 @@ int runAll(int seconds, int busyProcesses)
     run.report("log: entries received", seen, gLogged - seen);
     run.report("increments under a FileLock", guarded.rounds, guarded.isWhole() ? 0 : 1);
     run.report("increments under a qzLockFile", plain.rounds, plain.isWhole() ? 0 : 1);
-    run.report("children that are left", 0, hasChildren() ? 1 : 0);
+    run.report("children that are left", 0, support::hasChildren() ? 1 : 0);
     const std::size_t left = support::countOpenDescriptors() - descriptors;
     run.report("descriptors that are left", 0, left);
     return run.getExitCode();

@@ -17,6 +17,7 @@
 #include <qz/qzSystem.h>
 
 #include "TestPaths.h"
+#include "support/Children.h"
 #include "support/Files.h"
 #include "support/LibraryStart.h"
 #include "support/OutputCapture.h"
@@ -86,12 +87,5 @@ private:
     support::LibraryStart mStart;
     support::ScratchFolder mFolder;
 };
-
-/// Whether this process has a child, running or not waited for.
-inline bool hasChildren()
-{
-    siginfo_t info = {};
-    return ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
-}
 
 }  // namespace qz

@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -63,6 +64,26 @@ void takeOften(const std::string& path, bool removesFile, Race& race)
 
 }  // namespace
 
+// Gives each of the processes its number, and waits for all of them.
+void runProcesses(const std::function<void(int)>& body)
+{
+    support::flushStandardStreams();
+    std::vector<pid_t> processes;
+    for (int i = 0; i < kProcesses; ++i) {
+        const pid_t pid = ::fork();
+        if (pid == 0) {
+            body(i);
+            ::_exit(0);
+        }
+        processes.push_back(pid);
+    }
+    for (const pid_t pid : processes) {
+        int status = 0;
+        ASSERT_EQ(::waitpid(pid, &status, 0), pid);
+        EXPECT_EQ(status, 0);
+    }
+}
+
 // The parameter says whether the file is removed at each release.
 class qzLockFileRace : public ::testing::TestWithParam<bool> {
 protected:
@@ -77,21 +98,7 @@ INSTANTIATE_TEST_SUITE_P(Files, qzLockFileRace, ::testing::Bool(),
 TEST_P(qzLockFileRace, NeverHasTwoHolders)
 {
     Race& race = makeRace();
-    support::flushStandardStreams();
-    std::vector<pid_t> processes;
-    for (int i = 0; i < kProcesses; ++i) {
-        const pid_t pid = ::fork();
-        if (pid == 0) {
-            takeOften(mPath, GetParam(), race);
-            ::_exit(0);
-        }
-        processes.push_back(pid);
-    }
-    for (const pid_t pid : processes) {
-        int status = 0;
-        ASSERT_EQ(::waitpid(pid, &status, 0), pid);
-        EXPECT_EQ(status, 0);
-    }
+    runProcesses([&](int) { takeOften(mPath, GetParam(), race); });
     EXPECT_EQ(race.collisions, 0);
     EXPECT_EQ(race.failedReleases, 0);
     EXPECT_EQ(std::filesystem::exists(mPath), !GetParam());
@@ -108,34 +115,25 @@ protected:
 TEST_F(qzLockFileSharedRace, NeverHasTwoExclusiveHolders)
 {
     Race& race = makeRace();
-    support::flushStandardStreams();
-    std::vector<pid_t> processes;
-    for (int i = 0; i < kProcesses; ++i) {
-        const pid_t pid = ::fork();
-        if (pid == 0) {
-            for (int round = 0; round < kRounds / 4;) {
-                qzLockFile lock;
-                bool wasThere = false;
-                const bool isShared = i % 2 == 0;
-                if (!lock.takeLockUtf8(
-                        mPath, &wasThere,
-                        isShared ? qzLockFile::LockShared : qzLockFile::LockExclusive, nullptr)) {
-                    ::sched_yield();
-                    continue;
-                }
-                ++round;
-                const bool isAlone = !isShared || !wasThere;
-                if (isAlone && race.holders.fetch_add(1) != 0) ++race.collisions;
+    runProcesses([&](int i) {
+        for (int round = 0; round < kRounds / 4;) {
+            qzLockFile lock;
+            bool wasThere = false;
+            const bool isShared = i % 2 == 0;
+            if (!lock.takeLockUtf8(mPath, &wasThere,
+                                   isShared ? qzLockFile::LockShared : qzLockFile::LockExclusive,
+                                   nullptr)) {
                 ::sched_yield();
-                if (isAlone) race.holders.fetch_sub(1);
-                lock.releaseLock(round % 3 != 0, nullptr);
+                continue;
             }
-            ::_exit(0);
+            ++round;
+            const bool isAlone = !isShared || !wasThere;
+            if (isAlone && race.holders.fetch_add(1) != 0) ++race.collisions;
+            ::sched_yield();
+            if (isAlone) race.holders.fetch_sub(1);
+            lock.releaseLock(round % 3 != 0, nullptr);
         }
-        processes.push_back(pid);
-    }
-    for (const pid_t pid : processes)
-        ::waitpid(pid, nullptr, 0);
+    });
     EXPECT_EQ(race.collisions, 0);
     ::munmap(&race, sizeof race);
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Locks among objects of this process, and among processes.
+// Locks among objects of this process.
 
 #include <fcntl.h>
 #include <signal.h>
@@ -8,7 +8,6 @@
 #include <sys/inotify.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -25,6 +24,7 @@
 #include <qz/qzLockFile.h>
 #include <qz/qzThread.h>
 
+#include "LockFileFixture.h"
 #include "io/VirtualSlots.h"
 #include "support/Allocations.h"
 #include "support/ChildProcess.h"
@@ -34,7 +34,6 @@
 #include "support/Limits.h"
 #include "support/ScratchFolder.h"
 #include "support/SmallDisk.h"
-#include "support/Waiting.h"
 
 namespace qz {
 
@@ -57,13 +56,9 @@ static_assert(!std::is_copy_constructible_v<qzLockFile> && !std::is_copy_assigna
 static_assert(qzLockFile::LockExclusive == 0 && qzLockFile::LockShared == 1);
 static_assert(sizeof(qzLockFile::LockType) == 4);
 
+using qzLockFileTest = LockFileFixture;
+
 namespace {
-
-constexpr auto kExclusive = qzLockFile::LockExclusive;
-constexpr auto kShared = qzLockFile::LockShared;
-
-const std::string kRefused =
-    "Fail to acquire lock on existing file, " + SystemError(EWOULDBLOCK).toString();
 
 // What a taker writes.
 std::string describeTaker()
@@ -73,29 +68,6 @@ std::string describeTaker()
 }
 
 }  // namespace
-
-class qzLockFileTest : public ::testing::Test {
-protected:
-    bool take(qzLockFile& lock, qzLockFile::LockType type = kExclusive)
-    {
-        mWasThere = true;
-        mError = "old";
-        return lock.takeLockUtf8(mPath, &mWasThere, type, &mError);
-    }
-    bool release(qzLockFile& lock, bool removeFile)
-    {
-        mError = "old";
-        return lock.releaseLock(removeFile, &mError);
-    }
-    bool hasFile() const { return std::filesystem::exists(mPath); }
-    std::string read() const { return support::readFile(mPath); }
-
-    support::LibraryStart mStart;
-    support::ScratchFolder mFolder;
-    std::string mPath = mFolder.getPath("lock");
-    bool mWasThere = false;
-    std::string mError;
-};
 
 TEST_F(qzLockFileTest, KeepsTheOrderOfItsFields)
 {
@@ -603,152 +575,6 @@ TEST_F(qzLockFileTest, ItsDescriptorIsNotInherited)
     }
     EXPECT_TRUE(release(lock, true));
     EXPECT_EQ(support::countOpenDescriptors(), before);
-}
-
-// --- Other processes
-
-TEST_F(qzLockFileTest, TakesOverTheFileOfAKilledProcess)
-{
-    const auto body = [this] {
-        qzLockFile lock;
-        if (!take(lock)) return 1;
-        ::raise(SIGKILL);
-        return 2;
-    };
-    EXPECT_EQ(runInChild(body).getEnd(), "signal 9");
-    EXPECT_TRUE(hasFile());
-    qzLockFile lock;
-    EXPECT_TRUE(take(lock));
-    EXPECT_TRUE(mWasThere);
-}
-
-TEST_F(qzLockFileTest, AForkedChildLeavesTheLockToItsParent)
-{
-    auto lock = std::make_unique<qzLockFile>();
-    ASSERT_TRUE(take(*lock));
-    EXPECT_EQ(runInChild([&] { return lock->releaseLock(true, nullptr) ? 0 : 1; }).getEnd(),
-              "exit 0");
-    const auto destroy = [&] {
-        lock.reset();
-        return 0;
-    };
-    EXPECT_EQ(runInChild(destroy).getEnd(), "exit 0");
-    EXPECT_TRUE(hasFile());
-    qzLockFile other;
-    EXPECT_FALSE(take(other));
-    EXPECT_TRUE(release(*lock, true));
-    EXPECT_FALSE(hasFile());
-}
-
-// The system then knows no owner of the open file any longer.
-TEST_F(qzLockFileTest, AForkedChildLeavesTheLockOfAnEndedParentToItsDescriptor)
-{
-    const auto parent = [this] {
-        qzLockFile lock;
-        if (!take(lock)) return 1;
-        const pid_t self = ::getpid();
-        if (::fork() != 0) ::_exit(0);
-        while (::getppid() == self)
-            ::usleep(1000);
-        const bool isReleased = lock.releaseLock(true, nullptr);
-        support::writeFile(mFolder.getPath("done"), isReleased && hasFile() ? "left" : "removed");
-        ::_exit(0);
-    };
-    EXPECT_EQ(runInChild(parent).getEnd(), "exit 0");
-    const std::string done = mFolder.getPath("done");
-    const auto isDone = [&] {
-        return std::filesystem::exists(done) && !support::readFile(done).empty();
-    };
-    EXPECT_TRUE(support::waitUntil(isDone));
-    EXPECT_EQ(support::readFile(done), "left");
-}
-
-TEST_F(qzLockFileTest, AChildOfAnyKindOfForkLeavesTheLockToItsParent)
-{
-    support::writeFile(mPath, "");
-    for (const auto type : {kExclusive, kShared}) {
-        qzLockFile lock;
-        ASSERT_TRUE(take(lock, type));
-        const pid_t child = ::_Fork();  // without the handlers of a fork
-        if (child == 0) ::_exit(lock.releaseLock(true, nullptr) && !lock.isLocked() ? 0 : 1);
-        int status = 0;
-        EXPECT_EQ(::waitpid(child, &status, 0), child);
-        EXPECT_EQ(status, 0);
-        EXPECT_TRUE(hasFile());
-        qzLockFile other;
-        EXPECT_FALSE(take(other)) << "the child has released it";
-        EXPECT_TRUE(release(lock, false));
-    }
-}
-
-TEST_F(qzLockFileTest, AForkedChildKeepsItsLockFromAChildOfItsOwn)
-{
-    const auto body = [this] {
-        qzLockFile lock;
-        if (!take(lock)) return 1;
-        const auto grandchild = [&] { return lock.releaseLock(true, nullptr) ? 0 : 1; };
-        if (runInChild(grandchild).getEnd() != "exit 0" || !hasFile()) return 2;
-        return release(lock, true) && !hasFile() ? 0 : 3;
-    };
-    EXPECT_EQ(runInChild(body).getEnd(), "exit 0");
-}
-
-TEST_F(qzLockFileTest, IsReleasedThoughAnotherProcessHasACopyOfItsDescriptor)
-{
-    qzLockFile lock;
-    ASSERT_TRUE(take(lock));
-    const pid_t child = ::fork();
-    if (child == 0) {
-        for (;;)
-            ::pause();
-    }
-    qzLockFile other;
-    EXPECT_FALSE(take(other));
-    EXPECT_TRUE(release(lock, false));
-    EXPECT_TRUE(take(other)) << "the copy holds the lock";
-    ::kill(child, SIGKILL);
-    ::waitpid(child, nullptr, 0);
-}
-
-TEST_F(qzLockFileTest, AForkedChildIsRefusedTheLockOfItsParent)
-{
-    auto lock = std::make_unique<qzLockFile>();
-    ASSERT_TRUE(take(*lock));
-    const auto body = [&] {
-        qzLockFile other;
-        if (take(other) || mError != kRefused) return 1;
-        lock.reset();
-        return take(other) ? 2 : 0;
-    };
-    EXPECT_EQ(runInChild(body).getEnd(), "exit 0");
-    EXPECT_TRUE(release(*lock, true));
-}
-
-// How a child knows that it is one; see tests/programs/lock_child.cpp.
-class qzLockFileIdentity : public ::testing::TestWithParam<const char*> {};
-
-INSTANTIATE_TEST_SUITE_P(Ways, qzLockFileIdentity,
-                         ::testing::Values("namespace", "without-wiped-memory"),
-                         [](const auto& row) {
-                             return row.param[0] == 'n' ? "Namespace" : "WithoutWipedMemory";
-                         });
-
-TEST_P(qzLockFileIdentity, AChildLeavesTheLockToItsParent)
-{
-    const support::ScratchFolder folder;
-    const support::ChildResult result = support::runProgram(
-        {.program = "lock_child", .arguments = {GetParam(), folder.getPath("lock")}});
-    if (result.exitCode == 77) GTEST_SKIP() << "no right to make a namespace of process ids";
-    EXPECT_EQ(result.getEnd(), "exit 0");
-}
-
-TEST_F(qzLockFileTest, AForkedChildHasLocksOfItsOwn)
-{
-    const auto body = [this] {
-        qzLockFile lock;
-        return take(lock) && release(lock, true) && !hasFile() ? 0 : 1;
-    };
-    EXPECT_EQ(runInChild(body).getEnd(), "exit 0");
 }
 
 // --- The check of the protocol

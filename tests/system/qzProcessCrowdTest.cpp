@@ -59,7 +59,7 @@ TEST(qzProcessCrowd, LeavesDescriptorsZombiesAndMemoryAsBefore)
     for (int i = 0; i < kManyChildren; ++i)
         ASSERT_TRUE(runOne(i)) << i;
     EXPECT_EQ(support::countOpenDescriptors(), descriptors);
-    EXPECT_FALSE(hasChildren());
+    EXPECT_FALSE(support::hasChildren());
     if (kSeesMemory) {
         EXPECT_LE(getUsedMemory(), memory + 4096);
     }
@@ -102,7 +102,7 @@ int startOnManyThreads()
     isDone = true;
     for (std::thread& thread : noise)
         thread.join();
-    if (hasChildren()) return 100;
+    if (support::hasChildren()) return 100;
     return lost > 99 ? 99 : lost.load();
 }
 

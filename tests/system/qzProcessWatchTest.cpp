@@ -390,7 +390,7 @@ TEST_F(qzProcessWatch, ExecKillsAndReapsAChildAfterTheTimeout)
     EXPECT_EQ(qzProcess::ExecUtf8(kChild, {"hold", path}, "", true, 100, &error), -2);
     EXPECT_EQ(error, "timeout");
     EXPECT_EQ(qzProcess::ExecUtf8(kChild, {"ignore-term", path}, "", true, 0, nullptr), -2);
-    EXPECT_FALSE(hasChildren());
+    EXPECT_FALSE(support::hasChildren());
 }
 
 TEST(qzProcessExecAlone, ReportsThatThereIsNoChild)
@@ -444,7 +444,7 @@ TEST_P(qzProcessDetached, IsNoChildAndLeavesNoZombie)
 {
     const std::string path = getFolder().getPath("parent");
     EXPECT_TRUE(qzProcess::StartDetachedUtf8(kChild, {"parent", path}, "", true));
-    EXPECT_FALSE(hasChildren());
+    EXPECT_FALSE(support::hasChildren());
     ASSERT_TRUE(waitForFile(path));
     EXPECT_NE(support::readFile(path), std::to_string(::getpid()));
 }
@@ -480,7 +480,7 @@ TEST_P(qzProcessDetached, FailsForWhatCannotBeRun)
     EXPECT_TRUE(isRefused(
         [this] { return qzProcess::StartDetachedUtf8(getFolder().getPath(), {}, "", true); }));
     EXPECT_TRUE(isRefused([] { return qzProcess::StartDetachedUtf8("", {}, "", true); }));
-    EXPECT_FALSE(hasChildren());
+    EXPECT_FALSE(support::hasChildren());
 }
 
 TEST_P(qzProcessDetached, SplitsACommandLineAndRunsInTheFolderOfTheProgram)
@@ -532,7 +532,7 @@ TEST(qzProcessDetachedAlone, EndsAnIntermediateProcessWhoseExitHangs)
         const support::LibraryStart start;
         std::atexit([] { ::pause(); });
         if (!qzProcess::StartDetachedUtf8("/bin/true", {}, "", false)) return 1;
-        return hasChildren() ? 2 : 0;
+        return support::hasChildren() ? 2 : 0;
     };
     EXPECT_EQ(runInChild(body, {}, 100).getEnd(), "exit 0");
 }

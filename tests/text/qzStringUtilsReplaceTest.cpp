@@ -55,6 +55,17 @@ const ReplaceRow kReplaceRows[] = {
 INSTANTIATE_TEST_SUITE_P(Rows, qzStringUtilsReplace, ::testing::ValuesIn(kReplaceRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
+static void expectAgreement(const std::string& before, const std::string& from,
+                            const std::string& to)
+{
+    std::string expected = before;
+    const unsigned count = plain::replaceAll(expected, from, to);
+    std::string text = before;
+    ASSERT_EQ(qzStringUtils::ReplaceAllOccurrences(text, from, to), count)
+        << before << " " << from << " " << to;
+    ASSERT_EQ(text, expected) << before << " " << from << " " << to;
+}
+
 TEST(qzStringUtilsReplaceAll, AgreesWithOneByOneOnAllSmallTexts)
 {
     const std::vector<std::string> pieces = plain::makeAllTexts("ab", 3);
@@ -62,12 +73,7 @@ TEST(qzStringUtilsReplaceAll, AgreesWithOneByOneOnAllSmallTexts)
         for (const std::string& from : pieces) {
             if (from.empty()) continue;
             for (const std::string& to : pieces) {
-                std::string expected = before;
-                const unsigned count = plain::replaceAll(expected, from, to);
-                std::string text = before;
-                ASSERT_EQ(qzStringUtils::ReplaceAllOccurrences(text, from, to), count)
-                    << before << " " << from << " " << to;
-                ASSERT_EQ(text, expected) << before << " " << from << " " << to;
+                ASSERT_NO_FATAL_FAILURE(expectAgreement(before, from, to));
             }
         }
     }
@@ -82,12 +88,7 @@ TEST(qzStringUtilsReplaceAll, AgreesWithOneByOneOnGeneratedTexts)
             const std::string before = plain::makeText(random, "abc", plain::choose(random, 3000));
             const std::string from = plain::makeText(random, "abc", 1 + plain::choose(random, 4));
             const std::string to = plain::makeText(random, "abc", plain::choose(random, 6));
-            std::string expected = before;
-            const unsigned count = plain::replaceAll(expected, from, to);
-            std::string text = before;
-            ASSERT_EQ(qzStringUtils::ReplaceAllOccurrences(text, from, to), count)
-                << before << " " << from << " " << to;
-            ASSERT_EQ(text, expected) << before << " " << from << " " << to;
+            ASSERT_NO_FATAL_FAILURE(expectAgreement(before, from, to));
         }
     }
 }

@@ -7,6 +7,8 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include "Restart.h"
+
 namespace qz::ext {
 
 ssize_t writeQuietly(int descriptor, std::string_view bytes)
@@ -23,8 +25,7 @@ ssize_t writeQuietly(int descriptor, std::string_view bytes)
     const int error = errno;
     if (written < 0 && error == EPIPE && !wasPending) {
         const timespec noTime = {};
-        while (::sigtimedwait(&pipeSignal, nullptr, &noTime) < 0 && errno == EINTR) {
-        }
+        restart([&] { return ::sigtimedwait(&pipeSignal, nullptr, &noTime); });
     }
     ::pthread_sigmask(SIG_SETMASK, &maskBefore, nullptr);
     errno = error;

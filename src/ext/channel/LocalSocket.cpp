@@ -9,6 +9,7 @@
 #include <sys/un.h>
 
 #include "base/LocalText.h"
+#include "base/Restart.h"
 
 namespace qz::ext {
 
@@ -55,9 +56,10 @@ bool connectTo(const OwnDescriptor& socket, const std::string& localPath, const 
 {
     sockaddr_un address;
     if (!makeAddress(localPath, address, failure)) return false;
-    while (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
-           0) {
-        if (errno == EINTR) continue;
+    const auto connectOnce = [&] {
+        return ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    };
+    while (restart(connectOnce) != 0) {
         if (errno != EAGAIN) return fail(failure, "connect " + toUtf8(localPath), errno);
         if (const int error = limit.getError())
             return fail(failure, "connect " + toUtf8(localPath), error);

@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 
 #include "base/Crc32c.h"
+#include "base/Restart.h"
 
 namespace qz::ext {
 
@@ -57,10 +58,8 @@ MessageStream::Step MessageStream::breakOff(std::string step, int error)
 MessageStream::Step MessageStream::receive(int socket)
 {
     reserveInput();
-    ssize_t count = 0;
-    do {
-        count = ::recv(socket, mInput.data() + mEnd, mInput.size() - mEnd, MSG_DONTWAIT);
-    } while (count < 0 && errno == EINTR);
+    const ssize_t count = restart(
+        [&] { return ::recv(socket, mInput.data() + mEnd, mInput.size() - mEnd, MSG_DONTWAIT); });
     if (count > 0) {
         mEnd += static_cast<std::size_t>(count);
         return Step::Moved;
@@ -115,11 +114,10 @@ bool MessageStream::append(std::string_view message)
 
 MessageStream::Step MessageStream::send(int socket)
 {
-    ssize_t count = 0;
-    do {
-        count =
-            ::send(socket, mOutput.data() + mSent, getOutputBytes(), MSG_DONTWAIT | MSG_NOSIGNAL);
-    } while (count < 0 && errno == EINTR);
+    const ssize_t count = restart([&] {
+        return ::send(socket, mOutput.data() + mSent, getOutputBytes(),
+                      MSG_DONTWAIT | MSG_NOSIGNAL);
+    });
     if (count < 0) return errno == EAGAIN ? Step::MustWait : breakOff("send", errno);
     mSent += static_cast<std::size_t>(count);
     if (getOutputBytes() == 0) {

@@ -63,7 +63,7 @@ void PipePeer::receive(bool isReady, const PipeServer::MessageCallback& callback
     bool hasTaken = false;
     while (isOpen() && !isPaused() && mStream.take(message)) {
         hasTaken = true;
-        if (callback) callback(*this, message);
+        callback(*this, message);
     }
     // While the peer is paused, nobody knows whether the client has sent the rest.
     if (!hadPart || hasTaken || isPaused()) mInputStart = Clock::now();

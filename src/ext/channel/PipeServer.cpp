@@ -226,9 +226,8 @@ std::vector<PipeServer::Peer*> PipeServer::getPeers() const
 void PipeServer::close()
 {
     mState->peers.clear();
-    // In a forked child there is neither, and the file is that of the parent.
-    if (mState->nameLock.isLocked() && mState->listener.isOpen())
-        ::unlink(mState->localPath.c_str());
+    // In a forked child there is no listener, and the file is that of the parent.
+    if (mState->listener.isOpen()) ::unlink(mState->localPath.c_str());
     mState->listener.close();
     mState->nameLock.unlock();
 }

@@ -38,12 +38,13 @@ std::size_t writeBytes(int descriptor, std::string_view bytes, const Deadline& d
 {
     std::size_t count = 0;
     while (count != bytes.size()) {
-        const ssize_t written = writeQuietly(descriptor, bytes.substr(count));
+        const ssize_t written =
+            restart([&] { return writeQuietly(descriptor, bytes.substr(count)); });
         if (written > 0) {
             count += static_cast<std::size_t>(written);
-        } else if (written == 0 || (errno != EINTR && errno != EAGAIN)) {
+        } else if (written == 0 || errno != EAGAIN) {
             break;
-        } else if (errno == EAGAIN && !awaitOutput(descriptor, deadline)) {
+        } else if (!awaitOutput(descriptor, deadline)) {
             errno = EAGAIN;
             break;
         }

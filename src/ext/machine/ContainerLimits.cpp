@@ -2,7 +2,6 @@
 #include <qz/ext/ContainerLimits.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <iterator>
 #include <vector>
 
@@ -12,6 +11,7 @@
 
 #include "ControlGroupText.h"
 #include "base/FileDescriptor.h"
+#include "base/Restart.h"
 
 namespace qz::ext {
 
@@ -28,11 +28,11 @@ std::string readFile(const std::string& path)
     for (;;) {
         const std::size_t size = text.size();
         text.resize(size + kBlockBytes);
-        const ssize_t count = ::read(file.get(), text.data() + size, kBlockBytes);
+        const ssize_t count =
+            restart([&] { return ::read(file.get(), text.data() + size, kBlockBytes); });
         text.resize(size + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
         if (count == 0) return text;
-        if (count < 0 && errno != EINTR) return {};
-        if (text.size() > kMostBytes) return {};
+        if (count < 0 || text.size() > kMostBytes) return {};
     }
 }
 

@@ -15,6 +15,7 @@
 
 #include "SignalBlock.h"
 #include "base/CancellationBlock.h"
+#include "base/Restart.h"
 
 // The child runs in the memory of its parent, whose thread is suspended. A sanitizer takes what it
 // does for the doing of that thread, and its jump out of the function for a strange stack. A
@@ -163,8 +164,7 @@ void launch(const ProgramImage& image, const LaunchPlan& plan, Launched& launche
     }
     launched.failed = shared.failed;
     launched.error = shared.error;
-    while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
-    }
+    restart([&] { return ::waitpid(pid, nullptr, 0); });
 }
 
 }  // namespace qz::ext

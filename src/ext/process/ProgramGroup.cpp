@@ -12,6 +12,7 @@
 
 #include "SignalBlock.h"
 #include "base/CancellationBlock.h"
+#include "base/Restart.h"
 
 namespace qz::ext {
 
@@ -190,10 +191,7 @@ std::vector<ChildEnd> ProgramGroup::reap(SystemFailure& failure)
         if (pid <= 0) continue;
         int status = 0;
         rusage usage = {};
-        pid_t reaped = -1;
-        do {
-            reaped = ::wait4(pid, &status, 0, &usage);
-        } while (reaped < 0 && errno == EINTR);
+        const pid_t reaped = restart([&] { return ::wait4(pid, &status, 0, &usage); });
         if (reaped < 0 && !failure) failure = {"wait4", errno};
         ends.push_back(reaped < 0 ? ChildEnd() : makeEnd(status, usage));
     }

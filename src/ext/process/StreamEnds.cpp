@@ -8,6 +8,7 @@
 
 #include "base/FileDescriptor.h"
 #include "base/LocalText.h"
+#include "base/Restart.h"
 
 namespace qz::ext {
 
@@ -19,10 +20,9 @@ const char* const kNowhere = "/dev/null";
 bool openFile(const std::string& path, int flags, OwnDescriptor& descriptor, SystemFailure& failure)
 {
     if (path.find('\0') != std::string::npos) return fail(&failure, "open " + path, EINVAL);
-    FileDescriptor opened;  // outside of `Open`, because a named pipe waits for its other end
-    do {
-        opened = FileDescriptor(::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, kFileMode));
-    } while (!opened.isOpen() && errno == EINTR);
+    // Outside of `Open`, because a named pipe waits for its other end.
+    FileDescriptor opened(
+        restart([&] { return ::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, kFileMode); }));
     if (!opened.isOpen()) return fail(&failure, "open " + path, errno);
     descriptor = OwnDescriptor::Open([&] { return opened.release(); });
     return descriptor.isOpen() || fail(&failure, "fcntl", errno);

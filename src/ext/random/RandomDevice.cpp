@@ -55,10 +55,11 @@ bool readRandomDevice(unsigned char* bytes, std::size_t size, const char*& step)
     const FileDescriptor file = openDevice("/dev/urandom", kUrandom, step);
     if (!file.isOpen()) return false;
     for (std::size_t done = 0; done != size;) {
-        const ssize_t count = ::read(file.get(), bytes + done, size - done);
+        const ssize_t count =
+            restart([&] { return ::read(file.get(), bytes + done, size - done); });
         if (count > 0) {
             done += static_cast<std::size_t>(count);
-        } else if (count == 0 || errno != EINTR) {
+        } else {
             if (count == 0) errno = EIO;
             return false;
         }

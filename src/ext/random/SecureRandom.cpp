@@ -9,6 +9,7 @@
 #include <sys/random.h>
 
 #include "RandomDevice.h"
+#include "base/Restart.h"
 
 namespace qz::ext {
 
@@ -29,12 +30,12 @@ bool isRefused(int error)
 bool fill(unsigned char* bytes, std::size_t size, const char*& step)
 {
     for (std::size_t done = 0; done != size;) {
-        const ssize_t count = ::getrandom(bytes + done, size - done, 0);
+        const ssize_t count = restart([&] { return ::getrandom(bytes + done, size - done, 0); });
         if (count > 0) {
             done += static_cast<std::size_t>(count);
         } else if (isRefused(errno)) {
             return readRandomDevice(bytes + done, size - done, step);
-        } else if (errno != EINTR) {
+        } else {
             step = "getrandom";
             return false;
         }
