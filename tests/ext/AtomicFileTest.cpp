@@ -5,9 +5,12 @@
 #include <linux/fs.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <new>
 
 #include <gmock/gmock.h>
@@ -22,6 +25,7 @@
 #include "support/Environment.h"
 #include "support/Files.h"
 #include "support/Limits.h"
+#include "support/RefusedCalls.h"
 #include "support/SmallDisk.h"
 
 namespace qz::ext {
@@ -41,6 +45,36 @@ bool setAttributes(const std::string& folder, int attributes)
     const bool isSet = ::ioctl(descriptor, FS_IOC_SETFLAGS, &attributes) == 0;
     ::close(descriptor);
     return isSet;
+}
+
+constexpr const char* kAccess = "system.posix_acl_access";
+constexpr const char* kDefault = "system.posix_acl_default";
+
+// An access control list in the form of the kernel: all rights for the owner, `user` for a user,
+// `group` for the group of the file, `mask` as the most for both, and none for others.
+std::string makeAccessList(std::uint16_t user, std::uint16_t group, std::uint16_t mask)
+{
+    struct Entry {
+        std::uint16_t tag;
+        std::uint16_t rights;
+        std::uint32_t id = ~0U;
+    };
+    const Entry entries[] = {{0x01, 7}, {0x02, user, 1234}, {0x04, group}, {0x10, mask}, {0x20, 0}};
+    return std::string("\2\0\0\0", 4) +
+           std::string(reinterpret_cast<const char*>(entries), sizeof entries);
+}
+
+bool setAccessList(const std::string& path, const char* name, const std::string& list)
+{
+    return ::setxattr(path.c_str(), name, list.data(), list.size(), 0) == 0;
+}
+
+// Empty for none.
+std::string getAccessList(const std::string& path)
+{
+    char list[1000];
+    const ssize_t size = ::getxattr(path.c_str(), kAccess, list, sizeof list);
+    return {list, size > 0 ? static_cast<std::size_t>(size) : 0};
 }
 
 }  // namespace
@@ -166,6 +200,63 @@ TEST_F(AtomicFileTest, KeepsTheOwnerOfTheTarget)
     ASSERT_EQ(::stat(mPath.c_str(), &status), 0);
     EXPECT_EQ(status.st_uid, 12U);
     EXPECT_EQ(status.st_gid, 34U);
+}
+
+// The mode alone would give the group the rights of the mask.
+TEST_F(AtomicFileTest, KeepsTheAccessControlListOfTheTarget)
+{
+    const std::string list = makeAccessList(/*user=*/6, /*group=*/0, /*mask=*/6);
+    if (!setAccessList(mPath, kAccess, list)) GTEST_SKIP() << "no such lists here";
+    ASSERT_TRUE(replace(mPath, "new"));
+    EXPECT_EQ(support::toHex(getAccessList(mPath)), support::toHex(list));
+    EXPECT_EQ(getMode(mPath), 0760U);
+    EXPECT_EQ(getTarget(), "new");
+}
+
+TEST_F(AtomicFileTest, TakesNoRightsOfItsFolderForATargetThatHasNone)
+{
+    ASSERT_EQ(::chmod(mPath.c_str(), 0660), 0);
+    const std::string list = makeAccessList(/*user=*/6, /*group=*/6, /*mask=*/6);
+    if (!setAccessList(mFolder.getPath(), kDefault, list)) GTEST_SKIP() << "no such lists here";
+    ASSERT_TRUE(replace(mPath, "new"));
+    EXPECT_EQ(support::toHex(getAccessList(mPath)), "");
+    EXPECT_EQ(getMode(mPath), 0660U);
+    ASSERT_TRUE(replace(mFolder.getPath("other"), "new"));
+    EXPECT_EQ(support::toHex(getAccessList(mFolder.getPath("other"))),
+              support::toHex(getAccessList(mFolder.write("plain", ""))));
+}
+
+TEST_F(AtomicFileTest, RefusesATargetWhoseAccessControlListItCantKeep)
+{
+    if (!setAccessList(mPath, kAccess, makeAccessList(6, 0, 6))) GTEST_SKIP() << "no such lists";
+    const support::ChildResult child = support::runInChild([&] {
+        support::refuseSystemCall(SYS_fsetxattr, ENOSPC);
+        const std::string expected = "access control list for F/target: ";
+        return !replace(mPath, "new") && getFailure() == expected + SystemError(ENOSPC).toString()
+                   ? kExpected
+                   : 1;
+    });
+    EXPECT_EQ(child.exitCode, kExpected);
+    EXPECT_EQ(getTarget(), "old");
+    EXPECT_THAT(list(), ElementsAre("target"));
+}
+
+TEST_F(AtomicFileTest, NeedsNoAccessControlListsAndNoProc)
+{
+    const support::ChildResult noLists = support::runInChild([&] {
+        support::refuseSystemCall(SYS_lgetxattr, EOPNOTSUPP);
+        support::refuseSystemCall(SYS_fremovexattr, EOPNOTSUPP);
+        return replace(mPath, "without lists") ? kExpected : 1;
+    });
+    EXPECT_EQ(noLists.exitCode, kExpected);
+    EXPECT_EQ(getTarget(), "without lists");
+    const support::ChildResult noProc = support::runInChild([&] {
+        support::refuseSystemCall(SYS_lgetxattr, ENOENT);
+        support::refuseSystemCall(SYS_fremovexattr, EPERM);
+        return replace(mPath, "without /proc") ? kExpected : 1;
+    });
+    EXPECT_EQ(noProc.exitCode, kExpected);
+    EXPECT_EQ(getTarget(), "without /proc");
 }
 
 TEST_F(AtomicFileTest, RefusesATargetWhoseOwnerItCantKeep)

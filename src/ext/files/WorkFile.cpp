@@ -10,6 +10,7 @@
 
 #include <qz/ext/SecureRandom.h>
 
+#include "AccessList.h"
 #include "base/CancellationBlock.h"
 #include "base/FileDescriptor.h"
 #include "base/LocalText.h"
@@ -110,6 +111,17 @@ bool WorkFile::takeOwner(SystemFailure& failure)
     return refuse("fchown to the owner of ", errno, failure);
 }
 
+// With a list, the bits of the group in the mode are the most that the list gives to anybody. As
+// the mode of a file without one they would be new rights, and so would a list that the new file
+// has from its folder.
+bool WorkFile::takeAccessList(SystemFailure& failure)
+{
+    if (mChosenMode) return true;
+    const auto list = readAccessList(mTarget.folder.get(), mTarget.name);
+    return !list || writeAccessList(mFile.get(), *list) ||
+           refuse("access control list for ", errno, failure);
+}
+
 bool WorkFile::write(std::string_view bytes, SystemFailure& failure)
 {
     while (!bytes.empty()) {
@@ -141,10 +153,10 @@ bool WorkFile::commit(SystemFailure& failure)
     const int statusError = updateStatus(mTarget);
     if (statusError != 0) return refuse("stat ", statusError, failure);
     if (mTarget.status) {
-        if (!takeOwner(failure)) return false;
+        if (!takeOwner(failure) || !takeAccessList(failure)) return false;
         mMode = mTarget.status->st_mode & kAllModeBits;
     }
-    // After the owner, because a change of that clears bits of the mode.
+    // After the owner and the list, because a change of these changes bits of the mode.
     if (::fchmod(mFile.get(), mChosenMode.value_or(mMode)) != 0)
         return refuse("fchmod for ", errno, failure);
     if (restart([&] { return ::fsync(mFile.get()); }) != 0)

@@ -45,6 +45,7 @@ private:
     bool make(SystemFailure& failure);
     bool findNewMode(SystemFailure& failure);
     bool takeOwner(SystemFailure& failure);
+    bool takeAccessList(SystemFailure& failure);
     bool refuse(const char* step, int error, SystemFailure& failure) const;
 
     std::string mPath;
