@@ -118,6 +118,22 @@ TEST_F(SavedFilesTest, ReportsAnIniFileThatCantBeRead)
     EXPECT_EQ(getTarget(), "old");
 }
 
+// The umask is for new files; this one has its mode at the end.
+TEST_F(SavedFilesTest, SavesAnIniFileWhenTheUmaskLeavesItsOwnerNothing)
+{
+    ASSERT_EQ(::chmod(mFolder.getPath().c_str(), 0777), 0);
+    const support::ChildResult child = support::runInChild([&] {
+        support::becomeNobody();
+        const std::string path = mFolder.getPath("own");
+        support::writeFile(path, "[General]\na=1\n");
+        ::umask(0777);
+        return saveIniFileAtomically(path, Map{{"b", 2}}, /*merge=*/true) ? kExpected : 1;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 42");
+    EXPECT_EQ(mFolder.read("own"), "[General]\na=1\nb=2\n");
+    EXPECT_THAT(list(), ElementsAre("own", "target"));
+}
+
 // The descriptors of the main thread would lead to another file, which would be overwritten.
 TEST_F(SavedFilesTest, SavesAnIniFileOnAThreadWithDescriptorsOfItsOwn)
 {

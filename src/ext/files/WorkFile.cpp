@@ -98,7 +98,8 @@ bool WorkFile::make(SystemFailure& failure)
         isMade = file >= 0;
         return file;
     });
-    if (mFile.isOpen()) return true;
+    // A reader by the path of the descriptor needs rights, which the umask may have taken.
+    if (mFile.isOpen() && ::fchmod(mFile.get(), kOwnerOnly) == 0) return true;
     const int error = errno;
     // A process without standard streams may have no descriptor left above them.
     if (isMade) ::unlinkat(mTarget.folder.get(), mName.c_str(), 0);
