@@ -455,6 +455,31 @@ TEST_F(qzIoDeviceMemoryChunkAndSwapBufferTest, StaysUsableWhenAClearFindsNoMemor
     }
 }
 
+// The file may be missing then, which a write reports; or it is the old one, whose position is not
+// 0.
+TEST_F(qzIoDeviceMemoryChunkAndSwapBufferTest, ReadsWhatItWritesAfterAWipeThatFoundNoMemory)
+{
+    const std::string folder = mFolder.getPath("swap");
+    const std::string bytes(150, 'y');
+    std::unique_ptr<Buffer> buffer;
+    const std::size_t failures = support::failEachAllocation(
+        [&] {
+            {
+                const support::AllocationPause ownWork;
+                buffer = std::make_unique<Buffer>(folder, 40, 40, 100);
+                write(*buffer, std::string(170, 'x'));
+            }
+            buffer->clearDevice(Buffer::ClearWipeChunks);
+        },
+        [&](const support::AllocationFailure&) {
+            EXPECT_TRUE(write(*buffer, bytes) == 0 || readAll(*buffer) == bytes);
+            buffer->clearDevice(Buffer::ClearKeepChunks);
+            EXPECT_EQ(write(*buffer, bytes), 150U);
+            EXPECT_EQ(readAll(*buffer), bytes);
+        });
+    EXPECT_GT(failures, 1U);
+}
+
 // --- Copying out
 
 TEST_F(qzIoDeviceMemoryChunkAndSwapBufferTest, WritesAllChunksBack)
