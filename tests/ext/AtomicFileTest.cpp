@@ -111,6 +111,37 @@ TEST_F(AtomicFileTest, LeavesTheTargetWithoutACommit)
     EXPECT_THAT(list(), ElementsAre("target"));
 }
 
+TEST_F(AtomicFileTest, HasNothingOfAFileThatWasDiscardedOrReplacedByAnother)
+{
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mPath));
+    file << "discarded";
+    file.discard();
+    ASSERT_TRUE(file.openUtf8(mPath));
+    file << "opened anew";
+    ASSERT_TRUE(file.openUtf8(mPath));
+    file << "new";
+    ASSERT_TRUE(file.commit());
+    EXPECT_EQ(getTarget(), "new");
+}
+
+TEST_F(AtomicFileTest, CanBeUsedAgainAfterACommit)
+{
+    const std::size_t before = support::countOpenDescriptors();
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mPath));
+    ASSERT_TRUE(file.commit());
+    EXPECT_EQ(support::countOpenDescriptors(), before);
+    ASSERT_TRUE(file.openUtf8(mPath));
+    EXPECT_FALSE(file.isCommitted());
+    file << "never committed";
+    file.discard();
+    EXPECT_EQ(support::countOpenDescriptors(), before);
+    EXPECT_FALSE(file.isCommitted());
+    EXPECT_THAT(list(), ElementsAre("target"));
+    EXPECT_EQ(getTarget(), "");
+}
+
 TEST_F(AtomicFileTest, WritesPiecesOfAllSizesInTheirOrder)
 {
     std::string expected;
@@ -172,14 +203,17 @@ TEST_F(AtomicFileTest, KeepsTheModeOfTheTarget)
 TEST_F(AtomicFileTest, GivesANewFileTheModeOfAnyNewFile)
 {
     const std::string path = mFolder.getPath("new");
-    const support::ChildResult child = support::runInChild([&] {
-        ::umask(027);
-        return replace(path, "new") ? kExpected : 1;
-    });
-    EXPECT_EQ(child.exitCode, kExpected);
-    EXPECT_EQ(getMode(path), 0640U);
-    EXPECT_EQ(support::readFile(path), "new");
-    EXPECT_THAT(list(), ElementsAre("new", "target"));
+    for (const mode_t mask : {027U, 0U}) {
+        const support::ChildResult child = support::runInChild([&] {
+            ::umask(mask);
+            return replace(path, "new") ? kExpected : 1;
+        });
+        EXPECT_EQ(child.exitCode, kExpected);
+        EXPECT_EQ(getMode(path), 0666U & ~mask);
+        EXPECT_EQ(support::readFile(path), "new");
+        EXPECT_THAT(list(), ElementsAre("new", "target"));
+        fs::remove(path);
+    }
 }
 
 TEST_F(AtomicFileTest, TakesTheModeThatTheTargetHasAtCommit)
@@ -196,6 +230,18 @@ TEST_F(AtomicFileTest, KeepsTheOwnerOfTheTarget)
 {
     if (::geteuid() != 0 || ::chown(mPath.c_str(), 12, 34) != 0) GTEST_SKIP() << "needs root";
     ASSERT_TRUE(replace(mPath, "new"));
+    struct stat status = {};
+    ASSERT_EQ(::stat(mPath.c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, 12U);
+    EXPECT_EQ(status.st_gid, 34U);
+}
+
+TEST_F(AtomicFileTest, TakesTheOwnerThatTheTargetHasAtCommit)
+{
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mPath));
+    if (::geteuid() != 0 || ::chown(mPath.c_str(), 12, 34) != 0) GTEST_SKIP() << "needs root";
+    ASSERT_TRUE(file.commit());
     struct stat status = {};
     ASSERT_EQ(::stat(mPath.c_str(), &status), 0);
     EXPECT_EQ(status.st_uid, 12U);
@@ -266,7 +312,8 @@ TEST_F(AtomicFileTest, RefusesATargetWhoseOwnerItCantKeep)
     ASSERT_EQ(::chmod(mFolder.getPath().c_str(), 0777), 0);
     const support::ChildResult child = support::runInChild([&] {
         support::becomeNobody();
-        const bool isRefused = !replace(mPath, "new");
+        AtomicFile file;
+        const bool isRefused = !file.openUtf8(mPath, &mFailure);  // before much is written
         return isRefused && getFailure() ==
                                 "fchown to the owner of F/target: " + SystemError(EPERM).toString()
                    ? kExpected
@@ -285,6 +332,24 @@ TEST_F(AtomicFileTest, NeedsTheRightToWriteToTheTarget)
     ASSERT_EQ(::chmod(mFolder.getPath().c_str(), 0777), 0);
     const support::ChildResult child = support::runInChild([&] {
         support::becomeNobody();
+        return !replace(mPath, "new") &&
+                       getFailure() == "write to F/target: " + SystemError(EACCES).toString()
+                   ? kExpected
+                   : 1;
+    });
+    EXPECT_EQ(child.exitCode, kExpected);
+    EXPECT_EQ(getTarget(), "old");
+}
+
+// As in a program of root that acts for a user.
+TEST_F(AtomicFileTest, NeedsThatRightForTheEffectiveUser)
+{
+    constexpr uid_t kUser = 12;
+    if (::geteuid() != 0 || ::chown(mPath.c_str(), kUser, kUser) != 0) GTEST_SKIP() << "needs root";
+    ASSERT_EQ(::chmod(mPath.c_str(), 0444), 0);
+    ASSERT_EQ(::chmod(mFolder.getPath().c_str(), 0777), 0);
+    const support::ChildResult child = support::runInChild([&] {
+        if (::setegid(kUser) != 0 || ::seteuid(kUser) != 0) return 2;
         return !replace(mPath, "new") &&
                        getFailure() == "write to F/target: " + SystemError(EACCES).toString()
                    ? kExpected
@@ -348,6 +413,18 @@ TEST_F(AtomicFileTest, FollowsAndReplacesNothingOfAnotherUserInAFolderOfAll)
     EXPECT_EQ(support::readFile(shared + "/file"), "planted");
 }
 
+TEST_F(AtomicFileTest, ReplacesAFileOfItsOwnInAFolderOfAll)
+{
+    const std::string shared = mFolder.getPath("shared");
+    fs::create_directory(shared);
+    support::writeFile(shared + "/file", "old");
+    fs::create_symlink("file", shared + "/link");
+    if (::geteuid() != 0 || ::chown(shared.c_str(), 12, 12) != 0) GTEST_SKIP() << "needs root";
+    ASSERT_EQ(::chmod(shared.c_str(), 01777), 0);
+    EXPECT_TRUE(replace(shared + "/link", "new")) << mFailure.toString();
+    EXPECT_EQ(support::readFile(shared + "/file"), "new");
+}
+
 // --- Links
 
 TEST_F(AtomicFileTest, WritesThroughLinks)
@@ -370,6 +447,23 @@ TEST_F(AtomicFileTest, MakesTheFileThatALinkToNothingNames)
     ASSERT_TRUE(replace(mFolder.getPath("link"), "new"));
     EXPECT_EQ(mFolder.read("missing"), "new");
     EXPECT_TRUE(fs::is_symlink(mFolder.getPath("link")));
+}
+
+TEST_F(AtomicFileTest, FollowsAsManyLinksAsTheSystem)
+{
+    constexpr int kMostLinks = 40;
+    std::string before = "target";
+    for (int link = 1; link <= kMostLinks + 1; ++link) {
+        const std::string name = "link" + std::to_string(link);
+        fs::create_symlink(before, mFolder.getPath(name));
+        before = name;
+    }
+    EXPECT_TRUE(replace(mFolder.getPath("link40"), "new"));
+    EXPECT_EQ(getTarget(), "new");
+    EXPECT_EQ(mFolder.read("link40"), "new");
+    EXPECT_FALSE(replace(mFolder.getPath("link41"), "newer"));
+    EXPECT_EQ(getFailure(), "open F/link41: " + SystemError(ELOOP).toString());
+    EXPECT_EQ(getTarget(), "new");
 }
 
 TEST_F(AtomicFileTest, RefusesALinkThatTakesThePlaceOfTheTargetBeforeCommit)
@@ -396,6 +490,21 @@ TEST_F(AtomicFileTest, StaysInItsFolderIfThatIsRenamed)
     fs::rename(folder, mFolder.getPath("moved"));
     ASSERT_TRUE(file.commit());
     EXPECT_EQ(mFolder.read("moved/file"), "new");
+}
+
+TEST_F(AtomicFileTest, StaysInItsFolderIfTheCurrentFolderChanges)
+{
+    const support::ChildResult child = support::runInChild([&] {
+        fs::create_directory(mFolder.getPath("sub"));
+        fs::current_path(mFolder.getPath());
+        AtomicFile file;
+        if (!file.openUtf8("target")) return 1;
+        file << "new";
+        fs::current_path("sub");
+        return file.commit() && fs::is_empty(".") ? kExpected : 2;
+    });
+    EXPECT_EQ(child.exitCode, kExpected);
+    EXPECT_EQ(getTarget(), "new");
 }
 
 // --- Refusals
@@ -495,6 +604,18 @@ TEST_F(AtomicFileTest, KeepsTheTargetAndTheFirstFailureWhenAWriteFails)
     EXPECT_TRUE(file.commit()) << "the device can be used again";
 }
 
+TEST_F(AtomicFileTest, ReportsThatTheBufferCantBeWrittenAtTheWriteThatNeedsItsSpace)
+{
+    const support::FileSizeLimit limit(30'000);
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mPath));
+    const std::string piece(40'000, 'x');
+    EXPECT_EQ(file.writeBytes(piece.data(), piece.size()), piece.size());
+    EXPECT_EQ(file.writeBytes(piece.data(), piece.size()), 0U);
+    EXPECT_EQ(file.getFailure().error, EFBIG);
+    EXPECT_FALSE(file.isOpen());
+}
+
 TEST_F(AtomicFileTest, ReportsAtCommitThatTheBufferCantBeWritten)
 {
     const support::FileSizeLimit limit(1000);
@@ -515,7 +636,10 @@ TEST_F(AtomicFileTest, CommitsNothingAfterAFailureThatThereIsNoMemoryToReport)
             file.openUtf8(mPath);
             file << piece << piece;
         } catch (const std::bad_alloc&) {
-            isCommitted = file.commit() || isCommitted;
+            const support::AllocationPause ownWork;
+            EXPECT_EQ(file.writeBytes("x", 1), 0U);
+            isCommitted = file.commit(&mFailure) || isCommitted;
+            EXPECT_TRUE(mFailure);
             throw;
         }
         isCommitted = file.commit() || isCommitted;
@@ -532,6 +656,7 @@ TEST_F(AtomicFileTest, CommitsNothingAfterAnErrorThatTheProgramHasSet)
     ASSERT_TRUE(file.openUtf8(mPath));
     file << "half of the";
     file.setDeviceError("the rest is missing");
+    EXPECT_EQ(file.writeBytes("rest", 4), 0U);
     EXPECT_FALSE(file.commit(&mFailure));
     EXPECT_EQ(mFailure.toString(),
               "commit to " + mPath + ", a device in error: " + SystemError(EIO).toString());
@@ -543,7 +668,8 @@ TEST_F(AtomicFileTest, CommitsNothingAfterAnErrorThatTheProgramHasSet)
 TEST_F(AtomicFileTest, IsClosedAfterACommit)
 {
     AtomicFile file;
-    EXPECT_FALSE(file.commit());
+    EXPECT_FALSE(file.commit(&mFailure));
+    EXPECT_EQ(mFailure.toString(), "commit to : " + SystemError(EBADF).toString());
     ASSERT_TRUE(file.openUtf8(mPath));
     ASSERT_TRUE(file.commit());
     EXPECT_EQ(file.writeBytes("x", 1), 0U);
@@ -590,8 +716,10 @@ TEST_F(AtomicFileTest, StaysWithTheParentOfAFork)
 
 TEST_F(AtomicFileTest, IsNotPassedOnToAProgram)
 {
+    const std::size_t before = support::countInheritedDescriptors();
     AtomicFile file;
     ASSERT_TRUE(file.openUtf8(mPath));
+    EXPECT_EQ(support::countInheritedDescriptors(), before) << "by a child of vfork";
     const support::ChildResult child = support::runProgram(
         {.program = "/bin/sh", .arguments = {"-c", "ls -l /proc/self/fd; exit 42"}});
     EXPECT_EQ(child.exitCode, kExpected);

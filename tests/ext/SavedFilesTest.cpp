@@ -5,6 +5,7 @@
 
 #include <pthread.h>
 #include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -25,6 +26,7 @@
 #include "support/Files.h"
 #include "support/Limits.h"
 #include "support/LogCapture.h"
+#include "support/SmallDisk.h"
 
 namespace qz::ext {
 
@@ -275,6 +277,31 @@ TEST_F(SavedFilesTest, CopiesNoFileOntoItself)
     }
     EXPECT_EQ(getTarget(), "old");
     EXPECT_EQ(list().size(), 3U);
+}
+
+// Each disk numbers its files itself.
+TEST_F(SavedFilesTest, CopiesToAFileOfTheSameNumberOnAnotherDisk)
+{
+    const support::ChildResult child = support::runInChild([&] {
+        const std::string first = mFolder.getPath("first");
+        const std::string second = mFolder.getPath("second");
+        fs::create_directory(first);
+        fs::create_directory(second);
+        if (!support::mountSmallDisk(first, "64k") ||
+            ::mount("none", second.c_str(), "tmpfs", 0, "size=64k") != 0)
+            return support::kNoSmallDisk;
+        struct stat source = {};
+        struct stat target = {};
+        support::writeFile(first + "/file", "new");
+        support::writeFile(second + "/file", "old");
+        ::stat((first + "/file").c_str(), &source);
+        ::stat((second + "/file").c_str(), &target);
+        if (source.st_ino != target.st_ino) return support::kNoSmallDisk;
+        if (!copyFileChecked(first + "/file", second + "/file", &mFailure)) return 1;
+        return support::readFile(second + "/file") == "new" ? kExpected : 2;
+    });
+    if (child.exitCode == support::kNoSmallDisk) GTEST_SKIP() << "no such disks";
+    EXPECT_EQ(child.exitCode, kExpected);
 }
 
 TEST_F(SavedFilesTest, CopiesRegularFilesOnly)
