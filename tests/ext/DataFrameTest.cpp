@@ -273,7 +273,8 @@ TEST_F(DataFrameTest, TakesNoMemoryForALengthThatIsALie)
 
 TEST_F(DataFrameTest, TakesOneStepOfMemoryForTheFirstBytes)
 {
-    PlainDevice device(forgeHeader(1, 3, 1UL << 20U));
+    const std::string bytes = forgeHeader(1, 3, 1UL << 20U);
+    PlainDevice device(bytes);
     FrameReader frames(device, kFormat);
     std::string payload;
     const support::AllocationCounter counter;
