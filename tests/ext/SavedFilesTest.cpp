@@ -244,6 +244,9 @@ TEST_F(SavedFilesTest, ReportsThatTheDeviceCantBeWritten)
     EXPECT_FALSE(saveDeviceAtomically(mPath, source, &mFailure));
     EXPECT_EQ(mFailure.error, EFBIG);
     EXPECT_TRUE(source.good());
+    support::DeviceStub longer(std::string(200'000, 'x'));
+    EXPECT_FALSE(saveDeviceAtomically(mPath, longer, &mFailure));
+    EXPECT_EQ(getFailure(), "write for F/target: " + SystemError(EFBIG).toString());
     EXPECT_FALSE(saveDeviceAtomically(mFolder.getPath("none/file"), source, &mFailure));
     EXPECT_EQ(mFailure.error, ENOENT);
     EXPECT_EQ(getTarget(), "old");
