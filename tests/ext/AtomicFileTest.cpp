@@ -289,20 +289,32 @@ TEST_F(AtomicFileTest, RefusesATargetWhoseAccessControlListItCantKeep)
 
 TEST_F(AtomicFileTest, NeedsNoAccessControlListsAndNoProc)
 {
-    const support::ChildResult noLists = support::runInChild([&] {
-        support::refuseSystemCall(SYS_lgetxattr, EOPNOTSUPP);
-        support::refuseSystemCall(SYS_fremovexattr, EOPNOTSUPP);
-        return replace(mPath, "without lists") ? kExpected : 1;
-    });
-    EXPECT_EQ(noLists.exitCode, kExpected);
-    EXPECT_EQ(getTarget(), "without lists");
-    const support::ChildResult noProc = support::runInChild([&] {
-        support::refuseSystemCall(SYS_lgetxattr, ENOENT);
-        support::refuseSystemCall(SYS_fremovexattr, EPERM);
-        return replace(mPath, "without /proc") ? kExpected : 1;
-    });
-    EXPECT_EQ(noProc.exitCode, kExpected);
-    EXPECT_EQ(getTarget(), "without /proc");
+    struct Errors {
+        int ofRead;  // 0 for none
+        int ofRemoval;
+    };
+    // There is none to remove; the system has none, and so nothing is removed; no /proc.
+    for (const Errors& errors : {Errors{0, EOPNOTSUPP}, Errors{0, ENODATA},
+                                 Errors{EOPNOTSUPP, EPERM}, Errors{ENOENT, EPERM}}) {
+        const support::ChildResult child = support::runInChild([&] {
+            if (errors.ofRead != 0) support::refuseSystemCall(SYS_lgetxattr, errors.ofRead);
+            support::refuseSystemCall(SYS_fremovexattr, errors.ofRemoval);
+            return replace(mPath, std::to_string(errors.ofRead)) ? kExpected : 1;
+        });
+        EXPECT_EQ(child.exitCode, kExpected) << errors.ofRead << ' ' << errors.ofRemoval;
+        EXPECT_EQ(getTarget(), std::to_string(errors.ofRead));
+    }
+}
+
+// The copy has the permissions of its source.
+TEST_F(AtomicFileTest, HasNoAccessControlListOfATargetThatACopyReplaces)
+{
+    const std::string source = mFolder.write("source", "new");
+    ASSERT_EQ(::chmod(source.c_str(), 0640), 0);
+    if (!setAccessList(mPath, kAccess, makeAccessList(6, 6, 6))) GTEST_SKIP() << "no such lists";
+    ASSERT_TRUE(copyFileChecked(source, mPath, &mFailure)) << mFailure.toString();
+    EXPECT_EQ(support::toHex(getAccessList(mPath)), "");
+    EXPECT_EQ(getMode(mPath), 0640U);
 }
 
 TEST_F(AtomicFileTest, RefusesATargetWhoseOwnerItCantKeep)

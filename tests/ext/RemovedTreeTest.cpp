@@ -496,15 +496,16 @@ TEST_F(RemovedTreeAttack, GoesOnAfterObjectsThatOthersRemove)
 
 TEST_F(RemovedTreeAttack, RemovesAFolderThatTakesThePlaceOfAFile)
 {
-    makeTree(mRoot, 1);
-    const std::string file = mRoot + "/d/file";
-    const RemovedTree removed = removeWithChanges([&] {
-        if (!fs::is_regular_file(file)) return;
-        fs::remove(file);
-        makeTree(file, 0);
-    });
-    EXPECT_TRUE(removed) << removed.failure.toString();
-    EXPECT_FALSE(fs::exists(mRoot));
+    for (int poll = 0; poll < 20; ++poll) {
+        makeTree(mRoot, 1);
+        const std::string file = mRoot + "/d/file";
+        int left = poll;
+        const RemovedTree removed = removeWithChanges([&] {
+            if (left-- == 0 && fs::remove(file)) makeTree(file, 0);
+        });
+        EXPECT_TRUE(removed) << removed.failure.toString() << poll;
+        EXPECT_FALSE(fs::exists(mRoot));
+    }
 }
 
 // After its content was removed.
@@ -528,8 +529,9 @@ TEST_F(RemovedTreeAttack, RemovesALinkThatTakesThePlaceOfAnEmptiedFolder)
 TEST_F(RemovedTreeAttack, RemovesTheRestIfAFolderWasMovedAway)
 {
     makeTree(mRoot, 24);
-    const std::string folder = getFolder(5);
+    const std::string folder = getFolder(14);
     const std::string away = mForeign + "/moved";
+    const std::size_t before = support::countOpenDescriptors();
     // Moves the folder while the walk is below it, and before it can remove the level above.
     struct MoveAtDepth : qzCancelInterfaceReadOnly {
         bool shouldCancel() const override
@@ -538,11 +540,13 @@ TEST_F(RemovedTreeAttack, RemovesTheRestIfAFolderWasMovedAway)
                 std::error_code ignored;
                 fs::rename(from, to, ignored);
             }
+            mostDescriptors = std::max(mostDescriptors, support::countOpenDescriptors());
             return false;
         }
         std::string deepFile;
         std::string from;
         std::string to;
+        mutable std::size_t mostDescriptors = 0;
     } move;
     move.from = folder;
     move.to = away;
@@ -551,6 +555,7 @@ TEST_F(RemovedTreeAttack, RemovesTheRestIfAFolderWasMovedAway)
     EXPECT_EQ(removed.failure.toString(),
               "return from " + folder + ": " + SystemError(ESTALE).toString());
     EXPECT_FALSE(fs::exists(mRoot)) << "its folders were reachable by their names";
+    EXPECT_LE(move.mostDescriptors, before + 10);
     EXPECT_TRUE(isForeignWhole());
     EXPECT_TRUE(fs::is_directory(away));
     EXPECT_TRUE(removeTreeNoFollow(away));

@@ -20,9 +20,11 @@
 namespace qz {
 
 using support::DeviceStub;
+using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
+using ::testing::StartsWith;
 using Buffer = qzIoDeviceMemoryChunkAndSwapBuffer;
 using Peer = qzIoDeviceMemoryChunkAndSwapBufferTestPeer;
 
@@ -473,6 +475,8 @@ TEST_F(qzIoDeviceMemoryChunkAndSwapBufferTest, ReadsWhatItWritesAfterAWipeThatFo
         },
         [&](const support::AllocationFailure&) {
             EXPECT_TRUE(write(*buffer, bytes) == 0 || readAll(*buffer) == bytes);
+            EXPECT_THAT(buffer->getDeviceErrorMsg(),
+                        AnyOf(IsEmpty(), StartsWith("Fail to write to swap file ")));
             buffer->clearDevice(Buffer::ClearKeepChunks);
             EXPECT_EQ(write(*buffer, bytes), 150U);
             EXPECT_EQ(readAll(*buffer), bytes);

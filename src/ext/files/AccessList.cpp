@@ -16,7 +16,7 @@ std::optional<std::string> readAccessList(int folder, const std::string& name)
     std::string list(XATTR_SIZE_MAX, '\0');
     const ssize_t size =
         ::lgetxattr(path.c_str(), XATTR_NAME_POSIX_ACL_ACCESS, list.data(), list.size());
-    if (size < 0 && errno != ENODATA && errno != EOPNOTSUPP) return std::nullopt;
+    if (size < 0 && errno != ENODATA) return std::nullopt;
     list.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
     return list;
 }
