@@ -6,6 +6,7 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -724,6 +725,23 @@ TEST_F(AtomicFileTest, StaysWithTheParentOfAFork)
     file << "and ended";
     ASSERT_TRUE(file.commit());
     EXPECT_EQ(getTarget(), "begun, and ended");
+}
+
+// Such a child runs no handlers of `fork`.
+TEST_F(AtomicFileTest, StaysWithTheParentOfABareFork)
+{
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mPath));
+    const pid_t child = ::_Fork();
+    if (child == 0) {
+        file.~AtomicFile();
+        ::_exit(0);
+    }
+    ASSERT_EQ(::waitpid(child, nullptr, 0), child);
+    EXPECT_EQ(list().size(), 2U);
+    file << "new";
+    EXPECT_TRUE(file.commit(&mFailure)) << mFailure.toString();
+    EXPECT_EQ(getTarget(), "new");
 }
 
 TEST_F(AtomicFileTest, IsNotPassedOnToAProgram)

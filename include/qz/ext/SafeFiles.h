@@ -45,7 +45,8 @@ namespace qz::ext {
 ///
 /// Paths are in UTF-8, so the library must be started; one that can't be converted, is empty or
 /// holds a zero byte is refused (EILSEQ). A child of `fork` doesn't have the file: there, the
-/// object reads as closed and its destructor removes nothing.
+/// object reads as closed and its destructor removes nothing. In a child of `_Fork` or `clone`, the
+/// object must not be used but for the destructor, which removes nothing either.
 /// Threads: an object is for one thread.
 class QZ_API AtomicFile : public qzIoDevice {
 public:

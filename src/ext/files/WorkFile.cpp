@@ -93,6 +93,7 @@ bool WorkFile::make(SystemFailure& failure)
 {
     if (!chooseName(mName)) return refuse("choose a name beside ", errno, failure);
     bool isMade = false;
+    mMakersProcess = ::getpid();
     mFile = OwnDescriptor::Open([&] {
         const int file = createFile(mTarget.folder.get(), mName, kOwnerOnly);
         isMade = file >= 0;
@@ -175,7 +176,10 @@ bool WorkFile::commit(SystemFailure& failure)
 void WorkFile::discard()
 {
     const int savedErrno = errno;
-    if (isOpen() && !mIsInPlace) ::unlinkat(mTarget.folder.get(), mName.c_str(), 0);
+    // In children of _Fork and of the bare system call, which run no handlers, the file is open
+    // too.
+    const bool isOwn = mMakersProcess == ::getpid();
+    if (isOpen() && !mIsInPlace && isOwn) ::unlinkat(mTarget.folder.get(), mName.c_str(), 0);
     mFile.close();
     mTarget.folder.close();
     errno = savedErrno;
