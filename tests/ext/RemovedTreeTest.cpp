@@ -199,6 +199,22 @@ TEST_F(RemovedTreeTest, NamesAFileThatCantBeRemoved)
     EXPECT_EQ(list(mRoot).size(), 3U);
 }
 
+TEST_F(RemovedTreeTest, NamesAFileAsItIsIfItsNameIsNoText)
+{
+    fs::create_directory(mRoot);
+    support::writeFile(mRoot + "/\xff", "");
+    fs::permissions(mFolder.getPath(), fs::perms::all);
+    fs::permissions(mRoot, fs::perms::others_read | fs::perms::others_exec);
+    const support::ChildResult child = support::runInChild([&] {
+        support::becomeNobody();
+        const RemovedTree removed = removeTreeNoFollow(mRoot);
+        const std::string expected = "unlink F/root/\xff: " + SystemError(EACCES).toString();
+        return getFailure(removed) == expected ? kExpected : 1;
+    });
+    fs::permissions(mRoot, fs::perms::all);
+    EXPECT_EQ(child.exitCode, kExpected);
+}
+
 TEST_F(RemovedTreeTest, RemovesAnEmptyFolderThatCantBeRead)
 {
     fs::create_directory(mRoot);
