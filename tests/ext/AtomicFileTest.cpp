@@ -756,6 +756,19 @@ TEST_F(AtomicFileTest, IsNotPassedOnToAProgram)
     EXPECT_EQ(child.out.find(mFolder.getPath()), std::string::npos) << child.out;
 }
 
+TEST_F(AtomicFileTest, IsNotPassedOnByAProcessWithoutStandardStreams)
+{
+    const support::ChildResult child = support::runInChild([&] {
+        for (int stream = 0; stream < 3; ++stream)
+            ::close(stream);
+        const std::size_t before = support::countInheritedDescriptors();
+        AtomicFile file;
+        if (!file.openUtf8(mPath)) return 1;
+        return support::countInheritedDescriptors() == before ? kExpected : 2;
+    });
+    EXPECT_EQ(child.exitCode, kExpected);
+}
+
 TEST_F(AtomicFileTest, LeavesNothingInAProcessWithoutStandardStreamsAndDescriptors)
 {
     const support::ChildResult child = support::runInChild([&] {
