@@ -74,6 +74,7 @@ void Chunk::makeFile()
     // If there is no memory for the new one, the old one stays.
     std::unique_ptr<SwapFile, EndSwapFile> fresh(new SwapFile);
     mSwapFile = std::move(fresh);
+    mFilePosition = 0;
     mSwapFile->make(mSwapFolder);
 }
 
@@ -85,13 +86,14 @@ void Chunk::resetChunk(bool wipe)
         return;
     }
     mFileSize = 0;
-    mFilePosition = 0;
     if (wipe || !mSwapFile->isOwn()) {
         makeFile();
     } else if (!mSwapFile->good() || !mSwapFile->seek(0, SeekFromBegin)) {
         // After a full disk, for example; what is left in the buffer then makes the seek fail.
         mSwapFile->reopen(mSwapFolder);
     }
+    // Not before: if there is no memory, the old file stays where it is.
+    mFilePosition = 0;
 }
 
 const char* Chunk::write(unsigned long offset, const char* src, unsigned long size)

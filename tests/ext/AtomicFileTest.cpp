@@ -5,9 +5,13 @@
 #include <linux/fs.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <new>
 
 #include <gmock/gmock.h>
@@ -22,6 +26,7 @@
 #include "support/Environment.h"
 #include "support/Files.h"
 #include "support/Limits.h"
+#include "support/RefusedCalls.h"
 #include "support/SmallDisk.h"
 
 namespace qz::ext {
@@ -41,6 +46,36 @@ bool setAttributes(const std::string& folder, int attributes)
     const bool isSet = ::ioctl(descriptor, FS_IOC_SETFLAGS, &attributes) == 0;
     ::close(descriptor);
     return isSet;
+}
+
+constexpr const char* kAccess = "system.posix_acl_access";
+constexpr const char* kDefault = "system.posix_acl_default";
+
+// An access control list in the form of the kernel: all rights for the owner, `user` for a user,
+// `group` for the group of the file, `mask` as the most for both, and none for others.
+std::string makeAccessList(std::uint16_t user, std::uint16_t group, std::uint16_t mask)
+{
+    struct Entry {
+        std::uint16_t tag;
+        std::uint16_t rights;
+        std::uint32_t id = ~0U;
+    };
+    const Entry entries[] = {{0x01, 7}, {0x02, user, 1234}, {0x04, group}, {0x10, mask}, {0x20, 0}};
+    return std::string("\2\0\0\0", 4) +
+           std::string(reinterpret_cast<const char*>(entries), sizeof entries);
+}
+
+bool setAccessList(const std::string& path, const char* name, const std::string& list)
+{
+    return ::setxattr(path.c_str(), name, list.data(), list.size(), 0) == 0;
+}
+
+// Empty for none.
+std::string getAccessList(const std::string& path)
+{
+    char list[1000];
+    const ssize_t size = ::getxattr(path.c_str(), kAccess, list, sizeof list);
+    return {list, size > 0 ? static_cast<std::size_t>(size) : 0};
 }
 
 }  // namespace
@@ -75,6 +110,37 @@ TEST_F(AtomicFileTest, LeavesTheTargetWithoutACommit)
     }
     EXPECT_EQ(getTarget(), "old");
     EXPECT_THAT(list(), ElementsAre("target"));
+}
+
+TEST_F(AtomicFileTest, HasNothingOfAFileThatWasDiscardedOrReplacedByAnother)
+{
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mPath));
+    file << "discarded";
+    file.discard();
+    ASSERT_TRUE(file.openUtf8(mPath));
+    file << "opened anew";
+    ASSERT_TRUE(file.openUtf8(mPath));
+    file << "new";
+    ASSERT_TRUE(file.commit());
+    EXPECT_EQ(getTarget(), "new");
+}
+
+TEST_F(AtomicFileTest, CanBeUsedAgainAfterACommit)
+{
+    const std::size_t before = support::countOpenDescriptors();
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mPath));
+    ASSERT_TRUE(file.commit());
+    EXPECT_EQ(support::countOpenDescriptors(), before);
+    ASSERT_TRUE(file.openUtf8(mPath));
+    EXPECT_FALSE(file.isCommitted());
+    file << "never committed";
+    file.discard();
+    EXPECT_EQ(support::countOpenDescriptors(), before);
+    EXPECT_FALSE(file.isCommitted());
+    EXPECT_THAT(list(), ElementsAre("target"));
+    EXPECT_EQ(getTarget(), "");
 }
 
 TEST_F(AtomicFileTest, WritesPiecesOfAllSizesInTheirOrder)
@@ -138,14 +204,17 @@ TEST_F(AtomicFileTest, KeepsTheModeOfTheTarget)
 TEST_F(AtomicFileTest, GivesANewFileTheModeOfAnyNewFile)
 {
     const std::string path = mFolder.getPath("new");
-    const support::ChildResult child = support::runInChild([&] {
-        ::umask(027);
-        return replace(path, "new") ? kExpected : 1;
-    });
-    EXPECT_EQ(child.exitCode, kExpected);
-    EXPECT_EQ(getMode(path), 0640U);
-    EXPECT_EQ(support::readFile(path), "new");
-    EXPECT_THAT(list(), ElementsAre("new", "target"));
+    for (const mode_t mask : {027U, 0U}) {
+        const support::ChildResult child = support::runInChild([&] {
+            ::umask(mask);
+            return replace(path, "new") ? kExpected : 1;
+        });
+        EXPECT_EQ(child.exitCode, kExpected);
+        EXPECT_EQ(getMode(path), 0666U & ~mask);
+        EXPECT_EQ(support::readFile(path), "new");
+        EXPECT_THAT(list(), ElementsAre("new", "target"));
+        fs::remove(path);
+    }
 }
 
 TEST_F(AtomicFileTest, TakesTheModeThatTheTargetHasAtCommit)
@@ -168,6 +237,87 @@ TEST_F(AtomicFileTest, KeepsTheOwnerOfTheTarget)
     EXPECT_EQ(status.st_gid, 34U);
 }
 
+TEST_F(AtomicFileTest, TakesTheOwnerThatTheTargetHasAtCommit)
+{
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mPath));
+    if (::geteuid() != 0 || ::chown(mPath.c_str(), 12, 34) != 0) GTEST_SKIP() << "needs root";
+    ASSERT_TRUE(file.commit());
+    struct stat status = {};
+    ASSERT_EQ(::stat(mPath.c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, 12U);
+    EXPECT_EQ(status.st_gid, 34U);
+}
+
+// The mode alone would give the group the rights of the mask.
+TEST_F(AtomicFileTest, KeepsTheAccessControlListOfTheTarget)
+{
+    const std::string list = makeAccessList(/*user=*/6, /*group=*/0, /*mask=*/6);
+    if (!setAccessList(mPath, kAccess, list)) GTEST_SKIP() << "no such lists here";
+    ASSERT_TRUE(replace(mPath, "new"));
+    EXPECT_EQ(support::toHex(getAccessList(mPath)), support::toHex(list));
+    EXPECT_EQ(getMode(mPath), 0760U);
+    EXPECT_EQ(getTarget(), "new");
+}
+
+TEST_F(AtomicFileTest, TakesNoRightsOfItsFolderForATargetThatHasNone)
+{
+    ASSERT_EQ(::chmod(mPath.c_str(), 0660), 0);
+    const std::string list = makeAccessList(/*user=*/6, /*group=*/6, /*mask=*/6);
+    if (!setAccessList(mFolder.getPath(), kDefault, list)) GTEST_SKIP() << "no such lists here";
+    ASSERT_TRUE(replace(mPath, "new"));
+    EXPECT_EQ(support::toHex(getAccessList(mPath)), "");
+    EXPECT_EQ(getMode(mPath), 0660U);
+    ASSERT_TRUE(replace(mFolder.getPath("other"), "new"));
+    EXPECT_EQ(support::toHex(getAccessList(mFolder.getPath("other"))),
+              support::toHex(getAccessList(mFolder.write("plain", ""))));
+}
+
+TEST_F(AtomicFileTest, RefusesATargetWhoseAccessControlListItCantKeep)
+{
+    if (!setAccessList(mPath, kAccess, makeAccessList(6, 0, 6))) GTEST_SKIP() << "no such lists";
+    const support::ChildResult child = support::runInChild([&] {
+        support::refuseSystemCall(SYS_fsetxattr, ENOSPC);
+        const std::string expected = "access control list for F/target: ";
+        return !replace(mPath, "new") && getFailure() == expected + SystemError(ENOSPC).toString()
+                   ? kExpected
+                   : 1;
+    });
+    EXPECT_EQ(child.exitCode, kExpected);
+    EXPECT_EQ(getTarget(), "old");
+    EXPECT_THAT(list(), ElementsAre("target"));
+}
+
+TEST_F(AtomicFileTest, NeedsNoAccessControlListsAndNoProc)
+{
+    struct Errors {
+        int ofRead;  // 0 for none
+        int ofRemoval;
+    };
+    // There is none to remove; the system has none, and so nothing is removed; no /proc.
+    for (const Errors& errors : {Errors{0, EOPNOTSUPP}, Errors{0, ENODATA},
+                                 Errors{EOPNOTSUPP, EPERM}, Errors{ENOENT, EPERM}}) {
+        const support::ChildResult child = support::runInChild([&] {
+            if (errors.ofRead != 0) support::refuseSystemCall(SYS_lgetxattr, errors.ofRead);
+            support::refuseSystemCall(SYS_fremovexattr, errors.ofRemoval);
+            return replace(mPath, std::to_string(errors.ofRead)) ? kExpected : 1;
+        });
+        EXPECT_EQ(child.exitCode, kExpected) << errors.ofRead << ' ' << errors.ofRemoval;
+        EXPECT_EQ(getTarget(), std::to_string(errors.ofRead));
+    }
+}
+
+// The copy has the permissions of its source.
+TEST_F(AtomicFileTest, HasNoAccessControlListOfATargetThatACopyReplaces)
+{
+    const std::string source = mFolder.write("source", "new");
+    ASSERT_EQ(::chmod(source.c_str(), 0640), 0);
+    if (!setAccessList(mPath, kAccess, makeAccessList(6, 6, 6))) GTEST_SKIP() << "no such lists";
+    ASSERT_TRUE(copyFileChecked(source, mPath, &mFailure)) << mFailure.toString();
+    EXPECT_EQ(support::toHex(getAccessList(mPath)), "");
+    EXPECT_EQ(getMode(mPath), 0640U);
+}
+
 TEST_F(AtomicFileTest, RefusesATargetWhoseOwnerItCantKeep)
 {
     if (::geteuid() != 0) GTEST_SKIP() << "needs root for a file of another user";
@@ -175,7 +325,8 @@ TEST_F(AtomicFileTest, RefusesATargetWhoseOwnerItCantKeep)
     ASSERT_EQ(::chmod(mFolder.getPath().c_str(), 0777), 0);
     const support::ChildResult child = support::runInChild([&] {
         support::becomeNobody();
-        const bool isRefused = !replace(mPath, "new");
+        AtomicFile file;
+        const bool isRefused = !file.openUtf8(mPath, &mFailure);  // before much is written
         return isRefused && getFailure() ==
                                 "fchown to the owner of F/target: " + SystemError(EPERM).toString()
                    ? kExpected
@@ -194,6 +345,24 @@ TEST_F(AtomicFileTest, NeedsTheRightToWriteToTheTarget)
     ASSERT_EQ(::chmod(mFolder.getPath().c_str(), 0777), 0);
     const support::ChildResult child = support::runInChild([&] {
         support::becomeNobody();
+        return !replace(mPath, "new") &&
+                       getFailure() == "write to F/target: " + SystemError(EACCES).toString()
+                   ? kExpected
+                   : 1;
+    });
+    EXPECT_EQ(child.exitCode, kExpected);
+    EXPECT_EQ(getTarget(), "old");
+}
+
+// As in a program of root that acts for a user.
+TEST_F(AtomicFileTest, NeedsThatRightForTheEffectiveUser)
+{
+    constexpr uid_t kUser = 12;
+    if (::geteuid() != 0 || ::chown(mPath.c_str(), kUser, kUser) != 0) GTEST_SKIP() << "needs root";
+    ASSERT_EQ(::chmod(mPath.c_str(), 0444), 0);
+    ASSERT_EQ(::chmod(mFolder.getPath().c_str(), 0777), 0);
+    const support::ChildResult child = support::runInChild([&] {
+        if (::setegid(kUser) != 0 || ::seteuid(kUser) != 0) return 2;
         return !replace(mPath, "new") &&
                        getFailure() == "write to F/target: " + SystemError(EACCES).toString()
                    ? kExpected
@@ -257,6 +426,18 @@ TEST_F(AtomicFileTest, FollowsAndReplacesNothingOfAnotherUserInAFolderOfAll)
     EXPECT_EQ(support::readFile(shared + "/file"), "planted");
 }
 
+TEST_F(AtomicFileTest, ReplacesAFileOfItsOwnInAFolderOfAll)
+{
+    const std::string shared = mFolder.getPath("shared");
+    fs::create_directory(shared);
+    support::writeFile(shared + "/file", "old");
+    fs::create_symlink("file", shared + "/link");
+    if (::geteuid() != 0 || ::chown(shared.c_str(), 12, 12) != 0) GTEST_SKIP() << "needs root";
+    ASSERT_EQ(::chmod(shared.c_str(), 01777), 0);
+    EXPECT_TRUE(replace(shared + "/link", "new")) << mFailure.toString();
+    EXPECT_EQ(support::readFile(shared + "/file"), "new");
+}
+
 // --- Links
 
 TEST_F(AtomicFileTest, WritesThroughLinks)
@@ -279,6 +460,23 @@ TEST_F(AtomicFileTest, MakesTheFileThatALinkToNothingNames)
     ASSERT_TRUE(replace(mFolder.getPath("link"), "new"));
     EXPECT_EQ(mFolder.read("missing"), "new");
     EXPECT_TRUE(fs::is_symlink(mFolder.getPath("link")));
+}
+
+TEST_F(AtomicFileTest, FollowsAsManyLinksAsTheSystem)
+{
+    constexpr int kMostLinks = 40;
+    std::string before = "target";
+    for (int link = 1; link <= kMostLinks + 1; ++link) {
+        const std::string name = "link" + std::to_string(link);
+        fs::create_symlink(before, mFolder.getPath(name));
+        before = name;
+    }
+    EXPECT_TRUE(replace(mFolder.getPath("link40"), "new"));
+    EXPECT_EQ(getTarget(), "new");
+    EXPECT_EQ(mFolder.read("link40"), "new");
+    EXPECT_FALSE(replace(mFolder.getPath("link41"), "newer"));
+    EXPECT_EQ(getFailure(), "open F/link41: " + SystemError(ELOOP).toString());
+    EXPECT_EQ(getTarget(), "new");
 }
 
 TEST_F(AtomicFileTest, RefusesALinkThatTakesThePlaceOfTheTargetBeforeCommit)
@@ -305,6 +503,21 @@ TEST_F(AtomicFileTest, StaysInItsFolderIfThatIsRenamed)
     fs::rename(folder, mFolder.getPath("moved"));
     ASSERT_TRUE(file.commit());
     EXPECT_EQ(mFolder.read("moved/file"), "new");
+}
+
+TEST_F(AtomicFileTest, StaysInItsFolderIfTheCurrentFolderChanges)
+{
+    const support::ChildResult child = support::runInChild([&] {
+        fs::create_directory(mFolder.getPath("sub"));
+        fs::current_path(mFolder.getPath());
+        AtomicFile file;
+        if (!file.openUtf8("target")) return 1;
+        file << "new";
+        fs::current_path("sub");
+        return file.commit() && fs::is_empty(".") ? kExpected : 2;
+    });
+    EXPECT_EQ(child.exitCode, kExpected);
+    EXPECT_EQ(getTarget(), "new");
 }
 
 // --- Refusals
@@ -404,6 +617,18 @@ TEST_F(AtomicFileTest, KeepsTheTargetAndTheFirstFailureWhenAWriteFails)
     EXPECT_TRUE(file.commit()) << "the device can be used again";
 }
 
+TEST_F(AtomicFileTest, ReportsThatTheBufferCantBeWrittenAtTheWriteThatNeedsItsSpace)
+{
+    const support::FileSizeLimit limit(30'000);
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mPath));
+    const std::string piece(40'000, 'x');
+    EXPECT_EQ(file.writeBytes(piece.data(), piece.size()), piece.size());
+    EXPECT_EQ(file.writeBytes(piece.data(), piece.size()), 0U);
+    EXPECT_EQ(file.getFailure().error, EFBIG);
+    EXPECT_FALSE(file.isOpen());
+}
+
 TEST_F(AtomicFileTest, ReportsAtCommitThatTheBufferCantBeWritten)
 {
     const support::FileSizeLimit limit(1000);
@@ -424,7 +649,10 @@ TEST_F(AtomicFileTest, CommitsNothingAfterAFailureThatThereIsNoMemoryToReport)
             file.openUtf8(mPath);
             file << piece << piece;
         } catch (const std::bad_alloc&) {
-            isCommitted = file.commit() || isCommitted;
+            const support::AllocationPause ownWork;
+            EXPECT_EQ(file.writeBytes("x", 1), 0U);
+            isCommitted = file.commit(&mFailure) || isCommitted;
+            EXPECT_TRUE(mFailure);
             throw;
         }
         isCommitted = file.commit() || isCommitted;
@@ -441,6 +669,7 @@ TEST_F(AtomicFileTest, CommitsNothingAfterAnErrorThatTheProgramHasSet)
     ASSERT_TRUE(file.openUtf8(mPath));
     file << "half of the";
     file.setDeviceError("the rest is missing");
+    EXPECT_EQ(file.writeBytes("rest", 4), 0U);
     EXPECT_FALSE(file.commit(&mFailure));
     EXPECT_EQ(mFailure.toString(),
               "commit to " + mPath + ", a device in error: " + SystemError(EIO).toString());
@@ -452,7 +681,8 @@ TEST_F(AtomicFileTest, CommitsNothingAfterAnErrorThatTheProgramHasSet)
 TEST_F(AtomicFileTest, IsClosedAfterACommit)
 {
     AtomicFile file;
-    EXPECT_FALSE(file.commit());
+    EXPECT_FALSE(file.commit(&mFailure));
+    EXPECT_EQ(mFailure.toString(), "commit to : " + SystemError(EBADF).toString());
     ASSERT_TRUE(file.openUtf8(mPath));
     ASSERT_TRUE(file.commit());
     EXPECT_EQ(file.writeBytes("x", 1), 0U);
@@ -497,14 +727,46 @@ TEST_F(AtomicFileTest, StaysWithTheParentOfAFork)
     EXPECT_EQ(getTarget(), "begun, and ended");
 }
 
-TEST_F(AtomicFileTest, IsNotPassedOnToAProgram)
+// Such a child runs no handlers of `fork`.
+TEST_F(AtomicFileTest, StaysWithTheParentOfABareFork)
 {
     AtomicFile file;
     ASSERT_TRUE(file.openUtf8(mPath));
+    const pid_t child = ::_Fork();
+    if (child == 0) {
+        file.~AtomicFile();
+        ::_exit(0);
+    }
+    ASSERT_EQ(::waitpid(child, nullptr, 0), child);
+    EXPECT_EQ(list().size(), 2U);
+    file << "new";
+    EXPECT_TRUE(file.commit(&mFailure)) << mFailure.toString();
+    EXPECT_EQ(getTarget(), "new");
+}
+
+TEST_F(AtomicFileTest, IsNotPassedOnToAProgram)
+{
+    const std::size_t before = support::countInheritedDescriptors();
+    AtomicFile file;
+    ASSERT_TRUE(file.openUtf8(mPath));
+    EXPECT_EQ(support::countInheritedDescriptors(), before) << "by a child of vfork";
     const support::ChildResult child = support::runProgram(
         {.program = "/bin/sh", .arguments = {"-c", "ls -l /proc/self/fd; exit 42"}});
     EXPECT_EQ(child.exitCode, kExpected);
     EXPECT_EQ(child.out.find(mFolder.getPath()), std::string::npos) << child.out;
+}
+
+TEST_F(AtomicFileTest, IsNotPassedOnByAProcessWithoutStandardStreams)
+{
+    const support::ChildResult child = support::runInChild([&] {
+        for (int stream = 0; stream < 3; ++stream)
+            ::close(stream);
+        const std::size_t before = support::countInheritedDescriptors();
+        AtomicFile file;
+        if (!file.openUtf8(mPath)) return 1;
+        return support::countInheritedDescriptors() == before ? kExpected : 2;
+    });
+    EXPECT_EQ(child.exitCode, kExpected);
 }
 
 TEST_F(AtomicFileTest, LeavesNothingInAProcessWithoutStandardStreamsAndDescriptors)

@@ -284,6 +284,7 @@ TEST_F(CheckedStreamTest, ReadsNoByteThatIsNotPartOfAValue)
     EXPECT_FALSE(stream.readEnd());
     EXPECT_EQ(stream.getFailure().reason, StreamFailure::TrailingData);
     EXPECT_EQ(stream.getFailure().text, "end at offset 7: more bytes follow");
+    EXPECT_EQ(stream.getOffset(), 8U);
 }
 
 TEST_F(CheckedStreamTest, DoesNotTakeAFailureOfTheDeviceForTheEnd)
@@ -304,6 +305,14 @@ TEST_F(CheckedStreamTest, ReadsRawBytes)
     EXPECT_EQ(std::string(raw), "ab");
     EXPECT_FALSE(stream.readRaw(raw, 2));
     EXPECT_EQ(stream.getFailure().text, "raw bytes at offset 2: the input ends after 1 of 2 bytes");
+}
+
+TEST_F(CheckedStreamTest, KeepsTheFirstReason)
+{
+    CheckedStream stream("abc", kLittle);
+    EXPECT_FALSE(stream.reject("first"));
+    EXPECT_FALSE(stream.reject("second"));
+    EXPECT_EQ(stream.getFailure().text, "value at offset 0: first");
 }
 
 TEST_F(CheckedStreamTest, TakesNoMoreThanItRequestedFromADeviceThatClaimsMore)
@@ -486,6 +495,21 @@ TEST_F(CheckedStreamTest, ReadsListsInLists)
     ASSERT_EQ(root.children.size(), 2U);
     EXPECT_EQ(root.children[0].children.size(), 1U);
     EXPECT_TRUE(root.children[1].children.empty());
+}
+
+TEST_F(CheckedStreamTest, ReadsAnyNumberOfListsAfterOneAnother)
+{
+    constexpr int kCount = 200;
+    std::string bytes;
+    for (int i = 0; i < kCount; ++i)
+        bytes += toBytes(1) + "x";
+    StreamLimits limits;
+    limits.depth = 1;
+    CheckedStream stream(bytes, kLittle, limits);
+    std::vector<char> list;
+    for (int i = 0; i < kCount; ++i)
+        ASSERT_TRUE(stream.readList(list)) << i << stream.getFailure().text;
+    EXPECT_TRUE(stream.readEnd());
 }
 
 TEST_F(CheckedStreamTest, AcceptsListsUpToTheLimitOfTheirDepth)

@@ -217,6 +217,12 @@ TEST_F(DataFrameTest, IsRefusedWithEachFlippedBit)
     }
 }
 
+TEST_F(DataFrameTest, IsRefusedWithAWrongChecksumOfNoBytes)
+{
+    EXPECT_EQ(readOnlyFrame(forgeHeader(1, 3, 0, /*payloadCrc=*/1)).failure.text,
+              "frame payload at offset 32: the CRC is wrong");
+}
+
 TEST_F(DataFrameTest, IsRefusedWithTrailingData)
 {
     const Result result = readOnlyFrame(makeDataFrame("some payload") + '\0');
@@ -265,6 +271,17 @@ TEST_F(DataFrameTest, TakesNoMemoryForALengthThatIsALie)
     }
 }
 
+TEST_F(DataFrameTest, TakesOneStepOfMemoryForTheFirstBytes)
+{
+    const std::string bytes = forgeHeader(1, 3, 1UL << 20U);
+    PlainDevice device(bytes);
+    FrameReader frames(device, kFormat);
+    std::string payload;
+    const support::AllocationCounter counter;
+    EXPECT_FALSE(frames.read(payload));
+    EXPECT_LE(counter.getBytes(), kLargestStep + 1000);
+}
+
 TEST_F(DataFrameTest, ReadsNothingAfterADamagedFrame)
 {
     DeviceStub device("X" + makeDataFrame("first").substr(1) + makeDataFrame("second"));
@@ -303,6 +320,22 @@ TEST_F(DataFrameTest, ReportsAnyWriteThatFails)
     DeviceStub broken;
     broken.setDeviceError("broken");
     EXPECT_FALSE(writeFrame(broken, kFormat, "payload"));
+}
+
+TEST_F(DataFrameTest, IsNotWrittenByADeviceThatTakesAllButFails)
+{
+    class Failing : public DeviceStub {
+    public:
+        unsigned long writeBytes(const char* src, unsigned long size) override
+        {
+            const unsigned long count = DeviceStub::writeBytes(src, size);
+            if (getContent().size() > kHeaderBytes) setDeviceError("late");
+            return count;
+        }
+    };
+    Failing device;
+    EXPECT_FALSE(writeFrame(device, kFormat, "payload"));
+    EXPECT_EQ(device.getContent(), makeDataFrame("payload"));
 }
 
 TEST_F(DataFrameTest, IsNotWrittenByADeviceThatClaimsMoreThanItWasGiven)

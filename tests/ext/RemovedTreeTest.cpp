@@ -2,6 +2,7 @@
 #include <qz/ext/SafeFiles.h>
 
 #include <fcntl.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -113,6 +114,18 @@ TEST_F(RemovedTreeTest, RemovesAFileOrALinkItself)
     EXPECT_TRUE(isForeignWhole());
 }
 
+TEST_F(RemovedTreeTest, RemovesALinkOfOneLetterItself)
+{
+    const support::ChildResult child = support::runInChild([&] {
+        fs::current_path(mFolder.getPath());
+        fs::create_symlink(mForeign, "l");
+        return removeTreeNoFollow("l/").removedCount == 1 ? kExpected : 1;
+    });
+    EXPECT_EQ(child.exitCode, kExpected);
+    EXPECT_THAT(list(), ElementsAre("foreign", "target"));
+    EXPECT_TRUE(isForeignWhole());
+}
+
 TEST_F(RemovedTreeTest, RemovesAFolderOfManyFilesAndFolders)
 {
     constexpr int kCount = 500;
@@ -138,6 +151,7 @@ TEST_F(RemovedTreeTest, RefusesPathsThatNameNoEntry)
               "conversion of the path '': " + SystemError(EILSEQ).toString());
     const std::string missing = SystemError(ENOENT).toString();
     EXPECT_EQ(getFailure(removeTreeNoFollow(mRoot)), "open F/root: " + missing);
+    EXPECT_EQ(getFailure(removeTreeNoFollow(mRoot + "//")), "open F/root: " + missing);
     EXPECT_EQ(getFailure(removeTreeNoFollow(mRoot + "/file")),
               "open the folder of F/root/file: " + missing);
 }
@@ -185,6 +199,22 @@ TEST_F(RemovedTreeTest, NamesAFileThatCantBeRemoved)
     EXPECT_EQ(list(mRoot).size(), 3U);
 }
 
+TEST_F(RemovedTreeTest, NamesAFileAsItIsIfItsNameIsNoText)
+{
+    fs::create_directory(mRoot);
+    support::writeFile(mRoot + "/\xff", "");
+    fs::permissions(mFolder.getPath(), fs::perms::all);
+    fs::permissions(mRoot, fs::perms::others_read | fs::perms::others_exec);
+    const support::ChildResult child = support::runInChild([&] {
+        support::becomeNobody();
+        const RemovedTree removed = removeTreeNoFollow(mRoot);
+        const std::string expected = "unlink F/root/\xff: " + SystemError(EACCES).toString();
+        return getFailure(removed) == expected ? kExpected : 1;
+    });
+    fs::permissions(mRoot, fs::perms::all);
+    EXPECT_EQ(child.exitCode, kExpected);
+}
+
 TEST_F(RemovedTreeTest, RemovesAnEmptyFolderThatCantBeRead)
 {
     fs::create_directory(mRoot);
@@ -196,6 +226,21 @@ TEST_F(RemovedTreeTest, RemovesAnEmptyFolderThatCantBeRead)
     });
     EXPECT_EQ(child.exitCode, kExpected);
     EXPECT_FALSE(fs::exists(mRoot));
+}
+
+TEST_F(RemovedTreeTest, NeedsNoRightToReadTheFolderOfTheRoot)
+{
+    const std::string folder = mFolder.getPath("folder");
+    makeTree(mFolder.getPath("folder"), 0);
+    fs::permissions(mFolder.getPath(), fs::perms::all);
+    fs::permissions(folder, fs::perms::others_write | fs::perms::others_exec);
+    const support::ChildResult child = support::runInChild([&] {
+        support::becomeNobody();
+        return removeTreeNoFollow(folder + "/file") ? kExpected : 1;
+    });
+    fs::permissions(folder, fs::perms::all);
+    EXPECT_EQ(child.exitCode, kExpected);
+    EXPECT_THAT(list(folder), ElementsAre("first", "last"));
 }
 
 TEST_F(RemovedTreeTest, EntersNoOtherFileSystem)
@@ -212,6 +257,26 @@ TEST_F(RemovedTreeTest, EntersNoOtherFileSystem)
     });
     if (child.exitCode == support::kNoSmallDisk) GTEST_SKIP() << "no right to mount";
     EXPECT_EQ(child.exitCode, kExpected);
+}
+
+// It has the number of the device, and is the same file system.
+TEST_F(RemovedTreeTest, EntersNoFolderThatIsMountedFromElsewhere)
+{
+    makeTree(mRoot, 1);
+    const support::ChildResult child = support::runInChild([&] {
+        const std::string mounted = mRoot + "/d/last";
+        if (!support::mountSmallDisk(mRoot + "/d/first", "64k") ||
+            ::mount(mForeign.c_str(), mounted.c_str(), nullptr, MS_BIND, nullptr) != 0)
+            return support::kNoSmallDisk;
+        const RemovedTree removed = removeTreeNoFollow(mounted);
+        return getFailure(removed) == "enter F/root/d/last: " + SystemError(EXDEV).toString() &&
+                       removed.removedCount == 0
+                   ? kExpected
+                   : 1;
+    });
+    if (child.exitCode == support::kNoSmallDisk) GTEST_SKIP() << "no right to mount";
+    EXPECT_EQ(child.exitCode, kExpected);
+    EXPECT_TRUE(isForeignWhole());
 }
 
 TEST_F(RemovedTreeTest, LeavesAFileSystemThatIsMountedAtTheRoot)
@@ -245,6 +310,8 @@ TEST_F(RemovedTreeTest, RemovesATreeThatIsDeeperThanTheDescriptorsAndThePathsOfT
 TEST_F(RemovedTreeTest, NeedsThreeDescriptors)
 {
     makeTree(mRoot, 30);
+    makeTree(mRoot + "/first/again", 30);  // after the way back from the first branch
+    makeTree(mRoot + "/last/again", 30);
     {
         const support::DescriptorLimit limit(2);
         const RemovedTree removed = removeTreeNoFollow(mRoot);
@@ -264,6 +331,23 @@ TEST_F(RemovedTreeTest, LeavesNoDescriptor)
     EXPECT_TRUE(removeTreeNoFollow(mRoot));
     EXPECT_FALSE(removeTreeNoFollow(mRoot));
     EXPECT_EQ(support::countOpenDescriptors(), before);
+}
+
+TEST_F(RemovedTreeTest, UsesAboutTenDescriptors)
+{
+    struct CountAtPolls : qzCancelInterfaceReadOnly {
+        bool shouldCancel() const override
+        {
+            most = std::max(most, support::countOpenDescriptors());
+            return false;
+        }
+        mutable std::size_t most = 0;
+    } count;
+    makeTree(mRoot, 30);
+    const std::size_t before = support::countOpenDescriptors();
+    EXPECT_TRUE(removeTreeNoFollow(mRoot, &count));
+    EXPECT_GT(count.most, before + 2);
+    EXPECT_LE(count.most, before + 10);
 }
 
 // --- Cancellation
@@ -313,6 +397,20 @@ protected:
         ChangeAtPolls polls;
         polls.change = change;
         polls.random.seed(seed);
+        return removeTreeNoFollow(mRoot, &polls);
+    }
+    // Makes a change before each object.
+    RemovedTree removeWithChanges(const Change& change)
+    {
+        struct ChangeAtEachPoll : qzCancelInterfaceReadOnly {
+            bool shouldCancel() const override
+            {
+                change();
+                return false;
+            }
+            Change change;
+        } polls;
+        polls.change = change;
         return removeTreeNoFollow(mRoot, &polls);
     }
     // Another thread makes the changes, at any moment.
@@ -392,12 +490,64 @@ TEST_F(RemovedTreeAttack, LeavesATreeAloneToWhichAFolderIsMoved)
     }
 }
 
+TEST_F(RemovedTreeAttack, GoesOnAfterObjectsThatOthersRemove)
+{
+    constexpr unsigned int kObjects = 3 * 4;
+    // The last one can be removed only when it is empty.
+    for (const char* const object : {"/d/file", "/first", "/d"}) {
+        for (int poll = 0; poll < 40; ++poll) {
+            makeTree(mRoot, 2);
+            unsigned int removedByOther = 0;
+            int left = poll;
+            const RemovedTree removed = removeWithChanges([&] {
+                std::error_code notEmpty;
+                if (left-- == 0 && fs::remove(mRoot + object, notEmpty)) removedByOther = 1;
+            });
+            EXPECT_TRUE(removed) << removed.failure.toString() << object << poll;
+            EXPECT_EQ(removed.removedCount + removedByOther, kObjects) << object << poll;
+            EXPECT_FALSE(fs::exists(mRoot));
+        }
+    }
+}
+
+TEST_F(RemovedTreeAttack, RemovesAFolderThatTakesThePlaceOfAFile)
+{
+    for (int poll = 0; poll < 20; ++poll) {
+        makeTree(mRoot, 1);
+        const std::string file = mRoot + "/d/file";
+        int left = poll;
+        const RemovedTree removed = removeWithChanges([&] {
+            if (left-- == 0 && fs::remove(file)) makeTree(file, 0);
+        });
+        EXPECT_TRUE(removed) << removed.failure.toString() << poll;
+        EXPECT_FALSE(fs::exists(mRoot));
+    }
+}
+
+// After its content was removed.
+TEST_F(RemovedTreeAttack, RemovesALinkThatTakesThePlaceOfAnEmptiedFolder)
+{
+    makeTree(mRoot, 2);
+    const std::string folder = mRoot + "/d/d";
+    const std::string away = mForeign + "/moved";
+    const RemovedTree removed = removeWithChanges([&] {
+        if (fs::is_symlink(folder) || !fs::is_directory(folder) || !fs::is_empty(folder)) return;
+        fs::rename(folder, away);
+        fs::create_symlink(mForeign, folder);
+    });
+    EXPECT_TRUE(removed) << removed.failure.toString();
+    EXPECT_FALSE(fs::exists(mRoot));
+    EXPECT_TRUE(isForeignWhole());
+    EXPECT_TRUE(fs::is_empty(away));
+}
+
 // The rest of the tree is removed all the same.
 TEST_F(RemovedTreeAttack, RemovesTheRestIfAFolderWasMovedAway)
 {
     makeTree(mRoot, 24);
-    const std::string folder = getFolder(5);
+    const std::string folder = getFolder(14);
     const std::string away = mForeign + "/moved";
+    const std::size_t before = support::countOpenDescriptors();
     // Moves the folder while the walk is below it, and before it can remove the level above.
     struct MoveAtDepth : qzCancelInterfaceReadOnly {
         bool shouldCancel() const override
@@ -406,11 +556,13 @@ TEST_F(RemovedTreeAttack, RemovesTheRestIfAFolderWasMovedAway)
                 std::error_code ignored;
                 fs::rename(from, to, ignored);
             }
+            mostDescriptors = std::max(mostDescriptors, support::countOpenDescriptors());
             return false;
         }
         std::string deepFile;
         std::string from;
         std::string to;
+        mutable std::size_t mostDescriptors = 0;
     } move;
     move.from = folder;
     move.to = away;
@@ -419,6 +571,7 @@ TEST_F(RemovedTreeAttack, RemovesTheRestIfAFolderWasMovedAway)
     EXPECT_EQ(removed.failure.toString(),
               "return from " + folder + ": " + SystemError(ESTALE).toString());
     EXPECT_FALSE(fs::exists(mRoot)) << "its folders were reachable by their names";
+    EXPECT_LE(move.mostDescriptors, before + 10);
     EXPECT_TRUE(isForeignWhole());
     EXPECT_TRUE(fs::is_directory(away));
     EXPECT_TRUE(removeTreeNoFollow(away));

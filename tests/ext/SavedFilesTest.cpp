@@ -5,6 +5,7 @@
 
 #include <pthread.h>
 #include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -25,6 +26,7 @@
 #include "support/Files.h"
 #include "support/Limits.h"
 #include "support/LogCapture.h"
+#include "support/SmallDisk.h"
 
 namespace qz::ext {
 
@@ -116,6 +118,22 @@ TEST_F(SavedFilesTest, ReportsAnIniFileThatCantBeRead)
     EXPECT_EQ(child.exitCode, kExpected);
     ASSERT_EQ(::chmod(mPath.c_str(), 0600), 0);
     EXPECT_EQ(getTarget(), "old");
+}
+
+// The umask is for new files; this one has its mode at the end.
+TEST_F(SavedFilesTest, SavesAnIniFileWhenTheUmaskLeavesItsOwnerNothing)
+{
+    ASSERT_EQ(::chmod(mFolder.getPath().c_str(), 0777), 0);
+    const support::ChildResult child = support::runInChild([&] {
+        support::becomeNobody();
+        const std::string path = mFolder.getPath("own");
+        support::writeFile(path, "[General]\na=1\n");
+        ::umask(0777);
+        return saveIniFileAtomically(path, Map{{"b", 2}}, /*merge=*/true) ? kExpected : 1;
+    });
+    EXPECT_EQ(child.getEnd(), "exit 42");
+    EXPECT_EQ(mFolder.read("own"), "[General]\na=1\nb=2\n");
+    EXPECT_THAT(list(), ElementsAre("own", "target"));
 }
 
 // The descriptors of the main thread would lead to another file, which would be overwritten.
@@ -226,6 +244,9 @@ TEST_F(SavedFilesTest, ReportsThatTheDeviceCantBeWritten)
     EXPECT_FALSE(saveDeviceAtomically(mPath, source, &mFailure));
     EXPECT_EQ(mFailure.error, EFBIG);
     EXPECT_TRUE(source.good());
+    support::DeviceStub longer(std::string(200'000, 'x'));
+    EXPECT_FALSE(saveDeviceAtomically(mPath, longer, &mFailure));
+    EXPECT_EQ(getFailure(), "write for F/target: " + SystemError(EFBIG).toString());
     EXPECT_FALSE(saveDeviceAtomically(mFolder.getPath("none/file"), source, &mFailure));
     EXPECT_EQ(mFailure.error, ENOENT);
     EXPECT_EQ(getTarget(), "old");
@@ -259,6 +280,31 @@ TEST_F(SavedFilesTest, CopiesNoFileOntoItself)
     }
     EXPECT_EQ(getTarget(), "old");
     EXPECT_EQ(list().size(), 3U);
+}
+
+// Each disk numbers its files itself.
+TEST_F(SavedFilesTest, CopiesToAFileOfTheSameNumberOnAnotherDisk)
+{
+    const support::ChildResult child = support::runInChild([&] {
+        const std::string first = mFolder.getPath("first");
+        const std::string second = mFolder.getPath("second");
+        fs::create_directory(first);
+        fs::create_directory(second);
+        if (!support::mountSmallDisk(first, "64k") ||
+            ::mount("none", second.c_str(), "tmpfs", 0, "size=64k") != 0)
+            return support::kNoSmallDisk;
+        struct stat source = {};
+        struct stat target = {};
+        support::writeFile(first + "/file", "new");
+        support::writeFile(second + "/file", "old");
+        ::stat((first + "/file").c_str(), &source);
+        ::stat((second + "/file").c_str(), &target);
+        if (source.st_ino != target.st_ino) return support::kNoSmallDisk;
+        if (!copyFileChecked(first + "/file", second + "/file", &mFailure)) return 1;
+        return support::readFile(second + "/file") == "new" ? kExpected : 2;
+    });
+    if (child.exitCode == support::kNoSmallDisk) GTEST_SKIP() << "no such disks";
+    EXPECT_EQ(child.exitCode, kExpected);
 }
 
 TEST_F(SavedFilesTest, CopiesRegularFilesOnly)

@@ -20,9 +20,11 @@
 namespace qz {
 
 using support::DeviceStub;
+using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
+using ::testing::StartsWith;
 using Buffer = qzIoDeviceMemoryChunkAndSwapBuffer;
 using Peer = qzIoDeviceMemoryChunkAndSwapBufferTestPeer;
 
@@ -453,6 +455,33 @@ TEST_F(qzIoDeviceMemoryChunkAndSwapBufferTest, StaysUsableWhenAClearFindsNoMemor
                 EXPECT_EQ(readAll(*buffer), std::string(150, 'y'));
             });
     }
+}
+
+// The file may be missing then, which a write reports; or it is the old one, whose position is not
+// 0.
+TEST_F(qzIoDeviceMemoryChunkAndSwapBufferTest, ReadsWhatItWritesAfterAWipeThatFoundNoMemory)
+{
+    const std::string folder = mFolder.getPath("swap");
+    const std::string bytes(150, 'y');
+    std::unique_ptr<Buffer> buffer;
+    const std::size_t failures = support::failEachAllocation(
+        [&] {
+            {
+                const support::AllocationPause ownWork;
+                buffer = std::make_unique<Buffer>(folder, 40, 40, 100);
+                write(*buffer, std::string(170, 'x'));
+            }
+            buffer->clearDevice(Buffer::ClearWipeChunks);
+        },
+        [&](const support::AllocationFailure&) {
+            EXPECT_TRUE(write(*buffer, bytes) == 0 || readAll(*buffer) == bytes);
+            EXPECT_THAT(buffer->getDeviceErrorMsg(),
+                        AnyOf(IsEmpty(), StartsWith("Fail to write to swap file ")));
+            buffer->clearDevice(Buffer::ClearKeepChunks);
+            EXPECT_EQ(write(*buffer, bytes), 150U);
+            EXPECT_EQ(readAll(*buffer), bytes);
+        });
+    EXPECT_GT(failures, 1U);
 }
 
 // --- Copying out

@@ -317,6 +317,21 @@ TEST_F(qzIoDeviceSwapFileTest, IsFoundThroughARelativeFolderAfterAMove)
     EXPECT_EQ(support::runInChild(work).getEnd(), "exit 0");
 }
 
+TEST_F(qzIoDeviceSwapFileTest, IsInTheCurrentFolderIfNoneIsNamed)
+{
+    const auto work = [this] {
+        std::filesystem::current_path(mFolder.getPath());
+        Buffer buffer("", 10, 10, 10);
+        if (write(buffer, std::string(20, 'x')) != 20) return 1;
+        std::filesystem::current_path("/");
+        if (list(mFolder.getPath()).size() != 1) return 2;
+        if (buffer.getMemoryFootPrint() != 10) return 3;
+        buffer.clearDevice(Buffer::ClearFreeChunks);
+        return list(mFolder.getPath()).empty() ? 0 : 4;
+    };
+    EXPECT_EQ(support::runInChild(work).getEnd(), "exit 0");
+}
+
 // --- Failures
 
 TEST_F(qzIoDeviceSwapFileTest, ShowsAFolderThatCannotBeMadeAtTheFirstWrite)
@@ -525,6 +540,23 @@ TEST_F(qzIoDeviceSwapFileTest, ReportsThatItCannotSeekBeforeAWrite)
     Peer::getFile(*buffer).setDeviceError("words of the file");
     EXPECT_TRUE(buffer->seek(12, kBegin)) << "the file is moved when it is used";
     EXPECT_EQ(write(*buffer, "y"), 0U);
+    EXPECT_EQ(buffer->getDeviceErrorMsg(), "Fail to seek in swap file words of the file");
+}
+
+TEST_F(qzIoDeviceSwapFileTest, StaysWhereItIsWhenAWriteFails)
+{
+    const auto buffer = makeBuffer();
+    write(*buffer, std::string(30, 'x'));
+    buffer->seek(10, kBegin);
+    std::string bytes(2, '?');
+    ASSERT_EQ(buffer->readBytes(bytes.data(), 2), 2U);
+    Peer::getFile(*buffer).setDeviceError("words of the file");
+    EXPECT_EQ(write(*buffer, "abc"), 0U);
+    EXPECT_EQ(buffer->getDeviceErrorMsg(), "Fail to write to swap file words of the file");
+    EXPECT_EQ(buffer->getCurrentPos(), 12);
+    buffer->clearDeviceError();
+    EXPECT_TRUE(buffer->seek(15, kBegin));
+    EXPECT_EQ(buffer->readBytes(bytes.data(), 1), 0U);
     EXPECT_EQ(buffer->getDeviceErrorMsg(), "Fail to seek in swap file words of the file");
 }
 

@@ -7,17 +7,23 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <iostream>
 #include <string>
 #include <vector>
 
+#include <qz/ext/SafeFiles.h>
+#include <qz/ext/SecureRandom.h>
 #include <qz/qzDirUtils.h>
 #include <qz/qzLockFile.h>
 #include <qz/qzProcess.h>
 #include <qz/qzSystem.h>
 #include <qz/qzSystemUtils.h>
+
+#include "support/RefusedCalls.h"
 
 namespace {
 
@@ -80,6 +86,17 @@ int main(int /*argumentCount*/, char** arguments)
     });
     run("copy",
         [&] { qzDirUtils::CopyFileUtf8("/proc/self/exe", folder + "/copy", true, nullptr); });
+    run("saved ini file", [&] {
+        ext::saveIniFileAtomically(folder + "/ini", {{"a", 1}}, /*merge=*/false);
+    });
+    run("merged ini file", [&] {
+        ext::saveIniFileAtomically(folder + "/ini", {{"b", 2}}, /*merge=*/true);
+    });
+    run("checked copy", [&] { ext::copyFileChecked(folder + "/ini", folder + "/checked"); });
+    qzDirUtils::MkpathUtf8(folder + "/tree/branch");
+    run("removed tree", [&] { ext::removeTreeNoFollow(folder + "/tree"); });
+    support::refuseSystemCall(SYS_getrandom, ENOSYS);
+    run("random device", [] { ext::SecureRandom::MakeName(); });
     terminateQzSystem();
     std::cout << "end\n";
     return 0;

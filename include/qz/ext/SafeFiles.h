@@ -30,10 +30,11 @@ namespace qz::ext {
 /// if (!file.commit(&failure)) return report(failure);  // a failed write shows here as well
 /// @endcode
 ///
-/// The target keeps its mode and its owner; if the system doesn't allow that, the target is not
-/// replaced. A new file gets the mode of any new file. Extended attributes and access control lists
-/// of the old file are not kept, and its other names (hard links) keep the old content. A symbolic
-/// link stays, and the file that it leads to is replaced or made. Refused are folders (EISDIR),
+/// The target keeps its mode, its owner and, where there is /proc, its access control list; if the
+/// system doesn't allow that, the target is not replaced. A new file gets the mode of any new file.
+/// Other extended attributes of the old file are not kept, and its other names (hard links) keep
+/// the old content. A symbolic link stays, and the file that it leads to is replaced or made; links
+/// in the path of its folder are followed as the system does. Refused are folders (EISDIR),
 /// devices, pipes and sockets (EINVAL), files that the user may not write to, links of /proc, and
 /// in a folder where everybody may make files, such as /tmp, files and links of another user (all
 /// EACCES). The folder must be readable and writable, and not append-only (EPERM).
@@ -44,7 +45,8 @@ namespace qz::ext {
 ///
 /// Paths are in UTF-8, so the library must be started; one that can't be converted, is empty or
 /// holds a zero byte is refused (EILSEQ). A child of `fork` doesn't have the file: there, the
-/// object reads as closed and its destructor removes nothing.
+/// object reads as closed and its destructor removes nothing. In a child of `_Fork` or `clone`, the
+/// object must not be used but for the destructor, which removes nothing either.
 /// Threads: an object is for one thread.
 class QZ_API AtomicFile : public qzIoDevice {
 public:

@@ -10,6 +10,7 @@
 
 #include <qz/ext/SecureRandom.h>
 
+#include "AccessList.h"
 #include "base/CancellationBlock.h"
 #include "base/FileDescriptor.h"
 #include "base/LocalText.h"
@@ -92,12 +93,14 @@ bool WorkFile::make(SystemFailure& failure)
 {
     if (!chooseName(mName)) return refuse("choose a name beside ", errno, failure);
     bool isMade = false;
+    mMakersProcess = ::getpid();
     mFile = OwnDescriptor::Open([&] {
         const int file = createFile(mTarget.folder.get(), mName, kOwnerOnly);
         isMade = file >= 0;
         return file;
     });
-    if (mFile.isOpen()) return true;
+    // A reader by the path of the descriptor needs rights, which the umask may have taken.
+    if (mFile.isOpen() && ::fchmod(mFile.get(), kOwnerOnly) == 0) return true;
     const int error = errno;
     // A process without standard streams may have no descriptor left above them.
     if (isMade) ::unlinkat(mTarget.folder.get(), mName.c_str(), 0);
@@ -108,6 +111,17 @@ bool WorkFile::takeOwner(SystemFailure& failure)
 {
     if (::fchown(mFile.get(), mTarget.status->st_uid, mTarget.status->st_gid) == 0) return true;
     return refuse("fchown to the owner of ", errno, failure);
+}
+
+// With a list, the bits of the group in the mode are the most that the list gives to anybody. As
+// the mode of a file without one they would be new rights, and so would a list that the new file
+// has from its folder.
+bool WorkFile::takeAccessList(SystemFailure& failure)
+{
+    if (mChosenMode) return true;
+    const auto list = readAccessList(mTarget.folder.get(), mTarget.name);
+    return !list || writeAccessList(mFile.get(), *list) ||
+           refuse("access control list for ", errno, failure);
 }
 
 bool WorkFile::write(std::string_view bytes, SystemFailure& failure)
@@ -141,10 +155,10 @@ bool WorkFile::commit(SystemFailure& failure)
     const int statusError = updateStatus(mTarget);
     if (statusError != 0) return refuse("stat ", statusError, failure);
     if (mTarget.status) {
-        if (!takeOwner(failure)) return false;
+        if (!takeOwner(failure) || !takeAccessList(failure)) return false;
         mMode = mTarget.status->st_mode & kAllModeBits;
     }
-    // After the owner, because a change of that clears bits of the mode.
+    // After the owner and the list, because a change of these changes bits of the mode.
     if (::fchmod(mFile.get(), mChosenMode.value_or(mMode)) != 0)
         return refuse("fchmod for ", errno, failure);
     if (restart([&] { return ::fsync(mFile.get()); }) != 0)
@@ -162,7 +176,10 @@ bool WorkFile::commit(SystemFailure& failure)
 void WorkFile::discard()
 {
     const int savedErrno = errno;
-    if (isOpen() && !mIsInPlace) ::unlinkat(mTarget.folder.get(), mName.c_str(), 0);
+    // In children of _Fork and of the bare system call, which run no handlers, the file is open
+    // too.
+    const bool isOwn = mMakersProcess == ::getpid();
+    if (isOpen() && !mIsInPlace && isOwn) ::unlinkat(mTarget.folder.get(), mName.c_str(), 0);
     mFile.close();
     mTarget.folder.close();
     errno = savedErrno;

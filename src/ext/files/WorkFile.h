@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include <sys/types.h>
+
 #include <qz/ext/SystemFailure.h>
 
 #include "Target.h"
@@ -38,13 +40,14 @@ public:
     bool commit(SystemFailure& failure);
     /// Whether the target was replaced, also by a `commit` that failed after that.
     bool isInPlace() const { return mIsInPlace; }
-    /// Removes the file if it isn't in place.
+    /// Removes the file if it isn't in place, and if this is the process that has made it.
     void discard();
 
 private:
     bool make(SystemFailure& failure);
     bool findNewMode(SystemFailure& failure);
     bool takeOwner(SystemFailure& failure);
+    bool takeAccessList(SystemFailure& failure);
     bool refuse(const char* step, int error, SystemFailure& failure) const;
 
     std::string mPath;
@@ -54,6 +57,7 @@ private:
     mode_t mMode = 0;  // if there is no target at the time of `commit`
     std::optional<mode_t> mChosenMode;
     bool mIsInPlace = false;
+    pid_t mMakersProcess = 0;
 };
 
 }  // namespace qz::ext
