@@ -3,6 +3,7 @@
 
 #include <malloc.h>
 #include <sys/fsuid.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 
 #include <csignal>
@@ -14,6 +15,7 @@
 #include "support/ChildProcess.h"
 #include "support/Files.h"
 #include "support/Limits.h"
+#include "support/RefusedCalls.h"
 
 namespace qz::ext {
 
@@ -269,8 +271,13 @@ TEST_F(PipeChannelTest, WaitsForAServerThatHasTooManyClients)
     PipeChannel first;
     PipeChannel second;
     ASSERT_TRUE(connect(first));
-    EXPECT_FALSE(second.connect("echo", 50, nullptr, &mFailure));
+    struct CountPolls : qzCancelInterfaceReadOnly {
+        bool shouldCancel() const override { return ++polls < 0; }
+        mutable int polls = 0;
+    } tries;
+    EXPECT_FALSE(second.connect("echo", 50, &tries, &mFailure));
     EXPECT_EQ(mFailure.error, ETIMEDOUT);
+    EXPECT_LE(tries.polls, 20) << "no pause of 5 ms between the tries";
     mCancel.isRequested = true;
     EXPECT_FALSE(second.connect("echo", -1, &mCancel, &mFailure));
     EXPECT_EQ(mFailure.error, ECANCELED);
@@ -302,6 +309,22 @@ TEST_F(PipeChannelTest, KeepsTheConnectionAfterAReceiveWithoutAMessage)
     EXPECT_TRUE(channel.receive(message, 0, nullptr, &mFailure));
     EXPECT_EQ(message, "in two parts");
     mCancel.isRequested = false;
+}
+
+TEST_F(PipeChannelTest, ReportsAWaitThatTheSystemRefuses)
+{
+    const RawSocket listener;
+    ASSERT_TRUE(listener.listen(getSocketPath()));
+    const auto receive = [&] {
+        PipeChannel channel;
+        std::string message;
+        if (!connect(channel)) return 1;
+        support::refuseSystemCall(SYS_poll, ENOMEM);
+        if (channel.receive(message, -1, nullptr, &mFailure) || mFailure.error != ENOMEM) return 2;
+        return mFailure.step == "wait for the peer" ? kExpected : 3;
+    };
+    const int hangLimitSec = 60;
+    EXPECT_EQ(support::runInChild(receive, "", hangLimitSec).getEnd(), "exit 42");
 }
 
 TEST_F(PipeChannelTest, ClosesAfterASendThatTheServerDoesntRead)

@@ -62,7 +62,7 @@ struct Connection {
     }
     void sendAll() const
     {
-        while (peer->getEvents() != POLLIN) {
+        while (peer->isOpen() && peer->getEvents() != POLLIN) {
             readAll();
             peer->sendQueued();
         }
