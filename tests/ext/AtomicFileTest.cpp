@@ -426,6 +426,18 @@ TEST_F(AtomicFileTest, FollowsAndReplacesNothingOfAnotherUserInAFolderOfAll)
     EXPECT_EQ(support::readFile(shared + "/file"), "planted");
 }
 
+TEST_F(AtomicFileTest, ReplacesAFileOfAnotherUserInAFolderOfAGroup)
+{
+    const std::string shared = mFolder.getPath("shared");
+    fs::create_directory(shared);
+    support::writeFile(shared + "/file", "old");
+    if (::geteuid() != 0 || ::chown(shared.c_str(), 12, 12) != 0) GTEST_SKIP() << "needs root";
+    ASSERT_EQ(::chmod(shared.c_str(), 0770), 0);
+    ASSERT_EQ(::chown((shared + "/file").c_str(), 34, 34), 0);
+    EXPECT_TRUE(replace(shared + "/file", "new")) << mFailure.toString();
+    EXPECT_EQ(support::readFile(shared + "/file"), "new");
+}
+
 TEST_F(AtomicFileTest, ReplacesAFileOfItsOwnInAFolderOfAll)
 {
     const std::string shared = mFolder.getPath("shared");

@@ -204,7 +204,8 @@ TEST_F(RemovedTreeTest, NamesAFileAsItIsIfItsNameIsNoText)
     fs::create_directory(mRoot);
     support::writeFile(mRoot + "/\xff", "");
     fs::permissions(mFolder.getPath(), fs::perms::all);
-    fs::permissions(mRoot, fs::perms::others_read | fs::perms::others_exec);
+    fs::permissions(mRoot, fs::perms::owner_read | fs::perms::others_read | fs::perms::owner_exec |
+                               fs::perms::others_exec);
     const support::ChildResult child = support::runInChild([&] {
         support::becomeNobody();
         const RemovedTree removed = removeTreeNoFollow(mRoot);
@@ -233,7 +234,8 @@ TEST_F(RemovedTreeTest, NeedsNoRightToReadTheFolderOfTheRoot)
     const std::string folder = mFolder.getPath("folder");
     makeTree(mFolder.getPath("folder"), 0);
     fs::permissions(mFolder.getPath(), fs::perms::all);
-    fs::permissions(folder, fs::perms::others_write | fs::perms::others_exec);
+    fs::permissions(folder, fs::perms::owner_write | fs::perms::others_write |
+                                fs::perms::owner_exec | fs::perms::others_exec);
     const support::ChildResult child = support::runInChild([&] {
         support::becomeNobody();
         return removeTreeNoFollow(folder + "/file") ? kExpected : 1;

@@ -20,6 +20,7 @@
 #include <string>
 #include <system_error>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -275,24 +276,30 @@ TEST(SecureRandomTest, ThrowsAndGivesNoWeakBytesIfTheSystemHasNone)
     EXPECT_EQ(result.getEnd(), "exit 3");
 }
 
-// In a folder made for `chroot`, somebody may have made files in place of the devices.
-TEST(SecureRandomTest, ThrowsIfAFileIsInThePlaceOfADevice)
+// In a folder made for `chroot`, somebody may have made files in place of the devices, or devices
+// with another number.
+TEST(SecureRandomTest, ThrowsIfAnotherFileIsInThePlaceOfADevice)
 {
     const support::ScratchFolder folder;
     const std::string file = folder.write("file", std::string(1000, 'x'));
-    const char* const devices[] = {"/dev/random", "/dev/urandom"};
-    for (const char* const device : devices) {
-        const std::string outcome = tryInChild([&] {
+    const std::string zeros = "/dev/zero";
+    const std::pair<std::string, const char*> rows[] = {{file, "/dev/random"},
+                                                        {file, "/dev/urandom"},
+                                                        {zeros, "/dev/random"},
+                                                        {zeros, "/dev/urandom"}};
+    for (const auto& [other, device] : rows) {
+        const std::string outcome = tryInChild([&, &other = other, &device = device] {
             const bool isMounted = support::mountSmallDisk(folder.getPath(), "64k") &&
                                    std::ofstream(file).put('x').flush() &&
-                                   ::mount(file.c_str(), device, nullptr, MS_BIND, nullptr) == 0;
+                                   ::mount(other.c_str(), device, nullptr, MS_BIND, nullptr) == 0;
             // Not even with rights under the thread sanitizer, which has a thread of its own.
             if (!isMounted) std::cout << "no mount: " << std::strerror(errno) << "; ";
             support::refuseSystemCall(SYS_getrandom, ENOSYS);
         });
         if (outcome.rfind("no mount", 0) == 0) GTEST_SKIP() << outcome;
         EXPECT_EQ(outcome,
-                  std::string("19 no random bytes, ") + device + ": No such device, zeros: 100");
+                  std::string("19 no random bytes, ") + device + ": No such device, zeros: 100")
+            << other;
     }
 }
 
