@@ -6,11 +6,11 @@
 #include <utility>
 
 #include <pthread.h>
-#include <sched.h>
 #include <time.h>
 
 #include "SignalSafety.h"
 #include "concurrency/RecursiveMutex.h"
+#include "concurrency/YieldingLock.h"
 #include "text/TextServices.h"
 
 namespace qz {
@@ -26,7 +26,6 @@ constexpr std::size_t kMostSpareText = 1024;
 constexpr int kMostLastBatches = 16;
 // More requested files than that would take memory without limit.
 constexpr std::size_t kMostInstallations = 64;
-constexpr int kTriesBeforeSleep = 4;
 constexpr long kNapNanoseconds = 50000;
 constexpr long kNanosecondsInSecond = 1000000000;
 
@@ -98,7 +97,7 @@ public:
     {
         mIsHeld = true;
         log::LockCount::Increment();
-        if (!tryLock()) mMutex.lock();
+        lockYielding(mMutex);
     }
     void unlock()
     {
@@ -135,18 +134,6 @@ public:
 
 private:
     explicit Lock(qzMutex* mutex) : mMutex(*mutex) {}
-
-    // Lets the holder run until it unlocks. Once a thread sleeps at the mutex, each unlock has to
-    // wake somebody, and the threads keep running into each other: with as many as there are
-    // processors and more, that takes up to half as long again.
-    bool tryLock()
-    {
-        for (int tries = 0; tries != kTriesBeforeSleep; ++tries) {
-            if (mMutex.tryLock()) return true;
-            ::sched_yield();
-        }
-        return false;
-    }
 
     ScopedSignalBlock mSignals{ScopedSignalBlock::Later};  // ends after the lock
     qzMutex& mMutex;

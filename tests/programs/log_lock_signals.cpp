@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstring>
 #include <iostream>
 #include <list>
@@ -33,6 +34,18 @@ thread_local bool gIsArmed = false;
 thread_local bool gIsMain = false;
 std::atomic<bool> gIsLogThreadReleased = true;
 
+bool isArmedFor(const char* point)
+{
+    return gIsArmed && std::strcmp(point, gPoint) == 0;
+}
+
+// Whether the mutex is to look as if another thread held it.
+bool isToBeBusy()
+{
+    return isArmedFor("yielding") || isArmedFor("yielded") || isArmedFor("blocking") ||
+           isArmedFor("blocked");
+}
+
 // A function of its own that the compiler can't look into: what comes may be an exception, and the
 // call of the system is declared as one that never throws.
 #ifdef __clang__
@@ -42,7 +55,7 @@ std::atomic<bool> gIsLogThreadReleased = true;
 #endif
 void raiseAt(const char* point)
 {
-    if (!gIsArmed || std::strcmp(point, gPoint) != 0) return;
+    if (!isArmedFor(point)) return;
     gIsArmed = false;
     ::raise(gSignal);
 }
@@ -61,6 +74,8 @@ Call* findReal(Call* /*standIn*/, const char* name)
 extern "C" {
 
 int lockMutex(pthread_mutex_t* mutex) __asm__("pthread_mutex_lock");
+int tryLockMutex(pthread_mutex_t* mutex) __asm__("pthread_mutex_trylock");
+int yieldToOthers() __asm__("sched_yield");
 int unlockMutex(pthread_mutex_t* mutex) __asm__("pthread_mutex_unlock");
 int wakeAll(pthread_cond_t* condition) __asm__("pthread_cond_broadcast");
 int waitFor(pthread_cond_t* condition, pthread_mutex_t* mutex) __asm__("pthread_cond_wait");
@@ -68,9 +83,28 @@ int waitFor(pthread_cond_t* condition, pthread_mutex_t* mutex) __asm__("pthread_
 int lockMutex(pthread_mutex_t* mutex)
 {
     static auto* const real = findReal(&lockMutex, "pthread_mutex_lock");
+    raiseAt("blocking");
+    const int result = real(mutex);
+    raiseAt("blocked");
+    return result;
+}
+
+int tryLockMutex(pthread_mutex_t* mutex)
+{
+    static auto* const real = findReal(&tryLockMutex, "pthread_mutex_trylock");
+    if (isToBeBusy()) return EBUSY;
     raiseAt("locking");
     const int result = real(mutex);
     raiseAt("locked");
+    return result;
+}
+
+int yieldToOthers()
+{
+    static auto* const real = findReal(&yieldToOthers, "sched_yield");
+    raiseAt("yielding");
+    const int result = real();
+    raiseAt("yielded");
     return result;
 }
 
