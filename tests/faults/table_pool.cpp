@@ -18,6 +18,8 @@ FaultTable getPoolFaults()
             kSums + "; " + kSums,
             {
                 {"pthread_create", EAGAIN, {"no pool: Resource temporarily unavailable; " + kSums}},
+                // Without a clock the workers take more or fewer pieces at once.
+                {"clock_gettime", EINVAL, {}, {kSums + "; " + kSums}},
             },
             // A text of a thread that stays short is nothing that it would fail for.
             {"std::bad_alloc", kSums + "; " + kSums}};
