@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <qz/qzIoDeviceStdStreamProxy.h>
 
-#include <cxxabi.h>
-
 #include <istream>
 #include <ostream>
 
 #include "StreamState.h"
+#include "frame/base/CatchAll.h"
 
 namespace qz {
 
@@ -15,18 +14,10 @@ namespace {
 // A stream that its owner has set to throw sets its state first, and the callers check that state.
 // Exceptions of the stream's buffer may pass through: from reads and writes if the owner has set
 // it so, from seeks and tells of an output always.
-//
-// A cancellation has no object: the reference that catches it is null, which a sanitizer reports,
-// also where this function is inlined.
 template <typename Work>
-__attribute__((noinline, no_sanitize("null"))) void quietly(Work work)
+void quietly(Work work)
 {
-    try {
-        work();
-    } catch (const abi::__forced_unwind&) {  // the thread is being cancelled
-        throw;
-    } catch (...) {
-    }
+    catchAll(work, [] {});
 }
 
 // Here any value but the first two counts from the end.
