@@ -119,8 +119,19 @@ void measureLines(benchmark::State& state, std::size_t producers, std::size_t li
     state.SetItemsProcessed(state.iterations() * static_cast<long>(lines));
 }
 
+void measureReportLatency(benchmark::State& state)
+{
+    const ScratchFile file("limit-latency");
+    for (auto _ : state) {
+        QueueToFile queue(file.getPath());
+        state.SetIterationTime(
+            measureLatency(0.5, [&queue](std::size_t number) { queue.report(number); }));
+    }
+}
+
 const Check kFileCheck("lines in the file by the limit", isFileComplete);
 const ProducerRows<measureLines> kProducerRows("limit");
+const Case kP50("report, p50", "limit", measureReportLatency, Clock::Own);
 
 }  // namespace
 

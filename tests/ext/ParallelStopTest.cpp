@@ -45,6 +45,18 @@ private:
     std::atomic<int>& mCount;
 };
 
+// Runs 1024 pieces on one thread. Returns how many are done when the body has made the request.
+template <typename Body>
+std::size_t countUntilStop(const Body& body)
+{
+    ConcurrentPool pool(1);
+    Request request;
+    ParallelOptions options = withPool(pool);
+    options.cancel = &request;
+    const auto call = [&](std::size_t i) { body(i, request); };
+    return parallelFor(0, std::size_t{1024}, call, options).doneCount;
+}
+
 INSTANTIATE_TEST_SUITE_P(Workers, ParallelStopPoolTest, ::testing::Values(1U, 2U, 8U));
 
 }  // namespace
@@ -267,34 +279,20 @@ TEST_F(ParallelStopTest, StopsAfterThePieceThatRuns)
 
 TEST_F(ParallelStopTest, TakesFewPiecesAtOnce)
 {
-    ConcurrentPool pool(1);
-    Request request;
-    ParallelOptions options = withPool(pool);
-    options.cancel = &request;
-    const ParallelResult result = parallelFor(
-        0, 1024,
-        [&](std::size_t i) {
-            if (i == 300) request.cancel();
-        },
-        options);
-    EXPECT_GT(result.doneCount, 300U);
-    EXPECT_LE(result.doneCount, 316U);
+    const std::size_t count = countUntilStop([](std::size_t i, Request& request) {
+        if (i == 300) request.cancel();
+    });
+    EXPECT_GT(count, 300U);
+    EXPECT_LE(count, 316U);
 }
 
 TEST_F(ParallelStopTest, TakesLongPiecesOneByOne)
 {
-    ConcurrentPool pool(1);
-    Request request;
-    ParallelOptions options = withPool(pool);
-    options.cancel = &request;
-    const ParallelResult result = parallelFor(
-        0, 1024,
-        [&](std::size_t i) {
-            if (i >= 500) std::this_thread::sleep_for(std::chrono::microseconds(200));
-            if (i == 600) request.cancel();
-        },
-        options);
-    EXPECT_EQ(result.doneCount, 601U);
+    const std::size_t count = countUntilStop([](std::size_t i, Request& request) {
+        if (i >= 500) std::this_thread::sleep_for(std::chrono::microseconds(200));
+        if (i == 600) request.cancel();
+    });
+    EXPECT_EQ(count, 601U);
 }
 
 TEST_F(ParallelStopTest, StopsBeforeItsEndOnSeveralWorkers)

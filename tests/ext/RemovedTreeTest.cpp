@@ -53,6 +53,13 @@ protected:
             fs::create_directory(folder + "/last");
         }
     }
+    // Allows other users to list the root, and no change of it.
+    void makeReadOnly()
+    {
+        fs::permissions(mFolder.getPath(), fs::perms::all);
+        fs::permissions(mRoot, fs::perms::owner_read | fs::perms::others_read |
+                                   fs::perms::owner_exec | fs::perms::others_exec);
+    }
     // Makes a folder with so many levels that its paths are too long for the system.
     void makeDeepTree(int depth)
     {
@@ -183,9 +190,7 @@ TEST_F(RemovedTreeTest, RemovesTheRestIfSomethingCantBeRemoved)
 TEST_F(RemovedTreeTest, NamesAFileThatCantBeRemoved)
 {
     makeTree(mRoot, 0);
-    fs::permissions(mFolder.getPath(), fs::perms::all);
-    fs::permissions(mRoot, fs::perms::owner_read | fs::perms::others_read | fs::perms::owner_exec |
-                               fs::perms::others_exec);
+    makeReadOnly();
     const support::ChildResult child = support::runInChild([&] {
         support::becomeNobody();
         const RemovedTree removed = removeTreeNoFollow(mRoot);
@@ -203,9 +208,7 @@ TEST_F(RemovedTreeTest, NamesAFileAsItIsIfItsNameIsNoText)
 {
     fs::create_directory(mRoot);
     support::writeFile(mRoot + "/\xff", "");
-    fs::permissions(mFolder.getPath(), fs::perms::all);
-    fs::permissions(mRoot, fs::perms::owner_read | fs::perms::others_read | fs::perms::owner_exec |
-                               fs::perms::others_exec);
+    makeReadOnly();
     const support::ChildResult child = support::runInChild([&] {
         support::becomeNobody();
         const RemovedTree removed = removeTreeNoFollow(mRoot);

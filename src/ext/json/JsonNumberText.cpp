@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The numbers of a text that is written.
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -96,7 +97,7 @@ char* formatFixed(char* out, double value, const Digits& digits)
 {
     const int exponent = digits.getExponent();
     if (exponent < 0) {
-        std::memcpy(out, "0.000000", 8);
+        std::copy_n("0.000000", 8, out);
         return digits.write(out + 1 - exponent);
     }
     if (exponent + 1 < digits.getCount()) return digits.write(out, exponent + 1);
@@ -133,8 +134,7 @@ char* formatReal(char* out, double value)
 {
     if (std::signbit(value)) *out++ = '-';
     if (value == 0) {
-        std::memcpy(out, "0.0", 3);
-        return out + 3;
+        return std::copy_n("0.0", 3, out);
     }
     value = std::abs(value);
     const Digits digits(findShortest(value));
