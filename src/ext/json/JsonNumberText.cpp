@@ -133,9 +133,7 @@ char* formatInteger(char* out, long value)
 char* formatReal(char* out, double value)
 {
     if (std::signbit(value)) *out++ = '-';
-    if (value == 0) {
-        return std::copy_n("0.0", 3, out);
-    }
+    if (value == 0) return std::copy_n("0.0", 3, out);
     value = std::abs(value);
     const Digits digits(findShortest(value));
     return isFixedShorter(digits) ? formatFixed(out, value, digits) : formatScientific(out, digits);
