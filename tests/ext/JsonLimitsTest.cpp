@@ -232,6 +232,22 @@ TEST(JsonDevice, ThatRefusesBytesIsAnError)
     }
 }
 
+TEST(JsonDevice, ThatFailsBeforeAValueThatCannotBeWrittenIsTheError)
+{
+    List numbers;
+    for (long i = 0; i != 10000; ++i)
+        numbers.push_back(i);
+    numbers.push_back(std::nan(""));
+    for (const qzVariant& value :
+         {qzVariant(numbers), qzVariant(std::string(50000, 'x') + "\n\xff"),
+          qzVariant(Map{{"a", numbers}})}) {
+        support::DeviceStub device;
+        device.stopAfter(100);
+        device.setErrorOfShortMoves("disk full");
+        EXPECT_EQ(writeJson(value, device).toString(), "disk full");
+    }
+}
+
 TEST(JsonDevice, ReceivesNothingOfASmallTreeThatCannotBeWritten)
 {
     support::DeviceStub device;
