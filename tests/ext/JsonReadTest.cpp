@@ -14,6 +14,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <pmmintrin.h>
 
 #include "ext/JsonFixture.h"
 #include "ext/PlainJson.h"
@@ -532,6 +533,28 @@ TEST(JsonNumbers, IgnoreTheLocale)
     EXPECT_EQ(write(List{1.5, 1234567}), "[1.5,1234567]");
     EXPECT_EQ(read("[1.5,1e-400,9223372036854775808]"), (List{1.5, 0.0, 9223372036854775808.0}));
     EXPECT_EQ(readJson("1,5").error.message, kAfter);
+}
+
+// Programs choose these for their own arithmetic; some compilers' options for speed do as well.
+TEST(JsonNumbers, IgnoreTheModeOfTheProcessor)
+{
+    const char* const text = "[0.3,8.5e15,-86.502,4.9e-320,-1e-400,9223372036854777856]";
+    const qzVariant value(List{0.3, 8.5e15, -86.502, 4.9e-320, -0.0, 9223372036854777856.0});
+    constexpr unsigned int modes[] = {_MM_ROUND_UP, _MM_ROUND_DOWN, _MM_ROUND_TOWARD_ZERO,
+                                      _MM_DENORMALS_ZERO_ON | _MM_FLUSH_ZERO_ON};
+    const unsigned int usual = _mm_getcsr();
+    for (const unsigned int mode : modes) {
+        _mm_setcsr(usual | mode);
+        const JsonReadResult result = readJson(text);
+        std::string written;
+        const JsonError error = writeJson(value, written);
+        const unsigned int after = _mm_getcsr();
+        _mm_setcsr(usual);
+        EXPECT_EQ(write(result.value), write(value)) << mode;
+        EXPECT_EQ(error.toString(), "");
+        EXPECT_EQ(written, write(value)) << mode;
+        EXPECT_EQ(after & mode, mode);
+    }
 }
 
 // --- Options of reading

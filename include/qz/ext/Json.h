@@ -39,8 +39,9 @@ class qzIoDevice;
 /// | an object                               | `MAP`; its entries are written in key order        |
 ///
 /// What is written reads back equal: a `REAL` always has a point or an exponent, and as many digits
-/// as its value needs. Neither direction depends on the locale, and neither recurses. The library
-/// need not be started. When memory runs out, `std::bad_alloc` is thrown.
+/// as its value needs. Neither direction depends on the locale or on how the thread rounds, and
+/// neither recurses; writing takes some 20 KB of stack. The library need not be started. When
+/// memory runs out, `std::bad_alloc` is thrown.
 /// Threads: any. Several may convert one text or one variant at the same time; a device is for one.
 
 namespace qz::ext {
