@@ -302,7 +302,9 @@ const Refused kRefused[] = {
     {"DuplicateOfOtherType", R"({"a":{},"b":1,"a":[]})", Kind::DuplicateKey,
      "The key \"a\" is there twice", 1, 15},
     {"DuplicateWithQuotes", R"({"a\n\"":1,"a\n\"":1})", Kind::DuplicateKey,
-     R"(The key "a\x0a\"" is there twice)", 1, 12},
+     R"(The key "a\n\"" is there twice)", 1, 12},
+    {"DuplicateThatMisleads", "{\"\u2028\u202e\\u009b\":1,\"\u2028\u202e\\u009b\":1}",
+     Kind::DuplicateKey, R"(The key "\u2028\u202E\u009B" is there twice)", 1, 15},
     // places
     {"ThirdLine", "[1,\n2,\n  x]", Kind::Syntax, kNoValue, 3, 3},
     {"LinesWithCarriageReturn", "[1,\r\n2,\r\nx]", Kind::Syntax, kNoValue, 3, 1},

@@ -101,7 +101,7 @@ const Unwritable kUnwritable[] = {
     {"BadString", Map{{"a-b_1", Map{{"", "\xff"}}}}, Kind::Encoding,
      "a-b_1[\"\"]: The string isn't UTF-8"},
     {"BadKey", Map{{"a b", Map{{"\xff\"\\\n\xc3\xa9", 1}}}}, Kind::Encoding,
-     "[\"a b\"][\"\\xff\\\"\\\\\\x0a\xc3\xa9\"]: The key isn't UTF-8"},
+     "[\"a b\"][\"\\xFF\\\"\\\\\\n\xc3\xa9\"]: The key isn't UTF-8"},
     {"CutString", "abc\xe2\x82", Kind::Encoding, "The string isn't UTF-8"},
     {"Surrogate", "\xed\xa0\x80", Kind::Encoding, "The string isn't UTF-8"},
     {"Overlong", "\xc0\xaf", Kind::Encoding, "The string isn't UTF-8"},

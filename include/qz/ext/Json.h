@@ -74,7 +74,8 @@ struct QZ_API JsonError {
     std::string message;     ///< The reason as a sentence; the device's own text for `Device`.
     JsonPlace place;         ///< Where in the text, when reading.
     /// Which value, when writing, as in `a.b[3]`; empty for the whole. A key that isn't a word is
-    /// in brackets and quotes, as in `a["b c"]`, and a long one is cut.
+    /// in brackets and quotes, as in `a["b c"]`, and a long one is cut. A key is shown as `escaped`
+    /// of `qz/ext/PrintableText.h` does it, here and in `message`.
     std::string path;
 
     /// Whether there is an error.
