@@ -21,7 +21,7 @@ JsonError writeJson(const qzVariant& value, std::string& text, const JsonWriteOp
 JsonError writeJson(const qzVariant& value, qzIoDevice& device, const JsonWriteOptions& options)
 {
     JsonOutput output(device);
-    const JsonError error = JsonWriter(options, output).write(value);
+    JsonError error = JsonWriter(options, output).write(value);
     if (!output.hasFailed()) return error;
     // Before the error of a value, if there is one: after it, nothing more is written.
     return {JsonError::Kind::Device,
