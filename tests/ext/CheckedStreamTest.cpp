@@ -287,6 +287,17 @@ TEST_F(CheckedStreamTest, ReadsNoByteThatIsNotPartOfAValue)
     EXPECT_EQ(stream.getOffset(), 8U);
 }
 
+TEST_F(CheckedStreamTest, DoesNotCallTheDeviceForNoBytes)
+{
+    DeviceStub device(makeText(0));
+    CheckedStream stream(device, kLittle);
+    std::string text = "old";
+    EXPECT_TRUE(stream.read(text));
+    EXPECT_EQ(text, "");
+    EXPECT_TRUE(stream.readRaw(nullptr, 0));
+    EXPECT_THAT(device.getCalls(), ElementsAre("read 4 -> 4"));
+}
+
 TEST_F(CheckedStreamTest, DoesNotTakeAFailureOfTheDeviceForTheEnd)
 {
     DeviceStub device;
@@ -465,6 +476,24 @@ TEST_F(CheckedStreamTest, CountsTheMemoryOfTheItemsOfAList)
     EXPECT_EQ(stream.getFailure().reason, StreamFailure::TotalLimit);
 }
 
+TEST_F(CheckedStreamTest, AcceptsAnItemWhoseMemoryIsExactlyWhatIsLeft)
+{
+    const std::string bytes = toBytes(1) + 'a';
+    StreamLimits limits;
+    limits.totalBytes = 1004;
+    for (const unsigned long size : {1000UL, 1001UL}) {
+        CheckedStream stream(bytes, kLittle, limits);
+        CheckedStream::List list(stream);
+        EXPECT_EQ(list.next(size), size == 1000);
+        char letter = 'o';
+        EXPECT_FALSE(stream.read(letter));
+        EXPECT_EQ(stream.getFailure().text,
+                  size == 1000
+                      ? "char at offset 4: 1 bytes exceed the 0 that are left of the whole"
+                      : "item at offset 4: 1001 bytes exceed the 1000 that are left of the whole");
+    }
+}
+
 // --- Lists
 
 // A tree as lists of lists.
@@ -603,6 +632,17 @@ TEST_F(CheckedStreamTest, FailsAListWithAnExceptionOfItsReader)
                  std::bad_alloc);
     EXPECT_THAT(items, ElementsAre(3));
     EXPECT_FALSE(stream.isOk());
+    EXPECT_EQ(stream.getFailure().reason, StreamFailure::Exception);
+    EXPECT_EQ(stream.getFailure().text, "list at offset 0: an exception has ended the read");
+}
+
+TEST_F(CheckedStreamTest, FailsAListWhoseReaderMissesTheFailure)
+{
+    CheckedStream stream(std::string_view("\1\0\0\0ab", 6), kLittle);
+    std::vector<int> items = {3};
+    EXPECT_FALSE(stream.readList(items, [&](int& item) { return stream.read(item) || true; }));
+    EXPECT_THAT(items, ElementsAre(3));
+    EXPECT_EQ(stream.getFailure().reason, StreamFailure::Ended);
 }
 
 // --- Memory
@@ -635,6 +675,23 @@ TEST_F(CheckedStreamTest, TakesMemoryForTheBytesThatComeAndNotForThoseThatALengt
             EXPECT_LE(counter.getBytes(), 3 * 4 * (size + kLargestStep)) << size;
             EXPECT_EQ(text + vector[0] + list[0], "oldoo");
         }
+    }
+}
+
+TEST_F(CheckedStreamTest, TakesTwiceTheMemoryOfWhatHasComeAndNoMoreThanTheText)
+{
+    const std::string text(5 * kLargestStep, 'x');
+    struct Row {
+        unsigned long claim;
+        unsigned long steps;  // of all blocks together
+    };
+    for (const Row row : {Row{5 * kLargestStep, 1 + 2 + 4 + 5}, Row{0xFFFFFFFF, 1 + 2 + 4 + 8}}) {
+        const std::string bytes = toBytes(static_cast<std::uint32_t>(row.claim)) + text;
+        std::vector<char> vector;
+        CheckedStream stream(bytes, kLittle, GenerousLimits());
+        const support::AllocationCounter counter;
+        EXPECT_EQ(stream.read(vector), row.claim == text.size());
+        EXPECT_EQ(counter.getBytes(), row.steps * kLargestStep);
     }
 }
 

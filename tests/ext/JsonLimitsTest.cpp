@@ -181,19 +181,28 @@ TEST(JsonDevice, ThatReturnsNothingBeforeItsEndGivesNoValue)
     EXPECT_TRUE(result.value.isNull());
 }
 
-TEST(JsonDevice, ThatClaimsMoreThanRequestedGivesNoValue)
+class Boaster : public support::DeviceStub {
+public:
+    explicit Boaster(unsigned long excess) : mExcess(excess) {}
+    unsigned long readBytes(char* /*dst*/, unsigned long size) override { return size + mExcess; }
+    unsigned long writeBytes(const char* /*src*/, unsigned long size) override
+    {
+        return size + mExcess;
+    }
+
+private:
+    unsigned long mExcess;
+};
+
+TEST(JsonDevice, ThatClaimsMoreThanRequestedIsAnError)
 {
-    class Boaster : public support::DeviceStub {
-    public:
-        unsigned long readBytes(char* /*dst*/, unsigned long /*size*/) override
-        {
-            return static_cast<unsigned long>(-1);
-        }
-    };
-    Boaster device;
-    const JsonReadResult result = readJson(device);
-    EXPECT_EQ(result.error.kind, Kind::Device);
-    EXPECT_EQ(result.error.toString(), "The device claims more bytes than requested");
+    for (const unsigned long excess : {1UL, SIZE_MAX / 2}) {
+        Boaster device(excess);
+        const JsonReadResult result = readJson(device);
+        EXPECT_EQ(result.error.kind, Kind::Device);
+        EXPECT_EQ(result.error.toString(), "The device claims more bytes than requested");
+        EXPECT_EQ(writeJson(1, device).kind, Kind::Device);
+    }
 }
 
 TEST(JsonDevice, BeyondTheLimitIsNotReadToItsEnd)
@@ -203,6 +212,11 @@ TEST(JsonDevice, BeyondTheLimitIsNotReadToItsEnd)
     options.maxTextBytes = 100000;
     EXPECT_EQ(readJson(device, options).error.toString(), "The text has more than 100000 bytes");
     EXPECT_LE(device.getCurrentPos(), 100000 + 65536);
+
+    support::DeviceStub slow("[1] ");
+    slow.shortenTo(1);
+    options.maxTextBytes = 3;
+    EXPECT_EQ(readJson(slow, options).error.kind, Kind::Limit);
 }
 
 TEST(JsonDevice, ReceivesTheWholeText)
@@ -229,6 +243,39 @@ TEST(JsonDevice, ThatRefusesBytesIsAnError)
                                             : "The device accepted fewer bytes than it was given");
             EXPECT_EQ(device.getContent().size(), moved);
         }
+    }
+}
+
+TEST(JsonDevice, ThatFailsOnceReceivesNothingMore)
+{
+    class Failing : public support::DeviceStub {
+    public:
+        unsigned long writeBytes(const char* src, unsigned long size) override
+        {
+            return mCalls++ == 0 ? 0 : support::DeviceStub::writeBytes(src, size);
+        }
+
+    private:
+        int mCalls = 0;
+    };
+    Failing device;
+    EXPECT_EQ(writeJson(std::string(50000, 'x'), device).kind, Kind::Device);
+    EXPECT_EQ(device.getContent(), "");
+}
+
+TEST(JsonDevice, ThatFailsBeforeAValueThatCannotBeWrittenIsTheError)
+{
+    List numbers;
+    for (long i = 0; i != 10000; ++i)
+        numbers.push_back(i);
+    numbers.push_back(std::nan(""));
+    for (const qzVariant& value :
+         {qzVariant(numbers), qzVariant(std::string(50000, 'x') + "\n\xff"),
+          qzVariant(Map{{"a", numbers}})}) {
+        support::DeviceStub device;
+        device.stopAfter(100);
+        device.setErrorOfShortMoves("disk full");
+        EXPECT_EQ(writeJson(value, device).toString(), "disk full");
     }
 }
 

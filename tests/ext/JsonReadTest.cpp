@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Reading JSON: what is accepted, what is refused and where, numbers and options.
 
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <pmmintrin.h>
 
 #include "ext/JsonFixture.h"
 #include "ext/PlainJson.h"
@@ -61,6 +63,7 @@ const Accepted kAccepted[] = {
     {"EscapeBetween", R"("ab\ncd")", "ab\ncd"},
     {"EscapeOfZero", R"("a\u0000b")", "a\0b"sv},
     {"EscapeOfAscii", R"("\u0041")", "A"},
+    {"EscapeOfTheLastOfAscii", R"("\u007f\u0080")", "\x7f\xc2\x80"},
     {"EscapeUpperCaseDigits", R"("\u00E9\u00e9")", "\xc3\xa9\xc3\xa9"},
     {"EscapeOfThreeBytes", R"("\u20ac")", "\xe2\x82\xac"},
     {"EscapeBelowSurrogates", R"("\ud7ff")", "\xed\x9f\xbf"},
@@ -104,6 +107,8 @@ const Accepted kAccepted[] = {
     {"TenToThe22", "10000000000000000000000", 1e22},
     {"RealBelowTheRange", "1e-400", 0.0},
     {"RealFarBelowTheRange", "123e-99999999999999999999", 0.0},
+    {"RealBelowTheRangeUpperCase", "1E-400", 0.0},
+    {"RealBelowTheRangeOf64Bits", "1e-18446744073709551516", 0.0},
     {"SmallByItsDigits", "0.0000000001e-320", 0.0},
     {"LargestReal", "1.7976931348623157e308", 1.7976931348623157e308},
     {"SmallestNormal", "2.2250738585072014e-308", 2.2250738585072014e-308},
@@ -224,6 +229,7 @@ const Refused kRefused[] = {
     {"TenToThe23", "100000000000000000000000", Kind::Number, kInexact, 1, 1},
     {"RealAboveTheRange", "[0, 1e309]", Kind::Number, kTooLarge, 1, 5},
     {"RealFarAbove", "-1e99999999999999999999", Kind::Number, kTooLarge, 1, 1},
+    {"RealAboveTheRangeOf64Bits", "1e18446744073709551516", Kind::Number, kTooLarge, 1, 1},
     {"LargeByItsDigits", "1000000000000000000000e300", Kind::Number, kTooLarge, 1, 1},
     // strings
     {"QuoteOnly", "\"", Kind::Syntax, kEndsTooEarly, 1, 2},
@@ -247,7 +253,9 @@ const Refused kRefused[] = {
     {"FirstHalfTwice", R"("\ud800\ud800")", Kind::Encoding, kHalf, 1, 2},
     {"FirstHalfAndAscii", R"("\ud83d\u0041")", Kind::Encoding, kHalf, 1, 2},
     {"FirstHalfAndBadDigits", R"("\ud83d\udg00")", Kind::Syntax, kNoHexDigit, 1, 11},
+    {"FirstHalfAndCharacterAboveHalves", R"("\ud83d\ue000")", Kind::Encoding, kHalf, 1, 2},
     {"SecondHalfAlone", R"("\udc00")", Kind::Encoding, kHalf, 1, 2},
+    {"SecondHalfTwice", R"("\udc00\udc00")", Kind::Encoding, kHalf, 1, 2},
     {"HalvesExchanged", R"("\ude00\ud83d")", Kind::Encoding, kHalf, 1, 2},
     {"LoneContinuation", "\"a\x80\"", Kind::Encoding, kNotUtf8, 1, 3},
     {"OverlongOfTwo", "\"\xc0\x80\"", Kind::Encoding, kNotUtf8, 1, 2},
@@ -301,7 +309,9 @@ const Refused kRefused[] = {
     {"DuplicateOfOtherType", R"({"a":{},"b":1,"a":[]})", Kind::DuplicateKey,
      "The key \"a\" is there twice", 1, 15},
     {"DuplicateWithQuotes", R"({"a\n\"":1,"a\n\"":1})", Kind::DuplicateKey,
-     R"(The key "a\x0a\"" is there twice)", 1, 12},
+     R"(The key "a\n\"" is there twice)", 1, 12},
+    {"DuplicateThatMisleads", "{\"\u2028\u202e\\u009b\":1,\"\u2028\u202e\\u009b\":1}",
+     Kind::DuplicateKey, R"(The key "\u2028\u202E\u009B" is there twice)", 1, 15},
     // places
     {"ThirdLine", "[1,\n2,\n  x]", Kind::Syntax, kNoValue, 3, 3},
     {"LinesWithCarriageReturn", "[1,\r\n2,\r\nx]", Kind::Syntax, kNoValue, 3, 1},
@@ -345,6 +355,32 @@ TEST(JsonRead, CutsALongKeyInTheError)
     const std::string key(1000000, 'k');
     const JsonError error = readJson("{\"" + key + "\":1,\"" + key + "\":2}").error;
     EXPECT_EQ(error.message, "The key \"" + std::string(64, 'k') + "...\" is there twice");
+}
+
+TEST(JsonRead, ReadsNothingBehindTheText)
+{
+    const std::string_view whole =
+        "[{\"a\\ud83d\\ude00b\" : -12.5e+3 , \"\xc3\xa9\xf0\x9f\x98\x80\":\"\\n\"}, null , true, "
+        "17 ]";
+    for (std::size_t size = 0; size != whole.size(); ++size) {
+        const std::string begin(whole.substr(0, size));
+        const JsonError error = readJson(whole.substr(0, size)).error;
+        EXPECT_TRUE(error) << begin;
+        EXPECT_EQ(error.toString(), readJson(begin).error.toString());
+    }
+    EXPECT_TRUE(readJson(whole).isSuccess());
+}
+
+TEST(JsonRead, TakesAllHexadecimalDigitsAndNothingElse)
+{
+    for (int c = 0; c != 256; ++c) {
+        const std::string digit(1, static_cast<char>(c));
+        const JsonReadResult result = readJson("\"\\u004" + digit + '"');
+        ASSERT_EQ(result.isSuccess(), std::isxdigit(c) != 0) << c;
+        if (!result.isSuccess()) continue;
+        const auto expected = static_cast<char>('@' + std::stoi(digit, nullptr, 16));
+        EXPECT_EQ(result.value, qzVariant(std::string(1, expected))) << c;
+    }
 }
 
 // --- Against the plain form
@@ -402,6 +438,7 @@ TEST(JsonNumbers, KeepTheSignOfZero)
         EXPECT_EQ(zero, qzVariant(0.0)) << text;
         EXPECT_TRUE(std::signbit(zero.toReal())) << text;
     }
+    EXPECT_FALSE(std::signbit(read("1e-400").toReal()));
     EXPECT_EQ(write(-0.0), "-0.0");
     EXPECT_EQ(write(0.0), "0.0");
     EXPECT_EQ(write(0), "0");
@@ -484,6 +521,19 @@ TEST(JsonNumbers, AreThePlainFormBesideAShortMiddle)
     }
 }
 
+// The middles to their neighbours are as near as can be to decimal numbers with few digits, but not
+// equal to them.
+TEST(JsonNumbers, AreThePlainFormBesideAnAlmostShortMiddle)
+{
+    for (const double mantissa : {5224462102115359.0, 5224462102115360.0}) {
+        for (const int exponent : {-248, -245, -242}) {
+            const double real = std::ldexp(mantissa, exponent);
+            expectShortest(real);
+            EXPECT_EQ(read(write(real)), qzVariant(real));
+        }
+    }
+}
+
 TEST(JsonNumbers, OfAllKindsOfBitsReadBackTheSame)
 {
     std::mt19937_64 random(20261);
@@ -508,9 +558,12 @@ TEST(JsonNumbers, OfManyDigitsAreExactOrRefused)
     EXPECT_EQ(read("1." + zeros), qzVariant(1.0));
     EXPECT_EQ(readJson('1' + zeros + "e-1").error.message, kTooLarge);
     EXPECT_EQ(read("0." + zeros + "1e1"), qzVariant(0.0));
+    EXPECT_EQ(readJson("0." + zeros + "1e1000").error.message, kTooLarge);
+    EXPECT_EQ(read('1' + zeros + "e-1000"), qzVariant(0.0));
     char largest[400];
     std::snprintf(largest, sizeof largest, "%.0f", std::numeric_limits<double>::max());
     EXPECT_EQ(read(largest), qzVariant(std::numeric_limits<double>::max()));
+    EXPECT_EQ(read('-' + std::string(largest)), qzVariant(std::numeric_limits<double>::lowest()));
 }
 
 TEST(JsonNumbers, AreRoundedIfAllowed)
@@ -532,6 +585,28 @@ TEST(JsonNumbers, IgnoreTheLocale)
     EXPECT_EQ(write(List{1.5, 1234567}), "[1.5,1234567]");
     EXPECT_EQ(read("[1.5,1e-400,9223372036854775808]"), (List{1.5, 0.0, 9223372036854775808.0}));
     EXPECT_EQ(readJson("1,5").error.message, kAfter);
+}
+
+// Programs choose these for their own arithmetic; some compilers' options for speed do as well.
+TEST(JsonNumbers, IgnoreTheModeOfTheProcessor)
+{
+    const char* const text = "[0.3,8.5e15,-86.502,4.9e-320,-1e-400,9223372036854777856]";
+    const qzVariant value(List{0.3, 8.5e15, -86.502, 4.9e-320, -0.0, 9223372036854777856.0});
+    constexpr unsigned int modes[] = {_MM_ROUND_UP, _MM_ROUND_DOWN, _MM_ROUND_TOWARD_ZERO,
+                                      _MM_DENORMALS_ZERO_ON | _MM_FLUSH_ZERO_ON};
+    const unsigned int usual = _mm_getcsr();
+    for (const unsigned int mode : modes) {
+        _mm_setcsr(usual | mode);
+        const JsonReadResult result = readJson(text);
+        std::string written;
+        const JsonError error = writeJson(value, written);
+        const unsigned int after = _mm_getcsr();
+        _mm_setcsr(usual);
+        EXPECT_EQ(write(result.value), write(value)) << mode;
+        EXPECT_EQ(error.toString(), "");
+        EXPECT_EQ(written, write(value)) << mode;
+        EXPECT_EQ(after & mode, mode);
+    }
 }
 
 // --- Options of reading

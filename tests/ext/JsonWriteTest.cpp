@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Writing JSON: texts, refused values, and random trees that are read back.
 
+#include <cctype>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -54,6 +55,26 @@ TEST(JsonWrite, EscapesAllButAsciiIfToldSo)
     EXPECT_EQ(write("\xf0\x9f\x98\x80\xf4\x8f\xbf\xbf\x7f", options),
               "\"\\ud83d\\ude00\\udbff\\udfff\x7f\"");
     EXPECT_EQ(write(Map{{"\xee\x80\x80", "\n"}}, options), R"({"\ue000":"\n"})");
+    EXPECT_EQ(write("\xef\xbf\xbf\xf0\x90\x80\x80", options), R"("\uffff\ud800\udc00")");
+}
+
+// Several bytes are examined at a time.
+TEST(JsonWrite, EscapesAByteWhereverItStands)
+{
+    for (char c = 0; c >= 0 && c != '\x7f'; ++c) {
+        const bool isPlain = c >= ' ' && c != '"' && c != '\\';
+        const std::string alone = write(std::string(1, c));
+        EXPECT_EQ(alone.size() == 3, isPlain);
+        for (const std::size_t size : {1U, 3U, 4U, 5U, 7U, 8U, 9U, 15U, 16U, 17U, 33U}) {
+            for (std::size_t at = 0; at != size; ++at) {
+                const std::string before(at, 'x');
+                const std::string after(size - at - 1, 'y');
+                const std::string text = write(before + c + after);
+                ASSERT_EQ(text, '"' + before + alone.substr(1, alone.size() - 2) + after + '"');
+                ASSERT_EQ(readJson('"' + before + c + after + '"').isSuccess(), isPlain);
+            }
+        }
+    }
 }
 
 TEST(JsonWrite, PassesTextsOfAnyLength)
@@ -62,6 +83,12 @@ TEST(JsonWrite, PassesTextsOfAnyLength)
         const std::string text(size, 'x');
         EXPECT_TRUE(write(List{text, 1, text + '\n'}) ==
                     "[\"" + text + "\",1,\"" + text + "\\n\"]");
+    }
+    for (std::size_t size = 16100; size != 16384; ++size) {
+        const std::string text(size, 'x');
+        const std::string key(256, 'k');
+        EXPECT_TRUE(write(List{text, Map{{"a", 1}, {key, key}}}) ==
+                    "[\"" + text + "\",{\"a\":1,\"" + key + "\":\"" + key + "\"}]");
     }
     List numbers;
     std::string expected;
@@ -101,7 +128,7 @@ const Unwritable kUnwritable[] = {
     {"BadString", Map{{"a-b_1", Map{{"", "\xff"}}}}, Kind::Encoding,
      "a-b_1[\"\"]: The string isn't UTF-8"},
     {"BadKey", Map{{"a b", Map{{"\xff\"\\\n\xc3\xa9", 1}}}}, Kind::Encoding,
-     "[\"a b\"][\"\\xff\\\"\\\\\\x0a\xc3\xa9\"]: The key isn't UTF-8"},
+     "[\"a b\"][\"\\xFF\\\"\\\\\\n\xc3\xa9\"]: The key isn't UTF-8"},
     {"CutString", "abc\xe2\x82", Kind::Encoding, "The string isn't UTF-8"},
     {"Surrogate", "\xed\xa0\x80", Kind::Encoding, "The string isn't UTF-8"},
     {"Overlong", "\xc0\xaf", Kind::Encoding, "The string isn't UTF-8"},
@@ -140,6 +167,18 @@ TEST(JsonWrite, CutsALongKeyInThePath)
     std::string text;
     const JsonError error = writeJson(Map{{std::string(100000, 'k'), HUGE_VAL}}, text);
     EXPECT_EQ(error.path, "[\"" + std::string(64, 'k') + "...\"]");
+    EXPECT_EQ(writeJson(Map{{std::string(65, 'k'), HUGE_VAL}}, text).path, error.path);
+    EXPECT_EQ(writeJson(Map{{std::string(64, 'k'), HUGE_VAL}}, text).path, std::string(64, 'k'));
+}
+
+TEST(JsonWrite, QuotesAKeyInThePathUnlessItIsAWord)
+{
+    for (int c = 0; c != 128; ++c) {
+        const std::string key = {'a', static_cast<char>(c)};
+        std::string text;
+        const std::string path = writeJson(Map{{key, HUGE_VAL}}, text).path;
+        EXPECT_EQ(path == key, std::isalnum(c) != 0 || c == '-' || c == '_') << c;
+    }
 }
 
 TEST(JsonWrite, MakesOtherTypesPlainIfToldSo)

@@ -29,10 +29,10 @@ struct StreamLimits {
 /// Reads what a `qzDataStream` wrote, from untrusted bytes: they may be cut, damaged, or made to do
 /// harm.
 ///
-/// Lengths are checked against limits, and memory grows with the
-/// bytes that really come: 64 KiB at first, and then at most twice what has come. A read that fails
-/// leaves its destination as it was, and so do all reads after it, which don't touch the device:
-/// the first failure stays, with its offset and reason.
+/// Lengths are checked against limits, and memory grows with the bytes that really come: 64 KiB at
+/// first, and then at most twice what has come. A read that fails leaves its destination as it was,
+/// and so do all reads after it, which don't touch the device: the first failure stays, with its
+/// offset and reason.
 ///
 /// @code
 /// qz::ext::StreamLimits limits;

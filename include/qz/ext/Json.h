@@ -39,8 +39,9 @@ class qzIoDevice;
 /// | an object                               | `MAP`; its entries are written in key order        |
 ///
 /// What is written reads back equal: a `REAL` always has a point or an exponent, and as many digits
-/// as its value needs. Neither direction depends on the locale, and neither recurses. The library
-/// need not be started. When memory runs out, `std::bad_alloc` is thrown.
+/// as its value needs. Neither direction depends on the locale or on how the thread rounds, and
+/// neither recurses; writing takes some 20 KB of stack. The library need not be started. When
+/// memory runs out, `std::bad_alloc` is thrown.
 /// Threads: any. Several may convert one text or one variant at the same time; a device is for one.
 
 namespace qz::ext {
@@ -73,7 +74,8 @@ struct QZ_API JsonError {
     std::string message;     ///< The reason as a sentence; the device's own text for `Device`.
     JsonPlace place;         ///< Where in the text, when reading.
     /// Which value, when writing, as in `a.b[3]`; empty for the whole. A key that isn't a word is
-    /// in brackets and quotes, as in `a["b c"]`, and a long one is cut.
+    /// in brackets and quotes, as in `a["b c"]`, and a long one is cut. A key is shown as `escaped`
+    /// of `qz/ext/PrintableText.h` does it, here and in `message`.
     std::string path;
 
     /// Whether there is an error.

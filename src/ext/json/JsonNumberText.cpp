@@ -2,6 +2,7 @@
 // The numbers of a text that is written.
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -133,7 +134,8 @@ char* formatInteger(char* out, long value)
 char* formatReal(char* out, double value)
 {
     if (std::signbit(value)) *out++ = '-';
-    if (value == 0) return std::copy_n("0.0", 3, out);
+    // By its bits, as the program may have told the processor to take subnormal numbers for 0
+    if (std::bit_cast<std::uint64_t>(value) * 2 == 0) return std::copy_n("0.0", 3, out);
     value = std::abs(value);
     const Digits digits(findShortest(value));
     return isFixedShorter(digits) ? formatFixed(out, value, digits) : formatScientific(out, digits);

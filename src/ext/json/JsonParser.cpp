@@ -6,6 +6,7 @@
 #include "JsonNumber.h"
 #include "JsonPath.h"
 #include "JsonString.h"
+#include "UsualRounding.h"
 
 namespace qz::ext {
 
@@ -48,6 +49,7 @@ void JsonParser::run()
             "The text has more than " + std::to_string(mOptions.maxTextBytes) + " bytes";
         return;
     }
+    const UsualRounding rounding;
     mText.skipSpace();
     for (Step step = Step::Value; step != Step::Stop;)
         step = step == Step::Value ? beginValue() : continueContainer();

@@ -3,7 +3,9 @@
 
 #include <algorithm>
 
-#include "JsonCharacters.h"
+#include <qz/ext/PrintableText.h>
+
+#include "base/Utf8Character.h"
 
 namespace qz::ext {
 
@@ -23,14 +25,6 @@ bool isWord(std::string_view key)
            std::all_of(key.begin(), key.end(), isPart);
 }
 
-void appendHexByte(std::string& text, char c)
-{
-    constexpr char digits[] = "0123456789abcdef";
-    text += "\\x";
-    text += digits[toByte(c) >> 4U];
-    text += digits[toByte(c) & 0xFU];
-}
-
 }  // namespace
 
 std::string quoteKey(std::string_view key)
@@ -42,17 +36,12 @@ std::string quoteKey(std::string_view key)
             text += "...";
             break;
         }
-        const Utf8Character character = decodeCharacter(at, end);
-        const bool isPrintable = character.size > 1 || (character.value >= 0x20 && *at != '\x7f');
-        const std::size_t size = character.size > 1 ? character.size : 1;
+        const std::size_t size = std::max(decodeCharacter(at, end).size, 1U);
         if (*at == '"' || *at == '\\') text += '\\';
-        if (isPrintable)
-            text.append(at, size);
-        else
-            appendHexByte(text, *at);
+        text.append(at, size);
         at += size;
     }
-    return text + '"';
+    return escaped(text) + '"';
 }
 
 void appendKey(std::string& path, std::string_view key)

@@ -7,8 +7,8 @@
 
 namespace qz::ext {
 
-/// Puts a key between quotes for a message: in UTF-8 whatever it is, on one line, and cut if it is
-/// long.
+/// Puts a key between quotes for a message: in UTF-8 whatever it is, on one line, without what
+/// could mislead, and cut if it is long.
 std::string quoteKey(std::string_view key);
 
 /// Extends the path of a map by a key, as in "a.b" or `a["b c"]`.

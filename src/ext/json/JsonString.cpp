@@ -71,7 +71,7 @@ JsonFault parseEscape(JsonText& text, std::string& out)
         ++text.at;
         return {};
     }
-    if (text.isAtEnd()) return makeSyntaxFault(text, "");
+    if (text.isAtEnd()) return makeEndFault(text);
     if (*text.at != 'u') return {JsonError::Kind::Syntax, begin, "The escape sequence is unknown"};
     ++text.at;
     char32_t value = 0;
@@ -88,7 +88,7 @@ JsonFault parseString(JsonText& text, std::string& buffer, std::string_view& con
     buffer.clear();
     for (;;) {
         text.at = findSpecial(text.at, text.end);
-        if (text.isAtEnd()) return makeSyntaxFault(text, "");
+        if (text.isAtEnd()) return makeEndFault(text);
         if (*text.at == '"') break;
         if (toByte(*text.at) >= 0x80) {
             if (const JsonFault fault = skipCharacters(text)) return fault;

@@ -36,10 +36,17 @@ struct JsonFault {
     explicit operator bool() const { return kind != JsonError::Kind::None; }
 };
 
+/// The fault of a text that has ended.
+inline JsonFault makeEndFault(const JsonText& text)
+{
+    return {JsonError::Kind::Syntax, text.end, "The text ends too early"};
+}
+
 /// The fault of a text that isn't what `message` says, or has ended before.
 inline JsonFault makeSyntaxFault(const JsonText& text, const char* message)
 {
-    return {JsonError::Kind::Syntax, text.at, text.isAtEnd() ? "The text ends too early" : message};
+    if (text.isAtEnd()) return makeEndFault(text);
+    return {JsonError::Kind::Syntax, text.at, message};
 }
 
 /// Determines lines and columns. Places must be given in ascending order, so that all of them

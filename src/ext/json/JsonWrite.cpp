@@ -22,11 +22,13 @@ JsonError writeJson(const qzVariant& value, qzIoDevice& device, const JsonWriteO
 {
     JsonOutput output(device);
     JsonError error = JsonWriter(options, output).write(value);
-    if (error || !output.hasFailed()) return error;
-    error.kind = JsonError::Kind::Device;
-    error.message = device.hasDeviceError() ? device.getDeviceErrorMsg()
-                                            : "The device accepted fewer bytes than it was given";
-    return error;
+    if (!output.hasFailed()) return error;
+    // Before the error of a value, if there is one: after it, nothing more is written.
+    return {JsonError::Kind::Device,
+            device.hasDeviceError() ? device.getDeviceErrorMsg()
+                                    : "The device accepted fewer bytes than it was given",
+            /*place=*/{},
+            /*path=*/{}};
 }
 
 }  // namespace qz::ext

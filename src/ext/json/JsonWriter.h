@@ -19,7 +19,8 @@ public:
     {
     }
 
-    /// Writes a value, up to the first one that can't be written or to the failure of the output.
+    /// Writes a value, up to the first one that can't be written. A failure of the output ends it
+    /// as well, though not always at once.
     /// @return the error of that value. The output reports its own.
     JsonError write(const qzVariant& value);
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 #include <iterator>
 
 #include "GrowingRead.h"
@@ -250,7 +251,10 @@ CheckedStream::List::List(CheckedStream& stream)
 CheckedStream::List::~List()
 {
     --mStream.mDepth;
-    if (!mIsComplete) mStream.fail(StreamFailure::Rejected, "list", mListOffset);
+    if (mIsComplete) return;
+    const bool isThrown = std::uncaught_exceptions() != 0;
+    mStream.fail(isThrown ? StreamFailure::Exception : StreamFailure::Rejected, "list",
+                 mListOffset);
 }
 
 bool CheckedStream::List::next(unsigned long itemBytes)
