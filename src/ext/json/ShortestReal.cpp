@@ -72,10 +72,9 @@ Decimal findShortest(std::uint64_t mantissa, int exponent, bool isLowerNeighbour
     const std::uint64_t tens = whole / 10;
     if (interval.contains(40 * tens)) return {tens, unit + 1};
     if (interval.contains(40 * (tens + 1))) return {tens + 1, unit + 1};
-    // The nearer one lies inside, if the interval is symmetric.
-    const std::uint64_t middle = 4 * whole + 2;
-    const bool isUpperNearer = quarters > middle || (quarters == middle && whole % 2 != 0);
-    const std::uint64_t nearer = whole + (isUpperNearer ? 1 : 0);
+    // The nearer one lies inside, if the interval is symmetric. Without a comparison, because the
+    // processor would guess its result, and be wrong every second time.
+    const std::uint64_t nearer = (quarters + 1 + whole % 2) / 4;
     if (isLowerNeighbourCloser && !interval.contains(4 * nearer)) return {whole + 1, unit};
     return {nearer, unit};
 }
