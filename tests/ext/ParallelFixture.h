@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <mutex>
 #include <numeric>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -54,12 +56,30 @@ inline std::vector<std::size_t> countTo(std::size_t count)
     return numbers;
 }
 
+// A body that takes long for the first element. The caller begins a loop of many pieces alone, and
+// leaves the rest to the workers then.
+template <typename Body>
+class SlowStart {
+public:
+    explicit SlowStart(const Body& body) : mBody(body) {}
+    template <typename Element>
+    decltype(auto) operator()(Element&& element)
+    {
+        if (!mHasBegun.exchange(true)) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        return mBody(std::forward<Element>(element));
+    }
+
+private:
+    const Body& mBody;
+    std::atomic<bool> mHasBegun = false;
+};
+
 template <typename Index>
 std::vector<Index> listInParallel(Index begin, Index end, const ParallelOptions& options)
 {
     Calls<Index> calls;
-    const ParallelResult result = parallelFor(
-        begin, end, [&](Index i) { calls.add(i); }, options);
+    const ParallelResult result =
+        parallelFor(begin, end, SlowStart([&](Index i) { calls.add(i); }), options);
     std::vector<Index> elements = calls.take();
     EXPECT_TRUE(result);
     EXPECT_EQ(result.doneCount, elements.size());

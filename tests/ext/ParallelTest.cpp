@@ -205,7 +205,7 @@ TYPED_TEST(ParallelContainerTest, HasItsBodyCalledOnceForEachElement)
         TypeParam container = makeNumbers<std::remove_const_t<TypeParam>>(count);
         Calls<int> calls;
         const ParallelResult result = parallelForEach(
-            container, [&](int element) { calls.add(element); }, withPool(pool));
+            container, SlowStart([&](int element) { calls.add(element); }), withPool(pool));
         EXPECT_EQ(calls.take(), listInALoop(0, count));
         EXPECT_TRUE(result);
         EXPECT_EQ(result.doneCount, static_cast<std::size_t>(count));
@@ -247,7 +247,8 @@ TEST_P(ParallelPoolTest, CombinesInTheOrderOfTheRange)
     std::string expected = "begin ";
     for (int i = -2000; i < 3000; ++i)
         expected += toText(i);
-    const auto text = parallelReduce(-2000, 3000, std::string("begin "), toText, join, mOptions);
+    const auto text =
+        parallelReduce(-2000, 3000, std::string("begin "), SlowStart(toText), join, mOptions);
     EXPECT_TRUE(text);
     EXPECT_EQ(text.doneCount, 5000U);
     EXPECT_EQ(text.value, expected);

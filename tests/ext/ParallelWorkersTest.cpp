@@ -2,6 +2,7 @@
 #include <qz/ext/Parallel.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -90,12 +91,10 @@ TEST_F(ParallelWorkersTest, SharesTheLastPieces)
     std::vector<std::unique_ptr<Meeting>> meetings;
     for (std::size_t i = 0; i != lastPairs; ++i)
         meetings.push_back(std::make_unique<Meeting>(2));
-    parallelFor(
-        0, 1000 + 2 * lastPairs,
-        [&](std::size_t i) {
-            if (i >= 1000) meetings[(i - 1000) / 2]->attend();
-        },
-        withPool(pool));
+    parallelFor(0, 1000 + 2 * lastPairs, SlowStart([&](std::size_t i) {
+                    if (i >= 1000) meetings[(i - 1000) / 2]->attend();
+                }),
+                withPool(pool));
 }
 
 TEST_F(ParallelWorkersTest, RunsOnTheCallersThreadIfThePoolHasOneWorker)
@@ -112,11 +111,65 @@ TEST_F(ParallelWorkersTest, RunsASinglePieceOnTheCallersThread)
     EXPECT_THAT(findThreads(5000, options), ElementsAre(qzThread::CurrentThreadId()));
 }
 
+TEST_F(ParallelWorkersTest, TheCallerDoesASmallLoopAlone)
+{
+    ConcurrentPool pool(2);
+    const pid_t caller = ::gettid();
+    const auto isDoneByTheCaller = [&] {
+        std::atomic<bool> isDoneElsewhere = false;
+        parallelFor(
+            0, 64,
+            [&](int) {
+                if (::gettid() != caller) isDoneElsewhere = true;
+            },
+            withPool(pool));
+        return !isDoneElsewhere;
+    };
+    // On a busy machine another process may run meanwhile.
+    EXPECT_TRUE(support::waitUntil(isDoneByTheCaller));
+}
+
+namespace {
+
+// How many of the elements, which take long, the caller does itself.
+int countByTheCaller(int elements, const ParallelOptions& options)
+{
+    const std::string caller = qzThread::CurrentThreadId();
+    std::atomic<int> count = 0;
+    parallelFor(
+        0, elements,
+        [&](int) {
+            if (qzThread::CurrentThreadId() == caller) ++count;
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        },
+        options);
+    return count;
+}
+
+}  // namespace
+
+TEST_F(ParallelWorkersTest, TheCallerBeginsALoopOfManyPieces)
+{
+    ConcurrentPool pool(2);
+    const ParallelOptions options = withPool(pool);
+    EXPECT_EQ(countByTheCaller(64, options), 1);
+    EXPECT_EQ(countByTheCaller(63, options), 0) << "the workers would wait for one of few";
+}
+
+TEST_F(ParallelWorkersTest, TheCallerBeginsNoLoopThatShowsItsProgress)
+{
+    ConcurrentPool pool(2);
+    qzProgressNotifierBase progress;
+    ParallelOptions options = withPool(pool);
+    options.notifier = &progress;
+    EXPECT_EQ(countByTheCaller(100, options), 0);
+}
+
 TEST_F(ParallelWorkersTest, UsesThePoolOfTheProcessUnlessOneIsGiven)
 {
     ASSERT_NE(concurrent::GetConcurrentPool(), nullptr);
     const bool hasWorkers = concurrent::GetConcurrentPool()->getWorkerCount() > 1;
-    const auto threads = findThreads(5000, {});
+    const auto threads = findThreads(2, {});
     EXPECT_EQ(threads.count(qzThread::CurrentThreadId()), hasWorkers ? 0U : 1U);
 }
 
@@ -268,7 +321,7 @@ TEST_P(ParallelWorkersPoolTest, ServesSeveralCallersAtOnce)
         callers.emplace_back([&] {
             for (int loop = 0; loop < kLoops; ++loop) {
                 const auto one = [](int) { return 1L; };
-                sum += parallelReduce(0, 3000, 0L, one, std::plus<>(), mOptions).value;
+                sum += parallelReduce(0, 3000, 0L, SlowStart(one), std::plus<>(), mOptions).value;
             }
         });
     }

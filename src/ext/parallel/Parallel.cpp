@@ -20,21 +20,28 @@ namespace qz::ext::impl {
 
 namespace {
 
-// Neighbouring pieces that a worker takes at once.
+using Clock = std::chrono::steady_clock;
+
+// About what it takes to wake the workers and to sleep until they are done. Small loops are done
+// sooner than that, so the caller begins alone.
+constexpr std::chrono::microseconds kWakingTime{30};
+// With fewer pieces, a worker could need most of the time for the one that the caller has begun.
+constexpr std::size_t kManyPiecesPerWorker = 32;
+
+// Neighbouring pieces that a thread takes at once.
 struct Claim {
     std::size_t begin = 0;
     std::size_t end = 0;
 };
 
-// The most pieces that a worker may claim. Long claims are faster, since the processor reads a
+// The most pieces that a thread may claim. Long claims are faster, since the processor reads a
 // range ahead and the workers disturb each other less. But a stop waits for all that is claimed, so
 // claims only grow while they take little time, and not without end: the next piece may take
 // longer.
 class ClaimLimit {
-    using Clock = std::chrono::steady_clock;
-
 public:
     std::size_t get() const { return mCount; }
+    Clock::time_point getTime() const { return mBegin; }
     void adapt()
     {
         const Clock::time_point now = Clock::now();
@@ -75,7 +82,9 @@ public:
         mutex.lock();
     }
 
-    void runPieces() noexcept;
+    // Runs pieces until none is left, or until it is too late to claim more.
+    void runPieces(Clock::time_point latestClaim = Clock::time_point::max()) noexcept;
+    bool isOver() const { return mIsStopped || mNextPiece == mDivision.pieceCount; }
     ParallelResult finish();
 
 private:
@@ -104,12 +113,13 @@ private:
     std::size_t mExceptionPiece = 0;  // guarded by mExceptionMutex
 };
 
-void PieceRun::runPieces() noexcept
+void PieceRun::runPieces(Clock::time_point latestClaim) noexcept
 {
     std::size_t piece = 0;
     try {
         Claim claimed;
-        for (ClaimLimit limit; claim(limit.get(), claimed); limit.adapt()) {
+        for (ClaimLimit limit; limit.getTime() < latestClaim && claim(limit.get(), claimed);
+             limit.adapt()) {
             for (piece = claimed.begin; piece != claimed.end; ++piece) {
                 mFunction(mWork, piece, mDivision.getBegin(piece), mDivision.getBegin(piece + 1));
                 reportPiece();
@@ -204,6 +214,14 @@ private:
     qzProgressNotifierGroupCloser mCloser;
 };
 
+// Whether the caller is to begin alone. A notifier that waits, such as for a terminal that is
+// stopped, is called on a worker, so that the others go on.
+bool isPerhapsSmall(const PieceDivision& division, const ParallelOptions& options,
+                    std::size_t workers)
+{
+    return options.notifier == nullptr && division.pieceCount / workers >= kManyPiecesPerWorker;
+}
+
 // Returns null if the caller is to do the work.
 ConcurrentPool* choosePool(const PieceDivision& division, const ParallelOptions& options)
 {
@@ -224,10 +242,12 @@ ParallelResult runPieces(const PieceDivision& division, const ParallelOptions& o
         pool == nullptr ? 1 : std::min<std::size_t>(pool->getWorkerCount(), division.pieceCount);
     PieceRun run(division, workers, options, function, work);
     ProgressGroup group(options.notifier, division.pieceCount);
-    if (pool != nullptr) {
-        pool->runSolvers(std::vector<ConcurrentPool::SolverBase*>(workers, &run));
-    } else {
+    if (pool == nullptr) {
         run.runPieces();
+    } else {
+        const std::vector<ConcurrentPool::SolverBase*> solvers(workers, &run);
+        if (isPerhapsSmall(division, options, workers)) run.runPieces(Clock::now() + kWakingTime);
+        if (!run.isOver()) pool->runSolvers(solvers);
     }
     const ParallelResult result = run.finish();
     group.end();
