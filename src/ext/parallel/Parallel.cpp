@@ -82,8 +82,8 @@ public:
         mutex.lock();
     }
 
-    // Runs pieces until none is left, or until it is too late to claim more.
-    void runPieces(Clock::time_point latestClaim = Clock::time_point::max()) noexcept;
+    // Runs pieces until none is left, or until it has taken so long.
+    void runPieces(Clock::duration longest = Clock::duration::max()) noexcept;
     bool isOver() const { return mIsStopped || mNextPiece == mDivision.pieceCount; }
     ParallelResult finish();
 
@@ -113,17 +113,19 @@ private:
     std::size_t mExceptionPiece = 0;  // guarded by mExceptionMutex
 };
 
-void PieceRun::runPieces(Clock::time_point latestClaim) noexcept
+void PieceRun::runPieces(Clock::duration longest) noexcept
 {
     std::size_t piece = 0;
     try {
         Claim claimed;
-        for (ClaimLimit limit; limit.getTime() < latestClaim && claim(limit.get(), claimed);
-             limit.adapt()) {
+        ClaimLimit limit;
+        const Clock::time_point begin = limit.getTime();
+        while (limit.getTime() - begin < longest && claim(limit.get(), claimed)) {
             for (piece = claimed.begin; piece != claimed.end; ++piece) {
                 mFunction(mWork, piece, mDivision.getBegin(piece), mDivision.getBegin(piece + 1));
                 reportPiece();
             }
+            limit.adapt();
         }
     } catch (...) {
         keepException(piece);
@@ -246,7 +248,7 @@ ParallelResult runPieces(const PieceDivision& division, const ParallelOptions& o
         run.runPieces();
     } else {
         const std::vector<ConcurrentPool::SolverBase*> solvers(workers, &run);
-        if (isPerhapsSmall(division, options, workers)) run.runPieces(Clock::now() + kWakingTime);
+        if (isPerhapsSmall(division, options, workers)) run.runPieces(kWakingTime);
         if (!run.isOver()) pool->runSolvers(solvers);
     }
     const ParallelResult result = run.finish();
