@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+#include <pthread.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -111,22 +113,34 @@ TEST_F(ParallelWorkersTest, RunsASinglePieceOnTheCallersThread)
     EXPECT_THAT(findThreads(5000, options), ElementsAre(qzThread::CurrentThreadId()));
 }
 
-TEST_F(ParallelWorkersTest, TheCallerDoesASmallLoopAlone)
+TEST_F(ParallelWorkersTest, ASmallLoopWakesNoWorker)
 {
     ConcurrentPool pool(2);
-    const pid_t caller = ::gettid();
-    const auto isDoneByTheCaller = [&] {
-        std::atomic<bool> isDoneElsewhere = false;
-        parallelFor(
-            0, 64,
-            [&](int) {
-                if (::gettid() != caller) isDoneElsewhere = true;
-            },
-            withPool(pool));
-        return !isDoneElsewhere;
+    Meeting meeting(2);
+    std::vector<clockid_t> workers(2);  // their clocks, which stand still while they sleep
+    parallelFor(
+        std::size_t{0}, workers.size(),
+        [&](std::size_t i) {
+            ASSERT_EQ(::pthread_getcpuclockid(::pthread_self(), &workers[i]), 0);
+            meeting.attend();
+        },
+        withPool(pool));
+    const auto readClocks = [&] {
+        std::vector<long> nanoseconds;
+        for (const clockid_t clock : workers) {
+            timespec time = {};
+            EXPECT_EQ(::clock_gettime(clock, &time), 0);
+            nanoseconds.push_back(time.tv_sec * 1'000'000'000 + time.tv_nsec);
+        }
+        return nanoseconds;
     };
-    // On a busy machine another process may run meanwhile.
-    EXPECT_TRUE(support::waitUntil(isDoneByTheCaller));
+    // They fall asleep only now, and another process may run in the middle of the loop.
+    EXPECT_TRUE(support::waitUntil([&] {
+        const std::vector<long> before = readClocks();
+        parallelFor(
+            0, 64, [](int) {}, withPool(pool));
+        return readClocks() == before;
+    }));
 }
 
 namespace {
