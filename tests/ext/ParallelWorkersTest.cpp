@@ -9,6 +9,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <pthread.h>
@@ -168,6 +169,22 @@ TEST_F(ParallelWorkersTest, TheCallerBeginsALoopOfManyPieces)
     const ParallelOptions options = withPool(pool);
     EXPECT_EQ(countByTheCaller(64, options), 1);
     EXPECT_EQ(countByTheCaller(63, options), 0) << "the workers would wait for one of few";
+}
+
+TEST_F(ParallelWorkersTest, TheCallerBeginsNoLoopOfManyElements)
+{
+    ConcurrentPool pool(2);
+    const pid_t caller = ::gettid();
+    for (const auto& [elements, isBegun] : {std::pair(100'000, true), {100'001, false}}) {
+        std::atomic<bool> isOnCaller = false;
+        parallelFor(
+            0, elements,
+            [&](int) {
+                if (::gettid() == caller) isOnCaller = true;
+            },
+            withPool(pool));
+        EXPECT_EQ(isOnCaller, isBegun) << elements;
+    }
 }
 
 TEST_F(ParallelWorkersTest, TheCallerBeginsNoLoopThatShowsItsProgress)

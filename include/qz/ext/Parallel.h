@@ -190,9 +190,9 @@ private:
 /// forked child. A worker that calls for its own pool does so too; on a worker of another pool the
 /// call waits, so two pools must not call each other.
 ///
-/// To wake the workers takes some ten microseconds. So if there are 32 pieces for each worker and
-/// no notifier, the caller begins: for 30 microseconds, or for one piece if that takes longer. A
-/// small loop is done by then, and no worker has to wake.
+/// To wake the workers takes some ten microseconds. So if there are at most 100,000 elements, at
+/// least 32 pieces for each worker and no notifier, the caller begins: for 30 microseconds, or for
+/// one piece if that takes longer. A small loop is done by then, and no worker has to wake.
 ///
 /// If a call throws, the other workers finish the pieces that they have taken. The exception of the
 /// first element that threw comes out, as from a plain loop, and the pool can be used again. So

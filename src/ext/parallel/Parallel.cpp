@@ -25,6 +25,8 @@ using Clock = std::chrono::steady_clock;
 // About what it takes to wake the workers and to sleep until they are done. Small loops are done
 // sooner than that, so the caller begins alone.
 constexpr std::chrono::microseconds kWakingTime{30};
+// More elements are no small loop, even if the processor needs one cycle for each.
+constexpr std::size_t kMostElementsOfSmallLoop = 100000;
 // With fewer pieces, a worker could need most of the time for the one that the caller has begun.
 constexpr std::size_t kManyPiecesPerWorker = 32;
 
@@ -221,7 +223,8 @@ private:
 bool isPerhapsSmall(const PieceDivision& division, const ParallelOptions& options,
                     std::size_t workers)
 {
-    return options.notifier == nullptr && division.pieceCount / workers >= kManyPiecesPerWorker;
+    return options.notifier == nullptr && division.count <= kMostElementsOfSmallLoop &&
+           division.pieceCount / workers >= kManyPiecesPerWorker;
 }
 
 // Returns null if the caller is to do the work.
